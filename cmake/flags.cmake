@@ -1,0 +1,35 @@
+# The two sets of compiler flags: what every target gets, and what a library without the C++ runtime gets on top.
+
+add_library(voice_warnings INTERFACE)
+target_compile_options(voice_warnings INTERFACE -Wall -Wextra -Werror)
+
+# C++20 inside, C outside: nothing of the C++ runtime library may be needed, and only the export list is visible.
+add_library(voice_core_flags INTERFACE)
+target_link_libraries(voice_core_flags INTERFACE voice_warnings)
+target_compile_options(voice_core_flags INTERFACE
+    -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-align=strict -Wmissing-declarations -Wformat-signedness
+    -fvisibility=hidden -ffunction-sections -fdata-sections
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_link_options(voice_core_flags INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--gc-sections)
+
+# voice_core_link(target map): links with the C driver, so that a stray use of the C++ runtime fails to link, and
+# exports only what the map lists.
+function(voice_core_link target map)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C LINK_DEPENDS ${map})
+    target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+endfunction()
+
+# Tests see the code under the sanitizers; shipped binaries never do.
+add_library(voice_test_flags INTERFACE)
+if(VOICE_SANITIZE)
+    target_compile_options(voice_test_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+        -fno-omit-frame-pointer)
+    target_link_options(voice_test_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(VOICE_COVERAGE)
+    target_compile_options(voice_test_flags INTERFACE --coverage -O0)
+    target_link_options(voice_test_flags INTERFACE --coverage)
+endif()
