@@ -17,7 +17,8 @@
  * - Fixed tables. Pointers into them stay valid for the life of the process; what they show changes when the slot is reused.
  * - "code" is a result code: 0 success, else one of libvoice_result (texts: libvoice_strerror). "yes" is 1 or 0. An index
  *   or a number is -1 when there is none.
- * - A null pointer or a broken record from outside is answered as documented and never crashes.
+ * - A null name, handle or message and a broken record from outside are answered as documented and never crash. Cursors and
+ *   output pointers must be valid.
  * - Memory that changes hands is malloc()ed and free()d.
  * - Identifiers, lengths and message heads are in the host's byte order.
  * - On failure, outputs keep what they held unless a function says otherwise.
@@ -29,6 +30,10 @@
 
 #include "kex.h"
 #include "libvoice_ids.h"
+
+#ifdef __GNUC__
+#pragma GCC visibility push(default) /* what stands here is exported, whatever the including file is compiled with */
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -108,7 +113,8 @@ const char *voice_service_strerror(uint32_t code);
  * @param id      identifier (libvoice_ids.h)
  * @param length  bytes of value, without padding
  * @param value   the bytes; not read when length is 0
- * @return LIBVOICE_OK, or LIBVOICE_ERR_PARAM_NO_SPACE: then nothing is written and nothing moves
+ * @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE, or LIBVOICE_ERR_INVALID_ARG for a null value with a length: then nothing is
+ *         written and nothing moves
  */
 uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uint8_t **cursor, uint32_t *remaining);
 
@@ -812,6 +818,10 @@ static inline const char *const *libvoice_bus_functions(void)
 
 #ifdef __cplusplus
 }
+#endif
+
+#ifdef __GNUC__
+#pragma GCC visibility pop
 #endif
 
 #endif

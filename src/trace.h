@@ -108,12 +108,12 @@ void trace_leave(Where where);
     TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
 
 // The same for the body of an exported function: its lines bear that function's name.
-#define TRACE_ERROR_AS(function, format, ...)                                                                          \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, voice::Where::caller(function), format __VA_OPT__(, )       \
-                __VA_ARGS__)
-#define TRACE_INFO_AS(function, format, ...)                                                                           \
-    TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, voice::Where::caller(function), format __VA_OPT__(, )         \
-                __VA_ARGS__)
+#define TRACE_ERROR_AS(function, format, ...)                                              \
+    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, voice::Where::caller(function), \
+                format __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_INFO_AS(function, format, ...)                                             \
+    TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, voice::Where::caller(function), \
+                format __VA_OPT__(, ) __VA_ARGS__)
 
 // Entry and exit of a public function. Leave markers are written out, one per return path: each shows its own line.
 #define TRACE_ENTER() voice::trace_enter(TRACE_HERE_)

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+// The functions that the bus calls in a DSP plugin: making DSPs and channels, and driving a channel.
+#include "call.h"
+#include "libvoice_plugin.h"
+#include "trace.h"
+
+using voice::Bytes;
+using voice::Call;
+using voice::Descriptors;
+using voice::end_with;
+using voice::kLookUp;
+using voice::List;
+using voice::Text;
+
+extern "C" {
+libvoice_dsp_callbacks_t libvoice_dsp_registered_callbacks;
+}
+
+namespace {
+
+bool read_name(Call &c, Text &name) {
+    if (c.read_value("name", name))
+        return true;
+    TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
+    c.error(voice::kErrorOwnSentence, "Missing 'name' parameter.", "name");
+    return false;
+}
+
+// Makes an instance of the template below the called object that has no instance of that name yet.
+bool create_instance(const Call &c, object_t *kind, const char *name) {
+    object_t *instance = object_createInstance(kind, 0, name);
+    if (!instance) {
+        // Kept: the line says 'DSP' for channels too.
+        TRACE_ERROR_AS(c.function, "Failed to create instance of 'DSP'.");
+        return false;
+    }
+    if (!object_commit(instance)) {
+        TRACE_ERROR_AS(c.function, "Failed to commit object.");
+        return false;
+    }
+    return true;
+}
+
+bool create_dsp(Call &c) {
+    Text name;
+    if (!read_name(c, name))
+        return false;
+    TRACE_INFO_AS(c.function, "dsp_channel_name '%s'", name.get()); // Kept: the same label as for a channel.
+    object_t *kind = object_getObject(c.object(), "DSP", kLookUp, nullptr);
+    if (object_getObject(kind, name.get(), kLookUp, nullptr)) {
+        TRACE_ERROR_AS(c.function, "DSP with name '%s' already exists in datamodel.", name.get());
+        return false;
+    }
+    return create_instance(c, kind, name.get());
+}
+
+bool create_channel(Call &c) {
+    Text name;
+    if (!read_name(c, name))
+        return false;
+    TRACE_INFO_AS(c.function, "\n dsp_channel_name '%s'\n", name.get());
+    object_t *kind = object_getObject(c.object(), "DSP_CHANNEL", kLookUp, nullptr);
+    if (object_getObject(kind, name.get(), kLookUp, nullptr)) {
+        TRACE_ERROR_AS(c.function, "DSP Channel with name '%s' already exists in datamodel.", name.get());
+        return false;
+    }
+    return create_instance(c, kind, name.get());
+}
+
+bool play_signal(Call &c) {
+    Bytes signal;
+    if (!c.read_value("signal", signal)) {
+        TRACE_ERROR_AS(c.function, "Missing argument cnx_info"); // Kept: reported under this name.
+        c.missing_argument("cnx_info");
+        return false;
+    }
+    const auto slot = libvoice_dsp_registered_callbacks.dsp_plugin_signal;
+    if (!slot) {
+        TRACE_ERROR_AS(c.function, "Call back dsp_plugin_signal is not set");
+        return false;
+    }
+    const char *channel = c.object_name();
+    void *bytes = signal.block();
+    if (slot(channel, static_cast<libvoice_signal_t *>(bytes)) != 0) {
+        TRACE_ERROR_AS(c.function, "Error running dsp_plugin_signal(%s, %p)", voice::shown(channel), bytes);
+        return false;
+    }
+    return true;
+}
+
+// What create and modify read first.
+bool read_media(Call &c, Bytes &cnx_info, List &filedesc) {
+    if (!c.read_value("cnx_info", cnx_info)) {
+        TRACE_ERROR_AS(c.function, "Missing argument cnx_info");
+        c.missing_argument("cnx_info");
+        return false;
+    }
+    if (!c.read_list("filedesc", filedesc)) {
+        TRACE_ERROR_AS(c.function, "Missing argument filedesc");
+        c.missing_argument("filedesc");
+        return false;
+    }
+    if (variant_list_size(filedesc.get()) == 0) {
+        TRACE_ERROR_AS(c.function, "Empty argument filedesc");
+        return false;
+    }
+    return true;
+}
+
+bool read_line(Call &c, uint32_t &line) {
+    if (c.read_u32("ep_line_id", line))
+        return true;
+    TRACE_ERROR_AS(c.function, "Missing argument ep_line_id");
+    c.missing_argument("filedesc"); // Kept: the reply names the descriptor list.
+    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, "CALL_HOLD", voice::Where::caller(c.function),
+                ""); // Kept: an empty line.
+    return false;
+}
+
+bool create_media(Call &c) {
+    Descriptors descriptors;
+    Bytes cnx_info;
+    List filedesc;
+    if (!read_media(c, cnx_info, filedesc))
+        return false;
+    Text endpoint_path;
+    if (!c.read_value("endpoint_path", endpoint_path)) {
+        TRACE_ERROR_AS(c.function, "Missing argument endpoint_path");
+        c.missing_argument("endpoint_path");
+        return false;
+    }
+    const int count = descriptors.take(filedesc.get());
+    for (int i = 0; i < count; ++i)
+        TRACE_INFO_AS(c.function, "\nfd[%d] = %d \n", i, *descriptors.slot(i));
+    filedesc.release();
+    const char *channel = c.object_name();
+    TRACE_INFO_AS(c.function, "\nObject name = '%s' \n\n", voice::shown(channel));
+    uint32_t line = 0;
+    if (!read_line(c, line))
+        return false;
+    const auto slot = libvoice_dsp_registered_callbacks.dsp_plugin_create;
+    if (!slot) {
+        TRACE_ERROR_AS(c.function, "Call back dsp_plugin_create is not set");
+        return false;
+    }
+    Descriptors::HandedOver handed = descriptors.hand_over();
+    int32_t *array = handed.slots;
+    if (slot(channel, line, cnx_info.data(), &array, endpoint_path.get()) != 0) {
+        TRACE_ERROR_AS(c.function, "quibra_dsp_plugin_create FAILED ");
+        return false;
+    }
+    return true;
+}
+
+bool modify_media(Call &c) {
+    Descriptors descriptors;
+    Bytes cnx_info;
+    List filedesc;
+    if (!read_media(c, cnx_info, filedesc))
+        return false;
+    const int count = descriptors.take(filedesc.get());
+    for (int i = 0; i < count; ++i)
+        TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, *descriptors.slot(i));
+    filedesc.release();
+    uint32_t line = 0;
+    if (!read_line(c, line))
+        return false;
+    const auto slot = libvoice_dsp_registered_callbacks.dsp_plugin_modify;
+    if (!slot) {
+        TRACE_ERROR_AS(c.function, "Call back dsp_plugin_modify is not set");
+        return false;
+    }
+    Descriptors::HandedOver handed = descriptors.hand_over();
+    int32_t *array = handed.slots;
+    if (slot(c.object_name(), line, cnx_info.data(), &array) != 0) {
+        TRACE_ERROR_AS(c.function, "quibra_dsp_plugin_modify FAILED ");
+        return false;
+    }
+    return true;
+}
+
+bool destroy_media(Call &c) {
+    uint32_t line = 0;
+    if (!c.read_u32("ep_line_id", line)) {
+        TRACE_ERROR_AS(c.function, "Missing argument line_id");
+        c.missing_argument("filedesc"); // Kept: as in create and modify.
+        return false;
+    }
+    const auto slot = libvoice_dsp_registered_callbacks.dsp_plugin_destroy;
+    if (!slot) {
+        TRACE_ERROR_AS(c.function, "Call back dsp_plugin_modify is not set"); // Kept: modify's words.
+        return false;
+    }
+    if (slot(c.object_name(), line) != 0) {
+        TRACE_ERROR_AS(c.function, "quibra_dsp_plugin_destroy FAILED ");
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+extern "C" {
+
+void libvoice_dsp_init(libvoice_dsp_callbacks_t callbacks) {
+    libvoice_dsp_registered_callbacks = callbacks;
+}
+
+// "name" text -> boolean. 196638 "Missing 'name' parameter." "name".
+int __DSPPlugin_createDsp(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(create_dsp(c), call, return_value);
+}
+
+// "name" text -> boolean. 196638 "Missing 'name' parameter." "name".
+int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(create_channel(c), call, return_value);
+}
+
+// "signal" bytes -> boolean. 196640 "cnx_info".
+// The bytes are passed through; their pointer word is not rewritten.
+int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(play_signal(c), call, return_value);
+}
+
+// "cnx_info" bytes, "filedesc" descriptors, "endpoint_path" text, "ep_line_id" uint32 -> boolean.
+// 196640 "cnx_info", "filedesc" (also for ep_line_id), "endpoint_path".
+int __DSP_CHANNEL_create(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(create_media(c), call, return_value);
+}
+
+// "cnx_info" bytes, "filedesc" descriptors, "ep_line_id" uint32 -> boolean. 196640 "cnx_info", "filedesc" (also for
+// ep_line_id).
+int __DSP_CHANNEL_modify(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(modify_media(c), call, return_value);
+}
+
+// "ep_line_id" uint32 -> boolean. 196640 "filedesc".
+int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    TRACE_ENTER();
+    Call c(call, arguments, __func__);
+    return end_with(destroy_media(c), call, return_value);
+}
+}
