@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+// Text from other processes made fit for a terminal and for JSON.
+#ifndef VOICECTL_TEXT_H
+#define VOICECTL_TEXT_H
+
+#include <string>
+#include <string_view>
+
+namespace voicectl {
+
+// The text with everything that could steer a terminal written out: control characters, broken UTF-8 and characters
+// without a shape of their own become \x1B and the like, a backslash becomes two.
+std::string printable(std::string_view text);
+
+// The text as a JSON string, quotes included. Bytes that are no UTF-8 become U+FFFD.
+std::string json_string(std::string_view text);
+
+} // namespace voicectl
+
+#endif
