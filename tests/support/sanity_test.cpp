@@ -1,0 +1,458 @@
+// SPDX-License-Identifier: MIT
+// The harness under test: it must notice leaks, misuse and wrong logs, and stay silent where nothing is wrong.
+#include "voice_fake/gtest.h"
+#include "voice_fake/memory.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+using fake::bus;
+using fake::Call;
+using fake::Reply;
+using fake::Value;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class Harness : public testing::Test {
+protected:
+    Harness() { bus().reset(); }
+    void TearDown() override { EXPECT_THAT(bus().check(), IsEmpty()) << "left by the test itself"; }
+};
+
+request_t *make_request() {
+    return request_create_executeFunction("A.B", "do", 0x8001);
+}
+
+// ---- the log
+
+TEST_F(Harness, EachCallBecomesOneLine) {
+    request_t *r = make_request();
+    variant_t v{};
+    EXPECT_TRUE(variant_initialize(&v, VARIANT_UINT32));
+    EXPECT_TRUE(variant_setUInt32(&v, 3));
+    EXPECT_TRUE(request_addParameter(r, "ep_line_id", &v));
+    variant_cleanup(&v);
+    EXPECT_TRUE(kex_sendRequest(bus().handle(), bus().peer("fxs"), r));
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), nullptr, r));
+    request_destroy(r);
+    EXPECT_LOG("r1 = request_create_executeFunction(\"A.B\", \"do\", 0x8001)",
+               "request_addParameter(r1, \"ep_line_id\", u32 3)", "kex_sendRequest(bus, fxs, r1) = 1",
+               "kex_sendRequest(bus, null, r1) = 0", "request_destroy(r1)");
+    EXPECT_EQ(bus().record(1).parameter("ep_line_id").number, 3);
+    EXPECT_EQ(bus().everything().size(), 8u);
+}
+
+TEST_F(Harness, AWrongLogIsNoticedAtItsFirstDifference) {
+    EXPECT_EQ(fake::difference({"a", "b"}, {"a", "b"}), "");
+    const std::string changed = fake::difference({"a", "b", "c"}, {"a", "x", "c"});
+    EXPECT_THAT(changed, HasSubstr("line 2 differs first"));
+    EXPECT_THAT(changed, HasSubstr("expected: b"));
+    EXPECT_THAT(changed, HasSubstr("got:      x"));
+    EXPECT_THAT(fake::difference({"a", "b"}, {"a"}), HasSubstr("got:      (end of log)"));
+    EXPECT_THAT(fake::difference({"a"}, {"a", "b"}), HasSubstr("expected: (end of log)"));
+    EXPECT_THAT(fake::difference({}, {"a"}), HasSubstr("line 1"));
+    EXPECT_THAT(fake::difference({"a", "b"}, {"b", "a"}), HasSubstr("line 1"));
+}
+
+// ---- the judge
+
+TEST_F(Harness, ALeakedRequestIsNoticed) {
+    make_request();
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("1 requests left alive, expected 0: r1 \"do\"")));
+}
+
+TEST_F(Harness, ADeclaredRequestIsAccepted) {
+    make_request();
+    bus().leaves_requests(1, "as documented");
+    EXPECT_THAT(bus().check(), IsEmpty());
+}
+
+TEST_F(Harness, ADeclaredLeakThatDoesNotHappenIsNoticed) {
+    bus().leaves_requests(1, "as documented");
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("0 requests left alive, expected 1 (declared: as documented)")));
+}
+
+TEST_F(Harness, AFilledVariantIsNoticed) {
+    variant_t v{};
+    variant_setChar(&v, "hello");
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("never cleaned up: \"hello\"")));
+}
+
+TEST_F(Harness, AVariantInitialisedAgainWhileFilledIsNoticed) {
+    variant_t v{};
+    variant_setUInt32(&v, 5);
+    variant_initialize(&v, VARIANT_TEXT);
+    variant_cleanup(&v);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("it held u32 5")));
+}
+
+TEST_F(Harness, AnUninitialisedVariantIsNoticed) {
+    variant_t v;
+    memset(&v, 0xa5, sizeof(v));
+    EXPECT_FALSE(variant_setInt32(&v, 5));
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("never initialised")));
+}
+
+TEST_F(Harness, InitialiseServesOnUninitialisedMemory) {
+    variant_t v;
+    memset(&v, 0xa5, sizeof(v));
+    EXPECT_TRUE(variant_initialize(&v, VARIANT_INT32));
+    EXPECT_TRUE(variant_setInt32(&v, -5));
+    variant_cleanup(&v);
+    variant_cleanup(&v);
+    EXPECT_FALSE(variant_initialize(&v, 77));
+}
+
+TEST_F(Harness, UseOfADestroyedRequestIsNoticed) {
+    request_t *r = make_request();
+    request_destroy(r);
+    request_destroy(r);
+    kex_sendRequest(bus().handle(), bus().peer("fxs"), r);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("request_destroy on r1"), HasSubstr("kex_sendRequest on r1")));
+}
+
+TEST_F(Harness, ALeakedDescriptorIsNoticed) {
+    const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("1 descriptors more than at the start, expected 0")));
+    close(descriptor);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("-1 descriptors more")));
+}
+
+int ends_without_destroy(function_call_t *, argument_list_t *, variant_t *) {
+    return 0;
+}
+
+int destroys_twice(function_call_t *call, argument_list_t *, variant_t *) {
+    fcall_destroy(call);
+    fcall_destroy(call);
+    return 0;
+}
+
+int reads_after_destroy(function_call_t *call, argument_list_t *arguments, variant_t *) {
+    fcall_destroy(call);
+    uint32_t value = 0;
+    argument_getUInt32(arguments, "a", 0, &value);
+    return 0;
+}
+
+int takes_a_list_and_forgets_it(function_call_t *call, argument_list_t *arguments, variant_t *) {
+    variant_list_t *list = nullptr;
+    argument_getList(arguments, "filedesc", 0, &list);
+    fcall_destroy(call);
+    return 0;
+}
+
+TEST_F(Harness, ACallNeverOrTwiceDestroyedIsNoticed) {
+    Call().run(ends_without_destroy);
+    Call().run(destroys_twice);
+    EXPECT_THAT(bus().check(), ElementsAre("call1 was destroyed 0 times", "call2 was destroyed 2 times"));
+}
+
+TEST_F(Harness, ReadingAfterTheCallIsDestroyedIsNoticed) {
+    Call().with("a", Value::u32(1)).run(reads_after_destroy);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("argument_getUInt32 after fcall_destroy(call1)")));
+}
+
+TEST_F(Harness, AForgottenListIsNoticedAndItsDescriptorsClosed) {
+    Call().with("filedesc", Value::fds({STDERR_FILENO, -1})).run(takes_a_list_and_forgets_it);
+    EXPECT_THAT(bus().check(), ElementsAre("1 argument lists were never destroyed"));
+}
+
+// ---- calls that arrive
+
+int answers(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    char *text = nullptr;
+    uint16_t small = 7;
+    void *data = nullptr;
+    uint32_t length = 99;
+    const uint32_t attributes = request_attributes(fcall_request(call));
+    if (argument_getChar(arguments, "text", attributes, &text))
+        bus().note(std::string("text ") + (text ? text : "(null)"));
+    EXPECT_FALSE(argument_getUInt16(arguments, "large", attributes, &small));
+    EXPECT_EQ(small, 7);
+    EXPECT_TRUE(argument_getByteArray(arguments, "bytes", attributes, &data, &length));
+    EXPECT_NE(data, nullptr);
+    EXPECT_EQ(length, 0u);
+    EXPECT_TRUE(argument_getByteArray(arguments, "nothing", attributes, &data, &length) && !data);
+    reply_addError(request_reply(fcall_request(call)), 196640, "Missing mandatory argument", "a");
+    variant_setBool(return_value, 1);
+    fcall_destroy(call);
+    variant_setBool(return_value, 0); // the return value stays valid
+    free(text);
+    return 2;
+}
+
+TEST_F(Harness, ACallBringsArgumentsAndKeepsTheReply) {
+    Call call;
+    call.on(bus().object("FXS.EndPoint.FXS1")).attributes(0x11);
+    call.with("text", Value::without_value(VARIANT_TEXT)).with("large", Value::u32(65536));
+    call.with("bytes", Value::bytes("")).with("nothing", Value::without_value(VARIANT_BYTES));
+    fake::memory_start();
+    EXPECT_EQ(call.run(answers), 2);
+    EXPECT_EQ(fake::memory_check(1), "") << "the empty byte array is a block of its own";
+    EXPECT_EQ(call.returned().str(), "bool false");
+    EXPECT_THAT(call.errors(), ElementsAre("196640 \"Missing mandatory argument\" \"a\""));
+    EXPECT_LOG("argument_getChar(\"text\", 0x0011) = null", "text (null)",
+               "argument_getUInt16(\"large\", 0x0011) = missing", "argument_getByteArray(\"bytes\", 0x0011) = bytes(0)",
+               "argument_getByteArray(\"nothing\", 0x0011) = null",
+               "reply_addError(call1, 196640, \"Missing mandatory argument\", \"a\")", "return_value = bool true",
+               "fcall_destroy(call1)", "return_value = bool false");
+}
+
+int reads_one_descriptor(function_call_t *call, argument_list_t *arguments, variant_t *) {
+    variant_list_t *list = nullptr;
+    EXPECT_TRUE(argument_getList(arguments, "filedesc", 0, &list));
+    EXPECT_EQ(variant_list_size(list), 2u);
+    EXPECT_EQ(variant_list_at(list, 2), nullptr);
+    const int mine = variant_fd(variant_list_at(list, 1));
+    variant_list_destroy(list);
+    EXPECT_GE(fcntl(mine, F_GETFD), 0) << "a descriptor that was read belongs to the reader";
+    close(mine);
+    fcall_destroy(call);
+    return 0;
+}
+
+TEST_F(Harness, DescriptorsNobodyReadAreClosedWithTheirList) {
+    Call().with("filedesc", Value::fds({STDERR_FILENO, STDERR_FILENO})).run(reads_one_descriptor);
+}
+
+// ---- faults
+
+TEST_F(Harness, TheNthCallFails) {
+    bus().fail_call(2);
+    request_t *r = make_request();
+    variant_t v{};
+    EXPECT_FALSE(variant_setChar(&v, "x"));
+    EXPECT_TRUE(variant_setChar(&v, "y"));
+    EXPECT_EQ(bus().failed(), "variant_setChar");
+    variant_cleanup(&v);
+    request_destroy(r);
+    bus().fail_call(100);
+    request_destroy(make_request());
+    EXPECT_EQ(bus().failed(), "");
+}
+
+TEST_F(Harness, AFunctionFailsByName) {
+    bus().fail("request_create_executeFunction", 2);
+    request_t *r = make_request();
+    EXPECT_NE(r, nullptr);
+    EXPECT_EQ(make_request(), nullptr);
+    request_destroy(r);
+    EXPECT_THAT(bus().log()[1], HasSubstr("null = request_create_executeFunction"));
+}
+
+TEST_F(Harness, ASendWithAClosedDescriptorFails) {
+    request_t *r = make_request();
+    variant_t list{}, item{};
+    variant_initialize(&list, VARIANT_LIST);
+    variant_initialize(&item, VARIANT_FD);
+    variant_setFd(&item, 999);
+    EXPECT_TRUE(variant_list_add(variant_da_list(&list), &item));
+    EXPECT_TRUE(request_addParameter(r, "filedesc", &list));
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), bus().peer("fxs"), r));
+    variant_cleanup(&list);
+    variant_cleanup(&item);
+    request_destroy(r);
+}
+
+// ---- replies, handlers
+
+TEST_F(Harness, AScriptedReplyIsWalkedItemByItem) {
+    bus().answer("do", Reply().error(5, "five", "info").value(Value::boolean(true)));
+    request_t *r = make_request();
+    EXPECT_EQ(request_reply(r), nullptr);
+    EXPECT_TRUE(kex_sendRequest(bus().handle(), bus().peer("fxs"), r));
+    EXPECT_TRUE(kex_waitForReply(bus().handle(), r, nullptr));
+    reply_item_t *item = reply_firstItem(request_reply(r));
+    EXPECT_EQ(reply_item_type(item), REPLY_ITEM_ERROR);
+    EXPECT_EQ(reply_item_error(item), 5u);
+    EXPECT_STREQ(reply_item_errorDescription(item), "five");
+    EXPECT_STREQ(reply_item_errorInfo(item), "info");
+    item = reply_nextItem(item);
+    int value = 0;
+    EXPECT_TRUE(variant_toBool(reply_item_returnValue(item), &value));
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(reply_nextItem(item), nullptr);
+    request_destroy(r);
+}
+
+int items_seen, ends_seen;
+
+void on_item(request_t *r, reply_item_t *item) {
+    ++(item ? items_seen : ends_seen);
+    if (!item)
+        request_destroy(r);
+}
+
+TEST_F(Harness, AReplyHandlerRunsForEachItemAndOnceAtTheEnd) {
+    items_seen = ends_seen = 0;
+    request_t *r = make_request();
+    request_setReplyHandler(r, on_item);
+    bus().complete(r, Reply().error(1, "", "").value(Value::u32(1)));
+    EXPECT_EQ(items_seen, 2);
+    EXPECT_EQ(ends_seen, 1);
+}
+
+// ---- peers, timers, data model
+
+std::vector<uint64_t> fired;
+
+void on_timer(kex_timer_t *timer) {
+    fired.push_back(bus().now());
+    if (fired.size() < 3)
+        kex_timer_start(timer, 10000);
+    else
+        kex_timer_destroy(timer);
+}
+
+TEST_F(Harness, TimersFireByTheVirtualClock) {
+    fired.clear();
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, on_timer);
+    kex_timer_start(timer, 0);
+    EXPECT_TRUE(fired.empty()) << "never inside the caller";
+    bus().advance(15000);
+    EXPECT_THAT(fired, ElementsAre(0u, 10000u));
+    EXPECT_EQ(bus().timers_armed(), 1u);
+    bus().advance(15000);
+    EXPECT_THAT(fired, ElementsAre(0u, 10000u, 20000u));
+    EXPECT_EQ(bus().timers_armed(), 0u);
+    EXPECT_EQ(bus().live().timers, 0u);
+}
+
+int closed_peers;
+
+int on_close(peer_t *, int event, void *) {
+    EXPECT_EQ(event, PEER_EVENT_CLOSED);
+    ++closed_peers;
+    return 1;
+}
+
+TEST_F(Harness, AClosedPeerTellsItsHandlerAndTakesNothingMore) {
+    closed_peers = 0;
+    peer_t *peer = bus().peer("application");
+    EXPECT_TRUE(peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, on_close));
+    bus().close(peer);
+    EXPECT_EQ(closed_peers, 1);
+    request_t *r = make_request();
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), peer, r));
+    EXPECT_FALSE(peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, on_close));
+    request_destroy(r);
+}
+
+TEST_F(Harness, ObjectsAreCreatedAndDeletedOnCommit) {
+    object_t *root = bus().object("FXS.EndPoint");
+    object_t *made = object_createInstance(root, 0, "FXS1");
+    EXPECT_EQ(kex_getObject(bus().handle(), "FXS.EndPoint.FXS1", 1), made);
+    EXPECT_EQ(object_getObject(root, "FXS1", 1, nullptr), made);
+    EXPECT_EQ(object_createInstance(root, 0, "FXS1"), nullptr);
+    EXPECT_TRUE(object_delete(made));
+    EXPECT_TRUE(bus().exists("FXS.EndPoint.FXS1")) << "until it is committed";
+    EXPECT_TRUE(object_commit(root));
+    EXPECT_FALSE(bus().exists("FXS.EndPoint.FXS1"));
+    EXPECT_TRUE(bus().exists("FXS"));
+}
+
+// ---- traces
+
+#define FRAME(message) "%s%-7.7s%s - %s[%s]%s%s" message "%s - %s(%s@%s:%d)%s"
+
+TEST_F(Harness, ATraceLineIsTakenApart) {
+    zilTrace(100, FRAME("rc %d (x) - y"), "", "VOIPCFG1", "", "", "x", "", "", 5, "", "", "some_function", "params.cpp",
+             12, "");
+    ASSERT_EQ(bus().traces().size(), 1u);
+    const fake::TraceLine &line = bus().traces()[0];
+    EXPECT_EQ(line.level, 100);
+    EXPECT_EQ(line.rendered, "VOIPCFG - [x]rc 5 (x) - y - (some_function@params.cpp:12)");
+    EXPECT_EQ(line.zone, "VOIPCFG1");
+    EXPECT_EQ(line.message_format, "rc %d (x) - y");
+    EXPECT_EQ(line.message, "rc 5 (x) - y");
+    EXPECT_EQ(line.function, "some_function");
+    EXPECT_EQ(line.file, "params.cpp");
+    EXPECT_EQ(line.line, 12);
+    EXPECT_LOG("x[VOIPCFG1] some_function@params: rc 5 (x) - y");
+}
+
+TEST_F(Harness, MarkersAndActionsShareOneLog) {
+    zilTraceZ(500, "LIBV", "%s%-7.7s%s - >>>>>>>>>>%s - %s(%s@%s:%d)%s", "", "LIBV", "", "", "", "f", "generic.cpp", 3,
+              "");
+    bus().note("between");
+    zilTraceZ(500, "LIBV", "%s%-7.7s%s - <<<<<<<<<<%s - %s(%s@%s:%d)%s", "", "LIBV", "", "", "", "f", "generic.cpp", 9,
+              "");
+    EXPECT_LOG("> f@generic", "between", "< f@generic");
+    EXPECT_LOG_WITHOUT_MARKERS("between");
+}
+
+struct BrokenLine {
+    const char *name;
+    void (*write)();
+    const char *complaint;
+
+    friend std::ostream &operator<<(std::ostream &out, const BrokenLine &row) { return out << row.name; }
+};
+
+class HarnessBrokenLine : public testing::TestWithParam<BrokenLine> {};
+
+TEST_P(HarnessBrokenLine, IsNoticed) {
+    bus().reset();
+    GetParam().write();
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr(GetParam().complaint)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , HarnessBrokenLine,
+    testing::Values(
+        BrokenLine{"NoFrame", [] { zilTrace(100, "hello"); }, "out of frame"},
+        BrokenLine{"WrongTag",
+                   [] { zilTrace(100, FRAME("m"), "", "LIBV", "", "", "!", "", "", "", "", "f", "a.cpp", 1, ""); },
+                   "tag and level"},
+        BrokenLine{
+            "ErrorWithAZone",
+            [] { zilTraceZ(100, "LIBV", FRAME("m"), "", "LIBV", "", "", "x", "", "", "", "", "f", "a.cpp", 1, ""); },
+            "go to zilTrace()"},
+        BrokenLine{"InformationWithoutAZone",
+                   [] { zilTrace(400, FRAME("m"), "", "LIBV", "", "", "i", "", "", "", "", "f", "a.cpp", 1, ""); },
+                   "go to zilTrace()"},
+        BrokenLine{
+            "AnotherZone",
+            [] { zilTraceZ(400, "GEN", FRAME("m"), "", "LIBV", "", "", "i", "", "", "", "", "f", "a.cpp", 1, ""); },
+            "zone argument"},
+        BrokenLine{"Coloured",
+                   [] { zilTrace(100, FRAME("m"), "", "LIBV", "", "*", "x", "", "", "", "", "f", "a.cpp", 1, ""); },
+                   "colour"},
+        BrokenLine{"NoLine",
+                   [] { zilTrace(100, FRAME("m"), "", "LIBV", "", "", "x", "", "", "", "", "f", "a.cpp", 0, ""); },
+                   "no line number"},
+        BrokenLine{"Folder",
+                   [] { zilTrace(100, FRAME("m"), "", "LIBV", "", "", "x", "", "", "", "", "f", "src/a.cpp", 1, ""); },
+                   "folder"}),
+    [](const auto &row) { return row.param.name; });
+
+// ---- memory
+
+TEST(HarnessMemory, ALeakedBlockIsNoticed) {
+    fake::memory_start();
+    void *volatile block = malloc(10);
+    EXPECT_NE(block, nullptr);
+    EXPECT_EQ(fake::memory_blocks(), 1u);
+    block = nullptr;
+    EXPECT_EQ(fake::memory_check(0), "1 memory blocks left, expected 0; bytes: 10");
+}
+
+TEST(HarnessMemory, FreedBlocksBalance) {
+    fake::memory_start();
+    void *volatile a = malloc(10);
+    void *volatile b = calloc(2, 8);
+    free(a);
+    free(b);
+    EXPECT_EQ(fake::memory_allocations(), 2u);
+    EXPECT_EQ(fake::memory_check(0), "");
+}
+
+} // namespace

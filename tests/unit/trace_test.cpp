@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// The frame of every line, seen through functions of the library: format, arguments, level and way.
+#include "voice_test.h"
+
+namespace voice_test {
+namespace {
+
+constexpr char kEnterFormat[] = "%s%-7.7s%s - >>>>>>>>>>%s - %s(%s@%s:%d)%s";
+constexpr char kLeaveFormat[] = "%s%-7.7s%s - <<<<<<<<<<%s - %s(%s@%s:%d)%s";
+#define FRAME(message) "%s%-7.7s%s - %s[%s]%s%s" message "%s - %s(%s@%s:%d)%s"
+
+class Trace : public VoiceTest {};
+
+TEST_F(Trace, ErrorsKeepTheFrameAndCarryNoZoneArgument) {
+    uint8_t byte = 1, *cursor = &byte, *value = nullptr;
+    uint32_t remaining = 1, length = 0;
+    libvoice_get_param(1, &length, &value, &cursor, &remaining);
+    ASSERT_EQ(bus().traces().size(), 1u);
+    const fake::TraceLine &line = bus().traces()[0];
+    EXPECT_EQ(line.level, 100);
+    EXPECT_FALSE(line.zoned);
+    EXPECT_EQ(line.format, FRAME("Error buflen < 4"));
+    EXPECT_EQ(line.rendered, text("LIBV    - [x]Error buflen < 4 - (libvoice_p_id@params.cpp:%d)", line.line));
+}
+
+TEST_F(Trace, InformationCarriesItsZoneForTheFilter) {
+    libvoice_set_pluginname("FXS");
+    ASSERT_EQ(bus().traces().size(), 3u);
+    const fake::TraceLine &line = bus().traces()[1];
+    EXPECT_EQ(line.level, 400);
+    EXPECT_TRUE(line.zoned);
+    EXPECT_EQ(line.zone_argument, "LIBV");
+    EXPECT_EQ(line.format, FRAME("Setting plugin name to %s."));
+    EXPECT_EQ(line.rendered,
+              text("LIBV    - [i]Setting plugin name to FXS. - (libvoice_set_pluginname@generic.cpp:%d)", line.line));
+}
+
+TEST_F(Trace, MarkersHaveNoTagAndTheirOwnLines) {
+    libvoice_get_pluginname();
+    ASSERT_EQ(bus().traces().size(), 2u);
+    const fake::TraceLine &enter = bus().traces()[0], &leave = bus().traces()[1];
+    EXPECT_EQ(enter.level, 500);
+    EXPECT_EQ(leave.level, 500);
+    EXPECT_EQ(enter.format, kEnterFormat);
+    EXPECT_EQ(leave.format, kLeaveFormat);
+    EXPECT_EQ(enter.rendered, text("LIBV    - >>>>>>>>>> - (libvoice_get_pluginname@generic.cpp:%d)", enter.line));
+    EXPECT_EQ(leave.rendered, text("LIBV    - <<<<<<<<<< - (libvoice_get_pluginname@generic.cpp:%d)", leave.line));
+    EXPECT_LT(enter.line, leave.line);
+}
+
+TEST_F(Trace, EachExitPathShowsItsOwnLine) {
+    have_endpoint(0, "FXS1", 5);
+    libvoice_get_endpoint_index_by_name("FXS1");
+    libvoice_get_endpoint_index_by_name("none");
+    ASSERT_EQ(bus().traces().size(), 4u);
+    EXPECT_EQ(bus().traces()[0].line, bus().traces()[2].line);
+    EXPECT_NE(bus().traces()[1].line, bus().traces()[3].line);
+}
+
+} // namespace
+} // namespace voice_test
