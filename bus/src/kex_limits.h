@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// The one table of limits: what the bus accepts from strangers and how much it keeps for them.
+#ifndef KEX_LIMITS_TABLE_H
+#define KEX_LIMITS_TABLE_H
+
+#include <stdint.h>
+
+namespace bus {
+
+constexpr uint32_t kMaxPacket = 128 * 1024;         // one message; less where the kernel's socket buffer is smaller
+constexpr uint32_t kMaxByteArray = 96 * 1024;       // one byte-array value
+constexpr uint32_t kMaxArguments = 64;              // named values of a call
+constexpr uint32_t kMaxErrors = 64;                 // error items of a reply
+constexpr uint32_t kMaxDescriptors = 64;            // descriptors of one message
+constexpr uint32_t kMaxValues = 4096;               // values of one message, those inside lists included
+constexpr uint32_t kMaxNesting = 4;                 // lists inside lists
+constexpr uint32_t kMaxPath = 255;                  // bytes of an object's path
+constexpr uint32_t kMaxProcessName = 63;            // bytes kept of a process name
+constexpr uint32_t kMaxPeers = 64;                  // connections of one bus, taps included
+constexpr uint32_t kMaxQueuedBytes = 1024 * 1024;   // to one peer; beyond it kex_sendRequest says no
+constexpr uint32_t kMaxQueuedDescriptors = 96;      // to one peer, likewise
+constexpr uint32_t kReplyAllowance = 2;             // replies may fill this many times the queue, then the peer goes
+constexpr uint32_t kMaxReceivedCalls = 1024;        // from one peer, not yet dispatched; beyond it it is not read
+constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise
+constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
+constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
+constexpr uint32_t kFlushBytes = 64 * 1024;         // queued beyond this, kex_sendRequest tries to send at once
+constexpr uint32_t kMaxPacketsPerTurn = 2048;       // read from one peer before the others get their turn
+
+constexpr uint64_t kMillisecond = 1000 * 1000;
+constexpr uint64_t kSecond = 1000 * kMillisecond;
+constexpr uint64_t kHelloLimit = 2 * kSecond;            // a connection that says nothing is closed
+constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visible
+constexpr uint64_t kNextWaitNotice = 10 * kSecond;       // and stays so
+constexpr uint64_t kExitFlushLimit = 1 * kSecond;        // kex_destroy sends what is queued
+constexpr uint64_t kSendRetry = 10 * kMillisecond;       // the kernel was out of memory or of descriptors in flight
+constexpr uint64_t kForeignClockPoll = 5 * kMillisecond; // a replaced clock cannot wake us: look this often
+
+} // namespace bus
+
+#endif

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// Linked lists that need no memory of their own: an item carries its links. A zero-filled list is empty.
+#ifndef KEX_LIST_H
+#define KEX_LIST_H
+
+#include <stdint.h>
+#include <stdlib.h>
+
+namespace bus {
+
+// An item may stand in one list per base of this kind.
+template <class T>
+struct Node {
+    T *next;
+    T *prev;
+    bool listed;
+};
+
+template <class T>
+struct List {
+    T *first;
+    T *last;
+    uint32_t count;
+
+    static Node<T> *node(T *item) { return static_cast<Node<T> *>(item); }
+    static T *after(T *item) { return node(item)->next; }
+    static bool holds(T *item) { return node(item)->listed; }
+
+    // Null as place: at the end.
+    void insert_before(T *place, T *item) {
+        T *before = place != nullptr ? node(place)->prev : last;
+        node(item)->next = place;
+        node(item)->prev = before;
+        node(item)->listed = true;
+        (before != nullptr ? node(before)->next : first) = item;
+        (place != nullptr ? node(place)->prev : last) = item;
+        count++;
+    }
+
+    void push(T *item) { insert_before(nullptr, item); }
+
+    // Harmless for an item that stands in no list.
+    void remove(T *item) {
+        Node<T> *links = node(item);
+        if (!links->listed)
+            return;
+        (links->prev != nullptr ? node(links->prev)->next : first) = links->next;
+        (links->next != nullptr ? node(links->next)->prev : last) = links->prev;
+        *links = {};
+        count--;
+    }
+
+    T *pop() {
+        T *item = first;
+        if (item != nullptr)
+            remove(item);
+        return item;
+    }
+};
+
+// A zero-filled object, or null. All of the bus's structures are valid when zero-filled; free() releases them.
+template <class T>
+T *make() {
+    return static_cast<T *>(calloc(1, sizeof(T)));
+}
+
+} // namespace bus
+
+#endif

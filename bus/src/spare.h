@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+// Descriptors kept back for the moment when the process has no others left.
+#ifndef KEX_SPARE_H
+#define KEX_SPARE_H
+
+#include "bus.h"
+
+namespace bus {
+
+// Takes what is missing. False: the process's table is full.
+bool spare_fill(kex_t *bus);
+void spare_release(kex_t *bus);
+// Whether a packet with the largest number of descriptors might not find room in the process's table.
+bool descriptors_are_short(kex_t *bus);
+
+} // namespace bus
+
+#endif
