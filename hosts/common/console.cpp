@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: MIT
+// The text interface of a host: lines in, lines out.
+#include "console.h"
+
+#include "kex_host.h"
+
+#include <errno.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kClients = 8;
+constexpr size_t kLineBytes = 512;
+
+// A source of commands. Standard input is one of them; its answers go to standard output.
+struct source {
+    int in = -1;
+    bool watches;
+    bool too_long; // the rest of an over-long line is passed over
+    size_t used;
+    char text[kLineBytes];
+};
+
+kex_t *console_bus;
+console_command_t *run_command;
+void (*input_ended)();
+bool input_may_end;
+source standard_input;
+source clients[kClients];
+int listener = -1;
+char listener_path[sizeof(sockaddr_un::sun_path)];
+source *asking; // whose command runs now
+
+void forget(source *who) {
+    kex_unwatch(console_bus, who->in);
+    if (who != &standard_input)
+        close(who->in);
+    who->in = -1;
+}
+
+// A client that does not read its answers is closed rather than waited for.
+void write_to_client(source *client, const char *line, size_t length) {
+    if (send(client->in, line, length, MSG_NOSIGNAL | MSG_DONTWAIT) != static_cast<ssize_t>(length))
+        shutdown(client->in, SHUT_RDWR);
+}
+
+size_t format_line(char *line, size_t size, const char *format, va_list arguments) {
+    int length = vsnprintf(line, size - 1, format, arguments);
+    if (length < 0)
+        length = 0;
+    if (static_cast<size_t>(length) > size - 2)
+        length = static_cast<int>(size - 2);
+    line[length] = '\n';
+    line[length + 1] = 0;
+    return static_cast<size_t>(length) + 1;
+}
+
+void run_line(source *who) {
+    who->text[who->used] = 0;
+    while (who->used > 0 && (who->text[who->used - 1] == '\r' || who->text[who->used - 1] == ' '))
+        who->text[--who->used] = 0;
+    if (who->used == 0)
+        return;
+    asking = who;
+    const char *why = nullptr;
+    if (strcmp(who->text, "watch") == 0)
+        who->watches = true;
+    else
+        why = run_command(who->text);
+    if (why == nullptr)
+        answer("ok");
+    else
+        answer("error: %s", why);
+    asking = nullptr;
+}
+
+void take_text(source *who, const char *text, size_t length) {
+    for (size_t i = 0; i < length && who->in >= 0; i++) {
+        if (text[i] != '\n') {
+            if (who->used < kLineBytes - 1)
+                who->text[who->used++] = text[i];
+            else
+                who->too_long = true;
+            continue;
+        }
+        if (who->too_long) {
+            asking = who;
+            answer("error: a command has at most %zu characters", kLineBytes - 1);
+            asking = nullptr;
+        } else {
+            run_line(who);
+        }
+        who->too_long = false;
+        who->used = 0;
+    }
+}
+
+void readable(int fd, void *userdata) {
+    source *who = static_cast<source *>(userdata);
+    char text[1024];
+    ssize_t got = read(fd, text, sizeof text);
+    if (got < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+    if (got > 0) {
+        take_text(who, text, static_cast<size_t>(got));
+        return;
+    }
+    forget(who);
+    if (who == &standard_input && !input_may_end)
+        input_ended();
+}
+
+void accept_client(int fd, void *) {
+    int client = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0)
+        return;
+    for (source &slot : clients) {
+        if (slot.in >= 0)
+            continue;
+        slot = source();
+        slot.in = client;
+        if (!kex_watch(console_bus, client, &slot, readable))
+            forget(&slot);
+        return;
+    }
+    static const char full[] = "error: too many control connections\n";
+    (void)!send(client, full, sizeof full - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+    close(client);
+}
+
+// A socket file that nobody answers on is left from a process that was killed: take it over. Anything else stays.
+bool clear_path(const sockaddr_un *address) {
+    struct stat status;
+    if (lstat(address->sun_path, &status) != 0)
+        return errno == ENOENT;
+    if (!S_ISSOCK(status.st_mode)) {
+        errno = EEXIST;
+        return false;
+    }
+    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool alive = connect(probe, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0;
+    close(probe);
+    if (alive) {
+        errno = EADDRINUSE;
+        return false;
+    }
+    return unlink(address->sun_path) == 0;
+}
+
+bool listen_at(const char *path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (strlen(path) >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    strcpy(address.sun_path, path);
+    if (!clear_path(&address))
+        return false;
+    listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    mode_t before = umask(0117); // the file must never be open to others, not even for a moment
+    bool bound = listener >= 0 && bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    umask(before);
+    if (!bound || listen(listener, kClients) != 0 || !kex_watch(console_bus, listener, nullptr, accept_client))
+        return false;
+    strcpy(listener_path, path);
+    return true;
+}
+
+} // namespace
+
+bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going, console_command_t *command,
+                   void (*ended)()) {
+    console_bus = bus;
+    run_command = command;
+    input_ended = ended;
+    input_may_end = keep_going;
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    for (source &slot : clients)
+        slot.in = -1;
+    if (path != nullptr && !listen_at(path)) {
+        fprintf(stderr, "error: cannot listen on %s: %s\n", path, strerror(errno));
+        return false;
+    }
+    if (!use_stdin)
+        return true;
+    standard_input.in = STDIN_FILENO;
+    if (kex_watch(bus, STDIN_FILENO, &standard_input, readable))
+        return true;
+    standard_input.in = -1;
+    if (keep_going)
+        return true;
+    fprintf(stderr,
+            "error: standard input cannot be waited for (a file, or closed): use a pipe, --control or --no-stdin\n");
+    return false;
+}
+
+void console_stop() {
+    for (source &slot : clients)
+        if (slot.in >= 0)
+            forget(&slot);
+    if (listener >= 0) {
+        kex_unwatch(console_bus, listener);
+        close(listener);
+        listener = -1;
+    }
+    if (listener_path[0] != 0)
+        unlink(listener_path);
+    listener_path[0] = 0;
+}
+
+void say(const char *format, ...) {
+    char line[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    size_t length = format_line(line, sizeof line, format, arguments);
+    va_end(arguments);
+    fputs(line, stdout);
+    for (source &slot : clients)
+        if (slot.in >= 0 && slot.watches)
+            write_to_client(&slot, line, length);
+}
+
+void answer(const char *format, ...) {
+    char line[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    size_t length = format_line(line, sizeof line, format, arguments);
+    va_end(arguments);
+    if (asking == nullptr || asking == &standard_input)
+        fputs(line, stdout);
+    else
+        write_to_client(asking, line, length);
+}
+
+const char *refuse(const char *format, ...) {
+    static char why[512];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(why, sizeof why, format, arguments);
+    va_end(arguments);
+    return why;
+}
+
+char *next_word(char **rest) {
+    char *word = *rest + strspn(*rest, " \t");
+    if (*word == 0) {
+        *rest = word;
+        return nullptr;
+    }
+    bool quoted = *word == '"';
+    if (quoted)
+        word++;
+    char *end = word + strcspn(word, quoted ? "\"" : " \t");
+    *rest = *end == 0 ? end : end + 1;
+    *end = 0;
+    return word;
+}
+
+bool read_number(const char *text, long low, long high, long *value) {
+    if (text == nullptr || *text == 0)
+        return false;
+    char *end;
+    errno = 0;
+    long number = strtol(text, &end, 10);
+    if (errno != 0 || *end != 0 || number < low || number > high)
+        return false;
+    *value = number;
+    return true;
+}

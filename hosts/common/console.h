@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file console.h
+ * A host's text interface: what happens goes to standard output, commands come from standard input or a local socket.
+ *
+ * Each command is one line. It is answered with any number of lines and then "ok" or "error: <why>", to whoever gave
+ * it. A client of the socket that says "watch" is also sent what happens.
+ */
+#pragma once
+
+#include "kex.h"
+
+/** Runs a command. @return null when done, else why not (see refuse()). */
+typedef const char *console_command_t(char *line);
+
+/**
+ * Starts reading commands.
+ * @param path        a socket to listen on, or null
+ * @param keep_going  the end of standard input is no reason to leave
+ * @param ended       called when standard input ends and keep_going is false
+ * @return whether it could; else a line on standard error says why
+ */
+bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going, console_command_t *command,
+                   void (*ended)());
+/** Closes the socket and takes its file away. */
+void console_stop();
+
+/** One thing happened: a line on standard output. */
+[[gnu::format(printf, 1, 2)]] void say(const char *format, ...);
+/** One line of the answer to the command that runs now. */
+[[gnu::format(printf, 1, 2)]] void answer(const char *format, ...);
+/** The reason why a command cannot be carried out, for it to return. */
+[[gnu::format(printf, 1, 2)]] const char *refuse(const char *format, ...);
+/** Cuts the next word off; one in double quotes may hold blanks. Null: none left. */
+char *next_word(char **rest);
+/** Reads a whole decimal number within limits. */
+bool read_number(const char *text, long low, long high, long *value);

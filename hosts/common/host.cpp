@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+// Start-up and leaving of a host on the bundled bus.
+#include "host.h"
+
+#include "kex_host.h"
+#include "libvoice_plugin.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace {
+
+kex_t *bus;
+const char *control_path;
+const char *socket_path;
+bool no_stdin;
+bool convert_media;
+int termination = -1; // an eventfd: a signal handler may write it, the loop reads it
+void (*on_terminate)();
+
+void signal_handler(int) {
+    int saved = errno;
+    uint64_t one = 1;
+    (void)!write(termination, &one, sizeof one);
+    alarm(1); // whatever keeps us, even a registration that is never answered, ends then
+    errno = saved;
+}
+
+void alarm_handler(int) {
+    kex_stop(bus);
+}
+
+void terminate_from_loop(int fd, void *) {
+    uint64_t count;
+    (void)!read(fd, &count, sizeof count);
+    on_terminate();
+}
+
+void print_error(const char *format, va_list arguments) {
+    fputs("error: ", stderr);
+    vfprintf(stderr, format, arguments);
+    fputc('\n', stderr);
+}
+
+} // namespace
+
+void host_option(int code, const char *value, const char *help) {
+    switch (code) {
+    case HOST_OPTION_CONTROL:
+        control_path = value;
+        return;
+    case HOST_OPTION_NO_STDIN:
+        no_stdin = true;
+        return;
+    case HOST_OPTION_SOCKET:
+        socket_path = value;
+        return;
+    case HOST_OPTION_CONVERT_MEDIA:
+        convert_media = true;
+        return;
+    case HOST_OPTION_HELP:
+        fputs(help, stdout);
+        exit(0);
+    case HOST_OPTION_VERSION:
+        printf("%s (libvoice_plugin %s)\n", LIBVOICE_VERSION, libvoice_version());
+        exit(0);
+    default: // getopt_long has said what it does not know
+        fputs("Try --help.\n", stderr);
+        exit(kExitUsage);
+    }
+}
+
+const char *host_control_path() {
+    return control_path;
+}
+
+bool host_reads_stdin() {
+    return !no_stdin;
+}
+
+void host_usage_error(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    print_error(format, arguments);
+    va_end(arguments);
+    fputs("Try --help.\n", stderr);
+    exit(kExitUsage);
+}
+
+void host_fail(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    print_error(format, arguments);
+    va_end(arguments);
+    exit(kExitFailure);
+}
+
+kex_t *host_start(const char *process_name) {
+    if (socket_path != nullptr) {
+        char uri[512];
+        int length = snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);
+        if (*socket_path == 0 || length < 0 || static_cast<size_t>(length) >= sizeof uri)
+            host_usage_error("--socket %s: not a path", socket_path);
+        // The library reads its two variables at each connection, and one does not follow from the other.
+        setenv("ZIL_VOIP_IPC_SOCKET", socket_path, 1);
+        setenv("ZIL_VOIP_IPC_SOCKET_URI", uri, 1);
+    }
+    bus = kex_create(process_name);
+    if (bus == nullptr)
+        host_fail("no message bus: %s", strerror(errno));
+    libvoice_set_kex_handler(bus);
+    libvoice_set_convert_media(convert_media);
+    if (!kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS))
+        host_fail("bus functions are missing from this program: was it linked with -rdynamic and libvoice_plugin?");
+    signal(SIGPIPE, SIG_IGN);
+    return bus;
+}
+
+kex_t *host_bus() {
+    return bus;
+}
+
+int host_run(void (*terminate)()) {
+    on_terminate = terminate;
+    termination = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (termination < 0 || !kex_watch(bus, termination, nullptr, terminate_from_loop))
+        host_fail("cannot wait for signals: %s", strerror(errno));
+    struct sigaction action = {};
+    action.sa_handler = signal_handler;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    action.sa_handler = alarm_handler;
+    sigaction(SIGALRM, &action, nullptr);
+
+    int status = kex_run(bus);
+    int error = errno;
+    kex_unwatch(bus, termination);
+    if (status != 0)
+        host_fail("the bus loop failed: %s", strerror(error));
+    return 0;
+}
+
+void host_terminate() {
+    signal_handler(SIGTERM);
+}
+
+void host_stop() {
+    kex_stop(bus);
+}
+
+void host_end() {
+    kex_destroy(bus);
+    bus = nullptr;
+}

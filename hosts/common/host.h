@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file host.h
+ * Start-up and leaving, the same in every host. The only file that a host on another bus replaces.
+ */
+#pragma once
+
+#include <getopt.h>
+
+#include "kex.h"
+
+/** Options that every host has; values from 256 on, so that a host's own never meet them. */
+enum host_option_code {
+    HOST_OPTION_CONTROL = 256,
+    HOST_OPTION_NO_STDIN,
+    HOST_OPTION_SOCKET,
+    HOST_OPTION_CONVERT_MEDIA,
+    HOST_OPTION_HELP,
+    HOST_OPTION_VERSION,
+};
+
+/** Their rows in a host's table for getopt_long(3), and their lines in its help. */
+#define HOST_OPTIONS                                                                                                \
+    {"control", required_argument, nullptr, HOST_OPTION_CONTROL},                                                   \
+        {"no-stdin", no_argument, nullptr, HOST_OPTION_NO_STDIN},                                                   \
+        {"socket", required_argument, nullptr, HOST_OPTION_SOCKET},                                                 \
+        {"convert-media", no_argument, nullptr, HOST_OPTION_CONVERT_MEDIA},                                         \
+        {"help", no_argument, nullptr, HOST_OPTION_HELP}, {"version", no_argument, nullptr, HOST_OPTION_VERSION}, { \
+        nullptr, 0, nullptr, 0                                                                                      \
+    }
+#define HOST_OPTIONS_HELP                                                                             \
+    "  --control PATH     also take commands on a local socket; the end of input then ends nothing\n" \
+    "  --no-stdin         take no commands on standard input\n"                                       \
+    "  --socket PATH      the bus socket (else $ZIL_VOIP_IPC_SOCKET and $ZIL_VOIP_IPC_SOCKET_URI)\n"  \
+    "  --convert-media    addresses travel instead of descriptors; both sides must agree\n"           \
+    "  --help, --version\n"
+
+/** Exit statuses. */
+constexpr int kExitFailure = 1; // could not do its work
+constexpr int kExitUsage = 2;   // was asked for something that makes no sense
+
+/** Takes one of HOST_OPTIONS, or what getopt_long() makes of an unknown one. `help` is printed for --help. */
+void host_option(int code, const char *value, const char *help);
+/** What host_option() took. */
+const char *host_control_path();
+bool host_reads_stdin();
+
+/** "error: ..." and where to find help, exit status 2. */
+[[noreturn, gnu::format(printf, 1, 2)]] void host_usage_error(const char *format, ...);
+/** "error: ...", exit status 1. */
+[[noreturn, gnu::format(printf, 1, 2)]] void host_fail(const char *format, ...);
+
+/** Makes the bus, hands it to the library and declares the bus functions. Ends the process when it cannot. */
+kex_t *host_start(const char *process_name);
+/** The bus of host_start(). */
+kex_t *host_bus();
+/** Runs the loop until host_stop(). SIGTERM and SIGINT call `terminate` from the loop; 1 s later the process leaves
+ * anyway.
+ *  @return the exit status. */
+int host_run(void (*terminate)());
+/** As if SIGTERM had come. */
+void host_terminate();
+/** Ends the loop. */
+void host_stop();
+/** After the loop: sends what is queued and gives the bus back. */
+void host_end();

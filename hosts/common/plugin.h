@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file plugin.h
+ * What every plugin host does by the same rules: publish its objects, register endpoints, leave.
+ */
+#pragma once
+
+#include "message.h"
+
+/** Longest names that the application's tables keep; longer ones are refused at start, not cut. */
+constexpr uint32_t kPluginNameLength = LIBVOICE_PLUGIN_NAME_BYTES - 1;
+constexpr uint32_t kEndpointNameLength = LIBVOICE_ENDPOINT_NAME_BYTES - 1;
+
+/** Declares the plugin's object and its template of endpoints, and names the plugin. Ends the process for a bad name.
+ */
+void plugin_declare(const char *name, const char *stem);
+
+/**
+ * Registers one endpoint if it is not registered, by the rules of hosts/README.md. Only for voice_plugin_init.
+ * @param codecs    `count` records, best first
+ * @param is_new    out: it was not registered before this call
+ * @return the endpoint's number, or -1: refused, or the application died meanwhile
+ */
+int32_t plugin_register_endpoint(int32_t type, const char *name, const voice_codec_t *codecs, uint32_t count,
+                                 bool *is_new);
+
+/** Whether there is an application to talk to. */
+bool plugin_is_connected();
+
+/** Sends "deregister_plugin" without waiting; the application answers with "exit". Without an application, leaves at
+ * once. */
+void plugin_leave();
+
+/** Codecs by name ("PCMA,PCMU,G722"), for --codecs. @return how many, or -1 for an unknown name or too many. */
+int plugin_parse_codecs(const char *list, voice_codec_t *codecs, uint32_t room);

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// A simulated telephone and the signals that every telephone understands.
+#include "telephone.h"
+
+#include "console.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+namespace {
+
+struct named_tone {
+    uint32_t signal;
+    const char *name;
+};
+
+constexpr named_tone kTones[] = {
+    {LIBVOICE_SIGNAL_cg_dt, "dial-tone"},           {LIBVOICE_SIGNAL_cg_rt, "ring-back"},
+    {LIBVOICE_SIGNAL_cg_bt, "busy-tone"},           {LIBVOICE_SIGNAL_cg_ct, "congestion-tone"},
+    {LIBVOICE_SIGNAL_cg_sit, "sit-tone"},           {LIBVOICE_SIGNAL_cg_wt, "warning-tone"},
+    {LIBVOICE_SIGNAL_cg_prt, "payphone-tone"},      {LIBVOICE_SIGNAL_cg_cw, "call-waiting-tone"},
+    {LIBVOICE_SIGNAL_cg_cr, "caller-waiting-tone"}, {LIBVOICE_SIGNAL_srvtn_conf, "conference-tone"},
+    {LIBVOICE_SIGNAL_srvtn_ht, "held-tone"},        {LIBVOICE_SIGNAL_srvtn_mwt, "message-waiting-tone"},
+};
+
+const char *tone_name(uint32_t signal) {
+    for (const named_tone &row : kTones)
+        if (row.signal == signal)
+            return row.name;
+    return nullptr;
+}
+
+void hear(telephone *phone, const char *tone) {
+    if (strcmp(phone->tone, tone) == 0)
+        return;
+    snprintf(phone->tone, sizeof phone->tone, "%s", tone);
+    say("%d hears %s", phone->number, *tone == 0 ? "silence" : tone);
+}
+
+void stop_ringing(telephone *phone) {
+    if (!phone->ringing)
+        return;
+    phone->ringing = false;
+    say("%d stops ringing", phone->number);
+}
+
+bool ring(telephone *phone, const uint8_t *params, uint32_t length) {
+    if (phone->off_hook) {
+        say("%d is off hook: does not ring", phone->number);
+        return false;
+    }
+    // The cadence: milliseconds on and off in turn.
+    char cadence[96] = "";
+    const uint8_t *words;
+    uint32_t bytes;
+    if (params_bytes(params, length, LIBVOICE_PARAM_al_ri_cad, &words, &bytes)) {
+        size_t used = 0;
+        for (uint32_t at = 0; at + 4 <= bytes && used < sizeof cadence - 12; at += 4) {
+            uint32_t ms;
+            memcpy(&ms, words + at, sizeof ms);
+            used += static_cast<size_t>(
+                snprintf(cadence + used, sizeof cadence - used, "%s%u", at == 0 ? " cadence=" : "/", ms));
+        }
+    }
+    phone->ringing = true;
+    say("%d rings%s", phone->number, cadence);
+    return true;
+}
+
+// One plain tone of a list is enough for an ear; the rest of the list is the same with pauses.
+bool play_tone_list(telephone *phone, const uint8_t *params, uint32_t length) {
+    const uint8_t *list;
+    uint32_t bytes;
+    voice_tone_t tone;
+    if (!params_bytes(params, length, LIBVOICE_PARAM_tonegen_pt_tl, &list, &bytes) || bytes < sizeof tone)
+        return false;
+    memcpy(&tone, list, sizeof tone);
+    char text[64];
+    snprintf(text, sizeof text, "tone-%uHz", tone.frequency);
+    hear(phone, text);
+    return true;
+}
+
+// Texts come from outside: what could break a line of output is shown as a dot.
+void make_printable(char *text) {
+    for (; *text != 0; text++)
+        if (static_cast<unsigned char>(*text) < ' ' || *text == '"' || *text == 0x7F)
+            *text = '.';
+}
+
+bool display_call(telephone *phone, const char *text, uint32_t length) {
+    char time[9], number[21], name[51], called[21]; // one more than the capacity told: the decoder terminates there
+    uint8_t no_number = 0, no_name = 0, call_type = 0;
+    libvoice_db_common_fields common = {{time, 8}, {number, 20}, {&no_number, 1}};
+    libvoice_db_message_fields message = {};
+    message.name = {name, 50};
+    message.no_name = {&no_name, 1};
+    message.slot2 = {called, 20};
+    message.call_type = {&call_type, 1};
+    time[0] = number[0] = name[0] = called[0] = 0;
+    if (libvoice_db_call_setup_decode(text, length, &message, &common) != 0)
+        return false;
+    if (time[0] == 0 && number[0] == 0 && name[0] == 0 && no_number == 0)
+        return false; // a wrong checksum writes nothing and is answered like success
+    make_printable(number);
+    make_printable(name);
+    make_printable(time);
+    if (number[0] == 0 && no_number != 0)
+        snprintf(number, sizeof number, "%s", no_number == 'P' ? "withheld" : "unavailable");
+    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, name, time);
+    return true;
+}
+
+bool display_messages(telephone *phone, const char *text, uint32_t length) {
+    constexpr uint8_t kNotThere = 0x55; // neither of the two values that the standard gives the indicator
+    char time[9] = "";
+    uint8_t lamp = kNotThere, messages = 0;
+    libvoice_db_common_fields common = {};
+    common.date_time = {time, 8};
+    libvoice_db_message_fields message = {};
+    message.slot2 = {&lamp, 1};
+    message.messages = {&messages, 1};
+    if (libvoice_db_message_waiting_decode(text, length, &message, &common) != 0 || lamp == kNotThere)
+        return false;
+    say("%d displays messages=%u lamp=%s", phone->number, messages, lamp != 0 ? "on" : "off");
+    return true;
+}
+
+bool display(telephone *phone, const uint8_t *params, uint32_t length, uint32_t id) {
+    char text[LIBVOICE_DB_TEXT_BYTES * 2];
+    if (!params_text(params, length, id, text, sizeof text) || strlen(text) < 6)
+        return false;
+    uint32_t digits = static_cast<uint32_t>(strlen(text));
+    bool done = strncmp(text, "82", 2) == 0 ? display_messages(phone, text, digits) : display_call(phone, text, digits);
+    if (!done)
+        say("%d displays nothing: bad data block", phone->number);
+    return done;
+}
+
+} // namespace
+
+bool telephone_signal(telephone *phone, libvoice_signal_t *message) {
+    voice_signal_t head;
+    memcpy(&head, message, sizeof head);
+    const uint8_t *params = libvoice_signal_params(message);
+    bool stop = (head.flags & VOICE_SIGNAL_STOP) != 0;
+
+    const char *tone = tone_name(head.signal);
+    if (tone != nullptr) {
+        if (!stop)
+            hear(phone, tone);
+        else if (strcmp(phone->tone, tone) == 0)
+            hear(phone, "");
+        return true;
+    }
+    switch (head.signal) {
+    case LIBVOICE_SIGNAL_al_ri:
+    case LIBVOICE_SIGNAL_alert_ri:
+        if (!stop)
+            return ring(phone, params, head.length);
+        stop_ringing(phone);
+        return true;
+    case LIBVOICE_SIGNAL_zil_cancel_all_signals:
+        telephone_silence(phone);
+        return true;
+    case LIBVOICE_SIGNAL_andisp_data:
+        return display(phone, params, head.length, LIBVOICE_PARAM_andisp_data_db);
+    case LIBVOICE_SIGNAL_andisp_dwa: // display with alerting
+        return ring(phone, params, head.length) && display(phone, params, head.length, LIBVOICE_PARAM_andisp_dwa_ddb);
+    case LIBVOICE_SIGNAL_tonegen_pt:
+        return play_tone_list(phone, params, head.length);
+    case LIBVOICE_SIGNAL_xal_nd: // network disconnect: the line's current is taken away for a moment
+        say("%d line open", phone->number);
+        return true;
+    default:
+        say("%d ignores %s", phone->number, libvoice_param_str(head.signal));
+        return false;
+    }
+}
+
+void telephone_silence(telephone *phone) {
+    stop_ringing(phone);
+    hear(phone, "");
+}
+
+void telephone_event(const telephone *phone, uint32_t event) {
+    if (phone->endpoint < 0 || libvoice_get_kex_peer_handler() == nullptr)
+        return;
+    event_message message;
+    event_begin(&message, phone->endpoint, event, 0);
+    event_send(&message);
+}
+
+void telephone_report_off_hook(const telephone *phone) {
+    if (!phone->off_hook || phone->endpoint < 0)
+        return;
+    event_message message;
+    event_begin(&message, phone->endpoint, LIBVOICE_EVENT_al_of, 0);
+    event_add_int(&message, LIBVOICE_PARAM_al_of_init, 1);
+    event_send(&message);
+}
+
+const char *telephone_lift(telephone *phone) {
+    if (phone->off_hook)
+        return refuse("%d is off hook already", phone->number);
+    phone->off_hook = true;
+    say("%d off hook", phone->number);
+    stop_ringing(phone);
+    telephone_event(phone, LIBVOICE_EVENT_al_of);
+    return nullptr;
+}
+
+const char *telephone_hang_up(telephone *phone) {
+    if (!phone->off_hook)
+        return refuse("%d is on hook already", phone->number);
+    phone->off_hook = false;
+    say("%d on hook", phone->number);
+    phone->tone[0] = 0; // nobody listens any more
+    telephone_event(phone, LIBVOICE_EVENT_al_on);
+    return nullptr;
+}
+
+void telephone_answer_status(const telephone *phone) {
+    answer("%d %s%s%s%s%s", phone->number, phone->off_hook ? "off hook" : "on hook", phone->ringing ? ", rings" : "",
+           phone->tone[0] != 0 ? ", hears " : "", phone->tone, phone->endpoint < 0 ? ", not registered" : "");
+}

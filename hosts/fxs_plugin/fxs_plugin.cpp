@@ -1,0 +1,313 @@
+// SPDX-License-Identifier: MIT
+/*
+ * fxs_plugin: a voice plugin with simulated analogue telephones.
+ *
+ *     voice_application --socket /tmp/voice.sock &
+ *     fxs_plugin --socket /tmp/voice.sock --name fxs1 --stem FXS --lines 2
+ *     1 off                            (you type)
+ *     1 off hook
+ *     1 hears dial-tone
+ *     1 dial 102
+ *     1 hears ring-back
+ *     2 rings cadence=1000/4000
+ *     2 displays number=101 name="FXS1" time=11211024
+ *     2 off
+ *     1 hears silence
+ *     ...
+ *
+ * A driver author copies this file and replaces the telephone (hosts/common/telephone.*) by the hardware: the
+ * callbacks, the registration and the way out stay as they are.
+ */
+#include "console.h"
+#include "host.h"
+#include "kex_host.h"
+#include "plugin.h"
+#include "telephone.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace {
+
+// Settings, each with its option.
+constexpr int kMaxLines = LIBVOICE_ENDPOINTS;
+const char *plugin_name = "fxs1"; // --name
+const char *stem = "FXS";         // --stem: endpoints are <stem>1, <stem>2, ...
+int line_count = 2;               // --lines
+voice_codec_t codecs[LIBVOICE_ENDPOINT_CODECS];
+int codec_count; // --codecs
+
+telephone phones[kMaxLines];
+
+constexpr char kHelp[] = "usage: fxs_plugin [options]\n"
+                         "Simulated analogue telephones as a voice plugin.\n"
+                         "\n"
+                         "  --name NAME        plugin name, at most 19 characters (fxs1)\n"
+                         "  --stem STEM        endpoints are STEM1, STEM2, ..., at most 15 characters each (FXS)\n"
+                         "  --lines N          telephones, 1 to 32 (2)\n"
+                         "  --codecs LIST      codecs, best first (PCMA,PCMU)\n" HOST_OPTIONS_HELP "\n"
+                         "Commands, one per line: N off | N on | N dial DIGITS | N flash | status | help | quit\n";
+
+void endpoint_name(int line, char *name, size_t size) {
+    snprintf(name, size, "%s%d", stem, line);
+}
+
+telephone *phone_of_endpoint(int32_t endpoint) {
+    for (int i = 0; i < line_count; i++)
+        if (endpoint >= 0 && phones[i].endpoint == endpoint)
+            return &phones[i];
+    return nullptr;
+}
+
+void close_all(int32_t **descriptors) {
+    for (int i = 0; i < LIBVOICE_DESCRIPTORS; i++)
+        if ((*descriptors)[i] >= 0)
+            close((*descriptors)[i]);
+}
+
+// ------------------------------------------------------------------------------------------ Callbacks of the library
+
+// The application is there and names the country. The lines are registered here and nowhere else: each new connection
+// comes through here. Always 0: any other answer would end the process.
+int32_t plugin_init(const char *country) {
+    int registered = 0;
+    for (int i = 0; i < line_count; i++) {
+        char name[LIBVOICE_ENDPOINT_NAME_BYTES];
+        endpoint_name(i + 1, name, sizeof name);
+        bool is_new;
+        phones[i].endpoint =
+            plugin_register_endpoint(VOICE_ENDPOINT_FXS, name, codecs, static_cast<uint32_t>(codec_count), &is_new);
+        if (phones[i].endpoint < 0) {
+            say("%d refused: the application does not take %s", i + 1, name);
+            continue;
+        }
+        registered++;
+        if (is_new) {
+            telephone_silence(&phones[i]); // a new registration starts from an idle line
+            say("%d registered %s endpoint=%d", i + 1, name, phones[i].endpoint);
+        }
+    }
+    say("ready country=%s lines=%d", country, registered);
+    for (int i = 0; i < line_count; i++)
+        telephone_report_off_hook(&phones[i]);
+    return 0;
+}
+
+int32_t plugin_exit(uint32_t reason) {
+    say("exit reason=%u", reason);
+    host_stop();
+    return 0;
+}
+
+int32_t plugin_signal(libvoice_signal_t *message) {
+    telephone *phone = phone_of_endpoint(message->endpoint);
+    return phone != nullptr && telephone_signal(phone, message) ? 0 : 1;
+}
+
+int32_t plugin_event(libvoice_event_t *, uint32_t) {
+    return 1; // a telephone line has no channels
+}
+
+int32_t plugin_create(int32_t, uint32_t, void *, int32_t **descriptors) {
+    close_all(descriptors);
+    return 1;
+}
+
+int32_t plugin_modify(int32_t, uint32_t, void *, int32_t **descriptors) {
+    close_all(descriptors);
+    return 1;
+}
+
+int32_t plugin_destroy(int32_t, uint32_t) {
+    return 1;
+}
+
+int32_t plugin_get(libvoice_param_set_t *, libvoice_param_set_t **, int32_t) {
+    return 1;
+}
+
+int32_t plugin_set(libvoice_param_set_t *) {
+    return 1;
+}
+
+int32_t plugin_create_ctx(uint32_t) {
+    return 1;
+}
+
+int32_t plugin_add_stream(uint32_t, void *stream_info, int32_t **, int32_t, uint32_t) {
+    free(stream_info);
+    return 1;
+}
+
+int32_t plugin_modify_stream(uint32_t, void *stream_info) {
+    free(stream_info);
+    return 1;
+}
+
+int32_t plugin_remove_stream(uint32_t, uint32_t) {
+    return 1;
+}
+
+int32_t plugin_destroy_ctx(uint32_t) {
+    return 1;
+}
+
+// The application is gone, and with it all that it had us play. The library connects again by itself.
+void application_lost(kex_t *, peer_t *, void *) {
+    say("application lost");
+    for (int i = 0; i < line_count; i++) {
+        phones[i].endpoint = -1;
+        telephone_silence(&phones[i]);
+    }
+}
+
+// --------------------------------------------------------------------------------------------------------- Commands
+
+const char *dial(telephone *phone, const char *digits) {
+    static const char keys[] = "0123456789ABCD*#";
+    static const uint32_t events[] = {
+        LIBVOICE_EVENT_dd_d0, LIBVOICE_EVENT_dd_d1, LIBVOICE_EVENT_dd_d2, LIBVOICE_EVENT_dd_d3,
+        LIBVOICE_EVENT_dd_d4, LIBVOICE_EVENT_dd_d5, LIBVOICE_EVENT_dd_d6, LIBVOICE_EVENT_dd_d7,
+        LIBVOICE_EVENT_dd_d8, LIBVOICE_EVENT_dd_d9, LIBVOICE_EVENT_dd_da, LIBVOICE_EVENT_dd_db,
+        LIBVOICE_EVENT_dd_dc, LIBVOICE_EVENT_dd_dd, LIBVOICE_EVENT_dd_ds, LIBVOICE_EVENT_dd_do,
+    };
+    if (digits == nullptr)
+        return refuse("dial what? %d dial 201", phone->number);
+    if (digits[strspn(digits, keys)] != 0)
+        return refuse("'%s': a telephone has the keys %s", digits, keys);
+    if (!phone->off_hook)
+        return refuse("%d is on hook: lift it first", phone->number);
+    say("%d dials %s", phone->number, digits);
+    for (; *digits != 0; digits++)
+        telephone_event(phone, events[strchr(keys, *digits) - keys]);
+    return nullptr;
+}
+
+const char *flash(telephone *phone) {
+    if (!phone->off_hook)
+        return refuse("%d is on hook: lift it first", phone->number);
+    say("%d flashes", phone->number);
+    telephone_event(phone, LIBVOICE_EVENT_al_fl);
+    return nullptr;
+}
+
+const char *status() {
+    answer("%s %s", plugin_name, plugin_is_connected() ? "connected" : "without application");
+    for (int i = 0; i < line_count; i++)
+        telephone_answer_status(&phones[i]);
+    return nullptr;
+}
+
+const char *command(char *line) {
+    char *rest = line;
+    const char *first = next_word(&rest);
+    const char *verb = next_word(&rest);
+    if (strcmp(first, "status") == 0)
+        return status();
+    if (strcmp(first, "help") == 0) {
+        answer("%d..%d off | on | dial DIGITS | flash; status; help; quit; watch", 1, line_count);
+        return nullptr;
+    }
+    if (strcmp(first, "quit") == 0) {
+        host_terminate();
+        return nullptr;
+    }
+    long number;
+    if (!read_number(first, 1, line_count, &number))
+        return refuse("'%s' is neither a command nor a telephone from 1 to %d", first, line_count);
+    telephone *phone = &phones[number - 1];
+    if (verb == nullptr)
+        return refuse("%ld what? off, on, dial, flash", number);
+    if (strcmp(verb, "off") == 0)
+        return telephone_lift(phone);
+    if (strcmp(verb, "on") == 0)
+        return telephone_hang_up(phone);
+    if (strcmp(verb, "dial") == 0)
+        return dial(phone, next_word(&rest));
+    if (strcmp(verb, "flash") == 0)
+        return flash(phone);
+    return refuse("a telephone cannot '%s': off, on, dial, flash", verb);
+}
+
+void read_options(int count, char **words) {
+    enum { NAME = 1, STEM, LINES, CODECS };
+    static const option options[] = {
+        {"name", required_argument, nullptr, NAME},
+        {"stem", required_argument, nullptr, STEM},
+        {"lines", required_argument, nullptr, LINES},
+        {"codecs", required_argument, nullptr, CODECS},
+        HOST_OPTIONS,
+    };
+    const char *codec_list = "PCMA,PCMU";
+    long lines = line_count;
+    for (int code; (code = getopt_long(count, words, "", options, nullptr)) != -1;) {
+        switch (code) {
+        case NAME:
+            plugin_name = optarg;
+            break;
+        case STEM:
+            stem = optarg;
+            break;
+        case LINES:
+            if (!read_number(optarg, 1, kMaxLines, &lines))
+                host_usage_error("--lines %s: a number from 1 to %d", optarg, kMaxLines);
+            break;
+        case CODECS:
+            codec_list = optarg;
+            break;
+        default:
+            host_option(code, optarg, kHelp);
+        }
+    }
+    if (optind < count)
+        host_usage_error("'%s' is no option", words[optind]);
+    line_count = static_cast<int>(lines);
+    codec_count = plugin_parse_codecs(codec_list, codecs, LIBVOICE_ENDPOINT_CODECS);
+    if (codec_count < 0)
+        host_usage_error("--codecs %s: PCMA, PCMU, G722, G729, G726-32", codec_list);
+    char last[64];
+    endpoint_name(line_count, last, sizeof last);
+    if (*stem == 0 || strlen(last) > kEndpointNameLength || strpbrk(stem, ". \t") != nullptr)
+        host_usage_error("endpoint name '%s': at most %u characters without dots and blanks", last,
+                         kEndpointNameLength);
+}
+
+} // namespace
+
+int main(int count, char **words) {
+    read_options(count, words);
+    kex_t *bus = host_start("fxs_plugin");
+    plugin_declare(plugin_name, stem);
+    for (int i = 0; i < line_count; i++) {
+        phones[i].number = i + 1;
+        phones[i].endpoint = -1;
+    }
+    kex_onPeerClosed(bus, application_lost, nullptr);
+    bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
+    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
+        return kExitFailure;
+
+    libvoice_callbacks_t callbacks = {};
+    callbacks.voice_plugin_init = plugin_init;
+    callbacks.voice_plugin_exit = plugin_exit;
+    callbacks.voice_plugin_signal = plugin_signal;
+    callbacks.voice_plugin_event = plugin_event;
+    callbacks.voice_plugin_create = plugin_create;
+    callbacks.voice_plugin_modify = plugin_modify;
+    callbacks.voice_plugin_destroy = plugin_destroy;
+    callbacks.voice_plugin_get = plugin_get;
+    callbacks.voice_plugin_set = plugin_set;
+    callbacks.voice_plugin_create_ctx = plugin_create_ctx;
+    callbacks.voice_plugin_add_stream = plugin_add_stream;
+    callbacks.voice_plugin_modify_stream = plugin_modify_stream;
+    callbacks.voice_plugin_remove_stream = plugin_remove_stream;
+    callbacks.voice_plugin_destroy_ctx = plugin_destroy_ctx;
+    libvoice_init(callbacks);
+
+    int result = host_run(plugin_leave);
+    console_stop();
+    host_end();
+    return result;
+}

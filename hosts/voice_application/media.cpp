@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+// Media of a call: codecs, sockets, and the requests that set them up in both plugins.
+#include "media.h"
+
+#include <arpa/inet.h>
+#include <initializer_list>
+#include <stdio.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "codecs.h"
+#include "console.h"
+
+namespace {
+
+constexpr int32_t kPacketMs = 20;
+constexpr uint32_t kContextStreams = 2; // a stream for each appearance of the line, numbered from 1
+
+uint32_t last_context;
+uint16_t next_port; // where to look for free ports: moves on, so that ports just closed rest a while
+
+sockaddr_in address_of(uint16_t port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    inet_pton(AF_INET, the_plan.address, &address.sin_addr);
+    return address;
+}
+
+bool port_is_free(uint16_t port) {
+    sockaddr_in address = address_of(port);
+    int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    bool is_free = probe >= 0 && bind(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    if (probe >= 0)
+        close(probe);
+    return is_free;
+}
+
+bool port_is_ours(uint16_t port) {
+    for (const call &call : calls)
+        if (call.used && (call.from.port == port || call.to.port == port))
+            return true;
+    return false;
+}
+
+// An even port whose neighbour is free too; 0: none left. Others may use the range, so each is tried before it is given
+// out.
+uint16_t take_port_pair() {
+    uint16_t first = static_cast<uint16_t>((the_plan.first_port + 1) & ~1);
+    if (next_port < first || next_port >= the_plan.last_port)
+        next_port = first;
+    for (uint32_t tried = 0; tried <= (the_plan.last_port - first) / 2u; tried++) {
+        uint16_t port = next_port;
+        next_port = port + 3 > the_plan.last_port ? first : static_cast<uint16_t>(port + 2);
+        if (!port_is_ours(port) && port_is_free(port) && port_is_free(static_cast<uint16_t>(port + 1)))
+            return port;
+    }
+    return 0;
+}
+
+void fill_parameters(const call *call, uint32_t mode, uint32_t *params, uint32_t *length) {
+    const struct {
+        uint32_t id;
+        uint32_t value;
+    } items[] = {
+        {LIBVOICE_PARAM_sdp_stream_mode, mode},
+        {LIBVOICE_PARAM_sdp_upstream_codec, call->codec.codec},
+        {LIBVOICE_PARAM_sdp_upstream_ptime, kPacketMs},
+        {LIBVOICE_PARAM_sdp_upstream_payload, call->codec.payload_type},
+        {LIBVOICE_PARAM_sdp_downstream_codec, call->codec.codec},
+        {LIBVOICE_PARAM_sdp_downstream_ptime, kPacketMs},
+        {LIBVOICE_PARAM_sdp_downstream_payload, call->codec.payload_type},
+    };
+    for (const auto &item : items)
+        params_add_int(params, VOICE_CNX_PARAMETER_BYTES, length, item.id, static_cast<int32_t>(item.value));
+}
+
+void fill_connection(const call *call, const party *side, const party *other, uint32_t mode, voice_cnx_info_t *info) {
+    memset(info, 0, sizeof *info);
+    info->version = VOICE_CNX_VERSION;
+    fill_parameters(call, mode, info->params, &info->length);
+    sockaddr_in local = address_of(side->port), remote = address_of(other->port);
+    static_assert(sizeof local == sizeof info->local);
+    memcpy(info->local, &local, sizeof local);
+    memcpy(info->remote, &remote, sizeof remote);
+}
+
+void fill_stream(const call *call, const party *side, uint32_t mode, voice_stream_info_t *info) {
+    memset(info, 0, sizeof *info);
+    info->stream = side->stream;
+    info->mode = mode;
+    info->version = VOICE_CNX_VERSION;
+    fill_parameters(call, mode, info->params, &info->length);
+}
+
+// Sets up one side. The sockets, where we open them, go to the plugin; our copies close here.
+const char *start_side(call *call, party *side, const party *other) {
+    line *line = side->who;
+    int32_t descriptors[3] = {-1, -1, -1}; // media, control, no fax
+    if (line->context != 0 || !libvoice_get_convert_media()) {
+        sockaddr_in local = address_of(side->port), remote = address_of(other->port);
+        if (!libvoice_connectMediaSockets(&local, &remote, &descriptors[0], &descriptors[1]))
+            return "no media sockets";
+    }
+    uint32_t result;
+    if (line->context != 0) {
+        side->stream = side->appearance + 1;
+        voice_stream_info_t info;
+        fill_stream(call, side, VOICE_MODE_SEND_RECEIVE, &info);
+        result = libvoice_add_stream(line->plugin, line->endpoint, line->context, &info, descriptors, side->appearance);
+    } else {
+        voice_cnx_info_t info;
+        fill_connection(call, side, other, VOICE_MODE_SEND_RECEIVE, &info);
+        result = libvoice_create_media(line->endpoint, side->appearance, &info, descriptors[0], descriptors[1],
+                                       descriptors[2]);
+    }
+    for (int descriptor : descriptors)
+        if (descriptor >= 0)
+            close(descriptor);
+    return result == VOICE_SERVICE_OK ? nullptr : voice_service_strerror(result);
+}
+
+void stop_side(party *side) {
+    line *line = side->who;
+    uint32_t stream = side->stream;
+    if (side->port == 0)
+        return;
+    side->port = 0;
+    side->stream = 0;
+    if (!line->used || !line->reachable)
+        return;
+    if (stream != 0)
+        libvoice_remove_stream(line->plugin, line->context, stream);
+    else
+        libvoice_destroy_media(line->endpoint, side->appearance);
+}
+
+} // namespace
+
+bool media_offers(const line *line, uint32_t codec, voice_codec_t *record) {
+    const libvoice_endpoint_t *entry = &endpt_table[line->endpoint];
+    for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
+        memcpy(record, entry->codec_list[i].bytes, sizeof *record);
+        if (record->codec == codec && record->payload_type < 128)
+            return true;
+    }
+    return false;
+}
+
+const char *media_choose_codec(const line *from, const line *to, voice_codec_t *codec) {
+    const libvoice_endpoint_t *entry = &endpt_table[from->endpoint];
+    for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
+        voice_codec_t offered, taken;
+        memcpy(&offered, entry->codec_list[i].bytes, sizeof offered);
+        bool allowed = the_plan.codec_count == 0;
+        for (uint32_t k = 0; k < the_plan.codec_count; k++)
+            allowed = allowed || the_plan.codecs[k] == offered.codec;
+        if (!allowed || !media_offers(from, offered.codec, &offered) || !media_offers(to, offered.codec, &taken))
+            continue;
+        *codec = offered;
+        return nullptr;
+    }
+    return "no common codec";
+}
+
+const char *media_start(call *call) {
+    constexpr int kAttempts = 4; // another process may take a port between the look and the bind
+    const char *wrong = nullptr;
+    for (int attempt = 0; attempt < kAttempts; attempt++) {
+        call->from.port = take_port_pair();
+        call->to.port = call->from.port == 0 ? 0 : take_port_pair();
+        if (call->to.port == 0) {
+            call->from.port = 0;
+            return "no media ports left";
+        }
+        wrong = start_side(call, &call->from, &call->to);
+        if (wrong == nullptr)
+            wrong = start_side(call, &call->to, &call->from);
+        if (wrong == nullptr)
+            return nullptr;
+        media_stop(call);
+    }
+    return wrong;
+}
+
+void media_stop(call *call) {
+    stop_side(&call->from);
+    stop_side(&call->to);
+}
+
+const char *media_change(call *call, uint32_t mode) {
+    if (call->from.port == 0 || call->to.port == 0)
+        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(call);
+    if (libvoice_get_convert_media()) {
+        // There is no "modify" in this form: a plugin would reject it for want of descriptors.
+        media_stop(call);
+        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(call);
+    }
+    const char *wrong = nullptr;
+    for (party *side : {&call->from, &call->to}) {
+        const party *other = side == &call->from ? &call->to : &call->from;
+        line *line = side->who;
+        uint32_t result;
+        if (!line->reachable)
+            continue;
+        if (side->stream != 0) {
+            voice_stream_info_t info;
+            fill_stream(call, side, mode, &info);
+            result = libvoice_modify_stream(line->plugin, line->context, &info);
+        } else {
+            voice_cnx_info_t info;
+            fill_connection(call, side, other, mode, &info);
+            result = libvoice_modify_media(line->endpoint, side->appearance, &info, -1, -1, -1); // the sockets stay
+        }
+        if (result != VOICE_SERVICE_OK)
+            wrong = voice_service_strerror(result);
+    }
+    return wrong;
+}
+
+const char *media_join(line *line) {
+    static_assert(kContextStreams == kAppearances);
+    for (call *call : line->calls)
+        media_stop(call); // what follows comes after it in the plugin's queue
+    line->context = ++last_context;
+    uint32_t result = libvoice_create_ctx(line->plugin, line->context);
+    if (result != VOICE_SERVICE_OK) {
+        line->context = 0;
+        return voice_service_strerror(result);
+    }
+    for (call *call : line->calls) {
+        const char *wrong = media_start(call);
+        if (wrong != nullptr)
+            return wrong;
+    }
+    return nullptr;
+}
+
+void media_leave(line *line) {
+    if (line->reachable)
+        libvoice_destroy_ctx(line->plugin, line->context);
+    say("conference %u ended", line->context);
+    line->context = 0;
+}

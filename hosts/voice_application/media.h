@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file media.h
+ * Media of a call: codec, sockets, and the requests that tell both plugins.
+ */
+#pragma once
+
+#include "calls.h"
+
+/** Chooses a codec that both sides offer and the plan allows: the caller's order counts. @return null, or why there is
+ * none. */
+const char *media_choose_codec(const line *from, const line *to, voice_codec_t *codec);
+/** Whether a line offers a codec. */
+bool media_offers(const line *line, uint32_t codec, voice_codec_t *record);
+
+/** Opens the sockets and tells both sides to send and receive. @return null, or why it cannot be done. */
+const char *media_start(call *call);
+/** Tears down the media of both sides. Statistics arrive as events afterwards. */
+void media_stop(call *call);
+/** Tells both sides the call's codec and a mode: "modify", or, with convert-media on, destroy and create. */
+const char *media_change(call *call, uint32_t mode);
+
+/** Makes a conference in the line's own plugin: its two calls' media meet there. @return null, or why not. */
+const char *media_join(line *line);
+/** Takes the line's conference away, after the media of its calls was stopped. */
+void media_leave(line *line);
