@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+// The table of identifiers: its counts, its one irregular row, and both look-ups against a plain search.
+#include "vocabulary.h"
+
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+
+#include "../../vocabulary/libvoice_meanings.h"
+#include "voice_test.h"
+
+// Constants serve the preprocessor too.
+#if LIBVOICE_SIGNAL_cg_dt != 0x10073000 || LIBVOICE_PARAM_tdmc_rxgain != 0x010D00FF || LIBVOICE_IDS != 265
+#error "the identifiers are not those of the contract"
+#endif
+
+namespace voice_test {
+namespace {
+
+using namespace voice;
+
+class Vocabulary : public VoiceTest {
+protected:
+    std::map<uint32_t, std::string> rows_;
+
+    Vocabulary() {
+        for (int32_t row = 0; row < LIBVOICE_IDS; ++row)
+            rows_[vocabulary_number(row)] = vocabulary_name(row);
+    }
+};
+
+std::string package_of(const std::string &name) {
+    const size_t start = name.find('_', strlen("LIBVOICE_")) + 1;
+    return name.substr(start, name.find('_', start) - start);
+}
+
+TEST_F(Vocabulary, Holds265DifferentNumbersAndNames) {
+    std::set<std::string> names;
+    for (const auto &[number, name] : rows_)
+        names.insert(name);
+    EXPECT_EQ(rows_.size(), 265u);
+    EXPECT_EQ(names.size(), 265u);
+}
+
+TEST_F(Vocabulary, EachPackageHasItsNumberAndItsCounts) {
+    struct Package {
+        const char *name;
+        unsigned number, signals, events, parameters;
+    };
+    const Package packages[] = {
+        {"g", 0x01, 0, 2, 2},     {"root", 0x02, 0, 0, 8},   {"tonegen", 0x03, 1, 0, 3}, {"tonedet", 0x04, 0, 3, 8},
+        {"dg", 0x05, 16, 0, 16},  {"dd", 0x06, 0, 17, 2},    {"cg", 0x07, 9, 0, 0},      {"al", 0x09, 1, 3, 8},
+        {"ct", 0x0A, 2, 1, 1},    {"nt", 0x0B, 0, 2, 6},     {"rtp", 0x0C, 0, 1, 6},     {"tdmc", 0x0D, 0, 0, 3},
+        {"ctyp", 0x11, 0, 1, 2},  {"fax", 0x12, 0, 1, 1},    {"ipfax", 0x13, 0, 1, 5},   {"srvtn", 0x25, 3, 0, 0},
+        {"alert", 0x3B, 3, 0, 2}, {"andisp", 0x3C, 3, 0, 7}, {"xal", 0x43, 2, 0, 0},     {"ajb", 0x7A, 0, 0, 6},
+        {"fxo", 0xFA, 3, 2, 1},   {"fxoen", 0xFB, 1, 0, 1},  {"callsrv", 0xFD, 0, 9, 4}, {"zil", 0xFE, 2, 5, 50},
+        {"sdp", 0xFF, 0, 0, 29},
+    };
+    unsigned total = 0;
+    for (const Package &package : packages) {
+        unsigned signals = 0, events = 0, parameters = 0;
+        for (const auto &[number, name] : rows_) {
+            EXPECT_EQ(package_of(name) == package.name, id_package(number) == package.number) << name;
+            if (id_package(number) != package.number)
+                continue;
+            signals += name.find("LIBVOICE_SIGNAL_") == 0;
+            events += name.find("LIBVOICE_EVENT_") == 0;
+            parameters += name.find("LIBVOICE_PARAM_") == 0;
+        }
+        EXPECT_EQ(signals, package.signals) << package.name;
+        EXPECT_EQ(events, package.events) << package.name;
+        EXPECT_EQ(parameters, package.parameters) << package.name;
+        total += signals + events + parameters;
+    }
+    EXPECT_EQ(total, 265u);
+}
+
+TEST_F(Vocabulary, ConstantsHaveTheNumbersOfTheContract) {
+    EXPECT_EQ(LIBVOICE_EVENT_g_cause, 0x20010100u);
+    EXPECT_EQ(LIBVOICE_PARAM_root_MGCOriginatedPendingLimit, 0x01020007u);
+    EXPECT_EQ(LIBVOICE_PARAM_tonegen_pt_tl, 0x13030101u);
+    EXPECT_EQ(LIBVOICE_PARAM_tonedet_std_tid, 0x23040103u);
+    EXPECT_EQ(LIBVOICE_SIGNAL_dg_da, 0x10051A00u);
+    EXPECT_EQ(LIBVOICE_PARAM_dg_do_btd, 0x11052101u);
+    EXPECT_EQ(LIBVOICE_PARAM_dd_ce_meth, 0x22060403u);
+    EXPECT_EQ(LIBVOICE_SIGNAL_cg_rt, 0x10073100u);
+    EXPECT_EQ(LIBVOICE_PARAM_al_ri_freq, 0x11090207u);
+    EXPECT_EQ(LIBVOICE_EVENT_al_on, 0x20090400u);
+    EXPECT_EQ(LIBVOICE_PARAM_al_on_init, 0x24090402u);
+    EXPECT_EQ(LIBVOICE_PARAM_ct_cmp_res, 0x210A0508u);
+    EXPECT_EQ(LIBVOICE_PARAM_rtp_pltrans_rtppltype, 0x230C0101u);
+    EXPECT_EQ(LIBVOICE_PARAM_tdmc_ec, 0x040D0008u);
+    EXPECT_EQ(LIBVOICE_SIGNAL_srvtn_mwt, 0x10255200u);
+    EXPECT_EQ(LIBVOICE_PARAM_andisp_data_db, 0x133C0501u);
+    EXPECT_EQ(LIBVOICE_SIGNAL_xal_nd, 0x10430400u);
+    EXPECT_EQ(LIBVOICE_PARAM_ajb_ar, 0x017A000Du);
+    EXPECT_EQ(LIBVOICE_PARAM_fxoen_sd_ds, 0x12FB0101u);
+    EXPECT_EQ(LIBVOICE_EVENT_callsrv_reconnectcall, 0x20FD0900u);
+    EXPECT_EQ(LIBVOICE_PARAM_zil_country, 0x02FE000Au);
+    EXPECT_EQ(LIBVOICE_PARAM_zil_fxs_power, 0x03FE000Fu);
+    EXPECT_EQ(LIBVOICE_PARAM_zil_call_stats_dscp, 0x21FE041Cu);
+    EXPECT_EQ(LIBVOICE_PARAM_sdp_t38faxudpec, 0x01FF0068u);
+}
+
+TEST_F(Vocabulary, FieldsAreReadFromTheNumber) {
+    EXPECT_EQ(id_class(0x10073100u), IdClass::signal);
+    EXPECT_EQ(id_class(0x90073100u), IdClass::signal) << "bit 31 does not change the class";
+    EXPECT_EQ(id_class(0x24090402u), IdClass::event);
+    EXPECT_EQ(id_class(0x02FE000Au), IdClass::property);
+    EXPECT_EQ(id_value_type(0x24090402u), ValueType::boolean);
+    EXPECT_EQ(id_value_type(0x13030101u), ValueType::hex);
+    EXPECT_EQ(id_value_type(0x10073100u), ValueType::none);
+    EXPECT_EQ(id_package(0x24090402u), 0x09);
+    EXPECT_EQ(id_item(0x24090402u), 0x04);
+    EXPECT_EQ(id_sub_item(0x24090402u), 0x02);
+    EXPECT_EQ(id_sub_item(0x010D00FFu), 0xFF);
+}
+
+TEST_F(Vocabulary, Bit31IsClearEverywhere) {
+    for (const auto &[number, name] : rows_)
+        EXPECT_EQ(number >> 31, 0u) << name;
+}
+
+TEST_F(Vocabulary, EveryParameterGivesBackItsSignalOrEvent) {
+    for (const auto &[number, name] : rows_) {
+        if (id_class(number) == IdClass::property || id_value_type(number) == ValueType::none)
+            continue;
+        const uint32_t owner = number & 0xF0FFFF00u;
+        ASSERT_EQ(rows_.count(owner), 1u) << name;
+        EXPECT_EQ(id_value_type(owner), ValueType::none) << name;
+    }
+    EXPECT_EQ(LIBVOICE_PARAM_al_ri_freq & 0xF0FFFF00u, LIBVOICE_SIGNAL_al_ri);
+}
+
+TEST_F(Vocabulary, OneParameterHasSubItemZeroLikeItsEvent) {
+    std::set<uint32_t> irregular;
+    for (const auto &[number, name] : rows_)
+        if (id_value_type(number) != ValueType::none && id_sub_item(number) == 0)
+            irregular.insert(number);
+    EXPECT_EQ(irregular, std::set<uint32_t>{0x22FE0500u});
+    EXPECT_EQ(LIBVOICE_PARAM_zil_dect_property_sw_version, 0x22FE0500u);
+    EXPECT_EQ(LIBVOICE_EVENT_zil_dect_property, 0x20FE0500u);
+}
+
+TEST_F(Vocabulary, EveryRowIsFoundUnderItsNumberAndItsName) {
+    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
+        EXPECT_EQ(vocabulary_row(vocabulary_number(row)), row);
+        EXPECT_EQ(vocabulary_row(vocabulary_name(row)), row);
+    }
+}
+
+TEST_F(Vocabulary, NumbersOneOrTwoBitsAwayAgreeWithAPlainSearch) {
+    for (const auto &[number, name] : rows_) {
+        for (uint32_t bits = 0; bits < 32 * 32; ++bits) {
+            const uint32_t near = number ^ (1u << bits % 32) ^ (1u << bits / 32);
+            const int32_t row = vocabulary_row(near);
+            ASSERT_EQ(row >= 0, rows_.count(near) == 1) << std::hex << near;
+            if (row >= 0) {
+                ASSERT_EQ(vocabulary_number(row), near);
+            }
+        }
+    }
+}
+
+TEST_F(Vocabulary, NumbersEverywhereAgreeWithAPlainSearch) {
+    uint32_t number = 1;
+    for (int i = 0; i < 300000; ++i) {
+        number = number * 1664525u + 1013904223u;
+        ASSERT_EQ(vocabulary_row(number) >= 0, rows_.count(number) == 1) << std::hex << number;
+    }
+    EXPECT_EQ(vocabulary_row(0u), -1);
+    EXPECT_EQ(vocabulary_row(0xFFFFFFFFu), -1);
+}
+
+TEST_F(Vocabulary, NamesChangedInOneCharacterAreUnknown) {
+    for (const auto &[number, name] : rows_) {
+        for (size_t i = 0; i < name.size(); ++i) {
+            for (const char c : {'_', 'a', 'x', 'Z', '0', '1', '\x80', '\xFF'}) {
+                std::string changed = name;
+                changed[i] = c;
+                const int32_t row = vocabulary_row(changed.c_str());
+                if (row >= 0) {
+                    ASSERT_EQ(changed, vocabulary_name(row));
+                }
+            }
+            ASSERT_EQ(vocabulary_row(name.c_str() + i + 1), -1) << "a tail of " << name;
+        }
+    }
+}
+
+TEST_F(Vocabulary, OnlyWholeNamesAreFound) {
+    std::set<std::string> names;
+    for (const auto &[number, name] : rows_)
+        names.insert(name);
+    for (const std::string &name : names) {
+        for (size_t length = 0; length < name.size(); ++length) {
+            const std::string prefix = name.substr(0, length);
+            ASSERT_EQ(vocabulary_row(prefix.c_str()) >= 0, names.count(prefix) == 1) << prefix;
+        }
+        ASSERT_EQ(vocabulary_row((name + " ").c_str()), -1);
+        ASSERT_EQ(vocabulary_row((" " + name).c_str()), -1);
+    }
+    EXPECT_EQ(vocabulary_row(static_cast<const char *>(nullptr)), -1);
+    EXPECT_EQ(vocabulary_row(""), -1);
+}
+
+TEST_F(Vocabulary, AnEndlessNameIsReadNoFurtherThanTheLongestOne) {
+    // 52 characters is the longest name; the 53rd settles it. Nothing behind it may be touched.
+    const std::string longest = "LIBVOICE_PARAM_root_MGCProvisionalResponseTimerValue";
+    ASSERT_EQ(longest.size(), 52u);
+    EXPECT_GE(vocabulary_row(longest.c_str()), 0);
+    char *unterminated = new char[53];
+    memset(unterminated, 'x', 53);
+    memcpy(unterminated, longest.data(), 52);
+    EXPECT_EQ(vocabulary_row(unterminated), -1);
+    delete[] unterminated;
+}
+
+TEST_F(Vocabulary, LookUpsNeedNoHeap) {
+    const unsigned before = fake::memory_allocations();
+    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
+        libvoice_param_str(vocabulary_number(row));
+        libvoice_str_to_param(vocabulary_name(row));
+    }
+    libvoice_str_to_param("LIBVOICE_PARAM_unknown");
+    EXPECT_EQ(fake::memory_allocations(), before);
+}
+
+TEST_F(Vocabulary, ShortMeaningsAreOneToThreeWords) {
+    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
+        const std::string meaning = vocabulary_short(row);
+        unsigned words = 1;
+        for (const char c : meaning)
+            words += c == ' ';
+        EXPECT_FALSE(meaning.empty()) << vocabulary_name(row);
+        EXPECT_LE(words, 3u) << meaning;
+    }
+    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_al_of)), "off hook");
+    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_al_on)), "on hook");
+    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_SIGNAL_cg_dt)), "dial tone");
+    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_dd_do)), "DTMF #");
+}
+
+TEST_F(Vocabulary, HexValuesSayWhetherTheyHoldWordsOrBytes) {
+    const auto content = [](uint32_t number) { return vocabulary_hex_content(vocabulary_row(number)); };
+    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_cad), HexContent::words);
+    EXPECT_EQ(content(LIBVOICE_PARAM_tonegen_pt_tl), HexContent::words);
+    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_dwa_ddb), HexContent::bytes);
+    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_data_db), HexContent::bytes);
+    EXPECT_EQ(content(LIBVOICE_PARAM_fxo_ri_cid), HexContent::bytes);
+    EXPECT_EQ(content(LIBVOICE_PARAM_zil_rtcp_tx_pkt), HexContent::bytes);
+    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_freq), HexContent::none);
+    EXPECT_EQ(content(LIBVOICE_EVENT_al_on), HexContent::none);
+    for (int32_t row = 0; row < LIBVOICE_IDS; ++row)
+        EXPECT_EQ(vocabulary_hex_content(row) != HexContent::none,
+                  id_value_type(vocabulary_number(row)) == ValueType::hex)
+            << vocabulary_name(row);
+}
+
+TEST_F(Vocabulary, TheTableForToolsSaysTheSameSortedByNumber) {
+    ASSERT_EQ(sizeof libvoice_meanings / sizeof libvoice_meanings[0], 265u);
+    uint32_t before = 0;
+    for (const libvoice_meaning &meaning : libvoice_meanings) {
+        EXPECT_LT(before, meaning.number);
+        before = meaning.number;
+        const int32_t row = vocabulary_row(meaning.number);
+        ASSERT_GE(row, 0) << meaning.name;
+        EXPECT_STREQ(meaning.name, vocabulary_name(row));
+        EXPECT_STREQ(meaning.meaning, vocabulary_short(row));
+        const HexContent content = vocabulary_hex_content(row);
+        EXPECT_EQ(meaning.hex, content == HexContent::words ? 'w' : content == HexContent::bytes ? 'b' : 0);
+    }
+}
+
+} // namespace
+} // namespace voice_test
