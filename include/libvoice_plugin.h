@@ -3,22 +3,24 @@
  * @file libvoice_plugin.h
  * The contract between libvoice_plugin and the processes that link it.
  *
- * A gateway's telephony runs in separate processes: voice plugins, which drive FXS, FXO, DECT and DSP hardware, and the voice
- * application, which runs the call logic. Both link this library; it joins them over the gateway's local message bus. A
- * plugin registers itself and its endpoints (lines, handsets, channels), receives signals, media commands and parameter
- * requests for them, and sends events back. Every decision about telephony is the host's: the library checks and moves data
- * and calls a function of the host's callback table.
+ * A gateway's telephony runs in separate processes: voice plugins, which drive FXS, FXO, DECT and DSP hardware, and the
+ * voice application, which runs the call logic. Both link this library; it joins them over the gateway's local message
+ * bus. A plugin registers itself and its endpoints (lines, handsets, channels), receives signals, media commands and
+ * parameter requests for them, and sends events back. Every decision about telephony is the host's: the library checks
+ * and moves data and calls a function of the host's callback table.
  *
  * If a function does not appear in this file it is not part of the interface.
  *
  * Rules that hold everywhere:
  * - One thread. Every function runs on the thread that runs the host's bus loop; nothing is locked. Only registration
- *   (libvoice_kex_register_plugin, libvoice_register_endpoint, libvoice_deregister_endpoint) blocks, until the answer arrives.
- * - Fixed tables. Pointers into them stay valid for the life of the process; what they show changes when the slot is reused.
- * - "code" is a result code: 0 success, else one of libvoice_result (texts: libvoice_strerror). "yes" is 1 or 0. An index
- *   or a number is -1 when there is none.
- * - A null name, handle or message and a broken record from outside are answered as documented and never crash. Cursors and
- *   output pointers must be valid.
+ *   (libvoice_kex_register_plugin, libvoice_register_endpoint, libvoice_deregister_endpoint) blocks, until the answer
+ * arrives.
+ * - Fixed tables. Pointers into them stay valid for the life of the process; what they show changes when the slot is
+ * reused.
+ * - "code" is a result code: 0 success, else one of libvoice_result (texts: libvoice_strerror). "yes" is 1 or 0. An
+ * index or a number is -1 when there is none.
+ * - A null name, handle or message and a broken record from outside are answered as documented and never crash. Cursors
+ * and output pointers must be valid.
  * - Memory that changes hands is malloc()ed and free()d.
  * - Identifiers, lengths and message heads are in the host's byte order.
  * - On failure, outputs keep what they held unless a function says otherwise.
@@ -41,7 +43,7 @@ extern "C" {
 
 struct sockaddr_in; /* <netinet/in.h> */
 
-/** Version of this header; libvoice_version() gives that of the library that runs. */
+/* Version of this header; libvoice_version() gives that of the library that runs. */
 #define LIBVOICE_VERSION_MAJOR 1
 #define LIBVOICE_VERSION_MINOR 0
 #define LIBVOICE_VERSION_PATCH 0
@@ -84,8 +86,8 @@ enum voice_service_result {
     VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE = 12 /**< no room for an endpoint; requests: the request could not be made */
 };
 
-#define LIBVOICE_RESULT_TEXTS 10       /**< Slots of libvoice_result_texts. */
-#define VOICE_SERVICE_RESULT_TEXTS 13  /**< Slots of voice_service_result_texts. */
+#define LIBVOICE_RESULT_TEXTS 10      /**< Slots of libvoice_result_texts. */
+#define VOICE_SERVICE_RESULT_TEXTS 13 /**< Slots of voice_service_result_texts. */
 
 /** The texts of libvoice_result, indexed by code. Read-only. */
 extern const char *const libvoice_result_texts[LIBVOICE_RESULT_TEXTS];
@@ -98,33 +100,34 @@ const char *libvoice_strerror(uint32_t code);
 const char *voice_service_strerror(uint32_t code);
 
 /* ---------------------------------------------------------------------------------------------- Parameter buffer
- * Every signal, event and parameter set carries its arguments as a flat run of items, without a head, a count or an end mark:
+ * Every signal, event and parameter set carries its arguments as a flat run of items, without a head, a count or an end
+ * mark:
  *
  *      0         4         8            8+length
  *     +---------+---------+------------+-------------+
  *     | id      | length  | value ...  | 0 to 3 zeros|   whole 32-bit words, host byte order
  *     +---------+---------+------------+-------------+
  *
- * A buffer starts on a word boundary. It travels as a pair: `cursor`, the next byte to write or read, and `remaining`, the
- * bytes still free or unread. Writing starts with the capacity, reading with the used size. */
+ * A buffer starts on a word boundary. It travels as a pair: `cursor`, the next byte to write or read, and `remaining`,
+ * the bytes still free or unread. Writing starts with the capacity, reading with the used size. */
 
 /**
  * Appends one item at *cursor and moves the pair behind it.
  * @param id      identifier (libvoice_ids.h)
  * @param length  bytes of value, without padding
  * @param value   the bytes; not read when length is 0
- * @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE, or LIBVOICE_ERR_INVALID_ARG for a null value with a length: then nothing is
- *         written and nothing moves
+ * @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE, or LIBVOICE_ERR_INVALID_ARG for a null value with a length: then
+ * nothing is written and nothing moves
  */
 uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uint8_t **cursor, uint32_t *remaining);
 
 /**
- * Finds the next item with an identifier, from *cursor on. Every item examined is consumed, so that a second call finds the
- * next occurrence. To look up several identifiers, restart each search from a saved pair.
+ * Finds the next item with an identifier, from *cursor on. Every item examined is consumed, so that a second call finds
+ * the next occurrence. To look up several identifiers, restart each search from a saved pair.
  * @param length  out: bytes of value
  * @param value   out: pointer into the buffer, no copy; valid as long as the buffer
- * @return LIBVOICE_OK: found, or the item is cut off by the end of the buffer (then one level-100 line, and the outputs keep what
- *         they held: preset them); LIBVOICE_ERR_PARAM_NOT_FOUND; LIBVOICE_ERR_PARAM_FORMAT: a length word is cut off
+ * @return LIBVOICE_OK: found, or the item is cut off by the end of the buffer (then one level-100 line, and the outputs
+ * keep what they held: preset them); LIBVOICE_ERR_PARAM_NOT_FOUND; LIBVOICE_ERR_PARAM_FORMAT: a length word is cut off
  */
 uint32_t libvoice_get_param(uint32_t id, uint32_t *length, uint8_t **value, uint8_t **cursor, uint32_t *remaining);
 
@@ -137,7 +140,8 @@ uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **va
                                     uint32_t *remaining);
 
 /* ---------------------------------------------------------------------------------------------- Names of identifiers
- * libvoice_ids.h lists the vocabulary (packages of ITU-T H.248 and the system's own). Look-ups take constant time and no heap. */
+ * libvoice_ids.h lists the vocabulary (packages of ITU-T H.248 and the system's own). Look-ups take constant time and
+ * no heap. */
 
 /** An identifier's name ("LIBVOICE_SIGNAL_cg_dt"); "sig_nil" for 0, "????" for any other unknown. Constant text. */
 const char *libvoice_param_str(uint32_t id);
@@ -145,11 +149,11 @@ const char *libvoice_param_str(uint32_t id);
 uint32_t libvoice_str_to_param(const char *name);
 
 /**
- * Prints a parameter buffer as one line: class, name and value of each item, a blank after each.
+ * Prints a parameter buffer as one line: class, name and value of each item, a blank after each. The text is cut at the
+ * buffer's end and always terminated there. 800 bytes per 64 bytes of parameters always suffice.
  * @param text      buffer of `size` bytes; untouched when `length` is 0
  * @param position  where in text to start, 0 to size
  * @param params    parameter buffer of `length` bytes
- * The text is cut at the buffer's end and always terminated there. 800 bytes per 64 bytes of parameters always suffice.
  */
 void dump_msg(char *text, int32_t position, int32_t size, const void *params, uint32_t length);
 
@@ -158,83 +162,84 @@ void debug_libvoice_print_buffer(const void *buffer, uint32_t length);
 
 /* ------------------------------------------------------------------------------------- Codec numbers, handset types
  * A codec number (LIBVOICE_PARAM_sdp_*_codec, libvoice_ep_supported_codec) is not the RTP payload type (sdp_*_payload):
- * 0 to 95 is the codec's static payload type (RFC 3551, IANA), 96 to 127 never a codec, 128 to 191 codecs with dynamic payload
- * types, frozen here, 192 to 255 the vendor's. */
+ * 0 to 95 is the codec's static payload type (RFC 3551, IANA), 96 to 127 never a codec, 128 to 191 codecs with dynamic
+ * payload types, frozen here, 192 to 255 the vendor's. */
 
 /** Codec numbers. The static ones carry their RFC 3551 payload type. */
 enum libvoice_codec {
-    LIBVOICE_CODEC_PCMU = 0,             /**< ITU-T G.711 mu-law, RFC 3551 */
-    LIBVOICE_CODEC_GSM_FR = 3,           /**< GSM full rate, RFC 3551 */
-    LIBVOICE_CODEC_G723 = 4,             /**< ITU-T G.723.1, RFC 3551 */
-    LIBVOICE_CODEC_DVI4_8000 = 5,        /**< DVI4, 8 kHz, RFC 3551 */
-    LIBVOICE_CODEC_DVI4_16000 = 6,       /**< DVI4, 16 kHz */
-    LIBVOICE_CODEC_LPC = 7,              /**< LPC, RFC 3551 */
-    LIBVOICE_CODEC_PCMA = 8,             /**< ITU-T G.711 A-law, RFC 3551 */
-    LIBVOICE_CODEC_G722 = 9,             /**< ITU-T G.722: audio 16 kHz, RTP clock 8 kHz, RFC 3551 */
-    LIBVOICE_CODEC_L16_STEREO = 10,      /**< linear 16 bit, two channels, RFC 3551 */
-    LIBVOICE_CODEC_L16_MONO = 11,        /**< linear 16 bit, one channel, RFC 3551 */
-    LIBVOICE_CODEC_QCELP = 12,           /**< QCELP, RFC 2658 */
-    LIBVOICE_CODEC_CN = 13,              /**< comfort noise, RFC 3389 */
-    LIBVOICE_CODEC_G728 = 15,            /**< ITU-T G.728, RFC 3551 */
-    LIBVOICE_CODEC_DVI4_11025 = 16,      /**< DVI4, 11.025 kHz */
-    LIBVOICE_CODEC_DVI4_22050 = 17,      /**< DVI4, 22.05 kHz */
-    LIBVOICE_CODEC_G729 = 18,            /**< ITU-T G.729 and its annex A, RFC 3551 */
-    LIBVOICE_CODEC_G726_16 = 128,        /**< ITU-T G.726 at 16 kbit/s, RFC 3551 packing */
-    LIBVOICE_CODEC_G726_24 = 129,        /**< ... at 24 kbit/s */
-    LIBVOICE_CODEC_G726_32 = 130,        /**< ... at 32 kbit/s */
-    LIBVOICE_CODEC_G726_40 = 131,        /**< ... at 40 kbit/s */
-    LIBVOICE_CODEC_AAL2_G726_16 = 132,   /**< G.726 at 16 kbit/s, AAL2 packing */
-    LIBVOICE_CODEC_AAL2_G726_24 = 133,   /**< ... at 24 kbit/s */
-    LIBVOICE_CODEC_AAL2_G726_32 = 134,   /**< ... at 32 kbit/s */
-    LIBVOICE_CODEC_AAL2_G726_40 = 135,   /**< ... at 40 kbit/s */
-    LIBVOICE_CODEC_G729D = 136,          /**< ITU-T G.729 annex D */
-    LIBVOICE_CODEC_G729E = 137,          /**< ITU-T G.729 annex E */
-    LIBVOICE_CODEC_G729_1 = 138,         /**< ITU-T G.729.1, RFC 4749 */
-    LIBVOICE_CODEC_G722_1 = 139,         /**< ITU-T G.722.1, RFC 5577 */
-    LIBVOICE_CODEC_G722_1C = 140,        /**< ITU-T G.722.1 annex C */
-    LIBVOICE_CODEC_AMR = 141,            /**< AMR, RFC 4867 */
-    LIBVOICE_CODEC_AMR_WB = 142,         /**< AMR-WB, RFC 4867 */
-    LIBVOICE_CODEC_EVS = 143,            /**< EVS at its default bandwidth, 3GPP TS 26.445 */
-    LIBVOICE_CODEC_ILBC = 144,           /**< iLBC, RFC 3952 */
-    LIBVOICE_CODEC_GSM_EFR = 145,        /**< GSM enhanced full rate, RFC 3551 */
-    LIBVOICE_CODEC_GSM_HR = 146,         /**< GSM half rate, RFC 5993 */
-    LIBVOICE_CODEC_SPEEX_NB = 147,       /**< Speex narrowband, RFC 5574 */
-    LIBVOICE_CODEC_SPEEX_WB = 148,       /**< Speex wideband */
-    LIBVOICE_CODEC_SPEEX_UWB = 149,      /**< Speex ultra-wideband */
-    LIBVOICE_CODEC_OPUS = 150,           /**< Opus, RFC 7587 */
-    LIBVOICE_CODEC_L16_8000 = 151,       /**< linear 16 bit mono, 8 kHz */
-    LIBVOICE_CODEC_L16_16000 = 152,      /**< ... 16 kHz */
-    LIBVOICE_CODEC_L16_48000 = 153,      /**< ... 48 kHz */
-    LIBVOICE_CODEC_CLEARMODE = 154,      /**< 64 kbit/s transparent data, RFC 4040 */
+    LIBVOICE_CODEC_PCMU = 0,              /**< ITU-T G.711 mu-law, RFC 3551 */
+    LIBVOICE_CODEC_GSM_FR = 3,            /**< GSM full rate, RFC 3551 */
+    LIBVOICE_CODEC_G723 = 4,              /**< ITU-T G.723.1, RFC 3551 */
+    LIBVOICE_CODEC_DVI4_8000 = 5,         /**< DVI4, 8 kHz, RFC 3551 */
+    LIBVOICE_CODEC_DVI4_16000 = 6,        /**< DVI4, 16 kHz */
+    LIBVOICE_CODEC_LPC = 7,               /**< LPC, RFC 3551 */
+    LIBVOICE_CODEC_PCMA = 8,              /**< ITU-T G.711 A-law, RFC 3551 */
+    LIBVOICE_CODEC_G722 = 9,              /**< ITU-T G.722: audio 16 kHz, RTP clock 8 kHz, RFC 3551 */
+    LIBVOICE_CODEC_L16_STEREO = 10,       /**< linear 16 bit, two channels, RFC 3551 */
+    LIBVOICE_CODEC_L16_MONO = 11,         /**< linear 16 bit, one channel, RFC 3551 */
+    LIBVOICE_CODEC_QCELP = 12,            /**< QCELP, RFC 2658 */
+    LIBVOICE_CODEC_CN = 13,               /**< comfort noise, RFC 3389 */
+    LIBVOICE_CODEC_G728 = 15,             /**< ITU-T G.728, RFC 3551 */
+    LIBVOICE_CODEC_DVI4_11025 = 16,       /**< DVI4, 11.025 kHz */
+    LIBVOICE_CODEC_DVI4_22050 = 17,       /**< DVI4, 22.05 kHz */
+    LIBVOICE_CODEC_G729 = 18,             /**< ITU-T G.729 and its annex A, RFC 3551 */
+    LIBVOICE_CODEC_G726_16 = 128,         /**< ITU-T G.726 at 16 kbit/s, RFC 3551 packing */
+    LIBVOICE_CODEC_G726_24 = 129,         /**< ... at 24 kbit/s */
+    LIBVOICE_CODEC_G726_32 = 130,         /**< ... at 32 kbit/s */
+    LIBVOICE_CODEC_G726_40 = 131,         /**< ... at 40 kbit/s */
+    LIBVOICE_CODEC_AAL2_G726_16 = 132,    /**< G.726 at 16 kbit/s, AAL2 packing */
+    LIBVOICE_CODEC_AAL2_G726_24 = 133,    /**< ... at 24 kbit/s */
+    LIBVOICE_CODEC_AAL2_G726_32 = 134,    /**< ... at 32 kbit/s */
+    LIBVOICE_CODEC_AAL2_G726_40 = 135,    /**< ... at 40 kbit/s */
+    LIBVOICE_CODEC_G729D = 136,           /**< ITU-T G.729 annex D */
+    LIBVOICE_CODEC_G729E = 137,           /**< ITU-T G.729 annex E */
+    LIBVOICE_CODEC_G729_1 = 138,          /**< ITU-T G.729.1, RFC 4749 */
+    LIBVOICE_CODEC_G722_1 = 139,          /**< ITU-T G.722.1, RFC 5577 */
+    LIBVOICE_CODEC_G722_1C = 140,         /**< ITU-T G.722.1 annex C */
+    LIBVOICE_CODEC_AMR = 141,             /**< AMR, RFC 4867 */
+    LIBVOICE_CODEC_AMR_WB = 142,          /**< AMR-WB, RFC 4867 */
+    LIBVOICE_CODEC_EVS = 143,             /**< EVS at its default bandwidth, 3GPP TS 26.445 */
+    LIBVOICE_CODEC_ILBC = 144,            /**< iLBC, RFC 3952 */
+    LIBVOICE_CODEC_GSM_EFR = 145,         /**< GSM enhanced full rate, RFC 3551 */
+    LIBVOICE_CODEC_GSM_HR = 146,          /**< GSM half rate, RFC 5993 */
+    LIBVOICE_CODEC_SPEEX_NB = 147,        /**< Speex narrowband, RFC 5574 */
+    LIBVOICE_CODEC_SPEEX_WB = 148,        /**< Speex wideband */
+    LIBVOICE_CODEC_SPEEX_UWB = 149,       /**< Speex ultra-wideband */
+    LIBVOICE_CODEC_OPUS = 150,            /**< Opus, RFC 7587 */
+    LIBVOICE_CODEC_L16_8000 = 151,        /**< linear 16 bit mono, 8 kHz */
+    LIBVOICE_CODEC_L16_16000 = 152,       /**< ... 16 kHz */
+    LIBVOICE_CODEC_L16_48000 = 153,       /**< ... 48 kHz */
+    LIBVOICE_CODEC_CLEARMODE = 154,       /**< 64 kbit/s transparent data, RFC 4040 */
     LIBVOICE_CODEC_TELEPHONE_EVENT = 155, /**< DTMF and other events, RFC 4733 */
-    LIBVOICE_CODEC_TONE = 156,           /**< tones, RFC 4733 */
-    LIBVOICE_CODEC_RED = 157,            /**< redundant audio, RFC 2198 */
-    LIBVOICE_CODEC_T38 = 158,            /**< ITU-T T.38 fax over RTP, RFC 4612 */
-    LIBVOICE_CODEC_LC3PLUS_8000 = 159,   /**< LC3plus, 8 kHz, ETSI TS 103 634 */
-    LIBVOICE_CODEC_LC3PLUS_16000 = 160,  /**< ... 16 kHz */
-    LIBVOICE_CODEC_LC3PLUS_24000 = 161,  /**< ... 24 kHz */
-    LIBVOICE_CODEC_LC3PLUS_32000 = 162,  /**< ... 32 kHz */
-    LIBVOICE_CODEC_LC3PLUS_48000 = 163,  /**< ... 48 kHz */
-    LIBVOICE_CODEC_AAC_LD = 164,         /**< MPEG-4 ER AAC-LD, the codec of DECT super-wideband */
-    LIBVOICE_CODEC_EVRC = 165,           /**< EVRC, RFC 3558 */
-    LIBVOICE_CODEC_EVRC_B = 166,         /**< EVRC-B, RFC 4788 */
-    LIBVOICE_CODEC_G711_0 = 167,         /**< ITU-T G.711.0, RFC 7655 */
-    LIBVOICE_CODEC_G711_1 = 168,         /**< ITU-T G.711.1, RFC 5391 */
+    LIBVOICE_CODEC_TONE = 156,            /**< tones, RFC 4733 */
+    LIBVOICE_CODEC_RED = 157,             /**< redundant audio, RFC 2198 */
+    LIBVOICE_CODEC_T38 = 158,             /**< ITU-T T.38 fax over RTP, RFC 4612 */
+    LIBVOICE_CODEC_LC3PLUS_8000 = 159,    /**< LC3plus, 8 kHz, ETSI TS 103 634 */
+    LIBVOICE_CODEC_LC3PLUS_16000 = 160,   /**< ... 16 kHz */
+    LIBVOICE_CODEC_LC3PLUS_24000 = 161,   /**< ... 24 kHz */
+    LIBVOICE_CODEC_LC3PLUS_32000 = 162,   /**< ... 32 kHz */
+    LIBVOICE_CODEC_LC3PLUS_48000 = 163,   /**< ... 48 kHz */
+    LIBVOICE_CODEC_AAC_LD = 164,          /**< MPEG-4 ER AAC-LD, the codec of DECT super-wideband */
+    LIBVOICE_CODEC_EVRC = 165,            /**< EVRC, RFC 3558 */
+    LIBVOICE_CODEC_EVRC_B = 166,          /**< EVRC-B, RFC 4788 */
+    LIBVOICE_CODEC_G711_0 = 167,          /**< ITU-T G.711.0, RFC 7655 */
+    LIBVOICE_CODEC_G711_1 = 168,          /**< ITU-T G.711.1, RFC 5391 */
 };
 
-/** Sampling rate of a codec's audio in Hz (not its RTP clock: they differ for G.722). 0 and one level-100 line of zone "MEDIA"
- *  for a number without one fixed rate. */
+/** Sampling rate of a codec's audio in Hz (not its RTP clock: they differ for G.722). 0 and one level-100 line of zone
+ * "MEDIA" for a number without one fixed rate. */
 uint32_t libvoice_codec_sampling_rate(int32_t codec);
 
-/** Text of a DECT handset type (the value of LIBVOICE_PARAM_zil_dect_pp_type): 0 "unknown", 1 "GAP" (EN 300 444), 2 to 5 "CAT-iq
- *  1.0", "2.0", "2.1", "3.0" (TS 102 527), 6 "ULE" (TS 102 939), 7 "HAN-FUN", 8 "repeater" (EN 300 700), 9 "headset"; else
+/** Text of a DECT handset type (the value of LIBVOICE_PARAM_zil_dect_pp_type): 0 "unknown", 1 "GAP" (EN 300 444), 2 to
+ * 5 "CAT-iq 1.0", "2.0", "2.1", "3.0" (TS 102 527), 6 "ULE" (TS 102 939), 7 "HAN-FUN", 8 "repeater" (EN 300 700), 9
+ * "headset"; else
  *  "????". Constant text, no trace. */
 const char *libvoice_dect_pp_type_str(int32_t type);
 
 /* -------------------------------------------------------------------------------------------------- Message records
- * What travels as bytes: a fixed head, then `length` bytes of parameter buffer. The heads have the same size on every host. The
- * pointer word is a 32-bit slot: it holds the pointer where pointers have 32 bits and its low half elsewhere, so use the
- * inline accessors below. When a record is sent, the slot goes out as it stands.
+ * What travels as bytes: a fixed head, then `length` bytes of parameter buffer. The heads have the same size on every
+ * host. The pointer word is a 32-bit slot: it holds the pointer where pointers have 32 bits and its low half elsewhere,
+ * so use the inline accessors below. When a record is sent, the slot goes out as it stands.
  *
  *     signal  0 endpoint | 4 .. 19 the two hosts' own words | 20 params slot | 24 length | 28 parameter buffer ...
  *     event   0 endpoint | 4 .. 11 the two hosts' own words | 12 params slot | 16 length | 20 parameter buffer ...
@@ -273,30 +278,27 @@ typedef struct libvoice_param_block {
 } libvoice_param_block_t;
 
 /** The parameter buffer of a signal: the byte after its head. Valid on hosts of any pointer width. */
-static inline uint8_t *libvoice_signal_params(libvoice_signal_t *message)
-{
+static inline uint8_t *libvoice_signal_params(libvoice_signal_t *message) {
     return (uint8_t *)(message + 1);
 }
 /** The parameter buffer of an event. */
-static inline uint8_t *libvoice_event_params(libvoice_event_t *message)
-{
+static inline uint8_t *libvoice_event_params(libvoice_event_t *message) {
     return (uint8_t *)(message + 1);
 }
 /** The parameter buffer of a parameter set. */
-static inline uint8_t *libvoice_set_params_of(libvoice_param_set_t *set)
-{
+static inline uint8_t *libvoice_set_params_of(libvoice_param_set_t *set) {
     return (uint8_t *)(set + 1);
 }
 
 #define LIBVOICE_DESCRIPTORS 10 /**< Slots of the descriptor array that media callbacks receive; -1 is none. */
 
-/** Sizes of "cnx_info", the connection information of create and modify: with descriptors beside it, and with convert-media on, when
- *  two IPv4 socket addresses of 16 bytes stand at LIBVOICE_CNX_INFO_LOCAL and LIBVOICE_CNX_INFO_REMOTE. The first 704 bytes are
- *  agreed between application and plugin. */
+/** Sizes of "cnx_info", the connection information of create and modify: with descriptors beside it, and with
+ * convert-media on, when two IPv4 socket addresses of 16 bytes stand at LIBVOICE_CNX_INFO_LOCAL and
+ * LIBVOICE_CNX_INFO_REMOTE. The first 704 bytes are agreed between application and plugin. */
 #define LIBVOICE_CNX_INFO_BYTES 704
 #define LIBVOICE_CNX_INFO_SOCKET_BYTES 736 /**< Size of "cnx_info" with convert-media on. */
-#define LIBVOICE_CNX_INFO_LOCAL 704        /**< Offset of the local address, struct sockaddr_in, port in network order. */
-#define LIBVOICE_CNX_INFO_REMOTE 720       /**< Offset of the remote address. */
+#define LIBVOICE_CNX_INFO_LOCAL 704  /**< Offset of the local address, struct sockaddr_in, port in network order. */
+#define LIBVOICE_CNX_INFO_REMOTE 720 /**< Offset of the remote address. */
 /** Size of "stream_info", agreed between application and plugin. */
 #define LIBVOICE_STREAM_INFO_BYTES 712
 
@@ -310,7 +312,7 @@ static inline uint8_t *libvoice_set_params_of(libvoice_param_set_t *set)
 typedef struct voice_plugin_entry {
     uint32_t used;                                /**< 1 in use, 0 free */
     char plugin_name[LIBVOICE_PLUGIN_NAME_BYTES]; /**< zero-terminated */
-    peer_t *peer;                                 /**< its connection; NULL when made by libvoice_plugin_add() */
+    peer_t *peer; /**< its connection; what the slot held before when made by libvoice_plugin_add() */
 } voice_plugin_entry_t;
 
 /** The table. Zero at load. */
@@ -334,7 +336,8 @@ int32_t libvoice_plugin_get_next_free_index(void);
 int32_t libvoice_plugin_get_index_by_peer(peer_t *peer);
 /** The first used entry of a peer, or NULL. */
 voice_plugin_entry_t *libvoice_plugin_get_entry_by_peer(peer_t *peer);
-/** Names the plugin of a peer: its entry, or the lowest free one. At most 19 characters are kept. @return its index, or -1. */
+/** Names the plugin of a peer: its entry, or the lowest free one. At most 19 characters are kept. @return its index, or
+ * -1. */
 int32_t libvoice_plugin_set_name_by_peer(peer_t *peer, const char *name);
 /** The entry of a name, made when there is none; a made one keeps the slot's old peer. @return its index, or -1. */
 int32_t libvoice_plugin_add(const char *name);
@@ -342,7 +345,8 @@ int32_t libvoice_plugin_add(const char *name);
 int32_t libvoice_plugin_free_entry(voice_plugin_entry_t *entry);
 /** Frees the first used entry of a name; its endpoints stay. @return 0, or -1: none. */
 int32_t libvoice_plugin_free(const char *name);
-/** Deletes the plugin's endpoints (each reaches voice_app_endpoint_deleted) and frees its entry. @return 0, or -1: none. */
+/** Deletes the plugin's endpoints (each reaches voice_app_endpoint_deleted) and frees its entry. @return 0, or -1:
+ * none. */
 int32_t libvoice_plugin_deregister(const char *name);
 /** The same, found by peer: call it when a plugin's connection closes. @return 0, or -1: none. */
 int32_t libvoice_plugin_deregister_by_peer(peer_t *peer);
@@ -350,8 +354,8 @@ int32_t libvoice_plugin_deregister_by_peer(peer_t *peer);
 void libvoice_plugin_list_registered(void);
 
 /* ------------------------------------------------------------------------------------------------- Endpoint table
- * A plugin lists its own endpoints here, the voice application those of all plugins. Searches run in index order and stop at the
- * first match. Unless a function says otherwise, "the endpoint" is a used entry. */
+ * A plugin lists its own endpoints here, the voice application those of all plugins. Searches run in index order and
+ * stop at the first match. Unless a function says otherwise, "the endpoint" is a used entry. */
 
 #define LIBVOICE_ENDPOINTS 32            /**< Entries of endpt_table. */
 #define LIBVOICE_ENDPOINT_NAME_BYTES 16  /**< An endpoint's name with its terminator: 15 characters are kept. */
@@ -359,7 +363,8 @@ void libvoice_plugin_list_registered(void);
 #define LIBVOICE_ENDPOINT_CODECS 16      /**< Codec records an endpoint can hold. */
 #define LIBVOICE_CODEC_RECORD_BYTES 16   /**< Size of a codec record. */
 
-/** One codec that an endpoint offers. The library copies it unread; its layout is agreed between plugin and application. */
+/** One codec that an endpoint offers. The library copies it unread; its layout is agreed between plugin and
+ * application. */
 typedef struct libvoice_codec_record {
     uint8_t bytes[LIBVOICE_CODEC_RECORD_BYTES]; /**< the record */
 } libvoice_codec_record_t;
@@ -423,7 +428,8 @@ libvoice_endpoint_t *libvoice_get_endpoint_entry_by_endpoint(int32_t endpoint);
 void libvoice_delete_endpoint_entry(libvoice_endpoint_t *entry);
 /** Deletes an endpoint by number. @return its index, or -1. */
 int32_t libvoice_delete_endpoint_entry_by_endpoint(int32_t endpoint);
-/** Deletes an endpoint by name (by the number that the name has). @return its index, or -1. */
+/** Deletes the endpoint with the number that a name has; an unknown name has -1, which an entry without a number bears.
+ * @return its index, or -1. */
 int32_t libvoice_delete_endpoint_entry_by_name(const char *name);
 /** Writes eleven level-400 lines per entry; only used ones when the argument is not 0. */
 void libvoice_print_endpoints(int32_t only_used);
@@ -431,8 +437,8 @@ void libvoice_print_endpoints(int32_t only_used);
 uint32_t get_new_msg_id(void);
 
 /* --------------------------------------------------------------------------------------------------- Callbacks
- * Each host fills one table, by slot order, and hands it over by value. Slots run on the bus thread, synchronously; they may
- * call the library. 0 is success, any other value failure (only traced). */
+ * Each host fills one table, by slot order, and hands it over by value. Slots run on the bus thread, synchronously;
+ * they may call the library. 0 is success, any other value failure (only traced). */
 
 /** Plugin side. All slots but voice_plugin_event must be set. */
 typedef struct libvoice_callbacks {
@@ -477,7 +483,8 @@ typedef struct libvoice_app_callbacks {
     int32_t (*voice_app_register_endpoint)(libvoice_endpoint_t *entry);
     /** An endpoint is gone; its entry still shows what it was. May be unset. */
     void (*voice_app_endpoint_deleted)(libvoice_endpoint_t *entry);
-    /** A "get" request is complete; request_data() is a malloc()ed uint32_t, the context value: free it and the request. */
+    /** A "get" request is complete; request_data() is a malloc()ed uint32_t, the context value: free it and the
+     * request. */
     void (*voice_app_get_done)(request_t *request);
     /** Reply to "init"; set, it owns the request and destroys it when item is NULL. May be unset. */
     void (*voice_app_init_reply)(request_t *request, reply_item_t *item);
@@ -506,12 +513,13 @@ extern libvoice_app_callbacks_t libvoice_app_registered_callbacks;
 extern libvoice_dsp_callbacks_t libvoice_dsp_registered_callbacks;
 
 /* ----------------------------------------------------------------------------------- Identity, start-up, connection
- * A plugin: libvoice_set_kex_handler, libvoice_set_pluginname, libvoice_set_ep_suffix, libvoice_init, then run the bus loop.
- * The application: libvoice_set_kex_handler, libvoice_app_init, libvoice_plugin_init_table, libvoice_app_connect. */
+ * A plugin: libvoice_set_kex_handler, libvoice_set_pluginname, libvoice_set_ep_suffix, libvoice_init, then run the bus
+ * loop. The application: libvoice_set_kex_handler, libvoice_app_init, libvoice_plugin_init_table, libvoice_app_connect.
+ */
 
-#define LIBVOICE_NAME_BYTES 256      /**< Size of _PLUGIN_NAME: 255 characters are kept. */
-#define LIBVOICE_EP_SUFFIX_BYTES 14  /**< Size of ep_suffix: 13 characters are kept. */
-#define LIBVOICE_RETRY_MS 10000      /**< Interval of connection and registration attempts, in bus milliseconds. */
+#define LIBVOICE_NAME_BYTES 256       /**< Size of _PLUGIN_NAME: 255 characters are kept. */
+#define LIBVOICE_EP_SUFFIX_BYTES 14   /**< Size of ep_suffix: 13 characters are kept. */
+#define LIBVOICE_RETRY_MS 10000       /**< Interval of connection and registration attempts, in bus milliseconds. */
 #define LIBVOICE_EXIT_DEREGISTERED 32 /**< The reason that "exit" carries when a plugin deregisters. */
 
 /** Object path under which the voice application publishes itself. */
@@ -533,7 +541,8 @@ void libvoice_set_ep_suffix(const char *stem);
 /** The stem, inside the library. */
 char *libvoice_get_ep_suffix(void);
 
-/** Starts a plugin: presets the endpoint table, keeps the callbacks, starts the connection cycle on the bus loop. Returns at once. */
+/** Starts a plugin: presets the endpoint table, keeps the callbacks, starts the connection cycle on the bus loop.
+ * Returns at once. */
 void libvoice_init(libvoice_callbacks_t callbacks);
 /** Starts the voice application's side: each entry's number is its index, none is used; keeps the callbacks. */
 void libvoice_app_init(libvoice_app_callbacks_t callbacks);
@@ -548,23 +557,27 @@ kex_t *libvoice_get_kex_handler(void);
 int libvoice_set_kex_peer_handler(peer_t *peer);
 /** The connection to the voice application; NULL while there is none. */
 peer_t *libvoice_get_kex_peer_handler(void);
-/** Chooses the form of media commands: 0 descriptors travel, else the plugin opens sockets. Only the low 8 bits count. Both sides of a
- *  connection must agree. */
+/** Chooses the form of media commands: 0 descriptors travel, else the plugin opens sockets. Only the low 8 bits count.
+ * Both sides of a connection must agree. */
 void libvoice_set_convert_media(uint8_t flag);
 /** The flag. */
 uint8_t libvoice_get_convert_media(void);
 /** Does nothing; the counterpart of the initialisation calls. */
 void libvoice_kex_final(void);
 
-/** Where plugins connect: $ZIL_VOIP_IPC_SOCKET_URI if it exists, else "kex://ipc:[/var/run/voip_ipc_sock]". Read at each call. */
+/** Where plugins connect: $ZIL_VOIP_IPC_SOCKET_URI if it exists, else "kex://ipc:[/var/run/voip_ipc_sock]". Read at
+ * each call. */
 const char *libvoice_get_ipc_socket_uri(void);
-/** Where the application listens: $ZIL_VOIP_IPC_SOCKET if it exists, else "/var/run/voip_ipc_sock". Read at each call. */
+/** Where the application listens: $ZIL_VOIP_IPC_SOCKET if it exists, else "/var/run/voip_ipc_sock". Read at each call.
+ */
 const char *libvoice_get_ipc_socket(void);
-/** Application: listens at a path. @return the listening peer; NULL for a null or empty path, or on failure (one level-100 line). */
+/** Application: listens at a path. @return the listening peer; NULL for a null or empty path, or on failure (one
+ * level-100 line). */
 peer_t *libvoice_app_connect(connection_t *connection, const char *path);
 /** Plugin: connects once, without storing the peer. @return the peer, or NULL. libvoice_init() does this for you. */
 peer_t *libvoice_plugin_connect(void);
-/** Plugin: starts a connection cycle: connect and register now, then every 10 s until both worked. libvoice_init() does this. */
+/** Plugin: starts a connection cycle: connect and register now, then every 10 s until both worked. libvoice_init() does
+ * this. */
 void libvoice_register_datamodel_cb(void);
 
 /* ------------------------------------------------------------------------------------- Requests of a plugin
@@ -573,13 +586,13 @@ void libvoice_register_datamodel_cb(void);
 /** Registers the plugin by name and waits. @return what the application answered; 0 on any failure. */
 int libvoice_kex_register_plugin(const char *plugin_name);
 /**
- * Publishes an endpoint, registers it with the application (waits), and stores it in the table under the number received.
- * Call it from voice_plugin_init.
+ * Publishes an endpoint, registers it with the application (waits), and stores it in the table under the number
+ * received. Call it from voice_plugin_init.
  * @param type      endpoint type; its low 16 bits travel
  * @param name      15 characters at most
  * @param ignored   not used
  * @param codecs    null-terminated array of pointers to 16-byte codec records; the first 16 travel; NULL: none
- * @param endpoint  out: the number received
+ * @param endpoint  out: the number received, also when the table turns out to be full
  * @return LIBVOICE_OK, or LIBVOICE_ERR_INVALID_ARG: refused, not connected, or the table is full
  */
 uint32_t libvoice_register_endpoint(int32_t type, const char *name, void *ignored, const void *const *codecs,
@@ -587,7 +600,8 @@ uint32_t libvoice_register_endpoint(int32_t type, const char *name, void *ignore
 /** The request alone, without data model and table. @return yes. */
 int libvoice_kex_register_endpoint(int32_t type, const char *name, void *ignored, const void *const *codecs,
                                    int32_t *endpoint);
-/** Deregisters an endpoint (waits), withdraws it and frees its entry. @return LIBVOICE_OK or LIBVOICE_ERR_INVALID_ENDPOINT. */
+/** Deregisters an endpoint (waits), withdraws it and frees its entry. @return LIBVOICE_OK or
+ * LIBVOICE_ERR_INVALID_ENDPOINT. */
 uint32_t libvoice_deregister_endpoint(int32_t endpoint);
 /** The request alone. @return yes. */
 int libvoice_kex_deregister_endpoint(int32_t endpoint);
@@ -611,28 +625,34 @@ void libvoice_send_signal(libvoice_signal_t *message);
 /**
  * Sets up media of an endpoint's line.
  * @param cnx_info  704 bytes, or 736 with convert-media on
- * @param fd0,fd1,fd2  media, control and fax descriptors or -1; duplicated, they stay the caller's; not sent with convert-media on
+ * @param fd0,fd1,fd2  media, control and fax descriptors or -1; duplicated, they stay the caller's; not sent with
+ * convert-media on
  * @return VOICE_SERVICE_OK: handed to the bus; _ERR_INVALID_ENDPOINT; _ERR_MEDIA_FAILED: not sent;
  *         _ERR_NO_ENDPOINT_SPACE: the request could not be made
  */
 uint32_t libvoice_create_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t fd0, int32_t fd1, int32_t fd2);
-/** Changes media of an endpoint's line; as libvoice_create_media(). With convert-media on, plugins reject it: destroy and create. */
+/** Changes media of an endpoint's line; as libvoice_create_media(). With convert-media on, plugins reject it: destroy
+ * and create. */
 uint32_t libvoice_modify_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t fd0, int32_t fd1, int32_t fd2);
 /** Tears media down. */
 void libvoice_destroy_media(int32_t endpoint, uint32_t line);
 /** Makes a parameter set whose first item is given. *out is set at once, and dangles after a failure. @return code. */
 uint32_t param_set_initialize(uint32_t id, const void *value, uint32_t length, libvoice_param_block_t **out);
-/** Adds an item to a set. @return LIBVOICE_OK, or LIBVOICE_ERR_PARAM_NO_SPACE: the set is unchanged. */
+/** Adds an item to a set. @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE or LIBVOICE_ERR_INVALID_ARG: the set is
+ * unchanged. */
 uint32_t param_set_add(uint32_t id, const void *value, uint32_t length, libvoice_param_block_t *set);
 /** Sets one parameter of an endpoint; a value of up to 236 bytes. @return yes: handed to the bus. */
 int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32_t length);
-/** Asks for one parameter of an endpoint; voice_app_get_done receives the answer and `context`. @return yes: handed to the bus. */
+/** Asks for one parameter of an endpoint; voice_app_get_done receives the answer and `context`. @return yes: handed to
+ * the bus. */
 int libvoice_get_params(int32_t endpoint, uint32_t id, uint32_t context);
-/** Makes a media context in a plugin. @return VOICE_SERVICE_OK, _ERR_INVALID_ARG: not sent, or _ERR_NO_ENDPOINT_SPACE. */
+/** Makes a media context in a plugin. @return VOICE_SERVICE_OK, _ERR_INVALID_ARG: not sent, or _ERR_NO_ENDPOINT_SPACE.
+ */
 uint32_t libvoice_create_ctx(const char *plugin, uint32_t context);
-/** Adds a stream of an endpoint's line to a context. stream_info: 712 bytes; fds: three descriptors, duplicated. @return as above. */
-uint32_t libvoice_add_stream(const char *plugin, int32_t endpoint, uint32_t context, void *stream_info, const int32_t *fds,
-                             uint32_t line);
+/** Adds a stream of an endpoint's line to a context. stream_info: 712 bytes; fds: three descriptors, duplicated.
+ * @return as above. */
+uint32_t libvoice_add_stream(const char *plugin, int32_t endpoint, uint32_t context, void *stream_info,
+                             const int32_t *fds, uint32_t line);
 /** Changes a stream. stream_info: 712 bytes. @return as above. */
 uint32_t libvoice_modify_stream(const char *plugin, uint32_t context, void *stream_info);
 /** Removes a stream from a context. @return as above. */
@@ -657,8 +677,8 @@ const variant_t *_reply_return_value(reply_t *reply);
 /* -------------------------------------------------------------------------------------------------- Media sockets */
 
 /**
- * Opens the UDP socket pair of a media stream (RTP and RTCP, RFC 3550): the stream on the given ports, its control flow on the
- * next ones up. Both are bound to `local` and connected to `remote`; ports in network byte order.
+ * Opens the UDP socket pair of a media stream (RTP and RTCP, RFC 3550): the stream on the given ports, its control flow
+ * on the next ones up. Both are bound to `local` and connected to `remote`; ports in network byte order.
  * @param stream,control  out: the descriptors, the caller's to close; on failure untouched
  * @return yes; 0: one level-100 line, and no socket is left open
  */
@@ -666,11 +686,13 @@ int libvoice_connectMediaSockets(const struct sockaddr_in *local, const struct s
                                  int32_t *control);
 
 /* --------------------------------------------------------------------------------------- Caller-display data blocks
- * Caller identity and message waiting for an analogue telephone's display, in the multiple-data-message layout of ETSI EN 300
- * 659-3, carried between processes as upper-case hexadecimal text. The block's last byte is the plain sum of all bytes before it; a
- * host that modulates a block onto a line replaces it by the two's complement that the standard wants there. */
+ * Caller identity and message waiting for an analogue telephone's display, in the multiple-data-message layout of ETSI
+ * EN 300 659-3, carried between processes as upper-case hexadecimal text. The block's last byte is the plain sum of all
+ * bytes before it; a host that modulates a block onto a line replaces it by the two's complement that the standard
+ * wants there. */
 
-/** A field: for the encoder, bytes and their count; for the decoder, a buffer and its capacity. NULL: absent, or not wanted. */
+/** A field: for the encoder, bytes and their count; for the decoder, a buffer and its capacity. NULL: absent, or not
+ * wanted. */
 typedef struct libvoice_db_field {
     void *value;     /**< the bytes, the caller's own */
     uint32_t length; /**< count of bytes, or capacity; a decoded text needs a buffer of capacity + 1 bytes */
@@ -685,34 +707,36 @@ typedef struct libvoice_db_common_fields {
 
 /** Fields that depend on the message type. */
 typedef struct libvoice_db_message_fields {
-    libvoice_db_field name;     /**< 0x07: calling party name, at most 50 bytes */
-    libvoice_db_field no_name;  /**< 0x08: reason for absence of name, one byte */
-    libvoice_db_field slot2;    /**< call setup 0x03: called line identity, at most 20; message waiting 0x0B: visual indicator, one byte */
-    libvoice_db_field slot3;    /**< not used */
+    libvoice_db_field name;      /**< 0x07: calling party name, at most 50 bytes */
+    libvoice_db_field no_name;   /**< 0x08: reason for absence of name, one byte */
+    libvoice_db_field slot2;     /**< call setup 0x03: called line identity, at most 20; message waiting 0x0B: visual
+                                    indicator, one byte */
+    libvoice_db_field slot3;     /**< not used */
     libvoice_db_field call_type; /**< call setup 0x11: call type, one byte */
-    libvoice_db_field slot5;    /**< not used */
-    libvoice_db_field slot6;    /**< not used */
-    libvoice_db_field messages; /**< message waiting 0x13: number of messages, one byte; left out when length is 0 */
+    libvoice_db_field slot5;     /**< not used */
+    libvoice_db_field slot6;     /**< not used */
+    libvoice_db_field messages;  /**< message waiting 0x13: number of messages, one byte; left out when length is 0 */
 } libvoice_db_message_fields;
 
 #define LIBVOICE_DB_CALL_SETUP 0x80u      /**< Message type: call setup. */
 #define LIBVOICE_DB_MESSAGE_WAITING 0x82u /**< Message type: message waiting. */
 #define LIBVOICE_DB_TEXT_BYTES 256        /**< Room that always suffices for an encoder's output. */
 
-/** Encodes a call setup block. @param out  room of LIBVOICE_DB_TEXT_BYTES @param out_length  out: characters plus one. Either record may
- *  be NULL. @return 0. */
-uint32_t libvoice_db_call_setup_encode(const libvoice_db_message_fields *message, const libvoice_db_common_fields *common,
-                                       char *out, uint32_t *out_length);
+/** Encodes a call setup block. @param out  room of LIBVOICE_DB_TEXT_BYTES @param out_length  out: characters plus one.
+ * Either record may be NULL. @return 0. */
+uint32_t libvoice_db_call_setup_encode(const libvoice_db_message_fields *message,
+                                       const libvoice_db_common_fields *common, char *out, uint32_t *out_length);
 /** Encodes a message waiting block; as above. @return 0. */
 uint32_t libvoice_db_message_waiting_encode(const libvoice_db_message_fields *message,
                                             const libvoice_db_common_fields *common, char *out, uint32_t *out_length);
 /** Encodes a block of a message type; of an unknown one only the common fields. @return 0. */
-uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const libvoice_db_common_fields *common, char *out,
-                            uint32_t *out_length, uint32_t type);
+uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const libvoice_db_common_fields *common,
+                            char *out, uint32_t *out_length, uint32_t type);
 /** Writes the common items in binary at out[*position] and moves it. @param count  out: bytes written. @return 0. */
-uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char *out, uint32_t *position, uint8_t *count);
-/** Decodes a call setup block. `length` is not used. @return 1: another message type; else 0, also when the checksum is wrong (then
- *  nothing is written and one level-100 line tells). */
+uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char *out, uint32_t *position,
+                                   uint8_t *count);
+/** Decodes a call setup block. `length` is not used. @return 1: another message type; else 0, also when the checksum is
+ * wrong (then nothing is written and one level-100 line tells). */
 uint32_t libvoice_db_call_setup_decode(const char *text, uint32_t length, libvoice_db_message_fields *message,
                                        libvoice_db_common_fields *common);
 /** Decodes a message waiting block; as above. */
@@ -720,8 +744,8 @@ uint32_t libvoice_db_message_waiting_decode(const char *text, uint32_t length, l
                                             libvoice_db_common_fields *common);
 
 /* -------------------------------------------------------------------------------------------------- Bus functions
- * The library's side of calls that arrive. The bus finds them by these names; hosts do not call them. A host declares them on
- * its objects with the table below. */
+ * The library's side of calls that arrive. The bus finds them by these names; hosts do not call them. A host declares
+ * them on its objects with the table below. */
 
 /** Plugin object: start the plugin. */
 int __init(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
@@ -774,16 +798,15 @@ int __DSP_CHANNEL_modify(function_call_t *call, argument_list_t *arguments, vari
 /** DSP_CHANNEL: tear media down. */
 int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
 
-#define LIBVOICE_BUS_FUNCTIONS 25        /**< Rows of libvoice_bus_function(). */
-#define LIBVOICE_BUS_FUNCTION_COLUMNS 7  /**< Texts per row: class ("" none), function, up to five argument names. */
+#define LIBVOICE_BUS_FUNCTIONS 25       /**< Rows of libvoice_bus_function(). */
+#define LIBVOICE_BUS_FUNCTION_COLUMNS 7 /**< Texts per row: class ("" none), function, up to five argument names. */
 
 /**
- * All bus functions by plain names, for the host to declare on its bus: class, function, argument names. "a|b" is an argument
- * with a second name. With the bundled bus: kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS,
- * LIBVOICE_BUS_FUNCTION_COLUMNS).
+ * All bus functions by plain names, for the host to declare on its bus: class, function, argument names. "a|b" is an
+ * argument with a second name. With the bundled bus: kex_declareFunctions(bus, libvoice_bus_functions(),
+ * LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS).
  */
-static inline const char *const *libvoice_bus_functions(void)
-{
+static inline const char *const *libvoice_bus_functions(void) {
     /* clang-format off */
     static const char *const rows[LIBVOICE_BUS_FUNCTIONS * LIBVOICE_BUS_FUNCTION_COLUMNS] = {
         "", "init", "country", 0, 0, 0, 0,

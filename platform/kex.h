@@ -44,15 +44,15 @@ typedef struct variant_list variant_list_t;   /**< An ordered list of values. */
 
 /** Type codes of a value. */
 enum variant_type_code {
-    VARIANT_TEXT = 0,
-    VARIANT_INT16 = 3,
-    VARIANT_INT32 = 4,
-    VARIANT_UINT16 = 7,
-    VARIANT_UINT32 = 8,
-    VARIANT_BOOL = 10,
-    VARIANT_LIST = 13,
-    VARIANT_FD = 18,
-    VARIANT_BYTES = 19,
+    VARIANT_TEXT = 0,   /**< zero-terminated text */
+    VARIANT_INT16 = 3,  /**< signed 16 bits */
+    VARIANT_INT32 = 4,  /**< signed 32 bits */
+    VARIANT_UINT16 = 7, /**< unsigned 16 bits */
+    VARIANT_UINT32 = 8, /**< unsigned 32 bits */
+    VARIANT_BOOL = 10,  /**< yes or no */
+    VARIANT_LIST = 13,  /**< an ordered list of values */
+    VARIANT_FD = 18,    /**< a file descriptor, or -1 */
+    VARIANT_BYTES = 19, /**< a run of bytes */
     VARIANT_NONE = 255, /**< no value set */
 };
 
@@ -61,7 +61,7 @@ enum variant_type_code {
  * text). Whoever fills one calls variant_cleanup() on it in the end.
  */
 typedef struct variant {
-    KEX_ALIGNAS(8) uint64_t opaque[4];
+    KEX_ALIGNAS(8) uint64_t opaque[4]; /**< the bus's own */
 } variant_t;
 
 /**
@@ -77,7 +77,8 @@ int variant_setInt32(variant_t *v, int32_t value);
 int variant_setUInt16(variant_t *v, uint16_t value);
 int variant_setUInt32(variant_t *v, uint32_t value);
 int variant_setByteArray(variant_t *v, const void *data, uint32_t length);
-/** Borrows the descriptor until the variant is copied into a request or list and sent. A negative one is a value too. */
+/** Borrows the descriptor until the variant is copied into a request or list and sent. A negative one is a value too.
+ */
 int variant_setFd(variant_t *v, int fd);
 
 /* A conversion that does not apply (another type, no value, a null variant, a number that does not fit) answers no and
@@ -91,10 +92,11 @@ void variant_cleanup(variant_t *v);
 
 /** The list inside a list variant, to be filled in place; it lives as long as the variant. NULL on failure. */
 variant_list_t *variant_da_list(variant_t *v);
-int variant_list_add(variant_list_t *list, const variant_t *v); /**< Appends a copy. */
-uint32_t variant_list_size(const variant_list_t *list);
+int variant_list_add(variant_list_t *list, const variant_t *v);               /**< Appends a copy. */
+uint32_t variant_list_size(const variant_list_t *list);                       /**< How many values it holds. */
 const variant_t *variant_list_at(const variant_list_t *list, uint32_t index); /**< NULL past the end. */
-void variant_list_destroy(variant_list_t *list); /**< For lists from argument_getList(); closes descriptors nobody read. */
+void variant_list_destroy(
+    variant_list_t *list); /**< For lists from argument_getList(); closes descriptors nobody read. */
 
 /* For hosts and tools; the library does not use them. What they point at lives inside the variant. */
 uint32_t variant_type(const variant_t *v); /**< A variant_type_code; VARIANT_NONE for NULL. */
@@ -108,8 +110,8 @@ int variant_toByteArray(const variant_t *v, const void **data, uint32_t *length)
 
 /** Item types of a reply. */
 enum reply_item_type_code {
-    REPLY_ITEM_ERROR = 3,
-    REPLY_ITEM_RETURN_VALUE = 4,
+    REPLY_ITEM_ERROR = 3,        /**< an error number with description and info */
+    REPLY_ITEM_RETURN_VALUE = 4, /**< the function's return value */
 };
 
 /**
@@ -121,8 +123,9 @@ request_t *request_create_executeFunction(const char *path, const char *function
 /** Adds a named argument. The value is copied: clean your own variant right after. Descriptors are borrowed. */
 int request_addParameter(request_t *r, const char *name, const variant_t *value);
 /**
- * Installs a handler for the reply. It runs once for each item and once more with a null item when the reply is complete
- * or the peer has closed; in that last call its owner destroys the request. Destroying it earlier suppresses the rest.
+ * Installs a handler for the reply. It runs once for each item and once more with a null item when the reply is
+ * complete or the peer has closed; in that last call its owner destroys the request. Destroying it earlier suppresses
+ * the rest.
  */
 void request_setReplyHandler(request_t *r, void (*handler)(request_t *r, reply_item_t *item));
 /**
@@ -131,22 +134,22 @@ void request_setReplyHandler(request_t *r, void (*handler)(request_t *r, reply_i
  */
 void request_setDoneHandler(request_t *r, void (*handler)(request_t *r));
 void request_setData(request_t *r, void *data); /**< A word that travels with the request, for its handlers. */
-void *request_data(request_t *r);
+void *request_data(request_t *r);               /**< That word, or NULL. */
 uint32_t request_attributes(request_t *r); /**< The flags given at creation; at the receiver, those that arrived. */
-reply_t *request_reply(request_t *r);      /**< What has come back, or NULL; inside a function, the reply being built. */
-void request_destroy(request_t *r);        /**< Allowed inside a handler of r. */
+reply_t *request_reply(request_t *r); /**< What has come back, or NULL; inside a function, the reply being built. */
+void request_destroy(request_t *r);   /**< Allowed inside a handler of r. */
 
 /**
  * Queues a copy for the peer, in order. It leaves at the next turn of the loop, at a wait, or when enough is queued.
  * Descriptors are duplicated here. A request destroyed before it has left, without a handler, leaves as a one-way call:
  * no reply is sent for it.
- * @return no for a null or closed peer, a full queue, a request over the limits, or a descriptor that cannot be duplicated;
- *         after a no, no handler of the request ever runs
+ * @return no for a null or closed peer, a full queue, a request over the limits, or a descriptor that cannot be
+ * duplicated; after a no, no handler of the request ever runs
  */
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r);
 /**
- * Blocks until the reply is complete. Nothing else is dispatched meanwhile, neither calls nor timers: what arrives from that
- * peer is kept in order and handled after the wait.
+ * Blocks until the reply is complete. Nothing else is dispatched meanwhile, neither calls nor timers: what arrives from
+ * that peer is kept in order and handled after the wait.
  * @param timeout  NULL: no limit
  * @return no when the time is up or the peer has closed (at once)
  */
@@ -167,16 +170,16 @@ int reply_addError(reply_t *reply, uint32_t code, const char *description, const
 
 /** What a bus function answers to the bus. It adds nothing to the reply. */
 enum kex_function_status {
-    KEX_FUNCTION_DONE = 0,
-    KEX_FUNCTION_FAILED = 2,
+    KEX_FUNCTION_DONE = 0,   /**< it did what was asked */
+    KEX_FUNCTION_FAILED = 2, /**< it did not */
 };
 
 /**
- * A bus function. The bus finds a declared function once by its exported name: `__<Class>_<function>` for an object with a
- * class, `__<function>` for one without.
+ * A bus function. The bus finds a declared function once by its exported name: `__<Class>_<function>` for an object
+ * with a class, `__<function>` for one without.
  *
- * return_value enters as VARIANT_NONE, belongs to the bus and stays valid after fcall_destroy(). Left as it came, the reply
- * has no return value. Object, peer and request of the call stay valid until the function returns.
+ * return_value enters as VARIANT_NONE, belongs to the bus and stays valid after fcall_destroy(). Left as it came, the
+ * reply has no return value. Object, peer and request of the call stay valid until the function returns.
  */
 typedef int kex_function_t(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
 
@@ -187,14 +190,15 @@ void fcall_destroy(function_call_t *call);       /**< Every bus function calls i
 const char *object_name(object_t *object, uint32_t flags); /**< The last part of its path; lives with the object. */
 
 /* Getters answer non-zero when the argument is there. Text, bytes and lists are the caller's: free(), or
- * variant_list_destroy(). Arguments match by name (a declaration may give one a second name), never by position. An argument
- * of another kind, or an integer that does not fit, counts as missing. Present without a value: non-zero with a null pointer
- * and length 0. An empty byte array has a pointer and length 0. */
+ * variant_list_destroy(). Arguments match by name (a declaration may give one a second name), never by position. An
+ * argument of another kind, or an integer that does not fit, counts as missing. Present without a value: non-zero with
+ * a null pointer and length 0. An empty byte array has a pointer and length 0. */
 int argument_getChar(argument_list_t *a, const char *name, uint32_t attributes, char **text);
 int argument_getUInt16(argument_list_t *a, const char *name, uint32_t attributes, uint16_t *value);
 int argument_getUInt32(argument_list_t *a, const char *name, uint32_t attributes, uint32_t *value);
 int argument_getInt32(argument_list_t *a, const char *name, uint32_t attributes, int32_t *value);
-/** Bytes come in a block of at least 1,024 bytes, zero-filled behind the data, so that a fixed head can always be read. */
+/** Bytes come in a block of at least 1,024 bytes, zero-filled behind the data, so that a fixed head can always be read.
+ */
 int argument_getByteArray(argument_list_t *a, const char *name, uint32_t attributes, void **data, uint32_t *length);
 int argument_getList(argument_list_t *a, const char *name, uint32_t attributes, variant_list_t **list);
 
@@ -213,14 +217,17 @@ peer_t *connection_listenOnIPC(connection_t *connection, const char *path);
 int peer_setEventHandler(peer_t *peer, int event, void *userdata,
                          int (*handler)(peer_t *peer, int event, void *userdata));
 
-kex_timer_t *kex_timer_create(void);
+kex_timer_t *kex_timer_create(void); /**< A timer that does not run yet, or NULL. */
+/** What runs, once per start, when the time is up. */
 void kex_timer_setHandler(kex_timer_t *timer, void (*handler)(kex_timer_t *timer));
 int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds); /**< One shot, from the loop; starting again re-arms. */
 void kex_timer_destroy(kex_timer_t *timer);                     /**< Allowed inside its handler. */
 
-object_t *kex_getObject(kex_t *bus, const char *path, uint32_t flags); /**< By dotted path in the local tree, or NULL. */
-object_t *object_getObject(object_t *parent, const char *name, uint32_t flags, void *reserved); /**< A child, or NULL. */
-object_t *object_createInstance(object_t *template_object, uint32_t index, const char *name);   /**< index 0: any. */
+object_t *kex_getObject(kex_t *bus, const char *path,
+                        uint32_t flags); /**< By dotted path in the local tree, or NULL. */
+object_t *object_getObject(object_t *parent, const char *name, uint32_t flags,
+                           void *reserved);                                                   /**< A child, or NULL. */
+object_t *object_createInstance(object_t *template_object, uint32_t index, const char *name); /**< index 0: any. */
 int object_delete(object_t *object); /**< Marks an instance for deletion; object_commit() carries it out. */
 int object_commit(object_t *object); /**< Applies what is pending at and below the object. */
 

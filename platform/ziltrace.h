@@ -23,11 +23,11 @@ extern "C" {
 
 /** Levels as the library uses them; any other number is allowed and sorts between them. */
 enum zil_trace_level {
-    ZIL_TRACE_ERROR = 100,
-    ZIL_TRACE_WARNING = 200,
-    ZIL_TRACE_NOTICE = 300,
-    ZIL_TRACE_INFO = 400,
-    ZIL_TRACE_MARKER = 500,
+    ZIL_TRACE_ERROR = 100,   /**< something failed */
+    ZIL_TRACE_WARNING = 200, /**< odd, and it goes on */
+    ZIL_TRACE_NOTICE = 300,  /**< worth knowing in normal operation */
+    ZIL_TRACE_INFO = 400,    /**< progress, and dumps that were asked for */
+    ZIL_TRACE_MARKER = 500,  /**< a function was entered or left */
 };
 
 /**

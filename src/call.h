@@ -88,12 +88,12 @@ inline int end_with(bool done, function_call_t *call, variant_t *return_value, W
 // A record that has arrived, with its pointer slot set to its own parameter bytes when it has any. Null, and one line,
 // when it is shorter than its head or announces more than what arrived. Bytes after the announced ones are accepted.
 template <typename Head>
-Head *record_of(const Bytes &bytes, const char *function) {
+Head *record_of(const Bytes &bytes, Where here) {
     Head head = {};
     if (bytes.length() >= sizeof(Head))
         memcpy(&head, bytes.data(), sizeof(Head));
     if (bytes.length() < sizeof(Head) || head.length > bytes.length() - sizeof(Head)) {
-        TRACE_ERROR_AS(function, "Malformed message: %lu bytes, parameter length %lu",
+        TRACE_ERROR_AT(here, "Malformed message: %lu bytes, parameter length %lu",
                        static_cast<unsigned long>(bytes.length()), static_cast<unsigned long>(head.length));
         return nullptr;
     }

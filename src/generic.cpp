@@ -296,6 +296,7 @@ int32_t libvoice_delete_endpoint_entry_by_endpoint(int32_t endpoint) {
 }
 
 int32_t libvoice_delete_endpoint_entry_by_name(const char *name) {
+    // Kept: an unknown name has the number -1, under which an entry without a number yet is found.
     return libvoice_delete_endpoint_entry_by_endpoint(libvoice_get_endpoint_by_name(name));
 }
 

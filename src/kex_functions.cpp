@@ -169,7 +169,7 @@ bool play_signal(Call &c) {
         c.missing_argument("signal");
         return false;
     }
-    auto *message = voice::record_of<libvoice_signal_t>(signal, c.function);
+    auto *message = voice::record_of<libvoice_signal_t>(signal, voice::Where::caller(c.function));
     return message && libvoice_registered_callbacks.voice_plugin_signal(message) == 0;
 }
 
@@ -189,7 +189,7 @@ bool take_event(Call &c) {
         c.missing_argument("channel_id");
         return false;
     }
-    auto *message = voice::record_of<libvoice_event_t>(event, c.function);
+    auto *message = voice::record_of<libvoice_event_t>(event, voice::Where::caller(c.function));
     if (!message)
         return false;
     if (!libvoice_registered_callbacks.voice_plugin_event) {
@@ -207,7 +207,7 @@ bool set_parameters(Call &c) {
         c.missing_argument("param_set_params");
         return false;
     }
-    auto *set = voice::record_of<libvoice_param_set_t>(bytes, c.function);
+    auto *set = voice::record_of<libvoice_param_set_t>(bytes, voice::Where::caller(c.function));
     return set && set->length != 0 && libvoice_registered_callbacks.voice_plugin_set(set) == 0;
 }
 
@@ -295,7 +295,7 @@ int __EndPoint_get(function_call_t *call, argument_list_t *arguments, variant_t 
         return kCallFailed;
     }
     ParameterResult result;
-    auto *request = voice::record_of<libvoice_param_set_t>(bytes, __func__);
+    auto *request = voice::record_of<libvoice_param_set_t>(bytes, voice::Where::caller(__func__));
     const bool done = request && libvoice_registered_callbacks.voice_plugin_get(request, &result.set, 0) == 0;
     if (!done) {
         if (request)
@@ -550,6 +550,7 @@ libvoice_endpoint_t *register_endpoint(Call &c) {
     TRACE_INFO_AS(c.function, "Trying to registering endpoint %s", name.get());
     voice_plugin_entry_t *plugin = libvoice_plugin_get_entry(plugin_name.get());
     if (!plugin) {
+        // Kept: "regisering".
         TRACE_ERROR_AS(c.function, "Failed regisering endpoint %s - plugin_name %s doesn't exist", name.get(),
                        plugin_name.get());
         return nullptr;
@@ -599,7 +600,7 @@ bool report_event(Call &c) {
         TRACE_ERROR_AS(c.function, "Invalid Event received from %s event = %p", plugin.get(), bytes.block());
         return false;
     }
-    auto *message = voice::record_of<libvoice_event_t>(bytes, c.function);
+    auto *message = voice::record_of<libvoice_event_t>(bytes, voice::Where::caller(c.function));
     if (!message)
         return false;
     TRACE_INFO_AS(c.function, "plugin_name = '%s' voice_plugin_idx = '%d'", plugin.get(), message->endpoint);

@@ -55,11 +55,11 @@ void consume(uint64_t bytes, uint8_t **cursor, uint32_t *remaining) {
 extern "C" {
 
 uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uint8_t **cursor, uint32_t *remaining) {
-    if (length != 0 && !value)
-        return LIBVOICE_ERR_INVALID_ARG;
     const uint64_t needed = 2 * kWord + padded(length);
     if (*remaining < needed)
         return LIBVOICE_ERR_PARAM_NO_SPACE;
+    if (length != 0 && !value)
+        return LIBVOICE_ERR_INVALID_ARG;
     uint8_t *item = *cursor;
     memcpy(item, &id, kWord);
     memcpy(item + kWord, &length, kWord);

@@ -139,7 +139,7 @@ int32_t libvoice_plugin_set_name_by_peer(peer_t *peer, const char *name) {
     if (index < 0) {
         index = libvoice_plugin_get_next_free_index();
         if (index < 0) {
-            TRACE_ERROR("No more free slots availabe");
+            TRACE_ERROR("No more free slots availabe"); // Kept: "availabe".
             return -1;
         }
         voice_plugin_table[index].peer = peer;
@@ -177,6 +177,7 @@ int32_t libvoice_plugin_free_entry(voice_plugin_entry_t *entry) {
 }
 
 int32_t libvoice_plugin_free(const char *name) {
+    // Kept: two blanks.
     TRACE_INFO("Deleting  plugin entry for plugin %s", voice::shown(name));
     const int32_t index = name ? index_of_name(name) : -1;
     if (index < 0)
@@ -191,6 +192,7 @@ int32_t libvoice_plugin_deregister(const char *name) {
     TRACE_ENTER();
     Entry *plugin = libvoice_plugin_get_entry(name);
     if (!plugin) {
+        // Kept: no exit marker on this path.
         TRACE_ERROR("No plugin entry found for plugin_name %s.", voice::shown(name));
         return -1;
     }
@@ -203,6 +205,7 @@ int32_t libvoice_plugin_deregister_by_peer(peer_t *peer) {
     TRACE_ENTER();
     Entry *plugin = libvoice_plugin_get_entry_by_peer(peer);
     if (!plugin) {
+        // Kept: no exit marker on this path.
         TRACE_ERROR("No plugin entry found for peer %p.", static_cast<void *>(peer));
         return -1;
     }

@@ -34,7 +34,7 @@ void libvoice_datamodel_ready_cb(kex_timer_t *timer) {
         }
         libvoice_set_kex_peer_handler(peer);
     }
-    TRACE_INFO("Trying to registering plugin %s", _PLUGIN_NAME);
+    TRACE_INFO("Trying to registering plugin %s", _PLUGIN_NAME); // Kept: "to registering".
     if (!libvoice_kex_register_plugin(_PLUGIN_NAME)) {
         // The connection is kept: the next attempt only registers.
         TRACE_ERROR("Plugin registration failed. Trying again in 10s.");
@@ -52,7 +52,8 @@ struct CodecList {
     uint32_t length = 0;
 
     explicit CodecList(const void *const *codecs) {
-        for (; codecs && *codecs && length < sizeof bytes; ++codecs, length += LIBVOICE_CODEC_RECORD_BYTES)
+        // The length first: a full list needs no null pointer behind it.
+        for (; codecs && length < sizeof bytes && *codecs; ++codecs, length += LIBVOICE_CODEC_RECORD_BYTES)
             memcpy(bytes + length, *codecs, LIBVOICE_CODEC_RECORD_BYTES);
     }
 };
@@ -136,7 +137,8 @@ int libvoice_kex_register_endpoint(int32_t type, const char *name, void *, const
         TRACE_ERROR("Failed to send register request.");
     else
         reply = voice::good_reply(request);
-    if (reply) {
+    const bool registered = reply != nullptr;
+    if (registered) {
         // A value that does not convert leaves -1 and still counts as success.
         int16_t number = -1;
         variant_toInt16(_reply_return_value(reply), &number);
@@ -146,7 +148,7 @@ int libvoice_kex_register_endpoint(int32_t type, const char *name, void *, const
     }
     request_destroy(request);
     TRACE_LEAVE();
-    return reply != nullptr;
+    return registered;
 }
 
 uint32_t libvoice_deregister_endpoint(int32_t endpoint) {
@@ -169,13 +171,13 @@ int libvoice_kex_deregister_endpoint(int32_t endpoint) {
     }
     // Kept: the receiver calls this argument "endpoint".
     voice::add_u16(request, "endpoint_id", static_cast<uint16_t>(endpoint));
-    reply_t *reply = nullptr;
+    bool deregistered = false;
     if (!voice::send(request, libvoice_get_kex_peer_handler()))
         TRACE_ERROR("Failed to send deregister request.");
     else
-        reply = voice::good_reply(request);
+        deregistered = voice::good_reply(request) != nullptr;
     request_destroy(request);
     TRACE_LEAVE();
-    return reply != nullptr;
+    return deregistered;
 }
 }

@@ -24,7 +24,7 @@ public:
     variant_t *get() { return &variant_; }
 
 private:
-    variant_t variant_;
+    variant_t variant_ = {}; // valid whatever the initialisation answers
 };
 
 inline void add_text(request_t *request, const char *name, const char *text) {

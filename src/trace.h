@@ -4,8 +4,8 @@
 //   LIBV    - [x]message text - (function@file.cpp:line)
 //
 // The colour slots of the frame are separate empty texts, so that a build can colour lines without touching a format.
-// Some 430 places write a line, therefore they pass only what differs: the call with its fourteen arguments stands once
-// per argument shape, out of line. Under `if (false)` the compiler still checks each format against its arguments.
+// Hundreds of places write a line, therefore they pass only what differs: the call with its fourteen arguments stands
+// once per argument shape, out of line. Under `if (false)` the compiler still checks each format against its arguments.
 #ifndef VOICE_TRACE_H
 #define VOICE_TRACE_H
 

@@ -5,10 +5,20 @@
 #include "results.h"
 #include "trace.h"
 
+// The rows are in the order of their numbers, none left out: each has the place in its table that its number says.
+#define LIBRARY_PLACE(number, name, text) kLibraryPlace_##name,
+#define SERVICE_PLACE(number, name, text) kServicePlace_##name,
+#define EMPTY_PLACE(number) kServicePlace_##number,
+enum LibraryPlace { VOICE_LIBRARY_RESULTS(LIBRARY_PLACE) kLibraryPlaces };
+enum ServicePlace { VOICE_SERVICE_RESULTS(SERVICE_PLACE, EMPTY_PLACE) kServicePlaces };
+static_assert(kLibraryPlaces == LIBVOICE_RESULT_TEXTS && kServicePlaces == VOICE_SERVICE_RESULT_TEXTS);
+
 #define TEXT(number, name, text) text,
 #define NO_TEXT(number) nullptr,
-#define LIBRARY_NUMBER_IS_RIGHT(number, name, text) static_assert(LIBVOICE_##name == (number));
-#define SERVICE_NUMBER_IS_RIGHT(number, name, text) static_assert(VOICE_SERVICE_##name == (number));
+#define LIBRARY_NUMBER_IS_RIGHT(number, name, text) \
+    static_assert(LIBVOICE_##name == (number) && kLibraryPlace_##name == (number));
+#define SERVICE_NUMBER_IS_RIGHT(number, name, text) \
+    static_assert(VOICE_SERVICE_##name == (number) && kServicePlace_##name == (number));
 #define NOTHING(number)
 
 VOICE_LIBRARY_RESULTS(LIBRARY_NUMBER_IS_RIGHT)
@@ -16,13 +26,8 @@ VOICE_SERVICE_RESULTS(SERVICE_NUMBER_IS_RIGHT, NOTHING)
 
 extern "C" {
 
-// The arrays' sizes come from the header: a row too many fails to compile, one too few the checks of the last slot
-// below.
 const char *const libvoice_result_texts[LIBVOICE_RESULT_TEXTS] = {VOICE_LIBRARY_RESULTS(TEXT)};
 const char *const voice_service_result_texts[VOICE_SERVICE_RESULT_TEXTS] = {VOICE_SERVICE_RESULTS(TEXT, NO_TEXT)};
-
-static_assert(LIBVOICE_ERR_PARAM_NO_SPACE == LIBVOICE_RESULT_TEXTS - 1);
-static_assert(VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE == VOICE_SERVICE_RESULT_TEXTS - 1);
 
 const char *libvoice_version() {
     return LIBVOICE_VERSION;
