@@ -3,9 +3,9 @@
  * @file kex_host.h
  * What a host process adds to kex.h when it runs on the bundled bus: making a bus, running its loop, declaring objects.
  *
- * The platform contract (kex.h) says what a library may call; a gateway's own bus has other ways to do what stands here. A
- * host keeps these calls together in its start-up so that only that file changes with the bus. The bus knows nothing of
- * voice: names, classes and functions are all the host's.
+ * The platform contract (kex.h) says what a library may call; a gateway's own bus has other ways to do what stands
+ * here. A host keeps these calls together in its start-up so that only that file changes with the bus. The bus knows
+ * nothing of voice: names, classes and functions are all the host's.
  *
  * A process may hold several buses (tests do). Timers have no bus argument in the contract: they belong to the bus
  * that is dispatching when they are created, else to the process's first bus.
@@ -23,7 +23,8 @@ extern "C" {
 
 /**
  * Makes a bus. @param process_name how this process shows to its peers and to the tap ("fxs_plugin"), at most 63
- * bytes kept. Reads the environment once: see the table in bus/README.md. @return NULL when the kernel gives no descriptors.
+ * bytes kept. Reads the environment once: see the table in bus/README.md. @return NULL when the kernel gives no
+ * descriptors.
  */
 kex_t *kex_create(const char *process_name);
 /** Sends what is still queued for at most 1 s, closes every peer, frees everything that belongs to the bus. */
@@ -36,28 +37,29 @@ int kex_run(kex_t *bus);
 /** Ends kex_run() and makes a running wait fail. Async-signal-safe; may be called before kex_run(). */
 void kex_stop(kex_t *bus);
 
-/** For hosts with a loop of their own: becomes readable whenever kex_dispatch() has something to do. Lives with the bus. */
+/** For hosts with a loop of their own: becomes readable whenever kex_dispatch() has something to do. Lives with the
+ * bus. */
 int kex_pollDescriptor(kex_t *bus);
 /** One turn: reads, dispatches, sends; never blocks. Call it when kex_pollDescriptor() is readable.
  *  @return how many calls, handlers, timers and close events ran, or -1 once kex_stop() was called. */
 int kex_dispatch(kex_t *bus);
 
-/** Watches a descriptor of the host's own (standard input, a media socket) from the same loop. `handler` runs when it can
- *  be read or has hung up. One watch per descriptor; a later one replaces it. The descriptor stays the host's. */
+/** Watches a descriptor of the host's own (standard input, a media socket) from the same loop. `handler` runs when it
+ * can be read or has hung up. One watch per descriptor; a later one replaces it. The descriptor stays the host's. */
 int kex_watch(kex_t *bus, int fd, void *userdata, void (*handler)(int fd, void *userdata));
 /** Ends a watch, also from inside its handler. Call it before closing the descriptor. */
 int kex_unwatch(kex_t *bus, int fd);
 
-/** Replaces the clock of timers: `now` returns monotonic nanoseconds. For tests; a process run may instead be sped up by the
- *  environment variable KEX_TIME_FACTOR (timers of 10 s fire after 1 s at factor 10). */
+/** Replaces the clock of timers: `now` returns monotonic nanoseconds. For tests; a process run may instead be sped up
+ * by the environment variable KEX_TIME_FACTOR (timers of 10 s fire after 1 s at factor 10). */
 void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata);
 
 /* ------------------------------------------------------------------------------------------------------- Data model */
 
 /**
  * Declares functions by plain names, in rows of `columns` texts: class ("" for objects without one), function, then up
- * to columns-2 argument names, unused ones null. An argument name "a|b" is also taken under its second name b. Each function
- * is looked up once, here, under its exported name.
+ * to columns-2 argument names, unused ones null. An argument name "a|b" is also taken under its second name b. Each
+ * function is looked up once, here, under its exported name.
  * @return yes; no when a symbol is missing (each one is traced at level 100) or a row is malformed
  */
 int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count, uint32_t columns);
@@ -66,7 +68,8 @@ int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count
  *  "A.B" makes A (no class) and B. @return NULL for a malformed path or one that is taken with another class. */
 object_t *kex_declareObject(kex_t *bus, const char *path, const char *class_name);
 /** Declares a template: object_createInstance() makes instances of its class under it, by name ("P.EndPoint" gives
- *  "P.EndPoint.FXS1"). A template may hold templates; they are cloned with each instance. Calls to a template are refused. */
+ *  "P.EndPoint.FXS1"). A template may hold templates; they are cloned with each instance. Calls to a template are
+ * refused. */
 object_t *kex_declareTemplate(kex_t *bus, const char *path, const char *class_name);
 
 /* ------------------------------------------------------------------------------------------------------------ Peers */
@@ -92,7 +95,7 @@ enum kex_error {
 
 /** Path and function of the built-in call that lists the tree and its functions: one text per object in a list. */
 #define KEX_BUILTIN_PATH "kex"
-#define KEX_BUILTIN_LIST "list"
+#define KEX_BUILTIN_LIST "list" /**< See KEX_BUILTIN_PATH. */
 
 #ifdef __cplusplus
 }

@@ -4,7 +4,8 @@
  * Watching a bus: a tap on a listening process receives a copy of all that passes through it, with times and names.
  *
  * A tap is a second kind of connection with the same credentials check. It can only look. One that reads too slowly
- * loses copies, which are counted; it never slows a call. Descriptors are shown as numbers (the sender's own), not passed.
+ * loses copies, which are counted; it never slows a call. Descriptors are shown as numbers (the sender's own), not
+ * passed.
  */
 #ifndef KEX_TAP_H
 #define KEX_TAP_H
@@ -15,8 +16,9 @@
 extern "C" {
 #endif
 
-typedef struct kex_tap kex_tap_t;
+typedef struct kex_tap kex_tap_t; /**< A watching connection. */
 
+/** What a record tells. */
 enum kex_tap_kind {
     KEX_TAP_CONNECTED = 1,    /**< a peer has said hello (from = peer, to = listener) */
     KEX_TAP_CLOSED = 2,       /**< a peer is gone; text: why */
@@ -30,31 +32,31 @@ enum kex_tap_kind {
 
 /** Who sends or receives a packet. */
 typedef struct kex_tap_end {
-    int32_t process_id;
+    int32_t process_id;  /**< as the kernel vouches for it */
     uint32_t connection; /**< number of the connection at the listener, from 1; 0: the listener itself */
     char name[64];       /**< process name from its hello, zero-terminated */
 } kex_tap_end_t;
 
 /** One record. Texts and values live until the next kex_tap_next() or kex_tap_close(). */
 typedef struct kex_tap_record {
-    int32_t kind;          /**< a kex_tap_kind; unknown kinds are to be passed over */
-    uint64_t time_ns;      /**< CLOCK_REALTIME when the listener sent or received it */
-    kex_tap_end_t from;
-    kex_tap_end_t to;
-    uint32_t serial;       /**< of the call; a reply carries that of its call */
-    uint32_t flags;        /**< of the request */
-    const char *path;      /**< calls: the object; else "" */
-    const char *function;  /**< calls: the function; else "" */
-    const char *text;      /**< closed, refused: why; else "" */
-    uint32_t argument_count;            /**< calls: named arguments; replies: 0 or 1, the return value, named "" */
-    const char *const *argument_names;
-    const variant_t *const *arguments;  /**< a descriptor is readable as a number with variant_fd(); never close it */
-    uint32_t error_count;               /**< replies: error items */
-    const uint32_t *error_codes;
-    const char *const *error_descriptions;
-    const char *const *error_infos;
-    uint32_t lost;
-    uint32_t bytes;        /**< size of the packet as it travelled */
+    int32_t kind;                      /**< a kex_tap_kind; unknown kinds are to be passed over */
+    uint64_t time_ns;                  /**< CLOCK_REALTIME when the listener sent or received it */
+    kex_tap_end_t from;                /**< who sent it */
+    kex_tap_end_t to;                  /**< who received it */
+    uint32_t serial;                   /**< of the call; a reply carries that of its call */
+    uint32_t flags;                    /**< of the request */
+    const char *path;                  /**< calls: the object; else "" */
+    const char *function;              /**< calls: the function; else "" */
+    const char *text;                  /**< closed, refused: why; else "" */
+    uint32_t argument_count;           /**< calls: named arguments; replies: 0 or 1, the return value, named "" */
+    const char *const *argument_names; /**< argument_count texts */
+    const variant_t *const *arguments; /**< a descriptor is readable as a number with variant_fd(); never close it */
+    uint32_t error_count;              /**< replies: error items */
+    const uint32_t *error_codes;       /**< error_count numbers */
+    const char *const *error_descriptions; /**< error_count texts */
+    const char *const *error_infos;        /**< error_count texts */
+    uint32_t lost;                         /**< lost: how many copies were dropped */
+    uint32_t bytes;                        /**< size of the packet as it travelled */
 } kex_tap_record_t;
 
 /** Connects a tap to the listener at a URI, "kex://ipc:[/path]". @return NULL with errno and, in `why` when not null
@@ -64,6 +66,7 @@ kex_tap_t *kex_tap_open(const char *uri, char *why, size_t size);
 int kex_tap_descriptor(const kex_tap_t *tap);
 /** Reads the next record without blocking. @return 1 a record, 0 none now, -1 the listener is gone or broken. */
 int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record);
+/** Ends the watching and frees what belongs to it. */
 void kex_tap_close(kex_tap_t *tap);
 
 #ifdef __cplusplus
