@@ -1,0 +1,19 @@
+# Writes LIST, a file for ctest with one test per case that pytest finds in SOURCE.
+set(ENV{PYTHONDONTWRITEBYTECODE} 1)
+execute_process(COMMAND ${PYTHON} -m pytest --collect-only -q -p no:cacheprovider --rootdir ${SOURCE} ${SOURCE}
+    WORKING_DIRECTORY ${SOURCE} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "pytest cannot list the integration tests:\n${output}")
+endif()
+
+string(REGEX MATCHALL "[^\n]+::[^\n]+" cases "${output}")
+set(text "")
+foreach(case IN LISTS cases)
+    string(REGEX REPLACE "^test_(.*)\\.py::test_" "integration.\\1." name "${case}")
+    string(APPEND text
+        "add_test([==[${name}]==] \"${PYTHON}\" -m pytest -q -p no:cacheprovider --tb=short --no-header "
+        "[==[${SOURCE}/${case}]==])\n"
+        "set_tests_properties([==[${name}]==] PROPERTIES WORKING_DIRECTORY \"${SOURCE}\" "
+        "ENVIRONMENT \"VOICE_BIN=${BIN};PYTHONDONTWRITEBYTECODE=1\")\n")
+endforeach()
+file(WRITE ${LIST} "${text}")

@@ -1,0 +1,162 @@
+# SPDX-License-Identifier: MIT
+"""Calls between the lines of two plugin processes, as their users see them."""
+
+import pytest
+
+from processes import Unmet
+
+
+@pytest.fixture
+def office(system):
+    """An application and two plugins, each with two telephones: 101, 102 and 201, 202."""
+    system.application = system.start_application()
+    system.first = system.start_fxs("fxs1")
+    system.second = system.start_fxs("fxs2")
+    return system
+
+
+def ring(caller, number, callee, line=1):
+    """Line 1 of the caller dials; the line of the callee rings."""
+    caller.ask("1 off")
+    caller.expect("^1 hears dial-tone$")
+    caller.ask(f"1 dial {number}")
+    caller.expect("^1 hears ring-back$")
+    callee.expect(f"^{line} rings ")
+
+
+def talk(caller, number, callee, line=1):
+    ring(caller, number, callee, line)
+    callee.ask(f"{line} off")
+    callee.expect(f"^{line} stops ringing$")
+    caller.expect("^1 hears silence$")
+
+
+def is_idle(process, line=1):
+    return f"{line} on hook" in process.ask("status")
+
+
+def test_plugins_and_lines_register(office):
+    status = office.application.ask("status")
+    assert [line.split()[1] for line in status if line.startswith("plugin ")] == ["fxs1", "fxs2"]
+    assert [line.split()[1] for line in status if line.startswith("line ")] == ["101", "102", "201", "202"]
+
+
+def test_complete_call(office):
+    talk(office.first, "201", office.second)
+    office.application.expect("^call 1 101->201 answered")
+    office.first.ask("1 on")
+    office.application.expect("^call 1 101->201 ended: 101 hung up$")
+    office.second.expect("^1 hears ")
+    office.second.ask("1 on")
+    office.application.expect("^line 201 idle$")
+    assert office.application.ask("calls") == ["ok"]
+
+
+def test_complete_call_as_it_passes_on_the_bus(system):
+    application = system.start_application()
+    watcher = system.start_watcher()
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    for plugin, endpoint, number in [("fxs1", "FXS1", 0), ("fxs1", "FXS2", 1), ("fxs2", "FXS1", 2), ("fxs2", "FXS2", 3)]:
+        watcher.expect_message(kind="reply", function="register_endpoint", plugin=plugin, endpoint=endpoint, result=number)
+    talk(first, "201", second)
+    first.ask("1 on")
+    second.expect("^1 hears ")
+    second.ask("1 on")
+    application.expect("^line 201 idle$")
+    for plugin, name in [("fxs1", "LIBVOICE_EVENT_al_of"), ("fxs1", "LIBVOICE_SIGNAL_cg_dt"), ("fxs1", "LIBVOICE_EVENT_dd_d2"),
+                         ("fxs1", "LIBVOICE_SIGNAL_cg_rt"), ("fxs2", "LIBVOICE_SIGNAL_al_ri"),
+                         ("fxs2", "LIBVOICE_EVENT_al_of"), ("fxs1", "LIBVOICE_EVENT_al_on"),
+                         ("fxs2", "LIBVOICE_EVENT_al_on")]:
+        watcher.expect_message(plugin=plugin, endpoint="FXS1", name=name)
+
+
+def test_call_within_one_plugin(office):
+    talk(office.first, "102", office.first, line=2)
+    office.application.expect("^call 1 101->102 answered")
+    office.first.ask("2 on")
+    office.application.expect("^call 1 101->102 ended: 102 hung up$")
+
+
+def test_callee_hangs_up_first(office):
+    talk(office.first, "202", office.second, line=2)
+    office.second.ask("2 on")
+    office.application.expect("^call 1 101->202 ended: 202 hung up$")
+    office.first.expect("^1 hears (?!silence)")
+    office.first.ask("1 on")
+    office.application.expect("^line 101 idle$")
+
+
+def test_caller_gives_up_while_it_rings(office):
+    ring(office.first, "201", office.second)
+    office.first.ask("1 on")
+    office.second.expect("^1 stops ringing$")
+    office.application.expect("^call 1 101->201 ended: 101 hung up$")
+    office.application.expect("^line 201 idle$")
+    assert is_idle(office.second)
+
+
+def test_hang_up_before_anything_is_dialled(office):
+    office.first.ask("1 off")
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 on")
+    office.application.expect("^line 101 idle$")
+    talk(office.second, "101", office.first)
+
+
+def test_busy_line(office):
+    office.second.ask("1 off")
+    office.second.expect("^1 hears dial-tone$")
+    office.first.ask("1 off")
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 dial 201")
+    office.first.expect("^1 hears busy-tone$")
+    office.application.expect("^call 1 101->201 refused: busy$")
+
+
+def test_unknown_number(office):
+    office.first.ask("1 off")
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 dial 9")
+    office.first.expect("^1 hears sit-tone$")
+    office.application.expect("^call 1 101->9 refused: unknown number$")
+
+
+def test_display_shows_the_caller(office):
+    ring(office.first, "201", office.second)
+    assert office.second.expect("^1 displays number=(\\S+) ").group(1) == "101"
+
+
+def test_calls_run_side_by_side(office):
+    talk(office.first, "201", office.second)
+    office.first.ask("2 off")
+    office.first.expect("^2 hears dial-tone$")
+    office.first.ask("2 dial 202")
+    office.second.expect("^2 rings ")
+    office.second.ask("2 off")
+    office.application.expect("^call 2 102->202 answered")
+    assert len([line for line in office.application.ask("calls") if "talking" in line]) == 2
+    office.first.ask("1 on")
+    office.application.expect("^call 1 101->201 ended")
+    assert len([line for line in office.application.ask("calls") if "talking" in line]) == 1
+
+
+def test_both_ways_in_turn(office):
+    talk(office.first, "201", office.second)
+    office.first.ask("1 on")
+    office.second.ask("1 on")
+    office.application.expect("^line 201 idle$")
+    talk(office.second, "101", office.first)
+    office.application.expect("^call 2 201->101 answered")
+
+
+def test_hosts_leave_with_status_zero(office):
+    assert office.first.terminate() == 0
+    office.application.expect("^plugin fxs1 (left|lost)$")
+    assert office.second.terminate() == 0
+    assert office.application.terminate() == 0
+
+
+def test_a_missing_word_is_noticed(office):
+    # The harness itself: what never happens must fail, and say so.
+    with pytest.raises(Unmet, match="never said /no such line/"):
+        office.application.expect("no such line", limit=0.05)
