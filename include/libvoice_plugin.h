@@ -479,22 +479,25 @@ typedef struct libvoice_app_callbacks {
     int32_t (*voice_app_get_country)(char *country, uint32_t size);
     /** Take an event. Result ignored. */
     int32_t (*voice_app_event)(libvoice_event_t *message);
-    /** Accept an endpoint that was just filled in, and give it its number; failure releases the entry. */
+    /** Accept an endpoint that was just filled in, and give it its number. Before failing give it a number of its own
+     *  or clear `used`: the entry is then released by its number. */
     int32_t (*voice_app_register_endpoint)(libvoice_endpoint_t *entry);
     /** An endpoint is gone; its entry still shows what it was. May be unset. */
     void (*voice_app_endpoint_deleted)(libvoice_endpoint_t *entry);
     /** A "get" request is complete; request_data() is a malloc()ed uint32_t, the context value: free it and the
-     * request. */
+     *  request. Unset, both stay alive for ever. */
     void (*voice_app_get_done)(request_t *request);
-    /** Reply to "init"; set, it owns the request and destroys it when item is NULL. May be unset. */
+    /** Reply to "init"; set, it owns the request and destroys it when item is NULL, and after a failed send nobody gets
+     *  the request. May be unset. */
     void (*voice_app_init_reply)(request_t *request, reply_item_t *item);
-    /** Reply to "exit"; set, it owns the request and destroys it when item is NULL. May be unset. */
+    /** Reply to "exit"; as voice_app_init_reply. May be unset. */
     void (*voice_app_exit_reply)(request_t *request, reply_item_t *item);
 } libvoice_app_callbacks_t;
 
 /** DSP plugin side. Unset slots fail the call. The channel name is that of the called DSP_CHANNEL object. */
 typedef struct libvoice_dsp_callbacks {
-    /** Play or do what a signal says. The bytes are as received; the pointer word is not rewritten. */
+    /** Play or do what a signal says. The bytes are as received, unchecked: neither their count nor the length and
+     * pointer words are to be trusted. */
     int32_t (*dsp_plugin_signal)(const char *channel, libvoice_signal_t *message);
     /** Set up a channel's media. The descriptors are the callback's from here on. */
     int32_t (*dsp_plugin_create)(const char *channel, uint32_t line, void *cnx_info, int32_t **descriptors,
@@ -798,7 +801,7 @@ int __DSP_CHANNEL_modify(function_call_t *call, argument_list_t *arguments, vari
 /** DSP_CHANNEL: tear media down. */
 int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
 
-#define LIBVOICE_BUS_FUNCTIONS 25       /**< Rows of libvoice_bus_function(). */
+#define LIBVOICE_BUS_FUNCTIONS 25       /**< Rows of libvoice_bus_functions(). */
 #define LIBVOICE_BUS_FUNCTION_COLUMNS 7 /**< Texts per row: class ("" none), function, up to five argument names. */
 
 /**
@@ -809,31 +812,31 @@ int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, var
 static inline const char *const *libvoice_bus_functions(void) {
     /* clang-format off */
     static const char *const rows[LIBVOICE_BUS_FUNCTIONS * LIBVOICE_BUS_FUNCTION_COLUMNS] = {
-        "", "init", "country", 0, 0, 0, 0,
-        "", "exit", "reason", 0, 0, 0, 0,
-        "", "create_ctx", "ctx_id", 0, 0, 0, 0,
+        "", "init", "country", NULL, NULL, NULL, NULL,
+        "", "exit", "reason", NULL, NULL, NULL, NULL,
+        "", "create_ctx", "ctx_id", NULL, NULL, NULL, NULL,
         "", "add_stream", "ep_id", "ctx_id", "line_id", "stream_info", "filedesc",
-        "", "modify_stream", "ctx_id", "stream_info", 0, 0, 0,
-        "", "remove_stream", "ctx_id", "stream_id", 0, 0, 0,
-        "", "destroy_ctx", "ctx_id", 0, 0, 0, 0,
-        "EndPoint", "signal", "signal", 0, 0, 0, 0,
-        "EndPoint", "event", "event", "channel_id", 0, 0, 0,
-        "EndPoint", "create", "cnx_info", "filedesc", "ep_line_id", 0, 0,
-        "EndPoint", "modify", "cnx_info", "filedesc", "ep_line_id", 0, 0,
-        "EndPoint", "destroy", "ep_line_id", 0, 0, 0, 0,
-        "EndPoint", "get", "param_set_request", 0, 0, 0, 0,
-        "EndPoint", "set", "param_set_params", 0, 0, 0, 0,
-        "VoiceService", "register_plugin", "plugin_name", 0, 0, 0, 0,
-        "VoiceService", "deregister_plugin", "plugin_name", 0, 0, 0, 0,
+        "", "modify_stream", "ctx_id", "stream_info", NULL, NULL, NULL,
+        "", "remove_stream", "ctx_id", "stream_id", NULL, NULL, NULL,
+        "", "destroy_ctx", "ctx_id", NULL, NULL, NULL, NULL,
+        "EndPoint", "signal", "signal", NULL, NULL, NULL, NULL,
+        "EndPoint", "event", "event", "channel_id", NULL, NULL, NULL,
+        "EndPoint", "create", "cnx_info", "filedesc", "ep_line_id", NULL, NULL,
+        "EndPoint", "modify", "cnx_info", "filedesc", "ep_line_id", NULL, NULL,
+        "EndPoint", "destroy", "ep_line_id", NULL, NULL, NULL, NULL,
+        "EndPoint", "get", "param_set_request", NULL, NULL, NULL, NULL,
+        "EndPoint", "set", "param_set_params", NULL, NULL, NULL, NULL,
+        "VoiceService", "register_plugin", "plugin_name", NULL, NULL, NULL, NULL,
+        "VoiceService", "deregister_plugin", "plugin_name", NULL, NULL, NULL, NULL,
         "VoiceService", "register_endpoint", "plugin_name", "endpoint_name", "endpoint_path", "type", "codeclist",
-        "VoiceService", "deregister_endpoint", "endpoint|endpoint_id", 0, 0, 0, 0,
-        "VoiceService", "event", "plugin_name", "event", 0, 0, 0,
-        "DSPPlugin", "createDsp", "name", 0, 0, 0, 0,
-        "DSP", "createDspChannel", "name", 0, 0, 0, 0,
-        "DSP_CHANNEL", "signal", "signal", 0, 0, 0, 0,
-        "DSP_CHANNEL", "create", "cnx_info", "filedesc", "endpoint_path", "ep_line_id", 0,
-        "DSP_CHANNEL", "modify", "cnx_info", "filedesc", "ep_line_id", 0, 0,
-        "DSP_CHANNEL", "destroy", "ep_line_id", 0, 0, 0, 0,
+        "VoiceService", "deregister_endpoint", "endpoint|endpoint_id", NULL, NULL, NULL, NULL,
+        "VoiceService", "event", "plugin_name", "event", NULL, NULL, NULL,
+        "DSPPlugin", "createDsp", "name", NULL, NULL, NULL, NULL,
+        "DSP", "createDspChannel", "name", NULL, NULL, NULL, NULL,
+        "DSP_CHANNEL", "signal", "signal", NULL, NULL, NULL, NULL,
+        "DSP_CHANNEL", "create", "cnx_info", "filedesc", "endpoint_path", "ep_line_id", NULL,
+        "DSP_CHANNEL", "modify", "cnx_info", "filedesc", "ep_line_id", NULL, NULL,
+        "DSP_CHANNEL", "destroy", "ep_line_id", NULL, NULL, NULL, NULL,
     };
     /* clang-format on */
     return rows;

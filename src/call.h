@@ -77,6 +77,19 @@ private:
     uint32_t attributes_;
 };
 
+// The list of "filedesc" and how many of its descriptors a call takes; 0 after the caller's line when there are none.
+inline int read_filedesc(Call &c, List &list, Where here) {
+    if (!c.read_list("filedesc", list)) {
+        TRACE_ERROR_AT(here, "Missing argument filedesc");
+        c.missing_argument("filedesc");
+        return 0;
+    }
+    const uint32_t size = variant_list_size(list.get());
+    if (size == 0)
+        TRACE_ERROR_AT(here, "Empty argument filedesc");
+    return size < LIBVOICE_DESCRIPTORS ? static_cast<int>(size) : LIBVOICE_DESCRIPTORS;
+}
+
 // The usual end of a call: boolean reply, destroy, exit marker at the caller's place.
 inline int end_with(bool done, function_call_t *call, variant_t *return_value, Where here = Where::caller()) {
     variant_setBool(return_value, done);

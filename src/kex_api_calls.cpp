@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The requests that each side sends, the handles they go over, and the judging of replies.
-#include <stdlib.h> // calloc, malloc, free
+#include <netinet/in.h> // sockaddr_in
+#include <stddef.h>     // offsetof
+#include <stdlib.h>     // calloc, malloc, free
 
 #include "libvoice_plugin.h"
 #include "lifecycle.h"
@@ -18,11 +20,16 @@ kex_t *bus_handle;
 peer_t *peer_handle;
 uint8_t convert_media;
 
-static_assert(sizeof(libvoice_signal_t) == 28);
-static_assert(sizeof(libvoice_event_t) == 20);
-static_assert(sizeof(libvoice_param_set_t) == 8);
+static_assert(sizeof(libvoice_signal_t) == 28 && offsetof(libvoice_signal_t, endpoint) == 0);
+static_assert(offsetof(libvoice_signal_t, params) == 20 && offsetof(libvoice_signal_t, length) == 24);
+static_assert(sizeof(libvoice_event_t) == 20 && offsetof(libvoice_event_t, endpoint) == 0);
+static_assert(offsetof(libvoice_event_t, params) == 12 && offsetof(libvoice_event_t, length) == 16);
+static_assert(sizeof(libvoice_param_set_t) == 8 && offsetof(libvoice_param_set_t, params) == 0);
+static_assert(offsetof(libvoice_param_set_t, length) == 4 && offsetof(libvoice_param_block_t, buffer) == 8);
 static_assert(sizeof(libvoice_param_block_t) == 8 + LIBVOICE_PARAM_BLOCK_BYTES);
-static_assert(LIBVOICE_CNX_INFO_SOCKET_BYTES - LIBVOICE_CNX_INFO_BYTES == 2 * 16);
+static_assert(LIBVOICE_CNX_INFO_LOCAL == LIBVOICE_CNX_INFO_BYTES && sizeof(sockaddr_in) == 16);
+static_assert(LIBVOICE_CNX_INFO_REMOTE == LIBVOICE_CNX_INFO_LOCAL + sizeof(sockaddr_in));
+static_assert(LIBVOICE_CNX_INFO_SOCKET_BYTES == LIBVOICE_CNX_INFO_REMOTE + sizeof(sockaddr_in));
 
 // A record goes out whole: its head, then as many bytes as it announces. No: the two do not fit a 32-bit count.
 template <typename Head>
@@ -77,13 +84,15 @@ uint32_t _libvoice_create_media(const char *function, int32_t endpoint, uint32_t
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
     voice::add_u32(request, "ep_line_id", line);
+    voice::Value information(VARIANT_BYTES);
+    variant_setByteArray(information.get(), cnx_info,
+                         convert_media ? LIBVOICE_CNX_INFO_SOCKET_BYTES : LIBVOICE_CNX_INFO_BYTES);
     if (!convert_media && !voice::add_fds(request, "filedesc", fds)) {
         TRACE_ERROR("Allocation failure list == NULL");
         request_destroy(request);
         return VOICE_SERVICE_ERR_MEDIA_FAILED;
     }
-    voice::add_bytes(request, "cnx_info", cnx_info,
-                     convert_media ? LIBVOICE_CNX_INFO_SOCKET_BYTES : LIBVOICE_CNX_INFO_BYTES);
+    request_addParameter(request, "cnx_info", information.get());
     const bool sent = voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kDefault);
     return sent ? VOICE_SERVICE_OK : VOICE_SERVICE_ERR_MEDIA_FAILED;
 }
@@ -241,6 +250,7 @@ void libvoice_send_signal(libvoice_signal_t *message) {
         TRACE_ERROR_Z(kSignal, "Not able to create function request for 'signal'.");
         return;
     }
+    // The record goes out as it stands, whatever the convert-media flag says.
     if (!add_record(request, "signal", message)) {
         TRACE_ERROR_Z(kSignal, "Failed to send request.");
         request_destroy(request);
@@ -325,6 +335,7 @@ int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32
         TRACE_ERROR_Z(kSignal, "Failed to create endpoint object path");
         return 0;
     }
+    peer_t *peer = libvoice_get_endpoint_peer(endpoint);
     request_t *request = endpoint_request(path, "set");
     if (!request) {
         TRACE_ERROR_Z(kSignal, "Not able to create function request for 'set'.");
@@ -332,7 +343,7 @@ int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32
         return 0;
     }
     add_record(request, "param_set_params", &set->head);
-    const bool sent = voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kSignal);
+    const bool sent = voice::send_and_forget(request, peer, kSignal);
     free(set);
     return sent;
 }
@@ -458,8 +469,10 @@ int _reply_ok(reply_t *reply) {
     reply_item_t *error = _find_reply_of_type(reply, REPLY_ITEM_TYPE_ERROR);
     if (!error)
         return 1;
-    TRACE_ERROR("Function call error (%d) - %s - %s", static_cast<int>(reply_item_error(error)),
-                voice::shown(reply_item_errorDescription(error)), voice::shown(reply_item_errorInfo(error)));
+    const auto number = static_cast<int>(reply_item_error(error));
+    const char *description = reply_item_errorDescription(error);
+    const char *info = reply_item_errorInfo(error);
+    TRACE_ERROR("Function call error (%d) - %s - %s", number, voice::shown(description), voice::shown(info));
     return 0;
 }
 

@@ -2,6 +2,7 @@
 // The functions that the bus calls in a DSP plugin: making DSPs and channels, and driving a channel.
 #include "call.h"
 #include "libvoice_plugin.h"
+#include "text.h"
 #include "trace.h"
 
 using voice::Bytes;
@@ -67,6 +68,11 @@ bool create_channel(Call &c) {
     return create_instance(c, kind, name.get());
 }
 
+// What a callback knows the called channel by; never null.
+const char *channel_name(const Call &c) {
+    return voice::or_empty(c.object_name());
+}
+
 bool play_signal(Call &c) {
     Bytes signal;
     if (!c.read_value("signal", signal)) {
@@ -79,32 +85,23 @@ bool play_signal(Call &c) {
         TRACE_ERROR_AS(c.function, "Call back dsp_plugin_signal is not set");
         return false;
     }
-    const char *channel = c.object_name();
+    const char *channel = channel_name(c);
     void *bytes = signal.block();
     if (slot(channel, static_cast<libvoice_signal_t *>(bytes)) != 0) {
-        TRACE_ERROR_AS(c.function, "Error running dsp_plugin_signal(%s, %p)", voice::shown(channel), bytes);
+        TRACE_ERROR_AS(c.function, "Error running dsp_plugin_signal(%s, %p)", channel, bytes);
         return false;
     }
     return true;
 }
 
-// What create and modify read first.
-bool read_media(Call &c, Bytes &cnx_info, List &filedesc) {
+// What create and modify read first. Returns how many descriptors there are to take; 0 fails the call.
+int read_media(Call &c, Bytes &cnx_info, List &filedesc) {
     if (!c.read_value("cnx_info", cnx_info)) {
         TRACE_ERROR_AS(c.function, "Missing argument cnx_info");
         c.missing_argument("cnx_info");
-        return false;
+        return 0;
     }
-    if (!c.read_list("filedesc", filedesc)) {
-        TRACE_ERROR_AS(c.function, "Missing argument filedesc");
-        c.missing_argument("filedesc");
-        return false;
-    }
-    if (variant_list_size(filedesc.get()) == 0) {
-        TRACE_ERROR_AS(c.function, "Empty argument filedesc");
-        return false;
-    }
-    return true;
+    return voice::read_filedesc(c, filedesc, voice::Where::caller(c.function));
 }
 
 bool read_line(Call &c, uint32_t &line) {
@@ -121,7 +118,8 @@ bool create_media(Call &c) {
     Descriptors descriptors;
     Bytes cnx_info;
     List filedesc;
-    if (!read_media(c, cnx_info, filedesc))
+    const int count = read_media(c, cnx_info, filedesc);
+    if (count == 0)
         return false;
     Text endpoint_path;
     if (!c.read_value("endpoint_path", endpoint_path)) {
@@ -129,12 +127,11 @@ bool create_media(Call &c) {
         c.missing_argument("endpoint_path");
         return false;
     }
-    const int count = descriptors.take(filedesc.get());
     for (int i = 0; i < count; ++i)
-        TRACE_INFO_AS(c.function, "\nfd[%d] = %d \n", i, *descriptors.slot(i));
+        TRACE_INFO_AS(c.function, "\nfd[%d] = %d \n", i, descriptors.take(filedesc.get(), i));
     filedesc.release();
-    const char *channel = c.object_name();
-    TRACE_INFO_AS(c.function, "\nObject name = '%s' \n\n", voice::shown(channel));
+    const char *channel = channel_name(c);
+    TRACE_INFO_AS(c.function, "\nObject name = '%s' \n\n", channel);
     uint32_t line = 0;
     if (!read_line(c, line))
         return false;
@@ -156,11 +153,11 @@ bool modify_media(Call &c) {
     Descriptors descriptors;
     Bytes cnx_info;
     List filedesc;
-    if (!read_media(c, cnx_info, filedesc))
+    const int count = read_media(c, cnx_info, filedesc);
+    if (count == 0)
         return false;
-    const int count = descriptors.take(filedesc.get());
     for (int i = 0; i < count; ++i)
-        TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, *descriptors.slot(i));
+        TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, descriptors.take(filedesc.get(), i));
     filedesc.release();
     uint32_t line = 0;
     if (!read_line(c, line))
@@ -172,7 +169,7 @@ bool modify_media(Call &c) {
     }
     Descriptors::HandedOver handed = descriptors.hand_over();
     int32_t *array = handed.slots;
-    if (slot(c.object_name(), line, cnx_info.data(), &array) != 0) {
+    if (slot(channel_name(c), line, cnx_info.data(), &array) != 0) {
         TRACE_ERROR_AS(c.function, "quibra_dsp_plugin_modify FAILED ");
         return false;
     }
@@ -191,7 +188,7 @@ bool destroy_media(Call &c) {
         TRACE_ERROR_AS(c.function, "Call back dsp_plugin_modify is not set"); // Kept: modify's words.
         return false;
     }
-    if (slot(c.object_name(), line) != 0) {
+    if (slot(channel_name(c), line) != 0) {
         TRACE_ERROR_AS(c.function, "quibra_dsp_plugin_destroy FAILED ");
         return false;
     }
@@ -210,14 +207,18 @@ void libvoice_dsp_init(libvoice_dsp_callbacks_t callbacks) {
 int __DSPPlugin_createDsp(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(create_dsp(c), call, return_value);
+    if (!create_dsp(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "name" text -> boolean. 196638 "Missing 'name' parameter." "name".
 int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(create_channel(c), call, return_value);
+    if (!create_channel(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "signal" bytes -> boolean. 196640 "cnx_info".
@@ -225,7 +226,9 @@ int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, va
 int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(play_signal(c), call, return_value);
+    if (!play_signal(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "cnx_info" bytes, "filedesc" descriptors, "endpoint_path" text, "ep_line_id" uint32 -> boolean.
@@ -233,7 +236,9 @@ int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, vari
 int __DSP_CHANNEL_create(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(create_media(c), call, return_value);
+    if (!create_media(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "cnx_info" bytes, "filedesc" descriptors, "ep_line_id" uint32 -> boolean. 196640 "cnx_info", "filedesc" (also for
@@ -241,13 +246,17 @@ int __DSP_CHANNEL_create(function_call_t *call, argument_list_t *arguments, vari
 int __DSP_CHANNEL_modify(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(modify_media(c), call, return_value);
+    if (!modify_media(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "ep_line_id" uint32 -> boolean. 196640 "filedesc".
 int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(destroy_media(c), call, return_value);
+    if (!destroy_media(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 }

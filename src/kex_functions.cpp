@@ -42,16 +42,17 @@ int __init(function_call_t *call, argument_list_t *arguments, variant_t *return_
     TRACE_ENTER();
     Call c(call, arguments, __func__);
     Text country;
-    const bool present = c.read_value("country", country);
-    if (!present) {
+    if (!c.read_value("country", country)) {
         TRACE_ERROR("Missing argument 'country'");
         c.missing_argument("country");
-    } else if (libvoice_registered_callbacks.voice_plugin_init(country.get()) != 0) {
+        return end_with(false, call, return_value);
+    }
+    if (libvoice_registered_callbacks.voice_plugin_init(country.get()) != 0) {
         TRACE_ERROR("Error initializing plugin");
         perror("Error initializing plugin");
         abort();
     }
-    return end_with(present, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "reason" uint32 -> boolean. 196640 "reason".
@@ -98,19 +99,10 @@ int32_t called_endpoint(Call &c) {
 // The descriptors of "filedesc".
 bool read_descriptors(Call &c, Descriptors &descriptors) {
     List list;
-    if (!c.read_list("filedesc", list)) {
-        TRACE_ERROR_AS(c.function, "Missing argument filedesc");
-        c.missing_argument("filedesc");
-        return false;
-    }
-    if (variant_list_size(list.get()) == 0) {
-        TRACE_ERROR_AS(c.function, "Empty argument filedesc");
-        return false;
-    }
-    const int count = descriptors.take(list.get());
+    const int count = voice::read_filedesc(c, list, voice::Where::caller(c.function));
     for (int i = 0; i < count; ++i)
-        TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, *descriptors.slot(i));
-    return true;
+        TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, descriptors.take(list.get(), i));
+    return count != 0;
 }
 
 // The socket pair between the two addresses at the end of the longer connection information.
@@ -227,7 +219,9 @@ extern "C" {
 int __EndPoint_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(play_signal(c), call, return_value);
+    if (!play_signal(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "event" bytes (event message), "channel_id" uint32 -> boolean. 196640 "event", "channel_id".
@@ -245,8 +239,9 @@ int __EndPoint_event(function_call_t *call, argument_list_t *arguments, variant_
 int __EndPoint_create(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const bool done = set_up_media(c, Media::create, libvoice_registered_callbacks.voice_plugin_create);
-    return end_with(done, call, return_value);
+    if (!set_up_media(c, Media::create, libvoice_registered_callbacks.voice_plugin_create))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // As create.
@@ -254,8 +249,9 @@ int __EndPoint_create(function_call_t *call, argument_list_t *arguments, variant
 int __EndPoint_modify(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const bool done = set_up_media(c, Media::modify, libvoice_registered_callbacks.voice_plugin_modify);
-    return end_with(done, call, return_value);
+    if (!set_up_media(c, Media::modify, libvoice_registered_callbacks.voice_plugin_modify))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "ep_line_id" uint32 -> boolean once the callback was reached. 196640 "ep_line_id"; "Invalid endpoint" "id".
@@ -276,9 +272,11 @@ int __EndPoint_destroy(function_call_t *call, argument_list_t *arguments, varian
         return kCallFailed;
     }
     const int32_t result = libvoice_registered_callbacks.voice_plugin_destroy(endpoint, line);
-    if (result != 0)
+    if (result != 0) {
         TRACE_ERROR("Error destroying media, got error code %d.", result);
-    return end_with(result == 0, call, return_value);
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 
 // "param_set_request" bytes (parameter set) -> bytes (parameter set) when the callback made one. 196640
@@ -315,7 +313,9 @@ int __EndPoint_get(function_call_t *call, argument_list_t *arguments, variant_t 
 int __EndPoint_set(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(set_parameters(c), call, return_value);
+    if (!set_parameters(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 void debug_libvoice_print_buffer(const void *buffer, uint32_t length) {
@@ -332,8 +332,8 @@ void debug_libvoice_print_buffer(const void *buffer, uint32_t length) {
 // ===================================================================================== Plugin: contexts and streams
 //
 // All five read without attributes, reply a boolean, and say "voice plugin modify FAILED" when their callback failed.
-// Kept: a missing id that comes first in the call ends it without a return value and an exit marker; what is missing
-// after it ends it like a failed callback.
+// Kept: a missing "ctx_id", "ep_id" or "stream_id" ends the call without a return value and an exit marker; what else
+// is missing ends it like a failed callback.
 
 namespace {
 
@@ -359,13 +359,6 @@ bool read_stream_info(Call &c, Bytes &stream_info) {
     return false;
 }
 
-int end_with_callback(int32_t result, function_call_t *call, variant_t *return_value,
-                      voice::Where here = voice::Where::caller()) {
-    if (result != 0)
-        TRACE_ERROR_AT(here, "voice plugin modify FAILED");
-    return end_with(result == 0, call, return_value, here);
-}
-
 } // namespace
 
 extern "C" {
@@ -377,7 +370,11 @@ int __create_ctx(function_call_t *call, argument_list_t *arguments, variant_t *r
     uint32_t context = 0;
     if (!read_context_id(c, context))
         return end_without_value(call);
-    return end_with_callback(libvoice_registered_callbacks.voice_plugin_create_ctx(context), call, return_value);
+    if (libvoice_registered_callbacks.voice_plugin_create_ctx(context) != 0) {
+        TRACE_ERROR("voice plugin modify FAILED");
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 
 // "ep_id" int32, "ctx_id" uint32, "line_id" uint32, "stream_info" bytes, "filedesc" descriptors -> boolean.
@@ -409,7 +406,11 @@ int __add_stream(function_call_t *call, argument_list_t *arguments, variant_t *r
     int32_t *array = handed.slots;
     const int32_t result =
         libvoice_registered_callbacks.voice_plugin_add_stream(context, stream_info.give_away(), &array, endpoint, line);
-    return end_with_callback(result, call, return_value);
+    if (result != 0) {
+        TRACE_ERROR("voice plugin modify FAILED");
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 
 // "ctx_id" uint32, "stream_info" bytes -> boolean. 196640 "ctx_id", "cnx_info" (for stream_info).
@@ -424,7 +425,11 @@ int __modify_stream(function_call_t *call, argument_list_t *arguments, variant_t
     if (!read_stream_info(c, stream_info))
         return end_with(false, call, return_value);
     const int32_t result = libvoice_registered_callbacks.voice_plugin_modify_stream(context, stream_info.give_away());
-    return end_with_callback(result, call, return_value);
+    if (result != 0) {
+        TRACE_ERROR("voice plugin modify FAILED");
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 
 // "ctx_id" uint32, "stream_id" uint32 -> boolean. 196640 "ctx_id", "stream_id".
@@ -440,8 +445,11 @@ int __remove_stream(function_call_t *call, argument_list_t *arguments, variant_t
         c.missing_argument("stream_id");
         return end_without_value(call);
     }
-    return end_with_callback(libvoice_registered_callbacks.voice_plugin_remove_stream(context, stream), call,
-                             return_value);
+    if (libvoice_registered_callbacks.voice_plugin_remove_stream(context, stream) != 0) {
+        TRACE_ERROR("voice plugin modify FAILED");
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 
 // "ctx_id" uint32 -> boolean. 196640 "ctx_id".
@@ -451,7 +459,11 @@ int __destroy_ctx(function_call_t *call, argument_list_t *arguments, variant_t *
     uint32_t context = 0;
     if (!read_context_id(c, context))
         return end_without_value(call);
-    return end_with_callback(libvoice_registered_callbacks.voice_plugin_destroy_ctx(context), call, return_value);
+    if (libvoice_registered_callbacks.voice_plugin_destroy_ctx(context) != 0) {
+        TRACE_ERROR("voice plugin modify FAILED");
+        return end_with(false, call, return_value);
+    }
+    return end_with(true, call, return_value);
 }
 }
 
@@ -459,14 +471,16 @@ int __destroy_ctx(function_call_t *call, argument_list_t *arguments, variant_t *
 
 namespace {
 
-constexpr const char *kMissingName = "Missing 'name' parameter.";
-
 // Kept: whichever name is missing, the entry says "name".
+void missing_name(Call &c) {
+    TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
+    c.error(voice::kErrorOwnSentence, "Missing 'name' parameter.", "name");
+}
+
 bool read_name(Call &c, const char *argument, Text &text) {
     if (c.read_value(argument, text))
         return true;
-    TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
-    c.error(voice::kErrorOwnSentence, kMissingName, "name");
+    missing_name(c);
     return false;
 }
 
@@ -563,6 +577,7 @@ libvoice_endpoint_t *register_endpoint(Call &c) {
     fill_endpoint(*entry, name, path, type, plugin, codecs);
     if (libvoice_app_registered_callbacks.voice_app_register_endpoint(entry) == 0)
         return entry;
+    // Kept: released by the number that the application left in it, so that another entry of that number goes first.
     if (entry->used == 1)
         libvoice_delete_endpoint_entry_by_endpoint(entry->endpoint);
     return nullptr;
@@ -582,8 +597,7 @@ bool deregister_endpoint(Call &c) {
 bool report_event(Call &c) {
     Text plugin;
     if (!c.read_text("plugin_name", plugin)) {
-        TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
-        c.error(voice::kErrorOwnSentence, kMissingName, "name");
+        missing_name(c);
         return false;
     }
     if (!plugin.get()) {
@@ -603,6 +617,7 @@ bool report_event(Call &c) {
     auto *message = voice::record_of<libvoice_event_t>(bytes, voice::Where::caller(c.function));
     if (!message)
         return false;
+    // Events have one form, whatever the convert-media flag says.
     TRACE_INFO_AS(c.function, "plugin_name = '%s' voice_plugin_idx = '%d'", plugin.get(), message->endpoint);
     libvoice_app_registered_callbacks.voice_app_event(message);
     return true;
@@ -616,7 +631,9 @@ extern "C" {
 int __VoiceService_register_plugin(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    return end_with(register_plugin(c), call, return_value);
+    if (!register_plugin(c))
+        return end_with(false, call, return_value);
+    return end_with(true, call, return_value);
 }
 
 // "plugin_name" text -> boolean. 196638 "Missing 'name' parameter." "name".
@@ -624,6 +641,7 @@ int __VoiceService_deregister_plugin(function_call_t *call, argument_list_t *arg
     TRACE_ENTER();
     Call c(call, arguments, __func__);
     const bool done = deregister_plugin(c);
+    // Kept: here the reply is filled after the call is destroyed.
     fcall_destroy(call);
     variant_setBool(return_value, done);
     TRACE_LEAVE();
@@ -650,6 +668,7 @@ int __VoiceService_deregister_endpoint(function_call_t *call, argument_list_t *a
     TRACE_ENTER();
     Call c(call, arguments, __func__);
     const bool done = deregister_endpoint(c);
+    // Kept: here the reply is filled after the call is destroyed.
     fcall_destroy(call);
     variant_setBool(return_value, done);
     TRACE_LEAVE();
@@ -661,9 +680,13 @@ int __VoiceService_deregister_endpoint(function_call_t *call, argument_list_t *a
 int __VoiceService_event(function_call_t *call, argument_list_t *arguments, variant_t *) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const bool done = report_event(c);
+    if (!report_event(c)) {
+        fcall_destroy(call);
+        TRACE_LEAVE();
+        return kCallFailed;
+    }
     fcall_destroy(call);
     TRACE_LEAVE();
-    return status_of(done);
+    return kCallDone;
 }
 }

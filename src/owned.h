@@ -82,13 +82,9 @@ public:
     Descriptors(const Descriptors &) = delete;
     Descriptors &operator=(const Descriptors &) = delete;
 
-    // In list order; what exceeds the ten slots is skipped and stays the list's. Returns how many were taken.
-    int take(const variant_list_t *list) {
-        const uint32_t size = variant_list_size(list);
-        int count = 0;
-        for (; count < LIBVOICE_DESCRIPTORS && static_cast<uint32_t>(count) < size; ++count)
-            slots_[count] = variant_fd(variant_list_at(list, static_cast<uint32_t>(count)));
-        return count;
+    // Takes the descriptor at the same place of the list; what exceeds the ten slots is skipped and stays the list's.
+    int32_t take(const variant_list_t *list, int index) {
+        return slots_[index] = variant_fd(variant_list_at(list, static_cast<uint32_t>(index)));
     }
     int32_t *slot(int index) { return &slots_[index]; }
 
