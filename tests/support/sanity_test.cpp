@@ -58,6 +58,9 @@ TEST_F(Harness, AWrongLogIsNoticedAtItsFirstDifference) {
     EXPECT_THAT(fake::difference({"a"}, {"a", "b"}), HasSubstr("expected: (end of log)"));
     EXPECT_THAT(fake::difference({}, {"a"}), HasSubstr("line 1"));
     EXPECT_THAT(fake::difference({"a", "b"}, {"b", "a"}), HasSubstr("line 1"));
+    EXPECT_EQ(fake::difference({"x f: <any>", "b"}, {"x f: some text", "b"}), "");
+    EXPECT_THAT(fake::difference({"x f: <any>"}, {"x g: some text"}), HasSubstr("line 1"));
+    EXPECT_THAT(fake::difference({"x f: <any>"}, {"x f: "}), HasSubstr("line 1")) << "an empty text is no text";
 }
 
 // ---- the judge

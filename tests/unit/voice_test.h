@@ -65,6 +65,19 @@ inline uint32_t slot_of(const void *address) {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address));
 }
 
+// The common log with the markers of one function only: those of what it calls are another test's business.
+inline std::vector<std::string> log_of(const std::string &function) {
+    std::vector<std::string> result;
+    for (const std::string &line : bus().log()) {
+        const bool marker = line.compare(0, 2, "> ") == 0 || line.compare(0, 2, "< ") == 0;
+        if (!marker || line.compare(2, function.size() + 1, function + "@") == 0)
+            result.push_back(line);
+    }
+    return result;
+}
+
+#define EXPECT_LOG_OF(function, ...) EXPECT_LINES(voice_test::log_of(function), __VA_ARGS__)
+
 // Fills a table entry as the voice application does when a plugin registers.
 inline voice_plugin_entry_t *have_plugin(unsigned index, const char *name, peer_t *peer) {
     voice_plugin_entry_t *entry = &voice_plugin_table[index];

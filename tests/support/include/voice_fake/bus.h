@@ -223,7 +223,8 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// The first difference of two logs in words, both values shown; empty when they are equal.
+// The first difference of two logs in words, both values shown; empty when they are equal. An expected line may end with
+// "<any>" where a text is free; something must stand there.
 std::string difference(const std::vector<std::string> &expected, const std::vector<std::string> &got);
 
 } // namespace fake
