@@ -22,6 +22,7 @@ void run_closed(Task *task) {
     Link *link = static_cast<Link *>(task);
     kex_t *bus = link->bus;
     peer_t *shell = link->shell;
+    link->close_told = true;
     if (shell != nullptr) {
         if (link->closed_handler != nullptr)
             link->closed_handler(shell, PEER_EVENT_CLOSED, link->closed_userdata);

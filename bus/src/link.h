@@ -30,7 +30,8 @@ struct Link : Source, Task, Node<Link> {
     Role role;
     bool greeted; // the other side has said hello
     bool closed;
-    bool mute; // it cannot be written to any more; what it sent before can still be read
+    bool close_told; // the close event runs or has run
+    bool mute;       // it cannot be written to any more; what it sent before can still be read
     uint32_t number;
     int32_t process_id;
     char name[kMaxProcessName + 1];

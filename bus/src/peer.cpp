@@ -37,8 +37,10 @@ int peer_setEventHandler(peer_t *peer, int event, void *userdata,
                          int (*handler)(peer_t *peer, int event, void *userdata)) {
     if (peer != nullptr && peer->listener != nullptr && event == PEER_EVENT_CLOSED)
         return 1; // a listener closes with its bus, when no event runs any more
-    Link *link = open_link(peer);
-    if (link == nullptr || event != PEER_EVENT_CLOSED)
+    // As long as the close event has not run, a handler can still be told: the end may already have been read while
+    // calls that came before it wait for their turn.
+    Link *link = peer != nullptr ? peer->link : nullptr;
+    if (link == nullptr || link->close_told || event != PEER_EVENT_CLOSED)
         return 0;
     link->closed_handler = handler;
     link->closed_userdata = userdata;

@@ -3,6 +3,8 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -76,6 +78,301 @@ TEST_F(Call, SentRequestDestroyedBeforeItLeftIsOneWay) {
     request_destroy(r);
     EXPECT_TRUE(turn_until([] { return !served::log.empty(); }));
     EXPECT_THAT(served::log, ElementsAre("note nothing"));
+}
+
+TEST_F(Call, FlagsArriveAsAttributes) {
+    uint32_t seen = 0;
+    probe(
+        [&](function_call_t *call, argument_list_t *, variant_t *) {
+            seen = request_attributes(fcall_request(call));
+            fcall_destroy(call);
+            return 0;
+        },
+        {}, 0x8001);
+    EXPECT_EQ(seen, 0x8001u);
+}
+
+TEST_F(Call, ReturnValueMayBeSetAfterTheCallIsDestroyed) {
+    EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
+                    EXPECT_EQ(variant_type(value), uint32_t{VARIANT_NONE});
+                    fcall_destroy(call);
+                    variant_setUInt32(value, 7);
+                    return 2;
+                }),
+                ElementsAre("value u32 7"))
+        << "the status adds nothing";
+}
+
+TEST_F(Call, ErrorsStandInFrontOfTheValue) {
+    EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
+                    reply_t *reply = request_reply(fcall_request(call));
+                    EXPECT_TRUE(reply_addError(reply, 1, "first", "a"));
+                    EXPECT_TRUE(reply_addError(reply, 2, "second", ""));
+                    EXPECT_FALSE(reply_addError(reply, 3, nullptr, ""));
+                    EXPECT_FALSE(reply_addError(nullptr, 3, "x", "y"));
+                    fcall_destroy(call);
+                    variant_setBool(value, 0);
+                    return 2;
+                }),
+                ElementsAre("error 1 first: a", "error 2 second: ", "value false"));
+}
+
+TEST_F(Call, GettersTakeTheirOwnKindOnly) {
+    probe(
+        [](function_call_t *call, argument_list_t *a, variant_t *) {
+            char *chars = nullptr;
+            void *data = nullptr;
+            uint32_t length = 0;
+            uint16_t u16_value = 0;
+            uint32_t u32_value = 0;
+            int32_t i32_value = 0;
+            variant_list_t *items = nullptr;
+            EXPECT_FALSE(argument_getChar(a, "u32", 0, &chars));
+            EXPECT_FALSE(argument_getChar(a, "bytes", 0, &chars));
+            EXPECT_FALSE(argument_getByteArray(a, "text", 0, &data, &length));
+            EXPECT_FALSE(argument_getList(a, "text", 0, &items));
+            EXPECT_FALSE(argument_getUInt32(a, "text", 0, &u32_value));
+            EXPECT_FALSE(argument_getUInt32(a, "true", 0, &u32_value)) << "a boolean is no integer";
+            EXPECT_FALSE(argument_getUInt16(a, "u32", 0, &u16_value)) << "70000 does not fit";
+            EXPECT_FALSE(argument_getUInt32(a, "i32", 0, &u32_value)) << "-1 does not fit";
+            EXPECT_FALSE(argument_getUInt32(a, "none", 0, &u32_value)) << "an integer without a value";
+            EXPECT_FALSE(argument_getChar(a, "absent", 0, &chars));
+            EXPECT_FALSE(argument_getChar(a, nullptr, 0, &chars));
+            EXPECT_FALSE(argument_getChar(nullptr, "text", 0, &chars));
+            EXPECT_TRUE(argument_getUInt32(a, "u32", 0, &u32_value));
+            EXPECT_EQ(u32_value, 70000u);
+            EXPECT_TRUE(argument_getInt32(a, "u32", 0, &i32_value));
+            EXPECT_EQ(i32_value, 70000);
+            EXPECT_TRUE(argument_getInt32(a, "i32", 0, &i32_value));
+            EXPECT_EQ(i32_value, -1);
+            EXPECT_TRUE(argument_getUInt16(a, "u16", 0, &u16_value));
+            EXPECT_EQ(u16_value, 9);
+            EXPECT_TRUE(argument_getUInt32(a, "u16", 0, &u32_value)) << "fits";
+            fcall_destroy(call);
+            return 0;
+        },
+        {{"text", text("x")},
+         {"bytes", bytes("x")},
+         {"u32", u32(70000)},
+         {"i32", i32(-1)},
+         {"u16", u16(9)},
+         {"true", boolean(true)},
+         {"none", none()}});
+}
+
+TEST_F(Call, PresentWithoutAValueIsNullAndThere) {
+    probe(
+        [](function_call_t *call, argument_list_t *a, variant_t *) {
+            char *chars = reinterpret_cast<char *>(&chars);
+            void *data = &chars;
+            uint32_t length = 5;
+            variant_list_t *items = reinterpret_cast<variant_list_t *>(&items);
+            EXPECT_TRUE(argument_getChar(a, "none", 0, &chars));
+            EXPECT_EQ(chars, nullptr);
+            EXPECT_TRUE(argument_getByteArray(a, "none", 0, &data, &length));
+            EXPECT_EQ(data, nullptr);
+            EXPECT_EQ(length, 0u);
+            EXPECT_TRUE(argument_getList(a, "none", 0, &items));
+            EXPECT_EQ(items, nullptr);
+            fcall_destroy(call);
+            return 0;
+        },
+        {{"none", none()}});
+}
+
+TEST_F(Call, ByteArraysComeInBlocksZeroFilledBehindTheData) {
+    for (size_t size : {0u, 1u, 28u, 1023u, 1024u, 1025u, 96u * 1024u}) {
+        SCOPED_TRACE(size);
+        std::string sent(size, 'x');
+        probe(
+            [&](function_call_t *call, argument_list_t *a, variant_t *) {
+                void *data = nullptr;
+                uint32_t length = 77;
+                EXPECT_TRUE(argument_getByteArray(a, "bytes", 0, &data, &length));
+                EXPECT_NE(data, nullptr) << "also an empty one has a pointer";
+                EXPECT_EQ(length, size);
+                std::string block(static_cast<char *>(data), std::max<size_t>(size, 1024));
+                EXPECT_TRUE(block == sent + std::string(block.size() - size, '\0'));
+                free(data);
+                fcall_destroy(call);
+                return 0;
+            },
+            {{"bytes", bytes(sent)}});
+    }
+}
+
+TEST_F(Call, SecondNameOfAnArgumentIsTaken) {
+    request_destroy(call("Probe", "note", {{"no", u32(1)}}));
+    request_destroy(call("Probe", "note", {{"number", u32(2)}}));
+    request_destroy(call("Probe", "note", {{"no", u32(3)}, {"number", u32(4)}}));
+    request_destroy(call("Probe", "note", {{"nu", u32(5)}, {"number|no", u32(6)}}));
+    EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "note 4", "note nothing"));
+}
+
+TEST_F(Call, DescriptorsArriveAsTheReceiversOwn) {
+    int pipe_ends[2];
+    ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+    int taken = -1;
+    probe(
+        [&](function_call_t *call, argument_list_t *a, variant_t *) {
+            variant_list_t *items = nullptr;
+            EXPECT_TRUE(argument_getList(a, "filedesc", 0, &items));
+            EXPECT_EQ(variant_list_size(items), 3u);
+            taken = variant_fd(variant_list_at(items, 0)); // ours from here on
+            EXPECT_EQ(variant_fd(variant_list_at(items, 0)), taken);
+            EXPECT_EQ(variant_fd(variant_list_at(items, 1)), -1) << "a negative one keeps its place";
+            variant_list_destroy(items); // closes the third, which nobody read
+            fcall_destroy(call);
+            return 0;
+        },
+        {{"filedesc", list({descriptor(pipe_ends[1]), descriptor(-7), descriptor(pipe_ends[0])})}});
+    ASSERT_GE(taken, 0);
+    EXPECT_NE(taken, pipe_ends[1]);
+    EXPECT_EQ(fcntl(taken, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_EQ(write(taken, "z", 1), 1);
+    char byte = 0;
+    EXPECT_EQ(read(pipe_ends[0], &byte, 1), 1);
+    EXPECT_EQ(byte, 'z');
+    for (int fd : {taken, pipe_ends[0], pipe_ends[1]})
+        EXPECT_EQ(close(fd), 0);
+}
+
+TEST_F(Call, DescriptorsNobodyReadsAreClosedWithTheCall) {
+    std::vector<variant_t> many(64, descriptor(STDIN_FILENO));
+    auto body = [](function_call_t *call, argument_list_t *, variant_t *) {
+        fcall_destroy(call);
+        return 0;
+    };
+    EXPECT_THAT(probe(body, {{"filedesc", list(many)}}), ElementsAre()); // the fixture counts
+}
+
+TEST_F(Call, DescriptorsReadBeforeTheCallerDiesAreStillGood) {
+    int taken = -1;
+    served::probe = [&](function_call_t *call, argument_list_t *a, variant_t *) {
+        variant_list_t *items = nullptr;
+        EXPECT_TRUE(argument_getList(a, "filedesc", 0, &items));
+        taken = variant_fd(variant_list_at(items, 0));
+        variant_list_destroy(items);
+        fcall_destroy(call);
+        return 0;
+    };
+    kex_t *other = kex_create("other");
+    request_t *r = request_create_executeFunction("Probe", "run", 0);
+    variant_t value = list({descriptor(STDIN_FILENO)});
+    request_addParameter(r, "filedesc", &value);
+    variant_cleanup(&value);
+    ASSERT_TRUE(kex_sendRequest(other, connect(other), r));
+    request_destroy(r);
+    kex_destroy(other);
+    EXPECT_TRUE(turn_until([&] { return taken >= 0; }));
+    EXPECT_EQ(close(taken), 0);
+}
+
+TEST_F(Call, ReplyMayCarryADescriptor) {
+    probe([](function_call_t *call, argument_list_t *, variant_t *value) {
+        fcall_destroy(call);
+        variant_setFd(value, STDERR_FILENO);
+        return 0;
+    });
+    request_t *r = call("Probe", "run");
+    reply_item_t *item = reply_firstItem(request_reply(r));
+    int fd = variant_fd(reply_item_returnValue(item));
+    EXPECT_GT(fd, STDERR_FILENO);
+    request_destroy(r);
+    EXPECT_EQ(close(fd), 0) << "it was read: it is ours";
+}
+
+TEST_F(Call, CallbackMayDeleteItsOwnObject) {
+    kex_declareTemplate(server, "T", "Probe");
+    object_t *instance = object_createInstance(kex_getObject(server, "T", 1), 0, "one");
+    object_commit(instance);
+    std::string name;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *value) {
+        object_t *object = fcall_object(call);
+        EXPECT_TRUE(object_delete(object));
+        EXPECT_TRUE(object_commit(kex_getObject(server, "T", 1)));
+        EXPECT_EQ(kex_getObject(server, "T.one", 1), nullptr);
+        name = object_name(object, 0); // still valid
+        fcall_destroy(call);
+        variant_setBool(value, 1);
+        return 0;
+    };
+    request_t *r = call("T.one", "run");
+    EXPECT_THAT(lines_of(r), ElementsAre("value true"));
+    EXPECT_EQ(name, "one");
+    request_destroy(r);
+    r = call("T.one", "run");
+    EXPECT_THAT(lines_of(r), ElementsAre("error 65537 No such object: T.one"));
+    request_destroy(r);
+}
+
+TEST_F(Call, PeerStaysValidWhileItsCallRuns) {
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        peer_t *caller = fcall_peer(call);
+        EXPECT_STREQ(peer_processName(caller), "client");
+        EXPECT_TRUE(peer_disconnect(caller));
+        EXPECT_FALSE(peer_disconnect(caller));
+        EXPECT_EQ(fcall_peer(call), caller);
+        request_t *back = request_create_executeFunction("X", "y", 0);
+        EXPECT_FALSE(kex_sendRequest(server, caller, back)) << "it is closed";
+        request_destroy(back);
+        fcall_destroy(call);
+        return 0;
+    };
+    request_t *r = call("Probe", "run");
+    EXPECT_THAT(lines_of(r), ElementsAre(testing::StartsWith("error 65541 Peer closed")));
+    request_destroy(r);
+}
+
+TEST_F(Call, RequestOfARunningCallBelongsToTheBus) {
+    EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
+                    request_destroy(fcall_request(call));
+                    variant_setBool(value, 1);
+                    fcall_destroy(call);
+                    return 0;
+                }),
+                ElementsAre("value true"));
+}
+
+TEST_F(Call, ReplyTooLargeToSendBecomesAnError) {
+    EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
+                    std::string huge(96 * 1024 + 1, 'x');
+                    variant_setByteArray(value, huge.data(), static_cast<uint32_t>(huge.size()));
+                    fcall_destroy(call);
+                    return 0;
+                }),
+                ElementsAre("error 65540 The reply cannot be sent: a byte array is too long"));
+}
+
+TEST_F(Call, BuiltInListingShowsTheTree) {
+    kex_declareTemplate(server, "P.EndPoint", "Probe");
+    object_commit(object_createInstance(kex_getObject(server, "P.EndPoint", 1), 0, "FXS1"));
+    object_createInstance(kex_getObject(server, "P.EndPoint", 1), 0, "pending");
+    request_t *r = call(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST);
+    EXPECT_THAT(lines_of(r), ElementsAre("value list [text \"Probe object Probe echo(text) note(number|no) run()\", "
+                                         "text \"Plain object - plain()\", text \"P object - plain()\", "
+                                         "text \"P.EndPoint template Probe echo(text) note(number|no) run()\", "
+                                         "text \"P.EndPoint.FXS1 instance Probe echo(text) note(number|no) run()\"]"));
+    request_destroy(r);
+}
+
+TEST_F(Call, NullHandlesAreAnswered) {
+    EXPECT_EQ(fcall_request(nullptr), nullptr);
+    EXPECT_EQ(fcall_object(nullptr), nullptr);
+    EXPECT_EQ(fcall_peer(nullptr), nullptr);
+    fcall_destroy(nullptr);
+    char *chars;
+    uint16_t u16_value;
+    uint32_t u32_value;
+    int32_t i32_value;
+    void *data;
+    variant_list_t *items;
+    EXPECT_FALSE(argument_getChar(nullptr, "x", 0, &chars));
+    EXPECT_FALSE(argument_getUInt16(nullptr, "x", 0, &u16_value));
+    EXPECT_FALSE(argument_getUInt32(nullptr, "x", 0, &u32_value));
+    EXPECT_FALSE(argument_getInt32(nullptr, "x", 0, &i32_value));
+    EXPECT_FALSE(argument_getByteArray(nullptr, "x", 0, &data, &u32_value));
+    EXPECT_FALSE(argument_getList(nullptr, "x", 0, &items));
 }
 
 } // namespace

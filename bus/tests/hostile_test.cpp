@@ -1,0 +1,414 @@
+// SPDX-License-Identifier: MIT
+// What no well-behaved peer sends: it is told why, closed, traced in one line, and leaves no descriptor behind.
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class Hostile : public DescriptorTest {
+protected:
+    Hostile() {
+        served::reset();
+        bus = kex_create("victim");
+        served::declare(bus);
+        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
+    }
+    ~Hostile() override {
+        kex_destroy(bus);
+        served::reset();
+    }
+
+    void settle() { turn_until_idle({bus}); }
+    // A peer that has said hello and read ours.
+    std::unique_ptr<RawPeer> greeted() {
+        auto raw = std::make_unique<RawPeer>(socket);
+        EXPECT_TRUE(raw->send(hello()));
+        settle();
+        raw->receive_all();
+        return raw;
+    }
+    // Still serves a good peer.
+    void expect_alive() {
+        auto good = greeted();
+        good->send(Packet(kCall, 5).text("Probe").text("echo").byte(1).text("text").byte(0).text("x"));
+        settle();
+        auto packets = good->receive_all();
+        ASSERT_EQ(packets.size(), 1u);
+        EXPECT_EQ(packets[0], Packet(kReply, 5).byte(0).byte(1).byte(0).text("x").bytes());
+    }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus;
+};
+
+// A call with one of everything, and two descriptors.
+Packet full_call() {
+    return Packet(kCall, 9, 0x8001)
+        .text("Probe")
+        .text("note")
+        .byte(9)
+        .text("text")
+        .byte(0)
+        .text("abc")
+        .text("i16")
+        .byte(3)
+        .half(0xFFFF)
+        .text("i32")
+        .byte(4)
+        .word(7)
+        .text("u16")
+        .byte(7)
+        .half(9)
+        .text("number")
+        .byte(8)
+        .word(70000)
+        .text("bool")
+        .byte(10)
+        .byte(1)
+        .text("list")
+        .byte(13)
+        .word(3)
+        .byte(18)
+        .word(1)
+        .word(40)
+        .byte(13)
+        .word(1)
+        .byte(255)
+        .byte(18)
+        .word(UINT32_MAX)
+        .word(UINT32_MAX)
+        .text("fd")
+        .byte(18)
+        .word(0)
+        .word(41)
+        .text("bytes")
+        .byte(19)
+        .text("xyz");
+}
+
+TEST_F(Hostile, TheFullCallIsGood) {
+    auto raw = greeted();
+    ASSERT_TRUE(raw->send(full_call(), {STDIN_FILENO, STDIN_FILENO}));
+    settle();
+    EXPECT_THAT(served::log, ElementsAre("note 70000"));
+    auto packets = raw->receive_all();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0], Packet(kReply, 9).byte(0).byte(0).bytes());
+}
+
+TEST_F(Hostile, CallCutOffAtEveryByteIsRefused) {
+    CapturedTrace trace;
+    std::string whole = full_call().bytes();
+    for (size_t size = 1; size < whole.size(); size++) {
+        auto raw = greeted();
+        ASSERT_TRUE(raw->send(whole.substr(0, size), {STDIN_FILENO, STDIN_FILENO}));
+        settle();
+        EXPECT_EQ(raw->refusal(), "the packet is cut off") << "after " << size << " bytes";
+        EXPECT_TRUE(raw->is_closed()) << size;
+    }
+    EXPECT_THAT(served::log, IsEmpty());
+    expect_alive();
+}
+
+TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
+    const Packet one_argument = Packet(kCall, 1).text("Probe").text("note").byte(1).text("a");
+    auto argument = [&](auto add) {
+        Packet packet = one_argument;
+        add(packet);
+        return packet;
+    };
+    Packet deep = argument(
+        [](Packet &p) { p.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(0); });
+    Packet many = Packet(kCall, 1).text("Probe").text("note").byte(65);
+    for (int i = 0; i < 65; i++)
+        many.text("a").byte(255);
+    Packet values = argument([](Packet &p) { p.byte(13).word(5000).raw(std::string(5000, '\xFF')); });
+    const struct {
+        const char *name;
+        std::string bytes;
+        std::vector<int> fds;
+        const char *why;
+    } rows[] = {
+        {"garbage", "GET / HTTP/1.1\r\n\r\n", {}, "this is no packet of the bus"},
+        {"other version", Packet(kCall).set(1, 2).bytes(), {}, "the protocol version differs"},
+        {"other byte order", Packet(kCall).set(2, 'X').bytes(), {}, "the byte order differs"},
+        {"unknown kind", Packet(99).bytes(), {}, "the kind of the packet is unknown"},
+        {"kind 0", Packet(0).bytes(), {}, "the kind of the packet is unknown"},
+        {"bytes behind the end", Packet(full_call()).byte(0).bytes(), {0, 0}, "the packet goes on after its end"},
+        {"second hello", hello("again").bytes(), {}, "a second hello came"},
+        {"tap hello after hello", Packet(kTapHello).text("t").bytes(), {}, "a second hello came"},
+        {"tap record", Packet(kTapRecord).bytes(), {}, "the kind of the packet is unknown"},
+        {"descriptor that did not come", full_call().bytes(), {0}, "a descriptor did not come"},
+        {"no descriptors came", full_call().bytes(), {}, "a descriptor did not come"},
+        {"one descriptor more", full_call().bytes(), {0, 0, 0}, "a descriptor came that no value names"},
+        {"descriptor in a packet without values",
+         Packet(kWaiting, 1).bytes(),
+         {0},
+         "a descriptor came that no value names"},
+        {"descriptor used twice",
+         argument([](Packet &p) { p.byte(13).word(2).byte(18).word(0).word(5).byte(18).word(0).word(5); }).bytes(),
+         {0},
+         "a descriptor is used twice"},
+        {"index far out",
+         argument([](Packet &p) { p.byte(18).word(0x80000000).word(5); }).bytes(),
+         {0},
+         "a descriptor did not come"},
+        {"65 descriptors", Packet(kWaiting, 1).bytes(), std::vector<int>(65, 0),
+         "a descriptor came that no value names"},
+        {"253 descriptors", full_call().bytes(), std::vector<int>(253, 0), "a descriptor came that no value names"},
+        {"five lists deep", deep.bytes(), {}, "lists are nested too deep"},
+        {"65 arguments", many.bytes(), {}, "too many arguments"},
+        {"5,000 values", values.bytes(), {}, "too many values"},
+        {"list with a count of all ones",
+         argument([](Packet &p) { p.byte(13).word(UINT32_MAX); }).bytes(),
+         {},
+         "the packet is cut off"},
+        {"text with a length of all ones",
+         argument([](Packet &p) { p.byte(0).word(UINT32_MAX); }).bytes(),
+         {},
+         "the packet is cut off"},
+        {"byte array over 96 KiB",
+         argument([](Packet &p) { p.byte(19).text(std::string(96 * 1024 + 1, 'x')); }).bytes(),
+         {},
+         "a byte array is too long"},
+        {"boolean 2", argument([](Packet &p) { p.byte(10).byte(2); }).bytes(), {}, "a boolean is neither 0 nor 1"},
+        {"unknown type", argument([](Packet &p) { p.byte(1).word(0); }).bytes(), {}, "a value has an unknown type"},
+        {"reply with two values",
+         Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255).bytes(),
+         {},
+         "a reply has more than one value"},
+        {"reply with 65 errors", Packet(kReply, 1).byte(65).bytes(), {}, "too many error items"},
+        {"packet over 128 KiB",
+         Packet(kCall, 1).text(std::string(128 * 1024, 'p')).text("f").byte(0).bytes(),
+         {},
+         "the packet is too large"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        auto raw = greeted();
+        size_t before = open_descriptors();
+        CapturedTrace trace;
+        ASSERT_TRUE(raw->send(row.bytes, row.fds));
+        settle();
+        EXPECT_EQ(open_descriptors(), before + 2 - 1) << "the capture's two more, the connection one less";
+        EXPECT_EQ(raw->refusal(), row.why);
+        EXPECT_TRUE(raw->is_closed());
+        std::string lines = trace.text();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
+        EXPECT_THAT(lines, HasSubstr(std::string("connection to 'raw' (process ") + std::to_string(getpid()) +
+                                     ") refused: " + row.why));
+    }
+    EXPECT_THAT(served::log, IsEmpty());
+    expect_alive();
+}
+
+TEST_F(Hostile, HelloHasToComeFirst) {
+    CapturedTrace trace;
+    for (const Packet &first :
+         {support::call(1, "Probe", "echo"), Packet(kWaiting, 1), Packet(kReply, 1).byte(0).byte(0)}) {
+        RawPeer raw(socket);
+        raw.send(first);
+        settle();
+        EXPECT_EQ(raw.refusal(), "no hello came first");
+        EXPECT_TRUE(raw.is_closed());
+    }
+    EXPECT_THAT(served::log, IsEmpty());
+    expect_alive();
+}
+
+TEST_F(Hostile, WhoeverSaysNothingIsClosedAfterTwoSeconds) {
+    CapturedTrace trace;
+    static uint64_t now;
+    now = 1000000000;
+    kex_setClock(
+        bus, [](void *) { return now; }, nullptr);
+    RawPeer raw(socket);
+    settle();
+    kex_dispatch(bus);
+    now += 1999999999;
+    kex_dispatch(bus);
+    EXPECT_FALSE(raw.is_closed());
+    now += 1;
+    kex_dispatch(bus);
+    settle();
+    EXPECT_TRUE(raw.is_closed());
+    EXPECT_THAT(trace.text(), HasSubstr("no hello came within 2 s"));
+}
+
+TEST_F(Hostile, UndeclaredNamesAreErrorItemsAndNeverLookedUp) {
+    const std::string names[] = {"",
+                                 std::string(10 * 1024, 'n'),
+                                 std::string("echo\0", 5),
+                                 "__libc_system",
+                                 "system",
+                                 "Probe_echo",
+                                 "__Probe_echo",
+                                 "echo ",
+                                 "ECHO",
+                                 "%s%n"};
+    for (const std::string &name : names) {
+        auto raw = greeted();
+        raw->send(support::call(3, "Probe", name));
+        raw->send(support::call(4, name, "echo"));
+        settle();
+        auto packets = raw->receive_all();
+        ASSERT_EQ(packets.size(), 2u) << name;
+        std::string shown = name.substr(0, 63);
+        std::replace(shown.begin(), shown.end(), '\0', '?');
+        EXPECT_EQ(packets[0],
+                  Packet(kReply, 3).byte(1).word(0x10002).text("No such function").text(shown).byte(0).bytes());
+        EXPECT_EQ(packets[1],
+                  Packet(kReply, 4).byte(1).word(0x10001).text("No such object").text(shown).byte(0).bytes());
+    }
+    EXPECT_THAT(served::log, IsEmpty());
+}
+
+TEST_F(Hostile, RepliesNobodyAskedForArePassedOver) {
+    auto raw = greeted();
+    raw->send(Packet(kReply, 77).byte(0).byte(1).byte(18).word(0).word(3), {STDIN_FILENO});
+    raw->send(Packet(kWaiting, 77));
+    settle();
+    EXPECT_FALSE(raw->is_closed());
+    expect_alive();
+}
+
+TEST_F(Hostile, OneWayCallsAreNeverAnswered) {
+    auto raw = greeted();
+    raw->send(Packet(kOneWayCall, 1).text("Probe").text("echo").byte(0));
+    raw->send(Packet(kOneWayCall, 2).text("nobody").text("echo").byte(0));
+    settle();
+    EXPECT_THAT(served::log, ElementsAre("echo"));
+    EXPECT_THAT(raw->receive_all(), IsEmpty());
+}
+
+TEST_F(Hostile, FloodIsReadNoFurtherThanItIsDispatched) {
+    auto raw = greeted();
+    auto other = greeted();
+    size_t sent = 0;
+    Packet note = Packet(kOneWayCall, 1).text("Probe").text("note").byte(0);
+    for (int turn = 0; turn < 50; turn++) {
+        while (raw->send(note))
+            sent++;
+        ASSERT_TRUE(other->send(note));
+        size_t before = served::log.size();
+        kex_dispatch(bus);
+        EXPECT_LE(served::log.size() - before, 1024u + 1u);
+    }
+    settle();
+    EXPECT_EQ(served::log.size(), sent + 50);
+}
+
+TEST_F(Hostile, FloodOfPacketsThatAreNoCallsLetsOthersLive) {
+    auto raw = greeted();
+    auto other = greeted();
+    for (int turn = 0; turn < 20; turn++) {
+        while (raw->send(Packet(kWaiting, 1)))
+            ;
+        other->send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(0));
+        kex_dispatch(bus);
+    }
+    settle();
+    EXPECT_EQ(served::log.size(), 20u);
+}
+
+TEST_F(Hostile, PeerThatNeverReadsItsRepliesIsBrokenOff) {
+    CapturedTrace trace;
+    auto raw = greeted();
+    size_t calls = 0;
+    Packet call =
+        Packet(kCall, 1).text("Probe").text("echo").byte(1).text("text").byte(0).text(std::string(60000, 'x'));
+    while (calls < 1000 && trace.text().empty()) {
+        calls += raw->send(call);
+        kex_dispatch(bus);
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("it does not read its replies"));
+    EXPECT_LT(calls, 100u);
+    expect_alive();
+}
+
+TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
+    CapturedTrace trace;
+    auto raw = greeted();
+    std::vector<int> fillers;
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit low = {open_descriptors() + 20, limit.rlim_max};
+    Packet with_many = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(64);
+    for (uint32_t i = 0; i < 64; i++)
+        with_many.byte(18).word(i).word(0);
+    Packet with_ten = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(10);
+    for (uint32_t i = 0; i < 10; i++)
+        with_ten.byte(18).word(i).word(0);
+    raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int fd = dup(0); fd >= 0; fd = dup(0))
+        fillers.push_back(fd);
+    settle();
+    EXPECT_THAT(served::log, ElementsAre("note nothing")) << "ten fit into the spare ones";
+    EXPECT_EQ(raw->refusal(), "");
+    raw->send(with_many, std::vector<int>(64, STDIN_FILENO));
+    settle();
+    EXPECT_EQ(served::log.size(), 1u);
+    EXPECT_EQ(raw->refusal(), "descriptors were lost: this process has no more");
+    for (int fd : fillers)
+        close(fd);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    settle();
+    expect_alive();
+}
+
+TEST_F(Hostile, NamesFromOutsideCannotForgeTraceLines) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    raw.send(hello("evil\nKEX     - [x]forged\x1b[2J"));
+    raw.send("?");
+    settle();
+    EXPECT_THAT(trace.text(), HasSubstr("'evil?KEX     - [x]forged?[2J'"));
+    std::string lines = trace.text();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1);
+}
+
+// The client's side: what a listener may do to whoever connects to it.
+TEST_F(Hostile, ListenerThatRefusesIsReportedInItsWords) {
+    CapturedTrace trace;
+    ScratchDirectory own;
+    kex_t *client = kex_create("client");
+    kex_t *listener = kex_create("listener");
+    std::string path = own.path("bus");
+    connection_listenOnIPC(kex_connection(listener), path.c_str());
+    peer_t *peer = kex_client_connect(client, uri_of(path).c_str());
+    static int closed;
+    closed = 0;
+    peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, [](peer_t *, int, void *) { return ++closed; });
+    request_t *r = request_create_executeFunction("a", "b", 0);
+    kex_sendRequest(client, peer, r);
+    request_destroy(r);
+    std::vector<std::unique_ptr<RawPeer>> crowd;
+    for (int i = 0; i < 64; i++)
+        crowd.push_back(std::make_unique<RawPeer>(path));
+    turn_until_idle({listener});
+    kex_t *late = kex_create("late");
+    peer_t *late_peer = kex_client_connect(late, uri_of(path).c_str());
+    EXPECT_NE(late_peer, nullptr);
+    peer_setEventHandler(late_peer, PEER_EVENT_CLOSED, nullptr, [](peer_t *, int, void *) { return ++closed; });
+    EXPECT_TRUE(turn_until({listener, late}, [] { return closed == 1; }));
+    EXPECT_THAT(trace.text(), HasSubstr("refused this process: there are too many connections"));
+    kex_destroy(late);
+    kex_destroy(client);
+    kex_destroy(listener);
+}
+
+} // namespace

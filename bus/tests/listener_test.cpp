@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+// Who may listen at a path, and who may connect.
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace support;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr uid_t kStranger = 65534;
+
+class Listen : public DescriptorTest {
+protected:
+    ~Listen() override {
+        for (kex_t *one : {bus, second})
+            kex_destroy(one);
+    }
+    peer_t *listen(kex_t *on, const std::string &path) {
+        return connection_listenOnIPC(kex_connection(on), path.c_str());
+    }
+    // A socket whose listener has died.
+    void leave_stale_socket() {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        socket.copy(address.sun_path, sizeof address.sun_path - 1);
+        int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        ASSERT_EQ(::listen(fd, 1), 0);
+        close(fd);
+    }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus = kex_create("first");
+    kex_t *second = kex_create("second");
+};
+
+TEST_F(Listen, SocketIsForUserAndGroup) {
+    for (mode_t mask : {0022u, 0077u, 0u}) {
+        mode_t before = umask(mask);
+        peer_t *listener = listen(bus, socket);
+        umask(before);
+        ASSERT_NE(listener, nullptr);
+        struct stat status;
+        ASSERT_EQ(stat(socket.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777u, 0660u) << "umask " << mask;
+        EXPECT_TRUE(peer_disconnect(listener));
+        EXPECT_NE(access(socket.c_str(), F_OK), 0) << "removed";
+    }
+}
+
+TEST_F(Listen, LiveListenerIsRefused) {
+    CapturedTrace trace;
+    ASSERT_NE(listen(bus, socket), nullptr);
+    EXPECT_EQ(listen(second, socket), nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("[x]cannot listen on '" + socket + "': another process listens there already"));
+    EXPECT_NE(kex_client_connect(second, uri_of(socket).c_str()), nullptr) << "the first one goes on";
+}
+
+TEST_F(Listen, LiveListenerWithoutALockIsRefused) {
+    CapturedTrace trace;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socket.copy(address.sun_path, sizeof address.sun_path - 1);
+    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(fd, 1), 0);
+    EXPECT_EQ(listen(bus, socket), nullptr);
+    EXPECT_EQ(access(socket.c_str(), F_OK), 0);
+    EXPECT_THAT(trace.text(), HasSubstr("another process listens there already"));
+    close(fd);
+}
+
+TEST_F(Listen, StaleSocketIsTakenOver) {
+    leave_stale_socket();
+    ASSERT_NE(listen(bus, socket), nullptr);
+    EXPECT_NE(kex_client_connect(second, uri_of(socket).c_str()), nullptr);
+}
+
+TEST_F(Listen, LockFileStays) {
+    ASSERT_NE(listen(bus, socket), nullptr);
+    kex_destroy(bus);
+    bus = nullptr;
+    EXPECT_EQ(access((socket + ".lock").c_str(), F_OK), 0);
+    EXPECT_NE(access(socket.c_str(), F_OK), 0);
+    EXPECT_NE(listen(second, socket), nullptr) << "and hinders nobody";
+}
+
+TEST_F(Listen, SomethingElseAtThePathIsLeftAlone) {
+    CapturedTrace trace;
+    int fd = open(socket.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    ASSERT_EQ(write(fd, "precious", 8), 8);
+    close(fd);
+    EXPECT_EQ(listen(bus, socket), nullptr);
+    struct stat status;
+    ASSERT_EQ(stat(socket.c_str(), &status), 0);
+    EXPECT_EQ(status.st_size, 8);
+    EXPECT_THAT(trace.text(), HasSubstr("something that is no socket stands there"));
+}
+
+TEST_F(Listen, BadPathsAreRefused) {
+    CapturedTrace trace;
+    EXPECT_EQ(listen(bus, ""), nullptr);
+    EXPECT_EQ(listen(bus, "/" + std::string(107, 'x')), nullptr);
+    EXPECT_EQ(listen(bus, scratch.path("nowhere/bus")), nullptr);
+    EXPECT_EQ(connection_listenOnIPC(nullptr, socket.c_str()), nullptr);
+    EXPECT_EQ(connection_listenOnIPC(kex_connection(bus), nullptr), nullptr);
+}
+
+TEST_F(Listen, InheritedSocketIsUsed) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socket.copy(address.sun_path, sizeof address.sun_path - 1);
+    pid_t child = fork();
+    if (child == 0) {
+        // As a service manager leaves it: the socket is descriptor 3, after one that is something else.
+        int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+        bool good = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 && ::listen(fd, 4) == 0;
+        good &= fcntl(STDERR_FILENO, F_DUPFD, 3) >= 3;
+        dup2(STDERR_FILENO, 3);
+        dup2(fd, 4);
+        setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+        setenv("LISTEN_FDS", "2", 1);
+        kex_t *own = kex_create("activated");
+        good &= listen(own, socket) != nullptr;
+        good &= (fcntl(4, F_GETFD) & FD_CLOEXEC) != 0;
+        good &= access((socket + ".lock").c_str(), F_OK) != 0; // it is not ours to lock
+        kex_t *caller = kex_create("caller");
+        peer_t *peer = kex_client_connect(caller, uri_of(socket).c_str());
+        good &= turn_until({own, caller}, [&] { return std::string(peer_processName(peer)) == "activated"; });
+        kex_destroy(caller);
+        kex_destroy(own);
+        good &= access(socket.c_str(), F_OK) == 0; // nor to remove
+        _exit(good ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+// Connects as another user, in a process of its own, and tells what it was answered: 0 nothing, 1 refused.
+int connect_as(uid_t user, gid_t group, const std::string &path, const std::vector<kex_t *> &buses) {
+    int answered[2];
+    EXPECT_EQ(pipe2(answered, O_CLOEXEC), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        if (setgid(group) != 0 || setuid(user) != 0)
+            _exit(3);
+        RawPeer raw(path);
+        raw.send(hello("stranger"));
+        fcntl(raw.fd(), F_SETFL, 0);
+        char first[256];
+        ssize_t size = recv(raw.fd(), first, sizeof first, 0);
+        if (size < 0) // the reset that stands in front of the refusal
+            size = recv(raw.fd(), first, sizeof first, 0);
+        _exit(size > 12 && first[3] == kRefused ? 1 : 0);
+    }
+    close(answered[0]);
+    close(answered[1]);
+    int status = -1;
+    turn_until(buses, [&] { return waitpid(child, &status, WNOHANG) == child; });
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(Listen, OtherUsersAreRefusedUnlessAllowed) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    CapturedTrace trace;
+    ASSERT_NE(listen(bus, socket), nullptr);
+    ASSERT_EQ(chmod(socket.c_str(), 0666), 0); // so that the kernel lets them get as far as our own check
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
+    EXPECT_EQ(connect_as(kStranger, kStranger, socket, {bus}), 1);
+    EXPECT_THAT(trace.text(), HasSubstr("its user may not connect"));
+
+    const struct {
+        const char *variable;
+        const char *value;
+        int answer;
+    } rows[] = {
+        {"KEX_ALLOW_UIDS", "1,65534", 0}, {"KEX_ALLOW_GIDS", "65534", 0},    {"KEX_ALLOW_UIDS", "1,2", 1},
+        {"KEX_ALLOW_UIDS", "65534,x", 1}, {"KEX_ALLOW_UIDS", "-1,65534", 1}, {"KEX_ALLOW_GIDS", "", 1},
+    };
+    for (const auto &row : rows) {
+        setenv(row.variable, row.value, 1);
+        kex_t *strict = kex_create("strict");
+        unsetenv(row.variable);
+        std::string path = scratch.path("strict");
+        ASSERT_NE(listen(strict, path), nullptr);
+        ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+        EXPECT_EQ(connect_as(kStranger, kStranger, path, {strict}), row.answer) << row.variable << "=" << row.value;
+        kex_destroy(strict);
+    }
+}
+
+TEST_F(Listen, FullDescriptorTableTurnsAwayWithAWord) {
+    CapturedTrace trace;
+    ASSERT_NE(listen(bus, socket), nullptr);
+    RawPeer raw(socket);
+    raw.send(hello());
+    std::vector<int> fillers;
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit low = {open_descriptors() + 20, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int fd = dup(0); fd >= 0; fd = dup(0))
+        fillers.push_back(fd);
+    support::turn_until_idle({bus});
+    for (int fd : fillers)
+        close(fd);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(raw.refusal(), "this process has no more descriptors");
+    EXPECT_TRUE(raw.is_closed());
+    RawPeer later(socket);
+    later.send(hello());
+    support::turn_until_idle({bus});
+    EXPECT_EQ(later.refusal(), "");
+    EXPECT_FALSE(later.is_closed());
+}
+
+} // namespace

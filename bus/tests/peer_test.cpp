@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+// Connections: their names, their end, and the order in which a host learns of it.
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <memory>
+#include <set>
+#include <unistd.h>
+
+using namespace support;
+using testing::ElementsAre;
+
+namespace {
+
+class Peer : public TwoBuses {
+protected:
+    Peer() {
+        served::reset();
+        served::declare(server);
+    }
+    ~Peer() override { served::reset(); }
+};
+
+int log_own_event(peer_t *peer, int event, void *userdata) {
+    served::log.push_back(std::string(static_cast<const char *>(userdata)) + " event " + std::to_string(event) +
+                          " of " + peer_processName(peer));
+    return 1;
+}
+
+void log_any_closed(kex_t *, peer_t *peer, void *userdata) {
+    served::log.push_back(std::string(static_cast<const char *>(userdata)) + " closed " + peer_processName(peer));
+}
+
+char *word(const char *text) {
+    return const_cast<char *>(text);
+}
+
+void send_note(kex_t *bus, peer_t *peer, uint32_t number) {
+    request_t *r = request_create_executeFunction("Probe", "note", 0);
+    variant_t value = u32(number);
+    request_addParameter(r, "number", &value);
+    EXPECT_TRUE(kex_sendRequest(bus, peer, r));
+    request_destroy(r);
+}
+
+TEST_F(Peer, BothSidesKnowEachOther) {
+    EXPECT_STREQ(peer_processName(to_server), "server");
+    EXPECT_EQ(peer_processId(to_server), getpid());
+    peer_t *caller = nullptr;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        caller = fcall_peer(call);
+        fcall_destroy(call);
+        return 0;
+    };
+    request_destroy(call("Probe", "run"));
+    EXPECT_STREQ(peer_processName(caller), "client");
+    EXPECT_EQ(peer_processId(caller), getpid());
+}
+
+TEST_F(Peer, ServerCallsBackThroughTheCallersPeer) {
+    served::declare(client);
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        send_note(server, fcall_peer(call), 8);
+        fcall_destroy(call);
+        return 0;
+    };
+    request_destroy(call("Probe", "run"));
+    EXPECT_TRUE(turn_until([] { return !served::log.empty(); }));
+    EXPECT_THAT(served::log, ElementsAre("note 8"));
+}
+
+TEST_F(Peer, QueuedCallsRunThenItsOwnHandlerThenTheHostsHandler) {
+    kex_t *other = kex_create("other");
+    peer_t *from_other = connect(other);
+    peer_t *seen = nullptr;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        seen = fcall_peer(call);
+        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, word("replaced"), log_own_event));
+        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, word("own"), log_own_event));
+        EXPECT_FALSE(peer_setEventHandler(seen, 5, nullptr, log_own_event)) << "there is no such event";
+        fcall_destroy(call);
+        return 0;
+    };
+    kex_onPeerClosed(server, log_any_closed, word("any"));
+    request_t *r = request_create_executeFunction("Probe", "run", 0);
+    ASSERT_TRUE(kex_sendRequest(other, from_other, r));
+    request_destroy(r);
+    send_note(other, from_other, 1);
+    send_note(other, from_other, 2);
+    kex_destroy(other); // all of it lies in the socket, the end behind it
+    EXPECT_TRUE(turn_until([] { return served::log.size() >= 4; }));
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "own event 6 of other", "any closed other"));
+    ASSERT_NE(seen, nullptr);
+    EXPECT_FALSE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, nullptr, log_own_event));
+    EXPECT_STREQ(peer_processName(seen), "");
+    EXPECT_EQ(peer_processId(seen), 0);
+    EXPECT_FALSE(peer_disconnect(seen));
+    r = request_create_executeFunction("Probe", "run", 0);
+    EXPECT_FALSE(kex_sendRequest(server, seen, r));
+    request_destroy(r);
+}
+
+TEST_F(Peer, HandlesAreNeverReused) {
+    std::set<peer_t *> seen;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        EXPECT_TRUE(seen.insert(fcall_peer(call)).second) << "a closed peer's handle came back";
+        fcall_destroy(call);
+        return 0;
+    };
+    for (size_t i = 1; i <= 100; i++) {
+        RawPeer raw(socket);
+        ASSERT_TRUE(raw.send(hello()));
+        ASSERT_TRUE(raw.send(support::call(1, "Probe", "run")));
+        ASSERT_TRUE(turn_until([&] { return seen.size() == i; }));
+        raw.close();
+        turn_until_idle();
+    }
+}
+
+TEST_F(Peer, ReconnectedPeerComesAfterItsOwnEnd) {
+    kex_onPeerClosed(server, log_any_closed, word("any"));
+    auto first = std::make_unique<RawPeer>(socket);
+    first->send(hello("plugin"));
+    turn_until_idle();
+    // All of this waits at the same time: a last call, the end, a new connection and its first call.
+    first->send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(1));
+    first.reset();
+    RawPeer second(socket);
+    second.send(hello("plugin"));
+    second.send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(2));
+    EXPECT_TRUE(turn_until([] { return served::log.size() >= 3; }));
+    EXPECT_THAT(served::log, ElementsAre("note 1", "any closed plugin", "note 2"));
+}
+
+TEST_F(Peer, WhoeverNeverSaidHelloCausesNoCloseEvent) {
+    kex_onPeerClosed(server, log_any_closed, word("any"));
+    RawPeer(socket).close();
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre());
+}
+
+TEST_F(Peer, ClosingFromThisSideIsAnEventToo) {
+    kex_onPeerClosed(client, log_any_closed, word("any"));
+    EXPECT_TRUE(peer_setEventHandler(to_server, PEER_EVENT_CLOSED, word("own"), log_own_event));
+    EXPECT_TRUE(peer_disconnect(to_server));
+    EXPECT_THAT(served::log, ElementsAre()) << "in a later turn";
+    EXPECT_TRUE(turn_until([] { return served::log.size() == 2; }));
+    EXPECT_THAT(served::log, ElementsAre("own event 6 of server", "any closed server"));
+}
+
+// The other side closes with our data unread: the kernel reports a reset in front of what it had sent before.
+TEST_F(Peer, ResetIsNotTheEndOfWhatCanBeRead) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle(); // our hello lies unread at the other side
+    for (uint32_t i = 1; i <= 3; i++)
+        raw.send(Packet(kOneWayCall, i).text("Probe").text("note").byte(1).text("number").byte(8).word(i));
+    raw.close();
+    EXPECT_TRUE(turn_until([] { return served::log.size() == 3; }));
+    EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "note 3"));
+}
+
+TEST_F(Peer, SixtyFourAndNoMore) {
+    std::vector<std::unique_ptr<RawPeer>> peers;
+    for (int i = 0; i < 63; i++) { // with the fixture's client: 64
+        peers.push_back(std::make_unique<RawPeer>(socket));
+        ASSERT_TRUE(peers.back()->send(hello()));
+        turn_until_idle();
+    }
+    RawPeer one_more(socket);
+    one_more.send(hello());
+    turn_until_idle();
+    EXPECT_EQ(one_more.refusal(), "there are too many connections");
+    EXPECT_TRUE(one_more.is_closed());
+    peers.pop_back();
+    turn_until_idle();
+    RawPeer replacement(socket);
+    replacement.send(hello());
+    turn_until_idle();
+    EXPECT_EQ(replacement.refusal(), "");
+    EXPECT_FALSE(replacement.is_closed());
+}
+
+TEST_F(Peer, ConnectingChecksTheUri) {
+    const std::string uris[] = {"",
+                                socket,
+                                "kex://ipc:",
+                                "kex://ipc:[]",
+                                "kex://ipc:[" + socket,
+                                "kex://tcp:[" + socket + "]",
+                                uri_of(scratch.path("nobody")),
+                                uri_of("/" + std::string(107, 'x'))};
+    for (const std::string &uri : uris)
+        EXPECT_EQ(kex_client_connect(client, uri.c_str()), nullptr) << uri;
+    EXPECT_EQ(kex_client_connect(client, nullptr), nullptr);
+    EXPECT_EQ(kex_client_connect(nullptr, uri_of(socket).c_str()), nullptr);
+}
+
+TEST_F(Peer, NullHandlesAreAnswered) {
+    EXPECT_FALSE(peer_setEventHandler(nullptr, PEER_EVENT_CLOSED, nullptr, log_own_event));
+    EXPECT_STREQ(peer_processName(nullptr), "");
+    EXPECT_EQ(peer_processId(nullptr), 0);
+    EXPECT_FALSE(peer_disconnect(nullptr));
+    kex_onPeerClosed(nullptr, log_any_closed, nullptr);
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+// Implements raw_peer.h.
+#include "raw_peer.h"
+
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace support {
+
+namespace {
+
+constexpr size_t kHeadSize = 12;
+constexpr size_t kRoom = 256 * 1024;
+
+} // namespace
+
+Packet::Packet(uint8_t kind, uint32_t serial, uint32_t flags) {
+    byte('k').byte(1).byte(std::endian::native == std::endian::little ? 'l' : 'B').byte(kind);
+    word(serial).word(flags);
+}
+
+Packet &Packet::byte(uint8_t value) {
+    bytes_.push_back(static_cast<char>(value));
+    return *this;
+}
+
+Packet &Packet::half(uint16_t value) {
+    return raw({reinterpret_cast<const char *>(&value), sizeof value});
+}
+Packet &Packet::word(uint32_t value) {
+    return raw({reinterpret_cast<const char *>(&value), sizeof value});
+}
+Packet &Packet::text(const std::string &value) {
+    return word(static_cast<uint32_t>(value.size())).raw(value);
+}
+
+Packet &Packet::raw(const std::string &bytes) {
+    bytes_ += bytes;
+    return *this;
+}
+
+Packet &Packet::set(size_t at, uint8_t value) {
+    bytes_.at(at) = static_cast<char>(value);
+    return *this;
+}
+
+Packet hello(const std::string &name) {
+    return Packet(kHello).text(name);
+}
+
+Packet call(uint32_t serial, const std::string &path, const std::string &function) {
+    return Packet(kCall, serial).text(path).text(function).byte(0);
+}
+
+RawPeer::RawPeer(const std::string &path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    fd_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd_ >= 0 && connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        close();
+    int room = static_cast<int>(kRoom);
+    setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+}
+
+RawPeer::~RawPeer() {
+    close();
+}
+
+void RawPeer::close() {
+    if (fd_ >= 0)
+        ::close(fd_);
+    fd_ = -1;
+}
+
+bool RawPeer::send(const std::string &bytes, const std::vector<int> &fds) {
+    iovec part = {const_cast<char *>(bytes.data()), bytes.size()};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    std::vector<char> control(CMSG_SPACE(sizeof(int) * fds.size()));
+    if (!fds.empty()) {
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        cmsghdr *head = CMSG_FIRSTHDR(&message);
+        head->cmsg_level = SOL_SOCKET;
+        head->cmsg_type = SCM_RIGHTS;
+        head->cmsg_len = CMSG_LEN(sizeof(int) * fds.size());
+        memcpy(CMSG_DATA(head), fds.data(), sizeof(int) * fds.size());
+    }
+    return sendmsg(fd_, &message, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
+std::optional<std::string> RawPeer::receive() {
+    std::string bytes(kRoom, '\0');
+    for (;;) {
+        ssize_t size = recv(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        if (size >= 0) {
+            bytes.resize(static_cast<size_t>(size));
+            return bytes;
+        }
+        if (errno != ECONNRESET && errno != EINTR)
+            return std::nullopt;
+    }
+}
+
+std::vector<std::string> RawPeer::receive_all() {
+    std::vector<std::string> packets;
+    for (auto packet = receive(); packet && !packet->empty(); packet = receive())
+        packets.push_back(*packet);
+    return packets;
+}
+
+std::string RawPeer::refusal() {
+    for (const std::string &packet : receive_all()) {
+        if (kind_of(packet) == kRefused)
+            return text_of(packet);
+    }
+    return "";
+}
+
+bool RawPeer::is_closed() {
+    auto packet = receive();
+    while (packet && !packet->empty())
+        packet = receive();
+    return packet.has_value();
+}
+
+uint8_t kind_of(const std::string &packet) {
+    return static_cast<uint8_t>(packet.at(3));
+}
+
+uint32_t serial_of(const std::string &packet) {
+    uint32_t serial;
+    memcpy(&serial, packet.data() + 4, sizeof serial);
+    return serial;
+}
+
+std::string text_of(const std::string &packet) {
+    uint32_t length;
+    memcpy(&length, packet.data() + kHeadSize, sizeof length);
+    return packet.substr(kHeadSize + sizeof length, length);
+}
+
+} // namespace support

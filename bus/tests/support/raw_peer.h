@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// A peer that speaks the bus's packets without the bus's code: for what no well-behaved peer would send. The bytes are
+// those of the drawing in bus/README.md.
+#ifndef BUS_TESTS_RAW_PEER_H
+#define BUS_TESTS_RAW_PEER_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// Builds the bytes of a packet: `Packet(2, 7).text("Probe").text("run").byte(0)`.
+class Packet {
+public:
+    explicit Packet(uint8_t kind, uint32_t serial = 0, uint32_t flags = 0);
+    Packet &byte(uint8_t value);
+    Packet &half(uint16_t value);
+    Packet &word(uint32_t value);
+    Packet &text(const std::string &value);
+    Packet &raw(const std::string &bytes);
+    Packet &set(size_t at, uint8_t value); // overwrites a byte
+    const std::string &bytes() const { return bytes_; }
+
+private:
+    std::string bytes_;
+};
+
+enum RawKind : uint8_t { kHello = 1, kCall, kOneWayCall, kReply, kRefused, kWaiting, kTapHello, kTapRecord };
+
+Packet hello(const std::string &name = "raw");
+// A call without arguments.
+Packet call(uint32_t serial, const std::string &path, const std::string &function);
+
+class RawPeer {
+public:
+    explicit RawPeer(const std::string &path);
+    explicit RawPeer(int connected) : fd_(connected) {}
+    ~RawPeer();
+    RawPeer(const RawPeer &) = delete;
+    RawPeer &operator=(const RawPeer &) = delete;
+
+    int fd() const { return fd_; }
+    bool connected() const { return fd_ >= 0; }
+    // False when the other side is gone or its queue is full. Descriptors are copied by the kernel.
+    bool send(const std::string &bytes, const std::vector<int> &fds = {});
+    bool send(const Packet &packet, const std::vector<int> &fds = {}) { return send(packet.bytes(), fds); }
+    // The next packet that is there now; nothing when there is none, "" at the end.
+    std::optional<std::string> receive();
+    // All packets that are there now, until the end or none is left.
+    std::vector<std::string> receive_all();
+    // The text of the first "refused" packet that is there, or "".
+    std::string refusal();
+    // Whether the other side has closed (after what it had sent has been read).
+    bool is_closed();
+    void close();
+
+private:
+    int fd_ = -1;
+};
+
+// Kind, serial and the text behind the head, of a packet that came.
+uint8_t kind_of(const std::string &packet);
+uint32_t serial_of(const std::string &packet);
+std::string text_of(const std::string &packet);
+
+} // namespace support
+
+#endif

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+// The tap: what it shows of the traffic, and that it cannot hurt.
+#include "kex_tap.h"
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <ctime>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+using namespace support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+// One record in one line: "call client>server #1 Probe.echo text=..." with what else its kind carries.
+std::string line_of(const kex_tap_record_t &record) {
+    static const char *const kinds[] = {"?",     "connected", "closed",  "call", "one-way",
+                                        "reply", "refused",   "waiting", "lost"};
+    std::string line = std::string(kinds[record.kind]) + " " + record.from.name + ">" + record.to.name;
+    if (record.serial != 0)
+        line += " #" + std::to_string(record.serial);
+    if (*record.path != '\0')
+        line += std::string(" ") + record.path + "." + record.function;
+    for (uint32_t i = 0; i < record.argument_count; i++)
+        line += std::string(" ") + record.argument_names[i] + "=" + show(record.arguments[i]);
+    for (uint32_t i = 0; i < record.error_count; i++)
+        line += " error " + std::to_string(record.error_codes[i]) + " " + record.error_descriptions[i] + ": " +
+                record.error_infos[i];
+    if (*record.text != '\0')
+        line += std::string(" \"") + record.text + "\"";
+    if (record.lost != 0)
+        line += " lost " + std::to_string(record.lost);
+    return line;
+}
+
+class Tap : public TwoBuses {
+protected:
+    Tap() {
+        served::reset();
+        served::declare(server);
+        tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+        EXPECT_NE(tap, nullptr);
+        turn_until_idle();
+        EXPECT_THAT(read_all(), ElementsAre());
+    }
+    ~Tap() override {
+        kex_tap_close(tap);
+        served::reset();
+    }
+
+    std::vector<std::string> read_all() {
+        std::vector<std::string> lines;
+        kex_tap_record_t record;
+        while (kex_tap_next(tap, &record) == 1)
+            lines.push_back(line_of(record));
+        return lines;
+    }
+
+    kex_tap_t *tap;
+};
+
+TEST_F(Tap, ShowsACallAndItsReply) {
+    request_destroy(call("Probe", "echo", {{"text", text("hi")}, {"list", list({u32(1), boolean(true)})}}, 0x8001));
+    request_destroy(call("Probe", "echo"));
+    EXPECT_THAT(read_all(), ElementsAre("call client>server #1 Probe.echo text=text \"hi\" list=list [u32 1, true]",
+                                        "reply server>client #1 =text \"hi\"", "call client>server #2 Probe.echo",
+                                        "reply server>client #2 error 196640 Missing mandatory argument: text"));
+}
+
+TEST_F(Tap, RecordsCarryTimesFlagsSizesAndEnds) {
+    timespec before;
+    clock_gettime(CLOCK_REALTIME, &before);
+    request_destroy(call("Probe", "note", {}, 0x8001));
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_CALL);
+    EXPECT_EQ(record.flags, 0x8001u);
+    EXPECT_EQ(record.bytes, support::call(1, "Probe", "note").bytes().size());
+    EXPECT_GE(record.time_ns, static_cast<uint64_t>(before.tv_sec) * 1000000000u);
+    EXPECT_EQ(record.from.process_id, getpid());
+    EXPECT_EQ(record.from.connection, 1u);
+    EXPECT_EQ(record.to.connection, 0u) << "the listener itself";
+    EXPECT_STREQ(record.to.name, "server");
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_REPLY);
+    EXPECT_EQ(record.from.connection, 0u);
+    EXPECT_EQ(record.to.connection, 1u);
+    EXPECT_EQ(kex_tap_next(tap, &record), 0);
+}
+
+TEST_F(Tap, ShowsWhoComesAndGoes) {
+    {
+        RawPeer raw(socket);
+        raw.send(hello("visitor"));
+        turn_until_idle();
+        raw.send("rubbish");
+        turn_until_idle();
+    }
+    {
+        RawPeer raw(socket);
+        raw.send(hello("second"));
+        turn_until_idle();
+    }
+    turn_until_idle();
+    EXPECT_THAT(read_all(),
+                ElementsAre("connected visitor>server", "refused server>visitor \"this is no packet of the bus\"",
+                            "closed visitor>server \"this is no packet of the bus\"", "connected second>server",
+                            "closed second>server \"the other side is gone\""));
+}
+
+TEST_F(Tap, ShowsOneWayCallsAndWaiting) {
+    request_t *r = request_create_executeFunction("Probe", "note", 0);
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    request_destroy(r);
+    turn_until_idle();
+    RawPeer raw(socket);
+    raw.send(hello("waiter"));
+    raw.send(Packet(kWaiting, 44));
+    turn_until_idle();
+    EXPECT_THAT(read_all(), ElementsAre("one-way client>server #1 Probe.note", "connected waiter>server",
+                                        "waiting waiter>server #44"));
+}
+
+TEST_F(Tap, ShowsDescriptorsAsTheSendersNumbers) {
+    int fd = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
+    request_destroy(call("Probe", "note", {{"fds", list({descriptor(fd), descriptor(-3)})}}));
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    const variant_list_t *items = variant_da_list(const_cast<variant_t *>(record.arguments[0]));
+    EXPECT_EQ(variant_fd(variant_list_at(items, 0)), fd);
+    EXPECT_EQ(variant_fd(variant_list_at(items, 1)), -1);
+    while (kex_tap_next(tap, &record) == 1)
+        ;
+    EXPECT_EQ(close(fd), 0) << "the tap closed nothing";
+}
+
+TEST_F(Tap, ShowsTheLargestPacket) {
+    // 128 KiB as a whole, and the record is larger still.
+    request_destroy(
+        call("Probe", "note", {{"a", bytes(std::string(96 * 1024, 'x'))}, {"b", bytes(std::string(32000, 'y'))}}));
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.argument_count, 2u);
+    EXPECT_GT(record.bytes, 130000u);
+}
+
+TEST_F(Tap, SlowOneLosesCopiesThatAreCountedAndSlowsNobody) {
+    size_t calls = 60;
+    for (size_t i = 0; i < calls; i++)
+        request_destroy(call("Probe", "echo", {{"text", text(std::string(60000, 'x').c_str())}}));
+    EXPECT_EQ(served::log.size(), calls);
+    size_t seen = 0;
+    size_t lost = 0;
+    kex_tap_record_t record;
+    EXPECT_TRUE(turn_until([&] {
+        while (kex_tap_next(tap, &record) == 1) {
+            if (record.kind == KEX_TAP_LOST)
+                lost += record.lost;
+            else
+                seen++;
+        }
+        // A last call brings the count of what was lost before it.
+        if (seen + lost < 2 * calls)
+            request_destroy(call("Probe", "note"));
+        return seen + lost >= 2 * calls;
+    }));
+    EXPECT_GT(lost, 0u);
+    EXPECT_GT(seen, 10u);
+}
+
+TEST_F(Tap, IsNoPeer) {
+    static int closed;
+    closed = 0;
+    kex_onPeerClosed(
+        server, [](kex_t *, peer_t *, void *) { closed++; }, nullptr);
+    kex_tap_close(tap);
+    turn_until_idle();
+    EXPECT_EQ(closed, 0);
+    tap = nullptr;
+    RawPeer raw(socket);
+    raw.send(Packet(kTapHello).text("tap"));
+    raw.send(support::call(1, "Probe", "echo"));
+    CapturedTrace trace;
+    turn_until_idle();
+    EXPECT_EQ(raw.refusal(), "a tap only looks");
+    EXPECT_THAT(served::log, ElementsAre());
+}
+
+TEST_F(Tap, EndOfTheListenerIsTold) {
+    kex_destroy(server);
+    server = nullptr;
+    kex_tap_record_t record;
+    int result = 1;
+    while (result == 1)
+        result = kex_tap_next(tap, &record);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(kex_tap_next(tap, &record), -1);
+}
+
+TEST_F(Tap, RefusedTapSeesWhyAsItsLastRecord) {
+    CapturedTrace trace;
+    std::vector<std::unique_ptr<RawPeer>> crowd;
+    for (int i = 0; i < 62; i++) { // with the client and the first tap: 64
+        crowd.push_back(std::make_unique<RawPeer>(socket));
+        crowd.back()->send(hello());
+        turn_until_idle();
+    }
+    kex_tap_t *late = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    ASSERT_NE(late, nullptr);
+    turn_until_idle();
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(late, &record), 1);
+    EXPECT_EQ(line_of(record), "refused > \"there are too many connections\"");
+    EXPECT_EQ(kex_tap_next(late, &record), -1);
+    kex_tap_close(late);
+}
+
+TEST_F(Tap, OpeningSaysWhyItFails) {
+    char why[256] = "";
+    EXPECT_EQ(kex_tap_open(uri_of(scratch.path("nobody")).c_str(), why, sizeof why), nullptr);
+    EXPECT_EQ(why, "cannot tap '" + uri_of(scratch.path("nobody")) + "': No such file or directory");
+    EXPECT_EQ(kex_tap_open("nonsense", why, sizeof why), nullptr);
+    EXPECT_THAT(why, HasSubstr("Invalid argument"));
+    EXPECT_EQ(kex_tap_open(nullptr, why, sizeof why), nullptr);
+    EXPECT_EQ(kex_tap_descriptor(nullptr), -1);
+    EXPECT_EQ(kex_tap_next(nullptr, nullptr), -1);
+    kex_tap_close(nullptr);
+}
+
+} // namespace

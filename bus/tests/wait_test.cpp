@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: MIT
+// kex_waitForReply: what it lets happen, and how it shows.
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <algorithm>
+#include <csignal>
+#include <sys/time.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+// A bus connected to a raw peer that has accepted it, so that the test plays the other side word by word.
+class Wait : public TwoBuses {
+protected:
+    Wait() {
+        served::reset();
+        served::declare(server);
+        raw.send(hello("plugin"));
+        served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+            plugin = fcall_peer(call);
+            fcall_destroy(call);
+            return 0;
+        };
+        raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+        EXPECT_TRUE(turn_until([&] { return plugin != nullptr; }));
+        raw.receive_all();
+        request = request_create_executeFunction("Theirs", "slow", 0);
+        EXPECT_TRUE(kex_sendRequest(server, plugin, request));
+        kex_dispatch(server);
+        auto sent = raw.receive_all();
+        EXPECT_EQ(sent.size(), 1u);
+        serial = serial_of(sent.at(0));
+    }
+    ~Wait() override {
+        request_destroy(request);
+        served::reset();
+    }
+
+    Packet reply() const { return Packet(kReply, serial).byte(0).byte(0); }
+    Packet note(uint32_t number) const {
+        return Packet(kOneWayCall, 10 + number).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
+    }
+
+    RawPeer raw{socket};
+    peer_t *plugin = nullptr;
+    request_t *request = nullptr;
+    uint32_t serial = 0;
+};
+
+// A clock that moves by itself: each look at it is some time later.
+struct RunningClock {
+    uint64_t now = 1000000000;
+    uint64_t step = 500000000;
+    static uint64_t read(void *self) {
+        auto *clock = static_cast<RunningClock *>(self);
+        return clock->now += clock->step;
+    }
+};
+
+constexpr timeval kSeconds(int seconds) {
+    return {seconds, 0};
+}
+
+TEST_F(Wait, EndsWithTheReply) {
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr)) << "it is there";
+    EXPECT_NE(request_reply(request), nullptr);
+}
+
+TEST_F(Wait, RunsNothingAndKeepsTheOrder) {
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, [](kex_timer_t *) { served::log.push_back("timer"); });
+    kex_timer_start(timer, 0);
+    raw.send(note(1));
+    raw.send(note(2));
+    raw.send(reply());
+    raw.send(note(3));
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(served::log, ElementsAre());
+    EXPECT_TRUE(turn_until([] { return served::log.size() >= 4; }));
+    served::log.erase(std::find(served::log.begin(), served::log.end(), "timer"));
+    EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "note 3"));
+    kex_timer_destroy(timer);
+}
+
+TEST_F(Wait, FailsAtOnceWhenThePeerCloses) {
+    raw.send(note(1));
+    raw.close();
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(lines_of(request), ElementsAre("error 65541 Peer closed: the other side is gone"));
+    EXPECT_TRUE(turn_until([] { return !served::log.empty(); })) << "the call from before is not lost";
+}
+
+TEST_F(Wait, FailsAtOnceWhenThePeerSendsRubbish) {
+    raw.send("rubbish");
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    EXPECT_EQ(raw.refusal(), "this is no packet of the bus");
+}
+
+TEST_F(Wait, EndsAtItsTimeLimit) {
+    timeval limit = {0, 20000};
+    EXPECT_FALSE(kex_waitForReply(server, request, &limit));
+    EXPECT_EQ(request_reply(request), nullptr);
+    timeval none = kSeconds(0);
+    EXPECT_FALSE(kex_waitForReply(server, request, &none));
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, &none)) << "what is there is read even so";
+}
+
+TEST_F(Wait, OfARequestThatWasNeverSentFails) {
+    request_t *unsent = request_create_executeFunction("a", "b", 0);
+    EXPECT_FALSE(kex_waitForReply(server, unsent, nullptr));
+    request_destroy(unsent);
+}
+
+TEST_F(Wait, StopMakesItFail) {
+    kex_stop(server);
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+}
+
+kex_t *to_stop;
+
+TEST_F(Wait, StopFromASignalHandlerMakesARunningOneFail) {
+    to_stop = server;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { kex_stop(to_stop); };
+    struct sigaction before;
+    sigaction(SIGALRM, &action, &before);
+    itimerval soon = {{0, 0}, {0, 50000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    sigaction(SIGALRM, &before, nullptr);
+}
+
+TEST_F(Wait, ShowsAfterTwoSecondsAndEveryTen) {
+    CapturedTrace trace;
+    RunningClock clock;
+    kex_setClock(server, RunningClock::read, &clock);
+    timeval limit = kSeconds(25);
+    EXPECT_FALSE(kex_waitForReply(server, request, &limit));
+    kex_setClock(server, nullptr, nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("KEX     - [!]waiting for 'plugin' (process " + std::to_string(getpid()) +
+                                        ") to answer 'slow' of 'Theirs' for 2 s\n"));
+    EXPECT_THAT(trace.text(), HasSubstr("for 12 s\n"));
+    EXPECT_THAT(trace.text(), HasSubstr("for 22 s\n"));
+    size_t lines = 0;
+    for (char c : trace.text())
+        lines += c == '\n';
+    EXPECT_EQ(lines, 3u) << trace.text();
+}
+
+TEST_F(Wait, TellsTheOtherSide) {
+    CapturedTrace trace;
+    RunningClock clock;
+    kex_setClock(server, RunningClock::read, &clock);
+    timeval limit = kSeconds(5);
+    EXPECT_FALSE(kex_waitForReply(server, request, &limit));
+    kex_setClock(server, nullptr, nullptr);
+    auto packets = raw.receive_all();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(kind_of(packets[0]), kWaiting);
+    EXPECT_EQ(serial_of(packets[0]), serial);
+}
+
+TEST_F(Wait, TwoThatWaitForEachOtherAreTraced) {
+    CapturedTrace trace;
+    raw.send(support::call(77, "Probe", "run"));
+    raw.send(Packet(kWaiting, 77));
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(trace.text(), HasSubstr("wait for each other: we for 'slow' of 'Theirs', they for 'run' of 'Probe'"));
+}
+
+TEST_F(Wait, NoticeThatCameBeforeTheWaitIsTracedWhenTheWaitBegins) {
+    CapturedTrace trace;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        // The caller has long said that it waits for us; now we wait for it.
+        raw.send(Packet(kWaiting, 77));
+        request_t *first = request_create_executeFunction("Theirs", "first", 0);
+        EXPECT_TRUE(kex_sendRequest(server, plugin, first));
+        timeval none = kSeconds(0);
+        kex_waitForReply(server, first, &none);
+        kex_waitForReply(server, request, &none);
+        request_destroy(first);
+        fcall_destroy(call);
+        return 0;
+    };
+    raw.send(support::call(77, "Probe", "run"));
+    turn_until_idle();
+    EXPECT_THAT(trace.text(), HasSubstr("we for 'first' of 'Theirs', they for 'run' of 'Probe'"));
+    EXPECT_THAT(trace.text(), HasSubstr("we for 'slow' of 'Theirs', they for 'run' of 'Probe'"));
+}
+
+TEST_F(Wait, PeerThatSendsTooMuchMeanwhileIsBrokenOff) {
+    std::thread flood([&] {
+        for (uint32_t i = 0; i < 3000; i++) {
+            while (!raw.send(note(i))) {
+                if (errno != EAGAIN)
+                    return;
+                std::this_thread::yield();
+            }
+        }
+    });
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    flood.join();
+    EXPECT_THAT(lines_of(request), ElementsAre(HasSubstr("it sent too much while its reply was waited for")));
+    turn_until_idle();
+    EXPECT_EQ(served::log.size(), 1024u) << "what it had sent within the limit still runs";
+}
+
+TEST_F(Wait, FloodDuringAWaitForSomebodyElseIsLeftAlone) {
+    RawPeer other(socket);
+    other.send(hello("other"));
+    size_t sent = 0;
+    while (other.send(note(1)))
+        sent++;
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_TRUE(turn_until([&] { return served::log.size() == sent; }));
+}
+
+} // namespace
