@@ -161,8 +161,7 @@ class RawPeer:
     @classmethod
     def connect(cls, path, name="raw", hello=True):
         connected = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        connected.settimeout(20)
-        connected.connect(str(path))
+        connected.connect(str(path))  # without a limit: where one is set, a full queue of the listener is an error
         peer = cls(connected)
         if hello:
             peer.send(head(HELLO) + text(name))

@@ -1,0 +1,261 @@
+# SPDX-License-Identifier: MIT
+"""Every bus function of the library with arguments that are missing, of another type, too short, too long: over the real socket,
+into real hosts. Each call is answered, and the host does its work afterwards."""
+
+import os
+import struct
+
+import pytest
+
+from processes import QUICK_RETRY, System
+from wire import APPLICATION, CALL, Fd, I16, I32, ONE_WAY, RawListener, RawPeer, REPLY, U16, U32, reply
+
+SENTENCE = 196638  # an error with a sentence of its own
+MISSING = 196640
+MISSING_TEXT = "Missing mandatory argument"
+
+# What stands where another type is expected.
+WRONG = {
+    "none": None, "text": "x", "number": U32(7), "negative": I32(-1), "boolean": True, "bytes": b"\x01\x02", "list": [],
+    "list_of_lists": [[["x"]]], "no_descriptor": Fd(-1), "small_number": I16(-5),
+}
+
+
+def is_kind(kind, item):
+    """Whether a value is of the kind that an argument wants."""
+    numbers = {"u16": (0, 0xFFFF), "u32": (0, 0xFFFFFFFF), "i32": (-2**31, 2**31 - 1)}
+    if kind in numbers:
+        low, high = numbers[kind]
+        return isinstance(item, (U16, U32, I16, I32)) and low <= item <= high
+    return {"text": isinstance(item, str), "bytes": isinstance(item, bytes), "list": isinstance(item, list)}[kind]
+
+
+def event_record(endpoint=0, length=0, parameters=b""):
+    return struct.pack("=iIIII", endpoint, 0x20090500, 0, 0xDEADBEEF, length) + parameters
+
+
+# Functions of the application: arguments in reading order with their kind, a good value, and the error when it is missing.
+NAME_ERROR = (SENTENCE, "Missing 'name' parameter.", "name")
+APPLICATION_FUNCTIONS = {
+    "register_plugin": [("plugin_name", "text", "raw", (SENTENCE, "Missing 'plugin_name' parameter.", "plugin_name"))],
+    "deregister_plugin": [("plugin_name", "text", "nobody", NAME_ERROR)],
+    "register_endpoint": [
+        ("plugin_name", "text", "nobody", NAME_ERROR), ("endpoint_name", "text", "R1", NAME_ERROR),
+        ("endpoint_path", "text", "raw.EndPoint.R1", NAME_ERROR),
+        ("type", "u16", U16(1), (SENTENCE, "Missing 'type' parameter.", "type")),
+        ("codeclist", "bytes", b"", (MISSING, MISSING_TEXT, "codeclist"))],
+    "deregister_endpoint": [("endpoint", "u16", U16(999), (SENTENCE, "Missing 'type' parameter.", "type"))],
+    "event": [("plugin_name", "text", "raw", NAME_ERROR), ("event", "bytes", event_record(), (MISSING, MISSING_TEXT, "event"))],
+}
+
+
+def faults(functions):
+    """Each argument of each function once left out and once of every other kind."""
+    for function, arguments in functions.items():
+        for index, (name, kind, _, error) in enumerate(arguments):
+            def given(item, index=index, arguments=arguments):
+                return [(other, item if place == index else good) for place, (other, _, good, _) in enumerate(arguments)]
+
+            left_out = given(None)[:index] + given(None)[index + 1:]
+            yield pytest.param(function, left_out, error, id=f"{function}-{name}-left_out")
+            for wrong, item in WRONG.items():
+                if item is not None and not is_kind(kind, item):
+                    yield pytest.param(function, given(item), error, id=f"{function}-{name}-{wrong}")
+
+
+@pytest.fixture(scope="module")
+def shared_application():
+    """One application for all calls: it must get through every one of them."""
+    with System() as system:
+        system.application = system.start_application()
+        system.plugin = system.start_fxs("fxs1")
+        yield system
+        assert system.application.running, system.report()
+        system.plugin.ask("1 off")
+        system.plugin.expect("^1 hears dial-tone$")
+
+
+def test_application_answers_every_fault(shared_application):
+    with RawPeer.connect(shared_application.socket) as peer:
+        for case in faults(APPLICATION_FUNCTIONS):
+            function, arguments, error = case.values
+            answer = peer.call(APPLICATION, function, arguments)
+            assert answer is not None and answer.kind == REPLY, case.id
+            assert answer.errors == [error], case.id
+            assert answer.result is (None if function == "event" else False), case.id
+
+
+def test_application_takes_texts_of_any_content(shared_application):
+    texts = ["", "a" * 19, "a" * 20, "a" * 300, "a" * 60_000, "%s%n%s", "\x1b[2J", "x\0y", "..", "\u00fc" * 40, "VoiceService.VoiceApplication"]
+    with RawPeer.connect(shared_application.socket) as peer:
+        for name in texts:
+            assert peer.call(APPLICATION, "deregister_plugin", [("plugin_name", name)]).kind == REPLY
+            arguments = [("plugin_name", "fxs1"), ("endpoint_name", name), ("endpoint_path", f"fxs1.EndPoint.{name}"),
+                         ("type", U16(1)), ("codeclist", b"")]
+            answer = peer.call(APPLICATION, "register_endpoint", arguments)
+            assert answer.kind == REPLY, repr(name[:30])
+            if answer.result is not False:
+                assert peer.call(APPLICATION, "deregister_endpoint", [("endpoint", U16(answer.result))]).result is True
+            assert peer.call(APPLICATION, "event", [("plugin_name", name), ("event", event_record())]).kind == REPLY
+    for name in texts:
+        with RawPeer.connect(shared_application.socket) as peer:
+            assert peer.call(APPLICATION, "register_plugin", [("plugin_name", name)], answer=lambda packet: None).kind == REPLY
+
+
+def test_application_measures_events(shared_application):
+    records = [b"", b"\x00", event_record()[:19], event_record(length=1), event_record(length=0xFFFFFFFF),
+               event_record(endpoint=-1), event_record(endpoint=2**31 - 1), event_record(length=4, parameters=b"\xff" * 4),
+               event_record(length=8, parameters=struct.pack("=II", 0x24090502, 0xFFFFFFFF)),
+               event_record(length=90_000, parameters=b"\xff" * 90_000), event_record(parameters=b"more than announced")]
+    with RawPeer.connect(shared_application.socket) as peer:
+        for record in records:
+            answer = peer.call(APPLICATION, "event", [("plugin_name", "fxs1"), ("event", record)])
+            assert answer.kind == REPLY and answer.result is None and answer.errors == []
+
+
+def test_application_takes_codec_lists_of_any_length(shared_application):
+    with RawPeer.connect(shared_application.socket) as peer:
+        for length in (1, 15, 16, 17, 255, 256, 257, 4096, 90_000):
+            arguments = [("plugin_name", "fxs1"), ("endpoint_name", f"L{length}"), ("endpoint_path", f"fxs1.EndPoint.L{length}"),
+                         ("type", U16(1)), ("codeclist", b"\xff" * length)]
+            number = peer.call(APPLICATION, "register_endpoint", arguments).result
+            assert number is not False and number >= 0, length
+            assert peer.call(APPLICATION, "deregister_endpoint", [("endpoint_id", U16(number))]).result is True
+
+
+# Functions of a plugin and its endpoints.
+def set_record(length=0, parameters=b""):
+    return struct.pack("=II", 0xDEADBEEF, length) + parameters
+
+
+def signal_record(length=0, parameters=b""):
+    return struct.pack("=iIIIIII", 0, 0x10073000, 0, 0, 0, 0xDEADBEEF, length) + parameters
+
+
+def argument(name, kind, good, info=None):
+    return name, kind, good, (MISSING, MISSING_TEXT, info or name)
+
+
+CNX = argument("cnx_info", "bytes", bytes(704))
+LINE = argument("ep_line_id", "u32", U32(0))
+FILES = argument("filedesc", "list", [Fd(-1)])
+CTX = argument("ctx_id", "u32", U32(1))
+STREAM = argument("stream_info", "bytes", bytes(712), "cnx_info")
+
+PLUGIN_FUNCTIONS = {
+    "exit": [argument("reason", "u32", U32(0))],
+    "create_ctx": [CTX],
+    "add_stream": [argument("ep_id", "i32", I32(0)), CTX, argument("line_id", "u32", U32(0)), STREAM, FILES],
+    "modify_stream": [CTX, STREAM],
+    "remove_stream": [CTX, argument("stream_id", "u32", U32(0))],
+    "destroy_ctx": [CTX],
+    "init": [argument("country", "text", "DE")],
+}
+ENDPOINT_FUNCTIONS = {
+    "signal": [argument("signal", "bytes", signal_record())],
+    "event": [argument("event", "bytes", event_record()), argument("channel_id", "u32", U32(0))],
+    "create": [CNX, FILES, LINE],
+    "modify": [CNX, FILES, LINE],
+    "destroy": [LINE],
+    "get": [argument("param_set_request", "bytes", set_record())],
+    "set": [argument("param_set_params", "bytes", set_record())],
+}
+# Which argument, left out, ends a call without a return value; elsewhere it is false, and always true for "event".
+WITHOUT_VALUE = {("create_ctx", "ctx_id"), ("add_stream", "ctx_id"), ("add_stream", "ep_id"), ("modify_stream", "ctx_id"),
+                 ("remove_stream", "ctx_id"), ("remove_stream", "stream_id"), ("destroy_ctx", "ctx_id"), ("destroy", "ep_line_id"),
+                 ("get", "param_set_request")}
+
+
+class FakeApplication:
+    """A raw listener that a real plugin registers with, and that then calls it."""
+
+    def __init__(self, system):
+        self.listener = RawListener(system.socket)
+        self.plugin = system.start_fxs("fxs1", "--lines", "1", ready=False, environment=QUICK_RETRY)
+        self.peer = self.listener.accept()
+        registration = self.peer.receive()
+        assert (registration.kind, registration.function) == (CALL, "register_plugin")
+        self.peer.send(reply(registration.serial, True))
+        assert self.peer.call("fxs1", "init", [("country", "DE")], answer=self.answer).result is True
+        self.plugin.expect("^ready .* lines=1$")
+
+    def answer(self, packet):
+        if packet.kind == CALL:
+            self.peer.send(reply(packet.serial, I16(0) if packet.function == "register_endpoint" else True))
+
+    def call(self, path, function, arguments):
+        answer = self.peer.call(path, function, arguments, answer=self.answer)
+        assert answer is not None and answer.kind == REPLY, (function, arguments)
+        return answer
+
+    def still_works(self):
+        """The line plays what it is told."""
+        self.plugin.ask("1 off")
+        while True:
+            packet = self.peer.receive()
+            if packet.kind == ONE_WAY and packet.function == "event":
+                break
+            self.answer(packet)
+        assert self.call("fxs1.EndPoint.FXS1", "signal", [("signal", signal_record())]).result is True
+        self.plugin.expect("^1 hears dial-tone$")
+
+
+@pytest.fixture
+def fake(system):
+    one = FakeApplication(system)
+    yield one
+    one.peer.close()
+    one.listener.close()
+
+
+@pytest.mark.parametrize("path, functions", [("fxs1", PLUGIN_FUNCTIONS), ("fxs1.EndPoint.FXS1", ENDPOINT_FUNCTIONS)],
+                         ids=["plugin", "endpoint"])
+def test_plugin_answers_every_fault(fake, path, functions):
+    for case in faults(functions):
+        function, arguments, error = case.values
+        answer = fake.call(path, function, arguments)
+        assert answer.errors == [error], case.id
+        name = case.id.split("-")[1]
+        if function == "event":
+            assert answer.result is True, case.id
+        else:
+            assert answer.result is (None if (function, name) in WITHOUT_VALUE else False), case.id
+    fake.still_works()
+
+
+def test_plugin_measures_records(fake):
+    path = "fxs1.EndPoint.FXS1"
+    for length in (0, 1, 7, 8, 19, 20, 27, 28, 29, 90_000):
+        for fill in (b"\x00", b"\xff"):
+            for function, name in (("signal", "signal"), ("get", "param_set_request"), ("set", "param_set_params")):
+                fake.call(path, function, [(name, fill * length)])
+            assert fake.call(path, "event", [("event", fill * length), ("channel_id", U32(0))]).result is True
+    for announced in (1, 4, 8, 0x7FFFFFFF, 0xFFFFFFFF):
+        for body in (b"", b"\xff" * 3, struct.pack("=II", 0x24090502, 0xFFFFFFFC)):
+            fake.call(path, "signal", [("signal", signal_record(announced, body))])
+            fake.call(path, "set", [("param_set_params", set_record(announced, body))])
+            fake.call(path, "get", [("param_set_request", set_record(announced, body))])
+    fake.still_works()
+
+
+def test_plugin_keeps_no_descriptor_of_failed_media(fake):
+    before = fake.plugin.descriptors()
+    with open(os.devnull, "rb") as null:
+        some = Fd(null.fileno())
+        for function in ("create", "modify"):
+            for files in ([], [some] * 12, [some, Fd(-1), some], ["x"], [some, "x"], [[some]], [U32(3)]):
+                for info in (b"", b"\xff" * 704, b"\xff" * 705, b"\xff" * 735, b"\xff" * 736, b"\xff" * 90_000):
+                    fake.call("fxs1.EndPoint.FXS1", function, [("cnx_info", info), ("filedesc", files), ("ep_line_id", U32(0))])
+            fake.call("fxs1.EndPoint.NONE", function, [("cnx_info", b""), ("filedesc", [some] * 3), ("ep_line_id", U32(0))])
+        # No more than the three that a stream has: how many others came, the callback cannot tell.
+        for files in ([], [some], [some] * 3, ["x"]):
+            fake.call("fxs1", "add_stream", [("ep_id", I32(0)), ("ctx_id", U32(9)), ("line_id", U32(0)), ("stream_info", b"\xff" * 712),
+                                             ("filedesc", files)])
+    assert fake.plugin.descriptors() == before
+    fake.still_works()
+
+
+def test_template_and_unknown_endpoints_take_no_calls(fake):
+    for path in ("fxs1.EndPoint", "fxs1.EndPoint.FXS2", "fxs1.EndPoint.", "fxs1.x", "fxs2"):
+        answer = fake.call(path, "signal", [("signal", signal_record())])
+        assert answer.result is None and answer.errors[0][0] == 0x00010001, path

@@ -1,0 +1,225 @@
+# SPDX-License-Identifier: MIT
+"""Peers that do not keep to the rules, over the real socket: they are told why and closed, and nobody else notices."""
+
+import os
+import socket
+import struct
+
+import pytest
+
+from processes import until
+from wire import APPLICATION, CALL, HELLO, ORDER, REPLY, TAP_RECORD, Fd, RawPeer, call, head, text
+
+OTHER_ORDER = b"B" if ORDER == b"l" else b"l"
+
+
+@pytest.fixture
+def application(system):
+    """An application with one plugin, whose line must still work after whatever the test did, without a descriptor lost."""
+    one = system.start_application()
+    plugin = system.start_fxs("fxs1")
+    before = one.descriptors()
+    yield one
+    until("the application gave back all descriptors", lambda: one.descriptors() == before)
+    plugin.ask("1 off")
+    plugin.expect("^1 hears dial-tone$")
+
+
+def good_call():
+    return call(1, APPLICATION, "register_plugin", [("plugin_name", "raw")])[0]
+
+
+def greeted(system):
+    return RawPeer.connect(system.socket)
+
+
+HELLO_PACKET = head(HELLO) + text("raw")
+
+BROKEN_GREETINGS = {
+    "one_byte": b"k",
+    "head_cut_off": HELLO_PACKET[:11],
+    "head_alone": head(HELLO),
+    "name_cut_off": HELLO_PACKET[:-1],
+    "something_behind_the_name": HELLO_PACKET + b"x",
+    "garbage": bytes(range(256)),
+    "text": b"GET / HTTP/1.1\r\nHost: localhost\r\n\r\n",
+    "other_magic": head(HELLO, magic=b"K") + text("raw"),
+    "other_version": head(HELLO, version=2) + text("raw"),
+    "other_byte_order": head(HELLO, order=OTHER_ORDER) + text("raw"),
+    "unknown_byte_order": head(HELLO, order=b"?") + text("raw"),
+    "unknown_kind": head(99),
+    "call_before_the_greeting": good_call(),
+    "tap_record": head(TAP_RECORD) + b"\x00" * 64,
+    "name_longer_than_the_packet": head(HELLO) + struct.pack("=I", 0xFFFFFFFF) + b"raw",
+}
+
+
+@pytest.mark.parametrize("packet", BROKEN_GREETINGS.values(), ids=BROKEN_GREETINGS.keys())
+def test_broken_greeting(system, application, packet):
+    with RawPeer.connect(system.socket, hello=False) as peer:
+        peer.send(packet)
+        assert peer.refusal() != ""
+    application.err.expect("refused|closed|broken")
+
+
+BROKEN_PACKETS = {
+    "second_greeting": HELLO_PACKET,
+    "path_longer_than_the_packet": head(CALL, 1) + struct.pack("=I", 4096) + b"VoiceService",
+    "argument_count_without_arguments": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01",
+    "more_arguments_than_allowed": head(CALL, 1) + text(APPLICATION) + text("event") + b"\xff" + (text("a") + b"\xff") * 255,
+    "unknown_type_code": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x63",
+    "boolean_that_is_neither": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x0a\x02",
+    "byte_array_cut_off": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x13"
+                          + struct.pack("=I", 100) + b"short",
+    "list_of_four_billion": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x0d"
+                            + struct.pack("=I", 0xFFFFFFFF),
+    "lists_nested_five_deep": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event")
+                              + (b"\x0d" + struct.pack("=I", 1)) * 5 + b"\x0d" + struct.pack("=I", 0),
+    "descriptor_that_did_not_come": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event")
+                                    + struct.pack("=Bii", 18, 0, 5),
+    "something_behind_the_call": good_call() + b"x",
+    "other_byte_order": head(CALL, 1, order=OTHER_ORDER) + good_call()[12:],
+    "reply_cut_off": head(REPLY, 1) + b"\x01\x00",
+}
+
+
+@pytest.mark.parametrize("packet", BROKEN_PACKETS.values(), ids=BROKEN_PACKETS.keys())
+def test_broken_packet(system, application, packet):
+    with greeted(system) as peer:
+        assert peer.call(APPLICATION, "nothing", []).kind == REPLY  # the greeting was taken
+        peer.send(packet)
+        assert peer.refusal() != ""
+
+
+def test_every_prefix_of_a_call(system, application):
+    whole = good_call()
+    for length in range(1, len(whole)):
+        with greeted(system) as peer:
+            peer.send(whole[:length])
+            assert peer.refusal() != "", f"{length} of {len(whole)} bytes"
+
+
+def test_every_byte_of_a_call_changed(system, application):
+    whole = good_call()
+    for at in range(len(whole)):
+        for bits in (0x01, 0x80, 0xFF):
+            with greeted(system) as peer:
+                peer.send(whole[:at] + bytes([whole[at] ^ bits]) + whole[at + 1:])
+                try:
+                    peer.send(head(99))  # the end, whatever the first one was taken for
+                except BrokenPipeError:
+                    pass
+                assert peer.closed()
+
+
+def test_descriptors_that_no_value_names(system, application):
+    for packet in (HELLO_PACKET, good_call()):
+        with greeted(system) as peer, open(os.devnull, "rb") as null:
+            peer.send(packet, [null.fileno()] * 10)
+            assert peer.refusal() != ""
+
+
+def test_descriptor_named_twice(system, application):
+    twice = (head(CALL, 1) + text(APPLICATION) + text("event") + b"\x02" + text("event") + struct.pack("=Bii", 18, 0, 5)
+             + text("other") + struct.pack("=Bii", 18, 0, 5))
+    with greeted(system) as peer, open(os.devnull, "rb") as null:
+        peer.send(twice, [null.fileno()])
+        assert peer.refusal() != ""
+
+
+def test_descriptors_in_a_call_that_has_no_use_for_them(system, application):
+    with greeted(system) as peer, open(os.devnull, "rb") as null:
+        for _ in range(50):
+            answer = peer.call(APPLICATION, "event", [("plugin_name", "raw"), ("event", [Fd(null.fileno())] * 10)])
+            assert answer.errors == [(196640, "Missing mandatory argument", "event")]
+
+
+def test_silent_peer_is_closed(system, application):
+    with RawPeer.connect(system.socket, hello=False) as peer:
+        assert "no hello" in peer.refusal()
+
+
+def test_peer_that_leaves_at_once(system, application):
+    for _ in range(50):
+        RawPeer.connect(system.socket, hello=False).close()
+        greeted(system).close()
+
+
+def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
+    for _ in range(20):
+        peer = greeted(system)
+        peer.send(good_call())
+        peer.close()
+    def only_the_real_one():
+        return [line.split()[1] for line in application.ask("status") if line.startswith("plugin ")] == ["fxs1"]
+
+    until("none of them is left in the table", only_the_real_one)
+
+
+def test_peer_that_never_reads(system, application):
+    """Its replies pile up to the limit, then it is closed: the application's memory does not grow with it."""
+    with greeted(system) as peer:
+        peer.socket.settimeout(5)
+        packet = call(1, APPLICATION, "nothing", [])[0]
+        sent = 0
+        try:
+            while sent < 200_000:
+                peer.send(packet)
+                sent += 1
+        except (BrokenPipeError, ConnectionResetError, TimeoutError, socket.timeout):
+            pass
+        assert sent < 200_000
+    with open(f"/proc/{application.pid}/status", encoding="ascii") as status:
+        resident = next(int(row.split()[1]) for row in status if row.startswith("VmRSS:"))
+    assert resident < 40_000, "kB"
+
+
+def test_flood_of_one_way_calls_leaves_room_for_others(system, application):
+    with greeted(system) as peer:
+        packet = call(1, APPLICATION, "nothing", [], one_way=True)[0]
+        for _ in range(20_000):
+            peer.send(packet)
+    with greeted(system) as other:
+        assert other.call(APPLICATION, "event", []).errors[0][0] == 196638
+
+
+NEVER_DECLARED = {
+    "libc_system": "_libc_system",
+    "whole_symbol": "__libc_system",
+    "symbol_of_a_declared_one": "__VoiceService_event",
+    "function_of_another_class": "signal",
+    "function_without_a_class": "init",
+    "library_function": "libvoice_kex_final",
+    "empty": "",
+    "ten_kilobytes": "a" * 10_240,
+    "zero_byte_behind_a_declared_name": "event\0",
+    "zero_byte_alone": "\0",
+    "format": "%s%n%s%n",
+    "newline": "event\n",
+    "other_case": "Event",
+}
+
+
+@pytest.mark.parametrize("function", NEVER_DECLARED.values(), ids=NEVER_DECLARED.keys())
+def test_function_that_was_never_declared(system, application, function):
+    with greeted(system) as peer:
+        answer = peer.call(APPLICATION, function, [("plugin_name", "raw")])
+        if answer.kind == REPLY:
+            assert answer.result is None
+            assert [code for code, _, _ in answer.errors] == [0x00010002]
+        else:
+            assert answer.text != ""  # too long for any function: the packet is refused
+    assert not any("\0" in line or "\x1b" in line for line in application.err.all)
+
+
+@pytest.mark.parametrize("path", ["", "VoiceService", "VoiceService.", ".", "VoiceService.VoiceApplication.x", "voiceservice", "kex.x",
+                                  "a" * 255, "VoiceService..VoiceApplication", "VoiceService.VoiceApplication\0"],
+                         ids=lambda path: path.replace("\0", "0").replace(".", "-")[:40] or "empty")
+def test_object_that_is_not_there(system, application, path):
+    with greeted(system) as peer:
+        answer = peer.call(path, "event", [])
+        if answer.kind == REPLY:
+            assert answer.result is None
+            assert answer.errors[0][0] in (0x00010001, 0x00010002)
+        else:
+            assert answer.text != ""
