@@ -12,7 +12,8 @@ static int32_t init(const char *country) {
     const void *codecs[] = {&pcma, NULL};
     voice_event_t event = {.endpoint = -1, .event = LIBVOICE_EVENT_al_of};
     if (libvoice_get_endpoint_index_by_name("TEL1") == -1 && /* "init" may come twice */
-        libvoice_register_endpoint(VOICE_ENDPOINT_FXS, "TEL1", NULL, codecs, &event.endpoint) == LIBVOICE_OK)
+        libvoice_register_endpoint(VOICE_ENDPOINT_FXS, "TEL1", NULL, codecs, &event.endpoint) == LIBVOICE_OK &&
+        event.endpoint >= 0)
         libvoice_send_event((libvoice_event_t *)&event);
     return 0; /* anything else ends the process */
 }
