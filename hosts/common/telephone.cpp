@@ -10,6 +10,12 @@
 
 namespace {
 
+constexpr uint32_t kToneStep = 40; // Hz between the telephones of a plugin
+constexpr int kToneCycle = 5;
+
+telephone *phones;
+int phone_count;
+
 struct named_tone {
     uint32_t signal;
     const char *name;
@@ -36,6 +42,11 @@ void hear(telephone *phone, const char *tone) {
         return;
     snprintf(phone->tone, sizeof phone->tone, "%s", tone);
     say("%d hears %s", phone->number, *tone == 0 ? "silence" : tone);
+}
+
+// What comes over RTP, said like any tone. It does not hide a tone that the application plays.
+void hears_sound(audio *sound, const char *what) {
+    say("%s hears %s", sound->who, *what == 0 ? "silence" : what);
 }
 
 void stop_ringing(telephone *phone) {
@@ -80,13 +91,6 @@ bool play_tone_list(telephone *phone, const uint8_t *params, uint32_t length) {
     snprintf(text, sizeof text, "tone-%uHz", tone.frequency);
     hear(phone, text);
     return true;
-}
-
-// Texts come from outside: what could break a line of output is shown as a dot.
-void make_printable(char *text) {
-    for (; *text != 0; text++)
-        if (static_cast<unsigned char>(*text) < ' ' || *text == '"' || *text == 0x7F)
-            *text = '.';
 }
 
 bool display_call(telephone *phone, const char *text, uint32_t length) {
@@ -139,6 +143,50 @@ bool display(telephone *phone, const uint8_t *params, uint32_t length, uint32_t 
 }
 
 } // namespace
+
+void telephones_start(kex_t *bus, telephone *first, int count, uint32_t frequency) {
+    audio_begin(bus);
+    phones = first;
+    phone_count = count;
+    for (int i = 0; i < count; i++) {
+        char who[16];
+        snprintf(who, sizeof who, "%d", i + 1);
+        phones[i].number = i + 1;
+        phones[i].endpoint = -1;
+        phones[i].handset_type = -1;
+        audio_start(&phones[i].sound, who, frequency + static_cast<uint32_t>(i % kToneCycle) * kToneStep, hears_sound);
+    }
+}
+
+int telephone_count() {
+    return phone_count;
+}
+
+telephone *telephone_at(int index) {
+    return &phones[index];
+}
+
+telephone *telephone_of_endpoint(int32_t endpoint) {
+    for (int i = 0; i < phone_count; i++)
+        if (endpoint >= 0 && phones[i].endpoint == endpoint)
+            return &phones[i];
+    return nullptr;
+}
+
+uint32_t tone_of_plugin(const char *name) {
+    constexpr uint32_t kLowest = 400, kStep = 200, kPlugins = 4;
+    size_t length = strlen(name);
+    uint32_t figure = length > 0 && name[length - 1] > '0' && name[length - 1] <= '9'
+                          ? static_cast<uint32_t>(name[length - 1] - '0')
+                          : 1;
+    return kLowest + (figure - 1) % kPlugins * kStep;
+}
+
+void make_printable(char *text) {
+    for (; *text != 0; text++)
+        if (static_cast<unsigned char>(*text) < ' ' || *text == '"' || *text == 0x7F)
+            *text = '.';
+}
 
 bool telephone_signal(telephone *phone, libvoice_signal_t *message) {
     voice_signal_t head;

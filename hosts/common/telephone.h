@@ -7,9 +7,8 @@
  */
 #pragma once
 
+#include "audio.h"
 #include "message.h"
-
-constexpr uint32_t kAppearances = 2; // calls that one telephone can have at a time: the active and the held one
 
 struct telephone {
     int number;       // as the text interface calls it, from 1
@@ -17,7 +16,19 @@ struct telephone {
     bool off_hook;
     bool ringing;
     char tone[64]; // what is played into the receiver; empty: nothing
+    audio sound;   // what is spoken, and what comes from others
+    // Parameters that the application can set or ask for.
+    char name[51]; // of this telephone, for a display of its own
+    int32_t gain, receive_gain;
+    int32_t handset_type; // of a cordless handset; -1: none
 };
+
+/** Gives the telephones their numbers and their tones: the first has `frequency`, each next one 40 Hz more. */
+void telephones_start(kex_t *bus, telephone *phones, int count, uint32_t frequency);
+int telephone_count();
+telephone *telephone_at(int index);
+/** The registered telephone of an endpoint number, or null. */
+telephone *telephone_of_endpoint(int32_t endpoint);
 
 /** Does what a signal says. @return whether it could. */
 bool telephone_signal(telephone *phone, libvoice_signal_t *message);
@@ -34,3 +45,9 @@ void telephone_report_off_hook(const telephone *phone);
 void telephone_event(const telephone *phone, uint32_t event);
 /** "1 off hook, hears dial-tone" for the status command. */
 void telephone_answer_status(const telephone *phone);
+
+/** Texts come from outside: what could break a line of output becomes a dot. */
+void make_printable(char *text);
+/** A tone of its own for each plugin of a kind, by the figure at the end of its name: 400 Hz for fxs1, 600 Hz for fxs2.
+ */
+uint32_t tone_of_plugin(const char *name);

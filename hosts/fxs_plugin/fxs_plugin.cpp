@@ -19,15 +19,16 @@
  * callbacks, the registration and the way out stay as they are.
  */
 #include "console.h"
+#include "fsk.h"
 #include "host.h"
 #include "kex_host.h"
 #include "plugin.h"
-#include "telephone.h"
+#include "telephone_media.h"
 
+#include <errno.h>
+#include <limits.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 namespace {
 
@@ -37,7 +38,10 @@ const char *plugin_name = "fxs1"; // --name
 const char *stem = "FXS";         // --stem: endpoints are <stem>1, <stem>2, ...
 int line_count = 2;               // --lines
 voice_codec_t codecs[LIBVOICE_ENDPOINT_CODECS];
-int codec_count; // --codecs
+int codec_count;                    // --codecs
+uint32_t tone_frequency;            // --tone; 0: by the plugin's name
+const char *wav_directory;          // --display-wav; null: none
+const fsk_modem *wav_modem = &kV23; // --display-modem
 
 telephone phones[kMaxLines];
 
@@ -47,24 +51,29 @@ constexpr char kHelp[] = "usage: fxs_plugin [options]\n"
                          "  --name NAME        plugin name, at most 19 characters (fxs1)\n"
                          "  --stem STEM        endpoints are STEM1, STEM2, ..., at most 15 characters each (FXS)\n"
                          "  --lines N          telephones, 1 to 32 (2)\n"
-                         "  --codecs LIST      codecs, best first (PCMA,PCMU)\n" HOST_OPTIONS_HELP "\n"
+                         "  --codecs LIST      codecs, best first (PCMA,PCMU)\n"
+                         "  --tone HZ          what telephone 1 says, each next one 40 Hz more (by the plugin's name)\n"
+                         "  --display-wav DIR  write each caller display as the sound that goes over the line\n"
+                         "  --display-modem M  its modem: v23 (Europe) or bell202 (v23)\n" HOST_OPTIONS_HELP "\n"
                          "Commands, one per line: N off | N on | N dial DIGITS | N flash | status | help | quit\n";
 
 void endpoint_name(int line, char *name, size_t size) {
     snprintf(name, size, "%s%d", stem, line);
 }
 
-telephone *phone_of_endpoint(int32_t endpoint) {
-    for (int i = 0; i < line_count; i++)
-        if (endpoint >= 0 && phones[i].endpoint == endpoint)
-            return &phones[i];
-    return nullptr;
-}
-
-void close_all(int32_t **descriptors) {
-    for (int i = 0; i < LIBVOICE_DESCRIPTORS; i++)
-        if ((*descriptors)[i] >= 0)
-            close((*descriptors)[i]);
+// Caller display as an analogue telephone gets it: as the sound of a modem between the first and the second ring.
+void write_display(const telephone *phone, const uint8_t *params, uint32_t length) {
+    static unsigned written;
+    char text[LIBVOICE_DB_TEXT_BYTES * 2], path[PATH_MAX];
+    uint8_t block[kBlockBytes];
+    uint32_t bytes = 0;
+    if (params_text(params, length, LIBVOICE_PARAM_andisp_data_db, text, sizeof text))
+        bytes = fsk_line_block(text, block);
+    snprintf(path, sizeof path, "%s/%s-%d-%u.wav", wav_directory, plugin_name, phone->number, ++written);
+    if (bytes > 0 && fsk_write_wav(path, wav_modem, block, bytes))
+        say("%d display wav=%s modem=%s bytes=%u", phone->number, path, wav_modem->name, bytes);
+    else
+        say("%d display wav=%s failed: %s", phone->number, path, bytes > 0 ? strerror(errno) : "bad data block");
 }
 
 // ------------------------------------------------------------------------------------------ Callbacks of the library
@@ -85,7 +94,8 @@ int32_t plugin_init(const char *country) {
         }
         registered++;
         if (is_new) {
-            telephone_silence(&phones[i]); // a new registration starts from an idle line
+            telephone_media_drop(&phones[i]); // a new registration starts from an idle line
+            telephone_silence(&phones[i]);
             say("%d registered %s endpoint=%d", i + 1, name, phones[i].endpoint);
         }
     }
@@ -102,56 +112,18 @@ int32_t plugin_exit(uint32_t reason) {
 }
 
 int32_t plugin_signal(libvoice_signal_t *message) {
-    telephone *phone = phone_of_endpoint(message->endpoint);
-    return phone != nullptr && telephone_signal(phone, message) ? 0 : 1;
+    voice_signal_t head;
+    memcpy(&head, message, sizeof head);
+    telephone *phone = telephone_of_endpoint(head.endpoint);
+    if (phone == nullptr || !telephone_signal(phone, message))
+        return 1;
+    if (wav_directory != nullptr && head.signal == LIBVOICE_SIGNAL_andisp_data)
+        write_display(phone, libvoice_signal_params(message), head.length);
+    return 0;
 }
 
 int32_t plugin_event(libvoice_event_t *, uint32_t) {
     return 1; // a telephone line has no channels
-}
-
-int32_t plugin_create(int32_t, uint32_t, void *, int32_t **descriptors) {
-    close_all(descriptors);
-    return 1;
-}
-
-int32_t plugin_modify(int32_t, uint32_t, void *, int32_t **descriptors) {
-    close_all(descriptors);
-    return 1;
-}
-
-int32_t plugin_destroy(int32_t, uint32_t) {
-    return 1;
-}
-
-int32_t plugin_get(libvoice_param_set_t *, libvoice_param_set_t **, int32_t) {
-    return 1;
-}
-
-int32_t plugin_set(libvoice_param_set_t *) {
-    return 1;
-}
-
-int32_t plugin_create_ctx(uint32_t) {
-    return 1;
-}
-
-int32_t plugin_add_stream(uint32_t, void *stream_info, int32_t **, int32_t, uint32_t) {
-    free(stream_info);
-    return 1;
-}
-
-int32_t plugin_modify_stream(uint32_t, void *stream_info) {
-    free(stream_info);
-    return 1;
-}
-
-int32_t plugin_remove_stream(uint32_t, uint32_t) {
-    return 1;
-}
-
-int32_t plugin_destroy_ctx(uint32_t) {
-    return 1;
 }
 
 // The application is gone, and with it all that it had us play. The library connects again by itself.
@@ -159,8 +131,10 @@ void application_lost(kex_t *, peer_t *, void *) {
     say("application lost");
     for (int i = 0; i < line_count; i++) {
         phones[i].endpoint = -1;
+        telephone_media_drop(&phones[i]);
         telephone_silence(&phones[i]);
     }
+    telephone_contexts_drop();
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
@@ -232,16 +206,15 @@ const char *command(char *line) {
 }
 
 void read_options(int count, char **words) {
-    enum { NAME = 1, STEM, LINES, CODECS };
+    enum { NAME = 1, STEM, LINES, CODECS, TONE, WAV, MODEM };
     static const option options[] = {
-        {"name", required_argument, nullptr, NAME},
-        {"stem", required_argument, nullptr, STEM},
-        {"lines", required_argument, nullptr, LINES},
-        {"codecs", required_argument, nullptr, CODECS},
-        HOST_OPTIONS,
+        {"name", required_argument, nullptr, NAME},           {"stem", required_argument, nullptr, STEM},
+        {"lines", required_argument, nullptr, LINES},         {"codecs", required_argument, nullptr, CODECS},
+        {"tone", required_argument, nullptr, TONE},           {"display-wav", required_argument, nullptr, WAV},
+        {"display-modem", required_argument, nullptr, MODEM}, HOST_OPTIONS,
     };
     const char *codec_list = "PCMA,PCMU";
-    long lines = line_count;
+    long lines = line_count, tone = 0;
     for (int code; (code = getopt_long(count, words, "", options, nullptr)) != -1;) {
         switch (code) {
         case NAME:
@@ -257,6 +230,18 @@ void read_options(int count, char **words) {
         case CODECS:
             codec_list = optarg;
             break;
+        case TONE:
+            if (!read_number(optarg, 300, 1500, &tone) || tone % kEarStep != 0)
+                host_usage_error("--tone %s: 300 to 1500 Hz, a multiple of %u", optarg, kEarStep);
+            break;
+        case WAV:
+            wav_directory = optarg;
+            break;
+        case MODEM:
+            if (strcmp(optarg, kV23.name) != 0 && strcmp(optarg, kBell202.name) != 0)
+                host_usage_error("--display-modem %s: v23 or bell202", optarg);
+            wav_modem = strcmp(optarg, kV23.name) == 0 ? &kV23 : &kBell202;
+            break;
         default:
             host_option(code, optarg, kHelp);
         }
@@ -264,6 +249,7 @@ void read_options(int count, char **words) {
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
     line_count = static_cast<int>(lines);
+    tone_frequency = static_cast<uint32_t>(tone);
     codec_count = plugin_parse_codecs(codec_list, codecs, LIBVOICE_ENDPOINT_CODECS);
     if (codec_count < 0)
         host_usage_error("--codecs %s: PCMA, PCMU, G722, G729, G726-32", codec_list);
@@ -280,10 +266,7 @@ int main(int count, char **words) {
     read_options(count, words);
     kex_t *bus = host_start("fxs_plugin");
     plugin_declare(plugin_name, stem);
-    for (int i = 0; i < line_count; i++) {
-        phones[i].number = i + 1;
-        phones[i].endpoint = -1;
-    }
+    telephones_start(bus, phones, line_count, tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name));
     kex_onPeerClosed(bus, application_lost, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
@@ -294,16 +277,16 @@ int main(int count, char **words) {
     callbacks.voice_plugin_exit = plugin_exit;
     callbacks.voice_plugin_signal = plugin_signal;
     callbacks.voice_plugin_event = plugin_event;
-    callbacks.voice_plugin_create = plugin_create;
-    callbacks.voice_plugin_modify = plugin_modify;
-    callbacks.voice_plugin_destroy = plugin_destroy;
-    callbacks.voice_plugin_get = plugin_get;
-    callbacks.voice_plugin_set = plugin_set;
-    callbacks.voice_plugin_create_ctx = plugin_create_ctx;
-    callbacks.voice_plugin_add_stream = plugin_add_stream;
-    callbacks.voice_plugin_modify_stream = plugin_modify_stream;
-    callbacks.voice_plugin_remove_stream = plugin_remove_stream;
-    callbacks.voice_plugin_destroy_ctx = plugin_destroy_ctx;
+    callbacks.voice_plugin_create = telephone_media_create;
+    callbacks.voice_plugin_modify = telephone_media_modify;
+    callbacks.voice_plugin_destroy = telephone_media_destroy;
+    callbacks.voice_plugin_get = telephone_get_parameters;
+    callbacks.voice_plugin_set = telephone_set_parameters;
+    callbacks.voice_plugin_create_ctx = telephone_create_context;
+    callbacks.voice_plugin_add_stream = telephone_add_stream;
+    callbacks.voice_plugin_modify_stream = telephone_modify_stream;
+    callbacks.voice_plugin_remove_stream = telephone_remove_stream;
+    callbacks.voice_plugin_destroy_ctx = telephone_destroy_context;
     libvoice_init(callbacks);
 
     int result = host_run(plugin_leave);

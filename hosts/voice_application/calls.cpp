@@ -95,7 +95,6 @@ void display_caller(call *call) {
     strftime(now_text, sizeof now_text, "%m%d%H%M", &parts);
 
     uint8_t withheld = 'P';
-    uint8_t voice_call = 1;
     libvoice_db_common_fields common = {};
     common.date_time = {now_text, 8};
     if (call->from_number[0] != 0)
@@ -106,7 +105,7 @@ void display_caller(call *call) {
     if (call->from_name[0] != 0)
         fields.name = {call->from_name, static_cast<uint32_t>(strlen(call->from_name))};
     fields.slot2 = {call->to_text, static_cast<uint32_t>(strlen(call->to_text))};
-    fields.call_type = {&voice_call, 1};
+    // No call type: a call without one is a voice call, and some displays stop reading at items that they do not know.
 
     char text[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = 0; // counts the terminator, which travels too

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Tones: a sine generator, and Goertzel's filter at each frequency that a host may send.
+#include "tone.h"
+
+#include <math.h>
+#include <stdio.h>
+
+namespace {
+
+constexpr double kTurn = 6.283185307179586;
+constexpr double kAmplitude = 6000;
+constexpr double kAudible = 600;       // amplitude below which there is silence
+constexpr double kBesideLoudest = 0.3; // of the loudest: what is weaker is its distortion
+constexpr uint32_t kBins = (kEarHighest - kEarLowest) / kEarStep + 1;
+
+double amplitude_at(const ear *ear, uint32_t frequency) {
+    double factor = 2 * cos(kTurn * frequency / kSampleRate);
+    double before = 0, last = 0;
+    for (uint32_t i = 0; i < kEarSamples; i++) {
+        double now = ear->samples[i] + factor * last - before;
+        before = last;
+        last = now;
+    }
+    double power = before * before + last * last - factor * before * last;
+    return 2 * sqrt(power > 0 ? power : 0) / kEarSamples;
+}
+
+} // namespace
+
+void tone_next(tone *tone, int16_t *samples, uint32_t count) {
+    for (uint32_t i = 0; i < count; i++) {
+        // Reduced to one turn in whole numbers, so that nothing adds up over hours.
+        uint64_t part = static_cast<uint64_t>(tone->phase) * tone->frequency % kSampleRate;
+        samples[i] = static_cast<int16_t>(kAmplitude * sin(kTurn * static_cast<double>(part) / kSampleRate));
+        tone->phase = (tone->phase + 1) % kSampleRate;
+    }
+}
+
+bool ear_listen(ear *ear, const int16_t *samples, uint32_t count) {
+    for (uint32_t i = 0; i < count && ear->used < kEarSamples; i++)
+        ear->samples[ear->used++] = samples[i];
+    return ear->used == kEarSamples;
+}
+
+void ear_name(ear *ear, char *text, uint32_t size) {
+    double heard[kBins];
+    double loudest = 0;
+    for (uint32_t bin = 0; bin < kBins; bin++) {
+        heard[bin] = amplitude_at(ear, kEarLowest + bin * kEarStep);
+        loudest = heard[bin] > loudest ? heard[bin] : loudest;
+    }
+    ear->used = 0;
+    text[0] = 0;
+    uint32_t used = 0, tones = 0;
+    for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && tones < kEarTones; bin++) {
+        bool peak = (bin == 0 || heard[bin] >= heard[bin - 1]) && (bin + 1 == kBins || heard[bin] > heard[bin + 1]);
+        if (!peak || heard[bin] < kAudible || heard[bin] < kBesideLoudest * loudest)
+            continue;
+        int length = snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kEarLowest + bin * kEarStep);
+        if (length < 0 || static_cast<uint32_t>(length) >= size - used) {
+            text[used] = 0;
+            return;
+        }
+        used += static_cast<uint32_t>(length);
+        tones++;
+    }
+}

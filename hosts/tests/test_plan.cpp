@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "plan.h"
+
+#include "voice_records.h"
+
+#include <gtest/gtest.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+class Plan : public testing::Test {
+protected:
+    // What reading these lines answers: "" when it is fine, else the sentence after the file's name.
+    std::string load(const char *text) {
+        char name[] = "/tmp/hosts-plan-XXXXXX";
+        int fd = mkstemp(name);
+        EXPECT_EQ(write(fd, text, strlen(text)), static_cast<ssize_t>(strlen(text)));
+        close(fd);
+        const char *wrong = plan_load(&plan_, name);
+        unlink(name);
+        return wrong == nullptr ? "" : wrong + strlen(name);
+    }
+
+    plan plan_;
+};
+
+std::string default_number(int32_t type, const char *plugin, const char *endpoint) {
+    char number[kNumberBytes];
+    return plan_default_number(type, plugin, endpoint, number) ? number : "none";
+}
+
+} // namespace
+
+TEST_F(Plan, EachLineReplacesADefault) {
+    EXPECT_EQ(load("# a comment\n\ncountry AT\nnumber 10 FXS1 \"Front door\"\nnumber 11 fxs2.FXS1\nexchange 9 FXO2\n"
+                   "incoming 11\ncodecs pcmu,PCMA\naddress 127.0.0.2\nports 40000-40003\n"),
+              "");
+    EXPECT_STREQ(plan_.country, "AT");
+    ASSERT_EQ(plan_.number_count, 2u);
+    EXPECT_STREQ(plan_find(&plan_, "fxs1", "FXS1")->name, "Front door");
+    EXPECT_STREQ(plan_find(&plan_, "fxs2", "FXS1")->number, "10") << "the first line that fits";
+    EXPECT_EQ(plan_find(&plan_, "fxs2", "FXS2"), nullptr);
+    EXPECT_STREQ(plan_.exchange_prefix, "9");
+    EXPECT_STREQ(plan_.exchange_endpoint, "FXO2");
+    EXPECT_STREQ(plan_.incoming_number, "11");
+    ASSERT_EQ(plan_.codec_count, 2u);
+    EXPECT_EQ(plan_.codecs[0], static_cast<uint32_t>(LIBVOICE_CODEC_PCMU));
+    EXPECT_EQ(plan_.first_port, 40000);
+    EXPECT_EQ(plan_.last_port, 40003);
+}
+
+TEST_F(Plan, TheFirstBadLineIsNamed) {
+    EXPECT_EQ(load("country DE\ncuontry AT\n"),
+              ":2: unknown word; known are country, number, exchange, incoming, codecs, address, ports");
+    EXPECT_EQ(load("country Germany\n"), ":1: country: expected two capital letters");
+    EXPECT_EQ(load("number 1x FXS1\n"), ":1: number: expected digits");
+    EXPECT_EQ(load("number 10\n"), ":1: number: expected an endpoint name");
+    EXPECT_EQ(load("number 20 A\nnumber 20 B\n"), ":2: number: given twice");
+    EXPECT_EQ(load("codecs PCMA,OPUSS\n"), ":1: codecs: expected names like PCMA,PCMU,G722");
+    EXPECT_EQ(load("ports 30000\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
+    EXPECT_EQ(load("ports 30000-30002\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
+    EXPECT_EQ(load("address localhost\n"), ":1: address: expected an IPv4 address");
+}
+
+TEST_F(Plan, AMissingFileIsAnError) {
+    EXPECT_STREQ(plan_load(&plan_, "/nowhere/plan.conf"), "/nowhere/plan.conf: No such file or directory");
+}
+
+TEST(DefaultNumber, FollowsFromTheNames) {
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs1", "FXS2"), "102");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs2", "FXS1"), "201");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "lines", "A12"), "112");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_DECT, "dect1", "DECT1"), "501");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXO, "fxo1", "FXO1"), "none");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs9", "FXS1"), "none");
+    EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs1", "FXS100"), "none");
+}
