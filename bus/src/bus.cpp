@@ -86,8 +86,12 @@ kex_t *kex_create(const char *process_name) {
 }
 
 void kex_destroy(kex_t *bus) {
-    if (bus == nullptr || bus->in_turn)
+    if (bus == nullptr)
         return;
+    if (bus->in_turn) {
+        note(ZIL_TRACE_ERROR, "kex_destroy inside a handler: the bus lives on");
+        return;
+    }
     links_drain_output(bus, kExitFlushLimit);
     bus->in_turn = true; // nothing that handlers start is to be armed any more
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link))

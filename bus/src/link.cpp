@@ -65,6 +65,11 @@ peer_t *shell_create(kex_t *bus) {
     return shell;
 }
 
+void shell_discard(peer_t *shell) {
+    shell->bus->peers = shell->next;
+    free(shell);
+}
+
 Link *link_create(kex_t *bus, int fd, Role role) {
     Link *link = bus->open_links < kMaxPeers ? make<Link>() : nullptr;
     if (link == nullptr) {

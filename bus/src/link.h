@@ -73,6 +73,8 @@ constexpr size_t kTitleSize = kMaxProcessName + 32;
 // The link of a peer that is not closed, else null.
 Link *open_link(peer_t *peer);
 peer_t *shell_create(kex_t *bus);
+// Takes back the shell that was made last, before anybody has seen it.
+void shell_discard(peer_t *shell);
 void links_free(kex_t *bus);
 
 // sending.cpp

@@ -119,12 +119,15 @@ int inherited_at(const sockaddr_un *address) {
 
 Listener *create(kex_t *bus, int fd, int lock_fd, const char *path) {
     Listener *listener = make<Listener>();
-    peer_t *shell = listener != nullptr ? shell_create(bus) : nullptr;
-    if (shell == nullptr || !loop_add(bus, fd, listener)) {
+    if (listener == nullptr)
+        return nullptr;
+    listener->kind = SourceKind::listener;
+    peer_t *shell = loop_add(bus, fd, listener) ? shell_create(bus) : nullptr;
+    if (shell == nullptr) {
+        loop_remove(bus, fd, listener);
         free(listener);
         return nullptr;
     }
-    listener->kind = SourceKind::listener;
     listener->bus = bus;
     listener->shell = shell;
     listener->fd = fd;

@@ -25,11 +25,13 @@ peer_t *kex_client_connect(kex_t *bus, const char *uri) {
         close(fd);
         return nullptr;
     }
-    // Without a link the shell stays as a closed peer, and goes with the bus.
-    shell->link = link_create(bus, fd, Role::client);
-    if (shell->link == nullptr)
+    Link *link = link_create(bus, fd, Role::client);
+    if (link == nullptr) {
+        shell_discard(shell);
         return nullptr;
-    shell->link->shell = shell;
+    }
+    shell->link = link;
+    link->shell = shell;
     return shell;
 }
 
