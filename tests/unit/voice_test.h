@@ -130,6 +130,7 @@ protected:
     std::vector<std::string> settle() {
         std::vector<std::string> wrong = bus().check();
         const std::string memory = fake::memory_check(blocks_left_);
+        blocks_left_ = 0;
         if (!memory.empty())
             wrong.push_back(memory);
         return wrong;
