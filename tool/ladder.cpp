@@ -19,6 +19,7 @@ constexpr size_t kLaneWidth = 24;
 constexpr size_t kShownBytes = 16; // a longer byte array shows as its size
 constexpr uint64_t kNsPerMs = 1'000'000;
 constexpr uint64_t kMsPerSecond = 1'000;
+constexpr double kRoundMs = 10; // from here on without fractions
 
 namespace colour_of {
 constexpr const char *kTime = "\x1B[2m";
@@ -49,8 +50,9 @@ std::string clock_time(uint64_t time_ns) {
 
 std::string duration(uint64_t ns) {
     const double ms = static_cast<double>(ns) / kNsPerMs;
-    return ms < static_cast<double>(kMsPerSecond) ? fmt::format("{:.1f} ms", ms)
-                                                  : fmt::format("{:.1f} s", ms / static_cast<double>(kMsPerSecond));
+    if (ms >= static_cast<double>(kMsPerSecond))
+        return fmt::format("{:.1f} s", ms / static_cast<double>(kMsPerSecond));
+    return ms >= kRoundMs ? fmt::format("{:.0f} ms", ms) : fmt::format("{:.2f} ms", ms);
 }
 
 std::string value_text(const Value &value) {
@@ -84,10 +86,11 @@ std::string record_text(const Record &record, const Painter &paint) {
     std::string text;
     const auto append = [&text](const std::string &part) { text += (text.empty() ? "" : "  ") + part; };
     const char *colour = record.kind == RecordKind::signal ? colour_of::kSignal : colour_of::kEvent;
+    // What a signal or event means stands before its name; a parameter's name says it.
     const auto append_named = [&](uint32_t id, const std::string &name, const std::string &value) {
-        const std::string meaning(short_meaning(id));
-        append(paint(colour_of::kMeaning, meaning) + (meaning.empty() ? "" : "  ") + paint(colour, name) +
-               (value.empty() ? "" : " " + printable(value)));
+        if (const std::string meaning(value.empty() ? short_meaning(id) : ""); !meaning.empty())
+            append(paint(colour_of::kMeaning, meaning));
+        append(paint(colour, name) + (value.empty() ? "" : " " + printable(value)));
     };
     if (record.identifier) {
         append_named(*record.identifier, libvoice_param_str(*record.identifier), "");
@@ -103,11 +106,14 @@ std::string record_text(const Record &record, const Painter &paint) {
     return text;
 }
 
-// Arguments besides the record, which has a form of its own.
+// Arguments besides the record, which has a form of its own, and the names that the lane shows already.
 std::string arguments_text(const Step &step) {
     std::string text;
     for (const Argument &argument : step.arguments) {
-        if (argument.name != step.record_argument)
+        const bool in_lane = (argument.name == "plugin_name" && argument.value.text == step.peer.plugin &&
+                              step.function != "register_plugin") ||
+                             (argument.name == "endpoint_name" && argument.value.text == step.endpoint);
+        if (argument.name != step.record_argument && !in_lane)
             text += fmt::format("  {} {}", printable(argument.name), value_text(argument.value));
     }
     return text;

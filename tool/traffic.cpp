@@ -18,6 +18,20 @@ constexpr uint64_t kOverdueNs = 1'000'000'000;
 constexpr size_t kMostPending = 10'000;
 constexpr std::string_view kEndPointPart = "EndPoint.";
 
+// Which argument carries which record.
+struct Carrier {
+    std::string_view argument;
+    RecordKind kind;
+};
+constexpr Carrier kCarriers[] = {
+    {"signal", RecordKind::signal},
+    {"event", RecordKind::event},
+    {"param_set_request", RecordKind::param_set},
+    {"param_set_params", RecordKind::param_set},
+    {"cnx_info", RecordKind::connection},
+    {"stream_info", RecordKind::stream},
+};
+
 Value copy_value(const variant_t *variant);
 
 Value copy_list(const variant_t *variant) {
@@ -118,13 +132,7 @@ std::string text_argument(const Step &step, std::string_view name) {
 
 // Takes apart the record that a call carries, if it carries one.
 void read_call_record(Step &step) {
-    struct Carrier {
-        std::string_view argument;
-        RecordKind kind;
-    };
-    for (const Carrier carrier :
-         {Carrier{"signal", RecordKind::signal}, Carrier{"event", RecordKind::event},
-          Carrier{"param_set_request", RecordKind::param_set}, Carrier{"param_set_params", RecordKind::param_set}}) {
+    for (const Carrier &carrier : kCarriers) {
         const Value *value = argument(step, carrier.argument);
         if (value == nullptr || value->type != Value::Type::bytes)
             continue;

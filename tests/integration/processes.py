@@ -266,9 +266,10 @@ class System:
         """What every process said, for a failure."""
         parts = []
         for process in self.processes:
+            lines_shown = 5 if isinstance(process, Watcher) else 60  # a watcher repeats what the others say
             for lines in (process.out, process.err):
                 if lines.all:
-                    parts.append(f"--- {lines.title}\n" + "\n".join(line[:300] for line in lines.all[-60:]))
+                    parts.append(f"--- {lines.title}\n" + "\n".join(line[:300] for line in lines.all[-lines_shown:]))
         return "\n".join(parts)
 
     def close(self):

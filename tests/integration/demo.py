@@ -1,0 +1,277 @@
+# SPDX-License-Identifier: MIT
+"""The demonstration that ./demo runs: telephones call each other, the voice application dies and everything comes back.
+
+Every step waits for what must happen, with a limit, and the first thing that does not happen ends the demonstration with status 1.
+What stands behind "|" is the traffic between the processes, as `voicectl watch` shows it.
+"""
+
+import contextlib
+import os
+import statistics
+import sys
+import threading
+import time
+
+from processes import QUICK_RETRY, System, Unmet, until
+
+COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR")
+PHONES = {"101": ("fxs1", 1), "102": ("fxs1", 2), "201": ("fxs2", 1), "202": ("fxs2", 2)}
+
+
+def paint(code, text):
+    return f"\x1b[{code}m{text}\x1b[0m" if COLOUR else text
+
+
+printing = threading.Lock()  # the traffic is printed by the thread that reads it
+
+
+def say(text=""):
+    with printing:
+        print(text, flush=True)
+
+
+def bus_line(line):
+    say(paint("2", "  | ") + line)
+
+
+class Telephone:
+    """One telephone, at its own process's text interface. What it causes is awaited on the bus too, so that it shows in order."""
+
+    def __init__(self, number, plugin, line, ladder):
+        self.number, self.plugin, self.line = number, plugin, line
+        self.watch(ladder)
+
+    def watch(self, ladder):
+        self.ladder, self.seen = ladder, 0
+
+    def on_bus(self, pattern):
+        """Waits until the next message of this telephone that fits has been shown."""
+        at, _ = self.ladder.out.expect_from(self.seen, f"{self.plugin.name} FXS{self.line} .* {pattern}")
+        self.seen = at + 1
+
+    def does(self, command, words, event):
+        say(f"  {self.number} {words}")
+        self.plugin.ask(f"{self.line} {command}")
+        self.on_bus(f"LIBVOICE_EVENT_{event}")
+
+    def lifts(self):
+        self.does("off", "lifts the receiver", "al_of")
+
+    def hangs_up(self):
+        self.does("on", "hangs up", "al_on")
+
+    def dials(self, digits):
+        self.does(f"dial {digits}", f"dials {digits}", f"dd_d{digits[-1]}")
+
+    def flashes(self):
+        self.does("flash", "presses the flash key", "al_fl")
+
+    def expect(self, pattern):
+        """Waits for something that this telephone says; the groups of the pattern."""
+        return self.plugin.expect(f"^{self.line} {pattern}").groups()
+
+    def hears(self, tone, signal):
+        self.expect(f"hears {tone}$")
+        self.on_bus(f"LIBVOICE_SIGNAL_{signal}")
+        say(f"  {self.number} hears the {tone}")
+
+    def rings(self):
+        self.expect("rings ")
+        self.on_bus("LIBVOICE_SIGNAL_al_ri")
+        say(f"  {self.number} rings")
+
+    def hears_sound(self):
+        (tones,) = self.expect(r"hears (\S*Hz)$")
+        say(f"  {self.number} hears sound: {tones}")
+
+
+class Demonstration:
+    def __init__(self, system):
+        self.system = system
+        self.steps = []  # title, seconds, remark
+        self.title = "setting up"
+        self.remark = ""
+
+    @contextlib.contextmanager
+    def step(self, title):
+        self.title, self.remark = title, ""
+        say()
+        say(paint("1", f"{len(self.steps) + 1}. {title}"))
+        begin = time.monotonic()
+        yield
+        self.steps.append((title, time.monotonic() - begin, self.remark))
+
+    # ---------------------------------------------------------------------------------------------- What happens
+
+    def run(self):
+        begin = time.monotonic()
+        with self.step("Three processes find each other on a private socket"):
+            self.start_application()
+            self.plugins = {name: self.system.start_fxs(name, ready=False, environment=QUICK_RETRY) for name in ("fxs1", "fxs2")}
+            self.phones = {number: Telephone(number, self.plugins[plugin], line, self.ladder)
+                           for number, (plugin, line) in PHONES.items()}
+            self.everything_registers()
+        with self.step("Telephone 101 of process fxs1 calls 201 of process fxs2"):
+            self.call("101", "201")
+        with self.step("They talk"):
+            self.talk("101", "201")
+        with self.step("The codec changes in the middle of the call"):
+            self.change_codec("101", "201")
+        with self.step("101 takes a third party into the call"):
+            self.three_parties("101", "201", "202")
+        with self.step("All hang up"):
+            self.hang_up_all("101", "201", "202")
+        with self.step("The voice application is killed (kill -9) and started again"):
+            self.crash()
+        with self.step("A second call, the other way round"):
+            self.call("201", "101")
+            self.talk("201", "101")
+            self.hang_up("201", "101")
+        with self.step("The plugins take their leave"):
+            self.leave()
+        self.summary(time.monotonic() - begin)
+
+    def start_application(self):
+        self.application = self.system.start_application()
+        say("  voice_application listens")
+        self.ladder = self.system.start("voicectl watch", "voicectl", "watch", listener=bus_line)
+        self.watcher = self.system.start_watcher()
+        self.watchers = getattr(self, "watchers", []) + [self.watcher]
+        self.ladder.err.expect("watching")
+
+    def everything_registers(self):
+        for plugin in self.plugins.values():
+            plugin.expect("^ready .* lines=2$")
+        for _ in self.plugins:
+            self.ladder.expect(" init answered +true")
+        status = self.application.ask("status")
+        plugins = [line for line in status if line.startswith("plugin ")]
+        lines = [line for line in status if line.startswith("line ")]
+        if len(plugins) != 2 or len(lines) != 4:
+            raise Unmet(f"2 plugins and 4 lines should be registered, these are: {status}")
+        self.remark = "2 plugins, 4 telephones"
+
+    def call(self, caller, callee):
+        one, other = self.phones[caller], self.phones[callee]
+        one.lifts()
+        one.hears("dial-tone", "cg_dt")
+        one.dials(callee)
+        begin = time.monotonic()
+        one.hears("ring-back", "cg_rt")
+        other.rings()
+        rang = time.monotonic() - begin
+        number, name = other.expect('displays number=(\\S+) name="(.*?)"')
+        if number != caller:
+            raise Unmet(f"{callee} should display {caller}, it displays {number}")
+        other.on_bus("LIBVOICE_SIGNAL_andisp_data")
+        say(f"  {callee} displays {number}, {name}")
+        other.lifts()
+        self.application.expect(f"^call [0-9]+ {caller}->{callee} answered")
+        for phone in (one, other):
+            phone.expect("talking ")
+        other.on_bus(" create ")
+        self.remark = f"rang after {rang * 1000:.0f} ms, display {number}"
+
+    def talk(self, *numbers):
+        """Each sends a tone of its own and must hear that of the others."""
+        for number in numbers:
+            self.phones[number].hears_sound()
+
+    def change_codec(self, *numbers):
+        self.application.ask(f"codec {numbers[0]} PCMU")
+        for number in numbers:
+            self.phones[number].expect("talking .*codec=PCMU")
+            self.phones[number].on_bus(" modify ")
+            say(f"  {number} talks on in PCMU")
+        self.remark = "PCMA to PCMU by modify"
+
+    def three_parties(self, host, first, second):
+        self.phones[host].flashes()
+        self.phones[host].hears("dial-tone", "cg_dt")
+        self.phones[host].dials(second)
+        self.phones[second].rings()
+        self.phones[second].lifts()
+        self.application.expect(f"^call [0-9]+ {host}->{second} answered")
+        self.phones[host].flashes()
+        (members,) = self.application.expect(f"^conference [0-9]+ {host}: (.*)$").groups()
+        self.phones[host].on_bus(" add_stream ")
+        say(f"  {host} talks with {members}")
+        self.talk(host, first, second)
+        self.remark = f"a context of {host}, {first} and {second}"
+
+    def hang_up(self, *numbers):
+        counted = []
+        for number in numbers:
+            self.phones[number].hangs_up()
+        for number in numbers:
+            sent, received, lost = self.phones[number].expect(r"media ended .*tx=(\d+) rx=(\d+) lost=(\d+)")
+            say(f"  {number} has sent {sent} packets of sound and received {received}, {lost} were lost")
+            counted.append((int(sent), int(received)))
+            if int(sent) == 0 or int(received) == 0:
+                raise Unmet(f"{number} should have sent and received sound: {sent} sent, {received} received")
+        for number in numbers:
+            until(f"{number} is idle", lambda number=number: any(
+                line.startswith(f"line {number} idle ") for line in self.application.ask("status")))
+        self.remark = ", ".join(f"{number} {sent}/{received}" for number, (sent, received) in zip(numbers, counted)) + " packets sent/received"
+
+    hang_up_all = hang_up
+
+    def crash(self):
+        self.application.kill()
+        for plugin in self.plugins.values():
+            plugin.expect("^application lost$")
+        self.ladder.wait()
+        self.watcher.wait()
+        say("  both plugins notice, silence their lines and try again by themselves")
+        begin = time.monotonic()
+        self.start_application()
+        for phone in self.phones.values():
+            phone.watch(self.ladder)
+        self.everything_registers()
+        self.remark = f"all back after {time.monotonic() - begin:.1f} s"
+
+    def leave(self):
+        for name, plugin in self.plugins.items():
+            if plugin.terminate() != 0:
+                raise Unmet(f"{name} should leave with status 0")
+            self.application.expect(f"^plugin {name} left$")
+            say(f"  {name} has left")
+        self.ladder.expect("fxs2 .*deregister_plugin")
+        self.ladder.expect("fxs2 .*closed")
+        if self.application.terminate() != 0:
+            raise Unmet("voice_application should leave with status 0")
+
+    # ------------------------------------------------------------------------------------------------- The summary
+
+    def summary(self, seconds):
+        messages = [message for watcher in self.watchers for message in watcher.messages()]
+        kinds = [message["kind"] for message in messages]
+        answers = [message["elapsed_ms"] for message in messages if message["kind"] == "reply" and "elapsed_ms" in message]
+        records = [message["record"]["kind"] for message in messages if "record" in message]
+        say()
+        say(paint("1", "Summary"))
+        for number, (title, took, remark) in enumerate(self.steps, 1):
+            say(f"  {number}  {took * 1000:6.0f} ms  {title}" + (f": {remark}" if remark else ""))
+        say(f"  {len(messages)} messages on the bus: {kinds.count('call')} calls, answered after {statistics.median(answers):.2f} ms "
+            f"(median), {max(answers):.2f} ms at most; {records.count('event')} events, {records.count('signal')} signals")
+        say(f"All {len(self.steps)} steps happened, in {seconds:.1f} s.")
+
+
+def main():
+    with System() as system:
+        demonstration = Demonstration(system)
+        try:
+            demonstration.run()
+        except Unmet as problem:
+            say()
+            say(system.report())
+            say()
+            say(f"FAILED in step {len(demonstration.steps) + 1}, {demonstration.title}: {problem}")
+            return 1
+        except KeyboardInterrupt:
+            return 130
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

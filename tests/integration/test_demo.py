@@ -1,0 +1,54 @@
+# SPDX-License-Identifier: MIT
+"""The demonstration works, and says which step failed when something does not."""
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+DEMO = Path(__file__).with_name("demo.py")
+
+
+def run_demo(bin_folder, **environment):
+    done = subprocess.run([sys.executable, DEMO], capture_output=True, text=True, timeout=100,
+                          env={**os.environ, "VOICE_BIN": str(bin_folder), **environment})
+    return done.returncode, done.stdout.splitlines()
+
+
+def with_replaced(system, program, script):
+    """A folder with the programs of the build, one of them replaced by a shell script."""
+    folder = system.folder / "bin"
+    folder.mkdir()
+    for real in system.bin.resolve().iterdir():
+        (folder / real.name).symlink_to(real)
+    (folder / program).unlink()
+    (folder / program).write_text(f"#!/bin/sh\n{script}\n")
+    (folder / program).chmod(0o755)
+    return folder
+
+
+def test_every_step_happens(system):
+    status, lines = run_demo(system.bin.resolve())
+    assert status == 0, "\n".join(lines)
+    assert lines[-1].startswith("All 9 steps happened")
+    shown = "\n".join(lines)
+    for part in ("register_endpoint answered", "off hook  LIBVOICE_EVENT_al_of", "101 hears sound", "201 displays 101", "  modify ",
+                 "  add_stream ", "  exit  reason 32"):
+        assert part in shown, part
+    assert "\x1b" not in shown
+
+
+def test_plugin_that_does_not_start_is_named(system):
+    folder = with_replaced(system, "fxs_plugin", "echo 'no hardware' >&2; exit 3")
+    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="2")
+    assert status == 1
+    assert any(line.startswith("FAILED in step 1, Three processes find each other") for line in lines)
+    assert "no hardware" in lines
+
+
+def test_plugin_that_is_deaf_is_named(system):
+    real = (system.bin / "fxs_plugin").resolve()
+    folder = with_replaced(system, "fxs_plugin", f'exec "{real}" "$@" --no-stdin')
+    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="2")
+    assert status == 1
+    assert any(line.startswith("FAILED in step 2, Telephone 101") for line in lines)
