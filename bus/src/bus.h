@@ -83,6 +83,7 @@ struct kex : bus::Node<kex> {
 
     int spare[bus::kSpareDescriptors];
     uint32_t spare_count;
+    uint32_t table_looks_left; // reads until the process's table is looked at again
 
     uint8_t *incoming; // one packet each, so that none is built or read on the stack
     uint8_t *outgoing;

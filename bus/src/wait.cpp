@@ -84,11 +84,14 @@ void wait_on(Link *link, request_t *r, const timeval *timeout) {
     uint64_t begin = clock_now(bus);
     uint64_t end = timeout != nullptr ? begin + duration(timeout) : UINT64_MAX;
     uint64_t notice = begin + kFirstWaitNotice;
+    uint64_t now = begin;
     for (;;) {
         if (link->retry_at == 0)
             link_flush(link);
+        // Also with no time left: what has arrived already counts.
+        sleep_until(link, now, notice < end ? notice : end);
         read_for(link, r);
-        uint64_t now = clock_now(bus);
+        now = clock_now(bus);
         if (!is_under_way(r) || link->closed || bus->stopped != 0 || now >= end)
             return;
         if (link->retry_at != 0 && link->retry_at <= now)
@@ -96,9 +99,7 @@ void wait_on(Link *link, request_t *r, const timeval *timeout) {
         if (now >= notice) {
             announce(link, r, now - begin);
             notice = now + kNextWaitNotice;
-            continue;
         }
-        sleep_until(link, now, notice < end ? notice : end);
     }
 }
 

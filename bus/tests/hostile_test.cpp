@@ -352,20 +352,30 @@ TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
     Packet with_ten = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(10);
     for (uint32_t i = 0; i < 10; i++)
         with_ten.byte(18).word(i).word(0);
-    raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
     setrlimit(RLIMIT_NOFILE, &low);
     for (int fd = dup(0); fd >= 0; fd = dup(0))
         fillers.push_back(fd);
+    // The bus looks at the table now and then; here it fills up behind its back.
+    for (int reads = 0; reads < 32; reads++) {
+        raw->send(Packet(kWaiting, 1));
+        kex_dispatch(bus);
+    }
+    raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
     settle();
-    EXPECT_THAT(served::log, ElementsAre("note nothing")) << "ten fit into the spare ones";
-    EXPECT_EQ(raw->refusal(), "");
+    auto after_ten = served::log;
+    std::string refused_ten = raw->refusal();
     raw->send(with_many, std::vector<int>(64, STDIN_FILENO));
     settle();
-    EXPECT_EQ(served::log.size(), 1u);
-    EXPECT_EQ(raw->refusal(), "descriptors were lost: this process has no more");
+    size_t after_many = served::log.size();
+    std::string refused_many = raw->refusal();
     for (int fd : fillers)
         close(fd);
     setrlimit(RLIMIT_NOFILE, &limit);
+    // Judged only now: the sanitizers' own checks need descriptors too.
+    EXPECT_THAT(after_ten, ElementsAre("note nothing")) << "ten fit into the spare ones";
+    EXPECT_EQ(refused_ten, "");
+    EXPECT_EQ(after_many, 1u);
+    EXPECT_EQ(refused_many, "descriptors were lost: this process has no more");
     settle();
     expect_alive();
 }
