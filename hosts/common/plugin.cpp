@@ -39,6 +39,18 @@ void plugin_declare(const char *name, const char *stem) {
     libvoice_set_ep_suffix(stem);
 }
 
+void plugin_endpoint_name(const char *stem, int number, char *name, size_t size) {
+    snprintf(name, size, "%s%d", stem, number);
+}
+
+void plugin_check_stem(const char *stem, int count) {
+    char last[64];
+    plugin_endpoint_name(stem, count, last, sizeof last);
+    if (*stem == 0 || strlen(last) > kEndpointNameLength || strpbrk(stem, ". \t\"") != nullptr)
+        host_usage_error("endpoint name '%s': at most %u characters without dots and blanks", last,
+                         kEndpointNameLength);
+}
+
 int32_t plugin_register_endpoint(int32_t type, const char *name, const voice_codec_t *codecs, uint32_t count,
                                  bool *is_new) {
     *is_new = false;

@@ -15,6 +15,11 @@ constexpr uint32_t kEndpointNameLength = LIBVOICE_ENDPOINT_NAME_BYTES - 1;
  */
 void plugin_declare(const char *name, const char *stem);
 
+/** "FXS1" for the first endpoint of the stem FXS. */
+void plugin_endpoint_name(const char *stem, int number, char *name, size_t size);
+/** Ends the process when the last of `count` endpoint names, STEM1, STEM2, ..., is not one. */
+void plugin_check_stem(const char *stem, int count);
+
 /**
  * Registers one endpoint if it is not registered, by the rules of hosts/README.md. Only for voice_plugin_init.
  * @param codecs    `count` records, best first

@@ -269,6 +269,14 @@ const char *telephone_hang_up(telephone *phone) {
     return nullptr;
 }
 
+const char *telephone_flash(telephone *phone) {
+    if (!phone->off_hook)
+        return refuse("%d is on hook: lift it first", phone->number);
+    say("%d flashes", phone->number);
+    telephone_event(phone, LIBVOICE_EVENT_al_fl);
+    return nullptr;
+}
+
 void telephone_answer_status(const telephone *phone) {
     answer("%d %s%s%s%s%s", phone->number, phone->off_hook ? "off hook" : "on hook", phone->ringing ? ", rings" : "",
            phone->tone[0] != 0 ? ", hears " : "", phone->tone, phone->endpoint < 0 ? ", not registered" : "");

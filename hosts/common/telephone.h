@@ -38,6 +38,7 @@ void telephone_silence(telephone *phone);
 /* What the user does. Each reports it to the application and answers null, or why it cannot be done now. */
 const char *telephone_lift(telephone *phone);
 const char *telephone_hang_up(telephone *phone);
+const char *telephone_flash(telephone *phone);
 
 /** Reports "off hook" as the state found at start, not as something that happens now. */
 void telephone_report_off_hook(const telephone *phone);

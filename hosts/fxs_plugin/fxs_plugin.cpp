@@ -23,7 +23,7 @@
 #include "host.h"
 #include "kex_host.h"
 #include "plugin.h"
-#include "telephone_media.h"
+#include "telephone_plugin.h"
 
 #include <errno.h>
 #include <limits.h>
@@ -57,10 +57,6 @@ constexpr char kHelp[] = "usage: fxs_plugin [options]\n"
                          "  --display-modem M  its modem: v23 (Europe) or bell202 (v23)\n" HOST_OPTIONS_HELP "\n"
                          "Commands, one per line: N off | N on | N dial DIGITS | N flash | status | help | quit\n";
 
-void endpoint_name(int line, char *name, size_t size) {
-    snprintf(name, size, "%s%d", stem, line);
-}
-
 // Caller display as an analogue telephone gets it: as the sound of a modem between the first and the second ring.
 void write_display(const telephone *phone, const uint8_t *params, uint32_t length) {
     static unsigned written;
@@ -84,30 +80,14 @@ int32_t plugin_init(const char *country) {
     int registered = 0;
     for (int i = 0; i < line_count; i++) {
         char name[LIBVOICE_ENDPOINT_NAME_BYTES];
-        endpoint_name(i + 1, name, sizeof name);
+        plugin_endpoint_name(stem, i + 1, name, sizeof name);
         bool is_new;
-        phones[i].endpoint =
-            plugin_register_endpoint(VOICE_ENDPOINT_FXS, name, codecs, static_cast<uint32_t>(codec_count), &is_new);
-        if (phones[i].endpoint < 0) {
-            say("%d refused: the application does not take %s", i + 1, name);
-            continue;
-        }
-        registered++;
-        if (is_new) {
-            telephone_media_drop(&phones[i]); // a new registration starts from an idle line
-            telephone_silence(&phones[i]);
-            say("%d registered %s endpoint=%d", i + 1, name, phones[i].endpoint);
-        }
+        registered += telephone_register(&phones[i], VOICE_ENDPOINT_FXS, name, codecs,
+                                         static_cast<uint32_t>(codec_count), &is_new);
     }
     say("ready country=%s lines=%d", country, registered);
     for (int i = 0; i < line_count; i++)
         telephone_report_off_hook(&phones[i]);
-    return 0;
-}
-
-int32_t plugin_exit(uint32_t reason) {
-    say("exit reason=%u", reason);
-    host_stop();
     return 0;
 }
 
@@ -120,21 +100,6 @@ int32_t plugin_signal(libvoice_signal_t *message) {
     if (wav_directory != nullptr && head.signal == LIBVOICE_SIGNAL_andisp_data)
         write_display(phone, libvoice_signal_params(message), head.length);
     return 0;
-}
-
-int32_t plugin_event(libvoice_event_t *, uint32_t) {
-    return 1; // a telephone line has no channels
-}
-
-// The application is gone, and with it all that it had us play. The library connects again by itself.
-void application_lost(kex_t *, peer_t *, void *) {
-    say("application lost");
-    for (int i = 0; i < line_count; i++) {
-        phones[i].endpoint = -1;
-        telephone_media_drop(&phones[i]);
-        telephone_silence(&phones[i]);
-    }
-    telephone_contexts_drop();
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
@@ -156,14 +121,6 @@ const char *dial(telephone *phone, const char *digits) {
     say("%d dials %s", phone->number, digits);
     for (; *digits != 0; digits++)
         telephone_event(phone, events[strchr(keys, *digits) - keys]);
-    return nullptr;
-}
-
-const char *flash(telephone *phone) {
-    if (!phone->off_hook)
-        return refuse("%d is on hook: lift it first", phone->number);
-    say("%d flashes", phone->number);
-    telephone_event(phone, LIBVOICE_EVENT_al_fl);
     return nullptr;
 }
 
@@ -201,7 +158,7 @@ const char *command(char *line) {
     if (strcmp(verb, "dial") == 0)
         return dial(phone, next_word(&rest));
     if (strcmp(verb, "flash") == 0)
-        return flash(phone);
+        return telephone_flash(phone);
     return refuse("a telephone cannot '%s': off, on, dial, flash", verb);
 }
 
@@ -253,11 +210,7 @@ void read_options(int count, char **words) {
     codec_count = plugin_parse_codecs(codec_list, codecs, LIBVOICE_ENDPOINT_CODECS);
     if (codec_count < 0)
         host_usage_error("--codecs %s: PCMA, PCMU, G722, G729, G726-32", codec_list);
-    char last[64];
-    endpoint_name(line_count, last, sizeof last);
-    if (*stem == 0 || strlen(last) > kEndpointNameLength || strpbrk(stem, ". \t") != nullptr)
-        host_usage_error("endpoint name '%s': at most %u characters without dots and blanks", last,
-                         kEndpointNameLength);
+    plugin_check_stem(stem, line_count);
 }
 
 } // namespace
@@ -267,26 +220,14 @@ int main(int count, char **words) {
     kex_t *bus = host_start("fxs_plugin");
     plugin_declare(plugin_name, stem);
     telephones_start(bus, phones, line_count, tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name));
-    kex_onPeerClosed(bus, application_lost, nullptr);
+    kex_onPeerClosed(bus, telephones_application_lost, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
         return kExitFailure;
 
-    libvoice_callbacks_t callbacks = {};
+    libvoice_callbacks_t callbacks = telephone_callbacks();
     callbacks.voice_plugin_init = plugin_init;
-    callbacks.voice_plugin_exit = plugin_exit;
     callbacks.voice_plugin_signal = plugin_signal;
-    callbacks.voice_plugin_event = plugin_event;
-    callbacks.voice_plugin_create = telephone_media_create;
-    callbacks.voice_plugin_modify = telephone_media_modify;
-    callbacks.voice_plugin_destroy = telephone_media_destroy;
-    callbacks.voice_plugin_get = telephone_get_parameters;
-    callbacks.voice_plugin_set = telephone_set_parameters;
-    callbacks.voice_plugin_create_ctx = telephone_create_context;
-    callbacks.voice_plugin_add_stream = telephone_add_stream;
-    callbacks.voice_plugin_modify_stream = telephone_modify_stream;
-    callbacks.voice_plugin_remove_stream = telephone_remove_stream;
-    callbacks.voice_plugin_destroy_ctx = telephone_destroy_context;
     libvoice_init(callbacks);
 
     int result = host_run(plugin_leave);

@@ -406,7 +406,7 @@ line *line_of_endpoint(int32_t endpoint) {
 }
 
 line *line_of_text(const char *text) {
-    if (text == nullptr)
+    if (text == nullptr || *text == 0) // an empty number is none
         return nullptr;
     for (line &line : lines)
         if (line.used && strcmp(line.number, text) == 0)

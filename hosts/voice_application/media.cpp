@@ -44,42 +44,25 @@ bool port_is_ours(uint16_t port) {
     return false;
 }
 
-// An even port whose neighbour is free too; 0: none left. Others may use the range, so each is tried before it is given
-// out.
-uint16_t take_port_pair() {
-    uint16_t first = static_cast<uint16_t>((the_plan.first_port + 1) & ~1);
-    if (next_port < first || next_port >= the_plan.last_port)
-        next_port = first;
-    for (uint32_t tried = 0; tried <= (the_plan.last_port - first) / 2u; tried++) {
-        uint16_t port = next_port;
-        next_port = port + 3 > the_plan.last_port ? first : static_cast<uint16_t>(port + 2);
-        if (!port_is_ours(port) && port_is_free(port) && port_is_free(static_cast<uint16_t>(port + 1)))
-            return port;
-    }
-    return 0;
-}
-
-void fill_parameters(const call *call, uint32_t mode, uint32_t *params, uint32_t *length) {
+void fill_parameters(const voice_codec_t *codec, uint32_t mode, uint32_t *params, uint32_t *length) {
     const struct {
         uint32_t id;
         uint32_t value;
     } items[] = {
         {LIBVOICE_PARAM_sdp_stream_mode, mode},
-        {LIBVOICE_PARAM_sdp_upstream_codec, call->codec.codec},
+        {LIBVOICE_PARAM_sdp_upstream_codec, codec->codec},
         {LIBVOICE_PARAM_sdp_upstream_ptime, kPacketMs},
-        {LIBVOICE_PARAM_sdp_upstream_payload, call->codec.payload_type},
-        {LIBVOICE_PARAM_sdp_downstream_codec, call->codec.codec},
+        {LIBVOICE_PARAM_sdp_upstream_payload, codec->payload_type},
+        {LIBVOICE_PARAM_sdp_downstream_codec, codec->codec},
         {LIBVOICE_PARAM_sdp_downstream_ptime, kPacketMs},
-        {LIBVOICE_PARAM_sdp_downstream_payload, call->codec.payload_type},
+        {LIBVOICE_PARAM_sdp_downstream_payload, codec->payload_type},
     };
     for (const auto &item : items)
         params_add_int(params, VOICE_CNX_PARAMETER_BYTES, length, item.id, static_cast<int32_t>(item.value));
 }
 
 void fill_connection(const call *call, const party *side, const party *other, uint32_t mode, voice_cnx_info_t *info) {
-    memset(info, 0, sizeof *info);
-    info->version = VOICE_CNX_VERSION;
-    fill_parameters(call, mode, info->params, &info->length);
+    media_fill_connection(&call->codec, mode, info);
     sockaddr_in local = address_of(side->port), remote = address_of(other->port);
     static_assert(sizeof local == sizeof info->local);
     memcpy(info->local, &local, sizeof local);
@@ -91,18 +74,16 @@ void fill_stream(const call *call, const party *side, uint32_t mode, voice_strea
     info->stream = side->stream;
     info->mode = mode;
     info->version = VOICE_CNX_VERSION;
-    fill_parameters(call, mode, info->params, &info->length);
+    fill_parameters(&call->codec, mode, info->params, &info->length);
 }
 
 // Sets up one side. The sockets, where we open them, go to the plugin; our copies close here.
 const char *start_side(call *call, party *side, const party *other) {
     line *line = side->who;
     int32_t descriptors[3] = {-1, -1, -1}; // media, control, no fax
-    if (line->context != 0 || !libvoice_get_convert_media()) {
-        sockaddr_in local = address_of(side->port), remote = address_of(other->port);
-        if (!libvoice_connectMediaSockets(&local, &remote, &descriptors[0], &descriptors[1]))
-            return "no media sockets";
-    }
+    if ((line->context != 0 || !libvoice_get_convert_media()) &&
+        !media_open_sockets(side->port, other->port, descriptors))
+        return "no media sockets";
     uint32_t result;
     if (line->context != 0) {
         side->stream = side->appearance + 1;
@@ -138,6 +119,32 @@ void stop_side(party *side) {
 
 } // namespace
 
+// An even port whose neighbour is free too; 0: none left. Others may use the range, so each is tried before it is given
+// out.
+uint16_t media_take_ports() {
+    uint16_t first = static_cast<uint16_t>((the_plan.first_port + 1) & ~1);
+    if (next_port < first || next_port >= the_plan.last_port)
+        next_port = first;
+    for (uint32_t tried = 0; tried <= (the_plan.last_port - first) / 2u; tried++) {
+        uint16_t port = next_port;
+        next_port = port + 3 > the_plan.last_port ? first : static_cast<uint16_t>(port + 2);
+        if (!port_is_ours(port) && port_is_free(port) && port_is_free(static_cast<uint16_t>(port + 1)))
+            return port;
+    }
+    return 0;
+}
+
+bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *descriptors) {
+    sockaddr_in local = address_of(local_port), remote = address_of(remote_port);
+    return libvoice_connectMediaSockets(&local, &remote, &descriptors[0], &descriptors[1]);
+}
+
+void media_fill_connection(const voice_codec_t *codec, uint32_t mode, voice_cnx_info_t *info) {
+    memset(info, 0, sizeof *info);
+    info->version = VOICE_CNX_VERSION;
+    fill_parameters(codec, mode, info->params, &info->length);
+}
+
 bool media_offers(const line *line, uint32_t codec, voice_codec_t *record) {
     const libvoice_endpoint_t *entry = &endpt_table[line->endpoint];
     for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
@@ -168,8 +175,8 @@ const char *media_start(call *call) {
     constexpr int kAttempts = 4; // another process may take a port between the look and the bind
     const char *wrong = nullptr;
     for (int attempt = 0; attempt < kAttempts; attempt++) {
-        call->from.port = take_port_pair();
-        call->to.port = call->from.port == 0 ? 0 : take_port_pair();
+        call->from.port = media_take_ports();
+        call->to.port = call->from.port == 0 ? 0 : media_take_ports();
         if (call->to.port == 0) {
             call->from.port = 0;
             return "no media ports left";

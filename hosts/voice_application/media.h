@@ -24,3 +24,11 @@ const char *media_change(call *call, uint32_t mode);
 const char *media_join(line *line);
 /** Takes the line's conference away, after the media of its calls was stopped. */
 void media_leave(line *line);
+
+/* Pieces for media that is not a call's. */
+/** An even port whose neighbour is free too; 0: none left. */
+uint16_t media_take_ports();
+/** Opens the media and control socket of a side. @return whether; then both descriptors are the caller's. */
+bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *descriptors);
+/** Connection information for a codec, without addresses. */
+void media_fill_connection(const voice_codec_t *codec, uint32_t mode, voice_cnx_info_t *info);

@@ -17,6 +17,7 @@
 #include "calls.h"
 #include "codecs.h"
 #include "console.h"
+#include "dsp.h"
 #include "host.h"
 #include "kex_host.h"
 #include "media.h"
@@ -501,9 +502,12 @@ const char *command(char *text) {
         return print_statistics();
     if (strcmp(verb, "hangup") == 0)
         return hang_up_call(first);
+    if (strcmp(verb, "dsp") == 0)
+        return dsp_command(first, second, next_word(&rest));
     if (strcmp(verb, "help") == 0) {
         answer("status | calls | stats | hangup CALL | mwi LINE COUNT | codec LINE CODEC");
-        answer("set LINE PARAMETER VALUE | get LINE PARAMETER | flash LINE | deregister LINE | watch | quit");
+        answer("set LINE PARAMETER VALUE | get LINE PARAMETER | flash LINE | deregister LINE |");
+        answer("dsp PLUGIN [codec CODEC | destroy] | watch | quit");
         return nullptr;
     }
     if (strcmp(verb, "quit") == 0) {

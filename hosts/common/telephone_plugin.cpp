@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Media, conferences and parameters of simulated telephones.
-#include "telephone_media.h"
+// Registration, media, conferences and parameters of simulated telephones.
+#include "telephone_plugin.h"
 
 #include "audio.h"
 #include "console.h"
+#include "host.h"
+#include "plugin.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -129,7 +131,7 @@ int32_t *number_of(telephone *phone, uint32_t id) {
     }
 }
 
-} // namespace
+// ---------------------------------------------------------------------------------------------------------- Callbacks
 
 int32_t telephone_media_create(int32_t endpoint, uint32_t line, void *cnx_info, int32_t **descriptors) {
     telephone *phone = telephone_of_endpoint(endpoint);
@@ -295,14 +297,64 @@ int32_t telephone_set_parameters(libvoice_param_set_t *params) {
     return result;
 }
 
+int32_t telephone_exit(uint32_t reason) {
+    say("exit reason=%u", reason);
+    host_stop();
+    return 0;
+}
+
+int32_t telephone_channel_event(libvoice_event_t *, uint32_t) {
+    return 1; // a telephone line has no channels
+}
+
+} // namespace
+
+bool telephone_register(telephone *phone, int32_t type, const char *name, const voice_codec_t *codecs, uint32_t count,
+                        bool *is_new) {
+    phone->endpoint = plugin_register_endpoint(type, name, codecs, count, is_new);
+    if (phone->endpoint < 0) {
+        say("%d refused: the application does not take %s", phone->number, name);
+        return false;
+    }
+    if (*is_new) {
+        telephone_media_drop(phone);
+        telephone_silence(phone);
+        say("%d registered %s endpoint=%d", phone->number, name, phone->endpoint);
+    }
+    return true;
+}
+
+libvoice_callbacks_t telephone_callbacks() {
+    libvoice_callbacks_t callbacks = {};
+    callbacks.voice_plugin_exit = telephone_exit;
+    callbacks.voice_plugin_event = telephone_channel_event;
+    callbacks.voice_plugin_create = telephone_media_create;
+    callbacks.voice_plugin_modify = telephone_media_modify;
+    callbacks.voice_plugin_destroy = telephone_media_destroy;
+    callbacks.voice_plugin_get = telephone_get_parameters;
+    callbacks.voice_plugin_set = telephone_set_parameters;
+    callbacks.voice_plugin_create_ctx = telephone_create_context;
+    callbacks.voice_plugin_add_stream = telephone_add_stream;
+    callbacks.voice_plugin_modify_stream = telephone_modify_stream;
+    callbacks.voice_plugin_remove_stream = telephone_remove_stream;
+    callbacks.voice_plugin_destroy_ctx = telephone_destroy_context;
+    return callbacks;
+}
+
+void telephones_application_lost(kex_t *, peer_t *, void *) {
+    say("application lost");
+    for (int i = 0; i < telephone_count(); i++) {
+        telephone_at(i)->endpoint = -1;
+        telephone_media_drop(telephone_at(i));
+        telephone_silence(telephone_at(i));
+    }
+    memset(contexts, 0, sizeof contexts);
+}
+
 void telephone_media_drop(telephone *phone) {
     for (uint32_t i = 0; i < kSessions; i++) {
         media_statistics statistics;
         if (audio_close(&phone->sound, i, &statistics))
             say("%d media ended line=%u %s", phone->number, i, media_statistics_text(&statistics));
     }
-}
-
-void telephone_contexts_drop() {
-    memset(contexts, 0, sizeof contexts);
 }
