@@ -56,9 +56,6 @@ uint64_t clock_now(kex_t *bus) {
 kex_t *current_bus() {
     return dispatching != nullptr ? dispatching : all.first;
 }
-kex_t *dispatching_bus() {
-    return dispatching;
-}
 void set_dispatching_bus(kex_t *bus) {
     dispatching = bus;
 }

@@ -98,7 +98,6 @@ uint64_t clock_now(kex_t *bus);
 // The bus that timers without a bus argument belong to; null: there is none.
 kex_t *current_bus();
 // The bus whose tasks run now; null: none.
-kex_t *dispatching_bus();
 void set_dispatching_bus(kex_t *bus);
 
 } // namespace bus

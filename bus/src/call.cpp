@@ -74,6 +74,8 @@ void send_reply(function_call_t *call, const variant_t *value) {
     }
     if (link_queue(link, writer, kReplyAllowance) == nullptr && !link->mute)
         link_refuse(link, "it does not read its replies");
+    if (link->out_bytes > kFlushBytes && link->retry_at == 0)
+        link_flush(link);
 }
 
 void call_function(function_call_t *call, argument_list_t *arguments, variant_t *value) {

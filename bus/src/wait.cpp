@@ -123,6 +123,8 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
         link->awaited = r;
         if (link->awaited_by_it != 0 && call_is_queued(link, link->awaited_by_it))
             trace_deadlock(link);
+        // For everybody: what was sent before the wait must not lie here until it ends.
+        links_flush(bus);
         wait_on(link, r, timeout);
         link->awaited = nullptr;
         loop_wake(bus);

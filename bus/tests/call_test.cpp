@@ -334,6 +334,24 @@ TEST_F(Call, RequestOfARunningCallBelongsToTheBus) {
                 ElementsAre("value true"));
 }
 
+TEST_F(Call, SixtyFourErrorEntriesAndNoMore) {
+    auto lines = probe([](function_call_t *call, argument_list_t *, variant_t *) {
+        reply_t *reply = request_reply(fcall_request(call));
+        for (uint32_t i = 0; i < 64; i++)
+            EXPECT_TRUE(reply_addError(reply, i, "d", "i"));
+        EXPECT_FALSE(reply_addError(reply, 64, "d", "i"));
+        fcall_destroy(call);
+        return 2;
+    });
+    EXPECT_EQ(lines.size(), 64u);
+}
+
+TEST_F(Call, ReceivedReplyTakesNoErrors) {
+    request_t *r = call("Probe", "note");
+    EXPECT_FALSE(reply_addError(request_reply(r), 1, "d", "i"));
+    request_destroy(r);
+}
+
 TEST_F(Call, ReplyTooLargeToSendBecomesAnError) {
     EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
                     std::string huge(96 * 1024 + 1, 'x');

@@ -218,6 +218,16 @@ TEST_F(Loop, TimeFactorMakesTimersFast) {
     close(pipe_ends[0]);
 }
 
+TEST_F(Loop, TimeFactorThatIsNoneIsTracedAndPassedOver) {
+    for (const char *value : {"0", "-1", "x", "2x", "1000001", "99999999999999999999"}) {
+        CapturedTrace trace;
+        setenv("KEX_TIME_FACTOR", value, 1);
+        kex_destroy(kex_create("slow"));
+        unsetenv("KEX_TIME_FACTOR");
+        EXPECT_THAT(trace.text(), testing::HasSubstr("KEX_TIME_FACTOR is not a number from 1 to 1000000")) << value;
+    }
+}
+
 TEST_F(Loop, PollDescriptorIsReadableWhenATimerIsDue) {
     kex_timer_t *timer = kex_timer_create();
     kex_timer_setHandler(timer, [](kex_timer_t *) { ran.push_back("fired"); });

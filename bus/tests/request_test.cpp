@@ -143,6 +143,39 @@ TEST_F(Request, HandlersOfUnansweredRequestsRunWhenTheirBusGoes) {
     EXPECT_THAT(handled, ElementsAre("done with error 65541", "done"));
 }
 
+TEST_F(Request, DestroyedByAnothersHandlerInTheSameTurn) {
+    static request_t *second;
+    request_t *first = make("note");
+    second = make("note");
+    request_setDoneHandler(first, [](request_t *r) {
+        handled.push_back("first");
+        request_destroy(second); // its reply is there, its handler is next
+        request_destroy(r);
+    });
+    request_setDoneHandler(second, [](request_t *) { handled.push_back("second"); });
+    ASSERT_TRUE(kex_sendRequest(client, to_server, first));
+    ASSERT_TRUE(kex_sendRequest(client, to_server, second));
+    kex_dispatch(client);
+    support::turn_until_idle({server}); // both replies lie in the socket: one turn reads them
+    turn_until_idle();
+    EXPECT_THAT(handled, ElementsAre("first"));
+}
+
+TEST_F(Request, BusIsNotDestroyedFromInsideAHandler) {
+    static kex_t *own;
+    own = client;
+    CapturedTrace trace;
+    request_t *r = make("note");
+    request_setDoneHandler(r, [](request_t *done) {
+        kex_destroy(own);
+        on_done(done);
+    });
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    EXPECT_TRUE(turn_until(ended));
+    EXPECT_THAT(trace.text(), testing::HasSubstr("kex_destroy inside a handler"));
+    request_destroy(call("Probe", "note"));
+}
+
 TEST_F(Request, HandlersNeverRunInsideTheSend) {
     request_t *r = make("note");
     request_setDoneHandler(r, on_done);
@@ -221,6 +254,8 @@ TEST_F(Request, LimitsOfOnePacket) {
         {"byte array of one more", {{"a", bytes(std::string(96 * 1024 + 1, 'x'))}}, false},
         {"64 descriptors", {{"a", list(std::vector<variant_t>(64, descriptor(0)))}}, true},
         {"65 descriptors", {{"a", list(std::vector<variant_t>(65, descriptor(0)))}}, false},
+        {"4,095 values and their list", {{"a", list(std::vector<variant_t>(4095, u32(1)))}}, true},
+        {"one value more", {{"a", list(std::vector<variant_t>(4096, u32(1)))}}, false},
         {"packet of 128 KiB",
          {{"a", bytes(std::string(96 * 1024, 'x'))}, {"b", bytes(std::string(32 * 1024, 'x'))}},
          false},

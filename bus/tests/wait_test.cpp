@@ -199,6 +199,43 @@ TEST_F(Wait, NoticeThatCameBeforeTheWaitIsTracedWhenTheWaitBegins) {
     EXPECT_THAT(trace.text(), HasSubstr("we for 'slow' of 'Theirs', they for 'run' of 'Probe'"));
 }
 
+TEST_F(Wait, WhatWasSentToOthersBeforeLeavesFirst) {
+    RawPeer other(socket);
+    other.send(hello("other"));
+    peer_t *second = nullptr;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        second = fcall_peer(call);
+        request_t *r = request_create_executeFunction("Theirs", "news", 0);
+        EXPECT_TRUE(kex_sendRequest(server, second, r));
+        request_destroy(r);
+        EXPECT_TRUE(other.receive_all().size() == 1) << "only the hello so far";
+        timeval none = kSeconds(0);
+        EXPECT_FALSE(kex_waitForReply(server, request, &none));
+        EXPECT_EQ(other.receive_all().size(), 1u) << "it left at the wait";
+        fcall_destroy(call);
+        return 0;
+    };
+    other.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+    EXPECT_TRUE(turn_until([&] { return second != nullptr; }));
+}
+
+TEST_F(Wait, RepliesMayComeInAnyOrder) {
+    request_t *second = request_create_executeFunction("Theirs", "quick", 0);
+    ASSERT_TRUE(kex_sendRequest(server, plugin, second));
+    kex_dispatch(server);
+    uint32_t second_serial = serial_of(raw.receive_all().at(0));
+    EXPECT_NE(second_serial, serial);
+    raw.send(Packet(kReply, second_serial).byte(0).byte(1).byte(10).byte(1));
+    EXPECT_TRUE(kex_waitForReply(server, second, nullptr));
+    EXPECT_THAT(lines_of(second), ElementsAre("value true"));
+    EXPECT_EQ(request_reply(request), nullptr);
+    raw.send(Packet(kReply, second_serial).byte(0).byte(1).byte(10).byte(0)); // answered already: passed over
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(lines_of(second), ElementsAre("value true"));
+    request_destroy(second);
+}
+
 TEST_F(Wait, PeerThatSendsTooMuchMeanwhileIsBrokenOff) {
     std::thread flood([&] {
         for (uint32_t i = 0; i < 3000; i++) {
