@@ -1,0 +1,539 @@
+// SPDX-License-Identifier: MIT
+// The bus functions of DSP objects and channels.
+#include "voice_test.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace voice_test {
+namespace {
+
+struct Host {
+    int32_t result = 0;
+    std::vector<int32_t> descriptors;
+    std::string bytes;
+    size_t take = 0; // how many bytes of a record to copy
+};
+Host host;
+
+int32_t on_signal(const char *channel, libvoice_signal_t *message) {
+    bus().note(text("dsp_plugin_signal(%s)", channel));
+    host.bytes.assign(reinterpret_cast<char *>(message), host.take);
+    return host.result;
+}
+int32_t on_create(const char *channel, uint32_t line, void *cnx_info, int32_t **descriptors, const char *path) {
+    bus().note(text("dsp_plugin_create(%s, %u, %s)", channel, line, path));
+    host.bytes.assign(static_cast<char *>(cnx_info), host.take);
+    host.descriptors.assign(*descriptors, *descriptors + 10);
+    return host.result;
+}
+int32_t on_modify(const char *channel, uint32_t line, void *cnx_info, int32_t **descriptors) {
+    bus().note(text("dsp_plugin_modify(%s, %u)", channel, line));
+    host.bytes.assign(static_cast<char *>(cnx_info), host.take);
+    host.descriptors.assign(*descriptors, *descriptors + 10);
+    return host.result;
+}
+int32_t on_destroy(const char *channel, uint32_t line) {
+    bus().note(text("dsp_plugin_destroy(%s, %u)", channel, line));
+    return host.result;
+}
+
+// Whether arguments are read with the request's attributes is free; without any the log is the same.
+std::string read(const char *getter, const char *name, const Value &value) {
+    return text("argument_get%s(\"%s\", 0x0000) = ", getter, name) + value.str();
+}
+std::string missing(const char *getter, const char *name) {
+    return text("argument_get%s(\"%s\", 0x0000) = missing", getter, name);
+}
+std::string entry(const char *info) {
+    return text("reply_addError(call1, 196640, \"Missing mandatory argument\", \"%s\")", info);
+}
+std::string said(const char *tag, const std::string &function, const std::string &message) {
+    return text("%s %s@kex_dspplugin: ", tag, function.c_str()) + message;
+}
+std::string enter(const std::string &function) {
+    return "> " + function + "@kex_dspplugin";
+}
+std::string leave(const std::string &function) {
+    return "< " + function + "@kex_dspplugin";
+}
+const std::string kTrue = "return_value = bool true", kFalse = "return_value = bool false",
+                  kDestroyed = "fcall_destroy(call1)";
+
+class Dsp : public VoiceTest {
+protected:
+    Dsp() { prepare(); }
+    ~Dsp() override {
+        for (const int file : files_)
+            close(file);
+    }
+
+    void prepare() {
+        host = Host();
+        libvoice_dsp_registered_callbacks = {on_signal, on_create, on_modify, on_destroy};
+        bus().clear_log();
+    }
+    void again() {
+        fresh();
+        prepare();
+    }
+    object_t *channel() { return bus().object("dsp.DSPPlugin.DSP.dsp0.DSP_CHANNEL.ch3"); }
+
+    std::vector<int> files(size_t count) {
+        while (files_.size() < count)
+            files_.push_back(memfd_create("voice", MFD_CLOEXEC));
+        return std::vector<int>(files_.begin(), files_.begin() + static_cast<ptrdiff_t>(count));
+    }
+    // Opens files before the descriptors of a run are counted.
+    void have_files(size_t count) {
+        files(count);
+        again();
+    }
+    static bool same_file(int a, int b) {
+        struct stat one {
+        }, two{};
+        return fstat(a, &one) == 0 && fstat(b, &two) == 0 && one.st_ino == two.st_ino && a != b;
+    }
+    static void close_received() {
+        for (const int32_t descriptor : host.descriptors)
+            if (descriptor >= 0)
+                close(descriptor);
+    }
+    void expect_settled(const std::string &what) {
+        for (const std::string &wrong : settle())
+            ADD_FAILURE() << what << ": " << wrong;
+    }
+
+    // In every comparison only the order of value and destruction is free: both are there, the exit marker is last.
+    static void expect_end(const std::vector<std::string> &expected, const std::string &value,
+                           const std::string &function) {
+        std::vector<std::string> log = log_of(function);
+        ASSERT_GE(log.size(), 3u);
+        const std::vector<std::string> tail(log.end() - 3, log.end());
+        EXPECT_THAT(tail, testing::UnorderedElementsAre(value, kDestroyed, leave(function)));
+        log.resize(log.size() - 3);
+        EXPECT_EQ(fake::difference(expected, log), "");
+    }
+
+private:
+    std::vector<int> files_;
+};
+
+TEST_F(Dsp, InitKeepsTheCallbacksInSilence) {
+    libvoice_dsp_registered_callbacks = libvoice_dsp_callbacks_t();
+    const libvoice_dsp_callbacks_t callbacks = {on_signal, on_create, on_modify, on_destroy};
+    libvoice_dsp_init(callbacks);
+    EXPECT_EQ(memcmp(&libvoice_dsp_registered_callbacks, &callbacks, sizeof(callbacks)), 0);
+    EXPECT_EQ(sizeof(callbacks), 4 * sizeof(void *));
+    EXPECT_THAT(bus().log(), IsEmpty());
+}
+
+// ------------------------------------------------------------------------------------------------ DSPs and channels
+
+struct Maker : Named {
+    const char *function;
+    kex_function_t *run;
+    const char *parent, *template_name, *progress, *exists;
+};
+
+class DspMakers : public Dsp, public testing::WithParamInterface<Maker> {
+protected:
+    std::string function_ = GetParam().function;
+    std::string template_ = text("%s.%s", GetParam().parent, GetParam().template_name);
+    Call &fill(Call &call) {
+        bus().object(template_);
+        return call.on(bus().object(GetParam().parent)).attributes(0).with("name", Value::chars("key7"));
+    }
+    std::vector<std::string> start() {
+        return {enter(function_), read("Char", "name", Value::chars("key7")), said("i", function_, GetParam().progress),
+                text("object_getObject(<%s>, \"%s\", 1, null) = <%s>", GetParam().parent, GetParam().template_name,
+                     template_.c_str())};
+    }
+    std::string looked_ = text("object_getObject(<%s>, \"key7\", 1, null) = null", template_.c_str());
+    std::string made_ =
+        text("object_createInstance(<%s>, 0, \"key7\") = <%s.key7>", template_.c_str(), template_.c_str());
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    , DspMakers,
+    testing::Values(Maker{"createDsp", "__DSPPlugin_createDsp", __DSPPlugin_createDsp, "dsp.DSPPlugin", "DSP",
+                          "dsp_channel_name 'key7'", "DSP with name 'key7' already exists in datamodel."},
+                    Maker{"createDspChannel", "__DSP_createDspChannel", __DSP_createDspChannel,
+                          "dsp.DSPPlugin.DSP.dsp0", "DSP_CHANNEL", "\\n dsp_channel_name 'key7'\\n",
+                          "DSP Channel with name 'key7' already exists in datamodel."}),
+    [](const auto &row) { return row.param.name; });
+
+TEST_P(DspMakers, TheInstanceIsMadeAndCommitted) {
+    Call call;
+    EXPECT_EQ(fill(call).run(GetParam().run), 0);
+    std::vector<std::string> expected = start();
+    for (const std::string &line : {looked_, made_, text("object_commit(<%s.key7>) = 1", template_.c_str())})
+        expected.push_back(line);
+    expect_end(expected, kTrue, function_);
+    EXPECT_TRUE(bus().exists(template_ + ".key7"));
+}
+
+TEST_P(DspMakers, AnExistingInstanceIsRefusedWithoutAnErrorEntry) {
+    bus().object(template_ + ".key7");
+    Call call;
+    EXPECT_EQ(fill(call).run(GetParam().run), 2);
+    std::vector<std::string> expected = start();
+    expected.push_back(
+        text("object_getObject(<%s>, \"key7\", 1, null) = <%s.key7>", template_.c_str(), template_.c_str()));
+    expected.push_back(said("x", function_, GetParam().exists));
+    expect_end(expected, kFalse, function_);
+    EXPECT_THAT(call.errors(), IsEmpty());
+}
+
+TEST_P(DspMakers, AnInstanceThatCannotBeMadeSaysDsp) {
+    bus().fail("object_createInstance");
+    Call call;
+    EXPECT_EQ(fill(call).run(GetParam().run), 2);
+    std::vector<std::string> expected = start();
+    for (const std::string &line : {looked_, text("object_createInstance(<%s>, 0, \"key7\") = null", template_.c_str()),
+                                    said("x", function_, "Failed to create instance of 'DSP'.")})
+        expected.push_back(line);
+    expect_end(expected, kFalse, function_);
+}
+
+TEST_P(DspMakers, ACommitThatFails) {
+    bus().fail("object_commit");
+    Call call;
+    EXPECT_EQ(fill(call).run(GetParam().run), 2);
+    std::vector<std::string> expected = start();
+    for (const std::string &line : {looked_, made_, text("object_commit(<%s.key7>) = 0", template_.c_str()),
+                                    said("x", function_, "Failed to commit object.")})
+        expected.push_back(line);
+    expect_end(expected, kFalse, function_);
+}
+
+TEST_P(DspMakers, AMissingName) {
+    for (const bool empty : {false, true}) {
+        again();
+        Call call;
+        call.attributes(0).on(bus().object(GetParam().parent));
+        if (empty)
+            call.with("name", Value::without_value(VARIANT_TEXT));
+        EXPECT_EQ(call.run(GetParam().run), 2);
+        expect_end({enter(function_),
+                    empty ? read("Char", "name", Value::without_value(VARIANT_TEXT)) : missing("Char", "name"),
+                    said("x", function_, "Missing 'name' parameter."),
+                    "reply_addError(call1, 196638, \"Missing 'name' parameter.\", \"name\")"},
+                   kFalse, function_);
+        expect_settled(empty ? "without a value" : "missing");
+    }
+}
+
+TEST_P(DspMakers, EveryFailureOnTheWayEndsAsPromised) {
+    for (unsigned n = 1;; ++n) {
+        ASSERT_LT(n, 20u);
+        again();
+        Call call;
+        fill(call);
+        bus().fail_call(n);
+        const int status = call.run(GetParam().run);
+        const std::string failed = bus().failed();
+        if (failed.empty()) {
+            EXPECT_EQ(status, 0);
+            break;
+        }
+        if (failed.compare(0, 8, "variant_") != 0 && failed != "object_getObject") {
+            EXPECT_EQ(status, 2) << failed;
+            EXPECT_EQ(bus().complaints().size(), 1u) << failed;
+        }
+        expect_settled(failed);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------- signal
+
+class ChannelSignal : public Dsp {
+protected:
+    const std::string function_ = "__DSP_CHANNEL_signal";
+};
+
+TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
+    for (const std::string &bytes :
+         {signal_bytes(5, item(1, "abcd"), 0x12345678), std::string("short"), std::string()}) {
+        again();
+        host.take = bytes.size();
+        Call call;
+        EXPECT_EQ(call.attributes(0).on(channel()).with("signal", Value::bytes(bytes)).run(__DSP_CHANNEL_signal), 0);
+        expect_end({enter(function_), read("ByteArray", "signal", Value::bytes(bytes)), "dsp_plugin_signal(ch3)"},
+                   kTrue, function_);
+        EXPECT_EQ(host.bytes, bytes) << "the pointer word is not rewritten";
+        expect_settled(text("%zu bytes", bytes.size()));
+    }
+}
+
+TEST_F(ChannelSignal, AMissingSignalIsReportedAsConnectionInformation) {
+    Call call;
+    EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_signal), 2);
+    expect_end({enter(function_), missing("ByteArray", "signal"), said("x", function_, "Missing argument cnx_info"),
+                entry("cnx_info")},
+               kFalse, function_);
+}
+
+TEST_F(ChannelSignal, AnUnsetSlot) {
+    libvoice_dsp_registered_callbacks.dsp_plugin_signal = nullptr;
+    Call call;
+    EXPECT_EQ(call.on(channel()).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 2);
+    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, "Call back dsp_plugin_signal is not set")));
+    EXPECT_THAT(call.errors(), IsEmpty());
+    EXPECT_EQ(call.returned().str(), "bool false");
+}
+
+TEST_F(ChannelSignal, AFailingCallbackIsTracedWithChannelAndBytes) {
+    static const void *seen;
+    libvoice_dsp_registered_callbacks.dsp_plugin_signal = [](const char *, libvoice_signal_t *message) {
+        seen = message;
+        return int32_t{-1};
+    };
+    Call call;
+    EXPECT_EQ(call.on(channel()).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 2);
+    EXPECT_THAT(bus().complaints(),
+                ElementsAre(said("x", function_, text("Error running dsp_plugin_signal(ch3, %p)", seen))));
+}
+
+// ----------------------------------------------------------------------------------------------- create and modify
+
+struct Media : Named {
+    const char *function;
+    kex_function_t *run;
+    bool create;
+    const char *slot, *unset, *failed;
+    const char *descriptor_format;
+};
+
+class ChannelMedia : public Dsp, public testing::WithParamInterface<Media> {
+protected:
+    std::string function_ = GetParam().function;
+    const std::string info_ = std::string(704, 'c');
+
+    Call &fill(Call &call, const Value &descriptors, bool line = true) {
+        host.take = info_.size();
+        call.attributes(0).on(channel()).with("cnx_info", Value::bytes(info_)).with("filedesc", descriptors);
+        if (GetParam().create)
+            call.with("endpoint_path", Value::chars("FXS.EndPoint.FXS1"));
+        return line ? call.with("ep_line_id", Value::u32(9)) : call;
+    }
+    std::vector<std::string> start(const Value &descriptors) {
+        std::vector<std::string> lines = {enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)),
+                                          read("List", "filedesc", descriptors)};
+        if (GetParam().create)
+            lines.push_back(read("Char", "endpoint_path", Value::chars("FXS.EndPoint.FXS1")));
+        return lines;
+    }
+    int run(Call &call) { return call.run(GetParam().run); }
+};
+
+INSTANTIATE_TEST_SUITE_P(, ChannelMedia,
+                         testing::Values(Media{"create", "__DSP_CHANNEL_create", __DSP_CHANNEL_create, true,
+                                               "dsp_plugin_create(ch3, 9, FXS.EndPoint.FXS1)",
+                                               "Call back dsp_plugin_create is not set",
+                                               "quibra_dsp_plugin_create FAILED ", "\\nfd[%d] = %d \\n"},
+                                         Media{"modify", "__DSP_CHANNEL_modify", __DSP_CHANNEL_modify, false,
+                                               "dsp_plugin_modify(ch3, 9)", "Call back dsp_plugin_modify is not set",
+                                               "quibra_dsp_plugin_modify FAILED ", "\\nfd[%d] = %d\\n"}),
+                         [](const auto &row) { return row.param.name; });
+
+TEST_P(ChannelMedia, DescriptorsReachTheCallbackAtMostTen) {
+    for (const size_t count : {1u, 3u, 10u, 12u}) {
+        have_files(12);
+        const Value sent = Value::fds(files(count));
+        Call call;
+        EXPECT_EQ(run(fill(call, sent)), 0);
+        ASSERT_EQ(host.descriptors.size(), 10u);
+        std::vector<std::string> expected = start(sent);
+        for (size_t i = 0; i < 10; ++i) {
+            if (i >= count) {
+                EXPECT_EQ(host.descriptors[i], -1) << "position " << i;
+                continue;
+            }
+            EXPECT_TRUE(same_file(host.descriptors[i], files(count)[i])) << "position " << i;
+            char line[64];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+            snprintf(line, sizeof(line), GetParam().descriptor_format, static_cast<int>(i), host.descriptors[i]);
+#pragma GCC diagnostic pop
+            expected.push_back(said("i", function_, line));
+        }
+        if (GetParam().create)
+            expected.push_back(said("i", function_, "\\nObject name = 'ch3' \\n\\n"));
+        expected.push_back(read("UInt32", "ep_line_id", Value::u32(9)));
+        expected.push_back(GetParam().slot);
+        expect_end(expected, kTrue, function_);
+        EXPECT_EQ(host.bytes, info_);
+        close_received();
+        expect_settled(text("%zu descriptors", count));
+    }
+}
+
+TEST_P(ChannelMedia, MissingConnectionInformation) {
+    for (const bool empty : {false, true}) {
+        again();
+        Call call;
+        call.attributes(0).on(channel()).with("filedesc", Value::fds({-1})).with("ep_line_id", Value::u32(9));
+        if (empty)
+            call.with("cnx_info", Value::without_value(VARIANT_BYTES));
+        EXPECT_EQ(run(call), 2);
+        expect_end({enter(function_),
+                    empty ? read("ByteArray", "cnx_info", Value::without_value(VARIANT_BYTES))
+                          : missing("ByteArray", "cnx_info"),
+                    said("x", function_, "Missing argument cnx_info"), entry("cnx_info")},
+                   kFalse, function_);
+        expect_settled(empty ? "without a value" : "missing");
+    }
+}
+
+TEST_P(ChannelMedia, MissingAndEmptyDescriptors) {
+    Call missing_call;
+    missing_call.attributes(0).on(channel()).with("cnx_info", Value::bytes(info_)).with("ep_line_id", Value::u32(9));
+    EXPECT_EQ(run(missing_call), 2);
+    expect_end({enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)), missing("List", "filedesc"),
+                said("x", function_, "Missing argument filedesc"), entry("filedesc")},
+               kFalse, function_);
+    again();
+    Call call;
+    EXPECT_EQ(run(fill(call, Value::fds({}))), 2);
+    expect_end({enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)),
+                read("List", "filedesc", Value::fds({})), said("x", function_, "Empty argument filedesc")},
+               kFalse, function_);
+    EXPECT_THAT(call.errors(), IsEmpty());
+}
+
+TEST_P(ChannelMedia, AMissingLineNamesTheDescriptorsWritesAnEmptyLineAndClosesWhatItTook) {
+    for (const size_t count : {1u, 10u, 12u}) {
+        have_files(12);
+        Call call;
+        EXPECT_EQ(run(fill(call, Value::fds(files(count)), false)), 2);
+        const std::vector<std::string> log = log_of(function_);
+        ASSERT_GE(log.size(), 7u);
+        EXPECT_LINES(std::vector<std::string>(log.end() - 7, log.end() - 3), missing("UInt32", "ep_line_id"),
+                     said("x", function_, "Missing argument ep_line_id"), entry("filedesc"),
+                     said("x[CALL_HOLD]", function_, ""));
+        bool cut = false;
+        for (const fake::TraceLine &line : bus().traces())
+            if (line.zone == "CALL_HOLD") {
+                cut = line.rendered.compare(0, 15, "CALL_HO - [x] -") == 0;
+                EXPECT_EQ(line.format, "%s%-7.7s%s - %s[%s]%s%s%s - %s(%s@%s:%d)%s");
+                EXPECT_EQ(line.level, 100);
+            }
+        EXPECT_TRUE(cut);
+        EXPECT_EQ(call.returned().str(), "bool false");
+        EXPECT_TRUE(host.descriptors.empty()) << "the callback was reached";
+        expect_settled(text("%zu descriptors", count));
+    }
+}
+
+TEST_P(ChannelMedia, AnUnsetSlotClosesWhatItTook) {
+    have_files(3);
+    libvoice_dsp_registered_callbacks.dsp_plugin_create = nullptr;
+    libvoice_dsp_registered_callbacks.dsp_plugin_modify = nullptr;
+    Call call;
+    EXPECT_EQ(run(fill(call, Value::fds(files(3)))), 2);
+    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, GetParam().unset)));
+    EXPECT_THAT(call.errors(), IsEmpty());
+    EXPECT_EQ(call.returned().str(), "bool false");
+}
+
+TEST_P(ChannelMedia, AFailingCallbackKeepsItsDescriptors) {
+    have_files(3);
+    host.result = 5;
+    Call call;
+    EXPECT_EQ(run(fill(call, Value::fds(files(3)))), 2);
+    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, GetParam().failed)));
+    for (size_t i = 0; i < 3; ++i)
+        EXPECT_TRUE(same_file(host.descriptors[i], files(3)[i]));
+    close_received();
+}
+
+TEST_P(ChannelMedia, EveryFailureOnTheWayEndsAsPromised) {
+    for (unsigned n = 1;; ++n) {
+        ASSERT_LT(n, 20u);
+        have_files(3);
+        Call call;
+        fill(call, Value::fds(files(3)));
+        bus().fail_call(n);
+        const int status = run(call);
+        const std::string failed = bus().failed();
+        if (failed.empty()) {
+            EXPECT_EQ(status, 0);
+            close_received();
+            break;
+        }
+        if (failed.compare(0, 12, "argument_get") == 0) {
+            EXPECT_EQ(status, 2) << failed;
+            EXPECT_EQ(call.errors().size(), 1u) << failed;
+        }
+        close_received();
+        expect_settled(text("call %u (%s) fails", n, failed.c_str()));
+    }
+}
+
+class ChannelCreate : public Dsp {};
+
+TEST_F(ChannelCreate, AMissingPathClosesTheDescriptors) {
+    const std::string function = "__DSP_CHANNEL_create";
+    for (const bool empty : {false, true}) {
+        have_files(3);
+        const Value sent = Value::fds(files(3));
+        Call call;
+        call.attributes(0).on(channel()).with("cnx_info", Value::bytes("info")).with("filedesc", sent);
+        if (empty)
+            call.with("endpoint_path", Value::without_value(VARIANT_TEXT));
+        EXPECT_EQ(call.with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_create), 2);
+        expect_end({enter(function), read("ByteArray", "cnx_info", Value::bytes("info")),
+                    read("List", "filedesc", sent),
+                    empty ? read("Char", "endpoint_path", Value::without_value(VARIANT_TEXT))
+                          : missing("Char", "endpoint_path"),
+                    said("x", function, "Missing argument endpoint_path"), entry("endpoint_path")},
+                   kFalse, function);
+        expect_settled(empty ? "without a value" : "missing");
+    }
+}
+
+// --------------------------------------------------------------------------------------------------------- destroy
+
+class ChannelDestroy : public Dsp {
+protected:
+    const std::string function_ = "__DSP_CHANNEL_destroy";
+};
+
+TEST_F(ChannelDestroy, TheLineReachesTheCallback) {
+    Call call;
+    EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 0);
+    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)"}, kTrue,
+               function_);
+}
+
+TEST_F(ChannelDestroy, AMissingLineNamesTheDescriptors) {
+    Call call;
+    EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_destroy), 2);
+    expect_end({enter(function_), missing("UInt32", "ep_line_id"), said("x", function_, "Missing argument line_id"),
+                entry("filedesc")},
+               kFalse, function_);
+}
+
+TEST_F(ChannelDestroy, AnUnsetSlotReusesTheModifyText) {
+    libvoice_dsp_registered_callbacks.dsp_plugin_destroy = nullptr;
+    Call call;
+    EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
+    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)),
+                said("x", function_, "Call back dsp_plugin_modify is not set")},
+               kFalse, function_);
+}
+
+TEST_F(ChannelDestroy, AFailingCallback) {
+    host.result = 1;
+    Call call;
+    EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
+    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)",
+                said("x", function_, "quibra_dsp_plugin_destroy FAILED ")},
+               kFalse, function_);
+}
+
+} // namespace
+} // namespace voice_test
