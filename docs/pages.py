@@ -4,7 +4,7 @@
 
   - A code block that follows '<!-- example: FILE -->' is that file, whole; after '<!-- example: FILE#PART -->' it is
     the part of the file between the lines '/* [PART] */' and '/* [end] */'. FILE is relative to the tree's root.
-  - A code span in double quotes (`"Missing argument ctx_id"`) is a string literal of the sources.
+  - A code span in double quotes (`"Missing argument ctx_id"`) is a string literal of the sources, tests aside.
   - A code span that looks like a name of the system (`libvoice_init`, `kex_sendRequest()`) occurs in the sources.
   - A relative link leads to a file, and its anchor to a heading there.
   - Pages are ASCII.
@@ -35,10 +35,13 @@ def pages(root):
 
 
 def sources(root):
+    """The sources as (whether it is a test's or an example's, text)."""
     for folder in SOURCE_FOLDERS:
         for path in sorted((root / folder).rglob("*")):
             if path.suffix in (".c", ".h", ".cpp", ".inc", ".py", ".map") and path.is_file():
-                yield path.read_text(encoding="utf-8", errors="replace")
+                shown = path.relative_to(root)
+                aside = bool({"tests", "examples", "bench"} & set(shown.parts))
+                yield aside, path.read_text(encoding="utf-8", errors="replace")
 
 
 class Tree:
@@ -47,8 +50,10 @@ class Tree:
     def __init__(self, root):
         self.root = root
         self.literals, self.names = set(), set()
-        for text in sources(root):
+        for aside, text in sources(root):
             self.names.update(re.findall(r"\w+", text))
+            if aside:
+                continue
             joined = re.sub(r'"\s*\n\s*"', "", text)
             self.literals.update(re.findall(r'"((?:\\.|[^"\\\n])*)"', joined))
 

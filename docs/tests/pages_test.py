@@ -43,6 +43,10 @@ class Pages(unittest.TestCase):
     def test_text_that_no_source_has(self):
         self.assert_fault('a\n`"two part"`\n', 'docs/p.md:2: no source has the text "two part"')
 
+    def test_text_that_only_a_test_has(self):
+        self.write("tests/t.c", 'char *t = "tested";\n')
+        self.assert_fault('`"tested"`\n', 'docs/p.md:1: no source has the text "tested"')
+
     def test_name_that_no_source_has(self):
         self.assert_fault("`libvoice_thin`\n", "docs/p.md:1: no source has the name libvoice_thin")
 
