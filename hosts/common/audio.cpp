@@ -261,17 +261,21 @@ void close_socket(int fd) {
 }
 
 const char *watch_sockets(media_session *session) {
-    if (!kex_watch(audio_bus, session->rtp, session, rtp_readable))
-        return "media descriptor is no socket";
-    if (session->rtcp >= 0 && !kex_watch(audio_bus, session->rtcp, session, rtcp_readable))
-        return "control descriptor is no socket";
-    return nullptr;
+    bool watched = kex_watch(audio_bus, session->rtp, session, rtp_readable) &&
+                   (session->rtcp < 0 || kex_watch(audio_bus, session->rtcp, session, rtcp_readable));
+    return watched ? nullptr : "media sockets cannot be watched";
 }
 
-bool is_datagram_socket(int fd) {
-    int type = 0;
+// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs
+// up.
+bool is_connected_udp(int fd) {
+    int domain = 0, type = 0;
     socklen_t size = sizeof type;
-    return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_DGRAM;
+    sockaddr_storage peer;
+    socklen_t peer_size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_DGRAM &&
+           getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && (domain == AF_INET || domain == AF_INET6) &&
+           getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peer_size) == 0;
 }
 
 void reset_hearing(audio *audio) {
@@ -318,8 +322,10 @@ const char *audio_open(audio *audio, uint32_t index, const media_format *format,
         wrong = "no such line";
     else if (audio->sessions[index].open)
         wrong = "media is set up already";
-    else if (rtp < 0 || !is_datagram_socket(rtp))
-        wrong = "media descriptor is no socket";
+    else if (rtp < 0 || !is_connected_udp(rtp))
+        wrong = "media descriptor is no connected socket";
+    else if (rtcp >= 0 && !is_connected_udp(rtcp))
+        wrong = "control descriptor is no connected socket";
     else if (!run_ticker(true))
         wrong = "no clock";
     if (wrong != nullptr) {
@@ -352,8 +358,10 @@ const char *audio_change(audio *audio, uint32_t index, const media_format *forma
     const char *wrong = nullptr;
     if (session == nullptr || !session->open)
         wrong = "there is no media to change";
-    else if (rtp >= 0 && !is_datagram_socket(rtp))
-        wrong = "media descriptor is no socket";
+    else if (rtp >= 0 && !is_connected_udp(rtp))
+        wrong = "media descriptor is no connected socket";
+    else if (rtcp >= 0 && !is_connected_udp(rtcp))
+        wrong = "control descriptor is no connected socket";
     if (wrong != nullptr) {
         if (rtp >= 0)
             close(rtp);

@@ -3,6 +3,7 @@
 
 #include "kex_host.h"
 #include "message.h"
+#include "udp_pair.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +39,7 @@ void stream_of(voice_stream_info_t *info, uint32_t stream, uint32_t codec, uint3
         params_add_int(info->params, sizeof info->params, &info->length, id, static_cast<int32_t>(value));
 }
 
-// Telephones on a bus of their own; datagram sockets of the local kind stand for UDP.
+// Telephones on a bus of their own.
 class Audio : public testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -63,8 +64,8 @@ protected:
     static void connect(audio *one, uint32_t one_index, audio *other, uint32_t other_index, uint32_t context,
                         uint32_t stream) {
         int media[2], control[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, media), 0);
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, control), 0);
+        make_udp_pair(media);
+        make_udp_pair(control);
         EXPECT_EQ(audio_open(one, one_index, &kAlaw, media[0], control[0], context, stream), nullptr);
         EXPECT_EQ(audio_open(other, other_index, &kAlaw, media[1], control[1], 0, 0), nullptr);
     }
@@ -144,9 +145,14 @@ TEST_F(Audio, WhatCannotBeOpenedIsClosed) {
     int before = open_descriptors();
     int pipes[2];
     ASSERT_EQ(pipe2(pipes, O_CLOEXEC), 0);
-    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, pipes[0], pipes[1], 0, 0), "media descriptor is no socket");
-    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, -1, -1, 0, 0), "media descriptor is no socket");
+    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, pipes[0], pipes[1], 0, 0), "media descriptor is no connected socket");
+    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, -1, -1, 0, 0), "media descriptor is no connected socket");
+    int media[2];
+    make_udp_pair(media);
     int control = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, media[0], control, 0, 0), "control descriptor is no connected socket");
+    close(media[1]);
+    control = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_STREQ(audio_open(&anna_, kSessions, &kAlaw, -1, control, 0, 0), "no such line");
     control = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_STREQ(audio_change(&anna_, 0, &kAlaw, -1, control), "there is no media to change");

@@ -91,6 +91,7 @@ const char *print_statistics() {
 
 // ------------------------------------------------------------------------------------------ Callbacks of the library
 
+kex_timer_t *plugin_timer; // runs out as soon as a registration is through
 char known_plugins[LIBVOICE_PLUGINS][LIBVOICE_PLUGIN_NAME_BYTES];
 
 // The library records a plugin without asking us: compare its table with what was said last.
@@ -108,6 +109,7 @@ int32_t app_get_country(char *country, uint32_t size) {
     if (size < sizeof the_plan.country)
         return -1;
     memcpy(country, the_plan.country, sizeof the_plan.country);
+    kex_timer_start(plugin_timer, 0); // the table has the plugin when this call is over
     return 0;
 }
 
@@ -200,7 +202,7 @@ void app_endpoint_deleted(libvoice_endpoint_t *entry) {
 
 void take_cause(line *line, const voice_event_t *head, const uint8_t *params) {
     int32_t cause = 0;
-    char text[80] = "media failed", why[128];
+    char text[80] = "media failed", why[160];
     params_int(params, head->length, LIBVOICE_PARAM_g_cause_generalcause, &cause);
     params_text(params, head->length, LIBVOICE_PARAM_g_cause_failurecause, text, sizeof text);
     snprintf(why, sizeof why, "%s: %s (cause %d)", line->label, text, cause);
@@ -347,14 +349,9 @@ void app_get_done(request_t *request) {
     request_destroy(request);
 }
 
-void app_init_reply(request_t *request, reply_item_t *item) {
-    say_new_plugins();
-    if (item == nullptr)
-        request_destroy(request);
-}
-
 // A connection has closed. The entry may be free already, when the plugin had taken its leave.
 void peer_closed(kex_t *, peer_t *peer, void *) {
+    say_new_plugins(); // one that came and went at once is told of too
     for (uint32_t i = 0; i < LIBVOICE_PLUGINS; i++) {
         if (voice_plugin_table[i].peer != peer || known_plugins[i][0] == 0)
             continue;
@@ -566,6 +563,8 @@ int main(int count, char **words) {
     if (kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
         host_fail("cannot declare %s", LIBVOICE_APPLICATION_PATH);
     kex_onPeerClosed(bus, peer_closed, nullptr);
+    plugin_timer = kex_timer_create();
+    kex_timer_setHandler(plugin_timer, [](kex_timer_t *) { say_new_plugins(); });
 
     libvoice_app_callbacks_t callbacks = {};
     callbacks.voice_app_get_country = app_get_country;
@@ -573,7 +572,8 @@ int main(int count, char **words) {
     callbacks.voice_app_register_endpoint = app_register_endpoint;
     callbacks.voice_app_endpoint_deleted = app_endpoint_deleted;
     callbacks.voice_app_get_done = app_get_done;
-    callbacks.voice_app_init_reply = app_init_reply;
+    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which peer_closed() sees, and with
+    // the slot set the request to a plugin for whom the table has no room would never be given back.
     libvoice_app_init(callbacks);
     libvoice_plugin_init_table();
 
@@ -587,6 +587,7 @@ int main(int count, char **words) {
 
     int result = host_run(host_stop);
     console_stop();
+    kex_timer_destroy(plugin_timer);
     host_end();
     return result;
 }

@@ -1,0 +1,504 @@
+// SPDX-License-Identifier: MIT
+// Real hosts against peers that send them broken records: each is refused, nothing is left open, and the host goes on.
+#include "message.h"
+#include "udp_pair.h"
+
+#include "kex_host.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+// A host as a process of its own, its output in a pipe.
+class Host {
+public:
+    Host(const char *program, const std::string &socket, std::vector<const char *> options = {}) {
+        int output[2];
+        EXPECT_EQ(pipe(output), 0);
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(output[1], STDOUT_FILENO);
+            close(output[0]);
+            close(output[1]);
+            std::vector<const char *> words = {program, "--no-stdin", "--socket", socket.c_str()};
+            words.insert(words.end(), options.begin(), options.end());
+            words.push_back(nullptr);
+            execv(program, const_cast<char *const *>(words.data()));
+            _exit(127);
+        }
+        close(output[1]);
+        output_ = output[0];
+    }
+    ~Host() {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        close(output_);
+    }
+    // Whether a line with this text comes within 5 s.
+    bool says(const char *text) {
+        for (int turns = 0; turns < 500 && seen_.find(text) == std::string::npos; turns++) {
+            pollfd ready = {output_, POLLIN, 0};
+            char part[4096];
+            ssize_t got = poll(&ready, 1, 10) == 1 ? read(output_, part, sizeof part) : 0;
+            seen_.append(part, static_cast<size_t>(got > 0 ? got : 0));
+            if (turn_ != nullptr)
+                turn_();
+        }
+        return seen_.find(text) != std::string::npos;
+    }
+    void forget() { seen_.clear(); }
+    int descriptors() const {
+        int count = 0;
+        DIR *directory = opendir(("/proc/" + std::to_string(pid_) + "/fd").c_str());
+        while (directory != nullptr && readdir(directory) != nullptr)
+            count++;
+        if (directory != nullptr)
+            closedir(directory);
+        return count;
+    }
+    // Ends it by SIGTERM; its exit status.
+    int leave() {
+        kill(pid_, SIGTERM);
+        for (int turns = 0; turns < 300; turns++) {
+            int status;
+            if (waitpid(pid_, &status, WNOHANG) == pid_)
+                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            if (turn_ != nullptr)
+                turn_();
+            usleep(10000);
+        }
+        return -1;
+    }
+    void (*turn_)() = nullptr; // what the other side has to do meanwhile
+
+private:
+    pid_t pid_;
+    int output_;
+    std::string seen_;
+};
+
+// One call with its arguments, sent as it is, and what came back.
+class Call {
+public:
+    Call(kex_t *bus, peer_t *peer, const std::string &path, const char *function)
+        : bus_(bus), peer_(peer), request_(request_create_executeFunction(path.c_str(), function, 0x8001)) {}
+    ~Call() { request_destroy(request_); }
+    Call &with(const char *name, const bytes &value) {
+        variant_t v;
+        variant_initialize(&v, VARIANT_BYTES);
+        variant_setByteArray(&v, value.data(), static_cast<uint32_t>(value.size()));
+        return add(name, &v);
+    }
+    Call &with(const char *name, uint32_t value) {
+        variant_t v;
+        variant_initialize(&v, VARIANT_UINT32);
+        variant_setUInt32(&v, value);
+        return add(name, &v);
+    }
+    Call &with_signed(const char *name, int32_t value) {
+        variant_t v;
+        variant_initialize(&v, VARIANT_INT32);
+        variant_setInt32(&v, value);
+        return add(name, &v);
+    }
+    Call &with_type(uint16_t value) {
+        variant_t v;
+        variant_initialize(&v, VARIANT_UINT16);
+        variant_setUInt16(&v, value);
+        return add("type", &v);
+    }
+    Call &with(const char *name, const std::string &value) {
+        variant_t v;
+        variant_initialize(&v, VARIANT_TEXT);
+        variant_setChar(&v, value.c_str());
+        return add(name, &v);
+    }
+    Call &with_descriptors(const std::vector<int> &descriptors) {
+        variant_t list, v;
+        variant_initialize(&list, VARIANT_LIST);
+        for (int descriptor : descriptors) {
+            variant_initialize(&v, VARIANT_FD);
+            variant_setFd(&v, descriptor);
+            variant_list_add(variant_da_list(&list), &v);
+        }
+        return add("filedesc", &list);
+    }
+    // 1 true, 0 false or no boolean, -1 no reply within 5 s.
+    int answer() {
+        timeval limit = {5, 0};
+        if (!kex_sendRequest(bus_, peer_, request_) || !kex_waitForReply(bus_, request_, &limit))
+            return -1;
+        int yes = 0;
+        for (reply_item_t *item = reply_firstItem(request_reply(request_)); item != nullptr;
+             item = reply_nextItem(item))
+            if (reply_item_type(item) == REPLY_ITEM_RETURN_VALUE)
+                variant_toBool(reply_item_returnValue(item), &yes);
+        return yes;
+    }
+
+private:
+    Call &add(const char *name, variant_t *v) {
+        request_addParameter(request_, name, v);
+        variant_cleanup(v);
+        return *this;
+    }
+    kex_t *bus_;
+    peer_t *peer_;
+    request_t *request_;
+};
+
+template <typename Message>
+bytes bytes_of(const Message &message) {
+    const uint8_t *first = reinterpret_cast<const uint8_t *>(&message);
+    return bytes(first, first + sizeof message.head + message.head.length);
+}
+
+bytes signal_of(int32_t endpoint, uint32_t signal, uint32_t parameter = 0, const std::string &value = "") {
+    signal_message message;
+    signal_begin(&message, endpoint, signal, 0);
+    if (parameter != 0)
+        signal_add_bytes(&message, parameter, value.data(), static_cast<uint32_t>(value.size()));
+    return bytes_of(message);
+}
+
+bytes resized(bytes value, size_t size) {
+    value.resize(size);
+    return value;
+}
+
+voice_cnx_info_t good_connection() {
+    voice_cnx_info_t info = {};
+    info.version = VOICE_CNX_VERSION;
+    for (uint32_t id : {LIBVOICE_PARAM_sdp_upstream_codec, LIBVOICE_PARAM_sdp_upstream_payload,
+                        LIBVOICE_PARAM_sdp_downstream_codec, LIBVOICE_PARAM_sdp_downstream_payload})
+        params_add_int(info.params, sizeof info.params, &info.length, id, LIBVOICE_CODEC_PCMA);
+    params_add_int(info.params, sizeof info.params, &info.length, LIBVOICE_PARAM_sdp_upstream_ptime, 20);
+    return info;
+}
+
+bytes record_of(const void *record, size_t size) {
+    const uint8_t *first = static_cast<const uint8_t *>(record);
+    return bytes(first, first + size);
+}
+
+class Rogue : public testing::Test {
+protected:
+    void SetUp() override {
+        char name[] = "/tmp/hosts-rogue-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        directory_ = name;
+        socket_ = directory_ + "/bus";
+        bus_ = kex_create("rogue");
+        libvoice_set_kex_handler(bus_);
+        ASSERT_TRUE(kex_declareFunctions(bus_, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS,
+                                         LIBVOICE_BUS_FUNCTION_COLUMNS));
+    }
+    void TearDown() override {
+        kex_destroy(bus_);
+        libvoice_set_kex_handler(nullptr);
+        std::string command = "rm -rf " + directory_;
+        EXPECT_EQ(system(command.c_str()), 0);
+    }
+    static void turn() { kex_dispatch(bus_); }
+
+    static inline kex_t *bus_;
+    std::string directory_, socket_;
+};
+
+// ------------------------------------------------------------------------------------------------ A rogue application
+
+class RogueApplication : public Rogue {
+protected:
+    void SetUp() override {
+        Rogue::SetUp();
+        kex_declareObject(bus_, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS);
+        libvoice_app_callbacks_t callbacks = {};
+        callbacks.voice_app_get_country = [](char *country, uint32_t) -> int32_t {
+            memcpy(country, "DE", 3);
+            return 0;
+        };
+        callbacks.voice_app_event = [](libvoice_event_t *) -> int32_t { return 0; };
+        callbacks.voice_app_register_endpoint = [](libvoice_endpoint_t *) -> int32_t { return refuse_endpoints_; };
+        libvoice_app_init(callbacks);
+        libvoice_plugin_init_table();
+        refuse_endpoints_ = 0;
+        ASSERT_NE(libvoice_app_connect(kex_connection(bus_), socket_.c_str()), nullptr);
+    }
+    Call call(const char *path, const char *function) {
+        return Call(bus_, libvoice_plugin_get_peer_by_name("fxs1"), path, function);
+    }
+    static inline int32_t refuse_endpoints_;
+};
+
+} // namespace
+
+TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
+    Host host(HOST_FXS, socket_);
+    host.turn_ = turn;
+    ASSERT_TRUE(host.says("ready country=DE lines=2"));
+    const int32_t endpoint = libvoice_get_endpoint_by_name("FXS1");
+    constexpr char kLine[] = "fxs1.EndPoint.FXS1";
+    const int before = host.descriptors();
+
+    const bytes good_signal = signal_of(endpoint, LIBVOICE_SIGNAL_cg_dt);
+    bytes too_long = good_signal;
+    too_long[24] = too_long[25] = too_long[26] = too_long[27] = 0xFF;
+    const struct {
+        const char *what;
+        bytes signal;
+    } signals[] = {
+        {"no bytes", {}},
+        {"half a head", resized(good_signal, 5)},
+        {"one byte short", resized(good_signal, 27)},
+        {"a length beyond the bytes", too_long},
+        {"unknown endpoint", signal_of(99, LIBVOICE_SIGNAL_cg_dt)},
+        {"no endpoint", signal_of(-1, LIBVOICE_SIGNAL_cg_dt)},
+        {"unknown signal", signal_of(endpoint, 0x12345678)},
+        {"no data block", signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data)},
+        {"an empty data block", signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "")},
+        {"a data block without its bytes",
+         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "80FF02")},
+        {"a data block of a wrong sum",
+         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "800081")},
+        {"a data block that is no text",
+         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, std::string(400, '\xFF'))},
+        {"half a tone", signal_of(endpoint, LIBVOICE_SIGNAL_tonegen_pt, LIBVOICE_PARAM_tonegen_pt_tl, "abc")},
+    };
+    for (const auto &row : signals)
+        EXPECT_EQ(call(kLine, "signal").with("signal", row.signal).answer(), 0) << row.what;
+
+    int pipes[2], pair[2], local[2];
+    ASSERT_EQ(pipe(pipes), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, local), 0);
+    make_udp_pair(pair);
+    const voice_cnx_info_t good = good_connection();
+    voice_cnx_info_t old = good, overlong = good, video = good;
+    old.version = 7;
+    overlong.length = 0xFFFFFFFF;
+    video.length = 0;
+    const bytes info = record_of(&good, LIBVOICE_CNX_INFO_BYTES);
+    const struct {
+        const char *what;
+        bytes info;
+        std::vector<int> descriptors;
+        uint32_t line;
+    } media[] = {
+        {"no record", {}, {pair[0], pair[1], -1}, 0},
+        {"another version", record_of(&old, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
+        {"a length beyond its room", record_of(&overlong, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
+        {"no codec", record_of(&video, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
+        {"no descriptors", info, {}, 0},
+        {"descriptors of none", info, {-1, -1, -1}, 0},
+        {"pipes for sockets", info, {pipes[0], pipes[1], -1}, 0},
+        {"a pipe for the control socket", info, {pair[0], pipes[0], -1}, 0},
+        {"sockets of another kind", info, {local[0], local[1], -1}, 0},
+        {"twelve descriptors and no such line", info, std::vector<int>(12, pair[0]), 7},
+        {"the last line there could be", info, {pair[0], pair[1], -1}, 0xFFFFFFFF},
+        {"addresses cut off", resized(info, 705), {}, 0},
+        {"addresses cut off by a byte", resized(info, 735), {}, 0},
+        {"addresses of nothing", resized(info, 736), {}, 0},
+    };
+    for (const auto &row : media) {
+        for (const char *function : {"create", "modify"})
+            EXPECT_EQ(call(kLine, function)
+                          .with("cnx_info", row.info)
+                          .with_descriptors(row.descriptors)
+                          .with("ep_line_id", row.line)
+                          .answer(),
+                      0)
+                << function << ": " << row.what;
+        EXPECT_EQ(host.descriptors(), before) << row.what;
+    }
+    EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0u).answer(), 0);
+    EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0xFFFFFFFFu).answer(), 0);
+
+    for (const char *function : {"set", "get"}) {
+        const char *argument = strcmp(function, "set") == 0 ? "param_set_params" : "param_set_request";
+        const bytes empty(8, 0), cut = {0, 0, 0, 0, 100, 0, 0, 0, 1, 2, 3};
+        bytes stranger(20, 0);
+        const uint32_t words[] = {0, 12, LIBVOICE_PARAM_zil_ep_id, 4, 77};
+        memcpy(stranger.data(), words, sizeof words);
+        for (const bytes &set : {bytes(), resized(empty, 7), empty, cut, stranger})
+            EXPECT_EQ(call(kLine, function).with(argument, set).answer(), 0) << function << " of " << set.size();
+    }
+
+    voice_stream_info_t stream = {};
+    stream.stream = 1;
+    stream.mode = 99;
+    const bytes streams[] = {{}, bytes(10, 0xFF), record_of(&stream, sizeof stream)};
+    for (const bytes &row : streams) {
+        EXPECT_EQ(call("fxs1", "add_stream")
+                      .with_signed("ep_id", endpoint)
+                      .with("ctx_id", 5u)
+                      .with("line_id", 0u)
+                      .with("stream_info", row)
+                      .with_descriptors({pair[0], pair[1], pipes[0]})
+                      .answer(),
+                  0);
+        EXPECT_EQ(call("fxs1", "modify_stream").with("ctx_id", 5u).with("stream_info", row).answer(), 0);
+    }
+    EXPECT_EQ(call("fxs1", "create_ctx").with("ctx_id", 0u).answer(), 0);
+    EXPECT_EQ(call("fxs1", "remove_stream").with("ctx_id", 0u).with("stream_id", 0u).answer(), 0);
+    EXPECT_EQ(call("fxs1", "destroy_ctx").with("ctx_id", 12345u).answer(), 0);
+    for (uint32_t context = 1; context <= 40; context++) // more than it has room for
+        EXPECT_GE(call("fxs1", "create_ctx").with("ctx_id", context).answer(), 0);
+
+    EXPECT_EQ(call(kLine, "signal").with("signal", good_signal).answer(), 1) << "it goes on";
+    EXPECT_TRUE(host.says("1 hears dial-tone"));
+    EXPECT_EQ(host.descriptors(), before);
+    for (int descriptor : {pipes[0], pipes[1], pair[0], pair[1], local[0], local[1]})
+        close(descriptor);
+    EXPECT_EQ(host.leave(), 0);
+}
+
+TEST_F(RogueApplication, RefusedLinesAreTakenOutAgain) {
+    refuse_endpoints_ = 1;
+    Host host(HOST_FXS, socket_);
+    host.turn_ = turn;
+    ASSERT_TRUE(host.says("1 refused: the application does not take FXS1"));
+    ASSERT_TRUE(host.says("ready country=DE lines=0"));
+    EXPECT_EQ(call("fxs1.EndPoint.FXS1", "destroy").with("ep_line_id", 0u).answer(), 0) << "there is no such object";
+    refuse_endpoints_ = 0;
+    host.forget();
+    EXPECT_TRUE(libvoice_kex_init_plugin("fxs1", "AT")); // "init" may come twice
+    ASSERT_TRUE(host.says("ready country=AT lines=2"));
+    host.forget();
+    EXPECT_TRUE(libvoice_kex_init_plugin("fxs1", "AT"));
+    ASSERT_TRUE(host.says("ready country=AT lines=2"));
+    int used = 0;
+    for (const libvoice_endpoint_t &entry : endpt_table)
+        used += static_cast<int>(entry.used);
+    EXPECT_EQ(used, 2) << "a line that is registered is not registered again";
+    EXPECT_EQ(host.leave(), 0);
+}
+
+// ------------------------------------------------------------------------------------------------------ A rogue plugin
+
+TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
+    Host host(HOST_APPLICATION, socket_);
+    host.turn_ = turn; // answers "init": with an error, for there is no such object here
+    ASSERT_TRUE(host.says("ready"));
+    peer_t *peer = kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str());
+    ASSERT_NE(peer, nullptr);
+    constexpr char kService[] = LIBVOICE_APPLICATION_PATH;
+    auto call = [&](const char *function) { return Call(bus_, peer, kService, function); };
+    ASSERT_EQ(call("register_plugin").with("plugin_name", std::string("bad1")).answer(), 1);
+    ASSERT_TRUE(host.says("plugin bad1 registered"));
+    const int before = host.descriptors();
+
+    const struct {
+        const char *what;
+        std::string plugin, name, path;
+        uint16_t type;
+    } endpoints[] = {
+        {"no name", "bad1", "", "bad1.EndPoint.", VOICE_ENDPOINT_FXS},
+        {"a dot", "bad1", "A.B", "bad1.EndPoint.A.B", VOICE_ENDPOINT_FXS},
+        {"a line break", "bad1", "A\nB", "bad1.EndPoint.A\nB", VOICE_ENDPOINT_FXS},
+        {"another's path", "bad1", "A1", "fxs1.EndPoint.A1", VOICE_ENDPOINT_FXS},
+        {"a name that was cut", "bad1", "ABCDEFGHIJKLMNOPQ", "bad1.EndPoint.ABCDEFGHIJKLMNOPQ", VOICE_ENDPOINT_FXS},
+        {"an unknown type", "bad1", "A1", "bad1.EndPoint.A1", 9},
+        {"an unknown plugin", "bad2", "A1", "bad2.EndPoint.A1", VOICE_ENDPOINT_FXS},
+    };
+    auto add = [&](const auto &row, const bytes &codecs) {
+        Call request = call("register_endpoint");
+        return request.with("plugin_name", row.plugin)
+            .with("endpoint_name", row.name)
+            .with("endpoint_path", row.path)
+            .with_type(row.type)
+            .with("codeclist", codecs)
+            .answer();
+    };
+    for (const auto &row : endpoints) {
+        host.forget();
+        EXPECT_EQ(add(row, {}), 0);
+        if (row.plugin == "bad1") {
+            EXPECT_TRUE(host.says("endpoint refused plugin=bad1")) << row.what;
+        }
+    }
+    // One that is fine but for its codecs: 40 of them, and none that anybody knows.
+    host.forget();
+    const decltype(endpoints[0]) &good = {"", "bad1", "A1", "bad1.EndPoint.A1", VOICE_ENDPOINT_FXS};
+    EXPECT_EQ(add(good, bytes(640, 0xFF)), 0) << "the answer is a number, no boolean";
+    ASSERT_TRUE(host.says("endpoint 0 bad1.A1 number=101"));
+    host.forget();
+    EXPECT_EQ(add(good, {}), 0);
+    EXPECT_TRUE(host.says("endpoint refused plugin=bad1: registered already"));
+
+    auto send = [&](const bytes &event) {
+        Call request = call("event");
+        return request.with("plugin_name", std::string("bad1")).with("event", event).answer();
+    };
+    event_message event;
+    event_begin(&event, 0, LIBVOICE_EVENT_al_of, 0);
+    const bytes off_hook = bytes_of(event);
+    bytes too_long = off_hook;
+    too_long[16] = too_long[17] = too_long[18] = too_long[19] = 0xFF;
+    for (const bytes &row : {bytes(), resized(off_hook, 3), resized(off_hook, 19), too_long})
+        EXPECT_EQ(send(row), 0);
+    for (int32_t endpoint : {-1, 1, 31, 32, 99, INT32_MIN, INT32_MAX}) {
+        event_begin(&event, endpoint, LIBVOICE_EVENT_al_of, 0);
+        EXPECT_EQ(send(bytes_of(event)), 0);
+    }
+    // Everything that an endpoint can report, at any time, with no parameters, with broken ones, from lines that are
+    // not there.
+    for (uint32_t id : {LIBVOICE_EVENT_al_fl, LIBVOICE_EVENT_al_on, LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_dd_d5,
+                        LIBVOICE_EVENT_g_cause, LIBVOICE_EVENT_fxo_ri, LIBVOICE_EVENT_fxo_rh,
+                        LIBVOICE_EVENT_zil_call_stats, LIBVOICE_EVENT_zil_dect_property, 0xFFFFFFFFu}) {
+        for (uint32_t line : {0u, 1u, 2u, 0xFFFFFFFFu}) {
+            event_begin(&event, 0, id, line);
+            EXPECT_EQ(send(bytes_of(event)), 0);
+            event_add_bytes(&event, LIBVOICE_PARAM_dd_ce_ds, "12\n\xFF", 4);
+            event_add_bytes(&event, LIBVOICE_PARAM_g_cause_failurecause, "xx", 2);
+            event_add_bytes(&event, LIBVOICE_PARAM_fxo_ri_cid, "80FF", 4);
+            event_add_bytes(&event, LIBVOICE_PARAM_zil_call_stats_txpkts, "x", 1);
+            EXPECT_EQ(send(bytes_of(event)), 0);
+        }
+    }
+    // Off hook, a number of its own, then gone without a word.
+    host.forget();
+    EXPECT_EQ(send(off_hook), 0);
+    EXPECT_TRUE(host.says("line 101 dial-tone"));
+    peer_disconnect(peer);
+    while (kex_dispatch(bus_) > 0) {
+    }
+    EXPECT_TRUE(host.says("plugin bad1 lost"));
+    EXPECT_TRUE(host.says("endpoint 0 bad1.A1 gone"));
+    EXPECT_EQ(host.descriptors(), before - 1) << "the connection, and nothing else";
+    EXPECT_EQ(host.leave(), 0);
+}
+
+TEST_F(Rogue, PluginsBeyondTheTableAreHarmless) {
+    Host host(HOST_APPLICATION, socket_);
+    ASSERT_TRUE(host.says("ready"));
+    std::vector<peer_t *> peers;
+    for (int i = 0; i < LIBVOICE_PLUGINS + 2; i++) {
+        peers.push_back(kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str()));
+        ASSERT_NE(peers.back(), nullptr);
+        int expected = i < LIBVOICE_PLUGINS; // the library sends "init" by name, and one without an entry has none
+        EXPECT_EQ(Call(bus_, peers.back(), LIBVOICE_APPLICATION_PATH, "register_plugin")
+                      .with("plugin_name", "p" + std::to_string(i))
+                      .answer(),
+                  expected)
+            << i;
+    }
+    for (peer_t *peer : peers)
+        peer_disconnect(peer);
+    while (kex_dispatch(bus_) > 0) {
+    }
+    EXPECT_TRUE(host.says("plugin p7 lost"));
+    EXPECT_EQ(host.leave(), 0);
+}
