@@ -341,7 +341,7 @@ TEST_F(Harness, AClosedPeerTellsItsHandlerAndTakesNothingMore) {
     closed_peers = 0;
     peer_t *peer = bus().peer("application");
     EXPECT_TRUE(peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, on_close));
-    bus().close(peer);
+    EXPECT_EQ(bus().close(peer), 1);
     EXPECT_EQ(closed_peers, 1);
     request_t *r = make_request();
     EXPECT_FALSE(kex_sendRequest(bus().handle(), peer, r));

@@ -27,12 +27,14 @@ int32_t on_create(const char *channel, uint32_t line, void *cnx_info, int32_t **
     bus().note(text("dsp_plugin_create(%s, %u, %s)", channel, line, path));
     host.bytes.assign(static_cast<char *>(cnx_info), host.take);
     host.descriptors.assign(*descriptors, *descriptors + 10);
+    EXPECT_EQ(bus().live().lists, 0u) << "the list is released before the callback";
     return host.result;
 }
 int32_t on_modify(const char *channel, uint32_t line, void *cnx_info, int32_t **descriptors) {
     bus().note(text("dsp_plugin_modify(%s, %u)", channel, line));
     host.bytes.assign(static_cast<char *>(cnx_info), host.take);
     host.descriptors.assign(*descriptors, *descriptors + 10);
+    EXPECT_EQ(bus().live().lists, 0u) << "the list is released before the callback";
     return host.result;
 }
 int32_t on_destroy(const char *channel, uint32_t line) {

@@ -58,6 +58,7 @@ int32_t on_event(libvoice_event_t *message, uint32_t channel) {
     return host.result;
 }
 void take_media(void *cnx_info, int32_t **descriptors) {
+    EXPECT_EQ(bus().live().lists, 0u) << "the list is released before the callback";
     host.bytes.assign(static_cast<char *>(cnx_info), host.cnx_bytes);
     host.descriptors.assign(*descriptors, *descriptors + 10);
 }
@@ -100,6 +101,7 @@ int32_t on_create_ctx(uint32_t context) {
 }
 int32_t on_add_stream(uint32_t context, void *stream_info, int32_t **descriptors, int32_t endpoint, uint32_t line) {
     bus().note(text("voice_plugin_add_stream(%u, endpoint %d, line %u)", context, endpoint, line));
+    EXPECT_EQ(bus().live().lists, 0u) << "the list is released before the callback";
     host.bytes.assign(static_cast<char *>(stream_info), host.cnx_bytes);
     host.descriptors.assign(*descriptors, *descriptors + host.descriptors.size());
     free(stream_info);

@@ -385,6 +385,22 @@ TEST_F(DeregisterPlugin, AnUnknownOneEndsWithoutAnExitMarker) {
     EXPECT_THAT(deleted, IsEmpty());
 }
 
+TEST_F(PluginTable, TheFirstAndTheLastEntryAreReachedByNameAndPeer) {
+    have_plugin(0, "first", peer_);
+    have_plugin(7, "last", other_);
+    EXPECT_EQ(libvoice_plugin_get_entry("first"), &voice_plugin_table[0]);
+    EXPECT_EQ(libvoice_plugin_get_entry("last"), &voice_plugin_table[7]);
+    EXPECT_EQ(libvoice_plugin_get_index("first"), 0);
+    EXPECT_EQ(libvoice_plugin_get_index("last"), 7);
+    EXPECT_EQ(libvoice_plugin_get_entry_by_peer(peer_), &voice_plugin_table[0]);
+    EXPECT_EQ(libvoice_plugin_get_entry_by_peer(other_), &voice_plugin_table[7]);
+    EXPECT_EQ(libvoice_plugin_get_entry_by_index(7), &voice_plugin_table[7]);
+    EXPECT_EQ(libvoice_plugin_add("first"), 0);
+    EXPECT_EQ(libvoice_plugin_free("last"), 0);
+    EXPECT_EQ(libvoice_plugin_deregister_by_peer(peer_), 0);
+    EXPECT_EQ(voice_plugin_table[0].used + voice_plugin_table[7].used, 0u);
+}
+
 TEST_F(PluginTable, ListingShowsAHeadingAndTheUsedOnes) {
     const char *const function = "libvoice_plugin_list_registered";
     const std::string heading =

@@ -244,7 +244,7 @@ TEST_F(Cycle, APeerThatClosesStartsOver) {
     endpt_table[3].userdata = this;
     endpt_table[3].type = 9;
     bus().clear_log();
-    bus().close(bus().peer("application"));
+    EXPECT_EQ(bus().close(bus().peer("application")), 1);
     EXPECT_EQ(libvoice_get_kex_peer_handler(), nullptr);
     for (int i = 0; i < 32; ++i) {
         EXPECT_EQ(endpt_table[i].used, 0u);

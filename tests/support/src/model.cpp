@@ -45,10 +45,11 @@ peer_t *Bus::peer(const std::string &name) {
     return slot.get();
 }
 
-void Bus::close(peer_t *peer) {
+int Bus::close(peer_t *peer) {
     peer->closed = true;
-    if (peer->handler && peer->event == PEER_EVENT_CLOSED)
-        peer->handler(peer, PEER_EVENT_CLOSED, peer->userdata);
+    if (!peer->handler || peer->event != PEER_EVENT_CLOSED)
+        return 0;
+    return peer->handler(peer, PEER_EVENT_CLOSED, peer->userdata);
 }
 
 void Bus::connect_gives(peer_t *peer) {

@@ -165,7 +165,7 @@ public:
 
     // ---- peers
     peer_t *peer(const std::string &name); // made at first use
-    void close(peer_t *peer);              // the other side is gone; its handler runs
+    int close(peer_t *peer);               // the other side is gone; its handler runs and answers, 0 without one
     void connect_gives(peer_t *peer);      // what kex_client_connect() answers; null: refused
 
     // ---- timers, by a virtual clock in milliseconds
@@ -223,7 +223,8 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// The first difference of two logs in words, both values shown; empty when they are equal. An expected line may end with
+// The first difference of two logs in words, both values shown; empty when they are equal. An expected line may end
+// with
 // "<any>" where a text is free; something must stand there.
 std::string difference(const std::vector<std::string> &expected, const std::vector<std::string> &got);
 
