@@ -231,6 +231,16 @@ TEST_F(EndpointTable, TheOwnersPeerAndName) {
                   "< libvoice_get_plugin_name_by_endpoint@generic");
 }
 
+TEST_F(EndpointTable, WithoutAnEndpointOrAnOwnerThereIsNoPluginName) {
+    have_endpoint(4, "own", 6);
+    for (const int32_t number : {6, 7}) {
+        bus().clear_log();
+        EXPECT_EQ(libvoice_get_plugin_name_by_endpoint(number), nullptr);
+        EXPECT_LOG_OF("libvoice_get_plugin_name_by_endpoint", "> libvoice_get_plugin_name_by_endpoint@generic",
+                      "< libvoice_get_plugin_name_by_endpoint@generic");
+    }
+}
+
 std::vector<std::string> deleted;
 
 void on_deleted(libvoice_endpoint_t *entry) {
