@@ -48,11 +48,12 @@ void encode(uint32_t codec, const int16_t *samples, uint8_t *payload) {
 }
 
 void decode(uint32_t codec, const uint8_t *payload, uint32_t bytes, int16_t *samples) {
+    constexpr int16_t kSilence = 0;
     for (uint32_t i = 0; i < kFrameSamples; i++)
-        samples[i] = i >= bytes                     ? 0
+        samples[i] = i >= bytes                     ? kSilence
                      : codec == LIBVOICE_CODEC_PCMA ? g711_alaw_decode(payload[i])
                      : codec == LIBVOICE_CODEC_PCMU ? g711_ulaw_decode(payload[i])
-                                                    : 0;
+                                                    : kSilence;
 }
 
 void add_to(int16_t *mix, const int16_t *samples) {
@@ -249,7 +250,7 @@ bool run_ticker(bool on) {
     }
     itimerspec period = {};
     if (on)
-        period.it_interval.tv_nsec = period.it_value.tv_nsec = kFrameMs * 1000000;
+        period.it_interval.tv_nsec = period.it_value.tv_nsec = kFrameMs * 1000000L;
     return timerfd_settime(ticker, 0, &period, nullptr) == 0;
 }
 

@@ -80,7 +80,7 @@ uint32_t fsk_line_block(const char *text, uint8_t *block) {
         return 0;
     uint32_t length = static_cast<uint32_t>(digits / 2);
     for (uint32_t i = 0; i < length; i++) {
-        const char pair[3] = {text[2 * i], text[2 * i + 1], 0};
+        const char pair[3] = {text[size_t{2} * i], text[size_t{2} * i + 1], 0};
         if (!isxdigit(static_cast<unsigned char>(pair[0])) || !isxdigit(static_cast<unsigned char>(pair[1])))
             return 0;
         block[i] = static_cast<uint8_t>(strtoul(pair, nullptr, 16));

@@ -170,7 +170,7 @@ uint32_t rtcp_write_report(const rtp_sender *sender, const rtp_receiver *receive
     put32(sdes + 4, sender->ssrc);
     sdes[8] = kCanonicalName;
     sdes[9] = static_cast<uint8_t>(length);
-    memcpy(sdes + 10, name, length);
+    memcpy(sdes + 10, name, length); // NOLINT(bugprone-not-null-terminated-result): the zeros stand there already
     return kSenderReportBytes + description;
 }
 
@@ -180,7 +180,7 @@ bool rtcp_is_report(const uint8_t *bytes, size_t size) {
     while (size > 0) {
         if (size < 4 || (bytes[0] & kVersionMask) != kVersion)
             return false;
-        size_t length = (get16(bytes + 2) + 1u) * 4;
+        size_t length = (get16(bytes + 2) + size_t{1}) * 4;
         if (length > size)
             return false;
         bytes += length;

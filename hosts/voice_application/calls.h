@@ -32,15 +32,15 @@ struct call;
 struct line {
     bool used;
     bool reachable; // false while its plugin's connection has closed: nothing is sent any more
+    bool off_hook;
     int32_t endpoint;
     int32_t type;
     char plugin[LIBVOICE_PLUGIN_NAME_BYTES];
     char number[kNumberBytes];    // empty: can call, but not be called
     char label[40];               // how output speaks of it: its number, or "plugin.endpoint"
     char name[kDisplayNameBytes]; // what displays show
+    char digits[kNumberBytes];    // dialled so far
     line_state state;
-    bool off_hook;
-    char digits[kNumberBytes];
     kex_timer_t *timer; // for the next digit; null: not running
     call *calls[kAppearances];
     uint32_t active;                  // which appearance its user speaks on
@@ -59,17 +59,17 @@ struct party {
 enum call_state { CALL_RINGING, CALL_TALKING, CALL_HELD };
 
 struct call {
-    bool used;
+    party from, to;
+    line *holder;       // held: by whom
+    kex_timer_t *timer; // for the display between two rings, then for nobody answering
     uint32_t id;
     call_state state;
-    party from, to;
-    line *holder; // held: by whom
     voice_codec_t codec;
     char from_number[kNumberBytes]; // what the callee's display shows
     char from_name[kDisplayNameBytes];
     char to_text[kNumberBytes]; // as dialled
-    kex_timer_t *timer;         // for the display between two rings, then for nobody answering
-    bool displayed;
+    bool used;
+    bool displayed; // the caller, to the callee
 };
 
 extern plan the_plan;

@@ -18,7 +18,7 @@ namespace {
 bool take(char *field, size_t size, const char *word) {
     if (word == nullptr || *word == 0 || strlen(word) >= size)
         return false;
-    strcpy(field, word);
+    memcpy(field, word, strlen(word) + 1);
     return true;
 }
 
@@ -78,7 +78,7 @@ const char *read_line(plan *plan, char *line) {
         if (country == nullptr || strlen(country) != 2 || !isupper(static_cast<unsigned char>(country[0])) ||
             !isupper(static_cast<unsigned char>(country[1])))
             return "country: expected two capital letters";
-        strcpy(plan->country, country);
+        memcpy(plan->country, country, sizeof plan->country);
         return nullptr;
     }
     if (strcmp(word, "number") == 0)
@@ -104,7 +104,7 @@ const char *read_line(plan *plan, char *line) {
         const char *text = next_word(&rest);
         if (text == nullptr || inet_pton(AF_INET, text, &address) != 1)
             return "address: expected an IPv4 address";
-        strcpy(plan->address, text);
+        snprintf(plan->address, sizeof plan->address, "%s", text);
         return nullptr;
     }
     return "unknown word; known are country, number, exchange, incoming, codecs, address, ports";

@@ -141,7 +141,7 @@ void give_number(line *line, const libvoice_endpoint_t *entry) {
     const char *name = entry->name;
     const plan_number *row = plan_find(&the_plan, line->plugin, name);
     if (row != nullptr)
-        strcpy(line->number, row->number);
+        memcpy(line->number, row->number, sizeof line->number);
     else if (!plan_default_number(line->type, line->plugin, name, line->number))
         line->number[0] = 0;
     for (const struct line &other : lines)
@@ -427,7 +427,7 @@ const char *change_codec(line *line, const char *name) {
         return "codec LINE CODEC: a codec like PCMA, PCMU, G722";
     if (call == nullptr || call->state != CALL_TALKING)
         return refuse("%s is not talking", line->label);
-    voice_codec_t codec;
+    voice_codec_t codec = {};
     for (const party *side : {&call->from, &call->to})
         if (!media_offers(side->who, wanted->codec, &codec))
             return refuse("%s does not offer %s", side->who->label, codec_name(wanted->codec));
