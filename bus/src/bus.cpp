@@ -69,8 +69,8 @@ kex_t *kex_create(const char *process_name) {
     const char *name = process_name != nullptr ? process_name : "";
     printable(bus->name, sizeof bus->name, name, strlen(name));
     bus->connection.bus = bus;
-    bus->epoll_fd = bus->timer_fd = bus->stop_fd = -1;
-    bus->incoming = static_cast<uint8_t *>(malloc(kMaxPacket));
+    bus->epoll_fd = bus->timer_fd = bus->stop_fd = bus->work_fd = -1;
+    bus->incoming = static_cast<uint8_t *>(malloc(size_t{kPacketsPerRead} * kMaxPacket));
     bus->outgoing = static_cast<uint8_t *>(malloc(kOutgoingRoom));
     environment_read(bus->environment);
     bool complete = bus->incoming != nullptr && bus->outgoing != nullptr && objects_open(bus);

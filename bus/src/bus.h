@@ -54,8 +54,11 @@ struct kex : bus::Node<kex> {
     int epoll_fd;
     int timer_fd;
     int stop_fd;
+    int work_fd; // readable while work is left over
     bus::Source timer_source;
     bus::Source stop_source;
+    bus::Source work_source;
+    bool work_shown;
     volatile sig_atomic_t stopped;
     bool in_turn;
     uint64_t armed; // what the kernel's timer is set to; 0: nothing
@@ -85,8 +88,8 @@ struct kex : bus::Node<kex> {
     uint32_t spare_count;
     uint32_t table_looks_left; // reads until the process's table is looked at again
 
-    uint8_t *incoming; // one packet each, so that none is built or read on the stack
-    uint8_t *outgoing;
+    uint8_t *incoming; // kPacketsPerRead packets, so that none is read on the stack
+    uint8_t *outgoing; // one packet, so that none is built there
 };
 
 namespace bus {

@@ -44,6 +44,8 @@ struct Link : Source, Task, Node<Link> {
     uint32_t out_bytes;
     uint32_t out_fds;
 
+    uint8_t bite; // its next read takes up to 2 to the power of this many packets
+
     uint32_t last_serial;
     List<request_t> pending; // sent or queued, without an answer yet
     uint32_t in_calls;       // received, not dispatched
@@ -87,8 +89,9 @@ void link_drop_output(Link *link);
 void links_drain_output(kex_t *bus, uint64_t nanoseconds);
 
 // receiving.cpp
-// Reads one packet. False: nothing there now, or the link is closed.
-bool link_receive(Link *link, bool descriptors_short);
+// Reads what one system call brings, at most so many packets (a power of two up to kPacketsPerRead). False: nothing
+// more is there now, or the link is closed.
+bool link_receive(Link *link, bool descriptors_short, uint32_t packets);
 bool link_is_full(const Link *link);
 void links_read(kex_t *bus, bool newcomers);
 // By the bus's clock; 0: none.

@@ -22,11 +22,19 @@ namespace {
 constexpr uint32_t kKernelDescriptors = 253;
 
 struct Arrival {
+    const uint8_t *packet;
     uint32_t size;
     wire::Descriptors descriptors;
     int fds[kKernelDescriptors];
     bool cut;              // longer than a packet may be
     bool descriptors_lost; // the process's table was full
+};
+
+// Several packets from one system call: a sender whose queue is full is woken once for all of them.
+struct Batch {
+    mmsghdr messages[kPacketsPerRead];
+    iovec parts[kPacketsPerRead];
+    alignas(cmsghdr) char control[kPacketsPerRead][CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
 };
 
 void collect_descriptors(msghdr &message, Arrival &arrival) {
@@ -43,32 +51,64 @@ void collect_descriptors(msghdr &message, Arrival &arrival) {
     }
 }
 
-// 1: a packet; 0: nothing now; -1: the end, with errno (0: an orderly one).
-int receive(Link *link, Arrival &arrival) {
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
-    iovec part = {link->bus->incoming, kMaxPacket};
+void unpack(Batch &batch, uint32_t index, Arrival &arrival) {
+    msghdr &message = batch.messages[index].msg_hdr;
+    collect_descriptors(message, arrival);
+    arrival.packet = static_cast<const uint8_t *>(batch.parts[index].iov_base);
+    arrival.size = batch.messages[index].msg_len;
+    arrival.cut = (message.msg_flags & MSG_TRUNC) != 0;
+    arrival.descriptors_lost = (message.msg_flags & MSG_CTRUNC) != 0;
+}
+
+// One packet costs less by the call for one.
+int receive_messages(int fd, mmsghdr *messages, uint32_t room) {
+    constexpr int kFlags = MSG_DONTWAIT | MSG_CMSG_CLOEXEC;
+    if (room > 1)
+        return recvmmsg(fd, messages, room, kFlags, nullptr);
+    const ssize_t size = recvmsg(fd, &messages->msg_hdr, kFlags);
+    messages->msg_len = size < 0 ? 0 : static_cast<unsigned>(size);
+    return size < 0 ? -1 : 1;
+}
+
+// How many packets came, at most `room`; 0: nothing now, or with an errno other than 0 the end.
+uint32_t receive(Link *link, Batch &batch, uint32_t room) {
     for (;;) {
-        msghdr message = {};
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        ssize_t size = recvmsg(link->fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-        // A reset is reported once, in front of what can still be read.
-        if (size < 0 && (errno == EINTR || errno == ECONNRESET))
-            continue;
-        if (size < 0)
-            return errno == EAGAIN || errno == EWOULDBLOCK ? 0 : -1;
-        collect_descriptors(message, arrival);
-        arrival.size = static_cast<uint32_t>(size);
-        arrival.cut = (message.msg_flags & MSG_TRUNC) != 0;
-        arrival.descriptors_lost = (message.msg_flags & MSG_CTRUNC) != 0;
-        if (size == 0 && arrival.descriptors.count == 0) {
-            errno = 0;
-            return -1;
+        for (uint32_t i = 0; i < room; i++) {
+            batch.parts[i] = {link->bus->incoming + i * kMaxPacket, kMaxPacket};
+            batch.messages[i] = {};
+            batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
+            batch.messages[i].msg_hdr.msg_iovlen = 1;
+            batch.messages[i].msg_hdr.msg_control = batch.control[i];
+            batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
         }
-        return 1;
+        const int count = receive_messages(link->fd, batch.messages, room);
+        if (count > 0)
+            return static_cast<uint32_t>(count);
+        // A reset is reported once, in front of what can still be read.
+        if (errno == EINTR || errno == ECONNRESET)
+            continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK)
+            errno = 0;
+        return 0;
     }
+}
+
+uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
+    return used < limit ? (limit - used + of_one_packet - 1) / of_one_packet : 1;
+}
+
+// How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
+// would; a peer that has sent no descriptors lately is trusted not to fill the next packets with them.
+uint32_t room_for(const Link *link, bool descriptors_short, uint32_t wanted) {
+    if (descriptors_short)
+        return 1;
+    uint32_t room = wanted;
+    for (const uint32_t within :
+         {packets_within(link->in_calls, kMaxReceivedCalls, 1),
+          packets_within(link->in_bytes, kMaxReceivedBytes, kMaxPacket),
+          link->in_fds == 0 ? kPacketsPerRead : packets_within(link->in_fds, kMaxReceivedDescriptors, kMaxDescriptors)})
+        room = within < room ? within : room;
+    return room;
 }
 
 const char *greet(Link *link, const wire::Head &head, wire::Text name) {
@@ -102,7 +142,7 @@ void remember_refusal(Link *link, wire::Text text) {
 
 // Handles a packet that is well formed. A sentence when it may not come here and now, else null.
 const char *handle(Link *link, const wire::Head &head, Arrival &arrival) {
-    const uint8_t *packet = link->bus->incoming;
+    const uint8_t *packet = arrival.packet;
     wire::Reader reader = wire::open(packet, arrival.size);
     if (head.kind == wire::kHello || head.kind == wire::kTapHello)
         return greet(link, head, wire::get_text(reader));
@@ -134,7 +174,7 @@ const char *judge(Link *link, Arrival &arrival) {
     if (arrival.descriptors_lost)
         return "descriptors were lost: this process has no more";
     wire::Head head;
-    const char *why = wire::check(link->bus->incoming, arrival.size, arrival.descriptors.count, head);
+    const char *why = wire::check(arrival.packet, arrival.size, arrival.descriptors.count, head);
     return why != nullptr ? why : handle(link, head, arrival);
 }
 
@@ -147,30 +187,59 @@ bool link_is_full(const Link *link) {
            link->in_fds >= kMaxReceivedDescriptors;
 }
 
-bool link_receive(Link *link, bool descriptors_short) {
+bool link_receive(Link *link, bool descriptors_short, uint32_t packets) {
     if (link->closed)
         return false;
-    Arrival arrival;
+    Batch batch;
+    const uint32_t room = room_for(link, descriptors_short, packets);
     if (descriptors_short)
         spare_release(link->bus);
-    int result = receive(link, arrival);
-    int error = errno;
+    const uint32_t count = receive(link, batch, room);
+    const int error = errno;
     if (descriptors_short)
         spare_fill(link->bus);
-    if (result == 0)
-        return false;
-    if (result < 0) {
-        const char *why = error != 0 ? strerror(error) : "the other side is gone";
-        link_close(link, link->why[0] != '\0' ? link->why : why);
-        return false;
+    if (count == 0 && error != 0)
+        link_close(link, link->why[0] != '\0' ? link->why : strerror(error));
+    for (uint32_t i = 0; i < count; i++) {
+        Arrival arrival;
+        unpack(batch, i, arrival);
+        const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
+        if (at_end && !link->closed)
+            link_close(link, link->why[0] != '\0' ? link->why : "the other side is gone");
+        const char *why = link->closed ? nullptr : judge(link, arrival);
+        wire::close_all(arrival.descriptors);
+        if (why != nullptr)
+            link_refuse(link, why);
     }
-    const char *why = judge(link, arrival);
-    wire::close_all(arrival.descriptors);
-    if (why == nullptr)
-        return true;
-    link_refuse(link, why);
-    return false;
+    return count == room && !link->closed;
 }
+
+namespace {
+
+// Everything that is there, the end of file included.
+void drain(Link *link, bool descriptors_short) {
+    bool more = true;
+    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead)
+        more = link_receive(link, descriptors_short, kPacketsPerRead);
+}
+
+// As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
+// one that sends many is read in ever larger bites. What is left makes the loop come back at once.
+void read_some(Link *link, bool descriptors_short) {
+    bool more = !link_is_full(link);
+    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead) {
+        const uint32_t bite = 1u << link->bite;
+        more = link_receive(link, descriptors_short, bite);
+        const bool largest = bite == kPacketsPerRead;
+        if (more && !largest)
+            link->bite++;
+        if (!more)
+            link->bite = 0;
+        more = more && largest;
+    }
+}
+
+} // namespace
 
 void links_read(kex_t *bus, bool newcomers) {
     bool any = newcomers;
@@ -182,10 +251,11 @@ void links_read(kex_t *bus, bool newcomers) {
         return;
     bool descriptors_short = descriptors_are_short(bus);
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        bool wanted = link->ready || newcomers;
+        if (newcomers)
+            drain(link, descriptors_short);
+        else if (link->ready)
+            read_some(link, descriptors_short);
         link->ready = false;
-        for (uint32_t i = 0; wanted && i < kMaxPacketsPerTurn && !link_is_full(link); i++)
-            wanted = link_receive(link, descriptors_short);
     }
 }
 

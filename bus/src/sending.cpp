@@ -32,27 +32,62 @@ OutPacket *take_first(Link *link) {
     return packet;
 }
 
-int send_packet(int fd, const OutPacket *packet) {
-    iovec part = {packet->data, packet->size};
-    msghdr message = {};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kMaxDescriptors)];
-    if (packet->fd_count > 0) {
-        memset(control, 0, sizeof control);
-        message.msg_control = control;
-        message.msg_controllen = CMSG_SPACE(sizeof(int) * packet->fd_count);
-        cmsghdr *head = CMSG_FIRSTHDR(&message);
-        head->cmsg_level = SOL_SOCKET;
-        head->cmsg_type = SCM_RIGHTS;
-        head->cmsg_len = CMSG_LEN(sizeof(int) * packet->fd_count);
-        memcpy(CMSG_DATA(head), packet->fds, sizeof(int) * packet->fd_count);
+// Several packets to one system call: what a turn has gathered for a peer costs that peer one waking, not one each.
+constexpr uint32_t kPacketsPerSend = 32;
+// Room for descriptors in one batch; a packet of many comes alone or first.
+constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
+
+// Puts the packet's descriptors into the control bytes. The bytes used.
+size_t attach_descriptors(const OutPacket *packet, msghdr &message, char *control) {
+    if (packet->fd_count == 0)
+        return 0;
+    const size_t bytes = CMSG_SPACE(sizeof(int) * packet->fd_count);
+    memset(control, 0, bytes);
+    message.msg_control = control;
+    message.msg_controllen = bytes;
+    cmsghdr *head = CMSG_FIRSTHDR(&message);
+    head->cmsg_level = SOL_SOCKET;
+    head->cmsg_type = SCM_RIGHTS;
+    head->cmsg_len = CMSG_LEN(sizeof(int) * packet->fd_count);
+    memcpy(CMSG_DATA(head), packet->fds, sizeof(int) * packet->fd_count);
+    return bytes;
+}
+
+// One packet costs less by the call for one.
+int send_messages(int fd, mmsghdr *messages, uint32_t count) {
+    constexpr int kFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    if (count > 1)
+        return sendmmsg(fd, messages, count, kFlags);
+    return sendmsg(fd, &messages->msg_hdr, kFlags) < 0 ? -1 : 1;
+}
+
+// Sends from the head of the queue, which stays as it is. How many left; 0: none, with the error of the first.
+uint32_t send_packets(const Link *link, int &error) {
+    mmsghdr messages[kPacketsPerSend];
+    iovec parts[kPacketsPerSend];
+    alignas(cmsghdr) char control[kControlPerSend];
+    size_t control_used = 0;
+    uint32_t count = 0;
+    for (OutPacket *packet = link->out.first; packet != nullptr && count < kPacketsPerSend;
+         packet = List<OutPacket>::after(packet)) {
+        if (packet->fd_count > 0 && control_used + CMSG_SPACE(sizeof(int) * packet->fd_count) > sizeof control)
+            break;
+        messages[count] = {};
+        parts[count] = {packet->data, packet->size};
+        messages[count].msg_hdr.msg_iov = &parts[count];
+        messages[count].msg_hdr.msg_iovlen = 1;
+        control_used += attach_descriptors(packet, messages[count].msg_hdr, control + control_used);
+        count++;
     }
-    while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
-        if (errno != EINTR)
-            return errno;
+    for (;;) {
+        const int sent = send_messages(link->fd, messages, count);
+        if (sent > 0)
+            return static_cast<uint32_t>(sent);
+        if (sent < 0 && errno == EINTR)
+            continue;
+        error = errno;
+        return 0;
     }
-    return 0;
 }
 
 void report_unsent(Link *link, OutPacket *packet, int error) {
@@ -109,7 +144,16 @@ OutPacket *link_queue(Link *link, wire::Writer &writer, uint32_t allowance) {
 
 void link_flush(Link *link) {
     while (!link->closed && link->out.first != nullptr) {
-        int error = link->mute ? EPIPE : send_packet(link->fd, link->out.first);
+        int error = EPIPE;
+        uint32_t sent = link->mute ? 0 : send_packets(link, error);
+        for (; sent > 0; sent--) {
+            OutPacket *packet = take_first(link);
+            tap_packet(link, TapDirection::sent, packet->data, packet->size);
+            free_packet(packet);
+            error = 0;
+        }
+        if (error == 0)
+            continue;
         if (error == EAGAIN || error == EWOULDBLOCK) {
             loop_interest(link->bus, link->fd, link, link->reads, true);
             return;
@@ -123,10 +167,8 @@ void link_flush(Link *link) {
         // is found behind it.
         if (error == EPIPE || error == ECONNRESET || error == ENOTCONN)
             link->mute = true;
-        else if (error != 0)
-            report_unsent(link, packet, error);
         else
-            tap_packet(link, TapDirection::sent, packet->data, packet->size);
+            report_unsent(link, packet, error);
         free_packet(packet);
     }
     if (!link->closed)

@@ -7,7 +7,7 @@
 
 namespace bus {
 
-enum class SourceKind : uint8_t { timer, stop, link, listener, watch };
+enum class SourceKind : uint8_t { timer, stop, work, link, listener, watch };
 
 struct Source {
     SourceKind kind;

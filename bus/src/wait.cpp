@@ -74,7 +74,7 @@ void read_for(Link *link, request_t *r) {
             link_refuse(link, "it sent too much while its reply was waited for");
             return;
         }
-        if (!link_receive(link, descriptors_short))
+        if (!link_receive(link, descriptors_short, 1))
             return;
     }
 }
