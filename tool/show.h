@@ -13,7 +13,7 @@ namespace voicectl {
 // Colours are terminal sequences; without them the line is plain text.
 std::string ladder_line(const Step &step, bool colour);
 
-// One JSON object, without a line break. docs/voicectl.md lists its fields.
+// One JSON object, without a line break. tool/README.md lists its fields.
 std::string json_line(const Step &step);
 
 } // namespace voicectl

@@ -16,7 +16,6 @@ namespace {
 constexpr uint64_t kOverdueNs = 1'000'000'000;
 // A tap that started late, or lost copies, never sees some replies; what is this old is forgotten.
 constexpr size_t kMostPending = 10'000;
-constexpr std::string_view kEndPointPart = "EndPoint.";
 
 // Which argument carries which record.
 struct Carrier {
@@ -223,14 +222,12 @@ void Traffic::understand_call(Step &step, Peer &peer) {
         }
         return;
     }
-    // "fxs_a.EndPoint.FXS1": the plugin, then which of its objects.
+    // "fxs_a.EndPoint.FXS1", "dsp_a.DSPPlugin.DSP.D1.DSP_CHANNEL.C1": the plugin first, which of its objects last.
     const std::string_view path = step.path;
-    const size_t dot = path.find('.');
     if (peer.plugin.empty())
-        peer.plugin = path.substr(0, dot);
-    if (dot != std::string_view::npos) {
-        const std::string_view object = path.substr(dot + 1);
-        step.endpoint = object.starts_with(kEndPointPart) ? object.substr(kEndPointPart.size()) : object;
+        peer.plugin = path.substr(0, path.find('.'));
+    if (const size_t dot = path.rfind('.'); dot != std::string_view::npos) {
+        step.endpoint = path.substr(dot + 1);
         // Only signals carry the number of the endpoint that their path names.
         if (step.record && step.record->kind == RecordKind::signal && step.record->fault.empty())
             endpoints_[step.record->endpoint] = {peer.connection, step.endpoint};

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +18,7 @@
 
 #include <CLI/CLI.hpp>
 #include <poll.h>
+#include <unistd.h>
 
 #include "common.h"
 #include "filter.h"
@@ -123,11 +125,14 @@ private:
         std::fflush(stdout);
     }
 
-    void wait(int descriptor) const {
+    // Until something may be there, a tick has passed, or nobody reads the output any more.
+    void wait(int descriptor) {
         const auto left =
             std::chrono::duration_cast<milliseconds>(std::max(end_ - Clock::now(), Clock::duration::zero()));
-        pollfd watched{descriptor, POLLIN, 0};
-        poll(&watched, 1, static_cast<int>(std::min(left, kTick).count()));
+        pollfd watched[] = {{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+        poll(watched, std::size(watched), static_cast<int>(std::min(left, kTick).count()));
+        if ((watched[1].revents & (POLLERR | POLLHUP)) != 0)
+            broken_pipe_ = true;
     }
 
     void show(const Step &step) {

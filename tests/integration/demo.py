@@ -144,11 +144,9 @@ class Demonstration:
             plugin.expect("^ready .* lines=2$")
         for _ in self.plugins:
             self.ladder.expect(" init answered +true")
-        status = self.application.ask("status")
-        plugins = [line for line in status if line.startswith("plugin ")]
-        lines = [line for line in status if line.startswith("line ")]
-        if len(plugins) != 2 or len(lines) != 4:
-            raise Unmet(f"2 plugins and 4 lines should be registered, these are: {status}")
+        plugins, lines = self.application.plugins(), self.application.lines()
+        if len(plugins) != 2 or lines.keys() != PHONES.keys():
+            raise Unmet(f"2 plugins and 4 lines should be registered, these are: {plugins}, {lines}")
         self.remark = "2 plugins, 4 telephones"
 
     def call(self, caller, callee):
@@ -210,8 +208,7 @@ class Demonstration:
             if int(sent) == 0 or int(received) == 0:
                 raise Unmet(f"{number} should have sent and received sound: {sent} sent, {received} received")
         for number in numbers:
-            until(f"{number} is idle", lambda number=number: any(
-                line.startswith(f"line {number} idle ") for line in self.application.ask("status")))
+            until(f"{number} is idle", lambda number=number: self.application.lines()[number][0] == "idle")
         self.remark = ", ".join(f"{number} {sent}/{received}" for number, (sent, received) in zip(numbers, counted)) + " packets sent/received"
 
     hang_up_all = hang_up

@@ -181,6 +181,26 @@ class Process:
         return self.child.poll() is None
 
 
+class Application(Process):
+    """voice_application, with what it answers to questions taken apart."""
+
+    def _rows(self, question, pattern):
+        return [match.groups() for match in map(re.compile(pattern).match, self.ask(question)) if match]
+
+    def plugins(self):
+        """Names of the plugins in its table."""
+        return [name for (name,) in self._rows("status", r"plugin (\S+) process=\d+$")]
+
+    def lines(self):
+        """For each line by its label (the number, if it has one): state, endpoint number, name."""
+        return {label: (state, int(endpoint), name)
+                for label, state, endpoint, name in self._rows("status", r"line (\S+) (\S+) endpoint=(\d+) (\S+) ")}
+
+    def calls(self):
+        """State of each call by its text, "101->201"."""
+        return dict(self._rows("calls", r"call \d+ (\S+) (\w+) codec="))
+
+
 class Watcher(Process):
     """voicectl watch --json: the messages that passed, as dictionaries."""
 
@@ -246,7 +266,7 @@ class System:
         return process
 
     def start_application(self, *arguments, **options):
-        application = self.start("voice_application", "voice_application", *arguments, **options)
+        application = self.start("voice_application", "voice_application", *arguments, kind=Application, **options)
         application.expect("^ready ")
         return application
 

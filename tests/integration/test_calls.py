@@ -36,9 +36,9 @@ def is_idle(process, line=1):
 
 
 def test_plugins_and_lines_register(office):
-    status = office.application.ask("status")
-    assert [line.split()[1] for line in status if line.startswith("plugin ")] == ["fxs1", "fxs2"]
-    assert [line.split()[1] for line in status if line.startswith("line ")] == ["101", "102", "201", "202"]
+    assert office.application.plugins() == ["fxs1", "fxs2"]
+    assert office.application.lines() == {
+        "101": ("idle", 0, "fxs1.FXS1"), "102": ("idle", 1, "fxs1.FXS2"), "201": ("idle", 2, "fxs2.FXS1"), "202": ("idle", 3, "fxs2.FXS2")}
 
 
 def test_complete_call(office):
@@ -49,7 +49,7 @@ def test_complete_call(office):
     office.second.expect("^1 hears ")
     office.second.ask("1 on")
     office.application.expect("^line 201 idle$")
-    assert office.application.ask("calls") == ["ok"]
+    assert office.application.calls() == {}
 
 
 def test_complete_call_as_it_passes_on_the_bus(system):
@@ -134,10 +134,10 @@ def test_calls_run_side_by_side(office):
     office.second.expect("^2 rings ")
     office.second.ask("2 off")
     office.application.expect("^call 2 102->202 answered")
-    assert len([line for line in office.application.ask("calls") if "talking" in line]) == 2
+    assert office.application.calls() == {"101->201": "talking", "102->202": "talking"}
     office.first.ask("1 on")
     office.application.expect("^call 1 101->201 ended")
-    assert len([line for line in office.application.ask("calls") if "talking" in line]) == 1
+    assert office.application.calls() == {"102->202": "talking"}
 
 
 def test_both_ways_in_turn(office):

@@ -166,18 +166,37 @@ WITHOUT_VALUE = {("create_ctx", "ctx_id"), ("add_stream", "ctx_id"), ("add_strea
                  ("get", "param_set_request")}
 
 
+DSP_NAME_ERROR = (SENTENCE, "Missing 'name' parameter.", "name")
+DSP_CNX = argument("cnx_info", "bytes", bytes(704))
+DSP_LINE = argument("ep_line_id", "u32", U32(0), "filedesc")
+DSP_FUNCTIONS = {
+    "dsp1.DSPPlugin": {"createDsp": [("name", "text", "D1", DSP_NAME_ERROR)]},
+    "dsp1.DSPPlugin.DSP.D1": {"createDspChannel": [("name", "text", "C1", DSP_NAME_ERROR)]},
+    "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1": {
+        "signal": [argument("signal", "bytes", signal_record(), "cnx_info")],
+        "create": [DSP_CNX, FILES, argument("endpoint_path", "text", ""), DSP_LINE],
+        "modify": [DSP_CNX, FILES, DSP_LINE],
+        "destroy": [DSP_LINE],
+    },
+}
+
+
 class FakeApplication:
     """A raw listener that a real plugin registers with, and that then calls it."""
 
-    def __init__(self, system):
+    def __init__(self, system, name, *words):
         self.listener = RawListener(system.socket)
-        self.plugin = system.start_fxs("fxs1", "--lines", "1", ready=False, environment=QUICK_RETRY)
+        self.plugin = system.start(name, *words, "--name", name, environment=QUICK_RETRY)
         self.peer = self.listener.accept()
         registration = self.peer.receive()
         assert (registration.kind, registration.function) == (CALL, "register_plugin")
         self.peer.send(reply(registration.serial, True))
-        assert self.peer.call("fxs1", "init", [("country", "DE")], answer=self.answer).result is True
-        self.plugin.expect("^ready .* lines=1$")
+        assert self.peer.call(name, "init", [("country", "DE")], answer=self.answer).result is True
+        self.plugin.expect("^ready ")
+
+    def close(self):
+        self.peer.close()
+        self.listener.close()
 
     def answer(self, packet):
         if packet.kind == CALL:
@@ -202,10 +221,16 @@ class FakeApplication:
 
 @pytest.fixture
 def fake(system):
-    one = FakeApplication(system)
+    one = FakeApplication(system, "fxs1", "fxs_plugin", "--lines", "1")
     yield one
-    one.peer.close()
-    one.listener.close()
+    one.close()
+
+
+@pytest.fixture
+def fake_of_dsp(system):
+    one = FakeApplication(system, "dsp1", "dsp_plugin")
+    yield one
+    one.close()
 
 
 @pytest.mark.parametrize("path, functions", [("fxs1", PLUGIN_FUNCTIONS), ("fxs1.EndPoint.FXS1", ENDPOINT_FUNCTIONS)],
@@ -259,3 +284,40 @@ def test_template_and_unknown_endpoints_take_no_calls(fake):
     for path in ("fxs1.EndPoint", "fxs1.EndPoint.FXS2", "fxs1.EndPoint.", "fxs1.x", "fxs2"):
         answer = fake.call(path, "signal", [("signal", signal_record())])
         assert answer.result is None and answer.errors[0][0] == 0x00010001, path
+
+
+def test_dsp_plugin_answers_every_fault(fake_of_dsp):
+    for path, functions in DSP_FUNCTIONS.items():
+        for case in faults(functions):
+            function, arguments, error = case.values
+            answer = fake_of_dsp.call(path, function, arguments)
+            assert answer.errors == [error] and answer.result is False, case.id
+        for function, arguments in functions.items():
+            # What the next path names is made here; a second one of the same name is refused without an error entry.
+            if function.startswith("createDsp"):
+                given = [(name, good) for name, _, good, _ in arguments]
+                assert fake_of_dsp.call(path, function, given).result is True
+                again = fake_of_dsp.call(path, function, given)
+                assert again.result is False and again.errors == []
+
+
+def test_dsp_names_of_any_content(fake_of_dsp):
+    for name in ["", ".", "a.b", "DSP", "x" * 300, "x" * 60_000, "%n%s", "\x1b[2J", "\u00fc"]:
+        answer = fake_of_dsp.call("dsp1.DSPPlugin", "createDsp", [("name", name)])
+        assert answer.errors == [] and answer.result in (True, False), repr(name[:20])
+    assert fake_of_dsp.call("dsp1.DSPPlugin", "createDsp", [("name", "after")]).result is True
+
+
+def test_dsp_channel_keeps_no_descriptor_of_failed_media(fake_of_dsp):
+    path = "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1"
+    fake_of_dsp.call("dsp1.DSPPlugin", "createDsp", [("name", "D1")])
+    assert fake_of_dsp.call("dsp1.DSPPlugin.DSP.D1", "createDspChannel", [("name", "C1")]).result is True
+    before = fake_of_dsp.plugin.descriptors()
+    with open(os.devnull, "rb") as null:
+        some = Fd(null.fileno())
+        for files in ([], [some] * 12, [some, Fd(-1), some], ["x"], [[some]]):
+            for info in (b"", b"\xff" * 704, b"\xff" * 90_000):
+                arguments = [("cnx_info", info), ("filedesc", files), ("endpoint_path", "x"), ("ep_line_id", U32(0))]
+                assert fake_of_dsp.call(path, "create", arguments).result is False
+                assert fake_of_dsp.call(path, "modify", arguments).result is False
+    assert fake_of_dsp.plugin.descriptors() == before

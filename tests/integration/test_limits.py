@@ -17,16 +17,15 @@ def test_second_plugin_of_the_same_name(system):
     application.expect("^plugin fxs1 registered$")
     # Requests find a plugin by its name, and the older entry: "init" reaches the first one again, which has its lines already.
     first.expect("^ready .* lines=2$")
-    status = application.ask("status")
-    assert len([line for line in status if line.startswith("plugin ")]) == 2
-    assert [line.split()[4] for line in status if line.startswith("line ")] == ["fxs1.FXS1", "fxs1.FXS2"]
+    assert application.plugins() == ["fxs1", "fxs1"]
+    assert application.lines() == {"101": ("idle", 0, "fxs1.FXS1"), "102": ("idle", 1, "fxs1.FXS2")}
     other = system.start_fxs("fxs2")
     talk(other, "101", first)
     # The second one never heard that it may begin, and takes nothing with it.
     assert second.out.all == []
     second.kill()
     application.expect("^plugin fxs1 lost$")
-    assert len([line for line in application.ask("status") if line.startswith("line ")]) == 4
+    assert application.lines().keys() == {"101", "102", "201", "202"}
 
 
 def test_ninth_plugin_is_not_in_the_table(system):
@@ -37,7 +36,7 @@ def test_ninth_plugin_is_not_in_the_table(system):
     application.err.expect("No more free slots availabe")
     # It is told to try again later, and gets in once there is room.
     ninth.err.expect("Plugin registration failed. Trying again in 10s.")
-    assert len([line for line in application.ask("status") if line.startswith("plugin ")]) == PLUGINS
+    assert len(application.plugins()) == PLUGINS
 
 
 def test_ninth_plugin_gets_in_once_there_is_room(system):

@@ -150,10 +150,7 @@ def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
         peer = greeted(system)
         peer.send(good_call())
         peer.close()
-    def only_the_real_one():
-        return [line.split()[1] for line in application.ask("status") if line.startswith("plugin ")] == ["fxs1"]
-
-    until("none of them is left in the table", only_the_real_one)
+    until("none of them is left in the table", lambda: application.plugins() == ["fxs1"])
 
 
 def test_peer_that_never_reads(system, application):

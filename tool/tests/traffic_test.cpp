@@ -109,6 +109,13 @@ TEST_F(Ladder, SignalTeachesTheNameOfItsNumber) {
         "00:00:00.000  fxs_a FXS2               --> voice_application  event  on hook  LIBVOICE_EVENT_al_on  line 1");
 }
 
+TEST_F(Ladder, DspChannelHasALaneByItsOwnName) {
+    EXPECT_EQ(line(Sample(KEX_TAP_CALL, out, 1, "dsp_plugin")
+                       .call(3, "dsp_a.DSPPlugin.DSP.D1.DSP_CHANNEL.D1C2", "destroy")
+                       .with_uint32("ep_line_id", 1)),
+              "00:00:00.000  dsp_a D1C2               <-- voice_application  destroy  ep_line_id 1");
+}
+
 TEST_F(Ladder, DescriptorsShowAsNumbersAndLongBytesAsTheirSize) {
     EXPECT_EQ(line(Sample(KEX_TAP_ONE_WAY_CALL, out, 1, "fxs_plugin")
                        .call(3, "fxs_a.EndPoint.FXS2", "create")

@@ -1,0 +1,117 @@
+# SPDX-License-Identifier: MIT
+"""Cordless handsets, exchange lines and DSP channels beside analogue telephones."""
+
+import pytest
+
+from processes import until
+
+
+@pytest.fixture
+def house(system):
+    """Telephones 101 and 102, handsets 501 and 502, one line to the exchange, and a DSP."""
+    system.application = system.start_application()
+    system.phones = system.start_fxs("fxs1")
+    system.handsets = system.start("dect1", "dect_plugin", "--name", "dect1")
+    system.exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
+    system.dsp = system.start("dsp1", "dsp_plugin", "--name", "dsp1")
+    for plugin in (system.handsets, system.exchange, system.dsp):
+        plugin.expect("^ready ")
+    return system
+
+
+def idle(house, label):
+    until(f"{label} is idle", lambda: house.application.lines()[label][0] == "idle")
+
+
+def test_all_kinds_register(house):
+    assert sorted(house.application.plugins()) == ["dect1", "dsp1", "fxo1", "fxs1"]
+    assert house.application.lines().keys() == {"101", "102", "501", "502", "fxo1.FXO1"}
+
+
+def test_handset_calls_a_telephone(house):
+    house.handsets.ask("1 off")
+    house.handsets.expect("^1 hears dial-tone$")
+    house.handsets.ask("1 dial 101")
+    house.phones.expect("^1 rings ")
+    house.phones.ask("1 off")
+    house.handsets.expect("^1 hears .*Hz$")
+    house.phones.expect("^1 hears .*Hz$")
+    house.handsets.ask("1 on")
+    house.phones.expect("^1 hears busy-tone$")
+    house.phones.ask("1 on")
+    idle(house, "101")
+
+
+def test_no_common_codec(house):
+    house.phones.ask("1 off")
+    house.phones.expect("^1 hears dial-tone$")
+    house.phones.ask("1 dial 502")
+    house.phones.expect("^1 hears congestion-tone$")
+    house.application.expect("^call 1 101->502 refused: no common codec$")
+
+
+def test_one_handset_is_deregistered_alone(house):
+    house.handsets.ask("2 deregister")
+    house.application.expect("^endpoint [0-9]+ dect1.DECT2 gone$")
+    assert "501" in house.application.lines() and "502" not in house.application.lines()
+
+
+def test_exchange_calls_in(house):
+    house.exchange.ask('1 ring 03012345678 "Aunt Mary"')
+    house.phones.expect("^1 rings ")
+    house.phones.expect('^1 displays number=03012345678 name="Aunt Mary" ')
+    house.phones.ask("1 off")
+    house.exchange.expect("^1 (answered|seized)$")
+    house.exchange.expect("^1 hears .*Hz$")
+    house.phones.expect("^1 hears .*Hz$")
+    house.exchange.ask("1 hangup")
+    house.phones.expect("^1 hears busy-tone$")
+    house.phones.ask("1 on")
+    idle(house, "101")
+
+
+def test_exchange_stops_ringing(house):
+    house.exchange.ask("1 ring 030")
+    house.phones.expect("^1 rings ")
+    house.exchange.ask("1 stop")
+    house.phones.expect("^1 stops ringing$")
+    idle(house, "101")
+
+
+def test_call_out_over_the_exchange(system):
+    plan = system.folder / "plan.conf"
+    plan.write_text("exchange 0 FXO1\n")
+    application = system.start_application("--config", plan)
+    phones = system.start_fxs("fxs1")
+    exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
+    exchange.expect("^ready ")
+    phones.ask("1 off")
+    phones.expect("^1 hears dial-tone$")
+    phones.ask("1 dial 030#")
+    exchange.expect("^1 seized$")
+    exchange.expect("^1 dials 30$")
+    phones.expect("^1 hears .*Hz$")
+    phones.ask("1 on")
+    exchange.expect("^1 released$")
+    until("101 is idle", lambda: application.lines()["101"][0] == "idle")
+
+
+def test_dsp_channels_are_created_and_driven(house):
+    watcher = house.start_watcher()
+    house.application.ask("dsp dsp1")
+    for function, endpoint in [("createDsp", "DSPPlugin"), ("createDspChannel", "D1"), ("createDspChannel", "D1"),
+                               ("create", "D1C1"), ("create", "D1C2"), ("signal", "D1C1")]:
+        watcher.expect_message(kind="reply", plugin="dsp1", function=function, endpoint=endpoint, result=True)
+    heard = {house.dsp.expect("^channel (D1C[12]) hears .*Hz$").group(1) for _ in range(2)}
+    assert heard == {"D1C1", "D1C2"}
+    house.application.ask("dsp dsp1 codec PCMU")
+    watcher.expect_message(kind="reply", function="modify", result=True)
+    house.application.ask("dsp dsp1 destroy")
+    for _ in range(2):
+        assert int(house.dsp.expect(r"^channel D1C[12] media ended .*rx=(\d+)").group(1)) > 0
+
+
+def test_every_plugin_is_killed_at_once(house):
+    for plugin in (house.phones, house.handsets, house.exchange, house.dsp):
+        plugin.child.kill()
+    until("all are gone", lambda: house.application.plugins() == [] and house.application.lines() == {})
