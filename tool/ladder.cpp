@@ -16,7 +16,7 @@ namespace voicectl {
 namespace {
 
 constexpr size_t kLaneWidth = 24;
-constexpr size_t kShownBytes = 16; // a longer byte array shows as its size
+constexpr size_t kShownBytes = 8; // a longer byte array shows as its size
 constexpr uint64_t kNsPerMs = 1'000'000;
 constexpr uint64_t kMsPerSecond = 1'000;
 constexpr double kRoundMs = 10; // from here on without fractions

@@ -15,7 +15,9 @@ import time
 from processes import QUICK_RETRY, System, Unmet, until
 
 COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR")
-PHONES = {"101": ("fxs1", 1), "102": ("fxs1", 2), "201": ("fxs2", 1), "202": ("fxs2", 2)}
+# Telephones by their number: plugin, place in it, endpoint.
+PHONES = {"101": ("fxs1", 1, "FXS1"), "102": ("fxs1", 2, "FXS2"), "201": ("fxs2", 1, "FXS1"), "202": ("fxs2", 2, "FXS2")}
+HANDSETS = {"501": ("dect1", 1, "DECT1"), "502": ("dect1", 2, "DECT2")}
 
 
 def paint(code, text):
@@ -37,8 +39,8 @@ def bus_line(line):
 class Telephone:
     """One telephone, at its own process's text interface. What it causes is awaited on the bus too, so that it shows in order."""
 
-    def __init__(self, number, plugin, line, ladder):
-        self.number, self.plugin, self.line = number, plugin, line
+    def __init__(self, number, plugin, line, endpoint, ladder):
+        self.number, self.plugin, self.line, self.endpoint = number, plugin, line, endpoint
         self.watch(ladder)
 
     def watch(self, ladder):
@@ -46,7 +48,7 @@ class Telephone:
 
     def on_bus(self, pattern):
         """Waits until the next message of this telephone that fits has been shown."""
-        at, _ = self.ladder.out.expect_from(self.seen, f"{self.plugin.name} FXS{self.line} .* {pattern}")
+        at, _ = self.ladder.out.expect_from(self.seen, f" {self.plugin.name} {self.endpoint} .* {pattern}")
         self.seen = at + 1
 
     def does(self, command, words, event):
@@ -61,7 +63,8 @@ class Telephone:
         self.does("on", "hangs up", "al_on")
 
     def dials(self, digits):
-        self.does(f"dial {digits}", f"dials {digits}", f"dd_d{digits[-1]}")
+        # A handset sends a number at once, a telephone digit by digit.
+        self.does(f"dial {digits}", f"dials {digits}", f"dd_(d{digits[-1]}|ce)")
 
     def flashes(self):
         self.does("flash", "presses the flash key", "al_fl")
@@ -79,6 +82,13 @@ class Telephone:
         self.expect("rings ")
         self.on_bus("LIBVOICE_SIGNAL_al_ri")
         say(f"  {self.number} rings")
+
+    def displays(self, number):
+        shown, name = self.expect('displays number=(\\S+) name="(.*?)"')
+        if shown != number:
+            raise Unmet(f"{self.number} should display {number}, it displays {shown}")
+        self.on_bus("LIBVOICE_SIGNAL_andisp_data")
+        say(f"  {self.number} displays {number}, {name}")
 
     def hears_sound(self):
         (tones,) = self.expect(r"hears (\S*Hz)$")
@@ -107,9 +117,10 @@ class Demonstration:
         begin = time.monotonic()
         with self.step("Three processes find each other on a private socket"):
             self.start_application()
-            self.plugins = {name: self.system.start_fxs(name, ready=False, environment=QUICK_RETRY) for name in ("fxs1", "fxs2")}
-            self.phones = {number: Telephone(number, self.plugins[plugin], line, self.ladder)
-                           for number, (plugin, line) in PHONES.items()}
+            self.plugins = {}
+            self.phones = {}
+            self.start_plugin("fxs1", "fxs_plugin", PHONES)
+            self.start_plugin("fxs2", "fxs_plugin", PHONES)
             self.everything_registers()
         with self.step("Telephone 101 of process fxs1 calls 201 of process fxs2"):
             self.call("101", "201")
@@ -120,10 +131,24 @@ class Demonstration:
         with self.step("101 takes a third party into the call"):
             self.three_parties("101", "201", "202")
         with self.step("All hang up"):
-            self.hang_up_all("101", "201", "202")
+            self.hang_up("101", "201", "202")
+        with self.step("A cordless handset joins and calls a telephone"):
+            self.start_plugin("dect1", "dect_plugin", HANDSETS)
+            self.everything_registers()
+            self.call("501", "102")
+            self.talk("501", "102")
+            self.hang_up("501", "102")
+        with self.step("The telephone exchange calls in"):
+            self.start_plugin("fxo1", "fxo_plugin", {})
+            self.everything_registers()
+            self.exchange_calls("101")
+        with self.step("DSP channels are created and driven"):
+            self.start_plugin("dsp1", "dsp_plugin", {})
+            self.everything_registers()
+            self.drive_dsp()
         with self.step("The voice application is killed (kill -9) and started again"):
             self.crash()
-        with self.step("A second call, the other way round"):
+        with self.step("After the crash: a call the other way round"):
             self.call("201", "101")
             self.talk("201", "101")
             self.hang_up("201", "101")
@@ -138,16 +163,23 @@ class Demonstration:
         self.watcher = self.system.start_watcher()
         self.watchers = getattr(self, "watchers", []) + [self.watcher]
         self.ladder.err.expect("watching")
+        self.registered = set()  # plugins that the application of now has told to begin
+
+    def start_plugin(self, name, program, phones):
+        self.plugins[name] = self.system.start(name, program, "--name", name, environment=QUICK_RETRY)
+        self.phones |= {number: Telephone(number, self.plugins[plugin], line, endpoint, self.ladder)
+                        for number, (plugin, line, endpoint) in phones.items() if plugin == name}
 
     def everything_registers(self):
-        for plugin in self.plugins.values():
-            plugin.expect("^ready .* lines=2$")
-        for _ in self.plugins:
-            self.ladder.expect(" init answered +true")
+        """Waits for the plugins that are not registered yet, and looks whether the application has them all."""
+        for name in self.plugins.keys() - self.registered:
+            self.plugins[name].expect("^ready ")
+            self.ladder.out.expect_from(0, f" {name} .* register_plugin answered +true")
+            self.registered.add(name)
         plugins, lines = self.application.plugins(), self.application.lines()
-        if len(plugins) != 2 or lines.keys() != PHONES.keys():
-            raise Unmet(f"2 plugins and 4 lines should be registered, these are: {plugins}, {lines}")
-        self.remark = "2 plugins, 4 telephones"
+        if set(plugins) != self.plugins.keys() or not self.phones.keys() <= lines.keys():
+            raise Unmet(f"{sorted(self.plugins)} with {sorted(self.phones)} should be registered, these are: {plugins}, {sorted(lines)}")
+        self.remark = f"{len(plugins)} plugins, {len(lines)} lines"
 
     def call(self, caller, callee):
         one, other = self.phones[caller], self.phones[callee]
@@ -158,17 +190,13 @@ class Demonstration:
         one.hears("ring-back", "cg_rt")
         other.rings()
         rang = time.monotonic() - begin
-        number, name = other.expect('displays number=(\\S+) name="(.*?)"')
-        if number != caller:
-            raise Unmet(f"{callee} should display {caller}, it displays {number}")
-        other.on_bus("LIBVOICE_SIGNAL_andisp_data")
-        say(f"  {callee} displays {number}, {name}")
+        other.displays(caller)
         other.lifts()
         self.application.expect(f"^call [0-9]+ {caller}->{callee} answered")
         for phone in (one, other):
             phone.expect("talking ")
         other.on_bus(" create ")
-        self.remark = f"rang after {rang * 1000:.0f} ms, display {number}"
+        self.remark = f"rang after {rang * 1000:.1f} ms, displayed {caller}"
 
     def talk(self, *numbers):
         """Each sends a tone of its own and must hear that of the others."""
@@ -198,20 +226,59 @@ class Demonstration:
         self.remark = f"a context of {host}, {first} and {second}"
 
     def hang_up(self, *numbers):
-        counted = []
         for number in numbers:
             self.phones[number].hangs_up()
-        for number in numbers:
-            sent, received, lost = self.phones[number].expect(r"media ended .*tx=(\d+) rx=(\d+) lost=(\d+)")
-            say(f"  {number} has sent {sent} packets of sound and received {received}, {lost} were lost")
-            counted.append((int(sent), int(received)))
-            if int(sent) == 0 or int(received) == 0:
-                raise Unmet(f"{number} should have sent and received sound: {sent} sent, {received} received")
+        self.count(*numbers)
         for number in numbers:
             until(f"{number} is idle", lambda number=number: self.application.lines()[number][0] == "idle")
-        self.remark = ", ".join(f"{number} {sent}/{received}" for number, (sent, received) in zip(numbers, counted)) + " packets sent/received"
 
-    hang_up_all = hang_up
+    def count(self, *numbers):
+        """What each telephone has sent and received itself."""
+        counted = []
+        for number in numbers:
+            sent, received, lost = map(int, self.phones[number].expect(r"media ended .*tx=(\d+) rx=(\d+) lost=(\d+)"))
+            say(f"  {number} has sent {sent} packets of sound and received {received}, {lost} were lost")
+            counted.append((number, sent, received))
+        self.carried(counted)
+
+    def carried(self, counted):
+        for name, sent, received in counted:
+            if sent == 0 or received == 0:
+                raise Unmet(f"{name} should have sent and received sound: {sent} sent, {received} received")
+        self.remark = ", ".join(f"{name} {sent}/{received}" for name, sent, received in counted) + " packets sent/received"
+
+    def exchange_calls(self, callee):
+        exchange, phone = self.plugins["fxo1"], self.phones[callee]
+        say("  the exchange rings, the caller is 03012345678")
+        exchange.ask('1 ring 03012345678 "Aunt Mary"')
+        phone.rings()
+        phone.displays("03012345678")
+        phone.lifts()
+        exchange.expect("^1 answered$")
+        self.talk(callee)
+        say("  the exchange releases the line")
+        exchange.ask("1 hangup")
+        self.count(callee)
+        phone.hears("busy-tone", "cg_bt")
+        phone.hangs_up()
+
+    def drive_dsp(self):
+        dsp = self.plugins["dsp1"]
+        self.application.ask("dsp dsp1")
+        for _ in range(2):
+            channel, tone = dsp.expect("^channel (D1C[12]) hears (.*Hz)$").groups()
+            say(f"  channel {channel} hears sound: {tone}")
+        self.application.ask("dsp dsp1 codec PCMU")
+        for _ in range(2):
+            dsp.expect("^channel D1C[12] talking .*codec=PCMU")
+        self.application.ask("dsp dsp1 destroy")
+        counted = []
+        for _ in range(2):
+            channel, sent, received = dsp.expect(r"^channel (D1C[12]) media ended .*tx=(\d+) rx=(\d+)").groups()
+            counted.append((channel, int(sent), int(received)))
+        self.carried(counted)
+        for _ in range(2):
+            self.ladder.expect("dsp1 D1C[12] .* destroy answered +true")
 
     def crash(self):
         self.application.kill()
@@ -219,7 +286,7 @@ class Demonstration:
             plugin.expect("^application lost$")
         self.ladder.wait()
         self.watcher.wait()
-        say("  both plugins notice, silence their lines and try again by themselves")
+        say("  the plugins notice, silence their lines and try again by themselves")
         begin = time.monotonic()
         self.start_application()
         for phone in self.phones.values():
@@ -232,9 +299,8 @@ class Demonstration:
             if plugin.terminate() != 0:
                 raise Unmet(f"{name} should leave with status 0")
             self.application.expect(f"^plugin {name} left$")
+            self.ladder.expect(f" {name} .*closed")
             say(f"  {name} has left")
-        self.ladder.expect("fxs2 .*deregister_plugin")
-        self.ladder.expect("fxs2 .*closed")
         if self.application.terminate() != 0:
             raise Unmet("voice_application should leave with status 0")
 
@@ -248,7 +314,7 @@ class Demonstration:
         say()
         say(paint("1", "Summary"))
         for number, (title, took, remark) in enumerate(self.steps, 1):
-            say(f"  {number}  {took * 1000:6.0f} ms  {title}" + (f": {remark}" if remark else ""))
+            say(f"  {number:2}  {took * 1000:6.0f} ms  {title}" + (f": {remark}" if remark else ""))
         say(f"  {len(messages)} messages on the bus: {kinds.count('call')} calls, answered after {statistics.median(answers):.2f} ms "
             f"(median), {max(answers):.2f} ms at most; {records.count('event')} events, {records.count('signal')} signals")
         say(f"All {len(self.steps)} steps happened, in {seconds:.1f} s.")

@@ -30,10 +30,10 @@ def with_replaced(system, program, script):
 def test_every_step_happens(system):
     status, lines = run_demo(system.bin.resolve())
     assert status == 0, "\n".join(lines)
-    assert lines[-1].startswith("All 9 steps happened")
+    assert lines[-1].startswith("All 12 steps happened")
     shown = "\n".join(lines)
     for part in ("register_endpoint answered", "off hook  LIBVOICE_EVENT_al_of", "101 hears sound", "201 displays 101", "  modify ",
-                 "  add_stream ", "  exit  reason 32"):
+                 "  add_stream ", "  exit  reason 32", "createDspChannel answered  true", "101 displays 03012345678"):
         assert part in shown, part
     assert "\x1b" not in shown
 
