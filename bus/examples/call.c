@@ -4,8 +4,7 @@
 
 #include <stdio.h>
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     char uri[256];
     const char *answer = NULL;
     variant_t name = {0};

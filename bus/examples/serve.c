@@ -10,8 +10,7 @@ static kex_t *bus;
 
 int __Greeter_greet(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
 
-int __Greeter_greet(function_call_t *call, argument_list_t *arguments, variant_t *return_value)
-{
+int __Greeter_greet(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     char *name = NULL;
     char text[128];
     int there = argument_getChar(arguments, "name", 0, &name) && name != NULL;
@@ -23,14 +22,12 @@ int __Greeter_greet(function_call_t *call, argument_list_t *arguments, variant_t
     return there && variant_setChar(return_value, text) ? KEX_FUNCTION_DONE : KEX_FUNCTION_FAILED;
 }
 
-static void stop(int signal_number)
-{
+static void stop(int signal_number) {
     (void)signal_number;
     kex_stop(bus);
 }
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     const char *const functions[] = {"Greeter", "greet", "name"}; /* class, function, argument */
     bus = kex_create("greeter");
     if (argc != 2 || bus == NULL || !kex_declareFunctions(bus, functions, 1, 3))
