@@ -61,13 +61,18 @@ size_t format_line(char *line, size_t size, const char *format, va_list argument
     line[length] = '\n';
     line[length + 1] = 0;
     return static_cast<size_t>(length) + 1;
+    // Texts come from outside: none of them may break a line in two or steer a terminal.
+    for (int i = 0; i < length; i++)
+        if (static_cast<unsigned char>(line[i]) < ' ' || line[i] == 0x7F)
+            line[i] = '.';
 }
 
 void run_line(source *who) {
     who->text[who->used] = 0;
-    while (who->used > 0 && (who->text[who->used - 1] == '\r' || who->text[who->used - 1] == ' '))
-        who->text[--who->used] = 0;
-    if (who->used == 0)
+    size_t length = strlen(who->text);
+    while (length > 0 && strchr(" \t\r", who->text[length - 1]) != nullptr)
+        who->text[--length] = 0;
+    if (length == 0)
         return;
     asking = who;
     const char *why = nullptr;
@@ -77,6 +82,7 @@ void run_line(source *who) {
         why = run_command(who->text);
     if (why == nullptr)
         answer("ok");
+    // A zero byte ends the text as well; a line without a word is no command.
     else
         answer("error: %s", why);
     asking = nullptr;
@@ -136,7 +142,8 @@ void accept_client(int fd, void *) {
     close(client);
 }
 
-// A socket file that nobody answers on is left from a process that was killed: take it over. Anything else stays.
+// A socket file that nobody listens on is left from a process that was killed: take it over. Anything else stays, also
+// a socket of another kind and one whose listener is too busy to answer.
 bool clear_path(const sockaddr_un *address) {
     struct stat status;
     if (lstat(address->sun_path, &status) != 0)
@@ -145,8 +152,11 @@ bool clear_path(const sockaddr_un *address) {
         errno = EEXIST;
         return false;
     }
-    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bool alive = connect(probe, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0;
+    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (probe < 0)
+        return false;
+    bool alive =
+        connect(probe, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 || errno != ECONNREFUSED;
     close(probe);
     if (alive) {
         errno = EADDRINUSE;

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// Lines in and lines out over a control socket, from whoever may connect to it.
+#include "console.h"
+
+#include "kex_host.h"
+
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> first_words;
+
+const char *remember(char *line) {
+    char *rest = line;
+    const char *word = next_word(&rest);
+    first_words.push_back(word != nullptr ? word : "(none)");
+    return nullptr;
+}
+
+void ended() {}
+
+sockaddr_un address_of(const std::string &path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+}
+
+class Console : public testing::Test {
+protected:
+    Console() {
+        EXPECT_NE(mkdtemp(directory_), nullptr);
+        path_ = std::string(directory_) + "/control";
+        bus_ = kex_create("console");
+        first_words.clear();
+    }
+    ~Console() override {
+        console_stop();
+        kex_destroy(bus_);
+        if (client_ >= 0)
+            close(client_);
+        unlink(path_.c_str());
+        rmdir(directory_);
+    }
+    bool start() { return console_start(bus_, false, path_.c_str(), true, remember, ended); }
+    void connect_client() {
+        const sockaddr_un address = address_of(path_);
+        client_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(connect(client_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+    void send_text(const std::string &text) {
+        ASSERT_EQ(send(client_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    }
+    // What comes back until it ends with `end`, for at most 5 s.
+    std::string received_until(const std::string &end) {
+        std::string text;
+        for (int turns = 0; turns < 500; turns++) {
+            kex_dispatch(bus_);
+            pollfd ready = {client_, POLLIN, 0};
+            char part[4096];
+            ssize_t got = poll(&ready, 1, 10) == 1 ? read(client_, part, sizeof part) : 0;
+            text.append(part, static_cast<size_t>(got > 0 ? got : 0));
+            if (text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0)
+                return text;
+        }
+        return text;
+    }
+
+    char directory_[32] = "/tmp/console-XXXXXX";
+    std::string path_;
+    kex_t *bus_ = nullptr;
+    int client_ = -1;
+};
+
+TEST_F(Console, LinesWithoutAWordAreNoCommands) {
+    ASSERT_TRUE(start());
+    connect_client();
+    using namespace std::string_literals;
+    send_text("\n \n\t\n \t \r\n\0\n\0status\n\r\nstatus\t\r\nhelp\0\xFF\n"s);
+    EXPECT_EQ(received_until("ok\nok\n"), "ok\nok\n");
+    EXPECT_EQ(first_words, (std::vector<std::string>{"status", "help"}));
+}
+
+TEST_F(Console, TextsFromOutsideStayOnOneLine) {
+    ASSERT_TRUE(start());
+    connect_client();
+    send_text("watch\n");
+    ASSERT_EQ(received_until("ok\n"), "ok\n");
+    say("plugin %s registered", "a\nb\r\033[2J\x7F\xC3\xA9");
+    EXPECT_EQ(received_until("registered\n"), "plugin a.b..[2J.\xC3\xA9 registered\n");
+}
+
+TEST_F(Console, ALiveSocketOfAnotherKindIsNotTakenOver) {
+    const sockaddr_un address = address_of(path_);
+    int other = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(other, 1), 0);
+    EXPECT_FALSE(start());
+    int probe = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << "it still listens";
+    close(probe);
+    close(other);
+}
+
+TEST_F(Console, ALiveSocketThatIsTooBusyIsNotTakenOver) {
+    const sockaddr_un address = address_of(path_);
+    int other = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(other, 0), 0);
+    std::vector<int> waiting;
+    int knocking = 0;
+    while (knocking == 0) { // nobody accepts: the queue fills up
+        waiting.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        knocking = connect(waiting.back(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    }
+    EXPECT_FALSE(start());
+    EXPECT_EQ(access(path_.c_str(), F_OK), 0);
+    for (int fd : waiting)
+        close(fd);
+    close(other);
+}
+
+TEST_F(Console, ASocketThatADeadProcessLeftIsTakenOver) {
+    const sockaddr_un address = address_of(path_);
+    int other = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    close(other);
+    EXPECT_TRUE(start());
+}
+
+} // namespace
