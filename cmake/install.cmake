@@ -1,0 +1,43 @@
+# What an installed tree needs beyond its files: nothing of this machine in them, and two ways for other projects to find
+# them. Components: runtime and development, the library without a bus; bus; tools; test.
+include(CMakePackageConfigHelpers)
+
+# Paths in debug information are relative to the root of the sources, and programs find the libraries by their own place.
+file(RELATIVE_PATH VOICE_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugin voicectl)
+foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_plugin ${VOICE_PROGRAMS})
+    target_compile_options(${target} PRIVATE
+        -fdebug-prefix-map=${CMAKE_BINARY_DIR}=build -fdebug-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+endforeach()
+set_target_properties(${VOICE_PROGRAMS} PROPERTIES INSTALL_RPATH "$ORIGIN/${VOICE_BIN_TO_LIB}")
+
+# CMake: find_package(voice_plugin) gives voice_plugin::voice_plugin, and as far as they are installed voice_plugin::kex
+# and voice_plugin::fake_bus.
+set(VOICE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/voice_plugin)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/voice_plugin-config-version.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES cmake/voice_plugin-config.cmake ${CMAKE_BINARY_DIR}/package/voice_plugin-config-version.cmake
+    DESTINATION ${VOICE_CMAKE_DIR} COMPONENT development)
+install(EXPORT voice_plugin-voice_plugin NAMESPACE voice_plugin:: DESTINATION ${VOICE_CMAKE_DIR} COMPONENT development)
+install(EXPORT voice_plugin-kex NAMESPACE voice_plugin:: DESTINATION ${VOICE_CMAKE_DIR} COMPONENT bus)
+install(EXPORT voice_plugin-fake_bus NAMESPACE voice_plugin:: DESTINATION ${VOICE_CMAKE_DIR} COMPONENT test)
+
+# pkg-config: paths are found from the file's own place, so that the tree can be moved.
+file(RELATIVE_PATH VOICE_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" VOICE_PC_TO_PREFIX "${VOICE_PC_TO_PREFIX}")
+foreach(folder LIBDIR INCLUDEDIR)
+    set(VOICE_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+        set(VOICE_PC_${folder} "${CMAKE_INSTALL_${folder}}")
+    endif()
+endforeach()
+function(voice_install_pc name component)
+    configure_file(cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/package/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT ${component})
+endfunction()
+voice_install_pc(voice_plugin development)
+voice_install_pc(kex bus)
+voice_install_pc(voice_fake_bus test)
+
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)

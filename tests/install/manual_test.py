@@ -1,0 +1,99 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""The installed manual pages say what the installed programs do: their options, commands and environment."""
+
+import re
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+from staged import BIN, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
+
+HOSTS = PROGRAMS[:-1]
+OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
+VARIABLE = re.compile(r'"((?:ZIL|KEX|LISTEN|NO)_[A-Z_]+)"')
+
+
+def page(program):
+    return MAN / "man1" / f"{program}.1"
+
+
+def lines(program, section):
+    """The lines of one section or subsection, up to the next."""
+    text = page(program).read_text()
+    found = re.search(rf"^\.S[hs] {section}$\n(.*?)(?=^\.S[hs] |\Z)", text, re.MULTILINE | re.DOTALL)
+    assert found, f"{program}: no section {section}"
+    return found[1].splitlines()
+
+
+def flags(words):
+    """The options in a macro line: what stands behind "Fl", "-name" being "--name"."""
+    return {f"-{name}" for name in re.findall(r"\bFl (-?[a-zA-Z][\w-]*)", words)}
+
+
+def macro_words(source, macros):
+    """Every word that one of the macros marks as something to type."""
+    found = set()
+    for line in source:
+        for macro in macros:
+            for words in re.findall(rf"(?<![\w-]){macro} ([a-z_ ,]+)", line):
+                found.update(re.findall(r"[a-z]+", words))
+    return found
+
+
+def variables(*folders):
+    found = set()
+    for folder in folders:
+        for path in (SOURCE / folder).rglob("*.cpp"):
+            if "tests" not in path.parts[len(SOURCE.parts):]:
+                found.update(VARIABLE.findall(path.read_text()))
+    return found
+
+
+class Install(unittest.TestCase):
+    def setUp(self):
+        self.maxDiff = None
+
+    def test_manual_lint(self):
+        for program in PROGRAMS:
+            with self.subTest(program):
+                run("mandoc", "-T", "lint", "-W", "warning", page(program))
+
+    def test_manual_options(self):
+        """The options of --help, and no others, each with a paragraph and in the synopsis."""
+        for program in PROGRAMS:
+            with self.subTest(program):
+                usage = run(BIN / program, "--help")
+                for subcommand in re.findall(r"^  ([a-z]+) ", usage.partition("Subcommands:")[2], re.MULTILINE):
+                    usage += run(BIN / program, subcommand, "--help")
+                items = [flags(line) for line in page(program).read_text().splitlines() if line.startswith(".It Fl ")]
+                self.assertEqual(set().union(*items), set(OPTION.findall(usage)))
+                synopsis = set()
+                for name in flags("\n".join(lines(program, "SYNOPSIS"))):
+                    synopsis |= {name} if name.startswith("--") else {f"-{letter}" for letter in name[1:]}
+                self.assertEqual([item for item in items if not item & synopsis], [], "not in the synopsis")
+
+    def test_manual_commands(self):
+        """The commands that a host tells when asked for help, and no others."""
+        for program in HOSTS:
+            with self.subTest(program), tempfile.TemporaryDirectory(prefix="voice-manual-") as folder:
+                done = subprocess.run([BIN / program, "--socket", f"{folder}/bus"], input="help\nquit\n", text=True,
+                                      stdout=subprocess.PIPE, env=clean_environment(), timeout=LIMIT, check=True)
+                answer = "\n".join(line for line in done.stdout.splitlines() if not re.match(r"ok$|ready ", line))
+                told = set(re.findall(r"\b[a-z]+\b", answer)) | {"help"}
+                documented = lines(program, "Commands")
+                self.assertEqual(macro_words([line for line in documented if line.startswith(".It ")], ["Ic", "Cm"]), told)
+
+    def test_manual_environment(self):
+        for program in HOSTS:
+            with self.subTest(program):
+                documented = set(re.findall(r"\b[A-Z]+_[A-Z_]+\b", "\n".join(lines(program, "ENVIRONMENT"))))
+                self.assertEqual(documented, variables("src", "bus/src", "hosts"))
+        with self.subTest("voicectl"):
+            documented = set(re.findall(r"\b[A-Z]+_[A-Z_]+\b", "\n".join(lines("voicectl", "ENVIRONMENT"))))
+            self.assertEqual(documented, variables("tool") | {"ZIL_VOIP_IPC_SOCKET_URI"})
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,19 @@
+/* SPDX-License-Identifier: MIT */
+/* A door station: one line, which calls and is never called. */
+#ifndef DOOR_H
+#define DOOR_H
+
+#include "libvoice_plugin.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* What the library calls, for libvoice_init(). */
+libvoice_callbacks_t door_callbacks(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
