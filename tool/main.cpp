@@ -5,7 +5,10 @@
 //   voicectl watch --json   the same for programs
 //
 // Exit status: 0 done, 1 it did not happen (no voice application there, output closed), 2 wrong command line.
+#include <cstdio>
+#include <exception>
 #include <functional>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -24,15 +27,20 @@ extern "C" int zilTraceZ(int, const char *, const char *, ...) {
 }
 
 int main(int argc, char **argv) {
-    CLI::App app("Looks at a running voice system from outside.", "voicectl");
-    app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
-    app.require_subcommand(1);
-    std::function<int()> run;
-    voicectl::add_watch(app, run);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? voicectl::kSuccess : voicectl::kUsage;
+        CLI::App app("Looks at a running voice system from outside.", "voicectl");
+        app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
+        app.require_subcommand(1);
+        std::function<int()> run;
+        voicectl::add_watch(app, run);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError &error) {
+            return app.exit(error) == 0 ? voicectl::kSuccess : voicectl::kUsage;
+        }
+        return run();
+    } catch (const std::exception &error) { // out of memory
+        static_cast<void>(std::fprintf(stderr, "voicectl: %s\n", error.what()));
+        return voicectl::kFailure;
     }
-    return run();
 }
