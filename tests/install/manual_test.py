@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The installed manual pages say what the installed programs do: their options, commands and environment."""
 
+import gzip
 import re
 import subprocess
 import tempfile
@@ -16,13 +17,18 @@ VARIABLE = re.compile(r'"((?:ZIL|KEX|LISTEN|NO)_[A-Z_]+)"')
 
 
 def page(program):
-    return MAN / "man1" / f"{program}.1"
+    plain = MAN / "man1" / f"{program}.1"
+    return plain if plain.exists() else plain.with_suffix(".1.gz")
+
+
+def source(program):
+    packed = page(program)
+    return gzip.decompress(packed.read_bytes()).decode() if packed.suffix == ".gz" else packed.read_text()
 
 
 def lines(program, section):
     """The lines of one section or subsection, up to the next."""
-    text = page(program).read_text()
-    found = re.search(rf"^\.S[hs] {section}$\n(.*?)(?=^\.S[hs] |\Z)", text, re.MULTILINE | re.DOTALL)
+    found = re.search(rf"^\.S[hs] {section}$\n(.*?)(?=^\.S[hs] |\Z)", source(program), re.MULTILINE | re.DOTALL)
     assert found, f"{program}: no section {section}"
     return found[1].splitlines()
 
@@ -32,10 +38,10 @@ def flags(words):
     return {f"-{name}" for name in re.findall(r"\bFl (-?[a-zA-Z][\w-]*)", words)}
 
 
-def macro_words(source, macros):
+def macro_words(text, macros):
     """Every word that one of the macros marks as something to type."""
     found = set()
-    for line in source:
+    for line in text:
         for macro in macros:
             for words in re.findall(rf"(?<![\w-]){macro} ([a-z_ ,]+)", line):
                 found.update(re.findall(r"[a-z]+", words))
@@ -67,7 +73,7 @@ class Install(unittest.TestCase):
                 usage = run(BIN / program, "--help")
                 for subcommand in re.findall(r"^  ([a-z]+) ", usage.partition("Subcommands:")[2], re.MULTILINE):
                     usage += run(BIN / program, subcommand, "--help")
-                items = [flags(line) for line in page(program).read_text().splitlines() if line.startswith(".It Fl ")]
+                items = [flags(line) for line in source(program).splitlines() if line.startswith(".It Fl ")]
                 self.assertEqual(set().union(*items), set(OPTION.findall(usage)))
                 synopsis = set()
                 for name in flags("\n".join(lines(program, "SYNOPSIS"))):
