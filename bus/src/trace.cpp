@@ -52,15 +52,29 @@ bool switched_on(const char *name) {
                                 strcmp(value, "true") == 0);
 }
 
+// Anything but a number up to the end of its word leaves *level as it was: a slip in the environment must not silence
+// the errors.
+bool read_level(const char *text, const char *word_end, int *level) {
+    char *end;
+    errno = 0;
+    long number = strtol(text, &end, 10);
+    if (end == text || end != word_end || errno != 0 || number < INT_MIN || number > INT_MAX)
+        return false;
+    *level = static_cast<int>(number);
+    return true;
+}
+
 // "LIBV=500,SIGNAL=400". What does not read so is passed over.
 void read_zones(const char *text) {
     while (*text != '\0' && settings.zone_count < kMaxZones) {
         size_t length = strcspn(text, ",");
         size_t name_length = strcspn(text, "=,");
-        if (name_length < length && name_length > 0 && name_length < kMaxZoneName) {
+        int level;
+        if (name_length < length && name_length > 0 && name_length < kMaxZoneName &&
+            read_level(text + name_length + 1, text + length, &level)) {
             Zone &zone = settings.zones[settings.zone_count++];
             memcpy(zone.name, text, name_length);
-            zone.level = atoi(text + name_length + 1);
+            zone.level = level;
             settings.highest = zone.level > settings.highest ? zone.level : settings.highest;
         }
         text += length;
@@ -191,8 +205,8 @@ void trace_configure() {
     settings = Settings{};
     settings.configured = true;
     const char *level = getenv("ZIL_TRACE_LEVEL");
-    if (level != nullptr && *level != '\0')
-        settings.level = atoi(level);
+    if (level != nullptr)
+        read_level(level, level + strlen(level), &settings.level);
     settings.highest = settings.level;
     const char *zones = getenv("ZIL_TRACE_ZONES");
     if (zones != nullptr)

@@ -69,6 +69,21 @@ TEST_F(Trace, ZonesHaveLevelsOfTheirOwn) {
     EXPECT_EQ(trace.text(), "a\nc\ne\n");
 }
 
+TEST_F(Trace, LevelsThatAreNoNumbersArePassedOver) {
+    for (const char *junk : {"", "abc", "300x", " ", "99999999999999999999", "0x1F4", "300,400x"}) {
+        CapturedTrace trace;
+        configure({{"ZIL_TRACE_LEVEL", junk}});
+        EXPECT_EQ(zilTrace(200, "in"), 1) << "'" << junk << "'";
+        EXPECT_EQ(zilTrace(201, "out"), 0) << "'" << junk << "'";
+    }
+    configure({{"ZIL_TRACE_ZONES", "LIBV=,LIBV=x,SIGNAL=5OO,MEDIA=400x,LIBV=300"}});
+    CapturedTrace trace;
+    EXPECT_EQ(zilTraceZ(300, "LIBV", "a"), 1);
+    EXPECT_EQ(zilTraceZ(200, "SIGNAL", "b"), 1) << "as if it had not been named";
+    EXPECT_EQ(zilTraceZ(201, "SIGNAL", "c"), 0);
+    EXPECT_EQ(zilTraceZ(201, "MEDIA", "d"), 0);
+}
+
 TEST_F(Trace, TimeStandsInFront) {
     configure({{"ZIL_TRACE_TIME", "1"}});
     CapturedTrace trace;
