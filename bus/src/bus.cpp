@@ -91,6 +91,7 @@ void kex_destroy(kex_t *bus) {
     }
     links_drain_output(bus, kExitFlushLimit);
     bus->in_turn = true; // nothing that handlers start is to be armed any more
+    bus->ending = true;
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link))
         link_close(link, "this process ends");
     kex_t *before = dispatching;

@@ -61,6 +61,7 @@ struct kex : bus::Node<kex> {
     bool work_shown;
     volatile sig_atomic_t stopped;
     bool in_turn;
+    bool ending;    // inside kex_destroy: nothing new begins
     uint64_t armed; // what the kernel's timer is set to; 0: nothing
     uint64_t (*clock)(void *userdata);
     void *clock_userdata;
@@ -86,7 +87,8 @@ struct kex : bus::Node<kex> {
 
     int spare[bus::kSpareDescriptors];
     uint32_t spare_count;
-    uint32_t table_looks_left; // reads until the process's table is looked at again
+    uint32_t table_room;       // free places in the process's table at the last look, less what has come since
+    uint32_t table_looks_left; // reads until it is looked at again
 
     uint8_t *incoming; // kPacketsPerRead packets, so that none is read on the stack
     uint8_t *outgoing; // one packet, so that none is built there

@@ -26,7 +26,8 @@ constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
 constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
 constexpr uint32_t kFlushBytes = 64 * 1024;         // queued beyond this, kex_sendRequest tries to send at once
 constexpr uint32_t kPacketsPerRead = 8;             // taken by one system call; each has a buffer of kMaxPacket
-constexpr uint32_t kMaxPacketsPerTurn = 2048;       // read from one peer before the others get their turn
+constexpr uint32_t kPacketsPerTurn = 64;            // read from one peer before the calls of others get their turn
+constexpr uint32_t kMaxPacketsPerTurn = 2048; // the same while a new connection waits for those known to be drained
 
 constexpr uint64_t kMillisecond = 1000 * 1000;
 constexpr uint64_t kSecond = 1000 * kMillisecond;

@@ -90,8 +90,8 @@ void links_drain_output(kex_t *bus, uint64_t nanoseconds);
 
 // receiving.cpp
 // Reads what one system call brings, at most so many packets (a power of two up to kPacketsPerRead). False: nothing
-// more is there now, or the link is closed.
-bool link_receive(Link *link, bool descriptors_short, uint32_t packets);
+// more is to be read now, or the link is closed.
+bool link_receive(Link *link, uint32_t packets);
 bool link_is_full(const Link *link);
 void links_read(kex_t *bus, bool newcomers);
 // By the bus's clock; 0: none.

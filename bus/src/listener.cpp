@@ -56,12 +56,16 @@ bool make_way(const sockaddr_un *address) {
         refuse(address->sun_path, "something that is no socket stands there");
         return false;
     }
-    // A listener that knows nothing of the lock is found by knocking.
+    // A listener that knows nothing of the lock is found by knocking. Only a refusal says that nobody is there.
     int fd = socket_connect(address);
     if (fd >= 0 || errno == EAGAIN || errno == EPROTOTYPE) {
         if (fd >= 0)
             close(fd);
         refuse(address->sun_path, "another process listens there already");
+        return false;
+    }
+    if (errno != ECONNREFUSED) {
+        refuse(address->sun_path, strerror(errno));
         return false;
     }
     unlink(address->sun_path);
@@ -212,7 +216,7 @@ void listeners_free(kex_t *bus) {
 } // namespace bus
 
 peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
-    if (connection == nullptr || path == nullptr)
+    if (connection == nullptr || path == nullptr || connection->bus->ending)
         return nullptr;
     sockaddr_un address;
     if (!address_from_path(path, strlen(path), &address)) {

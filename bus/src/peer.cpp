@@ -12,7 +12,8 @@
 using namespace bus;
 
 peer_t *kex_client_connect(kex_t *bus, const char *uri) {
-    if (bus == nullptr || uri == nullptr)
+    // A handler that runs while its bus ends may want to connect again: nobody would close that connection any more.
+    if (bus == nullptr || uri == nullptr || bus->ending)
         return nullptr;
     sockaddr_un address;
     int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;

@@ -99,8 +99,8 @@ uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
 
 // How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
 // would; a peer that has sent no descriptors lately is trusted not to fill the next packets with them.
-uint32_t room_for(const Link *link, bool descriptors_short, uint32_t wanted) {
-    if (descriptors_short)
+uint32_t room_for(const Link *link, uint32_t descriptors, uint32_t wanted) {
+    if (descriptors < kPlentyOfDescriptors)
         return 1;
     uint32_t room = wanted;
     for (const uint32_t within :
@@ -109,6 +109,15 @@ uint32_t room_for(const Link *link, bool descriptors_short, uint32_t wanted) {
           link->in_fds == 0 ? kPacketsPerRead : packets_within(link->in_fds, kMaxReceivedDescriptors, kMaxDescriptors)})
         room = within < room ? within : room;
     return room;
+}
+
+// Calls that wait to be run hold the descriptors they came with.
+bool descriptors_are_held(const kex_t *bus) {
+    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
+        if (link->in_fds > 0)
+            return true;
+    }
+    return false;
 }
 
 const char *greet(Link *link, const wire::Head &head, wire::Text name) {
@@ -187,22 +196,28 @@ bool link_is_full(const Link *link) {
            link->in_fds >= kMaxReceivedDescriptors;
 }
 
-bool link_receive(Link *link, bool descriptors_short, uint32_t packets) {
+bool link_receive(Link *link, uint32_t packets) {
     if (link->closed)
         return false;
     Batch batch;
-    const uint32_t room = room_for(link, descriptors_short, packets);
-    if (descriptors_short)
+    const uint32_t descriptors = descriptors_room(link->bus);
+    const bool is_short = descriptors < kMaxDescriptors;
+    // What has come may make room again once it has been run. Only a wait reads on: nothing runs before it ends.
+    if (is_short && link->awaited == nullptr && descriptors_are_held(link->bus))
+        return false;
+    const uint32_t room = room_for(link, descriptors, packets);
+    if (is_short)
         spare_release(link->bus);
     const uint32_t count = receive(link, batch, room);
     const int error = errno;
-    if (descriptors_short)
+    if (is_short)
         spare_fill(link->bus);
     if (count == 0 && error != 0)
         link_close(link, link->why[0] != '\0' ? link->why : strerror(error));
     for (uint32_t i = 0; i < count; i++) {
         Arrival arrival;
         unpack(batch, i, arrival);
+        descriptors_came(link->bus, arrival.descriptors.count);
         const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
         if (at_end && !link->closed)
             link_close(link, link->why[0] != '\0' ? link->why : "the other side is gone");
@@ -217,19 +232,20 @@ bool link_receive(Link *link, bool descriptors_short, uint32_t packets) {
 namespace {
 
 // Everything that is there, the end of file included.
-void drain(Link *link, bool descriptors_short) {
+void drain(Link *link) {
     bool more = true;
     for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead)
-        more = link_receive(link, descriptors_short, kPacketsPerRead);
+        more = link_receive(link, kPacketsPerRead);
 }
 
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
-// one that sends many is read in ever larger bites. What is left makes the loop come back at once.
-void read_some(Link *link, bool descriptors_short) {
+// one that sends many is read in ever larger bites. What is left makes the loop come back at once; it is left when much
+// has been read, so that the calls of others do not stand behind all that one peer can send.
+void read_some(Link *link) {
     bool more = !link_is_full(link);
-    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead) {
+    for (uint32_t i = 0; more && i < kPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead) {
         const uint32_t bite = 1u << link->bite;
-        more = link_receive(link, descriptors_short, bite);
+        more = link_receive(link, bite);
         const bool largest = bite == kPacketsPerRead;
         if (more && !largest)
             link->bite++;
@@ -249,12 +265,11 @@ void links_read(kex_t *bus, bool newcomers) {
     }
     if (!any)
         return;
-    bool descriptors_short = descriptors_are_short(bus);
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
         if (newcomers)
-            drain(link, descriptors_short);
+            drain(link);
         else if (link->ready)
-            read_some(link, descriptors_short);
+            read_some(link);
         link->ready = false;
     }
 }

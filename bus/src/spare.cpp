@@ -11,8 +11,7 @@ using namespace bus;
 
 namespace {
 
-// A look costs three system calls, as much as reading a packet. With this much room it is left out for so many reads.
-constexpr uint64_t kPlenty = 512;
+// A look costs three system calls, as much as reading a packet. With plenty of room it is left out for so many reads.
 constexpr uint32_t kLooksSkipped = 31;
 
 // Descriptors that surely fit: the kernel gives out the lowest free number, so all below it are taken.
@@ -47,15 +46,19 @@ void spare_release(kex_t *bus) {
         close(bus->spare[--bus->spare_count]);
 }
 
-bool descriptors_are_short(kex_t *bus) {
-    if (bus->table_looks_left > 0) {
+uint32_t descriptors_room(kex_t *bus) {
+    if (bus->table_looks_left > 0 && bus->table_room >= kPlentyOfDescriptors) {
         bus->table_looks_left--;
-        return false;
+        return bus->table_room;
     }
     uint64_t room = table_room(bus->stop_fd);
-    if (room > kPlenty)
-        bus->table_looks_left = kLooksSkipped;
-    return room < kMaxDescriptors;
+    bus->table_room = room < UINT32_MAX ? static_cast<uint32_t>(room) : UINT32_MAX;
+    bus->table_looks_left = kLooksSkipped;
+    return bus->table_room;
+}
+
+void descriptors_came(kex_t *bus, uint32_t count) {
+    bus->table_room -= count < bus->table_room ? count : bus->table_room;
 }
 
 } // namespace bus

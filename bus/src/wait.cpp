@@ -68,13 +68,12 @@ void sleep_until(Link *link, uint64_t now, uint64_t when) {
 
 // What arrived is queued by link_receive; the link is left as soon as the reply is there.
 void read_for(Link *link, request_t *r) {
-    bool descriptors_short = descriptors_are_short(link->bus);
     while (is_under_way(r) && !link->closed) {
         if (link_is_full(link)) {
             link_refuse(link, "it sent too much while its reply was waited for");
             return;
         }
-        if (!link_receive(link, descriptors_short, 1))
+        if (!link_receive(link, 1))
             return;
     }
 }

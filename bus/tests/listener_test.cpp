@@ -4,6 +4,7 @@
 #include "support/raw_peer.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -77,6 +78,31 @@ TEST_F(Listen, LiveListenerWithoutALockIsRefused) {
     EXPECT_EQ(listen(bus, socket), nullptr);
     EXPECT_EQ(access(socket.c_str(), F_OK), 0);
     EXPECT_THAT(trace.text(), HasSubstr("another process listens there already"));
+    close(fd);
+}
+
+TEST_F(Listen, LiveListenerThatMayNotBeKnockedAtIsLeftAlone) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socket.copy(address.sun_path, sizeof address.sun_path - 1);
+    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(fd, 1), 0);
+    ASSERT_EQ(chmod(socket.c_str(), 0600), 0);
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0); // the stranger could remove what stands here
+    pid_t child = fork();
+    if (child == 0) {
+        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        kex_t *own = other ? kex_create("stranger") : nullptr;
+        _exit(own == nullptr ? 2 : listen(own, socket) != nullptr);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "it must not listen there";
+    RawPeer raw(socket);
+    EXPECT_TRUE(raw.connected()) << "the socket must still be the first one's";
     close(fd);
 }
 

@@ -143,6 +143,25 @@ TEST_F(Request, HandlersOfUnansweredRequestsRunWhenTheirBusGoes) {
     EXPECT_THAT(handled, ElementsAre("done with error 65541", "done"));
 }
 
+TEST_F(Request, HandlerThatConnectsAgainWhileItsBusGoesGetsNoPeer) {
+    static std::string uri;
+    static kex_t *ending;
+    uri = uri_of(socket);
+    ending = client;
+    request_t *r = make("echo");
+    request_setDoneHandler(r, [](request_t *done) {
+        handled.push_back(kex_client_connect(ending, uri.c_str()) == nullptr ? "no peer" : "a peer");
+        std::string path = uri.substr(strlen("kex://ipc:["), uri.size() - strlen("kex://ipc:[]")) + "2";
+        handled.push_back(connection_listenOnIPC(kex_connection(ending), path.c_str()) == nullptr ? "no listener"
+                                                                                                  : "a listener");
+        request_destroy(done);
+    });
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    kex_destroy(client);
+    client = nullptr;
+    EXPECT_THAT(handled, ElementsAre("no peer", "no listener"));
+}
+
 TEST_F(Request, DestroyedByAnothersHandlerInTheSameTurn) {
     static request_t *second;
     request_t *first = make("note");
