@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/eventfd.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -103,10 +104,12 @@ void host_fail(const char *format, ...) {
 
 kex_t *host_start(const char *process_name) {
     if (socket_path != nullptr) {
-        char uri[512];
-        int length = snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);
-        if (*socket_path == 0 || length < 0 || static_cast<size_t>(length) >= sizeof uri)
-            host_usage_error("--socket %s: not a path", socket_path);
+        // Refused here: a plugin would try for ever to connect to an address that cannot be.
+        if (*socket_path == 0 || strlen(socket_path) >= sizeof(sockaddr_un::sun_path))
+            host_usage_error("--socket %s: a path has 1 to %zu characters", socket_path,
+                             sizeof(sockaddr_un::sun_path) - 1);
+        char uri[sizeof(sockaddr_un::sun_path) + 16];
+        snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);
         // The library reads its two variables at each connection, and one does not follow from the other.
         setenv("ZIL_VOIP_IPC_SOCKET", socket_path, 1);
         setenv("ZIL_VOIP_IPC_SOCKET_URI", uri, 1);

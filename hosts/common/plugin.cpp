@@ -25,11 +25,20 @@ void unpublish(const char *name) {
         libvoice_kex_datamodel_delete_endpoint(name);
 }
 
+// What the application takes as a name: it stands in paths, in lines of output and in commands.
+bool is_plain(const char *name) {
+    for (; *name != 0; name++)
+        if (*name <= ' ' || *name > '~' || *name == '.' || *name == '"')
+            return false;
+    return true;
+}
+
 } // namespace
 
 void plugin_declare(const char *name, const char *stem) {
-    if (*name == 0 || strlen(name) > kPluginNameLength || strpbrk(name, ". \t") != nullptr)
-        host_usage_error("plugin name '%s': 1 to %u characters without dots and blanks", name, kPluginNameLength);
+    if (*name == 0 || strlen(name) > kPluginNameLength || !is_plain(name))
+        host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
+                         kPluginNameLength);
     char path[64];
     snprintf(path, sizeof path, "%s.EndPoint", name);
     if (kex_declareObject(host_bus(), name, nullptr) == nullptr ||
@@ -46,8 +55,8 @@ void plugin_endpoint_name(const char *stem, int number, char *name, size_t size)
 void plugin_check_stem(const char *stem, int count) {
     char last[64];
     plugin_endpoint_name(stem, count, last, sizeof last);
-    if (*stem == 0 || strlen(last) > kEndpointNameLength || strpbrk(stem, ". \t\"") != nullptr)
-        host_usage_error("endpoint name '%s': at most %u characters without dots and blanks", last,
+    if (*stem == 0 || strlen(last) > kEndpointNameLength || !is_plain(stem))
+        host_usage_error("endpoint name '%s': at most %u plain characters without dots, blanks and quotes", last,
                          kEndpointNameLength);
 }
 

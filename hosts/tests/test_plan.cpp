@@ -79,3 +79,17 @@ TEST(DefaultNumber, FollowsFromTheNames) {
     EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs9", "FXS1"), "none");
     EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs1", "FXS100"), "none");
 }
+
+TEST_F(Plan, WhatIsNoTextIsRefused) {
+    std::string wrong = ":1: a line is longer than 254 characters, or this is no text";
+    EXPECT_EQ(load(("# " + std::string(252, 'x') + "\ncountry AT\n").c_str()), "") << "254 are fine";
+    EXPECT_EQ(load(("# " + std::string(253, 'x') + "\n").c_str()), wrong);
+    EXPECT_EQ(load(("# " + std::string(253, 'x') + "country AT\n").c_str()), wrong) << "no line of its own";
+    char name[] = "/tmp/hosts-plan-XXXXXX";
+    int fd = mkstemp(name);
+    EXPECT_EQ(write(fd, "country\0AT\n", 11), 11);
+    close(fd);
+    EXPECT_EQ(plan_load(&plan_, name), name + wrong);
+    unlink(name);
+    EXPECT_STREQ(plan_load(&plan_, "/tmp"), "/tmp: Is a directory");
+}

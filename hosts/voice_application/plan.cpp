@@ -130,10 +130,18 @@ const char *plan_load(plan *plan, const char *path) {
     int number = 0;
     while (wrong == nullptr && fgets(line, sizeof line, file) != nullptr) {
         number++;
-        line[strcspn(line, "\r\n")] = 0;
+        size_t length = strcspn(line, "\r\n");
+        if (line[length] == 0 && feof(file) == 0) {
+            wrong = "a line is longer than 254 characters, or this is no text";
+            break;
+        }
+        line[length] = 0;
         wrong = read_line(plan, line);
     }
+    int error = ferror(file) != 0 ? errno : 0; // a directory, for example
     fclose(file);
+    if (wrong == nullptr && error != 0)
+        return refuse("%s: %s", path, strerror(error));
     return wrong == nullptr ? nullptr : refuse("%s:%d: %s", path, number, wrong);
 }
 
