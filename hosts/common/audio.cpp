@@ -112,8 +112,11 @@ void note_time(uint32_t *seconds, uint32_t *microseconds) {
 
 void take_packet(media_session *session, const uint8_t *bytes, size_t size) {
     rtp_packet packet;
-    if (!rtp_read(bytes, size, &packet) || packet.payload_type != session->format.payload_type) {
+    const bool good = rtp_read(bytes, size, &packet);
+    if (!good || packet.payload_type != session->format.payload_type) {
         session->counts.discarded++;
+        if (good)
+            rtp_discard(&session->receiver, &packet);
         return;
     }
     rtp_receive(&session->receiver, &packet, rtp_now());

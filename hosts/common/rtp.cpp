@@ -51,6 +51,14 @@ uint32_t lost_of_source(const rtp_receiver *receiver) {
     return wanted > receiver->of_source ? wanted - receiver->of_source : 0; // duplicates can outnumber
 }
 
+void follow_sequence(rtp_receiver *receiver, uint16_t sequence) {
+    if (static_cast<int16_t>(sequence - receiver->highest) <= 0)
+        return; // late, or a duplicate
+    if (sequence < receiver->highest)
+        receiver->cycles += 0x10000;
+    receiver->highest = sequence;
+}
+
 } // namespace
 
 void rtp_sender_start(rtp_sender *sender) {
@@ -115,12 +123,7 @@ void rtp_receive(rtp_receiver *receiver, const rtp_packet *packet, uint32_t arri
         receiver->cycles = 0;
         receiver->of_source = 0;
     } else {
-        int16_t step = static_cast<int16_t>(packet->sequence - receiver->highest);
-        if (step > 0) {
-            if (packet->sequence < receiver->highest)
-                receiver->cycles += 0x10000;
-            receiver->highest = packet->sequence;
-        }
+        follow_sequence(receiver, packet->sequence);
         int32_t difference = static_cast<int32_t>(transit - receiver->transit);
         uint32_t distance = difference < 0 ? 0u - static_cast<uint32_t>(difference) : static_cast<uint32_t>(difference);
         receiver->jitter_16 += distance - ((receiver->jitter_16 + 8) >> 4);
@@ -131,6 +134,13 @@ void rtp_receive(rtp_receiver *receiver, const rtp_packet *packet, uint32_t arri
     receiver->of_source++;
     receiver->packets++;
     receiver->bytes += packet->bytes;
+}
+
+void rtp_discard(rtp_receiver *receiver, const rtp_packet *packet) {
+    if (!receiver->started || receiver->ssrc != packet->ssrc)
+        return;
+    follow_sequence(receiver, packet->sequence);
+    receiver->of_source++;
 }
 
 uint32_t rtp_lost(const rtp_receiver *receiver) {

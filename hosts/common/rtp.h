@@ -59,6 +59,8 @@ struct rtp_receiver {
 
 /** Counts a packet. @param arrival  when it came, in RTP clock units */
 void rtp_receive(rtp_receiver *receiver, const rtp_packet *packet, uint32_t arrival);
+/** Takes note of a packet that came but cannot be used, as in the middle of a codec change: it is not lost. */
+void rtp_discard(rtp_receiver *receiver, const rtp_packet *packet);
 /** Packets that were expected by their sequence numbers and did not come. */
 uint32_t rtp_lost(const rtp_receiver *receiver);
 /** Jitter in RTP clock units of 1/8000 s. */

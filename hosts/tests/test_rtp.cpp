@@ -104,6 +104,26 @@ TEST(RtpReceive, LostAreThoseThatSequenceNumbersMiss) {
     EXPECT_EQ(rtp_lost(&receiver), 2u) << "late is not lost";
 }
 
+TEST(RtpReceive, DiscardedIsNotLost) {
+    rtp_receiver receiver = {};
+    rtp_packet early = packet_of(9, 0);
+    rtp_discard(&receiver, &early);
+    EXPECT_FALSE(receiver.started) << "nothing to compare with yet";
+    for (uint16_t sequence : {10, 11, 14}) { // 13 is missing
+        rtp_packet packet = packet_of(sequence, 0);
+        rtp_receive(&receiver, &packet, 0);
+    }
+    for (uint16_t sequence : {12, 15}) {
+        rtp_packet packet = packet_of(sequence, 0);
+        rtp_discard(&receiver, &packet);
+    }
+    rtp_packet strange = packet_of(40000, 0, 99);
+    rtp_discard(&receiver, &strange);
+    EXPECT_EQ(rtp_lost(&receiver), 1u);
+    EXPECT_EQ(receiver.packets, 3u);
+    EXPECT_EQ(receiver.bytes, 480u);
+}
+
 TEST(RtpReceive, DuplicatesNeverMakeLessThanNoneLost) {
     rtp_receiver receiver = {};
     for (int i = 0; i < 3; i++) {
