@@ -1,0 +1,347 @@
+# SPDX-License-Identifier: MIT
+"""Calls with sound: RTP runs both ways, each side hears the other, counts are true, and nothing is left afterwards. With media
+sockets that the application hands over, and with sockets that the plugins open from addresses."""
+
+import struct
+
+import pytest
+
+from media import (CNX_INFO_BYTES, EXACT_HEAP, FIRST_PORT, FORMS, FRAME_BYTES, PCMA, PCMU, REPORT, STATISTICS, STREAM_INFO_BYTES, Pair,
+                   connection, identifier, items, numbers, open_files, own_address, rtp, settled_heap, start_application,
+                   udp_sockets)
+from processes import until
+from test_calls import ring, talk
+from test_hostile_calls import FakeApplication
+from wire import Fd, ONE_WAY, U32
+
+FIRST_TONE, SECOND_TONE, THIRD_TONE = "400Hz", "600Hz", "640Hz"  # of fxs1 1, fxs2 1, fxs2 2
+FRAME_SAMPLES = 160
+
+
+@pytest.fixture(params=FORMS)
+def office(request, system):
+    """An application and two plugins with two telephones each, on an address of their own."""
+    system.form = request.param
+    system.environment |= EXACT_HEAP
+    system.application = start_application(system, *FORMS[system.form])
+    system.watcher = system.start_watcher()
+    system.first = system.start_fxs("fxs1", *FORMS[system.form])
+    system.second = system.start_fxs("fxs2", *FORMS[system.form])
+    system.processes_with_media = [system.application, system.first, system.second]
+    before = {process: held(process) for process in system.processes_with_media}
+    yield system
+    # Whatever the test did: nothing is left open, neither with those who spoke nor with the one who handed the sockets out.
+    for process in system.processes_with_media:
+        until(f"{process.name} holds what it held before", lambda process=process: held(process) == before[process])
+
+
+def held(process):
+    """What a process keeps open. The clock of all sound is made with the first sound and stays."""
+    return sorted(target.partition(":")[0] for target in open_files(process) if "timerfd" not in target)
+
+
+def media(process, number, line=0, codec="PCMA"):
+    """The ports that a telephone says it talks over."""
+    match = process.expect(rf"^{number} talking line={line} codec={codec} ports=(\d+)->(\d+)( context=\d+ stream=\d+)?$")
+    return int(match.group(1)), int(match.group(2))
+
+
+def ended(process, number, line=0):
+    """The counts with which a telephone's media ended for the first time."""
+    _, match = process.out.expect_from(0, rf"^{number} media ended line={line} .*rtcp=\d+/\d+$")
+    return numbers(STATISTICS.search(match.string))
+
+
+def reported(office, call, line):
+    """What the application was told of the media of a call's side."""
+    _, match = office.application.out.expect_from(0, rf"^stats call={call} line={line} .*")
+    found = numbers(REPORT.search(match.string))
+    assert found["txbytes"] == found["tx"] * FRAME_BYTES and found["rxbytes"] == found["rx"] * FRAME_BYTES
+    return found
+
+
+def check_counts(mine, others, report):
+    """One side's counts against the report and against what the other side sent."""
+    for name in ("tx", "rx", "lost", "discarded"):
+        assert mine[name] == report[name], name
+    assert mine["rx"] > 0 and mine["tx"] > 0
+    assert mine["lost"] == 0  # nothing gets lost on the loopback
+    assert mine["rx"] + mine["discarded"] <= others["tx"]
+
+
+def media_commands(watcher, plugin):
+    """The functions that were called for media of a plugin's lines, in order."""
+    return [message["function"] for message in watcher.messages(plugin=plugin)
+            if message["function"] in ("create", "modify", "destroy")]
+
+
+def hang_up(office, call=1):
+    office.first.ask("1 on")
+    office.second.expect("^1 hears busy-tone$")
+    office.second.ask("1 on")
+    office.application.expect("^line 201 idle$")
+
+
+def test_complete_call(office):
+    talk(office.first, "201", office.second)
+    here, there = media(office.first, 1)
+    assert media(office.second, 1) == (there, here)
+    assert len({here, there}) == 2 and here >= FIRST_PORT and here % 2 == there % 2 == 0
+    # Media and, on the next port, control; each in the process that talks and in no other.
+    assert udp_sockets(office.first) == [(here, there), (here + 1, there + 1)]
+    assert udp_sockets(office.second) == [(there, here), (there + 1, here + 1)]
+    assert udp_sockets(office.application) == []
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    hang_up(office)
+    mine, others = ended(office.first, 1), ended(office.second, 1)
+    check_counts(mine, others, reported(office, 1, 101))
+    check_counts(others, mine, reported(office, 1, 201))
+
+
+def test_what_the_bus_carries_for_a_call(office):
+    talk(office.first, "201", office.second)
+    for plugin in ("fxs1", "fxs2"):
+        # Media requests ask for no answer: how they went shows in what the plugins report.
+        create = office.watcher.expect_message(kind="one_way_call", function="create", plugin=plugin, endpoint="FXS1")
+        assert create["flags"] == 0x8001
+        arguments = create["arguments"]
+        assert arguments["ep_line_id"] == 0
+        if office.form == "descriptors":
+            assert list(arguments) == ["ep_line_id", "filedesc", "cnx_info"]
+            media_fd, control_fd, fax = (one["fd"] for one in arguments["filedesc"])
+            assert media_fd >= 0 and control_fd >= 0 and media_fd != control_fd and fax == -1
+            assert len(bytes.fromhex(arguments["cnx_info"]["hex"])) == CNX_INFO_BYTES
+        else:
+            assert list(arguments) == ["ep_line_id", "cnx_info"]
+            assert len(bytes.fromhex(arguments["cnx_info"]["hex"])) == CNX_INFO_BYTES + 2 * 16
+    hang_up(office)
+    for plugin in ("fxs1", "fxs2"):
+        destroy = office.watcher.expect_message(function="destroy", plugin=plugin, endpoint="FXS1")
+        assert destroy["arguments"] == {"ep_line_id": 0}
+
+
+def test_codec_change(office):
+    talk(office.first, "201", office.second)
+    ports = media(office.first, 1), media(office.second, 1)
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    mark = office.first.out.mark()
+    office.application.ask("codec 101 PCMU")
+    office.application.expect("^call 1 101->201 codec=PCMU$")
+    changed = media(office.first, 1, codec="PCMU"), media(office.second, 1, codec="PCMU")
+    assert changed[0] == changed[1][::-1]
+    office.first.expect(f"^1 hears {SECOND_TONE}$")  # as before: what was sent is understood again
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    if office.form == "descriptors":
+        assert changed == ports  # the sockets stay
+        assert office.first.out.since(mark, "media ended") == []
+    else:
+        assert set(changed[0]).isdisjoint(ports[0])
+        assert len(office.first.out.since(mark, "^1 media ended ")) == 1
+    for plugin in ("fxs1", "fxs2"):
+        wanted = ["create", "modify"] if office.form == "descriptors" else ["create", "destroy", "create"]
+        until(f"{plugin} got {wanted}", lambda plugin=plugin, wanted=wanted: media_commands(office.watcher, plugin) == wanted)
+    for modify in office.watcher.messages(function="modify"):
+        assert [one["fd"] for one in modify["arguments"]["filedesc"]] == [-1, -1, -1]
+    hang_up(office)
+
+
+def test_hold_silences_the_line_and_resuming_brings_it_back(office):
+    talk(office.first, "201", office.second)
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    office.first.ask("1 flash")
+    office.second.expect("^1 hears held-tone$")
+    if office.form == "descriptors":
+        office.second.out.expect_from(0, "^1 on hold line=0 ")
+    else:
+        ended(office.second, 1)
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 flash")
+    office.application.expect("^call 1 101->201 resumed$")
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    hang_up(office)
+
+
+def test_three_parties(office):
+    talk(office.first, "201", office.second)
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.first.ask("1 flash")
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 dial 202")
+    office.second.expect("^2 rings ")
+    office.second.ask("2 off")
+    office.application.expect("^call 2 101->202 answered")
+    office.first.expect(f"^1 hears {THIRD_TONE}$")
+    office.first.ask("1 flash")
+    office.application.expect("^conference 1 101: 201, 202$")
+    for line in (0, 1):
+        office.first.expect(rf"^1 talking line={line} codec=PCMA ports=\d+->\d+ context=1 stream={line + 1}$")
+    # Everybody hears everybody but himself.
+    mark = office.second.out.mark()
+    office.first.expect(rf"^1 hears {SECOND_TONE}\+{THIRD_TONE}$")
+    office.second.out.expect_from(mark - 1, rf"^1 hears {FIRST_TONE}\+{THIRD_TONE}$")
+    office.second.out.expect_from(0, rf"^2 hears {FIRST_TONE}\+{SECOND_TONE}$")
+    assert office.watcher.expect_message(function="create_ctx", plugin="fxs1")["arguments"] == {"ctx_id": 1}
+    for line in (0, 1):
+        # A context's streams come with descriptors in either form.
+        added = office.watcher.expect_message(function="add_stream", plugin="fxs1")["arguments"]
+        assert list(added) == ["ep_id", "ctx_id", "line_id", "stream_info", "filedesc"]
+        assert (added["ep_id"], added["ctx_id"], added["line_id"]) == (0, 1, line)
+        assert len(bytes.fromhex(added["stream_info"]["hex"])) == STREAM_INFO_BYTES
+        media_fd, control_fd, fax = (one["fd"] for one in added["filedesc"])
+        assert media_fd >= 0 and control_fd >= 0 and fax == -1
+    assert len(udp_sockets(office.first)) == 4
+
+    mark = office.second.out.mark()
+    office.second.ask("2 on")
+    office.application.expect("^call 2 101->202 ended: 202 hung up$")
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.second.out.expect_from(mark, f"^1 hears {FIRST_TONE}$")
+    assert len(udp_sockets(office.first)) == 2
+    office.first.ask("1 on")
+    office.application.expect("^conference 1 ended$")
+    office.second.ask("1 on")
+    for stream in (2, 1):
+        removed = office.watcher.expect_message(function="remove_stream", plugin="fxs1")
+        assert removed["arguments"] == {"ctx_id": 1, "stream_id": stream}
+    assert office.watcher.expect_message(function="destroy_ctx", plugin="fxs1")["arguments"] == {"ctx_id": 1}
+    for line in (101, 201):
+        office.application.out.expect_from(0, f"^stats call=1 line={line} ")
+    for line in (101, 202):
+        office.application.out.expect_from(0, f"^stats call=2 line={line} ")
+
+
+def test_codec_change_in_a_conference(office):
+    talk(office.first, "201", office.second)
+    office.first.ask("1 flash")
+    office.first.expect("^1 hears dial-tone$")
+    office.first.ask("1 dial 202")
+    office.second.expect("^2 rings ")
+    office.second.ask("2 off")
+    office.first.expect(f"^1 hears {THIRD_TONE}$")
+    office.first.ask("1 flash")
+    office.first.expect(rf"^1 hears {SECOND_TONE}\+{THIRD_TONE}$")
+    office.application.ask("codec 201 PCMU")
+    office.first.expect(r"^1 talking line=0 codec=PCMU ports=\d+->\d+ context=1 stream=1$")
+    office.first.expect(rf"^1 hears {SECOND_TONE}\+{THIRD_TONE}$")
+    office.first.ask("1 on")
+    office.application.expect("^conference 1 ended$")
+
+
+def test_calls_side_by_side_do_not_mix(office):
+    talk(office.first, "201", office.second)
+    office.first.ask("2 off")
+    office.first.expect("^2 hears dial-tone$")
+    office.first.ask("2 dial 202")
+    office.second.expect("^2 rings ")
+    office.second.ask("2 off")
+    for process, number, tone in [(office.first, 1, SECOND_TONE), (office.first, 2, THIRD_TONE), (office.second, 1, FIRST_TONE),
+                                  (office.second, 2, "440Hz")]:
+        process.out.expect_from(0, f"^{number} hears {tone}$")
+    assert len(udp_sockets(office.first)) == len(udp_sockets(office.second)) == 4
+    office.first.ask("1 on")
+    office.first.ask("2 on")
+    for line in (101, 102, 201, 202):
+        office.application.out.expect_from(0, rf"^stats call=\d line={line} ")
+
+
+def test_plugin_that_dies_in_a_call_leaves_the_other_without_sockets(office):
+    talk(office.first, "201", office.second)
+    office.second.expect(f"^1 hears {FIRST_TONE}$")
+    office.first.kill()
+    office.application.expect("^call 1 101->201 ended: ")
+    ended(office.second, 1)
+    office.second.ask("1 on")
+    office.processes_with_media = [office.second]
+
+
+def test_application_that_dies_in_a_call_leaves_both_without_sockets(office):
+    talk(office.first, "201", office.second)
+    office.first.expect(f"^1 hears {SECOND_TONE}$")
+    office.application.kill()
+    for process in (office.first, office.second):
+        process.expect("^application lost$")
+        ended(process, 1)
+    until("all sockets are closed", lambda: udp_sockets(office.first) == udp_sockets(office.second) == [])
+    office.processes_with_media = []
+
+
+def test_counts_agree_with_what_a_stranger_sent_and_received(system):
+    """The far end is not ours: it knows exactly what it sent, what it left out, and what it got."""
+    fake = FakeApplication(system, "fxs1", "fxs_plugin", "--lines", "1")
+    near, far = Pair(own_address()), Pair(own_address())
+    near.connect(far)
+    far.connect(near)
+    events = []
+
+    def take(packet):
+        if packet.kind == ONE_WAY and packet.function == "event":
+            events.append(packet.arguments["event"])
+        fake.answer(packet)
+
+    def call(function, arguments):
+        return fake.peer.call("fxs1.EndPoint.FXS1", function, arguments, answer=take).result
+
+    with open("/dev/null", "rb") as fax:
+        descriptors = [Fd(number) for number in near.filenos() + [fax.fileno()]]
+        assert call("create", [("ep_line_id", U32(0)), ("filedesc", descriptors), ("cnx_info", connection())]) is True
+    near.close()  # its copies are the plugin's now
+    for place in range(11):
+        if place != 5:
+            far.sockets[0].send(rtp(65530 + place, 1000 + place * FRAME_SAMPLES))  # the sequence number wraps on the way
+    for place in (11, 12):  # of another codec: these came, and were of no use
+        far.sockets[0].send(rtp(65530 + place, 1000 + place * FRAME_SAMPLES, payload_type=PCMU))
+    far.sockets[0].send(b"no RTP")
+    far.sockets[0].settimeout(20)
+    got = [far.sockets[0].recv(2048) for _ in range(5)]
+    assert call("destroy", [("ep_line_id", U32(0))]) is True
+    statistics = ended(fake.plugin, 1)
+    far.sockets[0].setblocking(False)
+    while len(got) < statistics["tx"]:
+        got.append(far.sockets[0].recv(2048))
+    with pytest.raises(BlockingIOError):
+        far.sockets[0].recv(2048)
+    assert statistics == {"line": 0, "tx": len(got), "rx": 10, "lost": 1, "discarded": 3}
+
+    heads = [struct.unpack_from("!BBHII", packet) for packet in got]
+    _, _, sequence, timestamp, source = heads[0]
+    for place, head in enumerate(heads):
+        marker = 0x80 if place == 0 else 0
+        assert head == (0x80, marker | PCMA, sequence + place & 0xFFFF, timestamp + place * FRAME_SAMPLES & 0xFFFFFFFF, source)
+        assert len(got[place]) == 12 + FRAME_BYTES
+
+    while not events:
+        take(fake.peer.receive())
+    counts = items(events[0][20:])
+
+    def count(name):
+        return counts[identifier(f"LIBVOICE_PARAM_zil_call_stats_{name}")]
+
+    assert struct.unpack_from("=iII", events[0]) == (0, identifier("LIBVOICE_EVENT_zil_call_stats"), 0)
+    assert (count("txpkts"), count("txbytes")) == (len(got), len(got) * FRAME_BYTES)
+    assert (count("rxpkts"), count("rxbytes")) == (10, 10 * FRAME_BYTES)
+    assert (count("lost"), count("discarded")) == (1, 3)
+    far.close()
+    fake.close()
+
+
+def test_media_of_many_calls_leaves_no_memory(office):
+    """The heap after the twelfth call is what it was after the first, to the byte."""
+    first = None
+    for turn in range(12):
+        ring(office.first, "201", office.second)
+        office.second.ask("1 off")
+        media(office.first, 1)
+        media(office.second, 1)
+        office.application.ask("codec 101 PCMU")
+        media(office.first, 1, codec="PCMU")
+        media(office.second, 1, codec="PCMU")
+        hang_up(office)
+        reported(office, turn + 1, 101)
+        reported(office, turn + 1, 201)
+        if turn == 0:
+            first = [settled_heap(process) for process in office.processes_with_media]
+    assert [settled_heap(process) for process in office.processes_with_media] == first
