@@ -481,6 +481,25 @@ TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
     EXPECT_EQ(host.leave(), 0);
 }
 
+TEST_F(Rogue, PluginsWithoutANameLeaveTheTableToo) {
+    Host host(HOST_APPLICATION, socket_);
+    ASSERT_TRUE(host.says("ready"));
+    auto registers = [this](const char *name) {
+        peer_t *peer = kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str());
+        EXPECT_NE(peer, nullptr);
+        Call(bus_, peer, LIBVOICE_APPLICATION_PATH, "register_plugin").with("plugin_name", std::string(name)).answer();
+        peer_disconnect(peer);
+        while (kex_dispatch(bus_) > 0) {
+        }
+    };
+    for (int i = 0; i < LIBVOICE_PLUGINS; i++)
+        registers("");
+    registers("late");
+    EXPECT_TRUE(host.says("plugin late registered"));
+    EXPECT_TRUE(host.says("plugin late lost"));
+    EXPECT_EQ(host.leave(), 0);
+}
+
 TEST_F(Rogue, PluginsBeyondTheTableAreHarmless) {
     Host host(HOST_APPLICATION, socket_);
     ASSERT_TRUE(host.says("ready"));

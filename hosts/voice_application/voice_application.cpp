@@ -353,10 +353,11 @@ void app_get_done(request_t *request) {
 void peer_closed(kex_t *, peer_t *peer, void *) {
     say_new_plugins(); // one that came and went at once is told of too
     for (uint32_t i = 0; i < LIBVOICE_PLUGINS; i++) {
-        if (voice_plugin_table[i].peer != peer || known_plugins[i][0] == 0)
+        if (voice_plugin_table[i].peer != peer)
             continue;
         if (!voice_plugin_table[i].used) {
-            say("plugin %s left", known_plugins[i]);
+            if (known_plugins[i][0] != 0)
+                say("plugin %s left", known_plugins[i]);
             known_plugins[i][0] = 0;
             continue;
         }
