@@ -22,11 +22,6 @@ static int32_t init(const char *country) {
     return 0;
 }
 
-static int32_t leave(uint32_t reason) {
-    (void)reason;
-    return 0;
-}
-
 /* A door is not called. */
 static int32_t play(libvoice_signal_t *message) {
     const voice_signal_t *signal = (const voice_signal_t *)message;
@@ -84,7 +79,7 @@ static int32_t remove_stream(uint32_t id, uint32_t stream) {
 }
 
 libvoice_callbacks_t door_callbacks(void) {
-    const libvoice_callbacks_t callbacks = {init, leave, play,    NULL,       media,         media,         end_media,
-                                            get,  set,   context, add_stream, modify_stream, remove_stream, context};
+    const libvoice_callbacks_t callbacks = {init, NULL, play,    NULL,       media,         media,         end_media,
+                                            get,  set,  context, add_stream, modify_stream, remove_stream, context};
     return callbacks;
 }
