@@ -82,14 +82,19 @@ void say_media(const channel *channel, uint32_t line) {
         audio_text(&channel->sound, line));
 }
 
-void end_media(channel *channel, uint32_t line) {
-    media_statistics statistics;
-    if (audio_close(&channel->sound, line, &statistics))
-        say("channel %s media ended line=%u %s", channel->name, line, media_statistics_text(&statistics));
+// A channel without media leaves its place to another one.
+void release_if_idle(channel *channel) {
     bool idle = true;
     for (const media_session &session : channel->sound.sessions)
         idle = idle && !session.open;
     channel->used = !idle;
+}
+
+void end_media(channel *channel, uint32_t line) {
+    media_statistics statistics;
+    if (audio_close(&channel->sound, line, &statistics))
+        say("channel %s media ended line=%u %s", channel->name, line, media_statistics_text(&statistics));
+    release_if_idle(channel);
 }
 
 // ------------------------------------------------------------------------------------------- Callbacks of a DSP plugin
@@ -118,6 +123,7 @@ int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **de
     if (wrong == nullptr) {
         close_from(*descriptors, 2);
         wrong = audio_open(&channel->sound, line, &format, (*descriptors)[0], (*descriptors)[1], 0, 0);
+        release_if_idle(channel);
     } else {
         close_from(*descriptors, 0);
     }

@@ -71,6 +71,11 @@ def open_files(process):
     return targets
 
 
+def held(process):
+    """The kinds of what a process keeps open. The clock of all sound is made with the first sound and stays."""
+    return sorted(target.partition(":")[0] for target in open_files(process) if "timerfd" not in target)
+
+
 def heap(process):
     """Bytes that a host has allocated."""
     answer = process.ask("memory")
@@ -137,6 +142,16 @@ class Pair:
             except (OSError, OverflowError):
                 self.close()
         self.host = host
+
+    @classmethod
+    def at(cls, host, port):
+        """The pair at a given port."""
+        pair = cls.__new__(cls)
+        pair.host, pair.port = host, port
+        pair.sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2)]
+        for place, one in enumerate(pair.sockets):
+            one.bind((host, port + place))
+        return pair
 
     def connect(self, other):
         for place, one in enumerate(self.sockets):

@@ -7,7 +7,7 @@ import struct
 import pytest
 
 from media import (CNX_INFO_BYTES, EXACT_HEAP, FIRST_PORT, FORMS, FRAME_BYTES, PCMA, PCMU, REPORT, STATISTICS, STREAM_INFO_BYTES, Pair,
-                   connection, identifier, items, numbers, open_files, own_address, rtp, settled_heap, start_application,
+                   connection, held, identifier, items, numbers, own_address, rtp, settled_heap, start_application,
                    udp_sockets)
 from processes import until
 from test_calls import ring, talk
@@ -33,11 +33,6 @@ def office(request, system):
     # Whatever the test did: nothing is left open, neither with those who spoke nor with the one who handed the sockets out.
     for process in system.processes_with_media:
         until(f"{process.name} holds what it held before", lambda process=process: held(process) == before[process])
-
-
-def held(process):
-    """What a process keeps open. The clock of all sound is made with the first sound and stays."""
-    return sorted(target.partition(":")[0] for target in open_files(process) if "timerfd" not in target)
 
 
 def media(process, number, line=0, codec="PCMA"):

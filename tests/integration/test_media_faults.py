@@ -1,0 +1,687 @@
+# SPDX-License-Identifier: MIT
+"""Media and parameter calls that go wrong, on real processes: descriptors that are none, records of any size, ports that are taken,
+peers that die before they answer. After each failing call the process holds what it held before, and its heap does not grow."""
+
+import os
+import socket
+import struct
+from pathlib import Path
+
+import pytest
+
+from media import (EXACT_HEAP, FORMS, PCMA, PCMU, Pair, address, connection, held, identifier, item, own_address, settled_heap,
+                   start_application, stream, udp_sockets)
+from processes import until
+from test_calls import ring, talk
+from test_hostile_calls import (DSP_FUNCTIONS, ENDPOINT_FUNCTIONS, PLUGIN_FUNCTIONS, FakeApplication, faults, set_record,
+                                signal_record)
+from wire import CALL, Fd, I16, I32, ONE_WAY, RawPeer, U16, U32, head, reply, text
+
+LINE = "fxs1.EndPoint.FXS1"
+CHANNEL = "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1"
+SLOTS = 10  # descriptors that a callback is handed at most
+LINE_0 = ("ep_line_id", U32(0))
+NOT_CONNECTED = "media descriptor is no connected socket"
+
+
+class Plugin(FakeApplication):
+    """A real plugin, called by us, with everything that it holds at first."""
+
+    def __init__(self, system, *words, **environment):
+        system.environment |= {**EXACT_HEAP, **environment}
+        super().__init__(system, *words)
+        self.host = own_address()
+        self.near, self.far = Pair(self.host), Pair(self.host)
+        self.near.connect(self.far)
+        self.far.connect(self.near)
+        self.before = held(self.plugin)
+
+    def sockets(self, count=2):
+        """So many descriptors: a media and a control socket, again and again."""
+        return [Fd(self.near.filenos()[place % 2]) for place in range(count)]
+
+    def holds(self, more=0):
+        """It holds what it held at first, and so many sockets."""
+        wanted = sorted(self.before + ["socket"] * more)
+        until(f"it holds {more} sockets more than at first", lambda: held(self.plugin) == wanted)
+
+    def close(self):
+        self.near.close()
+        self.far.close()
+        super().close()
+
+
+@pytest.fixture
+def phone(system):
+    one = Plugin(system, "fxs1", "fxs_plugin", "--lines", "1", ZIL_TRACE_LEVEL="400")
+    yield one
+    one.close()
+
+
+@pytest.fixture
+def channel(system):
+    one = Plugin(system, "dsp1", "dsp_plugin", ZIL_TRACE_LEVEL="400")
+    assert one.call("dsp1.DSPPlugin", "createDsp", [("name", "D1")]).result is True
+    assert one.call("dsp1.DSPPlugin.DSP.D1", "createDspChannel", [("name", "C1")]).result is True
+    yield one
+    one.close()
+
+
+def media_call(plugin, function, info, files, path=LINE):
+    more = [("endpoint_path", "")] if path == CHANNEL and function == "create" else []
+    return plugin.call(path, function, [("cnx_info", info), ("filedesc", files), *more, LINE_0])
+
+
+def check_slots(plugin, mark, count):
+    """So many descriptors were handed to a callback, as the library's trace says: places 0, 1, 2 ..., ten at most."""
+    def traced():
+        return [int(line[3:line.index("]")]) for line in plugin.plugin.err.since(mark, r"^fd\[\d+\] = \d+ ?$")]
+
+    until("the trace is complete", lambda: len(traced()) >= min(count, SLOTS))
+    assert traced() == list(range(min(count, SLOTS)))
+
+
+# --- Lists of descriptors
+
+@pytest.mark.parametrize("count", [1, 2, 3, 10, 12, 64])
+@pytest.mark.parametrize("path", [LINE, CHANNEL], ids=["line", "channel"])
+def test_ten_descriptors_are_taken_and_the_rest_is_closed(request, path, count):
+    plugin = request.getfixturevalue("phone" if path == LINE else "channel")
+    mark = plugin.plugin.err.mark()
+    answer = media_call(plugin, "create", connection(), plugin.sockets(count), path)
+    assert (answer.result, answer.errors) == (True, [])
+    plugin.holds(min(count, 2))
+    check_slots(plugin, mark, count)
+    mark = plugin.plugin.err.mark()
+    assert media_call(plugin, "modify", connection(codec=PCMU), plugin.sockets(count), path).result is True
+    plugin.holds(min(count, 2))
+    check_slots(plugin, mark, count)
+    assert plugin.call(path, "destroy", [LINE_0]).result is True
+    plugin.holds()
+
+
+@pytest.mark.parametrize("path", [LINE, CHANNEL], ids=["line", "channel"])
+@pytest.mark.parametrize("function", ["create", "modify"])
+def test_an_empty_list_fails_without_an_error_entry(request, path, function):
+    plugin = request.getfixturevalue("phone" if path == LINE else "channel")
+    answer = media_call(plugin, function, connection(), [], path)
+    assert (answer.result, answer.errors) == (False, [])
+    plugin.plugin.err.expect("Empty argument filedesc")
+    plugin.holds()
+
+
+def test_three_descriptors_of_a_stream(phone):
+    assert phone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
+    for files in (phone.sockets(2) + [Fd(-1)], phone.sockets(3)):
+        arguments = [("ep_id", I32(0)), ("ctx_id", U32(7)), ("line_id", U32(1)), ("stream_info", stream(2)), ("filedesc", files)]
+        assert phone.call("fxs1", "add_stream", arguments).result is True
+        phone.holds(2)
+        # The same once more is refused, and the sockets that came with it do not stay.
+        assert phone.call("fxs1", "add_stream", arguments).result is False
+        phone.holds(2)
+        assert phone.call("fxs1", "modify_stream", [("ctx_id", U32(7)), ("stream_info", stream(2, codec=PCMU))]).result is True
+        assert phone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
+        phone.holds()
+    assert phone.call("fxs1", "destroy_ctx", [("ctx_id", U32(7))]).result is True
+    answer = phone.call("fxs1", "add_stream", arguments[:-1] + [("filedesc", [])])
+    assert (answer.result, answer.errors) == (False, [])
+    phone.holds()
+
+
+def pipe_to_read():
+    reading, writing = os.pipe()
+    return reading, [writing]
+
+
+def pipe_without_a_reader():
+    reading, writing = os.pipe()
+    os.close(reading)
+    return writing, []
+
+
+def regular_file():
+    return os.memfd_create("sound"), []
+
+
+def tcp_listening():
+    listening = socket.create_server((own_address(), 0))
+    return listening.detach(), []
+
+
+def tcp_connected(closed=False):
+    with socket.create_server((own_address(), 0)) as listening:
+        connected = socket.create_connection(listening.getsockname())
+        other = listening.accept()[0]
+    if closed:
+        other.close()
+    return connected.detach(), [] if closed else [other.detach()]
+
+
+def udp_without_a_peer():
+    return socket.socket(socket.AF_INET, socket.SOCK_DGRAM).detach(), []
+
+
+def local_datagrams():
+    one, other = socket.socketpair(socket.AF_UNIX, socket.SOCK_DGRAM)
+    return one.detach(), [other.detach()]
+
+
+def endless_file():
+    return os.open("/dev/zero", os.O_RDONLY), []
+
+
+def path_only():
+    return os.open("/", os.O_PATH), []
+
+
+STRANGE = {"pipe_to_read": pipe_to_read, "pipe_without_a_reader": pipe_without_a_reader, "regular_file": regular_file,
+           "tcp_listening": tcp_listening, "tcp_connected": tcp_connected, "tcp_closed": lambda: tcp_connected(closed=True),
+           "udp_without_a_peer": udp_without_a_peer, "local_datagrams": local_datagrams, "endless_file": endless_file,
+           "path_only": path_only}
+
+
+@pytest.mark.parametrize("make", STRANGE.values(), ids=STRANGE.keys())
+def test_descriptors_that_are_no_media_socket(phone, make):
+    strange, others = make()
+    media_socket, control_socket = phone.sockets()
+    for files in ([Fd(strange)], [Fd(strange), control_socket, Fd(strange)], [media_socket, Fd(strange), Fd(-1)]):
+        mark = phone.plugin.out.mark()
+        answer = media_call(phone, "create", connection(), files)
+        assert (answer.result, answer.errors) == (False, [])
+        phone.plugin.out.expect_from(mark, "^1 refuses media: (media|control) descriptor is no connected socket$")
+        phone.holds()
+    # In a running call they change nothing.
+    assert media_call(phone, "create", connection(), phone.sockets()).result is True
+    ports = udp_sockets(phone.plugin)
+    for files in ([Fd(strange)], [Fd(-1), Fd(strange)]):
+        assert media_call(phone, "modify", connection(), files).result is False
+        phone.holds(2)
+    assert udp_sockets(phone.plugin) == ports
+    phone.far.sockets[0].settimeout(20)
+    assert len(phone.far.sockets[0].recv(2048)) == 172
+    assert phone.call(LINE, "destroy", [LINE_0]).result is True
+    phone.holds()
+    for one in (strange, *others):
+        os.close(one)
+
+
+def test_no_descriptor_at_all_in_the_list(phone):
+    for files in ([Fd(-1)], [Fd(-1)] * 3, [Fd(-1)] * 12, ["x"], [U32(3)], [[phone.sockets()[0]]], [None]):
+        assert media_call(phone, "create", connection(), files).result is False
+        phone.holds()
+    phone.plugin.out.expect_from(0, f"^1 refuses media: {NOT_CONNECTED}$")
+
+
+# --- Records of any size
+
+def sized(size, host, ports):
+    """Connection information of a size, with the addresses of two free ports where it has room for them."""
+    whole = connection((host, ports[0]), (host, ports[1]))
+    return whole[:size].ljust(size, b"\0")
+
+
+@pytest.mark.parametrize("size, outcome", [(0, "refused"), (1, "refused"), (703, "taken"), (704, "taken"), (705, "no sockets"),
+                                           (735, "no sockets"), (736, "opened"), (737, "opened"), (70_000, "opened")])
+def test_connection_information_of_any_size(phone, size, outcome):
+    free, other = Pair(phone.host), Pair(phone.host)
+    ports = free.port, other.port
+    free.close()
+    other.close()
+    info = sized(size, phone.host, ports)
+    answer = media_call(phone, "create", info, phone.sockets())
+    assert (answer.result, answer.errors) == (outcome in ("taken", "opened"), [])
+    if outcome == "refused":
+        phone.plugin.expect("^1 refuses media: media record (of another version|lacks codec or packet time)$")
+    elif outcome == "no sockets":
+        phone.plugin.err.expect("Failed to create and connect to media sockets")
+    if answer.result:
+        # What came as descriptors is not looked at where there are addresses, and is closed.
+        near = phone.near.port, phone.far.port
+        media_ports = near if outcome == "taken" else ports
+        until("its sockets are there", lambda: udp_sockets(phone.plugin) == [
+            (media_ports[0], media_ports[1]), (media_ports[0] + 1, media_ports[1] + 1)])
+        phone.holds(2)
+        # A change has descriptors in every size.
+        assert media_call(phone, "modify", info, phone.sockets()).result is True
+        phone.holds(2)
+        assert media_call(phone, "modify", info, [Fd(-1)] * 3).result is True
+        assert phone.call(LINE, "modify", [("cnx_info", info), LINE_0]).errors == [(196640, "Missing mandatory argument", "filedesc")]
+        assert phone.call(LINE, "destroy", [LINE_0]).result is True
+    phone.holds()
+
+
+@pytest.mark.parametrize("size", [0, 1, 704, 705, 736, 70_000])
+def test_connection_information_of_a_channel(channel, size):
+    info = connection().ljust(size, b"\0")[:size]
+    taken = size >= 704
+    assert media_call(channel, "create", info, channel.sockets(), CHANNEL).result is taken
+    channel.holds(2 if taken else 0)
+    assert media_call(channel, "modify", info, channel.sockets(), CHANNEL).result is taken
+    assert channel.call(CHANNEL, "destroy", [LINE_0]).result is taken
+    channel.holds()
+
+
+def test_channels_whose_media_failed_leave_room_for_others(channel):
+    for number in range(40):  # more than there are channels
+        name = f"X{number}"
+        assert channel.call("dsp1.DSPPlugin.DSP.D1", "createDspChannel", [("name", name)]).result is True
+        path = f"dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.{name}"
+        arguments = [("cnx_info", connection()), ("filedesc", [Fd(-1)]), ("endpoint_path", ""), LINE_0]
+        assert channel.call(path, "create", arguments).result is False
+    assert media_call(channel, "create", connection(), channel.sockets(), CHANNEL).result is True
+    channel.holds(2)
+
+
+# --- Sockets that the plugin opens itself
+
+BIND, CONNECT = "failed to bind to local socket - ", "failed to connect to local socket to remote address - "
+
+
+def can_bind(host, port):
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        try:
+            probe.bind((host, port))
+        except OSError:
+            return False
+    return True
+
+
+def socket_create(plugin, local, remote):
+    info = connection()[:704] + local + remote
+    return plugin.call(LINE, "create", [("cnx_info", info), LINE_0])
+
+
+def check_no_sockets(plugin, local, remote, why):
+    mark = plugin.plugin.err.mark()
+    answer = socket_create(plugin, local, remote)
+    assert (answer.result, answer.errors) == (False, [])
+    plugin.plugin.err.expect_from(mark, why)
+    plugin.plugin.err.expect_from(mark, "Failed to create and connect to media sockets")
+    plugin.holds()
+
+
+def test_local_ports_that_are_taken(phone):
+    remote = address(phone.host, phone.far.port)
+    check_no_sockets(phone, address(phone.host, phone.near.port), remote, BIND + "Address already in use")
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as neighbour:
+        free = Pair(phone.host)
+        free.close()
+        neighbour.bind((phone.host, free.port + 1))
+        check_no_sockets(phone, address(phone.host, free.port), remote, BIND + "Address already in use")
+    assert socket_create(phone, address(phone.host, free.port), remote).result is True
+    phone.holds(2)
+
+
+def test_addresses_that_cannot_be(phone):
+    free = Pair(phone.host)
+    free.close()
+    here, there = address(phone.host, free.port), address(phone.host, phone.far.port)
+    strange = struct.pack("=H", 99) + there[2:]
+    check_no_sockets(phone, address("192.0.2.1", free.port), there, BIND + "Cannot assign requested address")
+    check_no_sockets(phone, strange, there, BIND + "Address family not supported by protocol")
+    check_no_sockets(phone, here, strange, CONNECT + "Address family not supported by protocol")
+    check_no_sockets(phone, b"\xff" * 16, b"\xff" * 16, BIND)
+    # The broadcast address may not be connected to without asking for it.
+    check_no_sockets(phone, address("0.0.0.0", free.port), address("255.255.255.255", 4000), CONNECT + "Permission denied")
+
+
+def test_local_port_0_where_port_1_is_taken(phone):
+    """Port 0 lets the system choose, but the control socket then wants port 1."""
+    if not can_bind(phone.host, 1):
+        pytest.skip("no right to bind port 1: see the next test")
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as first:
+        first.bind((phone.host, 1))
+        check_no_sockets(phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Address already in use")
+    assert socket_create(phone, address(phone.host, 0), address(phone.host, phone.far.port)).result is True
+    phone.holds(2)
+    (control, _), (media_port, _) = udp_sockets(phone.plugin)
+    assert control == 1 and media_port > 1
+
+
+def test_local_port_0_where_port_1_may_not_be_bound(system):
+    if int(Path("/proc/sys/net/ipv4/ip_unprivileged_port_start").read_text()) < 2:
+        pytest.skip("everybody may bind port 1 here")
+    words = [system.bin / "fxs_plugin"]
+    if os.geteuid() == 0:
+        words = ["/usr/bin/setpriv", "--bounding-set=-net_bind_service", "--inh-caps=-net_bind_service", *words]
+    phone = Plugin(system, "fxs1", *words, "--lines", "1")
+    check_no_sockets(phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Permission denied")
+    phone.close()
+
+
+def test_ports_that_others_took_are_passed_over(system):
+    held_ports = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(3)]
+    for one, port in zip(held_ports, (30000, 30003, 30008)):  # media, control, media
+        one.bind((own_address(), port))
+    start_application(system, ports=(30000, 30011))
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    talk(first, "201", second)
+    first.expect("^1 talking line=0 codec=PCMA ports=30004->30006$")
+    second.expect("^1 talking line=0 codec=PCMA ports=30006->30004$")
+    for one in held_ports:
+        one.close()
+
+
+@pytest.mark.parametrize("form", FORMS)
+def test_a_call_without_a_free_port_ends_and_the_next_one_finds_some(system, form):
+    taken = Pair.at(own_address(), 30002)
+    application = start_application(system, *FORMS[form], ports=(30000, 30003))
+    first, second = system.start_fxs("fxs1", *FORMS[form]), system.start_fxs("fxs2", *FORMS[form])
+    before = [held(process) for process in (application, first, second)]
+    ring(first, "201", second)
+    second.ask("1 off")
+    application.expect("^call 1 101->201 ended: no media ports left$")
+    first.expect("^1 hears busy-tone$")
+    second.expect("^1 hears busy-tone$")
+    assert [held(process) for process in (application, first, second)] == before
+    first.ask("1 on")
+    second.ask("1 on")
+    application.expect("^line 201 idle$")
+    taken.close()
+    talk(first, "201", second)
+    first.expect("^1 talking line=0 codec=PCMA ports=(30000->30002|30002->30000)$")
+
+
+def test_port_taken_between_the_look_and_the_opening(system):
+    """The application has looked, the plugin has not opened yet: one side stays silent, and nothing else happens."""
+    application = start_application(system, "--convert-media")
+    first, second = (system.start_fxs(name, "--convert-media") for name in ("fxs1", "fxs2"))
+    before = held(first), held(second)
+    ring(first, "201", second)
+    first.freeze()
+    second.ask("1 off")
+    port = int(second.expect(r"^1 talking line=0 codec=PCMA ports=\d+->(\d+)$").group(1))
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as thief:
+        thief.bind((own_address(), port + 1))
+        first.thaw()
+        first.err.expect(BIND + "Address already in use")
+    assert application.calls() == {"101->201": "talking"}
+    assert udp_sockets(first) == []
+    first.ask("1 on")
+    second.expect("^1 media ended ")
+    until("nothing is left", lambda: (held(first), held(second)) == before)
+
+
+# --- Every argument wrong, with descriptors in the same call
+
+def with_descriptors(plugin, arguments):
+    """The same call with real descriptors wherever there is a list, and in an argument that nobody knows."""
+    real = plugin.sockets() + [Fd(-1)]
+    given = [(name, real if isinstance(good, list) and good == [Fd(-1)] and name == "filedesc" else good) for name, good in arguments]
+    return [*given, ("unknown", plugin.sockets())]
+
+
+def other_faults(functions):
+    """Each argument once there without a value, once empty, once far too long."""
+    for function, arguments in functions.items():
+        for index, (name, kind, good, _) in enumerate(arguments):
+            worse = {"without_a_value": None}
+            if kind == "text":
+                worse |= {"empty": "", "too_long": "x" * 60_000}
+            elif kind == "bytes":
+                worse |= {"empty": b"", "short": b"\x01\x02\x03", "long": b"\xff" * 70_000}
+            elif kind == "list":
+                worse |= {"empty": []}
+            for what, item_ in worse.items():
+                given = [(other, item_ if place == index else one) for place, (other, _, one, _) in enumerate(arguments)]
+                yield f"{function}-{name}-{what}", function, given
+
+
+# What succeeds although an argument is odd, or changes the state of the plugin: no fault.
+NO_FAULTS = ("exit", "init", "create_ctx", "createDsp", "createDspChannel")
+
+
+def failing_calls(functions):
+    for case in faults(functions):
+        function, arguments, error = case.values
+        yield case.id, function, arguments, error
+    for case, function, arguments in other_faults(functions):
+        if function not in NO_FAULTS or case.endswith("without_a_value"):
+            yield case, function, arguments, None
+
+
+def run_failing_calls(plugin, objects, check):
+    for path, functions in objects.items():
+        for case, function, arguments, error in failing_calls(functions):
+            answer = plugin.call(path, function, with_descriptors(plugin, arguments))
+            if check:
+                # A channel's signal is passed on whatever its length; and an event is always answered with true.
+                passed_on = function == "event" or (path, function) == (CHANNEL, "signal") and error is None
+                assert answer.result in (False, None) or passed_on, case
+                assert error is None or answer.errors == [error], case
+                plugin.holds()
+
+
+@pytest.mark.parametrize("kind", ["phone", "channel"])
+def test_every_wrong_argument_leaves_descriptors_and_heap_as_they_were(request, kind):
+    plugin = request.getfixturevalue(kind)
+    objects = {"fxs1": PLUGIN_FUNCTIONS, LINE: ENDPOINT_FUNCTIONS} if kind == "phone" else DSP_FUNCTIONS
+    run_failing_calls(plugin, objects, check=True)
+    heap = settled_heap(plugin.plugin)
+    for _ in range(10):
+        run_failing_calls(plugin, objects, check=False)
+    plugin.holds()
+    assert settled_heap(plugin.plugin) == heap
+
+
+def good_calls(plugin, path):
+    """All that a line or channel can be asked for, once."""
+    create = [("cnx_info", connection()), ("filedesc", plugin.sockets(3)), ("endpoint_path", "x"), LINE_0]
+    yield path, "create", create
+    yield path, "modify", [("cnx_info", connection(codec=PCMU)), ("filedesc", [Fd(-1)] * 3), LINE_0]
+    yield path, "signal", [("signal", signal_record())]
+    yield path, "destroy", [LINE_0]
+    if path == CHANNEL:
+        return
+    wanted = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_tdmc_gain", b"")
+    gain = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_tdmc_gain", 3)
+    yield path, "get", [("param_set_request", set_record(len(wanted), wanted))]
+    yield path, "set", [("param_set_params", set_record(len(gain), gain))]
+    yield "fxs1", "create_ctx", [("ctx_id", U32(1))]
+    yield "fxs1", "add_stream", [("ep_id", I32(0)), ("ctx_id", U32(1)), ("line_id", U32(0)), ("stream_info", stream(1)),
+                                 ("filedesc", plugin.sockets(3))]
+    yield "fxs1", "modify_stream", [("ctx_id", U32(1)), ("stream_info", stream(1, codec=PCMU))]
+    yield "fxs1", "remove_stream", [("ctx_id", U32(1)), ("stream_id", U32(1))]
+    yield "fxs1", "destroy_ctx", [("ctx_id", U32(1))]
+
+
+@pytest.mark.parametrize("kind, path", [("phone", LINE), ("channel", CHANNEL)], ids=["line", "channel"])
+def test_good_calls_leave_descriptors_and_heap_as_they_were(request, kind, path):
+    plugin = request.getfixturevalue(kind)
+    for turn in range(100):
+        for target, function, arguments in good_calls(plugin, path):
+            answer = plugin.call(target, function, arguments)
+            assert answer.errors == [], function
+            assert isinstance(answer.result, bytes) if function == "get" else answer.result is True, function
+        if turn == 0:
+            heap = settled_heap(plugin.plugin)
+    plugin.holds()
+    assert settled_heap(plugin.plugin) == heap
+
+
+@pytest.mark.parametrize("length", [235, 236, 237, 1000])
+def test_plugin_takes_parameter_sets_of_any_length(phone, length):
+    """The sender's limit of 236 bytes is no limit of the receiver."""
+    name = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"n" * (length - 1) + b"\0")
+    answer = phone.call(LINE, "set", [("param_set_params", set_record(len(name), name))])
+    assert (answer.result, answer.errors) == (True, [])
+    phone.plugin.expect('^1 param zil_ep_dispname="n{50}"$')
+    wanted = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"")
+    result = phone.call(LINE, "get", [("param_set_request", set_record(len(wanted), wanted))]).result
+    assert result[8:] == item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"n" * 50 + b"\0")
+
+
+# --- An application whose plugin is ours
+
+class Asked:
+    """A real application that asks, and a raw plugin that is asked."""
+
+    def __init__(self, system):
+        self.application = system.start("asking_application", "asking_application")
+        self.application.expect("^ready$")
+        self.peer = RawPeer.connect(system.socket)
+        assert self.peer.register("raw") is True
+        endpoint = [("plugin_name", "raw"), ("endpoint_name", "R1"), ("endpoint_path", "raw.EndPoint.R1"), ("type", U16(1)),
+                    ("codeclist", b"")]
+        assert self.peer.call("VoiceService.VoiceApplication", "register_endpoint", endpoint).result == 0
+        self.application.expect("^endpoint 0$")
+
+    def tell(self, command, answer):
+        self.application.tell(command)
+        return self.application.expect(answer)
+
+    def next(self, function):
+        """The next call of a function; what else comes is passed over, so long as it is no media or parameter call."""
+        while True:
+            packet = self.peer.receive()
+            if packet.function == function:
+                return packet
+            assert packet.function in ("init", ""), packet.function
+
+    def handled(self, count):
+        """All questions have ended, each once; the application then ends without anything left."""
+        until("all questions have ended", lambda: len(self.application.out.since(0, "^done$")) >= count)
+        match = self.tell("handled", r"^handled=(\d+) answered=(\d+) failed=(\d+) twice=(\d+)$")
+        self.application.tell("quit")
+        assert self.application.wait() == 0, "\n".join(self.application.err.all)
+        return tuple(map(int, match.groups()))
+
+
+@pytest.fixture
+def asked(system):
+    one = Asked(system)
+    yield one
+    one.peer.close()
+
+
+QUESTIONS = 50
+
+
+def answer_to(packet):
+    wanted = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_tdmc_gain", 5)
+    return reply(packet.serial, set_record(len(wanted), wanted))
+
+
+def test_questions_that_are_answered(asked):
+    asked.tell(f"get {QUESTIONS}", f"^sent={QUESTIONS}$")
+    for _ in range(QUESTIONS):
+        asked.peer.send(answer_to(asked.next("get")))
+    assert asked.handled(QUESTIONS) == (QUESTIONS, QUESTIONS, 0, 0)
+
+
+def test_questions_to_a_peer_that_dies_without_an_answer(asked):
+    asked.tell(f"get {QUESTIONS}", f"^sent={QUESTIONS}$")
+    for _ in range(QUESTIONS):
+        question = asked.next("get")
+        # The set: 8 bytes of head, the endpoint's item and an empty item of what is wanted.
+        assert len(question.arguments["param_set_request"]) == 28
+    asked.peer.close()
+    assert asked.handled(QUESTIONS) == (QUESTIONS, 0, QUESTIONS, 0)
+
+
+def test_questions_to_a_peer_that_dies_before_it_reads_them(asked):
+    asked.tell(f"get {QUESTIONS}", f"^sent={QUESTIONS}$")
+    asked.peer.close()
+    assert asked.handled(QUESTIONS) == (QUESTIONS, 0, QUESTIONS, 0)
+
+
+def test_questions_to_a_peer_that_dies_half_way(asked):
+    asked.tell(f"get {QUESTIONS}", f"^sent={QUESTIONS}$")
+    questions = [asked.next("get") for _ in range(QUESTIONS)]
+    for question in questions[::2]:
+        asked.peer.send(answer_to(question))
+    asked.peer.close()
+    assert asked.handled(QUESTIONS) == (QUESTIONS, QUESTIONS // 2, QUESTIONS // 2, 0)
+
+
+def test_questions_that_are_answered_twice(asked):
+    asked.tell("get 3", "^sent=3$")
+    for _ in range(3):
+        question = asked.next("get")
+        asked.peer.send(answer_to(question))
+        asked.peer.send(answer_to(question))
+    assert asked.handled(3) == (3, 3, 0, 0)
+
+
+def test_questions_that_are_refused_or_answered_with_nothing(asked):
+    asked.tell("get 2", "^sent=2$")
+    first, second = asked.next("get"), asked.next("get")
+    error = b"\x01" + struct.pack("=I", 196640) + text("Missing mandatory argument") + text("param_set_request")
+    asked.peer.send(head(4, first.serial) + error + b"\x00")
+    asked.peer.send(reply(second.serial, None))
+    assert asked.handled(2) == (2, 1, 1, 0)
+
+
+def test_question_that_breaks_the_peer_off(asked):
+    asked.tell("get 2", "^sent=2$")
+    asked.peer.send(head(4, asked.next("get").serial) + b"\x01")  # a reply cut off: the connection is closed for it
+    assert asked.handled(2) == (2, 0, 2, 0)
+
+
+def test_questions_to_a_peer_that_is_gone_already(asked):
+    asked.peer.close()
+    asked.application.expect("^closed$")
+    asked.tell(f"get {QUESTIONS}", "^sent=0$")  # none is sent, so none is handled
+    asked.tell("forget", "^forgotten$")
+    asked.tell("get 1", "^sent=0$")
+    assert asked.handled(0) == (0, 0, 0, 0)
+
+
+def test_application_that_leaves_with_questions_open(asked):
+    asked.tell(f"get {QUESTIONS}", f"^sent={QUESTIONS}$")
+    assert asked.handled(0) == (0, 0, 0, 0)
+    until("they are ended on the way out", lambda: len(asked.application.out.since(0, "^done$")) == QUESTIONS)
+
+
+def test_question_to_a_telephone_that_is_killed_is_ended_once(system):
+    application = start_application(system)
+    phone = system.start_fxs("fxs1")
+    application.ask("get 101 tdmc_gain")
+    application.expect("^param 101 tdmc_gain=0$")
+    phone.freeze()
+    application.ask("get 101 tdmc_gain")
+    phone.kill()
+    application.expect(r"^param (101|\?): no answer$")
+    application.expect("^plugin fxs1 lost$")
+    assert len(application.out.since(0, ": no answer$")) == 1
+
+
+def test_parameter_of_236_bytes_is_sent_and_of_237_is_not(asked):
+    asked.tell("set 236", "^set=1$")
+    sent = asked.next("set").arguments["param_set_params"]
+    endpoint, value = item("LIBVOICE_PARAM_zil_ep_id", 0), item("LIBVOICE_PARAM_zil_ep_dispname", b"x" * 236)
+    assert sent[4:] == struct.pack("=I", len(endpoint + value)) + endpoint + value
+    assert len(sent) == 8 + 256
+    asked.tell("set 237", "^set=0$")
+    asked.application.err.expect("param_set_add failed")
+    # Nothing was sent for it: the next that comes is the next that was asked for.
+    asked.tell("set 0", "^set=1$")
+    assert asked.next("set").arguments["param_set_params"][8:] == endpoint + item("LIBVOICE_PARAM_zil_ep_dispname", b"")
+
+
+@pytest.mark.parametrize("function", ["create", "modify"])
+def test_three_descriptors_travel_in_their_order(asked, function):
+    names = ["/dev/null", "/dev/zero", "/dev/full"]
+    asked.tell(f"{function} {' '.join(names)}", "^media=0$")
+    packet = asked.next(function)
+    assert list(packet.arguments) == ["ep_line_id", "filedesc", "cnx_info"]
+    assert len(packet.arguments["cnx_info"]) == 704
+    assert [os.fstat(one).st_rdev for one in packet.descriptors] == [os.stat(name).st_rdev for name in names]
+    asked.tell(f"{function} none /dev/zero none", "^media=0$")
+    packet = asked.next(function)
+    assert [one >= 0 for one in packet.arguments["filedesc"]] == [False, True, False]
+    assert [os.fstat(one).st_rdev for one in packet.descriptors] == [os.stat("/dev/zero").st_rdev]
+
+
+@pytest.mark.parametrize("place", range(3))
+def test_a_closed_descriptor_fails_its_call_alone(asked, place):
+    words = ["/dev/null"] * 3
+    words[place] = "closed"
+    before = asked.application.descriptors()
+    asked.tell(f"create {' '.join(words)}", "^media=5$")
+    asked.application.err.expect("Failed to send request")
+    assert asked.application.descriptors() == before
+    asked.tell("set 4", "^set=1$")
+    asked.next("set")  # and no "create" before it
+    asked.application.tell("quit")
+    assert asked.application.wait() == 0, "\n".join(asked.application.err.all)
