@@ -83,10 +83,11 @@ void send_media(bool modify, const char *const *words) {
     for (int i = 0; i < 3; ++i)
         fds[i] = descriptor_of(words[i]);
     auto *send = modify ? libvoice_modify_media : libvoice_create_media;
-    printf("media=%u\n", send(kEndpoint, 0, cnx_info, fds[0], fds[1], fds[2]));
+    const uint32_t result = send(kEndpoint, 0, cnx_info, fds[0], fds[1], fds[2]);
     for (const int32_t fd : fds)
         if (fd >= 0 && fd != kClosed)
             close(fd);
+    printf("media=%u\n", result);
 }
 
 void obey(char *line) {
