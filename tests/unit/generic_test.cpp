@@ -119,6 +119,50 @@ TEST_P(EndpointLookup, TheFirstMatchInIndexOrderWins) {
     strcpy(endpt_table[20].name, "E3");
     endpt_table[20].endpoint = 103;
     EXPECT_EQ(GetParam().known(), GetParam().found);
+    EXPECT_EQ(endpt_table[20].userdata, nullptr) << "the second one was meant";
+    EXPECT_EQ(endpt_table[20].used, 1u) << "the second one was meant";
+}
+
+TEST_F(Generic, TheFirstOfTwoNamesGivesTheNumber) {
+    have_endpoint(4, "TWIN", 44);
+    have_endpoint(9, "TWIN", 99);
+    EXPECT_EQ(libvoice_get_endpoint_by_name("TWIN"), 44);
+}
+
+TEST_F(Generic, TheOwnerIsThatOfTheFirstEntryInUse) {
+    have_endpoint(2, "OLD", 5, have_plugin(1, "old", bus().peer("old")));
+    endpt_table[2].used = 0;
+    have_endpoint(6, "NEW", 5, have_plugin(3, "new", bus().peer("new")));
+    have_endpoint(7, "LATE", 5, have_plugin(4, "late", bus().peer("late")));
+    EXPECT_EQ(libvoice_get_endpoint_peer(5), bus().peer("new"));
+    EXPECT_STREQ(libvoice_get_plugin_name_by_endpoint(5), "new");
+    endpt_table[6].used = 2; // any mark counts
+    EXPECT_EQ(libvoice_get_endpoint_peer(5), bus().peer("new"));
+    endpt_table[6].used = endpt_table[7].used = 0;
+    EXPECT_EQ(libvoice_get_endpoint_peer(5), nullptr);
+    EXPECT_EQ(libvoice_get_plugin_name_by_endpoint(5), nullptr);
+    have_endpoint(31, "LAST", 5, &voice_plugin_table[4]);
+    EXPECT_EQ(libvoice_get_endpoint_peer(5), bus().peer("late"));
+}
+
+TEST_F(Generic, NullNamesAndEntriesDoNoHarm) {
+    EXPECT_EQ(libvoice_set_endpoint(nullptr, 8, this), 1);
+    EXPECT_STREQ(endpt_table[0].name, "");
+    EXPECT_EQ(libvoice_get_endpoint_by_name(nullptr), 8);
+    EXPECT_EQ(libvoice_get_endpoint_path_by_name(nullptr), endpt_table[0].endpoint_path);
+    EXPECT_EQ(libvoice_set_endpoint_by_name(nullptr, 9, nullptr), 1);
+    EXPECT_EQ(endpt_table[1].endpoint, 9);
+    libvoice_delete_endpoint_entry(nullptr);
+    libvoice_set_pluginname("x");
+    libvoice_set_pluginname(nullptr);
+    EXPECT_STREQ(_PLUGIN_NAME, "");
+    libvoice_set_ep_suffix("x");
+    libvoice_set_ep_suffix(nullptr);
+    EXPECT_STREQ(ep_suffix, "");
+    int32_t stream = -7, control = -7;
+    EXPECT_EQ(libvoice_connectMediaSockets(nullptr, nullptr, &stream, &control), 0);
+    EXPECT_EQ(stream, -7);
+    EXPECT_EQ(control, -7);
 }
 
 TEST_P(EndpointLookup, TheLastEntryIsReached) {
@@ -335,9 +379,11 @@ TEST_F(EndpointTable, PrintingCountsItsLines) {
 }
 
 TEST_F(EndpointTable, MessageNumbersCountFromZero) {
-    EXPECT_EQ(get_new_msg_id(), 0u);
-    EXPECT_EQ(get_new_msg_id(), 1u);
-    EXPECT_EQ(get_new_msg_id(), 2u);
+    static uint32_t next = 0; // the counter lives as long as the process, also when the test is repeated
+    EXPECT_EQ(get_new_msg_id(), next);
+    EXPECT_EQ(get_new_msg_id(), next + 1);
+    EXPECT_EQ(get_new_msg_id(), next + 2);
+    next += 3;
     EXPECT_THAT(bus().log(), IsEmpty());
 }
 

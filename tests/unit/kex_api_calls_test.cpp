@@ -478,6 +478,20 @@ const char *const kPath = "FXS.EndPoint.FXS1";
 
 class SendSignal : public Requests {};
 
+// A host's slip is one line and nothing sent.
+TEST_F(SendSignal, NullRecordsAreRefusedHereAndInTheOtherRequests) {
+    libvoice_send_signal(nullptr);
+    EXPECT_EQ(libvoice_create_media(5, 1, nullptr, -1, -1, -1), 5u);
+    EXPECT_EQ(libvoice_modify_media(5, 1, nullptr, -1, -1, -1), 5u);
+    const int32_t fds[3] = {-1, -1, -1};
+    char stream[712] = {};
+    EXPECT_EQ(libvoice_add_stream("fxs", 5, 1, nullptr, fds, 1), 4u);
+    EXPECT_EQ(libvoice_add_stream("fxs", 5, 1, stream, nullptr, 1), 4u);
+    EXPECT_EQ(libvoice_modify_stream("fxs", 1, nullptr), 4u);
+    EXPECT_EQ(param_set_add(kId, "AT", 3, nullptr), 9u);
+    EXPECT_EQ(bus().complaints().size(), 7u);
+}
+
 TEST_F(SendSignal, TheWholeMessageTravelsToItsEndpoint) {
     for (const uint8_t convert : {0, 1})
         for (const size_t length : {0u, 3u, 500u}) {

@@ -256,6 +256,13 @@ protected:
     const std::string function_ = "__DSP_CHANNEL_signal";
 };
 
+TEST_F(ChannelSignal, AChannelWithoutANameHasAnEmptyOne) {
+    Call call;
+    EXPECT_EQ(
+        call.attributes(0).on(nullptr).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 0);
+    EXPECT_THAT(bus().log(), testing::Contains("dsp_plugin_signal()"));
+}
+
 TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
     for (const std::string &bytes :
          {signal_bytes(5, item(1, "abcd"), 0x12345678), std::string("short"), std::string()}) {

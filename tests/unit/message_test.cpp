@@ -68,7 +68,7 @@ TEST_F(StrToParam, TheNullIdentifiersTextIsNoName) {
     EXPECT_EQ(libvoice_str_to_param("sig_nil"), 0xFFFFFFFFu);
 }
 
-TEST_F(StrToParam, InvertsEveryOtherName) {
+TEST_F(StrToParam, InvertsNamesOfEveryKind) {
     for (const uint32_t id :
          {0x20010100u, 0x01020008u, 0x13030101u, 0x11052101u, 0x24090402u, 0x22FE0500u, 0x01FF0068u})
         EXPECT_EQ(libvoice_str_to_param(libvoice_param_str(id)), id);
@@ -291,6 +291,9 @@ TEST_F(DumpMsg, AnItemCutOffEndsTheDump) {
         const std::string cut = word(0x03FE000F) + word(c.length) + std::string(c.value_bytes, 'x');
         EXPECT_EQ(dumped(item(0x20090400, "") + cut), "evt LIBVOICE_EVENT_al_on ") << "length " << c.length;
     }
+    // What stands behind a head that promises more than there is belongs to its value, whatever it looks like.
+    const std::string hidden = word(0x03FE000F) + word(100) + item(0x10073100, "");
+    EXPECT_EQ(dumped(item(0x20090400, "") + hidden), "evt LIBVOICE_EVENT_al_on ");
 }
 
 TEST_F(DumpMsg, ATailOfLessThanAHeadEndsTheDump) {

@@ -88,6 +88,21 @@ TEST_F(AddParam, ValueOfAnEmptyItemIsNotRead) {
     EXPECT_EQ(hex(buffer, 8), hex(item(kId, "")));
 }
 
+TEST_F(AddParam, ALengthWithoutAValueIsAnInvalidArgument) {
+    alignas(4) uint8_t area[24];
+    memset(area, kCanary, sizeof(area));
+    uint8_t *cursor = area;
+    uint32_t remaining = 12;
+    EXPECT_EQ(libvoice_add_param(kId, 4, nullptr, &cursor, &remaining), LIBVOICE_ERR_INVALID_ARG);
+    // What does not fit is said first.
+    EXPECT_EQ(libvoice_add_param(kId, 5, nullptr, &cursor, &remaining), LIBVOICE_ERR_PARAM_NO_SPACE);
+    EXPECT_EQ(libvoice_add_param(kId, 0xFFFFFFF5u, nullptr, &cursor, &remaining), LIBVOICE_ERR_PARAM_NO_SPACE);
+    EXPECT_EQ(cursor, area);
+    EXPECT_EQ(remaining, 12u);
+    EXPECT_EQ(hex(area, sizeof(area)), hex(std::string(sizeof(area), '\xa5')));
+    EXPECT_THAT(bus().log(), IsEmpty());
+}
+
 TEST_F(AddParam, ItemsFollowEachOtherAndMayRepeat) {
     alignas(4) uint8_t buffer[64];
     uint8_t *cursor = buffer;

@@ -313,6 +313,15 @@ TEST_F(FreePlugin, AnEntryLosesOnlyItsMark) {
     EXPECT_LOG_WITHOUT_MARKERS();
 }
 
+TEST_F(FreePlugin, NullsDoNoHarm) {
+    have_plugin(0, "", bus().peer("nameless"));
+    EXPECT_EQ(libvoice_plugin_free_entry(nullptr), 0);
+    EXPECT_EQ(libvoice_plugin_free(nullptr), -1);
+    EXPECT_EQ(libvoice_plugin_deregister(nullptr), -1);
+    EXPECT_EQ(libvoice_plugin_deregister_by_peer(nullptr), -1);
+    EXPECT_EQ(voice_plugin_table[0].used, 1u);
+}
+
 TEST_F(FreePlugin, ByNameTheEndpointsStay) {
     have_two();
     have_endpoint(0, "FXS1", 5, &voice_plugin_table[2]);

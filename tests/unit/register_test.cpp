@@ -423,6 +423,15 @@ TEST_F(RegisterEndpoint, TheFirstSixteenCodecsTravel) {
     }
 }
 
+TEST_F(RegisterEndpoint, AFullCodecListNeedsNoNullBehindIt) {
+    int32_t number = 0;
+    // Sixteen pointers in a block of exactly their size: a sanitizer sees a look at a seventeenth.
+    std::unique_ptr<const void *[]> full(new const void *[16]);
+    memcpy(full.get(), codecs(16), 16 * sizeof(const void *));
+    EXPECT_EQ(libvoice_kex_register_endpoint(3, "FXS1", nullptr, full.get(), &number), 1);
+    EXPECT_EQ(bus().record(1).parameter("codeclist").data, records(16));
+}
+
 TEST_F(RegisterEndpoint, NoCodecListIsAnEmptyOne) {
     int32_t number = 0;
     EXPECT_EQ(libvoice_kex_register_endpoint(3, "FXS1", nullptr, nullptr, &number), 1);
