@@ -10,9 +10,10 @@
  *    +---+-------+-----------+---------+------+----------+
  *
  * class: 0 property, 1 signal, 2 event. Value type: 0 none (the signal or event itself), 1 integer (32 bits,
- * signed), 2 string (ends in a zero byte), 3 hex (a block of words or bytes), 4 boolean (32 bits). Sub-item: the
- * number of a parameter within its signal or event, or of a property within its package. What tells a parameter
- * from its signal or event is the value type, never the sub-item: one parameter has sub-item 0.
+ * signed), 2 string (ends in a zero byte), 3 hex (32-bit words in host byte order or plain bytes: each says
+ * which), 4 boolean (32 bits). Sub-item: the number of a parameter within its signal or event, or of a property
+ * within its package. What tells a parameter from its signal or event is the value type, never the sub-item: one
+ * parameter has sub-item 0.
  *
  * Names in text form, both ways: libvoice_param_str(), libvoice_str_to_param().
  */
@@ -24,13 +25,15 @@
 /* clang-format off */
 
 /* Package g (0x01): Generic, ITU-T H.248.1 Annex E. */
-#define LIBVOICE_EVENT_g_cause              0x20010100u /**< The termination failed, was taken out of service or came
-                                                             back; its parameters say why */
-#define LIBVOICE_PARAM_g_cause_generalcause 0x21010101u /**< Broad reason: normal release, unavailable resources,
-                                                             temporary or permanent failure (integer) */
-#define LIBVOICE_PARAM_g_cause_failurecause 0x22010102u /**< Reason in words of the equipment, for a person to read
-                                                             (string) */
-#define LIBVOICE_EVENT_g_sc                 0x20010200u /**< A signal has ended */
+#define LIBVOICE_EVENT_g_cause              0x20010100u /**< Generic error event: the termination reports a release or a
+                                                             failure; its parameters say why */
+#define LIBVOICE_PARAM_g_cause_generalcause 0x21010101u /**< Broad reason: 1 normal release, 2 unavailable resources, 3
+                                                             temporary failure, 4 permanent failure, 5 interworking
+                                                             error, 6 unsupported (integer) */
+#define LIBVOICE_PARAM_g_cause_failurecause 0x22010102u /**< Cause value that the released equipment or connection gave,
+                                                             as its bearer control protocol defines it (a Q.850 cause,
+                                                             say) (string) */
+#define LIBVOICE_EVENT_g_sc                 0x20010200u /**< A signal has ended, and its end was to be reported */
 
 /* Package root (0x02): Base root, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_PARAM_root_maxNumberOfContexts              0x01020001u /**< Largest number of contexts that can exist
@@ -59,23 +62,24 @@
 /* Package tonegen (0x03): Tone generator, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_SIGNAL_tonegen_pt    0x10030100u /**< Plays tones from a list */
 #define LIBVOICE_PARAM_tonegen_pt_tl  0x13030101u /**< Tones to play: frequency (Hz), level (tenths of dBm0, signed), on
-                                                       and off (ms) as one word each, repeated (hex) */
+                                                       and off (ms) as one word each, repeated (hex, words) */
 #define LIBVOICE_PARAM_tonegen_pt_ind 0x11030102u /**< Pause between two tones of the list, in milliseconds (integer) */
 #define LIBVOICE_PARAM_tonegen_pt_btd 0x11030103u /**< Where the tone goes: towards the line, towards the context, or
                                                        both (integer) */
 
 /* Package tonedet (0x04): Tone detection, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_EVENT_tonedet_std     0x20040100u /**< A tone of the list has begun */
-#define LIBVOICE_PARAM_tonedet_std_tl  0x23040101u /**< Tones to look for (hex) */
-#define LIBVOICE_PARAM_tonedet_std_tid 0x23040103u /**< Tone that was found (hex) */
+#define LIBVOICE_PARAM_tonedet_std_tl  0x23040101u /**< Tones to look for (hex, words) */
+#define LIBVOICE_PARAM_tonedet_std_tid 0x23040103u /**< Tone that was found (hex, words) */
 #define LIBVOICE_EVENT_tonedet_etd     0x20040200u /**< A tone of the list has ended */
-#define LIBVOICE_PARAM_tonedet_etd_tl  0x23040201u /**< Tones to look for (hex) */
-#define LIBVOICE_PARAM_tonedet_etd_dur 0x23040202u /**< How long the tone lasted, in milliseconds (hex) */
-#define LIBVOICE_PARAM_tonedet_etd_tid 0x23040203u /**< Tone that was found (hex) */
+#define LIBVOICE_PARAM_tonedet_etd_tl  0x23040201u /**< Tones to look for (hex, words) */
+#define LIBVOICE_PARAM_tonedet_etd_dur 0x23040202u /**< How long the tone lasted, in milliseconds (hex, words) */
+#define LIBVOICE_PARAM_tonedet_etd_tid 0x23040203u /**< Tone that was found (hex, words) */
 #define LIBVOICE_EVENT_tonedet_ltd     0x20040300u /**< A tone of the list has lasted for the given time */
-#define LIBVOICE_PARAM_tonedet_ltd_tl  0x23040301u /**< Tones to look for (hex) */
-#define LIBVOICE_PARAM_tonedet_ltd_dur 0x23040302u /**< Time after which a tone counts as long, in milliseconds (hex) */
-#define LIBVOICE_PARAM_tonedet_ltd_tid 0x23040303u /**< Tone that was found (hex) */
+#define LIBVOICE_PARAM_tonedet_ltd_tl  0x23040301u /**< Tones to look for (hex, words) */
+#define LIBVOICE_PARAM_tonedet_ltd_dur 0x23040302u /**< Time after which a tone counts as long, in milliseconds (hex,
+                                                        words) */
+#define LIBVOICE_PARAM_tonedet_ltd_tid 0x23040303u /**< Tone that was found (hex, words) */
 
 /* Package dg (0x05): DTMF generator, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_SIGNAL_dg_d0    0x10051000u /**< Sends the DTMF digit 0 */
@@ -158,23 +162,27 @@
 #define LIBVOICE_SIGNAL_cg_sit 0x10073400u /**< Special information tone: an announcement follows, or the number cannot
                                                 be reached */
 #define LIBVOICE_SIGNAL_cg_wt  0x10073500u /**< Warning tone: somebody records or joins the conversation */
-#define LIBVOICE_SIGNAL_cg_prt 0x10073600u /**< Payphone recognition tone: the called number is a payphone */
+#define LIBVOICE_SIGNAL_cg_prt 0x10073600u /**< Payphone recognition tone: tells an operator that the called or the
+                                                calling line is a payphone */
 #define LIBVOICE_SIGNAL_cg_cw  0x10073700u /**< Call waiting tone: another call arrives during a conversation */
 #define LIBVOICE_SIGNAL_cg_cr  0x10073800u /**< Caller waiting tone: the called party is engaged and has been told of
                                                 the call */
 
 /* Package al (0x09): Analogue line supervision, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_SIGNAL_al_ri       0x10090200u /**< Rings the telephone */
-#define LIBVOICE_PARAM_al_ri_cad    0x13090206u /**< Milliseconds on and off in turn as one word each, repeated (hex) */
+#define LIBVOICE_PARAM_al_ri_cad    0x13090206u /**< Milliseconds on and off in turn as one word each, repeated (hex,
+                                                     words) */
 #define LIBVOICE_PARAM_al_ri_freq   0x11090207u /**< Frequency of the ringing current in hertz (integer) */
 #define LIBVOICE_EVENT_al_on        0x20090400u /**< The handset was put down */
-#define LIBVOICE_PARAM_al_on_strict 0x21090401u /**< What counts: the transition alone, the state too, or the state only
-                                                     when it differs from the last report (integer) */
+#define LIBVOICE_PARAM_al_on_strict 0x21090401u /**< What counts: 0 the transition alone, 1 the transition or the state
+                                                     already there, 2 the transition alone, and asking fails when the
+                                                     line is on hook already (integer) */
 #define LIBVOICE_PARAM_al_on_init   0x24090402u /**< True: the telephone was on hook when the event was asked for
                                                      (boolean) */
 #define LIBVOICE_EVENT_al_of        0x20090500u /**< The handset was lifted */
-#define LIBVOICE_PARAM_al_of_strict 0x21090501u /**< What counts: the transition alone, the state too, or the state only
-                                                     when it differs from the last report (integer) */
+#define LIBVOICE_PARAM_al_of_strict 0x21090501u /**< What counts: 0 the transition alone, 1 the transition or the state
+                                                     already there, 2 the transition alone, and asking fails when the
+                                                     line is off hook already (integer) */
 #define LIBVOICE_PARAM_al_of_init   0x24090502u /**< True: the telephone was off hook when the event was asked for
                                                      (boolean) */
 #define LIBVOICE_EVENT_al_fl        0x20090600u /**< The hook was pressed briefly */
@@ -195,7 +203,7 @@
                                                       */
 #define LIBVOICE_PARAM_nt_jit        0x010B0007u /**< Largest size of the jitter buffer in milliseconds (integer) */
 #define LIBVOICE_EVENT_nt_netfail    0x200B0500u /**< The network connection of the termination has failed */
-#define LIBVOICE_PARAM_nt_netfail_cs 0x220B0501u /**< Cause of the network failure, for a person to read (string) */
+#define LIBVOICE_PARAM_nt_netfail_cs 0x220B0501u /**< What is known of the network failure, as text (string) */
 #define LIBVOICE_EVENT_nt_qualert    0x200B0600u /**< The quality of the network connection has fallen below the
                                                       threshold */
 #define LIBVOICE_PARAM_nt_qualert_th 0x210B0601u /**< Share of quality loss at which the alert is due, in percent
@@ -209,11 +217,12 @@
                                                               (integer) */
 #define LIBVOICE_PARAM_rtp_delay             0x010C0008u /**< Delay of RTP packets, in RTP timestamp units (integer) */
 #define LIBVOICE_EVENT_rtp_pltrans           0x200C0100u /**< The payload type of the arriving RTP has changed */
-#define LIBVOICE_PARAM_rtp_pltrans_rtppltype 0x230C0101u /**< RTP payload type that now arrives (hex) */
+#define LIBVOICE_PARAM_rtp_pltrans_rtppltype 0x230C0101u /**< RTP payload type that now arrives (hex, words) */
 
 /* Package tdmc (0x0D): TDM circuit, ITU-T H.248.1 Annex E. */
 #define LIBVOICE_PARAM_tdmc_ec     0x040D0008u /**< True: echo cancellation is on (boolean) */
-#define LIBVOICE_PARAM_tdmc_gain   0x010D000Au /**< Gain in decibels (integer) */
+#define LIBVOICE_PARAM_tdmc_gain   0x010D000Au /**< Gain in decibels; 0xFFFFFFFF means automatic gain control (integer)
+                                                    */
 #define LIBVOICE_PARAM_tdmc_rxgain 0x010D00FFu /**< Receive gain in decibels; an addition of this system to the standard
                                                     package (integer) */
 
@@ -257,14 +266,14 @@
 /* Package andisp (0x3C): Analogue display signalling, ITU-T H.248.23. */
 #define LIBVOICE_SIGNAL_andisp_dwa        0x103C0400u /**< Sends display data to the telephone together with ringing */
 #define LIBVOICE_PARAM_andisp_dwa_ddb     0x133C0401u /**< Display data block: the upper-case hexadecimal text of a
-                                                           block of ETSI EN 300 659-3 and its terminator (hex) */
+                                                           block of ETSI EN 300 659-3 and its terminator (hex, bytes) */
 #define LIBVOICE_PARAM_andisp_dwa_pattern 0x113C0402u /**< Number of the ringing pattern that goes with the data
                                                            (integer) */
 #define LIBVOICE_PARAM_andisp_dwa_btd     0x113C0403u /**< Where the signal goes: towards the line, towards the context,
                                                            or both (integer) */
 #define LIBVOICE_SIGNAL_andisp_data       0x103C0500u /**< Sends display data to the telephone without ringing */
 #define LIBVOICE_PARAM_andisp_data_db     0x133C0501u /**< Data block: the upper-case hexadecimal text of a block of
-                                                           ETSI EN 300 659-3 and its terminator (hex) */
+                                                           ETSI EN 300 659-3 and its terminator (hex, bytes) */
 #define LIBVOICE_PARAM_andisp_data_tas    0x113C0502u /**< Terminal alerting signal that goes before the data (integer)
                                                            */
 #define LIBVOICE_PARAM_andisp_data_btd    0x113C0503u /**< Where the signal goes: towards the line, towards the context,
@@ -286,13 +295,14 @@
 #define LIBVOICE_PARAM_ajb_enabjb 0x017A000Au /**< Whether the jitter buffer adapts (integer) */
 #define LIBVOICE_PARAM_ajb_type   0x017A000Bu /**< Kind of the jitter buffer (integer) */
 #define LIBVOICE_PARAM_ajb_jitcur 0x017A000Cu /**< Present size of the jitter buffer in milliseconds (integer) */
-#define LIBVOICE_PARAM_ajb_ar     0x017A000Du /**< Rate at which the jitter buffer adapts (integer) */
+#define LIBVOICE_PARAM_ajb_ar     0x017A000Du /**< Rate at which the jitter buffer adapts; its unit is agreed between
+                                                   application and plugin (integer) */
 
 /* Package fxo (0xFA): Exchange line, this system. */
 #define LIBVOICE_SIGNAL_fxo_of    0x10FA0100u /**< Seizes the exchange line: goes off hook towards the exchange */
 #define LIBVOICE_EVENT_fxo_ri     0x20FA0100u /**< The exchange line rings */
 #define LIBVOICE_PARAM_fxo_ri_cid 0x23FA0101u /**< Caller that the exchange announced: the upper-case hexadecimal text
-                                                   of a block of ETSI EN 300 659-3 and its terminator (hex) */
+                                                   of a block of ETSI EN 300 659-3 and its terminator (hex, bytes) */
 #define LIBVOICE_SIGNAL_fxo_on    0x10FA0200u /**< Releases the exchange line: goes on hook towards the exchange */
 #define LIBVOICE_EVENT_fxo_rh     0x20FA0200u /**< The far end of the exchange line has hung up */
 #define LIBVOICE_SIGNAL_fxo_fl    0x10FA0300u /**< Gives a hook flash to the exchange */
@@ -330,8 +340,11 @@
 #define LIBVOICE_PARAM_zil_ep_supported_codec                0x01FE0007u /**< Codec number that the endpoint supports
                                                                               (integer) */
 #define LIBVOICE_PARAM_zil_ep_supported_ptime                0x01FE0008u /**< Packet times that the codec supports, a
-                                                                              mask (integer) */
-#define LIBVOICE_PARAM_zil_ep_supported_bitrate              0x01FE0009u /**< Largest bitrate of the codec (integer) */
+                                                                              mask agreed between application and plugin
+                                                                              (integer) */
+#define LIBVOICE_PARAM_zil_ep_supported_bitrate              0x01FE0009u /**< Largest bitrate of the codec; its unit is
+                                                                              agreed between application and plugin
+                                                                              (integer) */
 #define LIBVOICE_PARAM_zil_country                           0x02FE000Au /**< Country whose tones and line settings
                                                                               apply (string) */
 #define LIBVOICE_PARAM_zil_ep_dispname                       0x02FE000Bu /**< Name of the endpoint for people (string)
@@ -343,20 +356,21 @@
 #define LIBVOICE_PARAM_zil_ringtest                          0x04FE000Eu /**< True: the endpoint rings for a test
                                                                               (boolean) */
 #define LIBVOICE_PARAM_zil_fxs_power                         0x03FE000Fu /**< Power settings of the FXS line, in the
-                                                                              driver's own layout (hex) */
+                                                                              driver's own layout (hex, bytes) */
 #define LIBVOICE_SIGNAL_zil_deregister                       0x10FE0100u /**< Tells the endpoint to deregister */
 #define LIBVOICE_EVENT_zil_rtp                               0x20FE0100u /**< First packets of an RTP stream */
-#define LIBVOICE_PARAM_zil_rtp_1st_tx_pkt                    0x23FE0101u /**< First RTP packet sent (hex) */
-#define LIBVOICE_PARAM_zil_rtp_1st_rx_pkt                    0x23FE0102u /**< First RTP packet received (hex) */
+#define LIBVOICE_PARAM_zil_rtp_1st_tx_pkt                    0x23FE0101u /**< First RTP packet sent (hex, bytes) */
+#define LIBVOICE_PARAM_zil_rtp_1st_rx_pkt                    0x23FE0102u /**< First RTP packet received (hex, bytes) */
 #define LIBVOICE_SIGNAL_zil_cancel_all_signals               0x10FE0200u /**< Ends all signals that the endpoint plays
                                                                               */
 #define LIBVOICE_EVENT_zil_rtcp                              0x20FE0200u /**< RTCP packets of a stream */
-#define LIBVOICE_PARAM_zil_rtcp_tx_pkt                       0x23FE0201u /**< RTCP packet sent (hex) */
-#define LIBVOICE_PARAM_zil_rtcp_rx_pkt                       0x23FE0202u /**< RTCP packet received (hex) */
+#define LIBVOICE_PARAM_zil_rtcp_tx_pkt                       0x23FE0201u /**< RTCP packet sent (hex, bytes) */
+#define LIBVOICE_PARAM_zil_rtcp_rx_pkt                       0x23FE0202u /**< RTCP packet received (hex, bytes) */
 #define LIBVOICE_EVENT_zil_rtcpxr                            0x20FE0300u /**< RTCP extended reports of a stream (RFC
                                                                               3611) */
-#define LIBVOICE_PARAM_zil_rtcpxr_tx_pkt                     0x23FE0301u /**< RTCP extended report sent (hex) */
-#define LIBVOICE_PARAM_zil_rtcpxr_rx_pkt                     0x23FE0302u /**< RTCP extended report received (hex) */
+#define LIBVOICE_PARAM_zil_rtcpxr_tx_pkt                     0x23FE0301u /**< RTCP extended report sent (hex, bytes) */
+#define LIBVOICE_PARAM_zil_rtcpxr_rx_pkt                     0x23FE0302u /**< RTCP extended report received (hex, bytes)
+                                                                              */
 #define LIBVOICE_EVENT_zil_call_stats                        0x20FE0400u /**< Statistics of a stream */
 #define LIBVOICE_PARAM_zil_call_stats_txpkts                 0x21FE0403u /**< RTP packets sent (integer) */
 #define LIBVOICE_PARAM_zil_call_stats_txbytes                0x21FE0404u /**< RTP bytes sent (integer) */
@@ -374,28 +388,43 @@
                                                                               (integer) */
 #define LIBVOICE_PARAM_zil_call_stats_underRuns              0x21FE040Eu /**< Times that the jitter buffer ran empty
                                                                               (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_jitter                 0x21FE040Fu /**< Interarrival jitter (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_peakJitter             0x21FE0410u /**< Largest interarrival jitter (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_jbMin                  0x21FE0411u /**< Smallest size that the jitter buffer had
+#define LIBVOICE_PARAM_zil_call_stats_jitter                 0x21FE040Fu /**< Interarrival jitter; its unit is agreed
+                                                                              between application and plugin (integer)
+                                                                              */
+#define LIBVOICE_PARAM_zil_call_stats_peakJitter             0x21FE0410u /**< Largest interarrival jitter; its unit is
+                                                                              agreed between application and plugin
                                                                               (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_jbAvg                  0x21FE0412u /**< Average size of the jitter buffer
+#define LIBVOICE_PARAM_zil_call_stats_jbMin                  0x21FE0411u /**< Smallest size that the jitter buffer had;
+                                                                              its unit is agreed between application and
+                                                                              plugin (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_jbAvg                  0x21FE0412u /**< Average size of the jitter buffer; its
+                                                                              unit is agreed between application and
+                                                                              plugin (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_jbMax                  0x21FE0413u /**< Largest size that the jitter buffer had;
+                                                                              its unit is agreed between application and
+                                                                              plugin (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_latency                0x21FE0414u /**< Delay of the stream; its unit is agreed
+                                                                              between application and plugin (integer)
+                                                                              */
+#define LIBVOICE_PARAM_zil_call_stats_peakLatency            0x21FE0415u /**< Largest delay of the stream; its unit is
+                                                                              agreed between application and plugin
                                                                               (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_jbMax                  0x21FE0413u /**< Largest size that the jitter buffer had
-                                                                              (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_latency                0x21FE0414u /**< Delay of the stream (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_peakLatency            0x21FE0415u /**< Largest delay of the stream (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_MOSLQ                  0x21FE0416u /**< Mean opinion score for listening quality
-                                                                              (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_MOSLQ                  0x21FE0416u /**< Mean opinion score for listening quality;
+                                                                              its scale is agreed between application
+                                                                              and plugin (integer) */
 #define LIBVOICE_PARAM_zil_call_stats_MOSCQ                  0x21FE0417u /**< Mean opinion score for conversational
-                                                                              quality (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInS         0x21FE0418u /**< Time of the last RTP packet sent, seconds
-                                                                              (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs        0x21FE0419u /**< Time of the last RTP packet sent, the
-                                                                              microseconds (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInS         0x21FE041Au /**< Time of the last RTP packet received,
+                                                                              quality; its scale is agreed between
+                                                                              application and plugin (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInS         0x21FE0418u /**< Time of the last RTP packet sent: its
                                                                               seconds (integer) */
-#define LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInUs        0x21FE041Bu /**< Time of the last RTP packet received, the
-                                                                              microseconds (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs        0x21FE0419u /**< Time of the last RTP packet sent: its
+                                                                              microseconds within the second (integer)
+                                                                              */
+#define LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInS         0x21FE041Au /**< Time of the last RTP packet received: its
+                                                                              seconds (integer) */
+#define LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInUs        0x21FE041Bu /**< Time of the last RTP packet received: its
+                                                                              microseconds within the second (integer)
+                                                                              */
 #define LIBVOICE_PARAM_zil_call_stats_dscp                   0x21FE041Cu /**< Differentiated services code point of the
                                                                               stream (integer) */
 #define LIBVOICE_EVENT_zil_dect_property                     0x20FE0500u /**< A DECT handset reports its properties */
@@ -411,12 +440,14 @@
 #define LIBVOICE_PARAM_sdp_upstream_codec        0x01FF0002u /**< Codec number towards the network (integer) */
 #define LIBVOICE_PARAM_sdp_upstream_ptime        0x01FF0003u /**< Packet time towards the network in milliseconds
                                                                   (integer) */
-#define LIBVOICE_PARAM_sdp_upstream_bitrate      0x01FF0004u /**< Bitrate towards the network (integer) */
+#define LIBVOICE_PARAM_sdp_upstream_bitrate      0x01FF0004u /**< Bitrate towards the network; its unit is agreed
+                                                                  between application and plugin (integer) */
 #define LIBVOICE_PARAM_sdp_upstream_payload      0x01FF0005u /**< RTP payload type towards the network (integer) */
 #define LIBVOICE_PARAM_sdp_downstream_codec      0x01FF0006u /**< Codec number from the network (integer) */
 #define LIBVOICE_PARAM_sdp_downstream_ptime      0x01FF0007u /**< Packet time from the network in milliseconds (integer)
                                                                   */
-#define LIBVOICE_PARAM_sdp_downstream_bitrate    0x01FF0008u /**< Bitrate from the network (integer) */
+#define LIBVOICE_PARAM_sdp_downstream_bitrate    0x01FF0008u /**< Bitrate from the network; its unit is agreed between
+                                                                  application and plugin (integer) */
 #define LIBVOICE_PARAM_sdp_downstream_payload    0x01FF0009u /**< RTP payload type from the network (integer) */
 #define LIBVOICE_PARAM_sdp_dr_mode               0x01FF0010u /**< How dialled digits cross the network (integer) */
 #define LIBVOICE_PARAM_sdp_dr_upstream_payload   0x01FF0011u /**< RTP payload type of relayed digits towards the network
@@ -424,7 +455,8 @@
 #define LIBVOICE_PARAM_sdp_dr_downstream_payload 0x01FF0012u /**< RTP payload type of relayed digits from the network
                                                                   (integer) */
 #define LIBVOICE_PARAM_sdp_ss_enable             0x04FF0030u /**< True: silence suppression is on (boolean) */
-#define LIBVOICE_PARAM_sdp_ss_timer              0x01FF0031u /**< Silence after which suppression begins (integer) */
+#define LIBVOICE_PARAM_sdp_ss_timer              0x01FF0031u /**< Silence after which suppression begins, in
+                                                                  milliseconds (integer) */
 #define LIBVOICE_PARAM_sdp_ss_pref               0x02FF0032u /**< Preferred silence suppression (string) */
 #define LIBVOICE_PARAM_sdp_ss_sid                0x02FF0033u /**< Use of silence insertion descriptors (string) */
 #define LIBVOICE_PARAM_sdp_ecan_directionflag    0x01FF0034u /**< Direction in which echo is cancelled (integer) */
@@ -432,7 +464,8 @@
 #define LIBVOICE_PARAM_sdp_ecan_type             0x02FF0036u /**< Kind of the echo canceller (string) */
 #define LIBVOICE_PARAM_sdp_data_mode             0x01FF0040u /**< How data calls (fax, modem) are carried (integer) */
 #define LIBVOICE_PARAM_sdp_t38faxversion         0x01FF0060u /**< Version of ITU-T T.38 (T38FaxVersion) (integer) */
-#define LIBVOICE_PARAM_sdp_t38maxbitrate         0x01FF0061u /**< Largest fax bitrate (T38MaxBitRate) (integer) */
+#define LIBVOICE_PARAM_sdp_t38maxbitrate         0x01FF0061u /**< Largest fax bitrate in bit/s (T38MaxBitRate) (integer)
+                                                                  */
 #define LIBVOICE_PARAM_sdp_t38faxfillbitremoval  0x01FF0062u /**< Whether fill bits are removed (T38FaxFillBitRemoval)
                                                                   (integer) */
 #define LIBVOICE_PARAM_sdp_t38faxtranscodingmmr  0x01FF0063u /**< Whether pages are transcoded to MMR

@@ -738,8 +738,9 @@ uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const lib
 /** Writes the common items in binary at out[*position] and moves it. @param count  out: bytes written. @return 0. */
 uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char *out, uint32_t *position,
                                    uint8_t *count);
-/** Decodes a call setup block. `length` is not used. @return 1: another message type; else 0, also when the checksum is
- * wrong (then nothing is written and one level-100 line tells). */
+/** Decodes a call setup block. `length` is not used. Either record may be NULL: nothing is wanted of it. An item that
+ * runs past the message ends the reading with 0 and without a line; what was read before stays. @return 1: another
+ * message type; else 0, also when the checksum is wrong (then nothing is written and one level-100 line tells). */
 uint32_t libvoice_db_call_setup_decode(const char *text, uint32_t length, libvoice_db_message_fields *message,
                                        libvoice_db_common_fields *common);
 /** Decodes a message waiting block; as above. */

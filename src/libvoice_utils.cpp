@@ -60,6 +60,7 @@ constexpr CommonItem kCommonItems[] = {
     {0x04, 1, Form::one, &libvoice_db_common_fields::no_calling_number},
 };
 
+// Kept: a called number that is too long is left out, while a calling number and a name are cut.
 // Kept: in a call setup the reason for absence of the name is left out when its length is 21 or more, though only one
 // byte of it is ever written; in a message waiting indication it is written whatever its length.
 constexpr MessageItem kCallSetupItems[] = {

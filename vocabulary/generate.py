@@ -127,6 +127,9 @@ def read_rows(path, packages, faults):
                 faults.add(path, line, f"{shown} stands on line {known[value]} too")
             known.setdefault(value, line)
         rows.append(row)
+    for before, row in zip(rows, rows[1:]):
+        if row.short == before.short:  # a ladder shows the two side by side
+            faults.add(path, row.line, f'short meaning "{row.short}" is that of the row above too')
     for row in rows:
         for message in parent_faults(row, {other.number: other for other in rows}):
             faults.add(path, row.line, message)
@@ -232,7 +235,10 @@ def perfect_hash(hashes):
 
 
 def described(row):
-    return row.meaning if row.type == "none" else f"{row.meaning} ({row.type})"
+    """The line of meaning with its value type, and with what a hex value holds."""
+    if row.type == "none":
+        return row.meaning
+    return f"{row.meaning} ({row.type}, {row.hex})" if row.hex else f"{row.meaning} ({row.type})"
 
 
 def by_package(rows, packages):
@@ -256,9 +262,10 @@ def ids_header(rows, packages):
         " *    +---+-------+-----------+---------+------+----------+",
         " *",
         " * class: 0 property, 1 signal, 2 event. Value type: 0 none (the signal or event itself), 1 integer (32 bits,",
-        " * signed), 2 string (ends in a zero byte), 3 hex (a block of words or bytes), 4 boolean (32 bits). Sub-item: the",
-        " * number of a parameter within its signal or event, or of a property within its package. What tells a parameter",
-        " * from its signal or event is the value type, never the sub-item: one parameter has sub-item 0.",
+        " * signed), 2 string (ends in a zero byte), 3 hex (32-bit words in host byte order or plain bytes: each says",
+        " * which), 4 boolean (32 bits). Sub-item: the number of a parameter within its signal or event, or of a property",
+        " * within its package. What tells a parameter from its signal or event is the value type, never the sub-item: one",
+        " * parameter has sub-item 0.",
         " *",
         " * Names in text form, both ways: libvoice_param_str(), libvoice_str_to_param().",
         " */",

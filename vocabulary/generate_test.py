@@ -234,6 +234,12 @@ class GenerateTest(unittest.TestCase):
                 row[MEANING] = meaning
                 self.expect_fault("LIBVOICE_SIGNAL_cg_dt", "meaning is empty, has outer blanks, or holds */ or |")
 
+    def test_neighbours_with_one_short_meaning(self):
+        above = self.rows[self.line_of("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs") - 2]
+        self.row("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs")[SHORT] = above[SHORT]
+        self.expect_fault("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs",
+                          f'short meaning "{above[SHORT]}" is that of the row above too')
+
     def test_columns(self):
         line = self.line_of("LIBVOICE_SIGNAL_cg_dt")
         for columns in (6, 8):
