@@ -448,6 +448,28 @@ TEST(HarnessMemory, ALeakedBlockIsNoticed) {
     EXPECT_EQ(fake::memory_check(0), "1 memory blocks left, expected 0; bytes: 10");
 }
 
+TEST(HarnessMemory, OneAllocationFailsAndNoOther) {
+    fake::memory_start();
+    fake::memory_fail(2);
+    void *volatile first = malloc(10);
+    void *volatile second = calloc(1, 10);
+    void *volatile third = malloc(10);
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_NE(third, nullptr);
+    fake::memory_fail();
+    EXPECT_EQ(realloc(first, 20), nullptr) << "the block stays";
+    free(first);
+    free(third);
+    fake::memory_fail();
+    EXPECT_EQ(fake::memory_check(0), "");
+    fake::memory_start();
+    void *volatile after = malloc(10);
+    EXPECT_NE(after, nullptr) << "a new start forgets it";
+    free(after);
+    EXPECT_EQ(fake::memory_check(0), "");
+}
+
 TEST(HarnessMemory, FreedBlocksBalance) {
     fake::memory_start();
     void *volatile a = malloc(10);

@@ -21,6 +21,7 @@ namespace {
 
 bool counting = false;
 unsigned allocations = 0;
+unsigned failing = 0; // this many allocations from now, 1 being the next one; 0: none
 
 // By number, not by pointer: what is left must still look leaked to a leak checker that reads this table.
 std::map<uintptr_t, size_t> &blocks() {
@@ -29,6 +30,10 @@ std::map<uintptr_t, size_t> &blocks() {
 }
 
 constexpr uintptr_t kDisguise = ~uintptr_t{0};
+
+bool runs_out() {
+    return counting && failing != 0 && --failing == 0;
+}
 
 void *gained(void *block, size_t size) {
     if (counting && block) {
@@ -46,14 +51,16 @@ void lost(void *block) {
 } // namespace
 
 void *__wrap_malloc(size_t size) {
-    return gained(__real_malloc(size), size);
+    return runs_out() ? nullptr : gained(__real_malloc(size), size);
 }
 
 void *__wrap_calloc(size_t count, size_t size) {
-    return gained(__real_calloc(count, size), count * size);
+    return runs_out() ? nullptr : gained(__real_calloc(count, size), count * size);
 }
 
 void *__wrap_realloc(void *block, size_t size) {
+    if (runs_out())
+        return nullptr;
     lost(block);
     return gained(__real_realloc(block, size), size);
 }
@@ -68,7 +75,12 @@ namespace fake {
 void memory_start() {
     blocks().clear();
     allocations = 0;
+    failing = 0;
     counting = true;
+}
+
+void memory_fail(unsigned n) {
+    failing = n;
 }
 
 unsigned memory_allocations() {

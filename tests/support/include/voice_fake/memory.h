@@ -10,6 +10,8 @@ namespace fake {
 
 // Starts counting from zero.
 void memory_start();
+// Lets the n-th allocation from now on fail, as if memory had run out; those after it work again.
+void memory_fail(unsigned n = 1);
 // How many blocks were allocated since.
 unsigned memory_allocations();
 // How many of them are alive.
