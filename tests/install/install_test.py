@@ -122,7 +122,7 @@ class Install(unittest.TestCase):
             self.assertEqual(sorted(row[7].split("@")[0] for row in rows), sorted(listed_names), package)
 
     def configure(self, project, build, place=STAGE):
-        run(CMAKE, "-S", project, "-B", build, f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
+        run(CMAKE, "-G", "Ninja", "-S", project, "-B", build, f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
             f"-DCMAKE_PREFIX_PATH={place}", "-DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF", "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF")
 
     def test_find_package(self):
