@@ -490,6 +490,7 @@ TEST_F(SendSignal, NullRecordsAreRefusedHereAndInTheOtherRequests) {
     EXPECT_EQ(libvoice_modify_stream("fxs", 1, nullptr), 4u);
     EXPECT_EQ(param_set_add(kId, "AT", 3, nullptr), 9u);
     EXPECT_EQ(bus().complaints().size(), 7u);
+    EXPECT_THAT(bus().acts(), IsEmpty()) << "nothing is made, nothing is sent";
 }
 
 TEST_F(SendSignal, TheWholeMessageTravelsToItsEndpoint) {

@@ -229,6 +229,7 @@ TEST_P(DspMakers, AMissingName) {
 }
 
 TEST_P(DspMakers, EveryFailureOnTheWayEndsAsPromised) {
+    unsigned looks = 0;
     for (unsigned n = 1;; ++n) {
         ASSERT_LT(n, 20u);
         again();
@@ -241,12 +242,18 @@ TEST_P(DspMakers, EveryFailureOnTheWayEndsAsPromised) {
             EXPECT_EQ(status, 0);
             break;
         }
-        if (failed.compare(0, 8, "variant_") != 0 && failed != "object_getObject") {
-            EXPECT_EQ(status, 2) << failed;
-            EXPECT_EQ(bus().complaints().size(), 1u) << failed;
+        // The first look is for the template. The second finds nothing in a good run either.
+        const bool look = failed == "object_getObject";
+        const bool harmless = failed.compare(0, 8, "variant_") == 0 || (look && ++looks == 2);
+        EXPECT_EQ(status, harmless ? 0 : 2) << failed;
+        EXPECT_EQ(bus().complaints().size(), harmless ? 0u : 1u) << failed;
+        if (look && !harmless) {
+            EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, "Failed to create instance of 'DSP'.")));
         }
+        EXPECT_EQ(bus().exists(template_ + ".key7"), harmless || failed == "object_commit") << failed;
         expect_settled(failed);
     }
+    EXPECT_EQ(looks, 2u);
 }
 
 // ---------------------------------------------------------------------------------------------------------- signal
@@ -255,13 +262,6 @@ class ChannelSignal : public Dsp {
 protected:
     const std::string function_ = "__DSP_CHANNEL_signal";
 };
-
-TEST_F(ChannelSignal, AChannelWithoutANameHasAnEmptyOne) {
-    Call call;
-    EXPECT_EQ(
-        call.attributes(0).on(nullptr).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 0);
-    EXPECT_THAT(bus().log(), testing::Contains("dsp_plugin_signal()"));
-}
 
 TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
     for (const std::string &bytes :
@@ -296,14 +296,19 @@ TEST_F(ChannelSignal, AnUnsetSlot) {
 
 TEST_F(ChannelSignal, AFailingCallbackIsTracedWithChannelAndBytes) {
     static const void *seen;
-    libvoice_dsp_registered_callbacks.dsp_plugin_signal = [](const char *, libvoice_signal_t *message) {
-        seen = message;
-        return int32_t{-1};
-    };
-    Call call;
-    EXPECT_EQ(call.on(channel()).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 2);
-    EXPECT_THAT(bus().complaints(),
-                ElementsAre(said("x", function_, text("Error running dsp_plugin_signal(ch3, %p)", seen))));
+    for (const int32_t result : {-1, 1}) {
+        again();
+        host.result = result;
+        libvoice_dsp_registered_callbacks.dsp_plugin_signal = [](const char *, libvoice_signal_t *message) {
+            seen = message;
+            return host.result;
+        };
+        Call call;
+        EXPECT_EQ(call.on(channel()).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 2);
+        EXPECT_THAT(bus().complaints(),
+                    ElementsAre(said("x", function_, text("Error running dsp_plugin_signal(ch3, %p)", seen))));
+        expect_settled(text("callback answers %d", result));
+    }
 }
 
 // ----------------------------------------------------------------------------------------------- create and modify
@@ -449,13 +454,27 @@ TEST_P(ChannelMedia, AnUnsetSlotClosesWhatItTook) {
 }
 
 TEST_P(ChannelMedia, AFailingCallbackKeepsItsDescriptors) {
-    have_files(3);
-    host.result = 5;
+    for (const int32_t result : {5, -5}) {
+        have_files(3);
+        host.result = result;
+        Call call;
+        EXPECT_EQ(run(fill(call, Value::fds(files(3)))), 2) << result;
+        EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, GetParam().failed)));
+        for (size_t i = 0; i < 3; ++i)
+            EXPECT_TRUE(same_file(host.descriptors[i], files(3)[i]));
+        close_received();
+        expect_settled(text("callback answers %d", result));
+    }
+}
+
+TEST_P(ChannelMedia, AnItemThatIsNoDescriptorKeepsItsPlace) {
+    have_files(2);
     Call call;
-    EXPECT_EQ(run(fill(call, Value::fds(files(3)))), 2);
-    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, GetParam().failed)));
-    for (size_t i = 0; i < 3; ++i)
-        EXPECT_TRUE(same_file(host.descriptors[i], files(3)[i]));
+    EXPECT_EQ(run(fill(call, Value::list({Value::fd(files(2)[0]), Value::u32(7), Value::fd(files(2)[1])}))), 0);
+    ASSERT_EQ(host.descriptors.size(), 10u);
+    EXPECT_TRUE(same_file(host.descriptors[0], files(2)[0]));
+    EXPECT_EQ(host.descriptors[1], -1);
+    EXPECT_TRUE(same_file(host.descriptors[2], files(2)[1]));
     close_received();
 }
 
@@ -476,6 +495,9 @@ TEST_P(ChannelMedia, EveryFailureOnTheWayEndsAsPromised) {
         if (failed.compare(0, 12, "argument_get") == 0) {
             EXPECT_EQ(status, 2) << failed;
             EXPECT_EQ(call.errors().size(), 1u) << failed;
+        } else {
+            EXPECT_EQ(status, 0) << failed;
+            EXPECT_THAT(bus().complaints(), IsEmpty()) << failed;
         }
         close_received();
         expect_settled(text("call %u (%s) fails", n, failed.c_str()));
@@ -536,12 +558,43 @@ TEST_F(ChannelDestroy, AnUnsetSlotReusesTheModifyText) {
 }
 
 TEST_F(ChannelDestroy, AFailingCallback) {
-    host.result = 1;
-    Call call;
-    EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
-    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)",
-                said("x", function_, "quibra_dsp_plugin_destroy FAILED ")},
-               kFalse, function_);
+    for (const int32_t result : {1, -1}) {
+        again();
+        host.result = result;
+        Call call;
+        EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
+        expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)",
+                    said("x", function_, "quibra_dsp_plugin_destroy FAILED ")},
+                   kFalse, function_);
+        expect_settled(text("callback answers %d", result));
+    }
+}
+
+// ----------------------------------------------------------------------------------------- a channel without a name
+
+class NamelessChannel : public Dsp {};
+
+TEST_F(NamelessChannel, IsCalledByAnEmptyName) {
+    const struct {
+        kex_function_t *run;
+        const char *called;
+    } rows[] = {{__DSP_CHANNEL_signal, "dsp_plugin_signal()"},
+                {__DSP_CHANNEL_create, "dsp_plugin_create(, 9, path)"},
+                {__DSP_CHANNEL_modify, "dsp_plugin_modify(, 9)"},
+                {__DSP_CHANNEL_destroy, "dsp_plugin_destroy(, 9)"}};
+    for (const auto &row : rows)
+        for (const bool object : {true, false}) {
+            again();
+            SCOPED_TRACE(row.called);
+            Call call;
+            call.on(object ? bus().nameless_object() : nullptr).with("signal", Value::bytes("signal"));
+            call.with("cnx_info", Value::bytes("info")).with("filedesc", Value::fds({-1}));
+            call.with("endpoint_path", Value::chars("path")).with("ep_line_id", Value::u32(9));
+            EXPECT_EQ(call.run(row.run), 0);
+            EXPECT_THAT(bus().acts(), testing::Contains(row.called));
+            EXPECT_THAT(bus().complaints(), IsEmpty());
+            expect_settled(row.called);
+        }
 }
 
 } // namespace

@@ -3,13 +3,12 @@
 // reply, the order of return value, destruction and exit marker, and who owns what arrived.
 #include "voice_test.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "local_sockets.h"
 
 namespace voice_test {
 namespace {
@@ -706,73 +705,37 @@ TEST_P(EndPointMedia, MissingLineClosesTheDescriptorsTaken) {
 }
 
 TEST_P(EndPointMedia, AFailingCallbackKeepsItsDescriptors) {
-    have_files(3);
-    host.result = -1;
-    Call call;
-    call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx(704))).with("filedesc", Value::fds(files(3)));
-    EXPECT_EQ(run(call.with("ep_line_id", Value::u32(9))), 2);
-    std::vector<std::string> log = log_of(function());
-    ASSERT_GE(log.size(), 5u);
-    EXPECT_LINES(std::vector<std::string>(log.end() - 5, log.end()), GetParam().slot,
-                 said("x", function(), GetParam().failed), kFalse, kDestroyed, leave(function()));
-    EXPECT_THAT(call.errors(), IsEmpty());
-    for (size_t i = 0; i < 3; ++i)
-        EXPECT_TRUE(same_file(host.descriptors[i], files(3)[i])) << "still the callback's, position " << i;
-    close_received();
+    for (const int32_t result : {-1, 1}) {
+        have_files(3);
+        host.result = result;
+        Call call;
+        call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx(704))).with("filedesc", Value::fds(files(3)));
+        EXPECT_EQ(run(call.with("ep_line_id", Value::u32(9))), 2) << result;
+        std::vector<std::string> log = log_of(function());
+        ASSERT_GE(log.size(), 5u);
+        EXPECT_LINES(std::vector<std::string>(log.end() - 5, log.end()), GetParam().slot,
+                     said("x", function(), GetParam().failed), kFalse, kDestroyed, leave(function()));
+        EXPECT_THAT(call.errors(), IsEmpty());
+        for (size_t i = 0; i < 3; ++i)
+            EXPECT_TRUE(same_file(host.descriptors[i], files(3)[i])) << "still the callback's, position " << i;
+        close_received();
+        expect_settled(text("callback answers %d", result));
+    }
 }
 
 // ---- media sockets
 
-// An IPv4 address on a port, as it stands in the connection information.
-std::string address(const char *host_name, uint16_t port) {
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(port);
-    inet_pton(AF_INET, host_name, &a.sin_addr);
+// An address as it stands in the connection information.
+std::string bytes_of(const sockaddr_in &a) {
     return std::string(reinterpret_cast<const char *>(&a), sizeof(a));
-}
-
-// A port whose neighbour above is free as well.
-uint16_t free_port_pair() {
-    for (;;) {
-        const int one = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0),
-                  two = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(a);
-        bool ok = bind(one, reinterpret_cast<sockaddr *>(&a), sizeof(a)) == 0 &&
-                  getsockname(one, reinterpret_cast<sockaddr *>(&a), &length) == 0;
-        const uint16_t port = ntohs(a.sin_port);
-        a.sin_port = htons(static_cast<uint16_t>(port + 1));
-        ok = ok && port < 65535 && bind(two, reinterpret_cast<sockaddr *>(&a), sizeof(a)) == 0;
-        close(one);
-        close(two);
-        if (ok)
-            return port;
-    }
-}
-
-uint16_t local_port(int descriptor) {
-    sockaddr_in a{};
-    socklen_t length = sizeof(a);
-    getsockname(descriptor, reinterpret_cast<sockaddr *>(&a), &length);
-    return ntohs(a.sin_port);
-}
-
-uint16_t remote_port(int descriptor) {
-    sockaddr_in a{};
-    socklen_t length = sizeof(a);
-    getpeername(descriptor, reinterpret_cast<sockaddr *>(&a), &length);
-    return ntohs(a.sin_port);
 }
 
 const char *const kCreate = "__EndPoint_create";
 
 class EndPointCreateSockets : public Handlers {
 protected:
-    static std::string info(const std::string &local, const std::string &remote, size_t bytes = 736) {
-        std::string result = std::string(704, 'c') + local + remote;
+    static std::string info(const sockaddr_in &local, const sockaddr_in &remote, size_t bytes = 736) {
+        std::string result = std::string(704, 'c') + bytes_of(local) + bytes_of(remote);
         result.resize(bytes, 'z');
         host.cnx_bytes = bytes;
         return result;
@@ -782,8 +745,8 @@ protected:
 TEST_F(EndPointCreateSockets, TheLongFormOpensThePairAndReadsNoDescriptors) {
     for (const size_t bytes : {736ul, 737ul, 1000ul}) {
         again();
-        const uint16_t port = free_port_pair();
-        const std::string cnx = info(address("127.0.0.1", port), address("127.0.0.1", 6000), bytes);
+        const uint16_t port = free_pair();
+        const std::string cnx = info(address(own_host(), port), address("127.0.0.1", 6000), bytes);
         Call call;
         call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx)).with("filedesc", Value::fds({STDERR_FILENO}));
         EXPECT_EQ(call.with("ep_line_id", Value::u32(9)).run(__EndPoint_create), 0) << bytes;
@@ -806,7 +769,7 @@ TEST_F(EndPointCreateSockets, TheLongFormOpensThePairAndReadsNoDescriptors) {
 TEST_F(EndPointCreateSockets, BetweenTheTwoFormsIsAFailedConnection) {
     for (const size_t bytes : {705ul, 719ul, 720ul, 735ul}) {
         again();
-        const std::string cnx = info(address("127.0.0.1", free_port_pair()), address("127.0.0.1", 6000), bytes);
+        const std::string cnx = info(address(own_host(), free_pair()), address("127.0.0.1", 6000), bytes);
         Call call;
         call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx)).with("filedesc", Value::fds({STDERR_FILENO}));
         EXPECT_EQ(call.with("ep_line_id", Value::u32(9)).run(__EndPoint_create), 2) << bytes;
@@ -834,7 +797,7 @@ TEST_F(EndPointCreateSockets, AnAddressThatIsNotOursFails) {
 TEST_F(EndPointCreateSockets, AMissingLineClosesTheSocketsOpened) {
     Call call;
     call.on(endpoint_object());
-    call.with("cnx_info", Value::bytes(info(address("127.0.0.1", free_port_pair()), address("127.0.0.1", 6000))));
+    call.with("cnx_info", Value::bytes(info(address(own_host(), free_pair()), address("127.0.0.1", 6000))));
     EXPECT_EQ(call.run(__EndPoint_create), 2);
     EXPECT_THAT(bus().complaints(), ElementsAre(said("x", kCreate, "Missing argument line_id")));
     EXPECT_THAT(call.errors(), ElementsAre("196640 \"Missing mandatory argument\" \"ep_line_id\""));
@@ -844,7 +807,7 @@ TEST_F(EndPointCreateSockets, AFailingCallbackKeepsItsSockets) {
     host.result = 3;
     Call call;
     call.on(endpoint_object());
-    call.with("cnx_info", Value::bytes(info(address("127.0.0.1", free_port_pair()), address("127.0.0.1", 6000))));
+    call.with("cnx_info", Value::bytes(info(address(own_host(), free_pair()), address("127.0.0.1", 6000))));
     EXPECT_EQ(call.with("ep_line_id", Value::u32(9)).run(__EndPoint_create), 2);
     EXPECT_THAT(bus().complaints(), ElementsAre(said("x", kCreate, "voice plugin create FAILED")));
     ASSERT_EQ(host.descriptors.size(), 10u);
@@ -892,12 +855,17 @@ TEST_F(EndPointDestroy, TheLineReachesThePlugin) {
 }
 
 TEST_F(EndPointDestroy, AFailingCallbackIsTracedWithItsCode) {
-    host.result = -12;
-    Call call;
-    EXPECT_EQ(call.on(endpoint_object()).with("ep_line_id", Value::u32(9)).run(__EndPoint_destroy), 2);
-    EXPECT_LOG_OF(kDestroy, enter(kDestroy), read("UInt32", "ep_line_id", Value::u32(9)), "voice_plugin_destroy(5, 9)",
-                  said("x", kDestroy, "Error destroying media, got error code -12."), kFalse, kDestroyed,
-                  leave(kDestroy));
+    for (const int32_t result : {-12, 1, INT32_MIN}) {
+        again();
+        host.result = result;
+        Call call;
+        EXPECT_EQ(call.on(endpoint_object()).with("ep_line_id", Value::u32(9)).run(__EndPoint_destroy), 2);
+        EXPECT_LOG_OF(kDestroy, enter(kDestroy), read("UInt32", "ep_line_id", Value::u32(9)),
+                      "voice_plugin_destroy(5, 9)",
+                      said("x", kDestroy, text("Error destroying media, got error code %d.", result)), kFalse,
+                      kDestroyed, leave(kDestroy));
+        expect_settled(text("callback answers %d", result));
+    }
 }
 
 TEST_F(EndPointDestroy, AnUnknownEndpointEndsWithoutValueAndMarker) {
@@ -1243,6 +1211,46 @@ TEST_F(AddStream, AFailingCallbackKeepsItsDescriptors) {
     close_received();
 }
 
+// -------------------------------------------------------------------------------------- a table without event slot
+
+class WithoutEventSlot : public Handlers {};
+
+TEST_F(WithoutEventSlot, EveryOtherCallReachesItsSlot) {
+    using Arguments = std::vector<std::pair<const char *, Value>>;
+    struct Row {
+        const char *slot;
+        kex_function_t *run;
+        Arguments arguments;
+    };
+    const Arguments media = {
+        {"cnx_info", Value::bytes("info")}, {"filedesc", Value::fds({-1})}, {"ep_line_id", Value::u32(9)}};
+    std::vector<Row> rows = {
+        {"voice_plugin_init(AT)", __init, {{"country", Value::chars("AT")}}},
+        {"voice_plugin_exit(1)", __exit, {{"reason", Value::u32(1)}}},
+        {"voice_plugin_signal()", __EndPoint_signal, {{"signal", Value::bytes(signal_bytes(5, ""))}}},
+        {"voice_plugin_create(5, 9)", __EndPoint_create, media},
+        {"voice_plugin_modify(5, 9)", __EndPoint_modify, media},
+        {"voice_plugin_destroy(5, 9)", __EndPoint_destroy, {{"ep_line_id", Value::u32(9)}}},
+        {"voice_plugin_get(result empty, 0)", __EndPoint_get, {{"param_set_request", Value::bytes(set_bytes(""))}}},
+        {"voice_plugin_set()", __EndPoint_set, {{"param_set_params", Value::bytes(set_bytes(item(kId, "abcd")))}}},
+    };
+    for (const ContextFunction &f : kContextFunctions)
+        rows.push_back({f.slot, f.run, f.arguments});
+    ASSERT_EQ(rows.size(), 13u);
+    for (const Row &row : rows) {
+        again();
+        SCOPED_TRACE(row.slot);
+        libvoice_registered_callbacks.voice_plugin_event = nullptr;
+        Call call;
+        for (const auto &argument : row.arguments)
+            call.with(argument.first, argument.second);
+        EXPECT_EQ(call.on(endpoint_object()).run(row.run), 0);
+        EXPECT_THAT(bus().acts(), testing::Contains(row.slot));
+        EXPECT_THAT(bus().complaints(), IsEmpty());
+        expect_settled(row.slot);
+    }
+}
+
 // --------------------------------------------------------------------------------------------------- voice service
 
 // These functions may read with the request's attributes or without any; with none the log is the same.
@@ -1339,6 +1347,15 @@ TEST_F(RegisterPlugin, ACountryNobodyWroteIsEmpty) {
     host.country = nullptr;
     EXPECT_EQ(Call().with("plugin_name", Value::chars("FXS")).run(__VoiceService_register_plugin), 0);
     EXPECT_EQ(bus().record(1).parameter("country").str(), "\"\"");
+}
+
+TEST_F(RegisterPlugin, ACountryWithoutATerminatorEndsAfterTwoLetters) {
+    libvoice_app_registered_callbacks.voice_app_get_country = [](char *country, uint32_t size) {
+        memset(country, 'X', size);
+        return int32_t{0};
+    };
+    EXPECT_EQ(Call().with("plugin_name", Value::chars("FXS")).run(__VoiceService_register_plugin), 0);
+    EXPECT_EQ(bus().record(1).parameter("country").str(), "\"XX\"");
 }
 
 TEST_F(RegisterPlugin, AnInitThatCannotBeSentFails) {

@@ -177,6 +177,30 @@ TEST_F(PluginTable, IndexesAndEntriesByPeer) {
     EXPECT_THAT(bus().trace_log(), testing::Not(testing::Contains(HasSubstr("get_entry_by_index"))));
 }
 
+TEST_F(PluginTable, OfTwoMatchesTheFirstIsMeant) {
+    voice_plugin_entry_t *first = have_plugin(2, "FXS", peer_), *second = have_plugin(6, "FXS", peer_);
+    have_endpoint(0, "FXS1", 5, second);
+    EXPECT_EQ(libvoice_plugin_get_entry("FXS"), first);
+    EXPECT_EQ(libvoice_plugin_get_index("FXS"), 2);
+    EXPECT_EQ(libvoice_plugin_get_index_by_peer(peer_), 2);
+    EXPECT_EQ(libvoice_plugin_get_entry_by_peer(peer_), first);
+    EXPECT_EQ(libvoice_plugin_add("FXS"), 2);
+    EXPECT_EQ(libvoice_plugin_set_name_by_peer(peer_, "FXS"), 2);
+    second->peer = other_;
+    EXPECT_EQ(libvoice_plugin_get_peer_by_name("FXS"), peer_);
+    second->peer = peer_;
+    EXPECT_EQ(libvoice_plugin_free("FXS"), 0);
+    EXPECT_EQ(first->used, 0u);
+    first->used = 1;
+    EXPECT_EQ(libvoice_plugin_deregister("FXS"), 0);
+    EXPECT_EQ(first->used, 0u);
+    first->used = 1;
+    EXPECT_EQ(libvoice_plugin_deregister_by_peer(peer_), 0);
+    EXPECT_EQ(first->used, 0u);
+    EXPECT_EQ(second->used, 1u);
+    EXPECT_EQ(endpt_table[0].used, 1u) << "the second one's endpoint";
+}
+
 class SetNameByPeer : public PluginTable {
 protected:
     const char *const function_ = "libvoice_plugin_set_name_by_peer";

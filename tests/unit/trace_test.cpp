@@ -48,6 +48,41 @@ TEST_F(Trace, MarkersHaveNoTagAndTheirOwnLines) {
     EXPECT_LT(enter.line, leave.line);
 }
 
+TEST_F(Trace, TheZoneFieldIsSevenWide) {
+    const struct {
+        const char *field, *zone;
+        void (*write)();
+        unsigned blocks_left = 0;
+    } rows[] = {
+        {"LIBV   ", "LIBV", [] { libvoice_plugin_get_entry(nullptr); }},
+        {"SIGNAL ", "SIGNAL", [] { libvoice_send_signal(nullptr); }},
+        {"VOIPCFG", "VOIPCFG", [] { libvoice_set_params(5, 1, std::string(300, 'v').data(), 300); }, 1},
+        {"SIGNL  ", "SIGNL", [] { libvoice_db_call_setup_decode("", 0, nullptr, nullptr); }},
+        {"MEDIA  ", "MEDIA", [] { libvoice_codec_sampling_rate(96); }},
+        {"GEN    ", "GEN", [] { voice_service_strerror(13); }},
+        {"CALL_HO", "CALL_HOLD",
+         [] {
+             Call call;
+             call.with("cnx_info", Value::bytes("info")).with("filedesc", Value::fds({-1}));
+             call.run(__DSP_CHANNEL_modify);
+         }},
+    };
+    for (const auto &row : rows) {
+        fresh();
+        have_endpoint(0, "FXS1", 5, have_plugin(0, "FXS", bus().peer("fxs")));
+        row.write();
+        const fake::TraceLine *last = nullptr;
+        for (const fake::TraceLine &line : bus().traces())
+            if (!line.marker)
+                last = &line;
+        ASSERT_NE(last, nullptr) << row.zone;
+        EXPECT_EQ(last->zone, row.zone);
+        EXPECT_EQ(last->rendered.substr(0, 12), std::string(row.field) + " - [" + last->tag) << row.zone;
+        leaves_memory(row.blocks_left);
+        EXPECT_THAT(settle(), IsEmpty()) << row.zone;
+    }
+}
+
 TEST_F(Trace, EachExitPathShowsItsOwnLine) {
     have_endpoint(0, "FXS1", 5);
     libvoice_get_endpoint_index_by_name("FXS1");
