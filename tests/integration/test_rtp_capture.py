@@ -44,6 +44,8 @@ class Capture:
         self.process = Process("tshark", words, environment)
         system.processes.append(self.process)
         self.probes = 0
+        # One for all, and kept: no socket of a call is then given a port that a probe came from.
+        self.probe = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         until("tshark captures", self.knocks)
 
     def knocks(self):
@@ -58,8 +60,7 @@ class Capture:
 
     def knock(self):
         self.probes += 1
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-            probe.sendto(b"p" * self.probes, (self.address, DISCARD))
+        self.probe.sendto(b"p" * self.probes, (self.address, DISCARD))
 
     def wait_for(self, here, there, count):
         """So many packets from one port to another."""
@@ -71,6 +72,7 @@ class Capture:
         self.process.expect(rf"\t{DISCARD}\t{UDP_HEAD_BYTES + self.probes}$")
         self.process.child.send_signal(signal.SIGINT)
         assert self.process.wait() == 0
+        self.probe.close()
         assert not re.search(r"[1-9]\d* packets? dropped", "\n".join(self.process.err.all)), "the capture has holes"
 
     def read(self, ports, *arguments):
