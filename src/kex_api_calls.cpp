@@ -45,6 +45,13 @@ request_t *endpoint_request(const char *path, const char *function) {
     return request_create_executeFunction(path, function, LIBVOICE_REQUEST_FLAGS_MEDIA);
 }
 
+// Sends a lifecycle request to a plugin; the application may want to see the reply.
+bool send_for_reply(request_t *request, const char *plugin, void (*on_reply)(request_t *, reply_item_t *)) {
+    if (on_reply)
+        request_setReplyHandler(request, on_reply);
+    return voice::send(request, libvoice_plugin_get_peer_by_name(plugin));
+}
+
 // The ending of the five context and stream requests.
 uint32_t send_to_plugin(request_t *request, const char *plugin, voice::Where here = voice::Where::caller()) {
     peer_t *peer = libvoice_plugin_get_peer_by_name(plugin);
@@ -203,9 +210,7 @@ int libvoice_kex_init_plugin(const char *name, const char *country) {
         TRACE_ERROR("Can't create request to send init.");
     } else {
         voice::add_text(request, "country", country);
-        if (on_reply)
-            request_setReplyHandler(request, on_reply);
-        sent = voice::send(request, libvoice_plugin_get_peer_by_name(name));
+        sent = send_for_reply(request, name, on_reply);
     }
     TRACE_LEAVE();
     // Kept: with a reply handler the request is the handler's, also after a failed send; without one it is destroyed on
@@ -226,9 +231,7 @@ int libvoice_kex_exit_plugin(const char *name, uint32_t reason) {
         TRACE_ERROR("Can't create request to send exit.");
     } else {
         voice::add_u32(request, "reason", reason);
-        if (on_reply)
-            request_setReplyHandler(request, on_reply);
-        sent = voice::send(request, libvoice_plugin_get_peer_by_name(name));
+        sent = send_for_reply(request, name, on_reply);
     }
     TRACE_LEAVE();
     // Kept: as for "init".
