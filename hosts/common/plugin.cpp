@@ -6,6 +6,7 @@
 #include "console.h"
 #include "host.h"
 #include "kex_host.h"
+#include "names.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -25,18 +26,10 @@ void unpublish(const char *name) {
         libvoice_kex_datamodel_delete_endpoint(name);
 }
 
-// What the application takes as a name: it stands in paths, in lines of output and in commands.
-bool is_plain(const char *name) {
-    for (; *name != 0; name++)
-        if (*name <= ' ' || *name > '~' || *name == '.' || *name == '"')
-            return false;
-    return true;
-}
-
 } // namespace
 
 void plugin_declare(const char *name, const char *stem) {
-    if (*name == 0 || strlen(name) > kPluginNameLength || !is_plain(name))
+    if (!name_is_valid(name, kPluginNameLength))
         host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
                          kPluginNameLength);
     char path[64];
@@ -55,7 +48,7 @@ void plugin_endpoint_name(const char *stem, int number, char *name, size_t size)
 void plugin_check_stem(const char *stem, int count) {
     char last[64];
     plugin_endpoint_name(stem, count, last, sizeof last);
-    if (*stem == 0 || strlen(last) > kEndpointNameLength || !is_plain(stem))
+    if (!name_is_plain(stem) || !name_is_valid(last, kEndpointNameLength))
         host_usage_error("endpoint name '%s': at most %u plain characters without dots, blanks and quotes", last,
                          kEndpointNameLength);
 }

@@ -7,10 +7,6 @@
 
 #include "message.h"
 
-/** Longest names that the application's tables keep; longer ones are refused at start, not cut. */
-constexpr uint32_t kPluginNameLength = LIBVOICE_PLUGIN_NAME_BYTES - 1;
-constexpr uint32_t kEndpointNameLength = LIBVOICE_ENDPOINT_NAME_BYTES - 1;
-
 /** Declares the plugin's object and its template of endpoints, and names the plugin. Ends the process for a bad name.
  */
 void plugin_declare(const char *name, const char *stem);

@@ -2,6 +2,7 @@
 // A simulated telephone and the signals that every telephone understands.
 #include "telephone.h"
 
+#include "caller_display.h"
 #include "console.h"
 
 #include <stdio.h>
@@ -93,50 +94,30 @@ bool play_tone_list(telephone *phone, const uint8_t *params, uint32_t length) {
     return true;
 }
 
-bool display_call(telephone *phone, const char *text, uint32_t length) {
-    char time[9], number[21], name[51], called[21]; // one more than the capacity told: the decoder terminates there
-    uint8_t no_number = 0, no_name = 0, call_type = 0;
-    libvoice_db_common_fields common = {{time, 8}, {number, 20}, {&no_number, 1}};
-    libvoice_db_message_fields message = {};
-    message.name = {name, 50};
-    message.no_name = {&no_name, 1};
-    message.slot2 = {called, 20};
-    message.call_type = {&call_type, 1};
-    time[0] = number[0] = name[0] = called[0] = 0;
-    if (libvoice_db_call_setup_decode(text, length, &message, &common) != 0)
+bool display_call(const telephone *phone, const char *text) {
+    caller_display display;
+    if (!caller_display_decode(text, &display))
         return false;
-    if (time[0] == 0 && number[0] == 0 && name[0] == 0 && no_number == 0)
-        return false; // a wrong checksum writes nothing and is answered like success
-    make_printable(number);
-    make_printable(name);
-    make_printable(time);
-    if (number[0] == 0 && no_number != 0)
-        snprintf(number, sizeof number, "%s", no_number == 'P' ? "withheld" : "unavailable");
-    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, name, time);
+    const char *number = display.number;
+    if (*number == 0 && display.no_number != 0)
+        number = display.no_number == 'P' ? "withheld" : "unavailable";
+    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, display.name, display.time);
     return true;
 }
 
-bool display_messages(telephone *phone, const char *text, uint32_t length) {
-    constexpr uint8_t kNotThere = 0x55; // neither of the two values that the standard gives the indicator
-    char time[9] = "";
-    uint8_t lamp = kNotThere, messages = 0;
-    libvoice_db_common_fields common = {};
-    common.date_time = {time, 8};
-    libvoice_db_message_fields message = {};
-    message.slot2 = {&lamp, 1};
-    message.messages = {&messages, 1};
-    if (libvoice_db_message_waiting_decode(text, length, &message, &common) != 0 || lamp == kNotThere)
+bool display_messages(const telephone *phone, const char *text) {
+    message_display display;
+    if (!message_display_decode(text, &display))
         return false;
-    say("%d displays messages=%u lamp=%s", phone->number, messages, lamp != 0 ? "on" : "off");
+    say("%d displays messages=%u lamp=%s", phone->number, display.messages, display.lamp ? "on" : "off");
     return true;
 }
 
-bool display(telephone *phone, const uint8_t *params, uint32_t length, uint32_t id) {
+bool display(const telephone *phone, const uint8_t *params, uint32_t length, uint32_t id) {
     char text[LIBVOICE_DB_TEXT_BYTES * 2];
     if (!params_text(params, length, id, text, sizeof text) || strlen(text) < 6)
         return false;
-    uint32_t digits = static_cast<uint32_t>(strlen(text));
-    bool done = strncmp(text, "82", 2) == 0 ? display_messages(phone, text, digits) : display_call(phone, text, digits);
+    bool done = display_is_messages(text) ? display_messages(phone, text) : display_call(phone, text);
     if (!done)
         say("%d displays nothing: bad data block", phone->number);
     return done;
@@ -180,12 +161,6 @@ uint32_t tone_of_plugin(const char *name) {
                           ? static_cast<uint32_t>(name[length - 1] - '0')
                           : 1;
     return kLowest + (figure - 1) % kPlugins * kStep;
-}
-
-void make_printable(char *text) {
-    for (; *text != 0; text++)
-        if (static_cast<unsigned char>(*text) < ' ' || *text == '"' || *text == 0x7F)
-            *text = '.';
 }
 
 bool telephone_signal(telephone *phone, libvoice_signal_t *message) {

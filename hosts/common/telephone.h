@@ -47,8 +47,6 @@ void telephone_event(const telephone *phone, uint32_t event);
 /** "1 off hook, hears dial-tone" for the status command. */
 void telephone_answer_status(const telephone *phone);
 
-/** Texts come from outside: what could break a line of output becomes a dot. */
-void make_printable(char *text);
 /** A tone of its own for each plugin of a kind, by the figure at the end of its name: 400 Hz for fxs1, 600 Hz for fxs2.
  */
 uint32_t tone_of_plugin(const char *name);

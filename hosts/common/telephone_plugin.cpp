@@ -4,18 +4,21 @@
 
 #include "audio.h"
 #include "console.h"
+#include "descriptors.h"
 #include "host.h"
+#include "identifiers.h"
 #include "plugin.h"
+#include "printable.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr uint32_t kContexts = 16;
-constexpr int kStreamDescriptors = 3; // media, control, fax: that many were sent, and only these entries are filled
+constexpr uint32_t kStreamDescriptors =
+    3; // media, control, fax: that many were sent, and only these entries are filled
 
 uint32_t contexts[kContexts]; // ids; 0: free
 
@@ -70,12 +73,6 @@ void say_media(const telephone *phone, uint32_t line) {
     if (session->context != 0)
         snprintf(stream, sizeof stream, " context=%u stream=%u", session->context, session->stream);
     say("%d %s line=%u %s%s", phone->number, state, line, audio_text(&phone->sound, line), stream);
-}
-
-void close_descriptors(int32_t *descriptors, int first, int count) {
-    for (int i = first; i < count; i++)
-        if (descriptors[i] >= 0)
-            close(descriptors[i]);
 }
 
 bool end_media(telephone *phone, uint32_t line) {
@@ -138,10 +135,10 @@ int32_t telephone_media_create(int32_t endpoint, uint32_t line, void *cnx_info, 
     media_format format;
     const char *wrong = phone == nullptr ? "unknown endpoint" : media_read_connection(cnx_info, &format);
     if (wrong != nullptr) {
-        close_descriptors(*descriptors, 0, LIBVOICE_DESCRIPTORS);
+        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
         return phone == nullptr ? 1 : refuse_media(phone, line, wrong);
     }
-    close_descriptors(*descriptors, 2, LIBVOICE_DESCRIPTORS); // no fax here, nor what else may have been sent
+    descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS); // no fax here, nor what else may have been sent
     wrong = audio_open(&phone->sound, line, &format, (*descriptors)[0], (*descriptors)[1], 0, 0);
     if (wrong != nullptr)
         return refuse_media(phone, line, wrong);
@@ -154,10 +151,10 @@ int32_t telephone_media_modify(int32_t endpoint, uint32_t line, void *cnx_info, 
     media_format format;
     const char *wrong = phone == nullptr ? "unknown endpoint" : media_read_connection(cnx_info, &format);
     if (wrong != nullptr) {
-        close_descriptors(*descriptors, 0, LIBVOICE_DESCRIPTORS);
+        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
         return phone == nullptr ? 1 : refuse_media(phone, line, wrong);
     }
-    close_descriptors(*descriptors, 2, LIBVOICE_DESCRIPTORS);
+    descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS);
     wrong = audio_change(&phone->sound, line, &format, (*descriptors)[0], (*descriptors)[1]);
     if (wrong != nullptr)
         return refuse_media(phone, line, wrong);
@@ -192,10 +189,10 @@ int32_t telephone_add_stream(uint32_t context, void *stream_info, int32_t **desc
     else if (wrong == nullptr && stream == 0)
         wrong = "streams are numbered from 1";
     if (wrong != nullptr) {
-        close_descriptors(*descriptors, 0, kStreamDescriptors);
+        descriptors_close(*descriptors, 0, kStreamDescriptors);
         return phone == nullptr ? 1 : refuse_media(phone, line, wrong);
     }
-    close_descriptors(*descriptors, 2, kStreamDescriptors);
+    descriptors_close(*descriptors, 2, kStreamDescriptors);
     wrong = audio_open(&phone->sound, line, &format, (*descriptors)[0], (*descriptors)[1], context, stream);
     if (wrong != nullptr)
         return refuse_media(phone, line, wrong);
@@ -276,15 +273,14 @@ int32_t telephone_set_parameters(libvoice_param_set_t *params) {
         uint8_t *value = nullptr;
         if (libvoice_get_current_param(&id, &length, &value, &cursor, &remaining) != LIBVOICE_OK || value == nullptr)
             return 1;
-        const char *name = libvoice_param_str(id);
-        name += strncmp(name, "LIBVOICE_PARAM_", 15) == 0 ? 15 : 0;
+        const char *name = identifier_name(id);
         int32_t *number = number_of(phone, id);
         if (id == LIBVOICE_PARAM_zil_ep_id) {
             continue;
         } else if (id == LIBVOICE_PARAM_zil_ep_dispname) {
             snprintf(phone->name, sizeof phone->name, "%.*s", static_cast<int>(length),
                      reinterpret_cast<const char *>(value));
-            make_printable(phone->name);
+            text_make_printable(phone->name);
             say("%d param %s=\"%s\"", phone->number, name, phone->name);
         } else if (number != nullptr && number != &phone->handset_type && length >= sizeof *number) {
             memcpy(number, value, sizeof *number);

@@ -15,6 +15,7 @@
  */
 #include "audio.h"
 #include "console.h"
+#include "descriptors.h"
 #include "host.h"
 #include "kex_host.h"
 #include "plugin.h"
@@ -23,7 +24,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 namespace {
 
@@ -68,12 +68,6 @@ channel *new_channel(const char *name) {
         return &channel;
     }
     return nullptr;
-}
-
-void close_from(int32_t *descriptors, int first) {
-    for (int i = first; i < LIBVOICE_DESCRIPTORS; i++)
-        if (descriptors[i] >= 0)
-            close(descriptors[i]);
 }
 
 void say_media(const channel *channel, uint32_t line) {
@@ -121,11 +115,11 @@ int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **de
     if (wrong == nullptr && channel == nullptr)
         wrong = "no channel is free";
     if (wrong == nullptr) {
-        close_from(*descriptors, 2);
+        descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS);
         wrong = audio_open(&channel->sound, line, &format, (*descriptors)[0], (*descriptors)[1], 0, 0);
         release_if_idle(channel);
     } else {
-        close_from(*descriptors, 0);
+        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
     }
     if (wrong != nullptr) {
         say("channel %s refuses media: %s", name, wrong);
@@ -144,10 +138,10 @@ int32_t dsp_modify(const char *name, uint32_t line, void *cnx_info, int32_t **de
     if (wrong == nullptr && channel == nullptr)
         wrong = "there is no media to change";
     if (wrong == nullptr) {
-        close_from(*descriptors, 2);
+        descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS);
         wrong = audio_change(&channel->sound, line, &format, (*descriptors)[0], (*descriptors)[1]);
     } else {
-        close_from(*descriptors, 0);
+        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
     }
     if (wrong != nullptr) {
         say("channel %s refuses media: %s", name, wrong);
@@ -258,7 +252,7 @@ int main(int count, char **words) {
     callbacks.voice_plugin_exit = plugin_exit;
     callbacks.voice_plugin_signal = [](libvoice_signal_t *) -> int32_t { return 1; };
     callbacks.voice_plugin_create = [](int32_t, uint32_t, void *, int32_t **descriptors) -> int32_t {
-        close_from(*descriptors, 0);
+        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
         return 1;
     };
     callbacks.voice_plugin_modify = callbacks.voice_plugin_create;
@@ -268,11 +262,9 @@ int main(int count, char **words) {
     callbacks.voice_plugin_create_ctx = [](uint32_t) -> int32_t { return 1; };
     callbacks.voice_plugin_add_stream = [](uint32_t, void *stream_info, int32_t **descriptors, int32_t,
                                            uint32_t) -> int32_t {
-        constexpr int kSent = 3; // only these entries of the array are filled
+        constexpr uint32_t kSent = 3; // only these entries of the array are filled
         free(stream_info);
-        for (int i = 0; i < kSent; i++)
-            if ((*descriptors)[i] >= 0)
-                close((*descriptors)[i]);
+        descriptors_close(*descriptors, 0, kSent);
         return 1;
     };
     callbacks.voice_plugin_modify_stream = [](uint32_t, void *stream_info) -> int32_t {

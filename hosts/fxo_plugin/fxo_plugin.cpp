@@ -14,15 +14,16 @@
  *
  * You play the exchange; the application plays the gateway's side of the line: it seizes, dials, flashes and releases.
  */
+#include "caller_display.h"
 #include "console.h"
 #include "host.h"
 #include "kex_host.h"
 #include "plugin.h"
+#include "printable.h"
 #include "telephone_plugin.h"
 
 #include <stdio.h>
 #include <string.h>
-#include <time.h>
 
 namespace {
 
@@ -76,7 +77,7 @@ bool dial(const telephone *line, const uint8_t *params, uint32_t length) {
         say("%d is not seized: does not dial", line->number);
         return false;
     }
-    make_printable(digits);
+    text_make_printable(digits);
     say("%d dials %s", line->number, digits);
     return true;
 }
@@ -137,27 +138,8 @@ const char *ring(telephone *line, const char *number, const char *name) {
         return nullptr;
 
     // Who calls, as the exchange sends it between two rings: the same block that a telephone's display gets.
-    char now_text[16];
-    time_t now = time(nullptr);
-    struct tm parts;
-    localtime_r(&now, &parts);
-    strftime(now_text, sizeof now_text, "%m%d%H%M", &parts);
-    char number_copy[21], name_copy[51]; // the encoder's records are not const
-    snprintf(number_copy, sizeof number_copy, "%s", number);
-    snprintf(name_copy, sizeof name_copy, "%s", name);
-    uint8_t withheld = 'P';
-    libvoice_db_common_fields common = {};
-    common.date_time = {now_text, 8};
-    if (*number != 0)
-        common.calling_number = {number_copy, static_cast<uint32_t>(strlen(number))};
-    else
-        common.no_calling_number = {&withheld, 1};
-    libvoice_db_message_fields fields = {};
-    if (*name != 0)
-        fields.name = {name_copy, static_cast<uint32_t>(strlen(name))};
     char text[LIBVOICE_DB_TEXT_BYTES];
-    uint32_t length = 0;
-    libvoice_db_call_setup_encode(&fields, &common, text, &length);
+    uint32_t length = caller_display_encode(number, name, nullptr, text);
     event_message message;
     event_begin(&message, line->endpoint, LIBVOICE_EVENT_fxo_ri, 0);
     event_add_bytes(&message, LIBVOICE_PARAM_fxo_ri_cid, text, length);

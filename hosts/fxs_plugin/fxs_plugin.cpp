@@ -19,6 +19,7 @@
  * callbacks, the registration and the way out stay as they are.
  */
 #include "console.h"
+#include "digits.h"
 #include "fsk.h"
 #include "host.h"
 #include "kex_host.h"
@@ -105,22 +106,15 @@ int32_t plugin_signal(libvoice_signal_t *message) {
 // --------------------------------------------------------------------------------------------------------- Commands
 
 const char *dial(telephone *phone, const char *digits) {
-    static const char keys[] = "0123456789ABCD*#";
-    static const uint32_t events[] = {
-        LIBVOICE_EVENT_dd_d0, LIBVOICE_EVENT_dd_d1, LIBVOICE_EVENT_dd_d2, LIBVOICE_EVENT_dd_d3,
-        LIBVOICE_EVENT_dd_d4, LIBVOICE_EVENT_dd_d5, LIBVOICE_EVENT_dd_d6, LIBVOICE_EVENT_dd_d7,
-        LIBVOICE_EVENT_dd_d8, LIBVOICE_EVENT_dd_d9, LIBVOICE_EVENT_dd_da, LIBVOICE_EVENT_dd_db,
-        LIBVOICE_EVENT_dd_dc, LIBVOICE_EVENT_dd_dd, LIBVOICE_EVENT_dd_ds, LIBVOICE_EVENT_dd_do,
-    };
     if (digits == nullptr)
         return refuse("dial what? %d dial 201", phone->number);
-    if (digits[strspn(digits, keys)] != 0)
-        return refuse("'%s': a telephone has the keys %s", digits, keys);
+    if (digits[strspn(digits, kKeys)] != 0)
+        return refuse("'%s': a telephone has the keys %s", digits, kKeys);
     if (!phone->off_hook)
         return refuse("%d is on hook: lift it first", phone->number);
     say("%d dials %s", phone->number, digits);
     for (; *digits != 0; digits++)
-        telephone_event(phone, events[strchr(keys, *digits) - keys]);
+        telephone_event(phone, event_of_key(*digits));
     return nullptr;
 }
 

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Names of plugins and endpoints, keys and their events, short names of parameters.
+#include "digits.h"
+#include "identifiers.h"
+#include "names.h"
+#include "printable.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+TEST(Names, PlainCharactersOnly) {
+    for (const char *name : {"fxs1", "A", "a-b_c", "~!", "1", "12345678901234567890"})
+        EXPECT_TRUE(name_is_plain(name)) << name;
+    for (const char *name : {"", "a.b", "a b", "a\nb", "a\"b", "\x7F", "\xC3\xA4", "\t"})
+        EXPECT_FALSE(name_is_plain(name)) << name;
+}
+
+TEST(Names, AsLongAsTheTablesKeepThem) {
+    EXPECT_TRUE(name_is_valid(std::string(19, 'p').c_str(), kPluginNameLength));
+    EXPECT_FALSE(name_is_valid(std::string(20, 'p').c_str(), kPluginNameLength));
+    EXPECT_TRUE(name_is_valid(std::string(15, 'e').c_str(), kEndpointNameLength));
+    EXPECT_FALSE(name_is_valid(std::string(16, 'e').c_str(), kEndpointNameLength));
+    EXPECT_FALSE(name_is_valid("", kEndpointNameLength));
+}
+
+TEST(Digits, EachKeyHasItsEvent) {
+    EXPECT_EQ(event_of_key('0'), LIBVOICE_EVENT_dd_d0);
+    EXPECT_EQ(event_of_key('9'), LIBVOICE_EVENT_dd_d9);
+    EXPECT_EQ(event_of_key('A'), LIBVOICE_EVENT_dd_da);
+    EXPECT_EQ(event_of_key('D'), LIBVOICE_EVENT_dd_dd);
+    EXPECT_EQ(event_of_key('*'), LIBVOICE_EVENT_dd_ds);
+    EXPECT_EQ(event_of_key('#'), LIBVOICE_EVENT_dd_do);
+    std::set<uint32_t> events;
+    for (const char *key = kKeys; *key != 0; key++) {
+        EXPECT_EQ(key_of_event(event_of_key(*key)), *key);
+        events.insert(event_of_key(*key));
+    }
+    EXPECT_EQ(events.size(), 16u);
+}
+
+TEST(Digits, WhatIsNoKeyHasNone) {
+    for (char key : {'a', 'E', ' ', '\0', '+'})
+        EXPECT_EQ(event_of_key(key), 0u) << key;
+    for (uint32_t event : {LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_al_of, LIBVOICE_SIGNAL_dg_d0, 0u})
+        EXPECT_EQ(key_of_event(event), 0) << event;
+}
+
+TEST(Identifiers, ShortNamesBothWays) {
+    EXPECT_STREQ(identifier_name(LIBVOICE_PARAM_tdmc_gain), "tdmc_gain");
+    EXPECT_STREQ(identifier_name(LIBVOICE_SIGNAL_cg_dt), "LIBVOICE_SIGNAL_cg_dt") << "no parameter";
+    EXPECT_EQ(identifier_of_name("tdmc_gain"), LIBVOICE_PARAM_tdmc_gain);
+    EXPECT_EQ(identifier_of_name("LIBVOICE_PARAM_tdmc_gain"), LIBVOICE_PARAM_tdmc_gain);
+    for (const char *name : {static_cast<const char *>(nullptr), "", "tdmc", "LIBVOICE_PARAM_"})
+        EXPECT_EQ(identifier_of_name(name), kUnknownIdentifier);
+    EXPECT_EQ(identifier_of_name(std::string(200, 'x').c_str()), kUnknownIdentifier);
+}
+
+TEST(Identifiers, TypesOfValues) {
+    EXPECT_EQ(identifier_value_type(LIBVOICE_PARAM_tdmc_gain), IDENTIFIER_INTEGER);
+    EXPECT_EQ(identifier_value_type(LIBVOICE_PARAM_dd_ce_ds), IDENTIFIER_STRING);
+    EXPECT_EQ(identifier_value_type(LIBVOICE_PARAM_al_ri_cad), IDENTIFIER_HEX);
+    EXPECT_EQ(identifier_value_type(LIBVOICE_PARAM_al_of_init), IDENTIFIER_BOOLEAN);
+    EXPECT_EQ(identifier_value_type(LIBVOICE_EVENT_al_of), IDENTIFIER_SIGNAL_OR_EVENT);
+    EXPECT_TRUE(identifier_is_number(LIBVOICE_PARAM_al_of_init));
+    EXPECT_FALSE(identifier_is_number(LIBVOICE_PARAM_dd_ce_ds));
+}
+
+TEST(Printable, ControlCharactersAndQuotesBecomeDots) {
+    char text[] = "a\"b\nc\x1B\x7F\xC3\xA9";
+    text_make_printable(text);
+    EXPECT_STREQ(text, "a.b.c..\xC3\xA9");
+}
