@@ -3,10 +3,14 @@
 #include "voice_fake/gtest.h"
 #include "voice_fake/memory.h"
 
+#include "kex_host.h"
+
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <unistd.h>
 
 using fake::bus;
@@ -19,9 +23,33 @@ using testing::IsEmpty;
 
 namespace {
 
+struct Pipe {
+    int ends[2] = {-1, -1};
+    Pipe() { EXPECT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0); }
+    ~Pipe() {
+        close(ends[0]);
+        close(ends[1]);
+    }
+    void fill() const { EXPECT_EQ(write(ends[1], "x", 1), 1); }
+    void drain() const {
+        char byte = 0;
+        while (read(ends[0], &byte, 1) == 1)
+            ;
+    }
+};
+
+// Open before the bus counts descriptors.
+const Pipe &shared_pipe() {
+    static const Pipe the_pipe;
+    return the_pipe;
+}
+
 class Harness : public testing::Test {
 protected:
-    Harness() { bus().reset(); }
+    Harness() {
+        shared_pipe().drain();
+        bus().reset();
+    }
     void TearDown() override { EXPECT_THAT(bus().check(), IsEmpty()) << "left by the test itself"; }
 };
 
@@ -360,6 +388,399 @@ TEST_F(Harness, ObjectsAreCreatedAndDeletedOnCommit) {
     EXPECT_TRUE(object_commit(root));
     EXPECT_FALSE(bus().exists("FXS.EndPoint.FXS1"));
     EXPECT_TRUE(bus().exists("FXS"));
+}
+
+// ---- answers
+
+std::string answer_of(const char *function, const char *parameter = nullptr, const char *value = "") {
+    request_t *r = request_create_executeFunction("A.B", function, 0x8001);
+    variant_t v{};
+    if (parameter) {
+        variant_setChar(&v, value);
+        request_addParameter(r, parameter, &v);
+        variant_cleanup(&v);
+    }
+    kex_sendRequest(bus().handle(), bus().peer("application"), r);
+    kex_waitForReply(bus().handle(), r, nullptr);
+    reply_item_t *item = reply_firstItem(request_reply(r));
+    int32_t number = 0;
+    const bool has_number = item && variant_toInt32(reply_item_returnValue(item), &number);
+    request_destroy(r);
+    return has_number ? std::to_string(number) : "empty";
+}
+
+Reply number(int32_t value) {
+    return Reply().value(Value::i32(value));
+}
+
+TEST_F(Harness, QueuedAnswersGoBeforeTheLastingOne) {
+    bus().answer("register_endpoint", number(9));
+    bus().answer_next("register_endpoint", number(1));
+    bus().answer_next("register_endpoint", number(2));
+    bus().answer_next("event", number(5));
+    EXPECT_EQ(answer_of("register_endpoint"), "1");
+    EXPECT_EQ(answer_of("register_endpoint"), "2");
+    EXPECT_EQ(answer_of("register_endpoint"), "9");
+    EXPECT_EQ(answer_of("register_endpoint"), "9");
+    EXPECT_EQ(answer_of("event"), "5");
+    EXPECT_EQ(answer_of("event"), "empty") << "used up";
+}
+
+TEST_F(Harness, AnswersDependOnAnArgument) {
+    bus().answer("register_endpoint", number(-1));
+    bus().answer_when("register_endpoint", "endpoint_name", Value::chars("TEL1"), number(1));
+    bus().answer_when("register_endpoint", "endpoint_name", Value::chars("TEL2"), number(2));
+    EXPECT_EQ(answer_of("register_endpoint", "endpoint_name", "TEL2"), "2");
+    EXPECT_EQ(answer_of("register_endpoint", "endpoint_name", "TEL1"), "1");
+    EXPECT_EQ(answer_of("register_endpoint", "endpoint_name", "TEL3"), "-1");
+    EXPECT_EQ(answer_of("register_endpoint", "another", "TEL1"), "-1");
+    bus().answer_when("register_endpoint", "endpoint_name", Value::chars("TEL1"), number(7));
+    EXPECT_EQ(answer_of("register_endpoint", "endpoint_name", "TEL1"), "7") << "the later word counts";
+    bus().answer_by("register_endpoint",
+                    [](const fake::RequestRecord &r) { return number(static_cast<int32_t>(r.parameters.size())); });
+    EXPECT_EQ(answer_of("register_endpoint", "another", "TEL1"), "1");
+}
+
+// ---- what kex_host.h adds
+
+void counts(int, void *userdata) {
+    ++*static_cast<int *>(userdata);
+}
+
+void reads(int fd, void *userdata) {
+    char byte = 0;
+    EXPECT_EQ(read(fd, &byte, 1), 1);
+    counts(fd, userdata);
+}
+
+void ends_its_watch(int fd, void *userdata) {
+    counts(fd, userdata);
+    EXPECT_TRUE(kex_unwatch(bus().handle(), fd));
+}
+
+TEST_F(Harness, TheHostsCallsAreLinesToo) {
+    const char *const rows[] = {"EndPoint", "signal", "signal", "", "init", nullptr};
+    kex_t *made = kex_create("tel");
+    kex_declareFunctions(made, rows, 2, 3);
+    kex_declareObject(made, "tel", nullptr);
+    kex_declareTemplate(made, "tel.EndPoint", "EndPoint");
+    kex_onPeerClosed(made, nullptr, nullptr);
+    kex_setClock(made, nullptr, nullptr);
+    bus().name_function(reinterpret_cast<const void *>(counts), "counts");
+    int count = 0;
+    kex_watch(made, STDERR_FILENO, &count, counts);
+    kex_unwatch(made, STDERR_FILENO);
+    kex_unwatch(made, STDERR_FILENO);
+    kex_stop(made);
+    kex_destroy(made);
+    EXPECT_LOG("kex_create(\"tel\") = bus", "kex_declareFunctions(bus, 2 rows of 3) = 1",
+               "kex_declareObject(bus, \"tel\", null) = <tel>",
+               "kex_declareTemplate(bus, \"tel.EndPoint\", \"EndPoint\") = <tel.EndPoint>",
+               "kex_onPeerClosed(bus, null, null)", "kex_setClock(bus, null, null)",
+               "kex_watch(bus, 2, data, counts) = 1", "kex_unwatch(bus, 2) = 1", "kex_unwatch(bus, 2) = 0",
+               "kex_stop(bus)", "kex_destroy(bus)");
+}
+
+TEST_F(Harness, AWatchRunsWhenItsDescriptorCanBeRead) {
+    const Pipe &one = shared_pipe();
+    int count = 0;
+    EXPECT_TRUE(kex_watch(bus().handle(), one.ends[0], &count, reads));
+    EXPECT_EQ(bus().turn(), 0);
+    one.fill();
+    one.fill();
+    EXPECT_EQ(count, 0) << "only in a turn";
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(kex_dispatch(bus().handle()), 1);
+    EXPECT_EQ(kex_dispatch(bus().handle()), 0);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(bus().live().watches, 1u);
+    EXPECT_TRUE(kex_unwatch(bus().handle(), one.ends[0]));
+    one.fill();
+    EXPECT_EQ(bus().turn(), 0);
+    EXPECT_EQ(bus().live().watches, 0u);
+}
+
+TEST_F(Harness, AWatchRunsOnceWhenTheTestSaysSo) {
+    const Pipe &one = shared_pipe();
+    int count = 0;
+    kex_watch(bus().handle(), one.ends[0], &count, counts);
+    bus().watch_ready(one.ends[0]);
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_EQ(bus().turn(), 0);
+    EXPECT_EQ(count, 1);
+    kex_watch(bus().handle(), one.ends[0], &count, ends_its_watch);
+    bus().watch_ready(one.ends[0]);
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_FALSE(bus().is_watched(one.ends[0]));
+    bus().watch_ready(one.ends[0]);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("nobody watches it")));
+}
+
+TEST_F(Harness, AWatchedDescriptorThatIsClosedIsNoticed) {
+    int count = 0, closed = -1;
+    {
+        const Pipe one;
+        closed = one.ends[0];
+        kex_watch(bus().handle(), closed, &count, counts);
+        EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("2 descriptors more")));
+        EXPECT_THAT(bus().check(), IsEmpty());
+    }
+    EXPECT_THAT(bus().check(),
+                ElementsAre(fake::text("descriptor %d is watched, but closed", closed), HasSubstr("-2")));
+    kex_unwatch(bus().handle(), closed);
+}
+
+TEST_F(Harness, BadWatchesAreRejected) {
+    EXPECT_FALSE(kex_watch(bus().handle(), -1, nullptr, counts));
+    EXPECT_FALSE(kex_watch(bus().handle(), STDERR_FILENO, nullptr, nullptr));
+    EXPECT_FALSE(kex_watch(nullptr, STDERR_FILENO, nullptr, counts));
+    EXPECT_FALSE(kex_unwatch(nullptr, STDERR_FILENO));
+    bus().fail("kex_watch");
+    EXPECT_FALSE(kex_watch(bus().handle(), STDERR_FILENO, nullptr, counts));
+}
+
+TEST_F(Harness, RunEndsWithAStopAtItsVirtualTime) {
+    fired.clear();
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, on_timer);
+    kex_timer_start(timer, 500);
+    kex_stop(nullptr);
+    bus().at(2000, [] { bus().note("at 2 s"); });
+    bus().at(12000, [] { kex_stop(bus().handle()); });
+    EXPECT_EQ(kex_run(bus().handle()), 0);
+    EXPECT_EQ(bus().now(), 12000u);
+    EXPECT_THAT(fired, ElementsAre(500u, 10500u));
+    EXPECT_TRUE(bus().is_stopped());
+    EXPECT_EQ(kex_dispatch(bus().handle()), -1);
+    EXPECT_EQ(bus().turn(), -1);
+}
+
+TEST_F(Harness, ARunThatCannotEndIsNoticed) {
+    EXPECT_EQ(kex_run(bus().handle()), -1);
+    EXPECT_EQ(errno, EDEADLK);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("nothing is left that could happen")));
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, [](kex_timer_t *again) { kex_timer_start(again, 60000); });
+    kex_timer_start(timer, 0);
+    EXPECT_EQ(kex_run(bus().handle()), -1);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("nobody called kex_stop() for an hour")));
+}
+
+TEST_F(Harness, ALoopThatDoesNotComeToRestIsNoticed) {
+    const Pipe &one = shared_pipe();
+    one.fill();
+    int count = 0;
+    kex_watch(bus().handle(), one.ends[0], &count, counts);
+    bus().run_for(0);
+    kex_unwatch(bus().handle(), one.ends[0]);
+    EXPECT_GT(count, 1);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("does not come to rest at 0 ms")));
+}
+
+TEST_F(Harness, RunForTurnsAtEachTimeThatIsDue) {
+    const Pipe &one = shared_pipe();
+    int count = 0;
+    kex_watch(bus().handle(), one.ends[0], &count, reads);
+    bus().at(20, [&] { one.fill(); });
+    bus().at(40, [&] { one.fill(); });
+    bus().run_for(30);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(bus().now(), 30u);
+    bus().run_for(10);
+    EXPECT_EQ(count, 2);
+    kex_unwatch(bus().handle(), one.ends[0]);
+}
+
+TEST_F(Harness, WhatIsPostedInATurnWaitsForTheNext) {
+    bus().post([] { bus().post([] { bus().note("second"); }); });
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_LOG();
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_LOG("second");
+    bus().post([] { EXPECT_EQ(kex_dispatch(bus().handle()), 0) << "a turn is no place for another"; });
+    EXPECT_EQ(bus().turn(), 1);
+}
+
+TEST_F(Harness, ThePollDescriptorIsReadableWhileThereIsWork) {
+    const Pipe &one = shared_pipe();
+    int count = 0;
+    kex_watch(bus().handle(), one.ends[0], &count, reads);
+    pollfd entry = {kex_pollDescriptor(bus().handle()), POLLIN, 0};
+    const auto readable = [&] { return poll(&entry, 1, 0) == 1; };
+    EXPECT_FALSE(readable());
+    one.fill();
+    EXPECT_TRUE(readable());
+    EXPECT_EQ(kex_dispatch(bus().handle()), 1);
+    EXPECT_FALSE(readable());
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_start(timer, 10);
+    EXPECT_FALSE(readable());
+    bus().post([] {});
+    EXPECT_TRUE(readable());
+    EXPECT_EQ(kex_dispatch(bus().handle()), 1);
+    EXPECT_FALSE(readable());
+    kex_stop(bus().handle());
+    EXPECT_TRUE(readable());
+    EXPECT_EQ(kex_dispatch(bus().handle()), -1);
+    kex_timer_destroy(timer);
+    kex_unwatch(bus().handle(), one.ends[0]);
+}
+
+uint64_t hosts_clock(void *userdata) {
+    return *static_cast<uint64_t *>(userdata);
+}
+
+TEST_F(Harness, TimersFollowTheHostsClock) {
+    fired.clear();
+    uint64_t nanoseconds = 5000000000;
+    kex_setClock(bus().handle(), hosts_clock, &nanoseconds);
+    EXPECT_EQ(bus().now(), 5000u);
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, on_timer);
+    kex_timer_start(timer, 100);
+    nanoseconds += 99000000;
+    EXPECT_EQ(kex_dispatch(bus().handle()), 0);
+    nanoseconds += 1000000;
+    EXPECT_EQ(kex_dispatch(bus().handle()), 1);
+    EXPECT_THAT(fired, ElementsAre(5100u));
+    bus().advance(1);
+    bus().run_for(1);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("advance() while"), HasSubstr("run_for() while")));
+}
+
+TEST_F(Harness, ObjectsAreWhatTheyWereDeclaredAs) {
+    kex_t *on = bus().handle();
+    EXPECT_NE(kex_declareObject(on, "A.B", "Service"), nullptr);
+    EXPECT_EQ(bus().class_of("A.B"), "Service");
+    EXPECT_EQ(bus().class_of("A"), "");
+    EXPECT_NE(kex_declareObject(on, "A.B", "Service"), nullptr);
+    EXPECT_EQ(kex_declareObject(on, "A.B", "Another"), nullptr);
+    EXPECT_EQ(kex_declareTemplate(on, "A.B", "Service"), nullptr);
+    for (const char *path : {"", ".", "A.", ".A", "A..B"})
+        EXPECT_EQ(kex_declareObject(on, path, nullptr), nullptr) << path;
+    EXPECT_EQ(kex_declareObject(on, nullptr, nullptr), nullptr);
+    EXPECT_EQ(object_createInstance(kex_getObject(on, "A.B", 0), 0, "X"), nullptr) << "no template";
+}
+
+TEST_F(Harness, ATemplatesTemplatesAreMadeWithEachInstance) {
+    kex_t *on = bus().handle();
+    object_t *dsps = kex_declareTemplate(on, "P.DSPPlugin", "DSPPlugin");
+    kex_declareTemplate(on, "P.DSPPlugin.DSP", "DSP");
+    kex_declareTemplate(on, "P.DSPPlugin.DSP.CHANNEL", "DSP_CHANNEL");
+    object_t *first = object_createInstance(dsps, 0, "dsp0");
+    object_t *channels = object_createInstance(object_getObject(first, "DSP", 1, nullptr), 0, "0");
+    EXPECT_NE(object_createInstance(object_getObject(channels, "CHANNEL", 1, nullptr), 0, "3"), nullptr);
+    EXPECT_EQ(bus().class_of("P.DSPPlugin.dsp0"), "DSPPlugin");
+    EXPECT_EQ(bus().class_of("P.DSPPlugin.dsp0.DSP.0"), "DSP");
+    EXPECT_EQ(bus().class_of("P.DSPPlugin.dsp0.DSP.0.CHANNEL.3"), "DSP_CHANNEL");
+    object_createInstance(dsps, 0, "dsp1");
+    EXPECT_TRUE(bus().exists("P.DSPPlugin.dsp1.DSP"));
+    EXPECT_FALSE(bus().exists("P.DSPPlugin.dsp1.dsp0")) << "an instance is no part of its template";
+    EXPECT_FALSE(bus().exists("P.DSPPlugin.dsp1.dsp0.DSP"));
+    object_delete(first);
+    object_commit(dsps);
+    EXPECT_FALSE(bus().exists("P.DSPPlugin.dsp0.DSP.0.CHANNEL.3"));
+}
+
+TEST_F(Harness, DeclaredFunctionsAreKept) {
+    const char *const rows[] = {"EndPoint", "signal", "signal", nullptr, "", "init", "country", nullptr};
+    EXPECT_TRUE(kex_declareFunctions(bus().handle(), rows, 2, 4));
+    EXPECT_THAT(bus().declared_functions(),
+                ElementsAre(ElementsAre("EndPoint", "signal", "signal"), ElementsAre("", "init", "country")));
+    const char *const nameless[] = {"EndPoint", ""};
+    EXPECT_FALSE(kex_declareFunctions(bus().handle(), nameless, 1, 2));
+    EXPECT_FALSE(kex_declareFunctions(bus().handle(), rows, 2, 1));
+    EXPECT_FALSE(kex_declareFunctions(bus().handle(), nullptr, 2, 4));
+    EXPECT_EQ(bus().declared_functions().size(), 2u);
+}
+
+void on_any_close(kex_t *on, peer_t *peer, void *userdata) {
+    EXPECT_EQ(on, bus().handle());
+    bus().note("closed " + *static_cast<std::string *>(userdata) + peer_processName(peer));
+}
+
+TEST_F(Harness, TheHostIsToldOfEachClosingAfterThePeersOwnHandler) {
+    closed_peers = 0;
+    std::string text = "peer ";
+    peer_t *peer = bus().peer("fxs1");
+    kex_onPeerClosed(bus().handle(), on_any_close, &text);
+    peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, on_close);
+    bus().clear_log();
+    EXPECT_TRUE(peer_disconnect(peer));
+    EXPECT_FALSE(peer_disconnect(peer));
+    EXPECT_EQ(closed_peers, 0) << "in a later turn";
+    request_t *r = make_request();
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), peer, r));
+    request_destroy(r);
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_EQ(closed_peers, 1);
+    EXPECT_EQ(bus().acts().back(), "closed peer fxs1");
+    EXPECT_FALSE(peer_disconnect(peer));
+    EXPECT_FALSE(peer_disconnect(nullptr));
+}
+
+TEST_F(Harness, PeersHaveProcesses) {
+    peer_t *peer = bus().peer("application");
+    EXPECT_STREQ(peer_processName(peer), "application");
+    EXPECT_GT(peer_processId(peer), 0);
+    EXPECT_NE(peer_processId(bus().peer("another")), peer_processId(peer));
+    bus().process(peer, "voice_application", 77);
+    EXPECT_STREQ(peer_processName(peer), "voice_application");
+    EXPECT_EQ(peer_processId(peer), 77);
+    EXPECT_STREQ(peer_processName(nullptr), "");
+    EXPECT_EQ(peer_processId(nullptr), 0);
+}
+
+TEST_F(Harness, ATurnBringsScriptedRepliesToTheirHandlers) {
+    items_seen = ends_seen = 0;
+    request_t *r = make_request();
+    request_setReplyHandler(r, on_item);
+    kex_sendRequest(bus().handle(), bus().peer("fxs"), r);
+    EXPECT_EQ(bus().turn(), 0) << "without a script it stays open";
+    bus().answer("do", Reply().value(Value::u32(1)));
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_EQ(items_seen, 1);
+    EXPECT_EQ(ends_seen, 1);
+    EXPECT_EQ(bus().turn(), 0);
+}
+
+TEST_F(Harness, UseOfADestroyedBusIsNoticed) {
+    kex_t *made = kex_create("tel");
+    EXPECT_EQ(kex_create("tel"), nullptr);
+    peer_t *peer = kex_client_connect(made, "local:x");
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_start(timer, 1);
+    kex_declareObject(made, "tel", nullptr);
+    bus().post([] { bus().note("never"); });
+    kex_destroy(made);
+    EXPECT_EQ(bus().timers_armed(), 0u);
+    EXPECT_FALSE(bus().exists("tel"));
+    request_t *r = make_request();
+    EXPECT_FALSE(kex_sendRequest(made, peer, r)) << "its peers are closed";
+    request_destroy(r);
+    kex_destroy(made);
+    EXPECT_EQ(kex_run(made), -1);
+    EXPECT_EQ(kex_dispatch(made), 0);
+    EXPECT_THAT(bus().check(),
+                ElementsAre(HasSubstr("kex_create for a second time"), HasSubstr("kex_destroy on a destroyed bus"),
+                            HasSubstr("kex_run on a destroyed bus"), HasSubstr("kex_dispatch on a destroyed bus")));
+    EXPECT_EQ(kex_create("tel"), made) << "a host may start again";
+    EXPECT_EQ(bus().turn(), 0);
+    bus().fail("kex_create");
+    kex_destroy(made);
+    EXPECT_EQ(kex_create("tel"), nullptr);
+}
+
+TEST_F(Harness, DestroyInsideAHandlerIsNoticed) {
+    bus().post([] { kex_destroy(bus().handle()); });
+    EXPECT_EQ(bus().turn(), 1);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("kex_destroy inside a handler")));
+    connection_t *other = kex_connection(bus().handle());
+    kex_stop(reinterpret_cast<kex_t *>(other));
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("not the bus")));
+    EXPECT_EQ(other, bus().connection());
+    EXPECT_EQ(kex_connection(nullptr), nullptr);
 }
 
 // ---- traces

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The fake bus itself: the common log, faults, and the judge of what was left behind.
 #include <cctype>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
+#include <fcntl.h>
 
 #include "state.h"
 
@@ -288,10 +290,6 @@ const std::string &Bus::failed() const {
     return state_->failed;
 }
 
-void Bus::answer(const std::string &function, Reply reply) {
-    state_->answers[function] = std::move(reply);
-}
-
 request_t *Bus::request(unsigned id) {
     return id >= 1 && id <= state_->requests.size() ? state_->requests[id - 1].get() : nullptr;
 }
@@ -315,6 +313,7 @@ Live Bus::live() const {
     live.lists = static_cast<unsigned>(state_->lists.size());
     for (const auto &t : state_->timers)
         live.timers += t->alive;
+    live.watches = static_cast<unsigned>(state_->watches.size());
     return live;
 }
 
@@ -353,7 +352,11 @@ std::vector<std::string> Bus::check() {
     const std::set<variant_list *> lists = state_->lists;
     for (variant_list *list : lists)
         drop_list(list);
-    const int more = open_descriptors() - state_->descriptors_at_start;
+    for (const Watch &watch : state_->watches)
+        if (fcntl(watch.fd, F_GETFD) < 0 && errno == EBADF)
+            wrong.push_back(text("descriptor %d is watched, but closed", watch.fd));
+    const int own = state_->polled ? 2 : 0;
+    const int more = open_descriptors() - own - state_->descriptors_at_start;
     if (more != state_->descriptors_left)
         wrong.push_back(text("%d descriptors more than at the start, expected %d%s", more, state_->descriptors_left,
                              declared.c_str()));
@@ -364,7 +367,7 @@ std::vector<std::string> Bus::check() {
     state_->requests_left = 0;
     state_->descriptors_left = 0;
     state_->left_why.clear();
-    state_->descriptors_at_start = open_descriptors();
+    state_->descriptors_at_start = open_descriptors() - own;
     return wrong;
 }
 

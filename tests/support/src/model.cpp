@@ -16,6 +16,48 @@ std::string shown_timer(const kex_timer_t *timer) {
     return timer ? text("timer%u", timer->id) : "null";
 }
 
+bool is_below(const object_t *inner, const object_t *outer) {
+    return inner->path.compare(0, outer->path.size() + 1, outer->path + ".") == 0;
+}
+
+// Whether a template is part of what another one consists of, rather than of one of its instances.
+bool is_part(const object_t *inner, const object_t *outer) {
+    if (inner->gone || inner->kind != object::Kind::Template || !is_below(inner, outer))
+        return false;
+    for (const auto &between : bus().state().objects)
+        if (between->kind == object::Kind::Instance && is_below(inner, between.get()) && is_below(between.get(), outer))
+            return false;
+    return true;
+}
+
+// An instance has what its template consists of: the templates that were declared in it.
+object_t *add_instance(const object_t *template_object, const std::string &name) {
+    std::vector<const object_t *> inner;
+    for (const auto &o : bus().state().objects)
+        if (is_part(o.get(), template_object))
+            inner.push_back(o.get());
+    object_t *instance = fake::add_object(template_object->path + "." + name);
+    instance->kind = object::Kind::Instance;
+    instance->class_name = template_object->class_name;
+    for (const object_t *pattern : inner) {
+        object_t *copy = fake::add_object(instance->path + pattern->path.substr(template_object->path.size()));
+        copy->class_name = pattern->class_name;
+        copy->kind = object::Kind::Template;
+    }
+    return instance;
+}
+
+void remove(object_t *removed) {
+    removed->gone = true;
+    for (auto &o : bus().state().objects)
+        if (is_below(o.get(), removed))
+            o->gone = true;
+}
+
+} // namespace
+
+namespace fake {
+
 object_t *find_object(const std::string &path) {
     for (auto &o : bus().state().objects)
         if (o->path == path && !o->gone)
@@ -32,24 +74,29 @@ object_t *add_object(const std::string &path) {
     return objects.back().get();
 }
 
-} // namespace
-
-namespace fake {
-
 peer_t *Bus::peer(const std::string &name) {
     auto &slot = state_->peers[name];
     if (!slot) {
         slot = std::make_unique<::peer>();
-        slot->name = name;
+        slot->name = slot->process_name = name;
+        slot->process_id = 1000 + static_cast<int32_t>(state_->peers.size());
     }
     return slot.get();
 }
 
+void Bus::process(peer_t *peer, const std::string &name, int32_t id) {
+    peer->process_name = name;
+    peer->process_id = id;
+}
+
 int Bus::close(peer_t *peer) {
     peer->closed = true;
-    if (!peer->handler || peer->event != PEER_EVENT_CLOSED)
-        return 0;
-    return peer->handler(peer, PEER_EVENT_CLOSED, peer->userdata);
+    int answer = 0;
+    if (peer->handler && peer->event == PEER_EVENT_CLOSED)
+        answer = peer->handler(peer, PEER_EVENT_CLOSED, peer->userdata);
+    if (state_->closed_handler)
+        state_->closed_handler(handle(), peer, state_->closed_userdata);
+    return answer;
 }
 
 void Bus::connect_gives(peer_t *peer) {
@@ -57,25 +104,18 @@ void Bus::connect_gives(peer_t *peer) {
     state_->connect_result = peer;
 }
 
-uint64_t Bus::now() const {
-    return state_->now;
+kex_timer_t *next_timer(uint64_t end) {
+    kex_timer_t *next = nullptr;
+    for (auto &timer : bus().state().timers)
+        if (timer->alive && timer->armed && timer->due <= end && (!next || timer->due < next->due))
+            next = timer.get();
+    return next;
 }
 
-void Bus::advance(uint64_t milliseconds) {
-    const uint64_t end = state_->now + milliseconds;
-    for (;;) {
-        kex_timer *next = nullptr;
-        for (auto &timer : state_->timers)
-            if (timer->alive && timer->armed && timer->due <= end && (!next || timer->due < next->due))
-                next = timer.get();
-        if (!next)
-            break;
-        state_->now = next->due;
-        next->armed = false;
-        if (next->handler)
-            next->handler(next);
-    }
-    state_->now = end;
+void fire(kex_timer_t *timer) {
+    timer->armed = false;
+    if (timer->handler)
+        timer->handler(timer);
 }
 
 unsigned Bus::timers_armed() const {
@@ -162,6 +202,7 @@ int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds) {
     if (ok) {
         timer->armed = true;
         timer->due = bus().now() + milliseconds;
+        fake::show_readiness();
     }
     return ok;
 }
@@ -183,7 +224,7 @@ const char *object_name(object_t *object, uint32_t flags) {
 }
 
 object_t *kex_getObject(kex_t *bus, const char *path, uint32_t flags) {
-    object_t *result = bus && path && !fails("kex_getObject") ? find_object(path) : nullptr;
+    object_t *result = bus && path && !fails("kex_getObject") ? fake::find_object(path) : nullptr;
     act(text("kex_getObject(%s, %s, %u) = %s", fake::shown_bus(bus).c_str(), quoted(path).c_str(), flags,
              shown(result).c_str()));
     return result;
@@ -192,7 +233,7 @@ object_t *kex_getObject(kex_t *bus, const char *path, uint32_t flags) {
 object_t *object_getObject(object_t *parent, const char *name, uint32_t flags, void *reserved) {
     object_t *result = nullptr;
     if (parent && name && !fails("object_getObject"))
-        result = find_object(parent->path + "." + name);
+        result = fake::find_object(parent->path + "." + name);
     act(text("object_getObject(%s, %s, %u, %s) = %s", shown(parent).c_str(), quoted(name).c_str(), flags,
              reserved ? "reserved" : "null", shown(result).c_str()));
     return result;
@@ -200,9 +241,9 @@ object_t *object_getObject(object_t *parent, const char *name, uint32_t flags, v
 
 object_t *object_createInstance(object_t *template_object, uint32_t index, const char *name) {
     object_t *result = nullptr;
-    if (template_object && name && *name && !find_object(template_object->path + "." + name) &&
-        !fails("object_createInstance"))
-        result = add_object(template_object->path + "." + name);
+    if (template_object && template_object->kind != object::Kind::Plain && name && *name &&
+        !fake::find_object(template_object->path + "." + name) && !fails("object_createInstance"))
+        result = add_instance(template_object, name);
     act(text("object_createInstance(%s, %u, %s) = %s", shown(template_object).c_str(), index, quoted(name).c_str(),
              shown(result).c_str()));
     return result;
@@ -221,9 +262,8 @@ int object_commit(object_t *object) {
     act(text("object_commit(%s) = %d", shown(object).c_str(), ok));
     if (ok)
         for (auto &o : bus().state().objects)
-            if (o->doomed &&
-                (o.get() == object || o->path.compare(0, object->path.size() + 1, object->path + ".") == 0))
-                o->gone = true;
+            if (o->doomed && (o.get() == object || is_below(o.get(), object)))
+                remove(o.get());
     return ok;
 }
 

@@ -92,9 +92,63 @@ std::unique_ptr<reply> make_reply(const Reply &script) {
     return result;
 }
 
+bool take_answer(const RequestRecord &request, Reply *reply) {
+    std::vector<AnswerRule> &rules = bus().state().answers;
+    const auto fits = [&](const AnswerRule &rule) {
+        return rule.function == request.function &&
+               (rule.parameter.empty() || request.parameter(rule.parameter).str() == rule.value);
+    };
+    // Queued answers in their order, then what is said about an argument, then what is said about the function.
+    const auto rank = [](const AnswerRule &rule) { return rule.once ? 0 : rule.parameter.empty() ? 2 : 1; };
+    auto best = rules.end();
+    for (auto rule = rules.begin(); rule != rules.end(); ++rule)
+        if (fits(*rule) && (best == rules.end() || rank(*rule) < rank(*best)))
+            best = rule;
+    if (best == rules.end())
+        return false;
+    const AnswerRule chosen = *best;
+    if (chosen.once)
+        rules.erase(best);
+    *reply = chosen.reply(request);
+    return true;
+}
+
+static void add_rule(AnswerRule rule) {
+    std::vector<AnswerRule> &rules = bus().state().answers;
+    if (!rule.once)
+        for (AnswerRule &other : rules)
+            if (!other.once && other.function == rule.function && other.parameter == rule.parameter &&
+                other.value == rule.value) {
+                other = std::move(rule);
+                return;
+            }
+    rules.push_back(std::move(rule));
+}
+
+static std::function<Reply(const RequestRecord &)> always(Reply reply) {
+    return [reply = std::move(reply)](const RequestRecord &) { return reply; };
+}
+
+void Bus::answer(const std::string &function, Reply reply) {
+    add_rule({function, "", "", always(std::move(reply)), false});
+}
+
+void Bus::answer_next(const std::string &function, Reply reply) {
+    add_rule({function, "", "", always(std::move(reply)), true});
+}
+
+void Bus::answer_when(const std::string &function, const std::string &parameter, const Value &value, Reply reply) {
+    add_rule({function, parameter, value.str(), always(std::move(reply)), false});
+}
+
+void Bus::answer_by(const std::string &function, std::function<Reply(const RequestRecord &)> reply) {
+    add_rule({function, "", "", std::move(reply), false});
+}
+
 void Bus::complete(request_t *request, Reply script) {
     if (!request || !request->record.alive)
         return;
+    request->completed = true;
     request->answer = make_reply(script);
     if (request->answer && request->record.reply_handler)
         for (reply_item &item : request->answer->items)
@@ -185,7 +239,8 @@ void request_destroy(request_t *r) {
 }
 
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
-    bool ok = bus && peer && !peer->closed && usable(r, "kex_sendRequest") && !fails("kex_sendRequest");
+    bool ok = bus && peer && !peer->closed && !peer->disconnected && usable(r, "kex_sendRequest") &&
+              !fails("kex_sendRequest");
     if (ok)
         for (const auto &parameter : r->record.parameters)
             ok = ok && descriptors_open(parameter.second);
@@ -203,9 +258,10 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
     act("kex_waitForReply(" + fake::shown_bus(bus) + ", " + shown(r) + ", " + (timeout ? "limited" : "no limit") + ")" +
         (ok ? " = 1" : " = 0"));
     if (ok) {
-        const auto &answers = fake::bus().state().answers;
-        const auto found = answers.find(r->record.function);
-        r->answer = fake::make_reply(found == answers.end() ? fake::Reply() : found->second);
+        fake::Reply reply;
+        fake::take_answer(r->record, &reply);
+        r->answer = fake::make_reply(reply);
+        r->completed = true;
     }
     return ok;
 }

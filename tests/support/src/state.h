@@ -4,6 +4,7 @@
 #define VOICE_FAKE_STATE_H
 
 #include <deque>
+#include <unistd.h>
 
 #include "voice_fake/bus.h"
 
@@ -12,7 +13,10 @@ struct connection {};
 
 struct peer {
     std::string name;
+    std::string process_name;
+    int32_t process_id = 0;
     bool closed = false;
+    bool disconnected = false; // from this side: its close event is on its way
     int (*handler)(peer_t *, int, void *) = nullptr;
     int event = 0;
     void *userdata = nullptr;
@@ -27,7 +31,12 @@ struct kex_timer {
 };
 
 struct object {
+    // What it was declared as; what a test puts there by itself serves as anything.
+    enum class Kind { Any, Plain, Template, Instance };
+
     std::string path, name;
+    std::string class_name;
+    Kind kind = Kind::Any;
     bool named = true;
     bool doomed = false; // marked for deletion
     bool gone = false;
@@ -52,6 +61,7 @@ struct reply {
 
 struct request {
     fake::RequestRecord record;
+    bool completed = false;
     std::unique_ptr<reply> answer;
     function_call_t *call = nullptr; // of the request that a running call arrived with
     uint32_t attributes = 0;
@@ -90,6 +100,36 @@ struct Held {
     bool filled = false; // set since it was initialised: owes a clean-up
 };
 
+// A descriptor that a host watches.
+struct Watch {
+    int fd = -1;
+    void *userdata = nullptr;
+    void (*handler)(int fd, void *userdata) = nullptr;
+    bool marked = false; // ready by the test's word
+};
+
+// How requests for a function are answered.
+struct AnswerRule {
+    std::string function;
+    std::string parameter; // empty: whatever the parameters are
+    std::string value;     // of that parameter, as it is shown
+    std::function<Reply(const RequestRecord &)> reply;
+    bool once = false;
+};
+
+// What a host's own loop polls: an epoll instance that holds the watched descriptors and an event descriptor.
+struct PollDescriptor {
+    int epoll = -1, work = -1;
+
+    PollDescriptor() = default;
+    PollDescriptor(const PollDescriptor &) = delete;
+    PollDescriptor &operator=(const PollDescriptor &) = delete;
+    ~PollDescriptor() {
+        close(epoll);
+        close(work);
+    }
+};
+
 struct Bus::State {
     kex_t the_bus;
     connection_t the_connection;
@@ -102,7 +142,7 @@ struct Bus::State {
     std::set<std::string> failing;
     std::string failed;
 
-    std::map<std::string, Reply> answers;
+    std::vector<AnswerRule> answers;
     std::vector<std::unique_ptr<request_t>> requests;
     std::map<std::string, std::unique_ptr<peer_t>> peers;
     std::vector<std::unique_ptr<kex_timer_t>> timers;
@@ -111,6 +151,19 @@ struct Bus::State {
     peer_t *connect_result = nullptr;
     uint64_t now = 0;
     unsigned calls = 0;
+
+    // What kex_host.h adds.
+    std::string process_name;
+    bool created = false, destroyed = false, stopped = false, in_turn = false;
+    std::deque<std::function<void()>> queue;
+    std::multimap<uint64_t, std::function<void()>> scheduled;
+    std::vector<Watch> watches;
+    std::unique_ptr<PollDescriptor> polled;
+    uint64_t (*clock)(void *) = nullptr;
+    void *clock_userdata = nullptr;
+    std::vector<std::vector<std::string>> declared_functions;
+    void (*closed_handler)(kex_t *, peer_t *, void *) = nullptr;
+    void *closed_userdata = nullptr;
 
     std::map<const variant_t *, Held> variants;
     std::set<variant_list *> lists; // handed out by argument_getList
@@ -147,6 +200,15 @@ bool number_of(const Value &value, bool booleans, int64_t *number);
 // Builds a reply's items.
 std::unique_ptr<reply> make_reply(const Reply &script);
 void drop_list(variant_list *list);
+// The scripted answer to a request, used up if it was for once. False: none was scripted.
+bool take_answer(const RequestRecord &request, Reply *reply);
+object_t *find_object(const std::string &path);
+object_t *add_object(const std::string &path);
+// The timer that is due next, until `end`; null: none.
+kex_timer_t *next_timer(uint64_t end);
+void fire(kex_timer_t *timer);
+// Marks the poll descriptor as readable or not, after anything that may have changed it.
+void show_readiness();
 
 } // namespace fake
 

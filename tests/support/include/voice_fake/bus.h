@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A bus that is not there: replaces every function of kex.h and ziltrace.h at link time, for tests of the library and
-// of the hosts that use it. No test framework is needed; gtest.h beside this file adds one.
+// A bus that is not there: replaces every function of kex.h, kex_host.h and ziltrace.h at link time, for tests of the
+// library and of the hosts that use it. No test framework is needed; gtest.h beside this file adds one.
 //
 // What does it do?
 //   Each call of a platform function becomes one line of text in one common log, traces and the test's own notes
@@ -15,6 +15,15 @@
 //
 //   It plays the other side too: it answers requests as scripted, calls bus functions with scripted arguments and keeps
 //   their replies, fires timers by a virtual clock, closes peers and holds a small data model.
+//
+// How does a host's loop run?
+//   Nothing happens by itself. Either the test turns the loop: turn() is one turn, run_for() turns and lets the virtual
+//   clock go on from one thing that is due to the next. Or the host calls kex_run() or kex_dispatch(), and the test says
+//   before what is to happen meanwhile: at(), post(). A turn runs what was posted, replies that were scripted, watches
+//   and timers. A watched descriptor is ready when it can be read, or when watch_ready() says so. kex_run() ends with
+//   kex_stop(); with -1, and as a misuse, when nothing is left that could happen.
+//   There is one bus: kex_create() gives it, and gives it again after kex_destroy(). kex_declareFunctions() keeps what it
+//   is told and looks up no symbols: a test calls functions itself (Call).
 //
 // How does it judge?
 //   check() reports what the code under test left behind (requests, filled variants, lists, descriptors) and every
@@ -121,7 +130,7 @@ struct RequestRecord {
 
 // How much of each kind is alive.
 struct Live {
-    unsigned requests = 0, variants = 0, lists = 0, timers = 0;
+    unsigned requests = 0, variants = 0, lists = 0, timers = 0, watches = 0;
 };
 
 class Bus {
@@ -156,27 +165,48 @@ public:
     const std::string &failed() const;                      // the function that failed so; empty: none did
 
     // ---- requests that leave
-    void answer(const std::string &function, Reply reply); // to every request for a function, until changed
-    request_t *request(unsigned id);                       // r<id>; null when there was none
+    // Answers to a function, until changed; to its next request (in a queue, which goes before); to those with a value of
+    // a parameter (which goes before "every request"); by what was asked. Without any, a reply is empty.
+    void answer(const std::string &function, Reply reply);
+    void answer_next(const std::string &function, Reply reply);
+    void answer_when(const std::string &function, const std::string &parameter, const Value &value, Reply reply);
+    void answer_by(const std::string &function, std::function<Reply(const RequestRecord &)> reply);
+    request_t *request(unsigned id); // r<id>; null when there was none
     const RequestRecord &record(unsigned id);
     unsigned requests_made() const;
-    // Completes a request: the reply is there, its handlers run as the bus runs them.
+    // Completes a request: the reply is there, its handlers run as the bus runs them. A turn does so by itself for
+    // requests with a handler and a scripted answer.
     void complete(request_t *request, Reply reply);
 
     // ---- peers
     peer_t *peer(const std::string &name); // made at first use
-    int close(peer_t *peer);               // the other side is gone; its handler runs and answers, 0 without one
-    void connect_gives(peer_t *peer);      // what kex_client_connect() answers; null: refused
+    // The peer is gone: its handler runs, then that of kex_onPeerClosed(). What its own one answers, 0 without one.
+    int close(peer_t *peer);
+    void process(peer_t *peer, const std::string &name,
+                 int32_t id);         // of a peer; first its own name, and 1001, 1002, ...
+    void connect_gives(peer_t *peer); // what kex_client_connect() answers; null: refused
 
     // ---- timers, by a virtual clock in milliseconds
     uint64_t now() const;
-    void advance(uint64_t milliseconds); // fires what is due, in order
+    void advance(uint64_t milliseconds); // fires what is due, in order; timers only
     unsigned timers_armed() const;
+
+    // ---- the loop
+    int turn();                                            // how much ran; -1 after kex_stop()
+    void run_for(uint64_t milliseconds);                   // turns, and the clock with them
+    void post(std::function<void()> work);                 // for the next turn: a call that arrives, an end
+    void at(uint64_t milliseconds, std::function<void()>); // the same, at a time of the clock
+    void watch_ready(int fd);                              // its handler runs once in the next turn
+    bool is_watched(int fd) const;
+    bool is_stopped() const; // by kex_stop()
+    // What kex_declareFunctions() was told: class, function and arguments.
+    const std::vector<std::vector<std::string>> &declared_functions() const;
 
     // ---- the local data model
     object_t *object(const std::string &path); // made at first use, its parents too
     object_t *nameless_object();               // one whose name the bus cannot tell
     bool exists(const std::string &path) const;
+    std::string class_of(const std::string &path) const; // as it was declared, or as its template was; else ""
 
     // ---- the judge
     Live live() const;
@@ -224,8 +254,7 @@ private:
 };
 
 // The first difference of two logs in words, both values shown; empty when they are equal. An expected line may end
-// with
-// "<any>" where a text is free; something must stand there.
+// with "<any>" where a text is free; something must stand there.
 std::string difference(const std::vector<std::string> &expected, const std::vector<std::string> &got);
 
 } // namespace fake
