@@ -12,6 +12,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+plan the_plan;
+
 namespace {
 
 // Copies a word that must fit and not be empty.

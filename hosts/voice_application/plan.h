@@ -31,6 +31,8 @@ struct plan {
     uint16_t first_port = 30000, last_port = 30199; // of media sockets: two neighbours per side
 };
 
+extern plan the_plan;
+
 /** Reads a file over the defaults. @return null, or what is wrong with it, as "FILE:LINE: ...". */
 const char *plan_load(plan *plan, const char *path);
 /** The line of the file for an endpoint, or null. */

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// What the library calls in voice_application.
+#include "callbacks.h"
+
+#include "endpoints.h"
+#include "events.h"
+#include "parameters.h"
+#include "plan.h"
+#include "plugins.h"
+
+#include <string.h>
+
+namespace {
+
+int32_t app_get_country(char *country, uint32_t size) {
+    if (size < sizeof the_plan.country)
+        return -1;
+    memcpy(country, the_plan.country, sizeof the_plan.country);
+    plugins_look_soon(); // the table has the plugin when this call is over
+    return 0;
+}
+
+} // namespace
+
+libvoice_app_callbacks_t application_callbacks() {
+    libvoice_app_callbacks_t callbacks = {};
+    callbacks.voice_app_get_country = app_get_country;
+    callbacks.voice_app_event = app_event;
+    callbacks.voice_app_register_endpoint = app_register_endpoint;
+    callbacks.voice_app_endpoint_deleted = app_endpoint_deleted;
+    callbacks.voice_app_get_done = app_get_done;
+    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which peer_closed() sees, and with
+    // the slot set the request to a plugin for whom the table has no room would never be given back.
+    return callbacks;
+}

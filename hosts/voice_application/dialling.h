@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file dialling.h
+ * Dial tone, digits, and what a number means.
+ */
+#pragma once
+
+#include "lines.h"
+
+/** A line that was lifted, or that put its call on hold, may dial. */
+void give_dial_tone(line *line);
+/** A digit of a line that dials. */
+void collect_digit(line *line, char digit);

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file line_events.h
+ * What a line's user does, and what befalls the line: the events that plugins report.
+ *
+ * What does it do? Each function is one event of the state machine of a line; what an event means depends on the state.
+ * How does it work? An event without a meaning in a state changes nothing. Exchange lines have events of their own (exchange.h).
+ */
+#pragma once
+
+#include "lines.h"
+
+void line_off_hook(line *line);
+void line_on_hook(line *line);
+void line_digit(line *line, char digit);
+void line_flash(line *line);
+/** A plugin could not do what it was told; the call of that appearance ends. */
+void line_failed(line *line, uint32_t appearance, const char *why);
+/** The line was taken back, or its plugin has gone. */
+void line_gone(line *line, const char *why);

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// Figures of media that has ended.
+#include "statistics.h"
+
+#include "console.h"
+
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+struct statistic {
+    const char *name;
+    uint32_t id;
+};
+
+constexpr statistic kStatistics[] = {
+    {"tx", LIBVOICE_PARAM_zil_call_stats_txpkts},     {"txbytes", LIBVOICE_PARAM_zil_call_stats_txbytes},
+    {"rx", LIBVOICE_PARAM_zil_call_stats_rxpkts},     {"rxbytes", LIBVOICE_PARAM_zil_call_stats_rxbytes},
+    {"lost", LIBVOICE_PARAM_zil_call_stats_lost},     {"discarded", LIBVOICE_PARAM_zil_call_stats_discarded},
+    {"jitter", LIBVOICE_PARAM_zil_call_stats_jitter},
+};
+constexpr size_t kStatisticCount = sizeof kStatistics / sizeof kStatistics[0];
+
+struct statistics_row {
+    uint32_t call;
+    char line[40];
+    int32_t values[kStatisticCount];
+};
+
+constexpr uint32_t kStatisticsKept = 32;
+statistics_row statistics[kStatisticsKept];
+uint32_t statistics_seen;
+
+} // namespace
+
+void take_statistics(const line *line, const voice_event_t *head, const uint8_t *params) {
+    statistics_row *row = &statistics[statistics_seen++ % kStatisticsKept];
+    memset(row, 0, sizeof *row);
+    row->call = head->line < kAppearances ? line->last_call[head->line] : 0;
+    snprintf(row->line, sizeof row->line, "%s", line->label);
+    char text[256] = "";
+    size_t used = 0;
+    for (size_t i = 0; i < kStatisticCount; i++) {
+        params_int(params, head->length, kStatistics[i].id, &row->values[i]);
+        used += static_cast<size_t>(
+            snprintf(text + used, sizeof text - used, " %s=%d", kStatistics[i].name, row->values[i]));
+    }
+    say("stats call=%u line=%s%s", row->call, row->line, text);
+}
+
+void print_statistics() {
+    answer("%6s %-12s %8s %9s %8s %9s %6s %9s %7s", "call", "line", "tx", "txbytes", "rx", "rxbytes", "lost",
+           "discarded", "jitter");
+    uint32_t first = statistics_seen > kStatisticsKept ? statistics_seen - kStatisticsKept : 0;
+    for (uint32_t i = first; i < statistics_seen; i++) {
+        const statistics_row *row = &statistics[i % kStatisticsKept];
+        answer("%6u %-12s %8d %9d %8d %9d %6d %9d %7d", row->call, row->line, row->values[0], row->values[1],
+               row->values[2], row->values[3], row->values[4], row->values[5], row->values[6]);
+    }
+}
