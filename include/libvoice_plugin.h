@@ -496,8 +496,7 @@ typedef struct libvoice_app_callbacks {
 
 /** DSP plugin side. Unset slots fail the call. The channel name is that of the called DSP_CHANNEL object. */
 typedef struct libvoice_dsp_callbacks {
-    /** Play or do what a signal says. The bytes are as received, unchecked: neither their count nor the length and
-     * pointer words are to be trusted. */
+    /** Play or do what a signal says. Its parameters follow the head; its pointer word is as received. */
     int32_t (*dsp_plugin_signal)(const char *channel, libvoice_signal_t *message);
     /** Set up a channel's media. The descriptors are the callback's from here on. */
     int32_t (*dsp_plugin_create)(const char *channel, uint32_t line, void *cnx_info, int32_t **descriptors,

@@ -98,10 +98,10 @@ inline int end_with(bool done, function_call_t *call, variant_t *return_value, W
     return status_of(done);
 }
 
-// A record that has arrived, with its pointer slot set to its own parameter bytes when it has any. Null, and one line,
-// when it is shorter than its head or announces more than what arrived. Bytes after the announced ones are accepted.
+// A record that has arrived. Null, and one trace message, when it is shorter than its head or announces more than what
+// arrived. Bytes after the announced ones are accepted.
 template <typename Head>
-Head *record_of(const Bytes &bytes, Where here) {
+Head *measured_record(const Bytes &bytes, Where here) {
     Head head = {};
     if (bytes.length() >= sizeof(Head))
         memcpy(&head, bytes.data(), sizeof(Head));
@@ -110,11 +110,16 @@ Head *record_of(const Bytes &bytes, Where here) {
                        static_cast<unsigned long>(bytes.length()), static_cast<unsigned long>(head.length));
         return nullptr;
     }
-    if (head.length != 0) {
-        head.params = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(bytes.data() + sizeof(Head)));
-        memcpy(bytes.data(), &head, sizeof(Head));
-    }
     return static_cast<Head *>(bytes.block()); // what malloc() gave, aligned for any head
+}
+
+// The same with its pointer word set to its own parameter bytes when it has any.
+template <typename Head>
+Head *pointed_record(const Bytes &bytes, Where here) {
+    Head *record = measured_record<Head>(bytes, here);
+    if (record && record->length != 0)
+        record->params = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(bytes.data() + sizeof(Head)));
+    return record;
 }
 
 } // namespace voice

@@ -85,10 +85,12 @@ bool play_signal(Call &c) {
         TRACE_ERROR_AS(c.function, "Call back dsp_plugin_signal is not set");
         return false;
     }
+    auto *message = voice::measured_record<libvoice_signal_t>(signal, voice::Where::caller(c.function));
+    if (!message)
+        return false;
     const char *channel = channel_name(c);
-    void *bytes = signal.block();
-    if (slot(channel, static_cast<libvoice_signal_t *>(bytes)) != 0) {
-        TRACE_ERROR_AS(c.function, "Error running dsp_plugin_signal(%s, %p)", channel, bytes);
+    if (slot(channel, message) != 0) {
+        TRACE_ERROR_AS(c.function, "Error running dsp_plugin_signal(%s, %p)", channel, static_cast<void *>(message));
         return false;
     }
     return true;
@@ -222,7 +224,8 @@ int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, va
 }
 
 // "signal" bytes -> boolean. 196640 "cnx_info".
-// The bytes are passed through; their pointer word is not rewritten.
+// The callback is given no length, so the record is measured for it; unlike other records' its pointer word stays as it
+// came.
 int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);

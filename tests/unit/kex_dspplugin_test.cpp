@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The bus functions of DSP objects and channels.
-#include "voice_test.h"
+#include "handler_test.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -264,8 +264,10 @@ protected:
 };
 
 TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
+    const std::string item_of_four = item(1, "abcd");
     for (const std::string &bytes :
-         {signal_bytes(5, item(1, "abcd"), 0x12345678), std::string("short"), std::string()}) {
+         {signal_bytes(5, item_of_four, 0x12345678), signal_bytes(5, "", 0x12345678),
+          signal_bytes(5, item_of_four, 0x12345678) + "trailing", signal_bytes(5, "", 0x12345678) + "t"}) {
         again();
         host.take = bytes.size();
         Call call;
@@ -277,12 +279,45 @@ TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
     }
 }
 
-TEST_F(ChannelSignal, AMissingSignalIsReportedAsConnectionInformation) {
+TEST_F(ChannelSignal, BrokenRecordsNeverReachTheCallback) {
+    for (const BrokenRecord &broken : kBrokenRecords) {
+        const Value bytes = broken.make(28);
+        if (!bytes.present)
+            continue; // counts as missing
+        again();
+        SCOPED_TRACE(broken.name);
+        Call call;
+        EXPECT_EQ(call.attributes(0).on(channel()).with("signal", bytes).run(__DSP_CHANNEL_signal), 2);
+        expect_end({enter(function_), read("ByteArray", "signal", bytes), said("x", function_, "<any>")}, kFalse,
+                   function_);
+        EXPECT_THAT(bus().complaints(), testing::Not(testing::Contains(HasSubstr("dsp_plugin_signal"))))
+            << "the callback did not fail";
+        EXPECT_THAT(call.errors(), IsEmpty());
+        expect_settled(broken.name);
+    }
+}
+
+TEST_F(ChannelSignal, AnUnsetCallbackIsToldBeforeTheRecordIsMeasured) {
+    libvoice_dsp_registered_callbacks.dsp_plugin_signal = nullptr;
     Call call;
-    EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_signal), 2);
-    expect_end({enter(function_), missing("ByteArray", "signal"), said("x", function_, "Missing argument cnx_info"),
-                entry("cnx_info")},
-               kFalse, function_);
+    EXPECT_EQ(call.on(channel()).with("signal", Value::bytes("short")).run(__DSP_CHANNEL_signal), 2);
+    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function_, "Call back dsp_plugin_signal is not set")));
+}
+
+TEST_F(ChannelSignal, AMissingSignalIsReportedAsConnectionInformation) {
+    for (const bool empty : {false, true}) {
+        again();
+        Call call;
+        if (empty)
+            call.with("signal", Value::without_value(VARIANT_BYTES));
+        EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_signal), 2);
+        expect_end(
+            {enter(function_),
+             empty ? read("ByteArray", "signal", Value::without_value(VARIANT_BYTES)) : missing("ByteArray", "signal"),
+             said("x", function_, "Missing argument cnx_info"), entry("cnx_info")},
+            kFalse, function_);
+        expect_settled(empty ? "without a value" : "missing");
+    }
 }
 
 TEST_F(ChannelSignal, AnUnsetSlot) {
@@ -587,7 +622,7 @@ TEST_F(NamelessChannel, IsCalledByAnEmptyName) {
             again();
             SCOPED_TRACE(row.called);
             Call call;
-            call.on(object ? bus().nameless_object() : nullptr).with("signal", Value::bytes("signal"));
+            call.on(object ? bus().nameless_object() : nullptr).with("signal", Value::bytes(signal_bytes(5, "")));
             call.with("cnx_info", Value::bytes("info")).with("filedesc", Value::fds({-1}));
             call.with("endpoint_path", Value::chars("path")).with("ep_line_id", Value::u32(9));
             EXPECT_EQ(call.run(row.run), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The bus functions of plugins and of the voice application: arguments in reading order, the slot they reach, the
 // reply, the order of return value, destruction and exit marker, and who owns what arrived.
-#include "voice_test.h"
+#include "handler_test.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -401,27 +401,6 @@ TEST_F(EndPointSignal, AnyOtherAnswerThanZeroIsAFailure) {
         EXPECT_EQ(remove.run(__remove_stream), 2) << result;
     }
 }
-
-// Records that are shorter than their head, or announce more than arrived.
-struct BrokenRecord : Named {
-    Value (*make)(size_t head);
-};
-
-const BrokenRecord kBrokenRecords[] = {
-    {"WithoutAValue", [](size_t) { return Value::without_value(VARIANT_BYTES); }},
-    {"Empty", [](size_t) { return Value::bytes(""); }},
-    {"OneByte", [](size_t) { return Value::bytes(std::string(1, '\0')); }},
-    {"OneByteShortOfItsHead", [](size_t head) { return Value::bytes(std::string(head - 1, '\0')); }},
-    {"OneByteTooLong", [](size_t head) { return Value::bytes(std::string(head - 4, '\0') + word(1)); }},
-    {"OneByteCutOff",
-     [](size_t head) { return Value::bytes(std::string(head - 4, '\0') + word(12) + std::string(11, 'x')); }},
-    {"LargestLength",
-     [](size_t head) { return Value::bytes(std::string(head - 4, '\0') + word(0xFFFFFFFFu) + "1234"); }},
-    {"LengthThatWrapsWithTheHead",
-     [](size_t head) {
-         return Value::bytes(std::string(head - 4, '\0') + word(static_cast<uint32_t>(0u - head)) + "1234");
-     }},
-};
 
 TEST_F(EndPointSignal, BrokenRecordsNeverReachTheSlot) {
     for (const BrokenRecord &broken : kBrokenRecords) {
