@@ -23,9 +23,6 @@ std::string not_made(const char *path, const char *function, unsigned flags) {
 std::string added(const char *name, const Value &value) {
     return text("request_addParameter(r1, \"%s\", ", name) + value.str() + ")";
 }
-std::string said(const char *tag, const char *function, const std::string &message) {
-    return text("%s %s@kex_api_calls: ", tag, function) + message;
-}
 std::string sent(const char *peer, int answer = 1) {
     return text("kex_sendRequest(bus, %s, r1) = %d", peer, answer);
 }
@@ -52,7 +49,7 @@ class Requests : public VoiceTest {
 protected:
     Requests() { prepare(); }
 
-    void prepare() {
+    void prepare() override {
         plugin_ = have_plugin(1, "FXS", bus().peer("fxs"));
         have_endpoint(3, "FXS1", 5, plugin_);
         strcpy(_PLUGIN_NAME, "FXS");
@@ -61,16 +58,6 @@ protected:
         bus().name_function(reinterpret_cast<const void *>(on_init_reply), "voice_app_init_reply");
         bus().name_function(reinterpret_cast<const void *>(on_exit_reply), "voice_app_exit_reply");
         bus().clear_log();
-    }
-
-    void again() {
-        fresh();
-        prepare();
-    }
-
-    void expect_settled(const std::string &what) {
-        for (const std::string &wrong : settle())
-            ADD_FAILURE() << what << ": " << wrong;
     }
 
     // Without markers and without the plugin table's own lines.

@@ -8,30 +8,22 @@ namespace {
 const char *const kAdd = "libvoice_kex_datamodel_add_endpoint";
 const char *const kDelete = "libvoice_kex_datamodel_delete_endpoint";
 
-std::string said(const char *function, const std::string &message) {
-    return text("x %s@kex_datamodel: ", function) + message;
-}
-
 const std::string kRoot = "kex_getObject(bus, \"FXS.EndPoint\", 1) = <FXS.EndPoint>",
                   kInstance = "kex_getObject(bus, \"FXS.EndPoint.FXS1\", 1) = <FXS.EndPoint.FXS1>";
 
 class DataModel : public VoiceTest {
 protected:
     DataModel() { prepare(); }
-    void prepare() {
+    void prepare() override {
         strcpy(_PLUGIN_NAME, "FXS");
         bus().object("FXS.EndPoint");
         bus().clear_log();
-    }
-    void again() {
-        fresh();
-        prepare();
     }
 };
 
 class AddEndpoint : public DataModel {
 protected:
-    const std::string enter_ = text("> %s@kex_datamodel", kAdd), leave_ = text("< %s@kex_datamodel", kAdd);
+    const std::string enter_ = enter(kAdd), leave_ = leave(kAdd);
     const std::string looked_ = "object_getObject(<FXS.EndPoint>, \"FXS1\", 1, null) = null",
                       made_ = "object_createInstance(<FXS.EndPoint>, 0, \"FXS1\") = <FXS.EndPoint.FXS1>";
 };
@@ -47,7 +39,7 @@ TEST_F(AddEndpoint, AnExistingInstanceIsLeftAlone) {
     bus().object("FXS.EndPoint.FXS1");
     EXPECT_EQ(libvoice_kex_datamodel_add_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kAdd, enter_, kRoot, "object_getObject(<FXS.EndPoint>, \"FXS1\", 1, null) = <FXS.EndPoint.FXS1>",
-                  said(kAdd, "Endpoint with name 'FXS1' already exists in datamodel."), leave_);
+                  said("x", kAdd, "Endpoint with name 'FXS1' already exists in datamodel."), leave_);
     EXPECT_TRUE(bus().exists("FXS.EndPoint.FXS1"));
 }
 
@@ -55,14 +47,14 @@ TEST_F(AddEndpoint, AnInstanceThatCannotBeMade) {
     bus().fail("object_createInstance");
     EXPECT_EQ(libvoice_kex_datamodel_add_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kAdd, enter_, kRoot, looked_, "object_createInstance(<FXS.EndPoint>, 0, \"FXS1\") = null",
-                  said(kAdd, "Failed to create instance of 'Endpoint'."), leave_);
+                  said("x", kAdd, "Failed to create instance of 'Endpoint'."), leave_);
 }
 
 TEST_F(AddEndpoint, ACommitThatFails) {
     bus().fail("object_commit");
     EXPECT_EQ(libvoice_kex_datamodel_add_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kAdd, enter_, kRoot, looked_, made_, "object_commit(<FXS.EndPoint>) = 0",
-                  said(kAdd, "Failed to commit object."), leave_);
+                  said("x", kAdd, "Failed to commit object."), leave_);
 }
 
 TEST_F(AddEndpoint, AMissingRootShowsAtTheInstance) {
@@ -70,7 +62,7 @@ TEST_F(AddEndpoint, AMissingRootShowsAtTheInstance) {
     EXPECT_EQ(libvoice_kex_datamodel_add_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kAdd, enter_, "kex_getObject(bus, \"DECT.EndPoint\", 1) = null",
                   "object_getObject(null, \"FXS1\", 1, null) = null", "object_createInstance(null, 0, \"FXS1\") = null",
-                  said(kAdd, "Failed to create instance of 'Endpoint'."), leave_);
+                  said("x", kAdd, "Failed to create instance of 'Endpoint'."), leave_);
 }
 
 TEST_F(AddEndpoint, APathThatWouldOverflowIsCut) {
@@ -86,7 +78,7 @@ protected:
         bus().object("FXS.EndPoint.FXS1");
         bus().object("FXS.EndPoint.FXS2");
     }
-    const std::string enter_ = text("> %s@kex_datamodel", kDelete), leave_ = text("< %s@kex_datamodel", kDelete);
+    const std::string enter_ = enter(kDelete), leave_ = leave(kDelete);
 };
 
 TEST_F(DeleteEndpoint, TheInstanceIsDeletedAndCommitted) {
@@ -101,34 +93,34 @@ TEST_F(DeleteEndpoint, WithoutARootEveryDeleteFails) {
     strcpy(_PLUGIN_NAME, "DECT");
     EXPECT_EQ(libvoice_kex_datamodel_delete_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kDelete, enter_, "kex_getObject(bus, \"DECT.EndPoint\", 1) = null",
-                  said(kDelete, "No Root object [DECT.EndPoint] found : ignoring delete request"), leave_);
+                  said("x", kDelete, "No Root object [DECT.EndPoint] found : ignoring delete request"), leave_);
 }
 
 TEST_F(DeleteEndpoint, AMissingInstanceIsNamedInFull) {
     EXPECT_EQ(libvoice_kex_datamodel_delete_endpoint("FXS9"), 0);
     EXPECT_LOG_OF(kDelete, enter_, kRoot, "kex_getObject(bus, \"FXS.EndPoint.FXS9\", 1) = null",
-                  said(kDelete, "No instance [FXS.EndPoint.FXS9] found : ignoring delete request"), leave_);
+                  said("x", kDelete, "No instance [FXS.EndPoint.FXS9] found : ignoring delete request"), leave_);
 }
 
 TEST_F(DeleteEndpoint, ANullNameIsAnEmptyName) {
     EXPECT_EQ(libvoice_kex_datamodel_delete_endpoint(nullptr), 0);
     EXPECT_THAT(bus().complaints(),
-                ElementsAre(said(kDelete, "No instance [FXS.EndPoint.] found : ignoring delete request")));
+                ElementsAre(said("x", kDelete, "No instance [FXS.EndPoint.] found : ignoring delete request")));
 }
 
 TEST_F(DeleteEndpoint, ADeleteThatFailsSaysHandset) {
     bus().fail("object_delete");
     EXPECT_EQ(libvoice_kex_datamodel_delete_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kDelete, enter_, kRoot, kInstance, "object_delete(<FXS.EndPoint.FXS1>) = 0",
-                  said(kDelete, "Failed to destroy Handset with name : FXS1"), leave_);
+                  said("x", kDelete, "Failed to destroy Handset with name : FXS1"), leave_);
 }
 
 TEST_F(DeleteEndpoint, ACommitThatFailsNamesTheRoot) {
     bus().fail("object_commit");
     EXPECT_EQ(libvoice_kex_datamodel_delete_endpoint("FXS1"), 0);
     EXPECT_LOG_OF(kDelete, enter_, kRoot, kInstance, "object_delete(<FXS.EndPoint.FXS1>) = 1",
-                  "object_commit(<FXS.EndPoint>) = 0", said(kDelete, "Failed to commit object path : FXS.EndPoint"),
-                  leave_);
+                  "object_commit(<FXS.EndPoint>) = 0",
+                  said("x", kDelete, "Failed to commit object path : FXS.EndPoint"), leave_);
 }
 
 TEST_F(DeleteEndpoint, APathThatWouldOverflowIsCut) {

@@ -2,11 +2,6 @@
 // The bus functions of DSP objects and channels.
 #include "handler_test.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace voice_test {
 namespace {
 
@@ -42,71 +37,18 @@ int32_t on_destroy(const char *channel, uint32_t line) {
     return host.result;
 }
 
-// Whether arguments are read with the request's attributes is free; without any the log is the same.
-std::string read(const char *getter, const char *name, const Value &value) {
-    return text("argument_get%s(\"%s\", 0x0000) = ", getter, name) + value.str();
-}
-std::string missing(const char *getter, const char *name) {
-    return text("argument_get%s(\"%s\", 0x0000) = missing", getter, name);
-}
-std::string entry(const char *info) {
-    return text("reply_addError(call1, 196640, \"Missing mandatory argument\", \"%s\")", info);
-}
-std::string said(const char *tag, const std::string &function, const std::string &message) {
-    return text("%s %s@kex_dspplugin: ", tag, function.c_str()) + message;
-}
-std::string enter(const std::string &function) {
-    return "> " + function + "@kex_dspplugin";
-}
-std::string leave(const std::string &function) {
-    return "< " + function + "@kex_dspplugin";
-}
-const std::string kTrue = "return_value = bool true", kFalse = "return_value = bool false",
-                  kDestroyed = "fcall_destroy(call1)";
-
-class Dsp : public VoiceTest {
+class Dsp : public HandlerTest {
 protected:
     Dsp() { prepare(); }
-    ~Dsp() override {
-        for (const int file : files_)
-            close(file);
-    }
 
-    void prepare() {
+    void prepare() override {
         host = Host();
         libvoice_dsp_registered_callbacks = {on_signal, on_create, on_modify, on_destroy};
         bus().clear_log();
     }
-    void again() {
-        fresh();
-        prepare();
-    }
-    object_t *channel() { return bus().object("dsp.DSPPlugin.DSP.dsp0.DSP_CHANNEL.ch3"); }
 
-    std::vector<int> files(size_t count) {
-        while (files_.size() < count)
-            files_.push_back(memfd_create("voice", MFD_CLOEXEC));
-        return std::vector<int>(files_.begin(), files_.begin() + static_cast<ptrdiff_t>(count));
-    }
-    // Opens files before the descriptors of a run are counted.
-    void have_files(size_t count) {
-        files(count);
-        again();
-    }
-    static bool same_file(int a, int b) {
-        struct stat one {
-        }, two{};
-        return fstat(a, &one) == 0 && fstat(b, &two) == 0 && one.st_ino == two.st_ino && a != b;
-    }
-    static void close_received() {
-        for (const int32_t descriptor : host.descriptors)
-            if (descriptor >= 0)
-                close(descriptor);
-    }
-    void expect_settled(const std::string &what) {
-        for (const std::string &wrong : settle())
-            ADD_FAILURE() << what << ": " << wrong;
-    }
+    object_t *channel() { return bus().object("dsp.DSPPlugin.DSP.dsp0.DSP_CHANNEL.ch3"); }
+    static void close_received() { close_all(host.descriptors); }
 
     // In every comparison only the order of value and destruction is free: both are there, the exit marker is last.
     static void expect_end(const std::vector<std::string> &expected, const std::string &value,
@@ -118,9 +60,6 @@ protected:
         log.resize(log.size() - 3);
         EXPECT_EQ(fake::difference(expected, log), "");
     }
-
-private:
-    std::vector<int> files_;
 };
 
 TEST_F(Dsp, InitKeepsTheCallbacksInSilence) {
@@ -149,7 +88,8 @@ protected:
         return call.on(bus().object(GetParam().parent)).attributes(0).with("name", Value::chars("key7"));
     }
     std::vector<std::string> start() {
-        return {enter(function_), read("Char", "name", Value::chars("key7")), said("i", function_, GetParam().progress),
+        return {enter(function_), plain("Char", "name", Value::chars("key7")),
+                said("i", function_, GetParam().progress),
                 text("object_getObject(<%s>, \"%s\", 1, null) = <%s>", GetParam().parent, GetParam().template_name,
                      template_.c_str())};
     }
@@ -220,7 +160,7 @@ TEST_P(DspMakers, AMissingName) {
             call.with("name", Value::without_value(VARIANT_TEXT));
         EXPECT_EQ(call.run(GetParam().run), 2);
         expect_end({enter(function_),
-                    empty ? read("Char", "name", Value::without_value(VARIANT_TEXT)) : missing("Char", "name"),
+                    empty ? plain("Char", "name", Value::without_value(VARIANT_TEXT)) : absent("Char", "name"),
                     said("x", function_, "Missing 'name' parameter."),
                     "reply_addError(call1, 196638, \"Missing 'name' parameter.\", \"name\")"},
                    kFalse, function_);
@@ -272,7 +212,7 @@ TEST_F(ChannelSignal, TheBytesReachTheCallbackUntouched) {
         host.take = bytes.size();
         Call call;
         EXPECT_EQ(call.attributes(0).on(channel()).with("signal", Value::bytes(bytes)).run(__DSP_CHANNEL_signal), 0);
-        expect_end({enter(function_), read("ByteArray", "signal", Value::bytes(bytes)), "dsp_plugin_signal(ch3)"},
+        expect_end({enter(function_), plain("ByteArray", "signal", Value::bytes(bytes)), "dsp_plugin_signal(ch3)"},
                    kTrue, function_);
         EXPECT_EQ(host.bytes, bytes) << "the pointer word is not rewritten";
         expect_settled(text("%zu bytes", bytes.size()));
@@ -288,7 +228,7 @@ TEST_F(ChannelSignal, BrokenRecordsNeverReachTheCallback) {
         SCOPED_TRACE(broken.name);
         Call call;
         EXPECT_EQ(call.attributes(0).on(channel()).with("signal", bytes).run(__DSP_CHANNEL_signal), 2);
-        expect_end({enter(function_), read("ByteArray", "signal", bytes), said("x", function_, "<any>")}, kFalse,
+        expect_end({enter(function_), plain("ByteArray", "signal", bytes), said("x", function_, "<any>")}, kFalse,
                    function_);
         EXPECT_THAT(bus().complaints(), testing::Not(testing::Contains(HasSubstr("dsp_plugin_signal"))))
             << "the callback did not fail";
@@ -313,7 +253,7 @@ TEST_F(ChannelSignal, AMissingSignalIsReportedAsConnectionInformation) {
         EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_signal), 2);
         expect_end(
             {enter(function_),
-             empty ? read("ByteArray", "signal", Value::without_value(VARIANT_BYTES)) : missing("ByteArray", "signal"),
+             empty ? plain("ByteArray", "signal", Value::without_value(VARIANT_BYTES)) : absent("ByteArray", "signal"),
              said("x", function_, "Missing argument cnx_info"), entry("cnx_info")},
             kFalse, function_);
         expect_settled(empty ? "without a value" : "missing");
@@ -369,10 +309,10 @@ protected:
         return line ? call.with("ep_line_id", Value::u32(9)) : call;
     }
     std::vector<std::string> start(const Value &descriptors) {
-        std::vector<std::string> lines = {enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)),
-                                          read("List", "filedesc", descriptors)};
+        std::vector<std::string> lines = {enter(function_), plain("ByteArray", "cnx_info", Value::bytes(info_)),
+                                          plain("List", "filedesc", descriptors)};
         if (GetParam().create)
-            lines.push_back(read("Char", "endpoint_path", Value::chars("FXS.EndPoint.FXS1")));
+            lines.push_back(plain("Char", "endpoint_path", Value::chars("FXS.EndPoint.FXS1")));
         return lines;
     }
     int run(Call &call) { return call.run(GetParam().run); }
@@ -411,7 +351,7 @@ TEST_P(ChannelMedia, DescriptorsReachTheCallbackAtMostTen) {
         }
         if (GetParam().create)
             expected.push_back(said("i", function_, "\\nObject name = 'ch3' \\n\\n"));
-        expected.push_back(read("UInt32", "ep_line_id", Value::u32(9)));
+        expected.push_back(plain("UInt32", "ep_line_id", Value::u32(9)));
         expected.push_back(GetParam().slot);
         expect_end(expected, kTrue, function_);
         EXPECT_EQ(host.bytes, info_);
@@ -429,8 +369,8 @@ TEST_P(ChannelMedia, MissingConnectionInformation) {
             call.with("cnx_info", Value::without_value(VARIANT_BYTES));
         EXPECT_EQ(run(call), 2);
         expect_end({enter(function_),
-                    empty ? read("ByteArray", "cnx_info", Value::without_value(VARIANT_BYTES))
-                          : missing("ByteArray", "cnx_info"),
+                    empty ? plain("ByteArray", "cnx_info", Value::without_value(VARIANT_BYTES))
+                          : absent("ByteArray", "cnx_info"),
                     said("x", function_, "Missing argument cnx_info"), entry("cnx_info")},
                    kFalse, function_);
         expect_settled(empty ? "without a value" : "missing");
@@ -441,14 +381,14 @@ TEST_P(ChannelMedia, MissingAndEmptyDescriptors) {
     Call missing_call;
     missing_call.attributes(0).on(channel()).with("cnx_info", Value::bytes(info_)).with("ep_line_id", Value::u32(9));
     EXPECT_EQ(run(missing_call), 2);
-    expect_end({enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)), missing("List", "filedesc"),
+    expect_end({enter(function_), plain("ByteArray", "cnx_info", Value::bytes(info_)), absent("List", "filedesc"),
                 said("x", function_, "Missing argument filedesc"), entry("filedesc")},
                kFalse, function_);
     again();
     Call call;
     EXPECT_EQ(run(fill(call, Value::fds({}))), 2);
-    expect_end({enter(function_), read("ByteArray", "cnx_info", Value::bytes(info_)),
-                read("List", "filedesc", Value::fds({})), said("x", function_, "Empty argument filedesc")},
+    expect_end({enter(function_), plain("ByteArray", "cnx_info", Value::bytes(info_)),
+                plain("List", "filedesc", Value::fds({})), said("x", function_, "Empty argument filedesc")},
                kFalse, function_);
     EXPECT_THAT(call.errors(), IsEmpty());
 }
@@ -460,7 +400,7 @@ TEST_P(ChannelMedia, AMissingLineNamesTheDescriptorsWritesAnEmptyLineAndClosesWh
         EXPECT_EQ(run(fill(call, Value::fds(files(count)), false)), 2);
         const std::vector<std::string> log = log_of(function_);
         ASSERT_GE(log.size(), 7u);
-        EXPECT_LINES(std::vector<std::string>(log.end() - 7, log.end() - 3), missing("UInt32", "ep_line_id"),
+        EXPECT_LINES(std::vector<std::string>(log.end() - 7, log.end() - 3), absent("UInt32", "ep_line_id"),
                      said("x", function_, "Missing argument ep_line_id"), entry("filedesc"),
                      said("x[CALL_HOLD]", function_, ""));
         bool cut = false;
@@ -551,10 +491,10 @@ TEST_F(ChannelCreate, AMissingPathClosesTheDescriptors) {
         if (empty)
             call.with("endpoint_path", Value::without_value(VARIANT_TEXT));
         EXPECT_EQ(call.with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_create), 2);
-        expect_end({enter(function), read("ByteArray", "cnx_info", Value::bytes("info")),
-                    read("List", "filedesc", sent),
-                    empty ? read("Char", "endpoint_path", Value::without_value(VARIANT_TEXT))
-                          : missing("Char", "endpoint_path"),
+        expect_end({enter(function), plain("ByteArray", "cnx_info", Value::bytes("info")),
+                    plain("List", "filedesc", sent),
+                    empty ? plain("Char", "endpoint_path", Value::without_value(VARIANT_TEXT))
+                          : absent("Char", "endpoint_path"),
                     said("x", function, "Missing argument endpoint_path"), entry("endpoint_path")},
                    kFalse, function);
         expect_settled(empty ? "without a value" : "missing");
@@ -571,14 +511,14 @@ protected:
 TEST_F(ChannelDestroy, TheLineReachesTheCallback) {
     Call call;
     EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 0);
-    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)"}, kTrue,
+    expect_end({enter(function_), plain("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)"}, kTrue,
                function_);
 }
 
 TEST_F(ChannelDestroy, AMissingLineNamesTheDescriptors) {
     Call call;
     EXPECT_EQ(call.attributes(0).on(channel()).run(__DSP_CHANNEL_destroy), 2);
-    expect_end({enter(function_), missing("UInt32", "ep_line_id"), said("x", function_, "Missing argument line_id"),
+    expect_end({enter(function_), absent("UInt32", "ep_line_id"), said("x", function_, "Missing argument line_id"),
                 entry("filedesc")},
                kFalse, function_);
 }
@@ -587,7 +527,7 @@ TEST_F(ChannelDestroy, AnUnsetSlotReusesTheModifyText) {
     libvoice_dsp_registered_callbacks.dsp_plugin_destroy = nullptr;
     Call call;
     EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
-    expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)),
+    expect_end({enter(function_), plain("UInt32", "ep_line_id", Value::u32(9)),
                 said("x", function_, "Call back dsp_plugin_modify is not set")},
                kFalse, function_);
 }
@@ -598,7 +538,7 @@ TEST_F(ChannelDestroy, AFailingCallback) {
         host.result = result;
         Call call;
         EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);
-        expect_end({enter(function_), read("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)",
+        expect_end({enter(function_), plain("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)",
                     said("x", function_, "quibra_dsp_plugin_destroy FAILED ")},
                    kFalse, function_);
         expect_settled(text("callback answers %d", result));

@@ -3,11 +3,6 @@
 // reply, the order of return value, destruction and exit marker, and who owns what arrived.
 #include "handler_test.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "local_sockets.h"
 
 namespace voice_test {
@@ -148,38 +143,11 @@ void on_endpoint_deleted(libvoice_endpoint_t *entry) {
 }
 void on_init_reply(request_t *, reply_item_t *) {}
 
-// ------------------------------------------------------------------------------------------------- lines of the log
-
-std::string read(const char *getter, const char *name, const Value &value, uint32_t attributes = 0x8001) {
-    return text("argument_get%s(\"%s\", 0x%04x) = ", getter, name, attributes) + value.str();
-}
-std::string missing(const char *getter, const char *name, uint32_t attributes = 0x8001) {
-    return text("argument_get%s(\"%s\", 0x%04x) = missing", getter, name, attributes);
-}
-std::string entry(const char *info) {
-    return text("reply_addError(call1, 196640, \"Missing mandatory argument\", \"%s\")", info);
-}
-std::string said(const char *tag, const char *function, const std::string &message) {
-    return text("%s %s@kex_functions: ", tag, function) + message;
-}
-std::string enter(const char *function) {
-    return text("> %s@kex_functions", function);
-}
-std::string leave(const char *function) {
-    return text("< %s@kex_functions", function);
-}
-const std::string kTrue = "return_value = bool true", kFalse = "return_value = bool false",
-                  kDestroyed = "fcall_destroy(call1)";
-
-class Handlers : public VoiceTest {
+class Handlers : public HandlerTest {
 protected:
     Handlers() { prepare(); }
-    ~Handlers() override {
-        for (const int file : files_)
-            close(file);
-    }
 
-    void prepare() {
+    void prepare() override {
         host = Host();
         have_endpoint(3, "FXS1", 5);
         libvoice_registered_callbacks = {
@@ -190,46 +158,8 @@ protected:
         bus().clear_log();
     }
 
-    void again() {
-        fresh();
-        prepare();
-    }
-
     object_t *endpoint_object() { return bus().object("FXS.EndPoint.FXS1"); }
-
-    // `count` open files, the test's own.
-    std::vector<int> files(size_t count) {
-        while (files_.size() < count)
-            files_.push_back(memfd_create("voice", MFD_CLOEXEC));
-        return std::vector<int>(files_.begin(), files_.begin() + static_cast<ptrdiff_t>(count));
-    }
-
-    // Opens files before the descriptors of a run are counted.
-    void have_files(size_t count) {
-        files(count);
-        again();
-    }
-
-    // Whether two descriptors are the same open file.
-    static bool same_file(int a, int b) {
-        struct stat one {
-        }, two{};
-        return fstat(a, &one) == 0 && fstat(b, &two) == 0 && one.st_ino == two.st_ino && a != b;
-    }
-
-    static void close_received() {
-        for (const int32_t descriptor : host.descriptors)
-            if (descriptor >= 0)
-                close(descriptor);
-    }
-
-    void expect_settled(const std::string &what) {
-        for (const std::string &wrong : settle())
-            ADD_FAILURE() << what << ": " << wrong;
-    }
-
-private:
-    std::vector<int> files_;
+    static void close_received() { close_all(host.descriptors); }
 };
 
 // ------------------------------------------------------------------------------------------------------- lifecycle
@@ -1232,13 +1162,6 @@ TEST_F(WithoutEventSlot, EveryOtherCallReachesItsSlot) {
 
 // --------------------------------------------------------------------------------------------------- voice service
 
-// These functions may read with the request's attributes or without any; with none the log is the same.
-std::string plain(const char *getter, const char *name, const Value &value) {
-    return read(getter, name, value, 0);
-}
-std::string absent(const char *getter, const char *name) {
-    return missing(getter, name, 0);
-}
 std::string sentence(const char *words, const char *info) {
     return text("reply_addError(call1, 196638, \"%s\", \"%s\")", words, info);
 }

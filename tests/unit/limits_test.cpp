@@ -13,7 +13,7 @@ namespace {
 constexpr uint32_t kEpId = 0x01FE0003; // LIBVOICE_PARAM_zil_ep_id
 constexpr uint32_t kName = 0x02FE000A; // LIBVOICE_PARAM_zil_ep_dispname
 
-std::string said(const char *tag, const char *function, const char *message) {
+std::string said_by_requests(const char *tag, const char *function, const char *message) {
     return text("%s %s@kex_api_calls: %s", tag, function, message);
 }
 
@@ -35,7 +35,7 @@ TEST_F(NoMemory, ASetThatCannotBeMadeIsAFullOne) {
     fake::memory_fail();
     EXPECT_EQ(param_set_initialize(kEpId, "1234", 4, &set), LIBVOICE_ERR_PARAM_NO_SPACE);
     EXPECT_EQ(set, nullptr);
-    EXPECT_THAT(bus().complaints(), ElementsAre(said("x[SIGNAL]", "param_set_initialize", kNoSpace)));
+    EXPECT_THAT(bus().complaints(), ElementsAre(said_by_requests("x[SIGNAL]", "param_set_initialize", kNoSpace)));
 }
 
 TEST_F(NoMemory, ParametersThatNeedASetAreNotSent) {
@@ -50,8 +50,9 @@ TEST_F(NoMemory, ParametersThatNeedASetAreNotSent) {
         bus().clear_log();
         fake::memory_fail();
         EXPECT_EQ(row.send(), 0) << row.function;
-        EXPECT_THAT(bus().complaints(), ElementsAre(said("x[SIGNAL]", "param_set_initialize", kNoSpace),
-                                                    said("x[VOIPCFG]", row.function, "param_set_initialize failed")));
+        EXPECT_THAT(bus().complaints(),
+                    ElementsAre(said_by_requests("x[SIGNAL]", "param_set_initialize", kNoSpace),
+                                said_by_requests("x[VOIPCFG]", row.function, "param_set_initialize failed")));
         EXPECT_THAT(bus().acts(), IsEmpty()) << row.function;
     }
 }
@@ -60,7 +61,8 @@ TEST_F(NoMemory, AQuestionWithoutItsContextIsNotSent) {
     // The set is the first block, the context word the second.
     fake::memory_fail(2);
     EXPECT_EQ(libvoice_get_params(5, kName, 77), 0);
-    EXPECT_THAT(bus().complaints(), ElementsAre(said("x[]", "libvoice_get_params", "Failed to send request.")));
+    EXPECT_THAT(bus().complaints(),
+                ElementsAre(said_by_requests("x[]", "libvoice_get_params", "Failed to send request.")));
     EXPECT_THAT(bus().acts(), testing::Not(testing::Contains(testing::StartsWith("kex_sendRequest"))));
     EXPECT_EQ(bus().acts().back(), "request_destroy(r1)");
 }
@@ -77,7 +79,7 @@ TEST_F(Counts, ASetThatSaysMoreThanItHoldsTakesNothing) {
         set->head.length = length;
         EXPECT_EQ(param_set_add(kName, "AT", 3, set), LIBVOICE_ERR_PARAM_NO_SPACE) << length;
         EXPECT_EQ(set->head.length, length);
-        EXPECT_THAT(bus().complaints(), ElementsAre(said("x[SIGNAL]", "param_set_add", kNoSpace)));
+        EXPECT_THAT(bus().complaints(), ElementsAre(said_by_requests("x[SIGNAL]", "param_set_add", kNoSpace)));
     }
     free(set);
 }
@@ -92,7 +94,8 @@ TEST_F(Counts, ARecordWhoseSizeIsNoCountIsNotSent) {
     signal->length = UINT32_MAX - 27;
     bus().clear_log();
     libvoice_send_signal(signal.get());
-    EXPECT_THAT(bus().complaints(), ElementsAre(said("x[SIGNAL]", "libvoice_send_signal", "Failed to send request.")));
+    EXPECT_THAT(bus().complaints(),
+                ElementsAre(said_by_requests("x[SIGNAL]", "libvoice_send_signal", "Failed to send request.")));
     EXPECT_EQ(bus().acts().back(), "request_destroy(r1)");
     EXPECT_FALSE(bus().record(1).sent);
 
@@ -100,7 +103,8 @@ TEST_F(Counts, ARecordWhoseSizeIsNoCountIsNotSent) {
     event->length = UINT32_MAX - 19;
     bus().clear_log();
     EXPECT_EQ(libvoice_send_event(event.get()), 1u);
-    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", "libvoice_send_event", "Error sending kex request")));
+    EXPECT_THAT(bus().complaints(),
+                ElementsAre(said_by_requests("x", "libvoice_send_event", "Error sending kex request")));
     EXPECT_FALSE(bus().record(2).sent);
     bus().leaves_requests(1, "an event that was not sent is left as it is");
 }

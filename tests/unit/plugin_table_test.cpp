@@ -5,10 +5,6 @@
 namespace voice_test {
 namespace {
 
-std::string said(const char *tag, const char *function, const std::string &message) {
-    return text("%s %s@plugin_table: ", tag, function) + message;
-}
-
 class PluginTable : public VoiceTest {
 protected:
     peer_t *peer_ = bus().peer("fxs"), *other_ = bus().peer("dect");

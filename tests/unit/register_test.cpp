@@ -11,10 +11,6 @@ namespace {
 const char *const kService = "VoiceService.VoiceApplication";
 const char *const kDefaultUri = "kex://ipc:[/var/run/voip_ipc_sock]";
 
-std::string said(const char *tag, const char *function, const std::string &message) {
-    return text("%s %s@register: ", tag, function) + message;
-}
-
 int32_t on_init(const char *) {
     return 0;
 }
@@ -34,7 +30,7 @@ protected:
     Register() { prepare(); }
     ~Register() override { forget_environment(); }
 
-    void prepare() {
+    void prepare() override {
         forget_environment();
         strcpy(_PLUGIN_NAME, "FXS");
         strcpy(ep_suffix, "FXS");
@@ -42,19 +38,9 @@ protected:
         bus().clear_log();
     }
 
-    void again() {
-        fresh();
-        prepare();
-    }
-
     static void forget_environment() {
         unsetenv("ZIL_VOIP_IPC_SOCKET_URI");
         unsetenv("ZIL_VOIP_IPC_SOCKET");
-    }
-
-    void expect_settled(const std::string &what) {
-        for (const std::string &wrong : settle())
-            ADD_FAILURE() << what << ": " << wrong;
     }
 };
 

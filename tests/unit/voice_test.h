@@ -76,6 +76,17 @@ inline std::vector<std::string> log_of(const std::string &function) {
     return result;
 }
 
+// Trace messages of the tested file as the log shows them: what a function says, its entry and its exit marker.
+inline std::string said(const char *tag, const std::string &function, const std::string &message) {
+    return std::string(tag) + " " + function + "@" TESTED_FILE ": " + message;
+}
+inline std::string enter(const std::string &function) {
+    return "> " + function + "@" TESTED_FILE;
+}
+inline std::string leave(const std::string &function) {
+    return "< " + function + "@" TESTED_FILE;
+}
+
 #define EXPECT_LOG_OF(function, ...) EXPECT_LINES(voice_test::log_of(function), __VA_ARGS__)
 
 // Fills a table entry as the voice application does when a plugin registers.
@@ -123,6 +134,14 @@ protected:
         fake::memory_start();
     }
 
+    // What each run of a fixture starts from, called by its constructor.
+    virtual void prepare() {}
+
+    void again() {
+        fresh();
+        prepare();
+    }
+
     // Declares memory blocks that stay, as documented.
     void leaves_memory(unsigned blocks) { blocks_left_ += blocks; }
 
@@ -134,6 +153,11 @@ protected:
         if (!memory.empty())
             wrong.push_back(memory);
         return wrong;
+    }
+
+    void expect_settled(const std::string &what) {
+        for (const std::string &wrong : settle())
+            ADD_FAILURE() << what << ": " << wrong;
     }
 
     void TearDown() override {
