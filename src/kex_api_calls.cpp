@@ -59,8 +59,8 @@ uint32_t send_to_plugin(request_t *request, const char *plugin, voice::Where her
 }
 
 void trace_add_failure(uint32_t code, voice::Where here = voice::Where::caller()) {
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, kSignal, here, "libvoice_add_param() failed, rc = 0x%08x (\"%s\")", code,
-                voice::shown(voice_service_strerror(code)));
+    TRACE_ERROR_Z_AT(kSignal, here, "libvoice_add_param() failed, rc = 0x%08x (\"%s\")", code,
+                     voice::shown(voice_service_strerror(code)));
 }
 
 // A set that begins with the endpoint it is about, as every set sent here does. Null after its line.
@@ -68,7 +68,7 @@ libvoice_param_block_t *endpoint_set(int32_t endpoint, voice::Where here = voice
     libvoice_param_block_t *set = nullptr;
     if (param_set_initialize(LIBVOICE_PARAM_zil_ep_id, &endpoint, sizeof endpoint, &set) == LIBVOICE_OK)
         return set;
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, kConfig, here, "param_set_initialize failed");
+    TRACE_ERROR_Z_AT(kConfig, here, "param_set_initialize failed");
     return nullptr;
 }
 

@@ -80,7 +80,7 @@ inline bool send(request_t *request, peer_t *peer) {
 inline bool send_and_forget(request_t *request, peer_t *peer, const char *zone, Where here = Where::caller()) {
     const bool sent = send(request, peer);
     if (!sent)
-        TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, zone, here, "Failed to send request.");
+        TRACE_ERROR_Z_AT(zone, here, "Failed to send request.");
     request_destroy(request);
     return sent;
 }

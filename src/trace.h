@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The trace frame: the only place that knows the layout of the library's lines.
+// The trace frame: the only place that knows the layout of the library's trace messages.
 //
 //   LIBV    - [x]message text - (function@file.cpp:line)
 //
-// The colour slots of the frame are separate empty texts, so that a build can colour lines without touching a format.
-// Hundreds of places write a line, therefore they pass only what differs: the call with its fourteen arguments stands
-// once per argument shape, out of line. Under `if (false)` the compiler still checks each format against its arguments.
+// The colours of the frame are separate empty texts, so that a build can colour messages without touching a format.
+// Hundreds of places trace, therefore they pass only what differs: the call with its fourteen arguments stands once per
+// argument shape, out of line. Under `if (false)` the compiler still checks each format against its arguments.
 #ifndef VOICE_TRACE_H
 #define VOICE_TRACE_H
 
@@ -14,7 +14,7 @@
 #define TRACE_HEAD "%s%-7.7s%s - %s[%s]%s%s"
 #define TRACE_TAIL "%s - %s(%s@%s:%d)%s"
 
-// A file that mostly traces in another zone defines this before its first line.
+// A file that mostly traces in another zone defines this before it includes this header.
 #ifndef TRACE_ZONE
 #define TRACE_ZONE "LIBV"
 #endif
@@ -30,7 +30,8 @@ constexpr const char *file_name(const char *path) {
     return name;
 }
 
-// Where a line is written, for helpers that trace on their caller's behalf: take `Where here = Where::caller()` last.
+// The place that a trace message shows, for helpers that trace on their caller's behalf: take
+// `Where here = Where::caller()` last.
 struct Where {
     const char *function;
     const char *file;
@@ -77,7 +78,7 @@ void trace_leave(Where where);
 
 } // namespace voice
 
-#define TRACE_LINE_(writer, level, zone, where, format, ...)                                                           \
+#define TRACE_FRAMED_(writer, level, zone, where, format, ...)                                                         \
     do {                                                                                                               \
         if (false)                                                                                                     \
             zilTrace(level, TRACE_HEAD format TRACE_TAIL, "", zone, "", "", "", "", "" __VA_OPT__(, ) __VA_ARGS__, "", \
@@ -87,35 +88,38 @@ void trace_leave(Where where);
 
 #define TRACE_HERE_ voice::Where::caller(__func__)
 
-// One macro per level; the message text stands at the call, so that a search for a line seen in the field finds it.
+// One macro per level; the text stands at the call, so that a search for a message seen in the field finds it.
 #define TRACE_ERROR(format, ...) \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_WARNING(format, ...) \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_WARNING, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_WARNING, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_NOTICE(format, ...) \
-    TRACE_LINE_(trace_zoned, ZIL_TRACE_NOTICE, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_zoned, ZIL_TRACE_NOTICE, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_INFO(format, ...) \
-    TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
 
 // The same where the zone differs, or where a helper traces for its caller.
 #define TRACE_ERROR_Z(zone, format, ...) \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, zone, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_ERROR, zone, TRACE_HERE_, format __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_ERROR_Z_AT(zone, where, format, ...) \
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_ERROR, zone, where, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_ERROR_AT(where, format, ...) \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_WARNING_AT(where, format, ...) \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_WARNING, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_WARNING, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
 #define TRACE_INFO_AT(where, format, ...) \
-    TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
+    TRACE_FRAMED_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, where, format __VA_OPT__(, ) __VA_ARGS__)
 
-// The same for the body of an exported function: its lines bear that function's name.
-#define TRACE_ERROR_AS(function, format, ...)                                              \
-    TRACE_LINE_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, voice::Where::caller(function), \
-                format __VA_OPT__(, ) __VA_ARGS__)
-#define TRACE_INFO_AS(function, format, ...)                                             \
-    TRACE_LINE_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, voice::Where::caller(function), \
-                format __VA_OPT__(, ) __VA_ARGS__)
+// The same for the body of an exported function: its trace messages bear that function's name.
+#define TRACE_ERROR_AS(function, format, ...)                                                \
+    TRACE_FRAMED_(trace_urgent, ZIL_TRACE_ERROR, TRACE_ZONE, voice::Where::caller(function), \
+                  format __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_INFO_AS(function, format, ...)                                               \
+    TRACE_FRAMED_(trace_zoned, ZIL_TRACE_INFO, TRACE_ZONE, voice::Where::caller(function), \
+                  format __VA_OPT__(, ) __VA_ARGS__)
 
-// Entry and exit of a public function. Leave markers are written out, one per return path: each shows its own line.
+// Entry and exit of a public function. Exit markers are written out, one per return path: each shows its own source
+// line.
 #define TRACE_ENTER() voice::trace_enter(TRACE_HERE_)
 #define TRACE_LEAVE() voice::trace_leave(TRACE_HERE_)
 
