@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Each allocation of whole scenarios fails once: the answer is no, nothing crashes, nothing is left behind.
+#include "base/trace.h"
 #include "kex_tap.h"
 #include "support/bus_test.h"
 #include "support/failing_memory.h"
-#include "trace.h"
 
 #include <cstdlib>
 #include <functional>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The trace service: filters, line format, destinations.
+#include "base/trace.h"
 #include "support/bus_test.h"
-#include "trace.h"
 #include "ziltrace.h"
 
 #include <cerrno>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The packet code by itself: what one side writes the other reads, and mutated packets never do harm.
-#include "reply.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
-#include "value.h"
-#include "wire.h"
+#include "value/reply.h"
+#include "value/variant.h"
+#include "value/wire.h"
 
 #include <cstring>
 #include <random>

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+// Local sockets: addresses, buffers and credentials.
+#include "transport/socket.h"
+
+#include <errno.h>
+#include <initializer_list>
+#include <stddef.h>
+#include <string.h>
+#include <unistd.h>
+
+using namespace bus;
+
+namespace {
+
+constexpr char kScheme[] = "kex://ipc:[";
+constexpr int kBuffer = 256 * 1024;
+constexpr uint32_t kKernelShare = 256; // of a buffer, that the kernel keeps for itself
+constexpr uint32_t kMaxGroups = 64;
+
+uint32_t buffer_size(int fd, int option) {
+    int size = kBuffer;
+    socklen_t length = sizeof size;
+    setsockopt(fd, SOL_SOCKET, option, &size, sizeof size);
+    if (getsockopt(fd, SOL_SOCKET, option, &size, &length) != 0 || size <= 0)
+        return 0;
+    return static_cast<uint32_t>(size);
+}
+
+bool contains(const uint32_t *ids, uint32_t count, uint32_t id) {
+    for (uint32_t i = 0; i < count; i++) {
+        if (ids[i] == id)
+            return true;
+    }
+    return false;
+}
+
+bool is_in_allowed_group(const Environment &environment, int fd, gid_t group) {
+    if (contains(environment.gids, environment.gid_count, group))
+        return true;
+#ifdef SO_PEERGROUPS
+    gid_t groups[kMaxGroups];
+    socklen_t length = sizeof groups;
+    if (environment.gid_count == 0 || getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups, &length) != 0)
+        return false;
+    for (uint32_t i = 0; i < length / sizeof groups[0]; i++) {
+        if (contains(environment.gids, environment.gid_count, groups[i]))
+            return true;
+    }
+#endif
+    return false;
+}
+
+} // namespace
+
+namespace bus {
+
+bool address_from_path(const char *path, size_t length, sockaddr_un *address) {
+    *address = {};
+    address->sun_family = AF_UNIX;
+    if (length == 0 || length >= sizeof address->sun_path || memchr(path, '\0', length) != nullptr) {
+        errno = length >= sizeof address->sun_path ? ENAMETOOLONG : EINVAL;
+        return false;
+    }
+    memcpy(address->sun_path, path, length);
+    return true;
+}
+
+bool address_from_uri(const char *uri, sockaddr_un *address) {
+    size_t length = strlen(uri);
+    constexpr size_t kPrefix = sizeof kScheme - 1;
+    if (length <= kPrefix + 1 || memcmp(uri, kScheme, kPrefix) != 0 || uri[length - 1] != ']') {
+        errno = EINVAL;
+        return false;
+    }
+    return address_from_path(uri + kPrefix, length - kPrefix - 1, address);
+}
+
+int socket_open() {
+    return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+}
+
+int socket_connect(const sockaddr_un *address) {
+    int fd = socket_open();
+    if (fd < 0)
+        return -1;
+    if (connect(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0)
+        return fd;
+    int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+uint32_t socket_packet_limit(int fd) {
+    uint32_t limit = kMaxPacket;
+    for (int option : {SO_SNDBUF, SO_RCVBUF}) {
+        uint32_t size = buffer_size(fd, option);
+        uint32_t usable = size > kKernelShare ? size - kKernelShare : 0;
+        limit = usable < limit ? usable : limit;
+    }
+    return limit;
+}
+
+int32_t socket_process_id(int fd) {
+    ucred credentials = {};
+    socklen_t length = sizeof credentials;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+        return 0;
+    return credentials.pid;
+}
+
+bool socket_may_connect(const Environment &environment, int fd) {
+    ucred credentials = {};
+    socklen_t length = sizeof credentials;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+        return false;
+    return credentials.uid == 0 || credentials.uid == geteuid() ||
+           contains(environment.uids, environment.uid_count, credentials.uid) ||
+           is_in_allowed_group(environment, fd, credentials.gid);
+}
+
+} // namespace bus

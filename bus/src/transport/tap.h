@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// Copies of all traffic for whoever taps this bus.
+#ifndef KEX_TAP_SIDE_H
+#define KEX_TAP_SIDE_H
+
+#include "base/contract.h"
+#include "transport/connection.h"
+
+namespace bus {
+
+enum class TapDirection : uint8_t { sent, received };
+
+// Both cost a comparison while nobody taps.
+void tap_packet(Link *link, TapDirection direction, const uint8_t *packet, uint32_t size);
+void tap_event(Link *link, kex_tap_kind kind, const char *text);
+
+} // namespace bus
+
+#endif

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// What comes back to a request, or is being built for a call that arrived.
+#ifndef KEX_REPLY_H
+#define KEX_REPLY_H
+
+#include "value/variant.h"
+#include "value/wire.h"
+
+struct reply_item {
+    reply_item_t *next;
+    int32_t type;
+    uint32_t code;
+    char *description;
+    char *info;
+    variant_t value;
+};
+
+struct reply {
+    reply_item_t *first;
+    reply_item_t *last;
+    uint32_t errors;
+    bool being_built; // the reply of a running call: it takes error items
+};
+
+namespace bus {
+
+// Releases the items; the reply itself may stand inside something else.
+void reply_clear(reply_t *reply);
+bool reply_append_error(reply_t *reply, uint32_t code, wire::Text description, wire::Text info);
+bool reply_append_error(reply_t *reply, uint32_t code, const char *description, const char *info);
+// An empty return value to be filled; null: no memory.
+variant_t *reply_append_value(reply_t *reply);
+// Error items, then the value unless it is null or none.
+void reply_write(wire::Writer &writer, const reply_t *reply, const variant_t *value);
+
+} // namespace bus
+
+#endif
