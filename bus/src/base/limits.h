@@ -3,6 +3,8 @@
 #ifndef KEX_LIMITS_TABLE_H
 #define KEX_LIMITS_TABLE_H
 
+#include "base/clock.h"
+
 #include <stdint.h>
 
 namespace bus {
@@ -29,8 +31,6 @@ constexpr uint32_t kPacketsPerRead = 8;             // taken by one system call;
 constexpr uint32_t kPacketsPerTurn = 64;            // read from one peer before the calls of others get their turn
 constexpr uint32_t kMaxPacketsPerTurn = 2048; // the same while a new connection waits for those known to be drained
 
-constexpr uint64_t kMillisecond = 1000 * 1000;
-constexpr uint64_t kSecond = 1000 * kMillisecond;
 constexpr uint64_t kHelloLimit = 2 * kSecond;            // a connection that says nothing is closed
 constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visible
 constexpr uint64_t kNextWaitNotice = 10 * kSecond;       // and stays so

@@ -11,7 +11,6 @@
 #include "transport/spare.h"
 
 #include <string.h>
-#include <time.h>
 
 using namespace bus;
 
@@ -44,14 +43,6 @@ void release(kex_t *bus) {
 } // namespace
 
 namespace bus {
-
-uint64_t clock_now(kex_t *bus) {
-    if (bus->clock != nullptr)
-        return bus->clock(bus->clock_userdata);
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
-}
 
 kex_t *current_bus() {
     return dispatching != nullptr ? dispatching : all.first;
@@ -108,7 +99,6 @@ connection_t *kex_connection(kex_t *bus) {
 void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata) {
     if (bus == nullptr)
         return;
-    bus->clock = now;
-    bus->clock_userdata = userdata;
+    bus->clock = {now, userdata};
     loop_wake(bus);
 }

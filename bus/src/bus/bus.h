@@ -3,6 +3,7 @@
 #ifndef KEX_BUS_H
 #define KEX_BUS_H
 
+#include "base/clock.h"
 #include "base/contract.h"
 #include "base/limits.h"
 #include "base/list.h"
@@ -63,8 +64,7 @@ struct kex : bus::Node<kex> {
     bool in_turn;
     bool ending;    // inside kex_destroy: nothing new begins
     uint64_t armed; // what the kernel's timer is set to; 0: nothing
-    uint64_t (*clock)(void *userdata);
-    void *clock_userdata;
+    bus::Clock clock;
 
     bus::List<bus::Task> tasks;
     bus::List<bus::Link> links; // oldest first
@@ -98,8 +98,6 @@ namespace bus {
 
 constexpr uint32_t kOutgoingRoom = kMaxPacket + 4096; // a tap's record around the largest packet
 
-// Monotonic nanoseconds by the bus's clock, which a test may have replaced.
-uint64_t clock_now(kex_t *bus);
 // The bus that timers without a bus argument belong to; null: there is none.
 kex_t *current_bus();
 // The bus whose tasks run now; null: none.

@@ -43,12 +43,12 @@ uint64_t duration(const timeval *timeout) {
     constexpr uint64_t kForever = UINT64_MAX / 4;
     if (seconds > kForever / kSecond)
         return kForever;
-    return seconds * kSecond + static_cast<uint64_t>(timeout->tv_usec) * 1000;
+    return seconds * kSecond + static_cast<uint64_t>(timeout->tv_usec) * kMicrosecond;
 }
 
 int milliseconds_until(kex_t *bus, uint64_t now, uint64_t when) {
     // A replaced clock does not move while we sleep by the real one.
-    if (bus->clock != nullptr)
+    if (bus->clock.now != nullptr)
         return static_cast<int>(kForeignClockPoll / kMillisecond);
     uint64_t left = when > now ? (when - now + kMillisecond - 1) / kMillisecond : 0;
     return left < 60000 ? static_cast<int>(left) : 60000;
@@ -80,7 +80,7 @@ void read_for(Link *link, request_t *r) {
 
 void wait_on(Link *link, request_t *r, const timeval *timeout) {
     kex_t *bus = link->bus;
-    uint64_t begin = clock_now(bus);
+    uint64_t begin = clock_now(bus->clock);
     uint64_t end = timeout != nullptr ? begin + duration(timeout) : UINT64_MAX;
     uint64_t notice = begin + kFirstWaitNotice;
     uint64_t now = begin;
@@ -90,7 +90,7 @@ void wait_on(Link *link, request_t *r, const timeval *timeout) {
         // Also with no time left: what has arrived already counts.
         sleep_until(link, now, notice < end ? notice : end);
         read_for(link, r);
-        now = clock_now(bus);
+        now = clock_now(bus->clock);
         if (!is_under_way(r) || link->closed || bus->stopped != 0 || now >= end)
             return;
         if (link->retry_at != 0 && link->retry_at <= now)

@@ -32,12 +32,6 @@ void set_timer(kex_t *bus, uint64_t when) {
         bus->armed = when;
 }
 
-uint64_t real_now() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
-}
-
 // An event counter does this for a fraction of what a timer costs that is due at once.
 void be_ready(kex_t *bus) {
     const uint64_t one = 1;
@@ -56,8 +50,8 @@ void arm(kex_t *bus) {
     if (links != 0 && (deadline == 0 || links < deadline))
         deadline = links;
     // A replaced clock does not move the kernel's timer.
-    if (deadline != 0 && bus->clock != nullptr)
-        deadline = deadline <= clock_now(bus) ? kAtOnce : real_now() + kForeignClockPoll;
+    if (deadline != 0 && bus->clock.now != nullptr)
+        deadline = deadline <= clock_now(bus->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
     set_timer(bus, deadline);
 }
 

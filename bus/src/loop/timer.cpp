@@ -38,7 +38,7 @@ uint64_t timers_deadline(kex_t *bus) {
 void timers_expire(kex_t *bus) {
     if (bus->timers.first == nullptr)
         return;
-    uint64_t now = clock_now(bus);
+    uint64_t now = clock_now(bus->clock);
     while (bus->timers.first != nullptr && bus->timers.first->deadline <= now) {
         kex_timer_t *timer = bus->timers.first;
         put_to_rest(timer);
@@ -79,7 +79,7 @@ int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds) {
         return 0;
     kex_t *bus = timer->bus;
     put_to_rest(timer);
-    timer->deadline = clock_now(bus) + milliseconds * kMillisecond / bus->environment.time_factor;
+    timer->deadline = clock_now(bus->clock) + milliseconds * kMillisecond / bus->environment.time_factor;
     // Behind those of the same time: equal timers fire in the order they were started.
     kex_timer_t *later = bus->timers.first;
     while (later != nullptr && later->deadline <= timer->deadline)

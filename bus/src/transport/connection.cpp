@@ -85,7 +85,7 @@ Link *link_create(kex_t *bus, int fd, Role role) {
     link->packet_limit = socket_packet_limit(fd);
     link->process_id = socket_process_id(fd);
     link->number = ++bus->last_number;
-    link->hello_deadline = role == Role::server ? clock_now(bus) + kHelloLimit : 0;
+    link->hello_deadline = role == Role::server ? clock_now(bus->clock) + kHelloLimit : 0;
     if (!loop_add(bus, fd, link)) {
         close(fd);
         free(link);

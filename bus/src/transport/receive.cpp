@@ -289,7 +289,7 @@ void links_expire(kex_t *bus) {
     uint64_t soonest = links_deadline(bus);
     if (soonest == 0)
         return;
-    uint64_t now = clock_now(bus);
+    uint64_t now = clock_now(bus->clock);
     if (now < soonest)
         return;
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {

@@ -10,7 +10,6 @@
 #include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 using namespace bus;
@@ -104,12 +103,6 @@ bool goes_over(uint32_t queued, uint32_t more, uint32_t limit) {
     return more > limit || queued > limit - more;
 }
 
-uint64_t monotonic_now() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
-}
-
 } // namespace
 
 namespace bus {
@@ -159,7 +152,7 @@ void link_flush(Link *link) {
             return;
         }
         if (error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS) {
-            link->retry_at = clock_now(link->bus) + kSendRetry;
+            link->retry_at = clock_now(link->bus->clock) + kSendRetry;
             return;
         }
         OutPacket *packet = take_first(link);
@@ -197,7 +190,7 @@ void link_drop_output(Link *link) {
 }
 
 void links_drain_output(kex_t *bus, uint64_t nanoseconds) {
-    uint64_t end = monotonic_now() + nanoseconds;
+    uint64_t end = clock_monotonic() + nanoseconds;
     for (;;) {
         pollfd waiting[kMaxPeers];
         nfds_t count = 0;
@@ -206,7 +199,7 @@ void links_drain_output(kex_t *bus, uint64_t nanoseconds) {
             if (!link->closed && link->out.first != nullptr && count < kMaxPeers)
                 waiting[count++] = {link->fd, POLLOUT, 0};
         }
-        uint64_t now = monotonic_now();
+        uint64_t now = clock_monotonic();
         if (count == 0 || now >= end)
             return;
         poll(waiting, count, static_cast<int>((end - now) / kMillisecond) + 1);

@@ -7,7 +7,6 @@
 // as long as `size` says; events without a packet have none.
 #include "transport/tap.h"
 
-#include <time.h>
 #include <unistd.h>
 
 using namespace bus;
@@ -26,12 +25,6 @@ void put_other_side(wire::Writer &writer, const Link *link) {
     wire::put_text(writer, link->name);
 }
 
-uint64_t wall_clock() {
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
-}
-
 struct Record {
     int32_t kind;
     TapDirection direction;
@@ -45,7 +38,7 @@ bool write_record(Link *tap, const Link *about, const Record &record) {
     // Records around the largest packet are larger than that; the kernel's usual buffers hold them.
     wire::Writer writer = wire::start(tap->bus->outgoing, kOutgoingRoom, wire::kTapRecord, 0, 0);
     wire::put_word(writer, static_cast<uint32_t>(record.kind));
-    wire::put_long(writer, wall_clock());
+    wire::put_long(writer, clock_wall());
     if (record.direction == TapDirection::received) {
         put_other_side(writer, about);
         put_this_side(writer, tap->bus);
