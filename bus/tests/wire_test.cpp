@@ -2,9 +2,7 @@
 // The packet code by itself: what one side writes the other reads, and mutated packets never do harm.
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
-#include "value/reply.h"
-#include "value/variant.h"
-#include "value/wire.h"
+#include "value/message.h"
 
 #include <cstring>
 #include <random>
@@ -19,28 +17,26 @@ class Wire : public DescriptorTest {
 protected:
     std::vector<uint8_t> room = std::vector<uint8_t>(bus::kMaxPacket);
 
-    bus::wire::Writer start(bus::wire::Kind kind, uint32_t serial = 0, uint32_t flags = 0) {
-        return bus::wire::start(room.data(), static_cast<uint32_t>(room.size()), kind, serial, flags);
-    }
+    bus::wire::Writer begin() { return bus::wire::packet_begin(room.data(), static_cast<uint32_t>(room.size())); }
     static std::string bytes_of(const bus::wire::Writer &writer) {
         return {reinterpret_cast<const char *>(writer.data), writer.size};
     }
     static std::string check(const std::string &packet, uint32_t descriptors = 0) {
-        bus::wire::Head head;
-        const char *why = bus::wire::check(packet.data(), static_cast<uint32_t>(packet.size()), descriptors, head);
+        bus::wire::Message message;
+        const char *why =
+            bus::wire::message_validate(packet.data(), static_cast<uint32_t>(packet.size()), descriptors, message);
         return why != nullptr ? why : "";
     }
 };
 
 // Typed by hand from the drawing, in this machine's byte order as it travels.
 TEST_F(Wire, CallIsWrittenAsDrawn) {
-    bus::wire::Writer writer = start(bus::wire::kCall, 0x01020304, 0x8001);
+    bus::wire::Writer writer = begin();
     variant_t value = list({u16(7), none()});
-    bus::wire::put_text(writer, "Ob");
-    bus::wire::put_text(writer, "f");
-    bus::wire::put_byte(writer, 1);
-    bus::wire::put_text(writer, "a");
-    bus::wire::put_value(writer, &value);
+    bus::Parameters parameters = {};
+    ASSERT_TRUE(bus::parameters_add(parameters, "a", &value));
+    bus::wire::call_write(writer, 0x01020304, 0x8001, "Ob", "f", parameters);
+    bus::parameters_clear(parameters);
     variant_cleanup(&value);
     ASSERT_EQ(writer.why, nullptr);
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
@@ -61,10 +57,10 @@ TEST_F(Wire, EveryValueReadsBackAsItWasWritten) {
         boolean(false), boolean(true),  bytes(""),      bytes(std::string("\0x\xFF", 3)),
         none(),         descriptor(-1), list({}),       list({list({list({list({text("deep")})})}), u32(1)})};
     for (variant_t &value : values) {
-        bus::wire::Writer writer = start(bus::wire::kReply);
+        bus::wire::Writer writer = begin();
         bus::wire::put_value(writer, &value);
         ASSERT_EQ(writer.why, nullptr) << show(&value);
-        bus::wire::Reader reader = bus::wire::open(writer.data, writer.size);
+        bus::wire::Reader reader = bus::wire::reader_at(writer.data, writer.size, 0, nullptr);
         variant_t back;
         ASSERT_TRUE(bus::wire::get_value(reader, &back)) << show(&value);
         EXPECT_EQ(show(&back), show(&value));
@@ -79,32 +75,34 @@ TEST_F(Wire, WriterStopsAtItsLimitAndTouchesNothingBehindIt) {
     std::string text(100, 'x');
     for (uint32_t limit = 12; limit < 130; limit++) {
         std::vector<uint8_t> small(limit + 1, 0xA5);
-        bus::wire::Writer writer = bus::wire::start(small.data(), limit, bus::wire::kHello, 0, 0);
-        bus::wire::put_text(writer, text.c_str());
+        bus::wire::Writer writer = bus::wire::packet_begin(small.data(), limit);
+        bus::wire::hello_write(writer, text.c_str());
         EXPECT_EQ(small[limit], 0xA5) << limit;
         EXPECT_EQ(writer.why == nullptr, limit >= 12 + 4 + 100) << limit;
     }
 }
 
 TEST_F(Wire, DescriptorsOfAnAbandonedPacketAreClosed) {
-    bus::wire::Writer writer = start(bus::wire::kCall);
+    bus::wire::Writer writer = begin();
     variant_t value = list(std::vector<variant_t>(65, descriptor(STDIN_FILENO)));
     bus::wire::put_value(writer, &value);
     EXPECT_STREQ(writer.why, "too many descriptors");
     variant_cleanup(&value);
-    bus::wire::discard(writer);
+    bus::wire::packet_discard(writer);
 }
 
 TEST_F(Wire, ReplyReadsBack) {
     reply_t reply = {};
-    bus::reply_append_error(&reply, 196640, "Missing mandatory argument", "filedesc");
-    bus::reply_append_error(&reply, 1, "", "");
+    bus::reply_append_error(&reply, 196640, bus::text_of("Missing mandatory argument"), bus::text_of("filedesc"));
+    bus::reply_append_error(&reply, 1, bus::text_of(""), bus::text_of(""));
     variant_t value = text("v");
-    bus::wire::Writer writer = start(bus::wire::kReply, 5);
-    bus::reply_write(writer, &reply, &value);
+    bus::wire::Writer writer = begin();
+    bus::wire::reply_write(writer, 5, &reply, &value);
     reply_t back = {};
-    bus::wire::Reader reader = bus::wire::open(writer.data, writer.size);
-    ASSERT_TRUE(bus::wire::get_reply(reader, &back));
+    bus::wire::Message message;
+    ASSERT_EQ(bus::wire::message_open(writer.data, writer.size, message), nullptr);
+    EXPECT_EQ(message.serial, 5u);
+    ASSERT_TRUE(bus::wire::reply_read(message, nullptr, &back));
     std::vector<std::string> lines;
     for (reply_item_t *item = reply_firstItem(&back); item != nullptr; item = reply_nextItem(item))
         lines.push_back(reply_item_type(item) == REPLY_ITEM_ERROR
@@ -119,31 +117,26 @@ TEST_F(Wire, ReplyReadsBack) {
 
 // Whatever a packet that passes the check is made of, reading it for real needs nothing that is not there.
 void read_for_real(const std::string &packet, uint32_t fd_count) {
-    bus::wire::Head head;
-    ASSERT_EQ(bus::wire::read_head(packet.data(), static_cast<uint32_t>(packet.size()), head), nullptr);
+    bus::wire::Message message;
+    ASSERT_EQ(bus::wire::message_open(packet.data(), static_cast<uint32_t>(packet.size()), message), nullptr);
     std::vector<int> fds;
     for (uint32_t i = 0; i < fd_count; i++)
         fds.push_back(dup(STDIN_FILENO));
     bus::wire::Descriptors descriptors = {fds.data(), fd_count};
-    uint32_t size = static_cast<uint32_t>(packet.size());
-    bus::wire::Reader reader = bus::wire::open(packet.data(), size);
-    reader.announced = fd_count;
-    if (head.kind == bus::wire::kCall || head.kind == bus::wire::kOneWayCall) {
+    if (message.kind == bus::wire::kCall || message.kind == bus::wire::kOneWayCall) {
         bus::wire::Call call;
-        EXPECT_TRUE(bus::wire::get_call(reader, call));
+        EXPECT_TRUE(bus::wire::call_read(message, call));
         for (uint32_t i = 0; i < call.count; i++) {
-            bus::wire::Reader value = bus::wire::open_at(packet.data(), size, call.arguments[i].at, &descriptors);
             variant_t v;
-            EXPECT_TRUE(bus::wire::get_value(value, &v));
+            EXPECT_TRUE(bus::wire::argument_read(message, call.arguments[i], &descriptors, &v));
             variant_cleanup(&v);
         }
-    } else if (head.kind == bus::wire::kReply) {
+    } else if (message.kind == bus::wire::kReply) {
         reply_t reply = {};
-        reader.descriptors = &descriptors;
-        EXPECT_TRUE(bus::wire::get_reply(reader, &reply));
+        EXPECT_TRUE(bus::wire::reply_read(message, &descriptors, &reply));
         bus::reply_clear(&reply);
     }
-    bus::wire::close_all(descriptors);
+    bus::wire::descriptors_close(descriptors);
 }
 
 std::vector<std::string> seeds() {
@@ -233,8 +226,9 @@ TEST_F(Wire, MutatedPacketsAreReadOrRefusedAndNothingElse) {
         uint32_t descriptors = random() % 4;
         // On the heap and exactly as long as the packet: a look one byte too far is seen.
         std::vector<char> exact(packet.begin(), packet.end());
-        bus::wire::Head head;
-        if (bus::wire::check(exact.data(), static_cast<uint32_t>(exact.size()), descriptors, head) == nullptr) {
+        bus::wire::Message message;
+        if (bus::wire::message_validate(exact.data(), static_cast<uint32_t>(exact.size()), descriptors, message) ==
+            nullptr) {
             accepted++;
             read_for_real(packet, descriptors);
         }

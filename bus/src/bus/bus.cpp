@@ -9,6 +9,7 @@
 #include "transport/connection.h"
 #include "transport/listener.h"
 #include "transport/spare.h"
+#include "value/tap_record.h"
 
 #include <string.h>
 
@@ -62,7 +63,7 @@ kex_t *kex_create(const char *process_name) {
     bus->connection.bus = bus;
     bus->epoll_fd = bus->timer_fd = bus->stop_fd = bus->work_fd = -1;
     bus->incoming = static_cast<uint8_t *>(malloc(size_t{kPacketsPerRead} * kMaxPacket));
-    bus->outgoing = static_cast<uint8_t *>(malloc(kOutgoingRoom));
+    bus->outgoing = static_cast<uint8_t *>(malloc(wire::kMaxTapRecord));
     environment_read(bus->environment);
     bool complete = bus->incoming != nullptr && bus->outgoing != nullptr && objects_open(bus);
     if (!complete || !loop_open(bus) || !spare_fill(bus)) {

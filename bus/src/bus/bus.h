@@ -91,12 +91,10 @@ struct kex : bus::Node<kex> {
     uint32_t table_looks_left; // reads until it is looked at again
 
     uint8_t *incoming; // kPacketsPerRead packets, so that none is read on the stack
-    uint8_t *outgoing; // one packet, so that none is built there
+    uint8_t *outgoing; // one packet or tap record, so that none is built there
 };
 
 namespace bus {
-
-constexpr uint32_t kOutgoingRoom = kMaxPacket + 4096; // a tap's record around the largest packet
 
 // The bus that timers without a bus argument belong to; null: there is none.
 kex_t *current_bus();

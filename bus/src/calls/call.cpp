@@ -20,8 +20,7 @@ struct function_call : Task {
     request_t request; // the caller's side as the function sees it
     bool one_way;
     wire::Descriptors descriptors;
-    uint32_t size;
-    uint8_t *packet;
+    wire::Message message; // a copy, behind this structure
 };
 
 // The arguments stay in the packet until a getter asks for one.
@@ -37,24 +36,19 @@ constexpr uint32_t kShortestArray = 1024;
 constexpr size_t kShownName = 64;
 
 void release(function_call_t *call) {
-    wire::close_all(call->descriptors);
+    wire::descriptors_close(call->descriptors);
     reply_clear(&call->request.reply);
     free(call);
 }
 
-bool equals(wire::Text text, const char *name) {
-    size_t length = strlen(name);
-    return text.length == length && memcmp(text.bytes, name, length) == 0;
-}
-
 bool is_builtin(const wire::Call &call) {
-    return equals(call.path, KEX_BUILTIN_PATH) && equals(call.function, KEX_BUILTIN_LIST);
+    return text_equals(call.path, KEX_BUILTIN_PATH) && text_equals(call.function, KEX_BUILTIN_LIST);
 }
 
-void add_error(function_call_t *call, uint32_t code, const char *description, wire::Text name) {
+void add_error(function_call_t *call, uint32_t code, const char *description, Text name) {
     char shown[kShownName];
     printable(shown, sizeof shown, name.bytes, name.length);
-    reply_append_error(&call->request.reply, code, description, shown);
+    reply_append_error(&call->request.reply, code, text_of(description), text_of(shown));
 }
 
 void send_reply(function_call_t *call, const variant_t *value) {
@@ -62,15 +56,16 @@ void send_reply(function_call_t *call, const variant_t *value) {
     if (link->closed)
         return;
     uint32_t serial = call->request.serial;
-    wire::Writer writer = wire::start(link->bus->outgoing, link->packet_limit, wire::kReply, serial, 0);
-    reply_write(writer, &call->request.reply, value);
+    wire::Writer writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+    wire::reply_write(writer, serial, &call->request.reply, value);
     if (writer.why != nullptr) {
         // Whoever called must not wait for ever because the answer cannot be sent.
         reply_clear(&call->request.reply);
-        reply_append_error(&call->request.reply, KEX_ERROR_TOO_LARGE, "The reply cannot be sent", writer.why);
-        wire::discard(writer);
-        writer = wire::start(link->bus->outgoing, link->packet_limit, wire::kReply, serial, 0);
-        reply_write(writer, &call->request.reply, nullptr);
+        reply_append_error(&call->request.reply, KEX_ERROR_TOO_LARGE, text_of("The reply cannot be sent"),
+                           text_of(writer.why));
+        wire::packet_discard(writer);
+        writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+        wire::reply_write(writer, serial, &call->request.reply, nullptr);
     }
     if (link_queue(link, writer, kReplyAllowance) == nullptr && !link->mute)
         link_refuse(link, "it does not read its replies");
@@ -106,7 +101,7 @@ void call_function(function_call_t *call, argument_list_t *arguments, variant_t 
 
 void forget(function_call_t *call) {
     call->link->in_calls--;
-    call->link->in_bytes -= call->size;
+    call->link->in_bytes -= call->message.size;
     call->link->in_fds -= call->descriptors.count;
 }
 
@@ -115,9 +110,7 @@ void run(Task *task) {
     argument_list_t arguments;
     arguments.call = call;
     arguments.function = nullptr;
-    wire::Reader reader = wire::open(call->packet, call->size);
-    reader.announced = call->descriptors.count;
-    wire::get_call(reader, arguments.parsed); // it was checked when it came
+    wire::call_read(call->message, arguments.parsed); // it was validated when it came
     variant_t value;
     variant_initialize(&value, VARIANT_NONE);
     call->link->running = call;
@@ -149,8 +142,7 @@ const function_call_t *find(const Link *link, uint32_t serial) {
 
 const wire::Argument *find_argument(const argument_list_t *a, const char *name, size_t length) {
     for (uint32_t i = 0; i < a->parsed.count; i++) {
-        wire::Text text = a->parsed.arguments[i].name;
-        if (text.length == length && memcmp(text.bytes, name, length) == 0)
+        if (text_equals(a->parsed.arguments[i].name, name, length))
             return &a->parsed.arguments[i];
     }
     return nullptr;
@@ -178,13 +170,13 @@ Presence read_argument(argument_list_t *a, const char *name, bool (*wanted)(uint
     if (argument == nullptr)
         return Presence::missing;
     function_call_t *call = a->call;
-    wire::Reader reader = wire::open_at(call->packet, call->size, argument->at, &call->descriptors);
-    uint32_t type = wire::next_type(reader);
+    uint32_t type = wire::argument_type(call->message, *argument);
     if (type == VARIANT_NONE)
         return Presence::without_value;
     if (!wanted(type))
         return Presence::missing;
-    return wire::get_value(reader, value) ? Presence::present : Presence::missing;
+    bool read = wire::argument_read(call->message, *argument, &call->descriptors, value);
+    return read ? Presence::present : Presence::missing;
 }
 
 bool is_text(uint32_t type) {
@@ -212,28 +204,28 @@ int get_number(argument_list_t *a, const char *name, Number *number, int (*conve
 
 namespace bus {
 
-bool call_arrived(Link *link, const wire::Head &head, const uint8_t *packet, uint32_t size,
-                  wire::Descriptors &descriptors) {
+bool call_arrived(Link *link, const wire::Message &message, wire::Descriptors &descriptors) {
     size_t fds_size = sizeof(int) * descriptors.count;
-    function_call_t *call = static_cast<function_call_t *>(malloc(sizeof(function_call_t) + fds_size + size));
+    function_call_t *call = static_cast<function_call_t *>(malloc(sizeof(function_call_t) + fds_size + message.size));
     if (call == nullptr)
         return false;
     *call = {};
     call->run = run;
     call->drop = drop;
     call->link = link;
-    call->one_way = head.kind == wire::kOneWayCall;
+    call->one_way = message.kind == wire::kOneWayCall;
     call->request.state = RequestState::arrived;
-    call->request.flags = head.flags;
-    call->request.serial = head.serial;
+    call->request.flags = message.flags;
+    call->request.serial = message.serial;
     call->descriptors = {reinterpret_cast<int *>(call + 1), descriptors.count};
     memcpy(call->descriptors.fds, descriptors.fds, fds_size);
-    call->size = size;
-    call->packet = reinterpret_cast<uint8_t *>(call + 1) + fds_size;
-    memcpy(call->packet, packet, size);
+    uint8_t *copy = reinterpret_cast<uint8_t *>(call + 1) + fds_size;
+    memcpy(copy, message.data, message.size);
+    call->message = message;
+    call->message.data = copy;
     descriptors.count = 0;
     link->in_calls++;
-    link->in_bytes += size;
+    link->in_bytes += message.size;
     link->in_fds += call->descriptors.count;
     loop_push(link->bus, call);
     return true;
@@ -248,9 +240,7 @@ const char *call_title(const Link *link, uint32_t serial, char *buffer, size_t s
     if (call == nullptr)
         return "a call";
     wire::Call parsed;
-    wire::Reader reader = wire::open(call->packet, call->size);
-    reader.announced = call->descriptors.count;
-    wire::get_call(reader, parsed);
+    wire::call_read(call->message, parsed);
     char path[kShownName];
     char function[kShownName];
     printable(path, sizeof path, parsed.path.bytes, parsed.path.length);

@@ -3,20 +3,11 @@
 #include "calls/request.h"
 #include "base/trace.h"
 #include "loop/loop.h"
+#include "value/variant.h"
 
 #include <string.h>
 
 using namespace bus;
-
-namespace bus {
-
-struct Parameter {
-    Parameter *next;
-    char *name;
-    variant_t value;
-};
-
-} // namespace bus
 
 namespace {
 
@@ -28,13 +19,7 @@ bool is_under_way(const request_t *r) {
 }
 
 void release(request_t *r) {
-    while (r->first != nullptr) {
-        Parameter *parameter = r->first;
-        r->first = parameter->next;
-        variant_cleanup(&parameter->value);
-        free(parameter->name);
-        free(parameter);
-    }
+    parameters_clear(r->parameters);
     reply_clear(&r->reply);
     free(r->path);
     free(r->function);
@@ -74,14 +59,8 @@ void complete(request_t *r, RequestState state) {
 }
 
 wire::Writer write_call(Link *link, const request_t *r, uint32_t serial) {
-    wire::Writer writer = wire::start(link->bus->outgoing, link->packet_limit, wire::kCall, serial, r->flags);
-    wire::put_text(writer, r->path);
-    wire::put_text(writer, r->function);
-    wire::put_byte(writer, static_cast<uint8_t>(r->parameters));
-    for (const Parameter *parameter = r->first; parameter != nullptr; parameter = parameter->next) {
-        wire::put_text(writer, parameter->name);
-        wire::put_value(writer, &parameter->value);
-    }
+    wire::Writer writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+    wire::call_write(writer, serial, r->flags, r->path, r->function, r->parameters);
     return writer;
 }
 
@@ -101,21 +80,17 @@ void request_left(request_t *r) {
 
 void request_fail(request_t *r, uint32_t code, const char *description, const char *info) {
     reply_clear(&r->reply);
-    reply_append_error(&r->reply, code, description, info);
+    reply_append_error(&r->reply, code, text_of(description), text_of(info));
     complete(r, RequestState::failed);
 }
 
-bool request_answered(Link *link, const wire::Head &head, const uint8_t *packet, uint32_t size,
-                      wire::Descriptors &descriptors) {
+bool request_answered(Link *link, const wire::Message &message, wire::Descriptors &descriptors) {
     request_t *r = link->pending.first;
-    while (r != nullptr && (r->serial != head.serial || r->state != RequestState::left))
+    while (r != nullptr && (r->serial != message.serial || r->state != RequestState::left))
         r = List<request_t>::after(r);
     if (r == nullptr)
         return true;
-    wire::Reader reader = wire::open(packet, size);
-    reader.announced = descriptors.count;
-    reader.descriptors = &descriptors;
-    if (!wire::get_reply(reader, &r->reply))
+    if (!wire::reply_read(message, &descriptors, &r->reply))
         return false;
     complete(r, RequestState::answered);
     return true;
@@ -146,22 +121,9 @@ request_t *request_create_executeFunction(const char *path, const char *function
 int request_addParameter(request_t *r, const char *name, const variant_t *value) {
     if (r == nullptr || name == nullptr || value == nullptr)
         return 0;
-    if (r->state != RequestState::fresh || r->parameters == kMaxArguments || value_nesting(value) > kMaxNesting)
+    if (r->state != RequestState::fresh || r->parameters.count == kMaxArguments || value_nesting(value) > kMaxNesting)
         return 0;
-    Parameter *parameter = make<Parameter>();
-    if (parameter == nullptr)
-        return 0;
-    parameter->name = strdup(name);
-    if (!value_copy(&parameter->value, value) || parameter->name == nullptr) {
-        variant_cleanup(&parameter->value);
-        free(parameter->name);
-        free(parameter);
-        return 0;
-    }
-    (r->last != nullptr ? r->last->next : r->first) = parameter;
-    r->last = parameter;
-    r->parameters++;
-    return 1;
+    return parameters_add(r->parameters, name, value);
 }
 
 void request_setReplyHandler(request_t *r, void (*handler)(request_t *r, reply_item_t *item)) {
@@ -197,7 +159,7 @@ void request_destroy(request_t *r) {
     if (r == nullptr || r->state == RequestState::arrived)
         return;
     if (r->state == RequestState::queued && !has_handler(r))
-        wire::make_one_way(r->packet->data);
+        wire::call_make_one_way(r->packet->data);
     if (r->packet != nullptr)
         r->packet->request = nullptr;
     if (r->link != nullptr) {

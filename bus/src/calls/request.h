@@ -4,7 +4,7 @@
 #define KEX_REQUEST_H
 
 #include "transport/connection.h"
-#include "value/reply.h"
+#include "value/message.h"
 
 namespace bus {
 
@@ -17,8 +17,6 @@ enum class RequestState : uint8_t {
     arrived, // not ours: the request of a call that runs here
 };
 
-struct Parameter;
-
 } // namespace bus
 
 // Its task runs the handlers once the reply is complete.
@@ -30,9 +28,7 @@ struct request : bus::Task, bus::Node<request> {
     uint32_t serial;
     char *path;
     char *function;
-    bus::Parameter *first;
-    bus::Parameter *last;
-    uint32_t parameters;
+    bus::Parameters parameters;
     kex_t *bus;
     bus::Link *link;        // while queued or left
     bus::OutPacket *packet; // while queued
@@ -49,8 +45,7 @@ void request_left(request_t *r);
 // Completes a request with one error item.
 void request_fail(request_t *r, uint32_t code, const char *description, const char *info);
 // A reply has come; one that nobody expects any more is passed over. False: no memory.
-bool request_answered(Link *link, const wire::Head &head, const uint8_t *packet, uint32_t size,
-                      wire::Descriptors &descriptors);
+bool request_answered(Link *link, const wire::Message &message, wire::Descriptors &descriptors);
 
 } // namespace bus
 

@@ -32,7 +32,8 @@ void announce(Link *link, request_t *r, uint64_t waited) {
     char title[kTitleSize];
     note(ZIL_TRACE_WARNING, "waiting for %s to answer '%s' of '%s' for %u s", link_title(link, title, sizeof title),
          r->function, r->path, static_cast<unsigned>(waited / kSecond));
-    wire::Writer writer = wire::start(link->bus->outgoing, link->packet_limit, wire::kWaiting, r->serial, 0);
+    wire::Writer writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+    wire::waiting_write(writer, r->serial);
     link_queue(link, writer, kReplyAllowance);
 }
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The watching side of a tap (kex_tap.h). The body of a record is drawn in tap.cpp.
+// The watching side of a tap (kex_tap.h).
 #include "base/contract.h"
-#include "bus/bus.h"
+#include "base/list.h"
 #include "transport/socket.h"
-#include "value/reply.h"
-#include "value/wire.h"
+#include "value/tap_record.h"
 
 #include <errno.h>
-#include <poll.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -17,7 +15,7 @@ using namespace bus;
 struct kex_tap {
     int fd;
     bool over; // the last record has been handed out
-    uint8_t packet[kOutgoingRoom];
+    uint8_t packet[wire::kMaxTapRecord];
     char *texts; // zero-terminated copies for the record that is out
     size_t texts_used;
     reply_t reply;
@@ -33,9 +31,9 @@ struct kex_tap {
 namespace {
 
 // Every text of a packet, each with a zero byte behind it, fits in: none has fewer bytes on the wire.
-constexpr size_t kTextRoom = 2 * size_t{kOutgoingRoom};
+constexpr size_t kTextRoom = 2 * size_t{wire::kMaxTapRecord};
 
-const char *keep(kex_tap_t *tap, wire::Text text) {
+const char *text_keep(kex_tap_t *tap, Text text) {
     if (text.length >= kTextRoom - tap->texts_used)
         return "";
     char *copy = tap->texts + tap->texts_used;
@@ -45,7 +43,8 @@ const char *keep(kex_tap_t *tap, wire::Text text) {
     return copy;
 }
 
-void let_go(kex_tap_t *tap) {
+// Releases what the last record holds.
+void record_clear(kex_tap_t *tap) {
     for (uint32_t i = 0; i < tap->value_count; i++)
         variant_cleanup(&tap->values[i]);
     tap->value_count = 0;
@@ -53,35 +52,43 @@ void let_go(kex_tap_t *tap) {
     tap->texts_used = 0;
 }
 
-void read_end(wire::Reader &reader, kex_tap_end_t *end) {
-    end->process_id = static_cast<int32_t>(wire::get_word(reader));
-    end->connection = wire::get_word(reader);
-    wire::Text name = wire::get_text(reader);
-    size_t length = name.length < sizeof end->name ? name.length : sizeof end->name - 1;
-    memcpy(end->name, name.bytes, length);
+void record_begin(kex_tap_t *tap, kex_tap_record_t *record) {
+    *record = {};
+    record->path = record->function = record->text = "";
+    record->argument_names = tap->names;
+    record->arguments = tap->arguments;
+    record->error_codes = tap->error_codes;
+    record->error_descriptions = tap->error_descriptions;
+    record->error_infos = tap->error_infos;
+}
+
+void end_fill(kex_tap_end_t *end, const wire::TapEnd &from) {
+    end->process_id = from.process_id;
+    end->connection = from.connection;
+    size_t length = from.name.length < sizeof end->name ? from.name.length : sizeof end->name - 1;
+    memcpy(end->name, from.name.bytes, length);
     end->name[length] = '\0';
 }
 
-bool read_call(kex_tap_t *tap, wire::Reader reader, kex_tap_record_t *record) {
+bool call_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t *record) {
     wire::Call call;
-    if (!wire::get_call(reader, call))
+    if (!wire::call_read(message, call))
         return false;
-    record->path = keep(tap, call.path);
-    record->function = keep(tap, call.function);
+    record->path = text_keep(tap, call.path);
+    record->function = text_keep(tap, call.function);
     for (uint32_t i = 0; i < call.count; i++) {
-        wire::Reader value = wire::open_at(reader.data, reader.size, call.arguments[i].at, nullptr);
-        if (!wire::get_value(value, &tap->values[i]))
+        if (!wire::argument_read(message, call.arguments[i], nullptr, &tap->values[i]))
             return false;
         tap->value_count = i + 1;
-        tap->names[i] = keep(tap, call.arguments[i].name);
+        tap->names[i] = text_keep(tap, call.arguments[i].name);
         tap->arguments[i] = &tap->values[i];
     }
     record->argument_count = call.count;
     return true;
 }
 
-bool read_reply(kex_tap_t *tap, wire::Reader reader, kex_tap_record_t *record) {
-    if (!wire::get_reply(reader, &tap->reply))
+bool reply_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t *record) {
+    if (!wire::reply_read(message, nullptr, &tap->reply))
         return false;
     for (reply_item_t *item = tap->reply.first; item != nullptr; item = item->next) {
         if (item->type == REPLY_ITEM_RETURN_VALUE) {
@@ -98,52 +105,42 @@ bool read_reply(kex_tap_t *tap, wire::Reader reader, kex_tap_record_t *record) {
     return true;
 }
 
-// The packet that passed, inside the record.
-bool read_inner(kex_tap_t *tap, const uint8_t *packet, uint32_t size, kex_tap_record_t *record) {
-    wire::Head head;
-    if (wire::read_head(packet, size, head) != nullptr)
+// From the message that passed, inside the tap record.
+bool message_fill(kex_tap_t *tap, const wire::TapRecord &from, kex_tap_record_t *record) {
+    wire::Message message;
+    if (wire::message_open(from.packet, from.size, message) != nullptr)
         return false;
-    record->serial = head.serial;
-    record->flags = head.flags;
-    wire::Reader reader = wire::open(packet, size);
-    switch (head.kind) {
+    record->serial = message.serial;
+    record->flags = message.flags;
+    switch (message.kind) {
     case wire::kCall:
     case wire::kOneWayCall:
-        return read_call(tap, reader, record);
+        return call_fill(tap, message, record);
     case wire::kReply:
-        return read_reply(tap, reader, record);
+        return reply_fill(tap, message, record);
     case wire::kRefused:
-        record->text = keep(tap, wire::get_text(reader));
+        record->text = text_keep(tap, wire::refusal_reason(message));
         return true;
     default:
         return true;
     }
 }
 
-bool read_record(kex_tap_t *tap, wire::Reader reader, kex_tap_record_t *record) {
-    record->kind = static_cast<int32_t>(wire::get_word(reader));
-    record->time_ns = wire::get_long(reader);
-    read_end(reader, &record->from);
-    read_end(reader, &record->to);
-    record->lost = wire::get_word(reader);
-    record->text = keep(tap, wire::get_text(reader));
-    record->bytes = wire::get_word(reader);
-    if (reader.why != nullptr || record->bytes != reader.size - reader.at)
+bool record_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t *record) {
+    wire::TapRecord from;
+    if (!wire::tap_record_read(message, from))
         return false;
-    return record->bytes == 0 || read_inner(tap, reader.data + reader.at, record->bytes, record);
+    record->kind = from.kind;
+    record->time_ns = from.time;
+    end_fill(&record->from, from.from);
+    end_fill(&record->to, from.to);
+    record->lost = from.lost;
+    record->text = text_keep(tap, from.text);
+    record->bytes = from.size;
+    return from.size == 0 || message_fill(tap, from, record);
 }
 
-void prepare(kex_tap_t *tap, kex_tap_record_t *record) {
-    *record = {};
-    record->path = record->function = record->text = "";
-    record->argument_names = tap->names;
-    record->arguments = tap->arguments;
-    record->error_codes = tap->error_codes;
-    record->error_descriptions = tap->error_descriptions;
-    record->error_infos = tap->error_infos;
-}
-
-ssize_t receive(kex_tap_t *tap) {
+ssize_t packet_receive(kex_tap_t *tap) {
     for (;;) {
         ssize_t size = recv(tap->fd, tap->packet, sizeof tap->packet, MSG_DONTWAIT);
         // A reset is reported once, in front of what can still be read.
@@ -152,7 +149,7 @@ ssize_t receive(kex_tap_t *tap) {
     }
 }
 
-int connect_to(const char *uri) {
+int tap_connect(const char *uri) {
     sockaddr_un address;
     int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;
     if (fd < 0)
@@ -161,9 +158,9 @@ int connect_to(const char *uri) {
     return fd;
 }
 
-bool say_hello(kex_tap_t *tap) {
-    wire::Writer writer = wire::start(tap->packet, sizeof tap->packet, wire::kTapHello, 0, 0);
-    wire::put_text(writer, "tap");
+bool hello_send(kex_tap_t *tap) {
+    wire::Writer writer = wire::packet_begin(tap->packet, sizeof tap->packet);
+    wire::tap_hello_write(writer, "tap");
     return send(tap->fd, writer.data, writer.size, MSG_NOSIGNAL) == static_cast<ssize_t>(writer.size);
 }
 
@@ -175,13 +172,13 @@ kex_tap_t *kex_tap_open(const char *uri, char *why, size_t size) {
     if (uri == nullptr)
         errno = EINVAL;
     else
-        fd = connect_to(uri);
+        fd = tap_connect(uri);
     if (fd >= 0)
         tap = make<kex_tap_t>();
     if (tap != nullptr) {
         tap->fd = fd;
         tap->texts = static_cast<char *>(malloc(kTextRoom));
-        if (tap->texts != nullptr && say_hello(tap))
+        if (tap->texts != nullptr && hello_send(tap))
             return tap;
     }
     int error = errno;
@@ -203,27 +200,25 @@ int kex_tap_descriptor(const kex_tap_t *tap) {
 int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record) {
     if (tap == nullptr || record == nullptr)
         return -1;
-    let_go(tap);
-    prepare(tap, record);
+    record_clear(tap);
+    record_begin(tap, record);
     while (!tap->over) {
-        ssize_t size = receive(tap);
+        ssize_t size = packet_receive(tap);
         if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return 0;
-        wire::Head head;
-        uint32_t length = size > 0 ? static_cast<uint32_t>(size) : 0;
-        if (length == 0 || wire::read_head(tap->packet, length, head) != nullptr)
+        wire::Message message;
+        if (size <= 0 || wire::message_open(tap->packet, static_cast<uint32_t>(size), message) != nullptr)
             break;
-        wire::Reader reader = wire::open(tap->packet, length);
-        if (head.kind == wire::kTapRecord) {
-            if (read_record(tap, reader, record))
+        if (message.kind == wire::kTapRecord) {
+            if (record_fill(tap, message, record))
                 return 1;
             break;
         }
-        if (head.kind == wire::kRefused) {
+        if (message.kind == wire::kRefused) {
             // The listener turns the tap itself away: the last that is heard of it.
             record->kind = KEX_TAP_REFUSED;
-            record->text = keep(tap, wire::get_text(reader));
-            record->bytes = length;
+            record->text = text_keep(tap, wire::refusal_reason(message));
+            record->bytes = message.size;
             tap->over = true;
             return 1;
         }
@@ -235,7 +230,7 @@ int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record) {
 void kex_tap_close(kex_tap_t *tap) {
     if (tap == nullptr)
         return;
-    let_go(tap);
+    record_clear(tap);
     close(tap->fd);
     free(tap->texts);
     free(tap);

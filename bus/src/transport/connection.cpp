@@ -6,6 +6,7 @@
 #include "loop/loop.h"
 #include "transport/socket.h"
 #include "transport/tap.h"
+#include "value/tap_record.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -37,8 +38,8 @@ void run_closed(Task *task) {
 void drop(Task *) {}
 
 void send_refusal(kex_t *bus, int fd, const char *why) {
-    wire::Writer writer = wire::start(bus->outgoing, kOutgoingRoom, wire::kRefused, 0, 0);
-    wire::put_text(writer, why);
+    wire::Writer writer = wire::packet_begin(bus->outgoing, wire::kMaxTapRecord);
+    wire::refusal_write(writer, why);
     send(fd, writer.data, writer.size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
@@ -93,8 +94,8 @@ Link *link_create(kex_t *bus, int fd, Role role) {
     }
     bus->links.push(link);
     bus->open_links++;
-    wire::Writer writer = wire::start(bus->outgoing, link->packet_limit, wire::kHello, 0, 0);
-    wire::put_text(writer, bus->name);
+    wire::Writer writer = wire::packet_begin(bus->outgoing, link->packet_limit);
+    wire::hello_write(writer, bus->name);
     link_queue(link, writer, 1);
     // At once: whoever connects and then thinks for a while must not look like somebody who says nothing.
     link_flush(link);

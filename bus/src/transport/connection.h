@@ -4,7 +4,7 @@
 #define KEX_LINK_H
 
 #include "bus/bus.h"
-#include "value/wire.h"
+#include "value/message.h"
 
 namespace bus {
 

@@ -120,15 +120,16 @@ bool descriptors_are_held(const kex_t *bus) {
     return false;
 }
 
-const char *greet(Link *link, const wire::Head &head, wire::Text name) {
+const char *greet(Link *link, const wire::Message &message) {
     if (link->greeted)
         return "a second hello came";
-    if (head.kind == wire::kTapHello && link->role != Role::server)
+    if (message.kind == wire::kTapHello && link->role != Role::server)
         return "a tap answered";
+    Text name = wire::hello_name(message);
     printable(link->name, sizeof link->name, name.bytes, name.length);
     link->greeted = true;
     link->hello_deadline = 0;
-    if (head.kind == wire::kTapHello) {
+    if (message.kind == wire::kTapHello) {
         link->role = Role::tap;
         link->bus->taps++;
         return nullptr;
@@ -143,20 +144,19 @@ const char *greet(Link *link, const wire::Head &head, wire::Text name) {
     return nullptr;
 }
 
-void remember_refusal(Link *link, wire::Text text) {
+void remember_refusal(Link *link, Text text) {
     printable(link->why, sizeof link->why, text.bytes, text.length);
     char title[kTitleSize];
     note(ZIL_TRACE_ERROR, "%s refused this process: %s", link_title(link, title, sizeof title), link->why);
 }
 
 // Handles a packet that is well formed. A sentence when it may not come here and now, else null.
-const char *handle(Link *link, const wire::Head &head, Arrival &arrival) {
+const char *handle(Link *link, const wire::Message &message, Arrival &arrival) {
     const uint8_t *packet = arrival.packet;
-    wire::Reader reader = wire::open(packet, arrival.size);
-    if (head.kind == wire::kHello || head.kind == wire::kTapHello)
-        return greet(link, head, wire::get_text(reader));
-    if (head.kind == wire::kRefused) {
-        remember_refusal(link, wire::get_text(reader));
+    if (message.kind == wire::kHello || message.kind == wire::kTapHello)
+        return greet(link, message);
+    if (message.kind == wire::kRefused) {
+        remember_refusal(link, wire::refusal_reason(message));
         tap_packet(link, TapDirection::received, packet, arrival.size);
         return nullptr;
     }
@@ -165,14 +165,14 @@ const char *handle(Link *link, const wire::Head &head, Arrival &arrival) {
     if (link->role == Role::tap)
         return "a tap only looks";
     tap_packet(link, TapDirection::received, packet, arrival.size);
-    switch (head.kind) {
+    switch (message.kind) {
     case wire::kCall:
     case wire::kOneWayCall:
-        return call_arrived(link, head, packet, arrival.size, arrival.descriptors) ? nullptr : "out of memory";
+        return call_arrived(link, message, arrival.descriptors) ? nullptr : "out of memory";
     case wire::kReply:
-        return request_answered(link, head, packet, arrival.size, arrival.descriptors) ? nullptr : "out of memory";
+        return request_answered(link, message, arrival.descriptors) ? nullptr : "out of memory";
     default:
-        wait_announced(link, head.serial);
+        wait_announced(link, message.serial);
         return nullptr;
     }
 }
@@ -182,9 +182,9 @@ const char *judge(Link *link, Arrival &arrival) {
         return "the packet is too large";
     if (arrival.descriptors_lost)
         return "descriptors were lost: this process has no more";
-    wire::Head head;
-    const char *why = wire::check(arrival.packet, arrival.size, arrival.descriptors.count, head);
-    return why != nullptr ? why : handle(link, head, arrival);
+    wire::Message message;
+    const char *why = wire::message_validate(arrival.packet, arrival.size, arrival.descriptors.count, message);
+    return why != nullptr ? why : handle(link, message, arrival);
 }
 
 } // namespace
@@ -222,7 +222,7 @@ bool link_receive(Link *link, uint32_t packets) {
         if (at_end && !link->closed)
             link_close(link, link->why[0] != '\0' ? link->why : "the other side is gone");
         const char *why = link->closed ? nullptr : judge(link, arrival);
-        wire::close_all(arrival.descriptors);
+        wire::descriptors_close(arrival.descriptors);
         if (why != nullptr)
             link_refuse(link, why);
     }

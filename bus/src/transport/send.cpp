@@ -115,7 +115,7 @@ OutPacket *link_queue(Link *link, wire::Writer &writer, uint32_t allowance) {
     OutPacket *packet =
         refused ? nullptr : static_cast<OutPacket *>(malloc(sizeof(OutPacket) + fds_size + writer.size));
     if (packet == nullptr) {
-        wire::discard(writer);
+        wire::packet_discard(writer);
         return nullptr;
     }
     *packet = {};

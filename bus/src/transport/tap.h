@@ -11,8 +11,8 @@ namespace bus {
 enum class TapDirection : uint8_t { sent, received };
 
 // Both cost a comparison while nobody taps.
-void tap_packet(Link *link, TapDirection direction, const uint8_t *packet, uint32_t size);
-void tap_event(Link *link, kex_tap_kind kind, const char *text);
+void tap_packet(const Link *link, TapDirection direction, const uint8_t *packet, uint32_t size);
+void tap_event(const Link *link, kex_tap_kind kind, const char *text);
 
 } // namespace bus
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Replies and their items (kex.h, "Requests and replies").
 #include "value/reply.h"
+#include "base/limits.h"
 #include "base/list.h"
 
 #include <string.h>
@@ -9,7 +10,7 @@ using namespace bus;
 
 namespace {
 
-reply_item_t *append(reply_t *reply, int32_t type) {
+reply_item_t *item_append(reply_t *reply, int32_t type) {
     reply_item_t *item = make<reply_item_t>();
     if (item == nullptr)
         return nullptr;
@@ -20,7 +21,7 @@ reply_item_t *append(reply_t *reply, int32_t type) {
     return item;
 }
 
-char *copy(wire::Text text) {
+char *text_copy(Text text) {
     char *bytes = static_cast<char *>(malloc(size_t{text.length} + 1));
     if (bytes == nullptr)
         return nullptr;
@@ -46,11 +47,11 @@ void reply_clear(reply_t *reply) {
     reply->errors = 0;
 }
 
-bool reply_append_error(reply_t *reply, uint32_t code, wire::Text description, wire::Text info) {
-    char *copy_of_description = copy(description);
-    char *copy_of_info = copy(info);
+bool reply_append_error(reply_t *reply, uint32_t code, Text description, Text info) {
+    char *copy_of_description = text_copy(description);
+    char *copy_of_info = text_copy(info);
     bool complete = copy_of_description != nullptr && copy_of_info != nullptr;
-    reply_item_t *item = complete ? append(reply, REPLY_ITEM_ERROR) : nullptr;
+    reply_item_t *item = complete ? item_append(reply, REPLY_ITEM_ERROR) : nullptr;
     if (item == nullptr) {
         free(copy_of_description);
         free(copy_of_info);
@@ -63,27 +64,9 @@ bool reply_append_error(reply_t *reply, uint32_t code, wire::Text description, w
     return true;
 }
 
-bool reply_append_error(reply_t *reply, uint32_t code, const char *description, const char *info) {
-    return reply_append_error(reply, code, {description, static_cast<uint32_t>(strlen(description))},
-                              {info, static_cast<uint32_t>(strlen(info))});
-}
-
 variant_t *reply_append_value(reply_t *reply) {
-    reply_item_t *item = append(reply, REPLY_ITEM_RETURN_VALUE);
+    reply_item_t *item = item_append(reply, REPLY_ITEM_RETURN_VALUE);
     return item != nullptr ? &item->value : nullptr;
-}
-
-void reply_write(wire::Writer &writer, const reply_t *reply, const variant_t *value) {
-    wire::put_byte(writer, static_cast<uint8_t>(reply->errors));
-    for (const reply_item_t *item = reply->first; item != nullptr; item = item->next) {
-        wire::put_word(writer, item->code);
-        wire::put_text(writer, item->description);
-        wire::put_text(writer, item->info);
-    }
-    bool has_value = value != nullptr && variant_type(value) != VARIANT_NONE;
-    wire::put_byte(writer, has_value);
-    if (has_value)
-        wire::put_value(writer, value);
 }
 
 } // namespace bus
@@ -122,5 +105,5 @@ int reply_addError(reply_t *reply, uint32_t code, const char *description, const
         return 0;
     if (!reply->being_built || reply->errors == kMaxErrors)
         return 0;
-    return reply_append_error(reply, code, description, info);
+    return reply_append_error(reply, code, text_of(description), text_of(info));
 }

@@ -3,8 +3,8 @@
 #ifndef KEX_REPLY_H
 #define KEX_REPLY_H
 
-#include "value/variant.h"
-#include "value/wire.h"
+#include "base/contract.h"
+#include "value/text.h"
 
 struct reply_item {
     reply_item_t *next;
@@ -26,12 +26,9 @@ namespace bus {
 
 // Releases the items; the reply itself may stand inside something else.
 void reply_clear(reply_t *reply);
-bool reply_append_error(reply_t *reply, uint32_t code, wire::Text description, wire::Text info);
-bool reply_append_error(reply_t *reply, uint32_t code, const char *description, const char *info);
+bool reply_append_error(reply_t *reply, uint32_t code, Text description, Text info);
 // An empty return value to be filled; null: no memory.
 variant_t *reply_append_value(reply_t *reply);
-// Error items, then the value unless it is null or none.
-void reply_write(wire::Writer &writer, const reply_t *reply, const variant_t *value);
 
 } // namespace bus
 

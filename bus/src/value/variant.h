@@ -34,10 +34,17 @@ inline const Value *inside(const variant_t *v) {
     return reinterpret_cast<const Value *>(v);
 }
 
+inline bool value_is_integer(uint32_t type) {
+    return type == VARIANT_INT16 || type == VARIANT_INT32 || type == VARIANT_UINT16 || type == VARIANT_UINT32;
+}
+
 // Gives a descriptor that was received to the variant, which closes it unless it is read.
 void value_own_fd(variant_t *v, int fd);
-// Sets text and bytes that need not end with a zero byte.
+// An integer type, boolean or descriptor.
+void value_set_integer(variant_t *v, uint32_t type, int64_t integer);
+// Set text and bytes that need not end with a zero byte. False: no memory; *v is as it was.
 bool value_set_text(variant_t *v, const void *text, uint32_t length);
+bool value_set_bytes(variant_t *v, const void *bytes, uint32_t length);
 // Makes *copy a copy of *v without looking at what *copy held. Descriptors are borrowed. False: no memory; *copy is
 // valid.
 bool value_copy(variant_t *copy, const variant_t *v);
@@ -47,8 +54,6 @@ uint32_t value_nesting(const variant_t *v);
 variant_list_t *list_create();
 // Appends an empty value and hands it out to be filled; null: no memory.
 variant_t *list_append(variant_list_t *list);
-// Ranges of the integer types, so that each conversion is one comparison.
-bool value_integer(const variant_t *v, int64_t lowest, int64_t highest, int64_t *integer);
 
 } // namespace bus
 

@@ -1,39 +1,28 @@
 // SPDX-License-Identifier: MIT
-// Packets: reading and writing them. The bytes are drawn in wire.cpp, which alone knows them.
+// Writing and reading the parts of a message: numbers, texts and values. For the files of this folder; others write and
+// read whole messages (message.h, tap_record.h).
 #ifndef KEX_WIRE_H
 #define KEX_WIRE_H
 
 #include "base/contract.h"
 #include "base/limits.h"
+#include "value/layout.h"
+#include "value/text.h"
+
+#include <string.h>
 
 namespace bus::wire {
 
-enum Kind : uint8_t {
-    kHello = 1,
-    kCall = 2,
-    kOneWayCall = 3,
-    kReply = 4,
-    kRefused = 5,
-    kWaiting = 6,
-    kTapHello = 7,
-    kTapRecord = 8,
-};
-
-struct Head {
-    uint8_t kind;
-    uint32_t serial;
-    uint32_t flags;
-};
-
-// Bytes inside a packet; not zero-terminated, and a zero byte may stand anywhere.
-struct Text {
-    const char *bytes;
-    uint32_t length;
-};
+// The first problem wins. Always false.
+inline bool fail(const char *&why, const char *sentence) {
+    if (why == nullptr)
+        why = sentence;
+    return false;
+}
 
 // ----------------------------------------------------------------------------------------------------- Writing
 
-// A packet under construction. The first problem wins and stays in `why`; everything after it does nothing.
+// A packet under construction. The first problem stays in `why`; everything after it does nothing.
 struct Writer {
     uint8_t *data;
     uint32_t limit;
@@ -44,17 +33,58 @@ struct Writer {
     int fds[kMaxDescriptors]; // duplicates, the writer's until they are taken
 };
 
-Writer start(uint8_t *memory, uint32_t limit, Kind kind, uint32_t serial, uint32_t flags);
-void put_byte(Writer &writer, uint8_t byte);
-void put_word(Writer &writer, uint32_t word);
-void put_long(Writer &writer, uint64_t number);
-void put_text(Writer &writer, const char *text);
-void put_bytes(Writer &writer, const void *bytes, uint32_t length); // without their length
-void put_value(Writer &writer, const variant_t *value);             // duplicates descriptors
-// Closes the descriptors of a packet that does not leave after all.
-void discard(Writer &writer);
-// A call that has been written but not sent becomes one that wants no reply.
-void make_one_way(uint8_t *packet);
+// Without their length.
+inline void put_bytes(Writer &writer, const void *bytes, uint32_t length) {
+    if (writer.why != nullptr)
+        return;
+    if (length > writer.limit - writer.size) {
+        writer.why = "the packet would be too large";
+        return;
+    }
+    if (length > 0)
+        memcpy(writer.data + writer.size, bytes, length);
+    writer.size += length;
+}
+
+template <class Number>
+void put_number(Writer &writer, Number number) {
+    put_bytes(writer, &number, sizeof number);
+}
+
+inline void put_byte(Writer &writer, uint8_t byte) {
+    put_number(writer, byte);
+}
+inline void put_word(Writer &writer, uint32_t word) {
+    put_number(writer, word);
+}
+inline void put_long(Writer &writer, uint64_t number) {
+    put_number(writer, number);
+}
+
+inline void put_text(Writer &writer, Text text) {
+    put_word(writer, text.length);
+    put_bytes(writer, text.bytes, text.length);
+}
+
+inline void put_text(Writer &writer, const char *text) {
+    size_t length = strlen(text);
+    if (length > writer.limit)
+        fail(writer.why, "a text is too long");
+    else
+        put_text(writer, Text{text, static_cast<uint32_t>(length)});
+}
+
+inline void put_head(Writer &writer, Kind kind, uint32_t serial, uint32_t flags) {
+    put_byte(writer, kMagic);
+    put_byte(writer, kVersion);
+    put_byte(writer, kOrder);
+    put_byte(writer, kind);
+    put_word(writer, serial);
+    put_word(writer, flags);
+}
+
+// Duplicates descriptors.
+void put_value(Writer &writer, const variant_t *value);
 
 // ----------------------------------------------------------------------------------------------------- Reading
 
@@ -63,9 +93,8 @@ struct Descriptors {
     int *fds;
     uint32_t count;
 };
-void close_all(Descriptors &descriptors);
 
-// A packet being read. The first problem wins and stays in `why`; everything after it reads as nothing.
+// A message being read. The first problem stays in `why`; everything after it reads as nothing.
 struct Reader {
     const uint8_t *data;
     uint32_t size;
@@ -76,41 +105,57 @@ struct Reader {
     uint64_t used;            // one bit per index
     Descriptors *descriptors; // where values take theirs from; null: their numbers are shown, as to a tap
 };
+static_assert(kMaxDescriptors <= 64, "an index is a bit of Reader::used");
 
-// What stands in front of every packet. A sentence when the other side is none of ours, else null.
-const char *read_head(const void *packet, uint32_t size, Head &head);
-// Behind the head.
-Reader open(const void *packet, uint32_t size);
-uint8_t get_byte(Reader &reader);
-uint32_t get_word(Reader &reader);
-uint64_t get_long(Reader &reader);
-Text get_text(Reader &reader);
-// The type code of the value that comes next, without reading it.
-uint32_t next_type(const Reader &reader);
+inline Reader reader_at(const uint8_t *data, uint32_t size, uint32_t at, Descriptors *descriptors) {
+    Reader reader = {};
+    reader.data = data;
+    reader.size = size;
+    reader.at = at;
+    reader.announced = descriptors != nullptr ? descriptors->count : kMaxDescriptors;
+    reader.descriptors = descriptors;
+    return reader;
+}
+
+inline const uint8_t *take(Reader &reader, uint32_t length) {
+    if (reader.why == nullptr && length > reader.size - reader.at)
+        reader.why = "the packet is cut off";
+    if (reader.why != nullptr)
+        return nullptr;
+    const uint8_t *bytes = reader.data + reader.at;
+    reader.at += length;
+    return bytes;
+}
+
+template <class Number>
+Number get_number(Reader &reader) {
+    Number number = 0;
+    const uint8_t *bytes = take(reader, sizeof number);
+    if (bytes != nullptr)
+        memcpy(&number, bytes, sizeof number);
+    return number;
+}
+
+inline uint8_t get_byte(Reader &reader) {
+    return get_number<uint8_t>(reader);
+}
+inline uint32_t get_word(Reader &reader) {
+    return get_number<uint32_t>(reader);
+}
+inline uint64_t get_long(Reader &reader) {
+    return get_number<uint64_t>(reader);
+}
+
+inline Text get_text(Reader &reader) {
+    uint32_t length = get_word(reader);
+    const uint8_t *bytes = take(reader, length);
+    if (bytes == nullptr)
+        return {"", 0};
+    return {reinterpret_cast<const char *>(bytes), length};
+}
+
 // Reads one value. With a null `value` it is only checked. False: broken or no memory; *value is valid and empty.
 bool get_value(Reader &reader, variant_t *value);
-
-struct Argument {
-    Text name;
-    uint32_t at; // of its value
-};
-
-struct Call {
-    Text path;
-    Text function;
-    uint32_t count;
-    Argument arguments[kMaxArguments];
-};
-
-// Reads a call, checking every value on the way.
-bool get_call(Reader &reader, Call &call);
-// Reads a reply into *reply, or only checks it when that is null.
-bool get_reply(Reader &reader, reply_t *reply);
-// A value whose place get_call found.
-Reader open_at(const void *packet, uint32_t size, uint32_t at, Descriptors *descriptors);
-
-// The whole of a packet from a stranger, descriptors included. A sentence what is wrong with it, else null.
-const char *check(const void *packet, uint32_t size, uint32_t descriptors, Head &head);
 
 } // namespace bus::wire
 

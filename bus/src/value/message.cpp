@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// Implements message.h: the head and every body, each written and read side by side.
+#include "value/message.h"
+
+#include <unistd.h>
+
+namespace bus::wire {
+
+namespace {
+
+bool get_end(Reader &reader) {
+    if (reader.why == nullptr && reader.at != reader.size)
+        fail(reader.why, "the packet goes on after its end");
+    return reader.why == nullptr;
+}
+
+bool get_call(Reader &reader, Call &call) {
+    call.path = get_text(reader);
+    call.function = get_text(reader);
+    call.count = get_byte(reader);
+    if (call.count > kMaxArguments)
+        return fail(reader.why, "too many arguments");
+    for (uint32_t i = 0; i < call.count && reader.why == nullptr; i++) {
+        call.arguments[i].name = get_text(reader);
+        call.arguments[i].at = reader.at;
+        get_value(reader, nullptr);
+    }
+    return get_end(reader);
+}
+
+bool get_errors(Reader &reader, reply_t *reply) {
+    uint32_t errors = get_byte(reader);
+    if (errors > kMaxErrors)
+        return fail(reader.why, "too many error items");
+    for (uint32_t i = 0; i < errors && reader.why == nullptr; i++) {
+        uint32_t code = get_word(reader);
+        Text description = get_text(reader);
+        Text info = get_text(reader);
+        if (reader.why == nullptr && reply != nullptr && !reply_append_error(reply, code, description, info))
+            return fail(reader.why, "out of memory");
+    }
+    return reader.why == nullptr;
+}
+
+// Reads a reply into *reply, or only checks it when that is null.
+bool get_reply(Reader &reader, reply_t *reply) {
+    if (!get_errors(reader, reply))
+        return false;
+    uint8_t has_value = get_byte(reader);
+    if (has_value > 1)
+        return fail(reader.why, "a reply has more than one value");
+    if (has_value == 1 && reader.why == nullptr) {
+        variant_t *value = reply != nullptr ? reply_append_value(reply) : nullptr;
+        if (reply != nullptr && value == nullptr)
+            return fail(reader.why, "out of memory");
+        get_value(reader, value);
+    }
+    return get_end(reader);
+}
+
+void get_body(Reader &reader, uint8_t kind) {
+    Call call;
+    switch (kind) {
+    case kHello:
+    case kTapHello:
+    case kRefused:
+        get_text(reader);
+        get_end(reader);
+        break;
+    case kCall:
+    case kOneWayCall:
+        get_call(reader, call);
+        break;
+    case kReply:
+        get_reply(reader, nullptr);
+        break;
+    case kWaiting:
+        get_end(reader);
+        break;
+    default:
+        fail(reader.why, "the kind of the packet is unknown");
+    }
+}
+
+} // namespace
+
+Writer packet_begin(uint8_t *memory, uint32_t limit) {
+    Writer writer;
+    writer.data = memory;
+    writer.limit = limit;
+    writer.size = 0;
+    writer.why = nullptr;
+    writer.values = 0;
+    writer.fd_count = 0;
+    return writer;
+}
+
+void packet_discard(Writer &writer) {
+    for (uint32_t i = 0; i < writer.fd_count; i++)
+        close(writer.fds[i]);
+    writer.fd_count = 0;
+}
+
+void descriptors_close(Descriptors &descriptors) {
+    for (uint32_t i = 0; i < descriptors.count; i++) {
+        if (descriptors.fds[i] >= 0)
+            close(descriptors.fds[i]);
+        descriptors.fds[i] = -1;
+    }
+}
+
+// ----------------------------------------------------------------------------------------------------- Heads
+
+const char *message_open(const void *packet, uint32_t size, Message &message) {
+    const uint8_t *bytes = static_cast<const uint8_t *>(packet);
+    if (size < kKindAt + 1)
+        return "the packet is cut off";
+    if (bytes[0] != kMagic)
+        return "this is no packet of the bus";
+    if (bytes[1] != kVersion)
+        return "the protocol version differs";
+    if (bytes[2] != kOrder)
+        return "the byte order differs";
+    if (size < kHeadSize)
+        return "the packet is cut off";
+    message.kind = bytes[kKindAt];
+    memcpy(&message.serial, bytes + kSerialAt, sizeof message.serial);
+    memcpy(&message.flags, bytes + kFlagsAt, sizeof message.flags);
+    message.data = bytes;
+    message.size = size;
+    return nullptr;
+}
+
+const char *message_validate(const void *packet, uint32_t size, uint32_t descriptors, Message &message) {
+    const char *why = message_open(packet, size, message);
+    if (why != nullptr)
+        return why;
+    Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
+    reader.announced = descriptors;
+    get_body(reader, message.kind);
+    uint64_t all = descriptors < 64 ? (uint64_t{1} << descriptors) - 1 : UINT64_MAX;
+    if (reader.why == nullptr && reader.used != all)
+        fail(reader.why, "a descriptor came that no value names");
+    return reader.why;
+}
+
+// ----------------------------------------------------------------------------------------------------- Bodies
+
+void hello_write(Writer &writer, const char *name) {
+    put_head(writer, kHello, 0, 0);
+    put_text(writer, name);
+}
+
+void tap_hello_write(Writer &writer, const char *name) {
+    put_head(writer, kTapHello, 0, 0);
+    put_text(writer, name);
+}
+
+Text hello_name(const Message &message) {
+    Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
+    return get_text(reader);
+}
+
+void call_write(Writer &writer, uint32_t serial, uint32_t flags, const char *path, const char *function,
+                const Parameters &parameters) {
+    put_head(writer, kCall, serial, flags);
+    put_text(writer, path);
+    put_text(writer, function);
+    put_byte(writer, static_cast<uint8_t>(parameters.count));
+    for (const Parameter *parameter = parameters.first; parameter != nullptr; parameter = parameter->next) {
+        put_text(writer, parameter->name);
+        put_value(writer, &parameter->value);
+    }
+}
+
+void call_make_one_way(uint8_t *packet) {
+    packet[kKindAt] = kOneWayCall;
+}
+
+bool call_read(const Message &message, Call &call) {
+    Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
+    return get_call(reader, call);
+}
+
+uint32_t argument_type(const Message &message, const Argument &argument) {
+    return argument.at < message.size ? message.data[argument.at] : uint32_t{VARIANT_NONE};
+}
+
+bool argument_read(const Message &message, const Argument &argument, Descriptors *descriptors, variant_t *value) {
+    Reader reader = reader_at(message.data, message.size, argument.at, descriptors);
+    return get_value(reader, value);
+}
+
+void reply_write(Writer &writer, uint32_t serial, const reply_t *reply, const variant_t *value) {
+    put_head(writer, kReply, serial, 0);
+    put_byte(writer, static_cast<uint8_t>(reply->errors));
+    for (const reply_item_t *item = reply->first; item != nullptr; item = item->next) {
+        put_word(writer, item->code);
+        put_text(writer, item->description);
+        put_text(writer, item->info);
+    }
+    bool has_value = value != nullptr && variant_type(value) != VARIANT_NONE;
+    put_byte(writer, has_value);
+    if (has_value)
+        put_value(writer, value);
+}
+
+bool reply_read(const Message &message, Descriptors *descriptors, reply_t *reply) {
+    Reader reader = reader_at(message.data, message.size, kHeadSize, descriptors);
+    return get_reply(reader, reply);
+}
+
+void refusal_write(Writer &writer, const char *why) {
+    put_head(writer, kRefused, 0, 0);
+    put_text(writer, why);
+}
+
+Text refusal_reason(const Message &message) {
+    Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
+    return get_text(reader);
+}
+
+void waiting_write(Writer &writer, uint32_t serial) {
+    put_head(writer, kWaiting, serial, 0);
+}
+
+} // namespace bus::wire

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// Bytes inside a packet; not zero-terminated, and a zero byte may stand anywhere.
+#ifndef KEX_TEXT_H
+#define KEX_TEXT_H
+
+#include <stdint.h>
+#include <string.h>
+
+namespace bus {
+
+struct Text {
+    const char *bytes;
+    uint32_t length;
+};
+
+// For texts of our own, which are short.
+inline Text text_of(const char *text) {
+    return {text, static_cast<uint32_t>(strlen(text))};
+}
+
+inline bool text_equals(Text text, const char *bytes, size_t length) {
+    return text.length == length && memcmp(text.bytes, bytes, length) == 0;
+}
+
+inline bool text_equals(Text text, const char *other) {
+    return text_equals(text, other, strlen(other));
+}
+
+} // namespace bus
+
+#endif
