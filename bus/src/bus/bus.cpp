@@ -11,6 +11,7 @@
 #include "transport/spare.h"
 #include "value/tap_record.h"
 
+#include <errno.h>
 #include <string.h>
 
 using namespace bus;
@@ -18,23 +19,17 @@ using namespace bus;
 namespace {
 
 List<kex_t> all; // oldest first
-kex_t *dispatching;
-
-void drop_tasks(kex_t *bus) {
-    while (Task *task = bus->tasks.pop())
-        task->drop(task);
-}
 
 void release(kex_t *bus) {
-    watches_free(bus);
-    drop_tasks(bus);
-    timers_free(bus);
+    watches_end(&bus->loop);
+    loop_drop_tasks(&bus->loop);
+    timers_end(&bus->loop);
     listeners_free(bus);
     links_free(bus);
     functions_free(bus);
     objects_free(bus);
     spare_release(bus);
-    loop_close(bus);
+    loop_end(&bus->loop);
     free(bus->incoming);
     free(bus->outgoing);
     all.remove(bus);
@@ -43,17 +38,6 @@ void release(kex_t *bus) {
 
 } // namespace
 
-namespace bus {
-
-kex_t *current_bus() {
-    return dispatching != nullptr ? dispatching : all.first;
-}
-void set_dispatching_bus(kex_t *bus) {
-    dispatching = bus;
-}
-
-} // namespace bus
-
 kex_t *kex_create(const char *process_name) {
     kex_t *bus = make<kex_t>();
     if (bus == nullptr)
@@ -61,15 +45,19 @@ kex_t *kex_create(const char *process_name) {
     const char *name = process_name != nullptr ? process_name : "";
     printable(bus->name, sizeof bus->name, name, strlen(name));
     bus->connection.bus = bus;
-    bus->epoll_fd = bus->timer_fd = bus->stop_fd = bus->work_fd = -1;
+    bool complete = loop_begin(&bus->loop);
     bus->incoming = static_cast<uint8_t *>(malloc(size_t{kPacketsPerRead} * kMaxPacket));
     bus->outgoing = static_cast<uint8_t *>(malloc(wire::kMaxTapRecord));
     environment_read(bus->environment);
-    bool complete = bus->incoming != nullptr && bus->outgoing != nullptr && objects_open(bus);
-    if (!complete || !loop_open(bus) || !spare_fill(bus)) {
+    complete = complete && bus->incoming != nullptr && bus->outgoing != nullptr && objects_open(bus);
+    if (!complete || !spare_fill(bus)) {
         release(bus);
         return nullptr;
     }
+    // In the order in which they take their share of a turn.
+    watches_begin(&bus->loop);
+    links_begin(bus);
+    timers_begin(&bus->loop, bus->environment.time_factor);
     all.push(bus);
     return bus;
 }
@@ -77,19 +65,16 @@ kex_t *kex_create(const char *process_name) {
 void kex_destroy(kex_t *bus) {
     if (bus == nullptr)
         return;
-    if (bus->in_turn) {
+    if (bus->loop.in_turn) {
         note(ZIL_TRACE_ERROR, "kex_destroy inside a handler: the bus lives on");
         return;
     }
     links_drain_output(bus, kExitFlushLimit);
-    bus->in_turn = true; // nothing that handlers start is to be armed any more
+    loop_freeze(&bus->loop);
     bus->ending = true;
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link))
         link_close(link, "this process ends");
-    kex_t *before = dispatching;
-    dispatching = bus;
-    drop_tasks(bus);
-    dispatching = before == bus ? nullptr : before;
+    loop_drop_tasks(&bus->loop);
     release(bus);
 }
 
@@ -100,6 +85,45 @@ connection_t *kex_connection(kex_t *bus) {
 void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata) {
     if (bus == nullptr)
         return;
-    bus->clock = {now, userdata};
-    loop_wake(bus);
+    bus->loop.clock = {now, userdata};
+    loop_wake(&bus->loop);
+}
+
+int kex_run(kex_t *bus) {
+    if (bus == nullptr) {
+        errno = EINVAL;
+        return -1;
+    }
+    return loop_run(&bus->loop);
+}
+
+void kex_stop(kex_t *bus) {
+    if (bus != nullptr)
+        loop_stop(&bus->loop);
+}
+
+int kex_pollDescriptor(kex_t *bus) {
+    return bus != nullptr ? bus->loop.epoll_fd : -1;
+}
+
+int kex_dispatch(kex_t *bus) {
+    return bus != nullptr ? loop_dispatch(&bus->loop) : 0;
+}
+
+int kex_watch(kex_t *bus, int fd, void *userdata, void (*handler)(int fd, void *userdata)) {
+    if (bus == nullptr || fd < 0 || handler == nullptr)
+        return 0;
+    return watch_start(&bus->loop, fd, userdata, handler);
+}
+
+int kex_unwatch(kex_t *bus, int fd) {
+    return bus != nullptr && watch_stop(&bus->loop, fd);
+}
+
+// Of the bus whose handler runs, else of the first one there is.
+kex_timer_t *kex_timer_create(void) {
+    Loop *loop = loop_dispatching();
+    if (loop == nullptr && all.first != nullptr)
+        loop = &all.first->loop;
+    return loop != nullptr ? timer_create(loop) : nullptr;
 }

@@ -7,8 +7,7 @@
 #include "base/contract.h"
 #include "base/limits.h"
 #include "base/list.h"
-#include "loop/source.h"
-#include "loop/task.h"
+#include "loop/loop.h"
 
 #include <signal.h>
 #include <sys/types.h>
@@ -17,7 +16,6 @@ namespace bus {
 
 struct Link;
 struct Listener;
-struct Watch;
 struct Function;
 
 // Allow-lists and factors from the environment, read once per bus.
@@ -52,31 +50,16 @@ struct kex : bus::Node<kex> {
     char name[bus::kMaxProcessName + 1];
     bus::Environment environment;
 
-    int epoll_fd;
-    int timer_fd;
-    int stop_fd;
-    int work_fd; // readable while work is left over
-    bus::Source timer_source;
-    bus::Source stop_source;
-    bus::Source work_source;
-    bool work_shown;
-    volatile sig_atomic_t stopped;
-    bool in_turn;
-    bool ending;    // inside kex_destroy: nothing new begins
-    uint64_t armed; // what the kernel's timer is set to; 0: nothing
-    bus::Clock clock;
+    bus::Loop loop;
+    bus::Module module;
+    bool ending; // inside kex_destroy: nothing new begins
 
-    bus::List<bus::Task> tasks;
     bus::List<bus::Link> links; // oldest first
     bus::List<bus::Listener> listeners;
-    bus::List<bus::Watch> watches;
-    bus::List<kex_timer_t> timers; // running ones, soonest first
-    bus::List<kex_timer_t> idle_timers;
     uint32_t open_links;
     uint32_t taps;
-    uint32_t always_ready; // watches of files that cannot be polled
-    uint32_t last_number;  // of a connection
-    bool output_waits;     // something was queued outside a turn
+    uint32_t last_number; // of a connection
+    bool output_waits;    // something was queued outside a turn
     peer_t *peers;
 
     object_t *root;
@@ -94,13 +77,6 @@ struct kex : bus::Node<kex> {
     uint8_t *outgoing; // one packet or tap record, so that none is built there
 };
 
-namespace bus {
-
-// The bus that timers without a bus argument belong to; null: there is none.
-kex_t *current_bus();
-// The bus whose tasks run now; null: none.
-void set_dispatching_bus(kex_t *bus);
-
-} // namespace bus
+namespace bus {} // namespace bus
 
 #endif

@@ -130,7 +130,7 @@ void drop(Task *task) {
 const function_call_t *find(const Link *link, uint32_t serial) {
     if (link->running != nullptr && link->running->request.serial == serial)
         return link->running;
-    for (Task *task = link->bus->tasks.first; task != nullptr; task = List<Task>::after(task)) {
+    for (Task *task = link->bus->loop.tasks.first; task != nullptr; task = List<Task>::after(task)) {
         if (task->run != run)
             continue;
         const function_call_t *call = static_cast<const function_call_t *>(task);
@@ -227,7 +227,7 @@ bool call_arrived(Link *link, const wire::Message &message, wire::Descriptors &d
     link->in_calls++;
     link->in_bytes += message.size;
     link->in_fds += call->descriptors.count;
-    loop_push(link->bus, call);
+    task_push(&link->bus->loop, call);
     return true;
 }
 

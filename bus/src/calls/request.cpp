@@ -55,7 +55,7 @@ void complete(request_t *r, RequestState state) {
     r->packet = nullptr;
     r->state = state;
     if (has_handler(r))
-        loop_push(r->bus, r);
+        task_push(&r->bus->loop, r);
 }
 
 wire::Writer write_call(Link *link, const request_t *r, uint32_t serial) {
@@ -167,7 +167,7 @@ void request_destroy(request_t *r) {
         r->link = nullptr;
     }
     if (List<Task>::holds(r))
-        r->bus->tasks.remove(r);
+        r->bus->loop.tasks.remove(r);
     if (r->in_handler)
         r->destroyed = true;
     else

@@ -49,7 +49,7 @@ uint64_t duration(const timeval *timeout) {
 
 int milliseconds_until(kex_t *bus, uint64_t now, uint64_t when) {
     // A replaced clock does not move while we sleep by the real one.
-    if (bus->clock.now != nullptr)
+    if (bus->loop.clock.now != nullptr)
         return static_cast<int>(kForeignClockPoll / kMillisecond);
     uint64_t left = when > now ? (when - now + kMillisecond - 1) / kMillisecond : 0;
     return left < 60000 ? static_cast<int>(left) : 60000;
@@ -63,7 +63,7 @@ void sleep_until(Link *link, uint64_t now, uint64_t when) {
         events |= POLLOUT;
     if (link->retry_at != 0 && link->retry_at < when)
         when = link->retry_at;
-    pollfd descriptors[] = {{link->fd, events, 0}, {bus->stop_fd, POLLIN, 0}};
+    pollfd descriptors[] = {{link->fd, events, 0}, {bus->loop.stop.fd, POLLIN, 0}};
     poll(descriptors, 2, milliseconds_until(bus, now, when));
 }
 
@@ -81,7 +81,7 @@ void read_for(Link *link, request_t *r) {
 
 void wait_on(Link *link, request_t *r, const timeval *timeout) {
     kex_t *bus = link->bus;
-    uint64_t begin = clock_now(bus->clock);
+    uint64_t begin = clock_now(bus->loop.clock);
     uint64_t end = timeout != nullptr ? begin + duration(timeout) : UINT64_MAX;
     uint64_t notice = begin + kFirstWaitNotice;
     uint64_t now = begin;
@@ -91,8 +91,8 @@ void wait_on(Link *link, request_t *r, const timeval *timeout) {
         // Also with no time left: what has arrived already counts.
         sleep_until(link, now, notice < end ? notice : end);
         read_for(link, r);
-        now = clock_now(bus->clock);
-        if (!is_under_way(r) || link->closed || bus->stopped != 0 || now >= end)
+        now = clock_now(bus->loop.clock);
+        if (!is_under_way(r) || link->closed || bus->loop.stopped != 0 || now >= end)
             return;
         if (link->retry_at != 0 && link->retry_at <= now)
             link->retry_at = 0;
@@ -127,7 +127,7 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
         links_flush(bus);
         wait_on(link, r, timeout);
         link->awaited = nullptr;
-        loop_wake(bus);
+        loop_wake(&bus->loop);
     }
     return r->state == RequestState::answered;
 }

@@ -1,166 +1,210 @@
 // SPDX-License-Identifier: MIT
-// The loop (kex_host.h, "Bus and its loop"): one epoll descriptor with everything behind it. No other file knows epoll.
+// Implements loop.h: one epoll descriptor with everything behind it. No other file knows epoll.
 #include "loop/loop.h"
-#include "loop/timer.h"
-#include "loop/watch.h"
-#include "transport/connection.h"
-#include "transport/listener.h"
-#include "transport/spare.h"
+#include "base/limits.h"
 
 #include <errno.h>
 #include <initializer_list>
-#include <string.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
 constexpr int kEventsPerTurn = 128;
 constexpr uint64_t kAtOnce = 1; // as an absolute time: long past
 
-void set_timer(kex_t *bus, uint64_t when) {
-    if (when == bus->armed)
+Loop *dispatching;
+
+// ----------------------------------------------------------------------------------------- Waking
+
+void timer_set(Loop *loop, uint64_t when) {
+    if (when == loop->armed)
         return;
     itimerspec setting = {};
     setting.it_value.tv_sec = static_cast<time_t>(when / kSecond);
     setting.it_value.tv_nsec = static_cast<long>(when % kSecond);
-    if (timerfd_settime(bus->timer_fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
-        bus->armed = when;
+    if (timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
+        loop->armed = when;
 }
 
 // An event counter does this for a fraction of what a timer costs that is due at once.
-void be_ready(kex_t *bus) {
+void work_show(Loop *loop) {
     const uint64_t one = 1;
-    if (!bus->work_shown)
-        bus->work_shown = write(bus->work_fd, &one, sizeof one) == static_cast<ssize_t>(sizeof one);
+    if (!loop->work_shown)
+        loop->work_shown = write(loop->work.fd, &one, sizeof one) == static_cast<ssize_t>(sizeof one);
+}
+
+bool has_work(Loop *loop) {
+    bool work = loop->tasks.first != nullptr;
+    for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
+        work = module->has_work != nullptr && module->has_work(module->self);
+    return work;
+}
+
+uint64_t modules_deadline(Loop *loop) {
+    uint64_t soonest = kNever;
+    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+        uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
+        if (deadline != kNever && (soonest == kNever || deadline < soonest))
+            soonest = deadline;
+    }
+    return soonest;
 }
 
 // The poll descriptor becomes readable when the next deadline is there, or at once while work is left over.
-void arm(kex_t *bus) {
-    if (bus->tasks.first != nullptr || bus->always_ready > 0 || bus->output_waits) {
-        be_ready(bus);
+void loop_arm(Loop *loop) {
+    if (has_work(loop)) {
+        work_show(loop);
         return;
     }
-    uint64_t deadline = timers_deadline(bus);
-    uint64_t links = links_deadline(bus);
-    if (links != 0 && (deadline == 0 || links < deadline))
-        deadline = links;
+    uint64_t deadline = modules_deadline(loop);
     // A replaced clock does not move the kernel's timer.
-    if (deadline != 0 && bus->clock.now != nullptr)
-        deadline = deadline <= clock_now(bus->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
-    set_timer(bus, deadline);
+    if (deadline != kNever && loop->clock.now != nullptr)
+        deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
+    timer_set(loop, deadline);
 }
 
-void see(kex_t *bus, Source *source) {
-    switch (source->kind) {
-    case SourceKind::timer: {
-        uint64_t expirations;
-        if (read(bus->timer_fd, &expirations, sizeof expirations) > 0)
-            bus->armed = 0;
-        break;
-    }
-    case SourceKind::work: {
-        uint64_t count;
-        if (read(bus->work_fd, &count, sizeof count) > 0)
-            bus->work_shown = false;
-        break;
-    }
-    case SourceKind::stop:
-        break;
-    case SourceKind::watch:
-        watch_ready(bus, static_cast<Watch *>(source));
-        break;
-    case SourceKind::link:
-    case SourceKind::listener:
-        source->ready = true;
-        break;
-    }
+void timer_ready(Source *source) {
+    Loop *loop = static_cast<LoopSource *>(source)->loop;
+    uint64_t expirations;
+    if (read(source->fd, &expirations, sizeof expirations) > 0)
+        loop->armed = kNever;
 }
 
-int poll_sources(kex_t *bus, int timeout) {
+void work_ready(Source *source) {
+    Loop *loop = static_cast<LoopSource *>(source)->loop;
+    uint64_t count;
+    if (read(source->fd, &count, sizeof count) > 0)
+        loop->work_shown = false;
+}
+
+// Stays readable: whoever polls the loop is to learn that it has been stopped.
+void stop_ready(Source *) {}
+
+// ----------------------------------------------------------------------------------------- The turn
+
+int sources_poll(Loop *loop, int timeout) {
     epoll_event events[kEventsPerTurn];
-    int count = epoll_wait(bus->epoll_fd, events, kEventsPerTurn, timeout);
-    for (int i = 0; i < count; i++)
-        see(bus, static_cast<Source *>(events[i].data.ptr));
+    int count = epoll_wait(loop->epoll_fd, events, kEventsPerTurn, timeout);
+    for (int i = 0; i < count; i++) {
+        Source *source = static_cast<Source *>(events[i].data.ptr);
+        source->ready(source);
+    }
     return count < 0 && errno != EINTR ? -1 : 0;
 }
 
-uint32_t run_tasks(kex_t *bus) {
+void phase_run(Loop *loop, void (*Module::*phase)(void *self)) {
+    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+        if (module->*phase != nullptr)
+            (module->*phase)(module->self);
+    }
+}
+
+void modules_expire(Loop *loop) {
+    uint64_t now = 0;
+    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+        uint64_t deadline = module->expire != nullptr ? module->deadline(module->self) : kNever;
+        if (deadline == kNever)
+            continue;
+        if (now == 0)
+            now = clock_now(loop->clock);
+        if (deadline <= now)
+            module->expire(module->self, now);
+    }
+}
+
+uint32_t tasks_run(Loop *loop) {
     uint32_t ran = 0;
-    set_dispatching_bus(bus);
+    dispatching = loop;
     // Only what stands in the queue now: what the handlers add waits for the next turn, so that reading goes on.
-    for (uint32_t left = bus->tasks.count; left > 0 && bus->stopped == 0; left--) {
-        Task *task = bus->tasks.pop();
+    for (uint32_t left = loop->tasks.count; left > 0 && loop->stopped == 0; left--) {
+        Task *task = loop->tasks.pop();
         if (task == nullptr)
             break;
         ran++;
         task->run(task);
     }
-    set_dispatching_bus(nullptr);
+    dispatching = nullptr;
     return ran;
 }
 
-// Known peers are read before new ones are taken in: whoever reconnects finds its old connection's end handled first.
-int turn(kex_t *bus, int timeout) {
-    bus->in_turn = true;
-    if (poll_sources(bus, timeout) != 0) {
-        bus->in_turn = false;
+int turn_run(Loop *loop, int timeout) {
+    loop->in_turn = true;
+    if (sources_poll(loop, timeout) != 0) {
+        loop->in_turn = false;
         return -1;
     }
-    watches_always_ready(bus);
-    links_read(bus, listeners_ready(bus));
-    listeners_accept(bus);
-    links_expire(bus);
-    timers_expire(bus);
-    uint32_t ran = run_tasks(bus);
-    links_flush(bus);
-    bus->output_waits = false;
-    bus->in_turn = false;
+    phase_run(loop, &Module::begin);
+    phase_run(loop, &Module::read);
+    phase_run(loop, &Module::accept);
+    modules_expire(loop);
+    uint32_t ran = tasks_run(loop);
+    phase_run(loop, &Module::send);
+    loop->in_turn = false;
     return static_cast<int>(ran);
+}
+
+bool own_source_add(Loop *loop, LoopSource *source, int fd, void (*ready)(Source *source)) {
+    source->loop = loop;
+    source->fd = fd;
+    return fd >= 0 && source_add(loop, source, fd, ready);
 }
 
 } // namespace
 
-namespace bus {
-
-bool loop_open(kex_t *bus) {
-    bus->epoll_fd = epoll_create1(EPOLL_CLOEXEC);
-    bus->timer_fd = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    bus->stop_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    bus->work_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (bus->epoll_fd < 0 || bus->timer_fd < 0 || bus->stop_fd < 0 || bus->work_fd < 0)
-        return false;
-    bus->timer_source.kind = SourceKind::timer;
-    bus->stop_source.kind = SourceKind::stop;
-    bus->work_source.kind = SourceKind::work;
-    return loop_add(bus, bus->timer_fd, &bus->timer_source) && loop_add(bus, bus->stop_fd, &bus->stop_source) &&
-           loop_add(bus, bus->work_fd, &bus->work_source);
+bool loop_begin(Loop *loop) {
+    loop->epoll_fd = epoll_create1(EPOLL_CLOEXEC);
+    bool timer =
+        own_source_add(loop, &loop->timer, timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), timer_ready);
+    bool work = own_source_add(loop, &loop->work, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), work_ready);
+    bool stop = own_source_add(loop, &loop->stop, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), stop_ready);
+    return timer && work && stop;
 }
 
-void loop_close(kex_t *bus) {
-    for (int fd : {bus->epoll_fd, bus->timer_fd, bus->stop_fd, bus->work_fd}) {
+void loop_end(Loop *loop) {
+    for (int fd : {loop->epoll_fd, loop->timer.fd, loop->work.fd, loop->stop.fd}) {
         if (fd >= 0)
             close(fd);
     }
 }
 
-bool loop_add(kex_t *bus, int fd, Source *source) {
+void loop_freeze(Loop *loop) {
+    loop->in_turn = true;
+}
+
+void loop_drop_tasks(Loop *loop) {
+    Loop *before = dispatching;
+    dispatching = loop;
+    while (Task *task = loop->tasks.pop()) {
+        if (task->drop != nullptr)
+            task->drop(task);
+    }
+    dispatching = before;
+}
+
+void loop_join(Loop *loop, Module *module) {
+    loop->modules.push(module);
+}
+
+bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source)) {
     epoll_event event = {};
     event.events = EPOLLIN;
     event.data.ptr = source;
-    if (epoll_ctl(bus->epoll_fd, EPOLL_CTL_ADD, fd, &event) != 0)
+    if (epoll_ctl(loop->epoll_fd, EPOLL_CTL_ADD, fd, &event) != 0)
         return false;
+    source->fd = fd;
+    source->ready = ready;
     source->watched = true;
     source->reads = true;
     source->writes = false;
     return true;
 }
 
-void loop_interest(kex_t *bus, int fd, Source *source, bool reads, bool writes) {
+void source_set_interest(Loop *loop, Source *source, bool reads, bool writes) {
     if (!source->watched || (source->reads == reads && source->writes == writes))
         return;
     epoll_event event = {};
@@ -169,65 +213,63 @@ void loop_interest(kex_t *bus, int fd, Source *source, bool reads, bool writes) 
     if (writes)
         event.events |= EPOLLOUT;
     event.data.ptr = source;
-    epoll_ctl(bus->epoll_fd, EPOLL_CTL_MOD, fd, &event);
+    epoll_ctl(loop->epoll_fd, EPOLL_CTL_MOD, source->fd, &event);
     source->reads = reads;
     source->writes = writes;
 }
 
-void loop_remove(kex_t *bus, int fd, Source *source) {
+void source_remove(Loop *loop, Source *source) {
     if (!source->watched)
         return;
-    epoll_ctl(bus->epoll_fd, EPOLL_CTL_DEL, fd, nullptr);
+    epoll_ctl(loop->epoll_fd, EPOLL_CTL_DEL, source->fd, nullptr);
     source->watched = false;
 }
 
-void loop_push(kex_t *bus, Task *task) {
-    bus->tasks.push(task);
-    loop_wake(bus);
+void task_push(Loop *loop, Task *task) {
+    loop->tasks.push(task);
+    loop_wake(loop);
 }
 
-void loop_wake(kex_t *bus) {
-    if (!bus->in_turn)
-        arm(bus);
+void loop_wake(Loop *loop) {
+    if (!loop->in_turn)
+        loop_arm(loop);
 }
 
-} // namespace bus
-
-int kex_run(kex_t *bus) {
-    if (bus == nullptr || bus->in_turn) {
+int loop_run(Loop *loop) {
+    if (loop->in_turn) {
         errno = EINVAL;
         return -1;
     }
-    while (bus->stopped == 0) {
-        arm(bus);
-        if (turn(bus, -1) < 0)
+    while (loop->stopped == 0) {
+        loop_arm(loop);
+        if (turn_run(loop, -1) < 0)
             return -1;
     }
     return 0;
 }
 
-void kex_stop(kex_t *bus) {
-    if (bus == nullptr)
-        return;
+void loop_stop(Loop *loop) {
     int error = errno;
-    bus->stopped = 1;
+    loop->stopped = 1;
     const uint64_t one = 1;
     // The counter cannot fill up in practice; were it full, the descriptor would be readable all the same.
-    ssize_t written = write(bus->stop_fd, &one, sizeof one);
+    ssize_t written = write(loop->stop.fd, &one, sizeof one);
     (void)written;
     errno = error;
 }
 
-int kex_pollDescriptor(kex_t *bus) {
-    return bus != nullptr ? bus->epoll_fd : -1;
+int loop_dispatch(Loop *loop) {
+    if (loop->in_turn)
+        return 0;
+    if (loop->stopped != 0)
+        return -1;
+    int ran = turn_run(loop, 0);
+    loop_arm(loop);
+    return loop->stopped != 0 ? -1 : ran;
 }
 
-int kex_dispatch(kex_t *bus) {
-    if (bus == nullptr || bus->in_turn)
-        return 0;
-    if (bus->stopped != 0)
-        return -1;
-    int ran = turn(bus, 0);
-    arm(bus);
-    return bus->stopped != 0 ? -1 : ran;
+Loop *loop_dispatching() {
+    return dispatching;
 }
+
+} // namespace bus

@@ -1,24 +1,85 @@
 // SPDX-License-Identifier: MIT
-// The loop: which descriptors are listened to, and what a turn does in which order.
+// The loop (kex_host.h, "Bus and its loop"): which descriptors are listened to, what is queued, and what a turn does in
+// which order.
 #ifndef KEX_LOOP_H
 #define KEX_LOOP_H
 
-#include "bus/bus.h"
+#include "base/clock.h"
+#include "base/contract.h"
+#include "base/list.h"
+#include "loop/module.h"
+#include "loop/source.h"
+#include "loop/task.h"
+
+#include <signal.h>
 
 namespace bus {
 
-bool loop_open(kex_t *bus);
-void loop_close(kex_t *bus);
+struct Loop;
+struct Watch;
+
+struct LoopSource : Source {
+    Loop *loop;
+};
+
+struct Timers {
+    Module module;
+    List<kex_timer_t> running; // soonest first
+    List<kex_timer_t> idle;
+    uint32_t time_factor; // time runs this many times as fast
+};
+
+struct Watches {
+    Module module;
+    List<Watch> list;
+    uint32_t always_ready; // how many are of files that cannot be polled
+};
+
+struct Loop {
+    Clock clock;
+    int epoll_fd;
+    LoopSource timer; // readable at the soonest deadline
+    LoopSource work;  // readable while there is work that no descriptor announces
+    LoopSource stop;  // readable once it has been stopped
+    volatile sig_atomic_t stopped;
+    bool work_shown;
+    bool in_turn;
+    uint64_t armed; // what the kernel's timer is set to
+    List<Task> tasks;
+    List<Module> modules;
+    Timers timers;
+    Watches watches;
+};
+
+// False: the kernel gives no descriptors. loop_end() releases what was taken, also then.
+bool loop_begin(Loop *loop);
+void loop_end(Loop *loop);
+// From now on no turn begins and nothing wakes the host.
+void loop_freeze(Loop *loop);
+// Takes the tasks out of the queue without running them.
+void loop_drop_tasks(Loop *loop);
+
+// The module, its functions filled in, takes part in every turn from now on.
+void loop_join(Loop *loop, Module *module);
 
 // False: the kernel cannot listen to this descriptor (errno says why).
-bool loop_add(kex_t *bus, int fd, Source *source);
-void loop_interest(kex_t *bus, int fd, Source *source, bool reads, bool writes);
-void loop_remove(kex_t *bus, int fd, Source *source);
+bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source));
+void source_set_interest(Loop *loop, Source *source, bool reads, bool writes);
+// Harmless for one that is not watched.
+void source_remove(Loop *loop, Source *source);
 
 // Queues a task, from anywhere.
-void loop_push(kex_t *bus, Task *task);
+void task_push(Loop *loop, Task *task);
 // Something has to happen soon although no descriptor says so. Free of cost inside a turn.
-void loop_wake(kex_t *bus);
+void loop_wake(Loop *loop);
+
+// What the host calls for the bus whose loop this is (kex_host.h).
+int loop_run(Loop *loop);
+void loop_stop(Loop *loop);
+int loop_dispatch(Loop *loop);
+
+// The loop whose tasks run now; null: none.
+Loop *loop_dispatching();
 
 } // namespace bus
 

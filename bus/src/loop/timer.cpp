@@ -1,73 +1,85 @@
 // SPDX-License-Identifier: MIT
-// One-shot timers (kex.h, "Peers, timers, data model"), by absolute times on the bus's clock.
+// Implements timer.h and the timers of kex.h, by absolute times on the loop's clock.
 #include "loop/timer.h"
-#include "loop/loop.h"
 
 #include <initializer_list>
 
 using namespace bus;
 
+struct kex_timer : Task, Node<kex_timer> {
+    Loop *loop;
+    bool running; // stands among the running timers of its loop, else among the idle ones
+    uint64_t deadline;
+    void (*handler)(kex_timer_t *timer);
+};
+
 namespace {
 
 // The handler may start or destroy the timer: nothing of it is touched afterwards.
-void run(Task *task) {
+void timer_run(Task *task) {
     kex_timer_t *timer = static_cast<kex_timer_t *>(task);
     if (timer->handler != nullptr)
         timer->handler(timer);
 }
 
-void drop(Task *) {}
-
-void put_to_rest(kex_timer_t *timer) {
+void timer_stop(kex_timer_t *timer) {
+    Timers &timers = timer->loop->timers;
     if (timer->running) {
-        timer->bus->timers.remove(timer);
-        timer->bus->idle_timers.push(timer);
+        timers.running.remove(timer);
+        timers.idle.push(timer);
         timer->running = false;
     }
-    timer->bus->tasks.remove(timer);
+    timer->loop->tasks.remove(timer);
+}
+
+uint64_t timers_deadline(void *self) {
+    const kex_timer_t *soonest = static_cast<Loop *>(self)->timers.running.first;
+    return soonest != nullptr ? soonest->deadline : kNever;
+}
+
+void timers_expire(void *self, uint64_t now) {
+    Loop *loop = static_cast<Loop *>(self);
+    List<kex_timer_t> &running = loop->timers.running;
+    while (running.first != nullptr && running.first->deadline <= now) {
+        kex_timer_t *timer = running.first;
+        timer_stop(timer);
+        task_push(loop, timer);
+    }
 }
 
 } // namespace
 
 namespace bus {
 
-uint64_t timers_deadline(kex_t *bus) {
-    return bus->timers.first != nullptr ? bus->timers.first->deadline : 0;
+void timers_begin(Loop *loop, uint32_t time_factor) {
+    loop->timers.time_factor = time_factor;
+    Module &module = loop->timers.module;
+    module.self = loop;
+    module.deadline = timers_deadline;
+    module.expire = timers_expire;
+    loop_join(loop, &module);
 }
 
-void timers_expire(kex_t *bus) {
-    if (bus->timers.first == nullptr)
-        return;
-    uint64_t now = clock_now(bus->clock);
-    while (bus->timers.first != nullptr && bus->timers.first->deadline <= now) {
-        kex_timer_t *timer = bus->timers.first;
-        put_to_rest(timer);
-        loop_push(bus, timer);
-    }
-}
-
-void timers_free(kex_t *bus) {
-    for (List<kex_timer_t> *list : {&bus->timers, &bus->idle_timers}) {
+void timers_end(Loop *loop) {
+    for (List<kex_timer_t> *list : {&loop->timers.running, &loop->timers.idle}) {
         while (list->first != nullptr) {
-            bus->tasks.remove(list->first);
+            loop->tasks.remove(list->first);
             free(list->pop());
         }
     }
 }
 
-} // namespace bus
-
-kex_timer_t *kex_timer_create(void) {
-    kex_t *bus = current_bus();
-    kex_timer_t *timer = bus != nullptr ? make<kex_timer_t>() : nullptr;
+kex_timer_t *timer_create(Loop *loop) {
+    kex_timer_t *timer = make<kex_timer_t>();
     if (timer == nullptr)
         return nullptr;
-    timer->Task::run = run;
-    timer->drop = drop;
-    timer->bus = bus;
-    bus->idle_timers.push(timer);
+    timer->run = timer_run;
+    timer->loop = loop;
+    loop->timers.idle.push(timer);
     return timer;
 }
+
+} // namespace bus
 
 void kex_timer_setHandler(kex_timer_t *timer, void (*handler)(kex_timer_t *timer)) {
     if (timer != nullptr)
@@ -77,24 +89,25 @@ void kex_timer_setHandler(kex_timer_t *timer, void (*handler)(kex_timer_t *timer
 int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds) {
     if (timer == nullptr)
         return 0;
-    kex_t *bus = timer->bus;
-    put_to_rest(timer);
-    timer->deadline = clock_now(bus->clock) + milliseconds * kMillisecond / bus->environment.time_factor;
+    Loop *loop = timer->loop;
+    Timers &timers = loop->timers;
+    timer_stop(timer);
+    timer->deadline = clock_now(loop->clock) + milliseconds * kMillisecond / timers.time_factor;
     // Behind those of the same time: equal timers fire in the order they were started.
-    kex_timer_t *later = bus->timers.first;
+    kex_timer_t *later = timers.running.first;
     while (later != nullptr && later->deadline <= timer->deadline)
         later = List<kex_timer_t>::after(later);
-    bus->idle_timers.remove(timer);
-    bus->timers.insert_before(later, timer);
+    timers.idle.remove(timer);
+    timers.running.insert_before(later, timer);
     timer->running = true;
-    loop_wake(bus);
+    loop_wake(loop);
     return 1;
 }
 
 void kex_timer_destroy(kex_timer_t *timer) {
     if (timer == nullptr)
         return;
-    put_to_rest(timer);
-    timer->bus->idle_timers.remove(timer);
+    timer_stop(timer);
+    timer->loop->timers.idle.remove(timer);
     free(timer);
 }

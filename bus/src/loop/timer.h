@@ -1,24 +1,15 @@
 // SPDX-License-Identifier: MIT
-// One-shot timers.
+// One-shot timers (kex.h, "Peers, timers, data model").
 #ifndef KEX_TIMER_H
 #define KEX_TIMER_H
 
-#include "bus/bus.h"
-
-struct kex_timer : bus::Task, bus::Node<kex_timer> {
-    kex_t *bus;
-    bool running; // stands among the running timers of its bus, else among the idle ones
-    uint64_t deadline;
-    void (*handler)(kex_timer_t *timer);
-};
+#include "loop/loop.h"
 
 namespace bus {
 
-// When the soonest timer is due by the bus's clock; 0: none runs.
-uint64_t timers_deadline(kex_t *bus);
-// Queues what is due.
-void timers_expire(kex_t *bus);
-void timers_free(kex_t *bus);
+void timers_begin(Loop *loop, uint32_t time_factor);
+void timers_end(Loop *loop);
+kex_timer_t *timer_create(Loop *loop);
 
 } // namespace bus
 

@@ -1,97 +1,118 @@
 // SPDX-License-Identifier: MIT
-// Watching descriptors of the host's own (kex_host.h, kex_watch).
+// Implements watch.h.
 #include "loop/watch.h"
-#include "loop/loop.h"
 
 #include <errno.h>
 
-using namespace bus;
+namespace bus {
+
+struct Watch : Source, Task, Node<Watch> {
+    Loop *loop;
+    bool always_ready; // a plain file or /dev/null: the kernel does not poll it, reading never blocks
+    void *userdata;
+    void (*handler)(int fd, void *userdata);
+};
 
 namespace {
 
-void run(Task *task) {
+void watch_run(Task *task) {
     // The handler may end its own watch: nothing of it is touched afterwards.
     Watch *watch = static_cast<Watch *>(task);
     watch->handler(watch->fd, watch->userdata);
 }
 
-void drop(Task *) {}
+void watch_queue(Watch *watch) {
+    if (!List<Task>::holds(watch))
+        task_push(watch->loop, watch);
+}
 
-Watch *find(kex_t *bus, int fd) {
-    Watch *watch = bus->watches.first;
+void watch_ready(Source *source) {
+    watch_queue(static_cast<Watch *>(source));
+}
+
+Watch *watch_find(Loop *loop, int fd) {
+    Watch *watch = loop->watches.list.first;
     while (watch != nullptr && watch->fd != fd)
         watch = List<Watch>::after(watch);
     return watch;
 }
 
-void end(Watch *watch) {
-    kex_t *bus = watch->bus;
-    loop_remove(bus, watch->fd, watch);
+Watch *watch_create(Loop *loop, int fd) {
+    Watch *watch = make<Watch>();
+    if (watch == nullptr)
+        return nullptr;
+    watch->run = watch_run;
+    watch->loop = loop;
+    watch->fd = fd;
+    if (!source_add(loop, watch, fd, watch_ready)) {
+        if (errno != EPERM) {
+            free(watch);
+            return nullptr;
+        }
+        watch->always_ready = true;
+        loop->watches.always_ready++;
+    }
+    loop->watches.list.push(watch);
+    loop_wake(loop);
+    return watch;
+}
+
+void watch_destroy(Watch *watch) {
+    Loop *loop = watch->loop;
+    source_remove(loop, watch);
     if (watch->always_ready)
-        bus->always_ready--;
-    bus->tasks.remove(watch);
-    bus->watches.remove(watch);
+        loop->watches.always_ready--;
+    loop->tasks.remove(watch);
+    loop->watches.list.remove(watch);
     free(watch);
+}
+
+bool watches_have_work(void *self) {
+    return static_cast<Loop *>(self)->watches.always_ready > 0;
+}
+
+void watches_queue_always_ready(void *self) {
+    const Watches &watches = static_cast<Loop *>(self)->watches;
+    if (watches.always_ready == 0)
+        return;
+    for (Watch *watch = watches.list.first; watch != nullptr; watch = List<Watch>::after(watch)) {
+        if (watch->always_ready)
+            watch_queue(watch);
+    }
 }
 
 } // namespace
 
-namespace bus {
-
-void watch_ready(kex_t *bus, Watch *watch) {
-    if (!List<Task>::holds(watch))
-        loop_push(bus, watch);
+void watches_begin(Loop *loop) {
+    Module &module = loop->watches.module;
+    module.self = loop;
+    module.begin = watches_queue_always_ready;
+    module.has_work = watches_have_work;
+    loop_join(loop, &module);
 }
 
-void watches_always_ready(kex_t *bus) {
-    if (bus->always_ready == 0)
-        return;
-    for (Watch *watch = bus->watches.first; watch != nullptr; watch = List<Watch>::after(watch)) {
-        if (watch->always_ready)
-            watch_ready(bus, watch);
-    }
+void watches_end(Loop *loop) {
+    while (loop->watches.list.first != nullptr)
+        watch_destroy(loop->watches.list.first);
 }
 
-void watches_free(kex_t *bus) {
-    while (bus->watches.first != nullptr)
-        end(bus->watches.first);
+bool watch_start(Loop *loop, int fd, void *userdata, void (*handler)(int fd, void *userdata)) {
+    Watch *watch = watch_find(loop, fd);
+    if (watch == nullptr)
+        watch = watch_create(loop, fd);
+    if (watch == nullptr)
+        return false;
+    watch->userdata = userdata;
+    watch->handler = handler;
+    return true;
+}
+
+bool watch_stop(Loop *loop, int fd) {
+    Watch *watch = watch_find(loop, fd);
+    if (watch == nullptr)
+        return false;
+    watch_destroy(watch);
+    return true;
 }
 
 } // namespace bus
-
-int kex_watch(kex_t *bus, int fd, void *userdata, void (*handler)(int fd, void *userdata)) {
-    if (bus == nullptr || fd < 0 || handler == nullptr)
-        return 0;
-    Watch *watch = find(bus, fd);
-    if (watch == nullptr) {
-        watch = make<Watch>();
-        if (watch == nullptr)
-            return 0;
-        watch->kind = SourceKind::watch;
-        watch->run = run;
-        watch->drop = drop;
-        watch->bus = bus;
-        watch->fd = fd;
-        if (!loop_add(bus, fd, watch)) {
-            if (errno != EPERM) {
-                free(watch);
-                return 0;
-            }
-            watch->always_ready = true;
-            bus->always_ready++;
-        }
-        bus->watches.push(watch);
-        loop_wake(bus);
-    }
-    watch->userdata = userdata;
-    watch->handler = handler;
-    return 1;
-}
-
-int kex_unwatch(kex_t *bus, int fd) {
-    Watch *watch = bus != nullptr ? find(bus, fd) : nullptr;
-    if (watch == nullptr)
-        return 0;
-    end(watch);
-    return 1;
-}

@@ -1,23 +1,19 @@
 // SPDX-License-Identifier: MIT
-// Descriptors of the host's own in the bus's loop.
+// Descriptors of the host's own in the loop (kex_host.h, kex_watch).
 #ifndef KEX_WATCH_H
 #define KEX_WATCH_H
 
-#include "bus/bus.h"
+#include "loop/loop.h"
 
 namespace bus {
 
-struct Watch : Source, Task, Node<Watch> {
-    kex_t *bus;
-    int fd;
-    bool always_ready; // a plain file or /dev/null: the kernel does not poll it, reading never blocks
-    void *userdata;
-    void (*handler)(int fd, void *userdata);
-};
+void watches_begin(Loop *loop);
+void watches_end(Loop *loop);
 
-void watch_ready(kex_t *bus, Watch *watch);
-void watches_always_ready(kex_t *bus);
-void watches_free(kex_t *bus);
+// Watches the descriptor, or gives the watch there is another handler. False: it cannot be watched, or no memory.
+bool watch_start(Loop *loop, int fd, void *userdata, void (*handler)(int fd, void *userdata));
+// False: there is no such watch.
+bool watch_stop(Loop *loop, int fd);
 
 } // namespace bus
 

@@ -35,7 +35,9 @@ void run_closed(Task *task) {
     free(link);
 }
 
-void drop(Task *) {}
+void link_ready(Source *source) {
+    static_cast<Link *>(source)->ready = true;
+}
 
 void send_refusal(kex_t *bus, int fd, const char *why) {
     wire::Writer writer = wire::packet_begin(bus->outgoing, wire::kMaxTapRecord);
@@ -77,17 +79,15 @@ Link *link_create(kex_t *bus, int fd, Role role) {
         socket_refuse(bus, fd, "there are too many connections");
         return nullptr;
     }
-    link->kind = SourceKind::link;
     link->run = run_closed;
-    link->drop = drop;
     link->bus = bus;
     link->fd = fd;
     link->role = role;
     link->packet_limit = socket_packet_limit(fd);
     link->process_id = socket_process_id(fd);
     link->number = ++bus->last_number;
-    link->hello_deadline = role == Role::server ? clock_now(bus->clock) + kHelloLimit : 0;
-    if (!loop_add(bus, fd, link)) {
+    link->hello_deadline = role == Role::server ? clock_now(bus->loop.clock) + kHelloLimit : 0;
+    if (!source_add(&bus->loop, link, fd, link_ready)) {
         close(fd);
         free(link);
         return nullptr;
@@ -110,7 +110,7 @@ void link_close(Link *link, const char *why) {
     bus->open_links--;
     if (link->role == Role::tap)
         bus->taps--;
-    loop_remove(bus, link->fd, link);
+    source_remove(&bus->loop, link);
     close(link->fd);
     link->fd = -1;
     link_drop_output(link);
@@ -121,7 +121,7 @@ void link_close(Link *link, const char *why) {
     }
     while (link->pending.first != nullptr)
         request_fail(link->pending.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
-    loop_push(bus, link);
+    task_push(&bus->loop, link);
 }
 
 void link_refuse(Link *link, const char *why) {
@@ -141,7 +141,7 @@ void socket_refuse(kex_t *bus, int fd, const char *why) {
 void links_free(kex_t *bus) {
     while (bus->links.first != nullptr) {
         Link *link = bus->links.pop();
-        bus->tasks.remove(link);
+        bus->loop.tasks.remove(link);
         free(link);
     }
     while (bus->peers != nullptr) {

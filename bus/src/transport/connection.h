@@ -25,8 +25,8 @@ struct OutPacket : Node<OutPacket> {
 // Its task is the close event.
 struct Link : Source, Task, Node<Link> {
     kex_t *bus;
+    bool ready;    // something may be there to read
     peer_t *shell; // null until the other side has said hello to us who listen, and for taps
-    int fd;
     Role role;
     bool greeted; // the other side has said hello
     bool closed;
@@ -74,6 +74,7 @@ const char *link_title(const Link *link, char *buffer, size_t size);
 constexpr size_t kTitleSize = kMaxProcessName + 32;
 // The link of a peer that is not closed, else null.
 Link *open_link(peer_t *peer);
+void links_begin(kex_t *bus);
 peer_t *shell_create(kex_t *bus);
 // Takes back the shell that was made last, before anybody has seen it.
 void shell_discard(peer_t *shell);
@@ -96,7 +97,7 @@ bool link_is_full(const Link *link);
 void links_read(kex_t *bus, bool newcomers);
 // By the bus's clock; 0: none.
 uint64_t links_deadline(kex_t *bus);
-void links_expire(kex_t *bus);
+void links_expire(kex_t *bus, uint64_t now);
 
 } // namespace bus
 

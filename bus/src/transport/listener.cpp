@@ -121,25 +121,27 @@ int inherited_at(const sockaddr_un *address) {
     return -1;
 }
 
+void listener_ready(Source *source) {
+    static_cast<Listener *>(source)->ready = true;
+}
+
 Listener *create(kex_t *bus, int fd, int lock_fd, const char *path) {
     Listener *listener = make<Listener>();
     if (listener == nullptr)
         return nullptr;
-    listener->kind = SourceKind::listener;
-    peer_t *shell = loop_add(bus, fd, listener) ? shell_create(bus) : nullptr;
+    peer_t *shell = source_add(&bus->loop, listener, fd, listener_ready) ? shell_create(bus) : nullptr;
     if (shell == nullptr) {
-        loop_remove(bus, fd, listener);
+        source_remove(&bus->loop, listener);
         free(listener);
         return nullptr;
     }
     listener->bus = bus;
     listener->shell = shell;
-    listener->fd = fd;
     listener->lock_fd = lock_fd;
     snprintf(listener->path, sizeof listener->path, "%s", path);
     shell->listener = listener;
     bus->listeners.push(listener);
-    loop_wake(bus);
+    loop_wake(&bus->loop);
     return listener;
 }
 
@@ -196,7 +198,7 @@ void listeners_accept(kex_t *bus) {
 
 void listener_close(Listener *listener) {
     kex_t *bus = listener->bus;
-    loop_remove(bus, listener->fd, listener);
+    source_remove(&bus->loop, listener);
     // Removed while the lock is still held: it cannot be a successor's.
     if (listener->path[0] != '\0')
         unlink(listener->path);

@@ -10,7 +10,7 @@ namespace bus {
 struct Listener : Source, Node<Listener> {
     kex_t *bus;
     peer_t *shell;
-    int fd;
+    bool ready;     // somebody may wait
     int lock_fd;    // -1: the socket was inherited
     char path[128]; // of our own socket; "": inherited, not ours to remove
 };

@@ -6,6 +6,7 @@
 #include "calls/wait.h"
 #include "loop/loop.h"
 #include "transport/connection.h"
+#include "transport/listener.h"
 #include "transport/spare.h"
 #include "transport/tap.h"
 
@@ -285,19 +286,29 @@ uint64_t links_deadline(kex_t *bus) {
     return soonest;
 }
 
-void links_expire(kex_t *bus) {
-    uint64_t soonest = links_deadline(bus);
-    if (soonest == 0)
-        return;
-    uint64_t now = clock_now(bus->clock);
-    if (now < soonest)
-        return;
+void links_expire(kex_t *bus, uint64_t now) {
     for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
         if (link->retry_at != 0 && link->retry_at <= now)
             link->retry_at = 0;
         if (!link->closed && link->hello_deadline != 0 && link->hello_deadline <= now)
             link_refuse(link, "no hello came within 2 s");
     }
+}
+
+void links_begin(kex_t *bus) {
+    bus->module.self = bus;
+    bus->module.read = [](void *self) {
+        links_read(static_cast<kex_t *>(self), listeners_ready(static_cast<kex_t *>(self)));
+    };
+    bus->module.accept = [](void *self) { listeners_accept(static_cast<kex_t *>(self)); };
+    bus->module.has_work = [](void *self) { return static_cast<kex_t *>(self)->output_waits; };
+    bus->module.deadline = [](void *self) { return links_deadline(static_cast<kex_t *>(self)); };
+    bus->module.expire = [](void *self, uint64_t now) { links_expire(static_cast<kex_t *>(self), now); };
+    bus->module.send = [](void *self) {
+        links_flush(static_cast<kex_t *>(self));
+        static_cast<kex_t *>(self)->output_waits = false;
+    };
+    loop_join(&bus->loop, &bus->module);
 }
 
 } // namespace bus

@@ -128,9 +128,9 @@ OutPacket *link_queue(Link *link, wire::Writer &writer, uint32_t allowance) {
     link->out.push(packet);
     link->out_bytes += packet->size;
     link->out_fds += packet->fd_count;
-    if (!link->bus->in_turn) {
+    if (!link->bus->loop.in_turn) {
         link->bus->output_waits = true;
-        loop_wake(link->bus);
+        loop_wake(&link->bus->loop);
     }
     return packet;
 }
@@ -148,11 +148,11 @@ void link_flush(Link *link) {
         if (error == 0)
             continue;
         if (error == EAGAIN || error == EWOULDBLOCK) {
-            loop_interest(link->bus, link->fd, link, link->reads, true);
+            source_set_interest(&link->bus->loop, link, link->reads, true);
             return;
         }
         if (error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS) {
-            link->retry_at = clock_now(link->bus->clock) + kSendRetry;
+            link->retry_at = clock_now(link->bus->loop.clock) + kSendRetry;
             return;
         }
         OutPacket *packet = take_first(link);
@@ -165,7 +165,7 @@ void link_flush(Link *link) {
         free_packet(packet);
     }
     if (!link->closed)
-        loop_interest(link->bus, link->fd, link, link->reads, false);
+        source_set_interest(&link->bus->loop, link, link->reads, false);
 }
 
 void links_flush(kex_t *bus) {
@@ -175,7 +175,7 @@ void links_flush(kex_t *bus) {
         if (link->out.first != nullptr && link->retry_at == 0 && link->role != Role::tap)
             link_flush(link);
         // A full one is left alone until its calls have run.
-        loop_interest(bus, link->fd, link, !link_is_full(link), link->writes);
+        source_set_interest(&bus->loop, link, !link_is_full(link), link->writes);
     }
     // Taps last: what was just sent is copied to them.
     for (Link *link = bus->links.first; bus->taps > 0 && link != nullptr; link = List<Link>::after(link)) {

@@ -33,7 +33,7 @@ namespace bus {
 
 bool spare_fill(kex_t *bus) {
     while (bus->spare_count < kSpareDescriptors) {
-        int fd = fcntl(bus->stop_fd, F_DUPFD_CLOEXEC, 0);
+        int fd = fcntl(bus->loop.stop.fd, F_DUPFD_CLOEXEC, 0);
         if (fd < 0)
             return false;
         bus->spare[bus->spare_count++] = fd;
@@ -51,7 +51,7 @@ uint32_t descriptors_room(kex_t *bus) {
         bus->table_looks_left--;
         return bus->table_room;
     }
-    uint64_t room = table_room(bus->stop_fd);
+    uint64_t room = table_room(bus->loop.stop.fd);
     bus->table_room = room < UINT32_MAX ? static_cast<uint32_t>(room) : UINT32_MAX;
     bus->table_looks_left = kLooksSkipped;
     return bus->table_room;

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// A module's share of every turn of the loop. The loop knows modules by these functions only.
+//
+// A turn polls, then calls begin, read, accept and expire, runs the tasks that stand in the queue, and calls send: each
+// for all modules in the order in which they joined. A null function has nothing to do.
+#ifndef KEX_MODULE_H
+#define KEX_MODULE_H
+
+#include "base/list.h"
+
+#include <stdint.h>
+
+namespace bus {
+
+constexpr uint64_t kNever = 0; // a deadline that is none
+
+struct Module : Node<Module> {
+    void *self; // what the functions are given
+    void (*begin)(void *self);
+    void (*read)(void *self);
+    // After reading: whoever connects again finds the end of its old connection handled first.
+    void (*accept)(void *self);
+    // Whether the module needs a turn now although no descriptor is ready.
+    bool (*has_work)(void *self);
+    // When it needs one, by the loop's clock.
+    uint64_t (*deadline)(void *self);
+    // The deadline has come.
+    void (*expire)(void *self, uint64_t now);
+    void (*send)(void *self);
+};
+
+} // namespace bus
+
+#endif
