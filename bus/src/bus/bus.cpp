@@ -1,63 +1,75 @@
 // SPDX-License-Identifier: MIT
-// Making and ending a bus (kex_host.h, "Bus and its loop").
-#include "bus/bus.h"
+// Makes and ends a bus, and hands what a host asks of it to the layer that does it (kex_host.h, kex.h).
+#include "base/contract.h"
 #include "base/trace.h"
+#include "bus/environment.h"
+#include "calls/calls.h"
+#include "calls/function.h"
 #include "calls/object.h"
+#include "calls/peer.h"
+#include "calls/request.h"
+#include "calls/wait.h"
 #include "loop/loop.h"
 #include "loop/timer.h"
 #include "loop/watch.h"
-#include "transport/connection.h"
-#include "transport/listener.h"
-#include "transport/spare.h"
-#include "value/tap_record.h"
+#include "transport/transport.h"
 
 #include <errno.h>
 #include <string.h>
 
 using namespace bus;
 
+struct connection {
+    kex_t *bus;
+};
+
+struct kex : Node<kex> {
+    connection_t connection;
+    Loop loop;
+    Transport transport;
+    Calls calls;
+};
+
 namespace {
 
 List<kex_t> all; // oldest first
 
-void release(kex_t *bus) {
+bool bus_begin(kex_t *bus, const char *process_name) {
+    Environment environment = {};
+    environment_read(environment);
+    if (!loop_begin(&bus->loop))
+        return false;
+    // In the order in which they take their share of a turn.
+    watches_begin(&bus->loop);
+    bool complete = transport_begin(&bus->transport, &bus->loop, process_name, environment.access);
+    timers_begin(&bus->loop, environment.time_factor);
+    return complete && calls_begin(&bus->calls, &bus->transport, bus);
+}
+
+void bus_end(kex_t *bus) {
     watches_end(&bus->loop);
     loop_drop_tasks(&bus->loop);
     timers_end(&bus->loop);
-    listeners_free(bus);
-    links_free(bus);
-    functions_free(bus);
-    objects_free(bus);
-    spare_release(bus);
+    transport_end(&bus->transport);
+    calls_end(&bus->calls);
     loop_end(&bus->loop);
-    free(bus->incoming);
-    free(bus->outgoing);
     all.remove(bus);
     free(bus);
 }
 
 } // namespace
 
+// ----------------------------------------------------------------------------------------- Making and ending
+
 kex_t *kex_create(const char *process_name) {
     kex_t *bus = make<kex_t>();
     if (bus == nullptr)
         return nullptr;
-    const char *name = process_name != nullptr ? process_name : "";
-    printable(bus->name, sizeof bus->name, name, strlen(name));
     bus->connection.bus = bus;
-    bool complete = loop_begin(&bus->loop);
-    bus->incoming = static_cast<uint8_t *>(malloc(size_t{kPacketsPerRead} * kMaxPacket));
-    bus->outgoing = static_cast<uint8_t *>(malloc(wire::kMaxTapRecord));
-    environment_read(bus->environment);
-    complete = complete && bus->incoming != nullptr && bus->outgoing != nullptr && objects_open(bus);
-    if (!complete || !spare_fill(bus)) {
-        release(bus);
+    if (!bus_begin(bus, process_name != nullptr ? process_name : "")) {
+        bus_end(bus);
         return nullptr;
     }
-    // In the order in which they take their share of a turn.
-    watches_begin(&bus->loop);
-    links_begin(bus);
-    timers_begin(&bus->loop, bus->environment.time_factor);
     all.push(bus);
     return bus;
 }
@@ -69,25 +81,18 @@ void kex_destroy(kex_t *bus) {
         note(ZIL_TRACE_ERROR, "kex_destroy inside a handler: the bus lives on");
         return;
     }
-    links_drain_output(bus, kExitFlushLimit);
+    transport_drain(&bus->transport, kExitFlushLimit);
     loop_freeze(&bus->loop);
-    bus->ending = true;
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link))
-        link_close(link, "this process ends");
+    transport_close(&bus->transport, "this process ends");
     loop_drop_tasks(&bus->loop);
-    release(bus);
+    bus_end(bus);
 }
 
 connection_t *kex_connection(kex_t *bus) {
     return bus != nullptr ? &bus->connection : nullptr;
 }
 
-void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata) {
-    if (bus == nullptr)
-        return;
-    bus->loop.clock = {now, userdata};
-    loop_wake(&bus->loop);
-}
+// ----------------------------------------------------------------------------------------- The loop
 
 int kex_run(kex_t *bus) {
     if (bus == nullptr) {
@@ -120,10 +125,65 @@ int kex_unwatch(kex_t *bus, int fd) {
     return bus != nullptr && watch_stop(&bus->loop, fd);
 }
 
+void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata) {
+    if (bus == nullptr)
+        return;
+    bus->loop.clock = {now, userdata};
+    loop_wake(&bus->loop);
+}
+
 // Of the bus whose handler runs, else of the first one there is.
 kex_timer_t *kex_timer_create(void) {
     Loop *loop = loop_dispatching();
     if (loop == nullptr && all.first != nullptr)
         loop = &all.first->loop;
     return loop != nullptr ? timer_create(loop) : nullptr;
+}
+
+// ----------------------------------------------------------------------------------------- Peers and requests
+
+peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
+    return connection != nullptr && path != nullptr ? peer_listen(&connection->bus->calls, path) : nullptr;
+}
+
+peer_t *kex_client_connect(kex_t *bus, const char *uri) {
+    return bus != nullptr && uri != nullptr ? peer_connect(&bus->calls, uri) : nullptr;
+}
+
+void kex_onPeerClosed(kex_t *bus, void (*handler)(kex_t *bus, peer_t *peer, void *userdata), void *userdata) {
+    if (bus == nullptr)
+        return;
+    bus->calls.closed_handler = handler;
+    bus->calls.closed_userdata = userdata;
+}
+
+int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
+    return bus != nullptr && r != nullptr && request_send(&bus->calls, peer, r);
+}
+
+int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
+    return bus != nullptr && r != nullptr && request_wait(&bus->calls, r, timeout);
+}
+
+// ----------------------------------------------------------------------------------------- Data model
+
+int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count, uint32_t columns) {
+    return bus != nullptr && rows != nullptr && columns >= 2 &&
+           functions_declare(&bus->calls, rows, row_count, columns);
+}
+
+object_t *kex_declareObject(kex_t *bus, const char *path, const char *class_name) {
+    if (bus == nullptr || path == nullptr)
+        return nullptr;
+    return object_declare(&bus->calls, path, class_name, ObjectKind::plain);
+}
+
+object_t *kex_declareTemplate(kex_t *bus, const char *path, const char *class_name) {
+    if (bus == nullptr || path == nullptr)
+        return nullptr;
+    return object_declare(&bus->calls, path, class_name, ObjectKind::template_object);
+}
+
+object_t *kex_getObject(kex_t *bus, const char *path, uint32_t) {
+    return bus != nullptr && path != nullptr ? object_find(&bus->calls, path, strlen(path)) : nullptr;
 }

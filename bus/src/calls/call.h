@@ -1,18 +1,40 @@
 // SPDX-License-Identifier: MIT
-// Calls that arrive.
+// Calls that arrive (kex.h, "Calls that arrive"): queued as they came, read by their function's getters, answered.
 #ifndef KEX_CALL_H
 #define KEX_CALL_H
 
-#include "transport/connection.h"
+#include "calls/function.h"
+#include "calls/peer.h"
+#include "calls/request.h"
+#include "value/message.h"
+
+// Its task runs the function.
+struct function_call : bus::Task {
+    bus::Peer *peer;
+    object_t *object;
+    request_t request; // the caller's side as the function sees it
+    bool one_way;
+    bus::wire::Descriptors descriptors;
+    bus::wire::Message message; // a copy; it stands behind this structure, after the descriptors
+};
+
+// The arguments stay in the message until a getter asks for one.
+struct argument_list {
+    function_call_t *call;
+    const bus::Function *function;
+    bus::wire::Call parsed;
+};
 
 namespace bus {
 
+constexpr size_t kShownName = 64; // bytes of a stranger's name in a message
+
 // Queues a call that is well formed. False: no memory; the descriptors are still the caller's.
-bool call_arrived(Link *link, const wire::Message &message, wire::Descriptors &descriptors);
+bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);
 // Whether a call of the peer stands in the queue or runs now.
-bool call_is_queued(const Link *link, uint32_t serial);
+bool call_is_queued(const Peer *peer, uint32_t serial);
 // For messages: "'signal' of 'P.EndPoint.1'", or "a call" when it is not here.
-const char *call_title(const Link *link, uint32_t serial, char *buffer, size_t size);
+const char *call_title(const Peer *peer, uint32_t serial, char *buffer, size_t size);
 
 } // namespace bus
 

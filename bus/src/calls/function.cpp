@@ -1,28 +1,27 @@
 // SPDX-License-Identifier: MIT
-// Declared functions (kex_host.h, kex_declareFunctions): the only names that ever reach the dynamic linker.
+// Implements function.h.
+#include "calls/function.h"
 #include "base/trace.h"
-#include "calls/object.h"
 
 #include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
 constexpr size_t kMaxSymbol = 2 * kMaxPath;
 
-Function *find(kex_t *bus, const char *class_name, const char *name, size_t length) {
-    for (Function *function = bus->functions.first; function != nullptr; function = List<Function>::after(function)) {
-        if (strcmp(function->class_name, class_name) == 0 && strncmp(function->name, name, length) == 0 &&
-            function->name[length] == '\0')
+Function *function_find_in(const List<Function> &functions, const char *class_name, Text name) {
+    for (Function *function = functions.first; function != nullptr; function = List<Function>::after(function)) {
+        if (strcmp(function->class_name, class_name) == 0 && text_equals(name, function->name))
             return function;
     }
     return nullptr;
 }
 
-void release(Function *function) {
+void function_free(Function *function) {
     for (uint32_t i = 0; i < function->argument_count; i++)
         free(function->arguments[i]);
     free(function->arguments);
@@ -31,7 +30,7 @@ void release(Function *function) {
     free(function);
 }
 
-kex_function_t *look_up(const char *class_name, const char *name) {
+kex_function_t *symbol_find(const char *class_name, const char *name) {
     char symbol[kMaxSymbol + 8];
     if (*class_name != '\0')
         snprintf(symbol, sizeof symbol, "__%s_%s", class_name, name);
@@ -44,7 +43,7 @@ kex_function_t *look_up(const char *class_name, const char *name) {
     return reinterpret_cast<kex_function_t *>(address);
 }
 
-Function *create(const char *const *row, uint32_t columns, kex_function_t *entry) {
+Function *function_create(const char *const *row, uint32_t columns, kex_function_t *entry) {
     Function *function = make<Function>();
     if (function == nullptr)
         return nullptr;
@@ -61,11 +60,11 @@ Function *create(const char *const *row, uint32_t columns, kex_function_t *entry
     }
     if (complete)
         return function;
-    release(function);
+    function_free(function);
     return nullptr;
 }
 
-bool is_row(const char *const *row, uint32_t columns) {
+bool row_is_valid(const char *const *row, uint32_t columns) {
     if (row[0] == nullptr || row[1] == nullptr || *row[1] == '\0')
         return false;
     if (strnlen(row[0], kMaxPath + 1) > kMaxPath - 2 || strnlen(row[1], kMaxPath + 1) > kMaxPath - 2)
@@ -77,32 +76,28 @@ bool is_row(const char *const *row, uint32_t columns) {
     return true;
 }
 
-bool declare(kex_t *bus, const char *const *row, uint32_t columns) {
-    if (!is_row(row, columns)) {
+bool function_declare(Calls *calls, const char *const *row, uint32_t columns) {
+    if (!row_is_valid(row, columns)) {
         note(ZIL_TRACE_ERROR, "a row of declared functions is malformed");
         return false;
     }
-    kex_function_t *entry = look_up(row[0], row[1]);
-    Function *function = entry != nullptr ? create(row, columns, entry) : nullptr;
+    kex_function_t *entry = symbol_find(row[0], row[1]);
+    Function *function = entry != nullptr ? function_create(row, columns, entry) : nullptr;
     if (function == nullptr)
         return false;
-    Function *before = find(bus, row[0], row[1], strlen(row[1]));
+    Function *before = function_find_in(calls->functions, row[0], text_of(row[1]));
     if (before != nullptr) {
-        bus->functions.remove(before);
-        release(before);
+        calls->functions.remove(before);
+        function_free(before);
     }
-    bus->functions.push(function);
+    calls->functions.push(function);
     return true;
 }
 
 } // namespace
 
-namespace bus {
-
-const Function *function_find(kex_t *bus, const object_t *object, const char *name, size_t length) {
-    if (length == 0 || length > kMaxPath || memchr(name, '\0', length) != nullptr)
-        return nullptr;
-    return find(bus, object->class_name, name, length);
+const Function *function_find(const Calls *calls, const char *class_name, Text name) {
+    return function_find_in(calls->functions, class_name, name);
 }
 
 const char *function_argument_names(const Function *function, const char *name, size_t length) {
@@ -118,18 +113,16 @@ const char *function_argument_names(const Function *function, const char *name, 
     return nullptr;
 }
 
-void functions_free(kex_t *bus) {
-    while (bus->functions.first != nullptr)
-        release(bus->functions.pop());
+void functions_end(Calls *calls) {
+    while (calls->functions.first != nullptr)
+        function_free(calls->functions.pop());
+}
+
+bool functions_declare(Calls *calls, const char *const *rows, uint32_t row_count, uint32_t columns) {
+    bool complete = true;
+    for (uint32_t i = 0; i < row_count; i++)
+        complete &= function_declare(calls, rows + size_t{i} * columns, columns);
+    return complete;
 }
 
 } // namespace bus
-
-int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count, uint32_t columns) {
-    if (bus == nullptr || rows == nullptr || columns < 2)
-        return 0;
-    bool complete = true;
-    for (uint32_t i = 0; i < row_count; i++)
-        complete &= declare(bus, rows + size_t{i} * columns, columns);
-    return complete;
-}

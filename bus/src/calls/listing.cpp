@@ -5,6 +5,7 @@
 //
 // kind is "object", "template" or "instance"; an argument stands as it was declared, second names included: "a|b".
 #include "calls/listing.h"
+#include "calls/function.h"
 #include "calls/object.h"
 #include "value/variant.h"
 
@@ -16,25 +17,26 @@ using namespace bus;
 
 namespace {
 
-constexpr size_t kMaxLine = 8192;
+constexpr size_t kMaxEntry = 8192;
 
-struct Line {
-    char text[kMaxLine];
+// The text of one object.
+struct Entry {
+    char text[kMaxEntry];
     size_t length;
     bool full;
 };
 
-void append(Line &line, const char *format, ...) __attribute__((format(printf, 2, 3)));
+void entry_append(Entry &entry, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-void append(Line &line, const char *format, ...) {
+void entry_append(Entry &entry, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    int length = vsnprintf(line.text + line.length, kMaxLine - line.length, format, arguments);
+    int length = vsnprintf(entry.text + entry.length, kMaxEntry - entry.length, format, arguments);
     va_end(arguments);
-    if (length < 0 || static_cast<size_t>(length) >= kMaxLine - line.length)
-        line.full = true;
+    if (length < 0 || static_cast<size_t>(length) >= kMaxEntry - entry.length)
+        entry.full = true;
     else
-        line.length += static_cast<size_t>(length);
+        entry.length += static_cast<size_t>(length);
 }
 
 const char *kind_name(ObjectKind kind) {
@@ -48,35 +50,35 @@ const char *kind_name(ObjectKind kind) {
     }
 }
 
-void append_functions(Line &line, const object_t *object) {
-    const List<Function> &functions = object->bus->functions;
-    for (Function *function = functions.first; function != nullptr; function = List<Function>::after(function)) {
+void entry_append_functions(Entry &entry, const Calls *calls, const object_t *object) {
+    for (Function *function = calls->functions.first; function != nullptr; function = List<Function>::after(function)) {
         if (strcmp(function->class_name, object->class_name) != 0)
             continue;
-        append(line, " %s(", function->name);
+        entry_append(entry, " %s(", function->name);
         for (uint32_t i = 0; i < function->argument_count; i++)
-            append(line, "%s%s", i > 0 ? "," : "", function->arguments[i]);
-        append(line, ")");
+            entry_append(entry, "%s%s", i > 0 ? "," : "", function->arguments[i]);
+        entry_append(entry, ")");
     }
 }
 
-bool list_object(const object_t *object, variant_list_t *list) {
-    Line line;
-    line.length = 0;
-    line.full = false;
+bool object_list(const Calls *calls, const object_t *object, variant_list_t *list) {
+    Entry entry;
+    entry.length = 0;
+    entry.full = false;
     char path[kMaxPath + 1];
     object_path(object, path);
-    append(line, "%s %s %s", path, kind_name(object->kind), *object->class_name != '\0' ? object->class_name : "-");
-    append_functions(line, object);
-    variant_t *item = line.full ? nullptr : list_append(list);
-    return item != nullptr && variant_setChar(item, line.text) != 0;
+    entry_append(entry, "%s %s %s", path, kind_name(object->kind),
+                 *object->class_name != '\0' ? object->class_name : "-");
+    entry_append_functions(entry, calls, object);
+    variant_t *item = entry.full ? nullptr : list_append(list);
+    return item != nullptr && variant_setChar(item, entry.text) != 0;
 }
 
-bool list_children(const object_t *object, variant_list_t *list) {
+bool object_list_children(const Calls *calls, const object_t *object, variant_list_t *list) {
     for (object_t *child = object->children.first; child != nullptr; child = List<object_t>::after(child)) {
         if (child->state == ObjectState::to_be_created || child->state == ObjectState::cancelled)
             continue;
-        if (!list_object(child, list) || !list_children(child, list))
+        if (!object_list(calls, child, list) || !object_list_children(calls, child, list))
             return false;
     }
     return true;
@@ -86,10 +88,10 @@ bool list_children(const object_t *object, variant_list_t *list) {
 
 namespace bus {
 
-bool listing_fill(kex_t *bus, variant_t *value) {
+bool listing_fill(const Calls *calls, variant_t *value) {
     variant_initialize(value, VARIANT_LIST);
     variant_list_t *list = variant_da_list(value);
-    if (list != nullptr && list_children(bus->root, list))
+    if (list != nullptr && object_list_children(calls, calls->root, list))
         return true;
     variant_cleanup(value);
     return false;

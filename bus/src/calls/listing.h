@@ -3,12 +3,12 @@
 #ifndef KEX_LISTING_H
 #define KEX_LISTING_H
 
-#include "bus/bus.h"
+#include "calls/calls.h"
 
 namespace bus {
 
 // A list with one text per object. False: too much for one reply, or no memory.
-bool listing_fill(kex_t *bus, variant_t *value);
+bool listing_fill(const Calls *calls, variant_t *value);
 
 } // namespace bus
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The data model: objects, templates and their instances, and the functions that a class has.
+// The data model (kex.h and kex_host.h): a tree of named objects, templates and their instances. What is created or
+// deleted takes effect at the commit.
 #ifndef KEX_OBJECT_H
 #define KEX_OBJECT_H
 
-#include "bus/bus.h"
+#include "calls/calls.h"
 
 namespace bus {
 
@@ -20,34 +21,21 @@ enum class ObjectState : uint8_t {
     cancelled,     // created and deleted without a commit between them
 };
 
-struct Function : Node<Function> {
-    char *class_name; // "" for objects without one
-    char *name;
-    char **arguments; // as declared: "a" or "a|b"
-    uint32_t argument_count;
-    kex_function_t *entry;
-};
-
-object_t *object_find(kex_t *bus, const char *path, size_t length);
+// Makes an object at a path, and those above it that are missing. Null: the path is malformed or declared otherwise.
+object_t *object_declare(Calls *calls, const char *path, const char *class_name, ObjectKind kind);
+object_t *object_find(const Calls *calls, const char *path, size_t length);
 bool object_is_callable(const object_t *object);
 // Whole path into a buffer of kMaxPath + 1 bytes.
 void object_path(const object_t *object, char *path);
 // A pinned object keeps its memory although it is deleted meanwhile.
 void object_pin(object_t *object);
 void object_unpin(object_t *object);
-bool objects_open(kex_t *bus);
-void objects_free(kex_t *bus);
-
-// functions.cpp
-const Function *function_find(kex_t *bus, const object_t *object, const char *name, size_t length);
-// All names of the declared argument that has this one among them, or null.
-const char *function_argument_names(const Function *function, const char *name, size_t length);
-void functions_free(kex_t *bus);
+bool objects_begin(Calls *calls);
+void objects_end(Calls *calls);
 
 } // namespace bus
 
 struct object : bus::Node<object> {
-    kex_t *bus;
     object_t *parent;
     char *name;
     char *class_name; // "": none

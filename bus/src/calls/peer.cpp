@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Peers (kex.h, "Peers, timers, data model"; kex_host.h, "Peers").
+// Implements peer.h.
+#include "calls/peer.h"
 #include "base/trace.h"
-#include "transport/connection.h"
 #include "transport/listener.h"
-#include "transport/socket.h"
+#include "transport/send.h"
 
 #include <errno.h>
 #include <string.h>
@@ -11,69 +11,162 @@
 
 using namespace bus;
 
-peer_t *kex_client_connect(kex_t *bus, const char *uri) {
-    // A handler that runs while its bus ends may want to connect again: nobody would close that connection any more.
-    if (bus == nullptr || uri == nullptr || bus->ending)
+// It outlives its connection, so that a closed peer's handle is never given to another: some twenty bytes per peer that
+// ever said hello, until the bus goes.
+struct peer {
+    Peer *peer;         // null once closed
+    Listener *listener; // for the handle that stands for a listener
+    peer_t *next;
+};
+
+namespace {
+
+peer_t *handle_create(Calls *calls) {
+    peer_t *handle = make<peer_t>();
+    if (handle == nullptr)
         return nullptr;
-    sockaddr_un address;
-    int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;
-    if (fd < 0) {
-        note(ZIL_TRACE_NOTICE, "cannot connect to '%s': %s", uri, strerror(errno));
+    handle->next = calls->handles;
+    calls->handles = handle;
+    return handle;
+}
+
+// Takes back the one that was made last, before anybody has seen it.
+void handle_discard(Calls *calls) {
+    peer_t *handle = calls->handles;
+    calls->handles = handle->next;
+    free(handle->peer);
+    free(handle);
+}
+
+// With its handle.
+Peer *peer_create(Calls *calls) {
+    Peer *peer = make<Peer>();
+    peer_t *handle = peer != nullptr ? handle_create(calls) : nullptr;
+    if (handle == nullptr) {
+        free(peer);
         return nullptr;
     }
-    peer_t *shell = shell_create(bus);
-    if (shell == nullptr) {
+    peer->calls = calls;
+    peer->handle = handle;
+    handle->peer = peer;
+    return peer;
+}
+
+int uri_connect(const char *uri) {
+    sockaddr_un address;
+    int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;
+    if (fd < 0)
+        note(ZIL_TRACE_NOTICE, "cannot connect to '%s': %s", uri, strerror(errno));
+    return fd;
+}
+
+const Connection *handle_connection(const peer_t *handle) {
+    return handle != nullptr && handle->peer != nullptr ? handle->peer->connection : nullptr;
+}
+
+} // namespace
+
+namespace bus {
+
+Peer *peer_for(Calls *calls, Connection *connection) {
+    if (connection->peer != nullptr)
+        return connection->peer;
+    Peer *peer = peer_create(calls);
+    if (peer != nullptr) {
+        peer->connection = connection;
+        connection->peer = peer;
+    }
+    return peer;
+}
+
+Peer *peer_open(peer_t *handle) {
+    const Connection *connection = handle_connection(handle);
+    return connection != nullptr && !connection->closed ? handle->peer : nullptr;
+}
+
+peer_t *peer_connect(Calls *calls, const char *uri) {
+    // A handler that runs while its bus ends may want to connect again: nobody would close that connection any more.
+    int fd = !calls->transport->ending ? uri_connect(uri) : -1;
+    if (fd < 0)
+        return nullptr;
+    Peer *peer = peer_create(calls);
+    if (peer == nullptr) {
         close(fd);
         return nullptr;
     }
-    Link *link = link_create(bus, fd, Role::client);
-    if (link == nullptr) {
-        shell_discard(shell);
+    peer->connection = connection_begin(calls->transport, fd, Role::client);
+    if (peer->connection == nullptr) {
+        handle_discard(calls);
         return nullptr;
     }
-    shell->link = link;
-    link->shell = shell;
-    return shell;
+    peer->connection->peer = peer;
+    return peer->handle;
 }
 
-int peer_setEventHandler(peer_t *peer, int event, void *userdata,
+peer_t *peer_listen(Calls *calls, const char *path) {
+    peer_t *handle = !calls->transport->ending ? handle_create(calls) : nullptr;
+    if (handle == nullptr)
+        return nullptr;
+    handle->listener = listener_open(calls->transport, path);
+    if (handle->listener != nullptr)
+        return handle;
+    handle_discard(calls);
+    return nullptr;
+}
+
+void peer_close_event(Peer *peer) {
+    Calls *calls = peer->calls;
+    peer_t *handle = peer->handle;
+    peer->close_told = true;
+    if (peer->closed_handler != nullptr)
+        peer->closed_handler(handle, PEER_EVENT_CLOSED, peer->closed_userdata);
+    if (calls->closed_handler != nullptr)
+        calls->closed_handler(calls->bus, handle, calls->closed_userdata);
+    handle->peer = nullptr;
+    free(peer);
+}
+
+void peers_end(Calls *calls) {
+    while (calls->handles != nullptr)
+        handle_discard(calls);
+}
+
+} // namespace bus
+
+int peer_setEventHandler(peer_t *handle, int event, void *userdata,
                          int (*handler)(peer_t *peer, int event, void *userdata)) {
-    if (peer != nullptr && peer->listener != nullptr && event == PEER_EVENT_CLOSED)
+    if (handle != nullptr && handle->listener != nullptr && event == PEER_EVENT_CLOSED)
         return 1; // a listener closes with its bus, when no event runs any more
     // As long as the close event has not run, a handler can still be told: the end may already have been read while
     // calls that came before it wait for their turn.
-    Link *link = peer != nullptr ? peer->link : nullptr;
-    if (link == nullptr || link->close_told || event != PEER_EVENT_CLOSED)
+    Peer *peer = handle != nullptr ? handle->peer : nullptr;
+    if (peer == nullptr || peer->close_told || event != PEER_EVENT_CLOSED)
         return 0;
-    link->closed_handler = handler;
-    link->closed_userdata = userdata;
+    peer->closed_handler = handler;
+    peer->closed_userdata = userdata;
     return 1;
 }
 
-void kex_onPeerClosed(kex_t *bus, void (*handler)(kex_t *bus, peer_t *peer, void *userdata), void *userdata) {
-    if (bus == nullptr)
-        return;
-    bus->closed_handler = handler;
-    bus->closed_userdata = userdata;
+const char *peer_processName(peer_t *handle) {
+    const Connection *connection = handle_connection(handle);
+    return connection != nullptr ? connection->name : "";
 }
 
-const char *peer_processName(peer_t *peer) {
-    return peer != nullptr && peer->link != nullptr ? peer->link->name : "";
+int32_t peer_processId(peer_t *handle) {
+    const Connection *connection = handle_connection(handle);
+    return connection != nullptr ? connection->process_id : 0;
 }
 
-int32_t peer_processId(peer_t *peer) {
-    return peer != nullptr && peer->link != nullptr ? peer->link->process_id : 0;
-}
-
-int peer_disconnect(peer_t *peer) {
-    if (peer != nullptr && peer->listener != nullptr) {
-        listener_close(peer->listener);
+int peer_disconnect(peer_t *handle) {
+    if (handle != nullptr && handle->listener != nullptr) {
+        listener_close(handle->listener);
+        handle->listener = nullptr;
         return 1;
     }
-    Link *link = open_link(peer);
-    if (link == nullptr)
+    Peer *peer = peer_open(handle);
+    if (peer == nullptr)
         return 0;
-    link_flush(link);
-    link_close(link, "closed from this side");
+    connection_flush(peer->connection);
+    connection_close(peer->connection, "closed from this side");
     return 1;
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Requests (kex.h, "Requests and replies"): building, sending, and handing over what comes back.
+// Implements request.h: building, sending, and handing over what comes back.
 #include "calls/request.h"
 #include "base/trace.h"
-#include "loop/loop.h"
+#include "transport/output.h"
+#include "transport/send.h"
 #include "value/variant.h"
 
 #include <string.h>
@@ -11,14 +12,11 @@ using namespace bus;
 
 namespace {
 
-bool has_handler(const request_t *r) {
+bool request_has_handler(const request_t *r) {
     return r->reply_handler != nullptr || r->done_handler != nullptr;
 }
-bool is_under_way(const request_t *r) {
-    return r->state == RequestState::queued || r->state == RequestState::left;
-}
 
-void release(request_t *r) {
+void request_free(request_t *r) {
     parameters_clear(r->parameters);
     reply_clear(&r->reply);
     free(r->path);
@@ -26,8 +24,9 @@ void release(request_t *r) {
     free(r);
 }
 
-// Runs the handlers. Any of them may destroy the request, which keeps its memory until the last has returned.
-void run(Task *task) {
+// Runs the handlers. Any of them may destroy the request, which keeps its memory until the last has returned. They also
+// run when the bus goes away before their turn: they own the request.
+void request_run(Task *task) {
     request_t *r = static_cast<request_t *>(task);
     r->in_handler = true;
     reply_item_t *item = r->reply.first;
@@ -41,58 +40,96 @@ void run(Task *task) {
         r->done_handler(r);
     r->in_handler = false;
     if (r->destroyed)
-        release(r);
+        request_free(r);
 }
 
-// The bus goes away. Handlers still run: they own the request.
-void drop(Task *task) {
-    run(task);
-}
-
-void complete(request_t *r, RequestState state) {
-    r->link->pending.remove(r);
-    r->link = nullptr;
+void request_complete(request_t *r, RequestState state) {
+    r->peer->pending.remove(r);
+    r->peer = nullptr;
     r->packet = nullptr;
     r->state = state;
-    if (has_handler(r))
-        task_push(&r->bus->loop, r);
+    if (request_has_handler(r))
+        task_push(r->calls->transport->loop, r);
 }
 
-wire::Writer write_call(Link *link, const request_t *r, uint32_t serial) {
-    wire::Writer writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+void request_fail(request_t *r, uint32_t code, const char *description, const char *info) {
+    reply_clear(&r->reply);
+    reply_append_error(&r->reply, code, text_of(description), text_of(info));
+    request_complete(r, RequestState::failed);
+}
+
+// The request that waits for the reply of this serial, or null.
+request_t *request_find(const Peer *peer, uint32_t serial) {
+    request_t *r = peer->pending.first;
+    while (r != nullptr && (r->serial != serial || r->state != RequestState::left))
+        r = List<request_t>::after(r);
+    return r;
+}
+
+uint32_t serial_next(Peer *peer) {
+    peer->last_serial += peer->last_serial == UINT32_MAX ? 2 : 1; // 0 is no serial
+    return peer->last_serial;
+}
+
+// Null: it does not fit, or the queue is full (traced).
+OutPacket *request_queue(const request_t *r, Connection *connection, uint32_t serial) {
+    wire::Writer writer = output_begin(connection);
     wire::call_write(writer, serial, r->flags, r->path, r->function, r->parameters);
-    return writer;
-}
-
-uint32_t next_serial(Link *link) {
-    link->last_serial += link->last_serial == UINT32_MAX ? 2 : 1; // 0 is no serial
-    return link->last_serial;
+    const char *why = writer.why;
+    OutPacket *packet = output_add(connection, writer, 1);
+    if (packet == nullptr) {
+        char title[kTitleSize];
+        note(ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s", r->function, r->path,
+             connection_title(connection, title, sizeof title), why != nullptr ? why : "the queue is full");
+    }
+    return packet;
 }
 
 } // namespace
 
 namespace bus {
 
-void request_left(request_t *r) {
+bool request_send(Calls *calls, peer_t *to, request_t *r) {
+    Peer *peer = peer_open(to);
+    if (peer == nullptr || peer->calls != calls || r->state != RequestState::fresh)
+        return false;
+    Connection *connection = peer->connection;
+    uint32_t serial = serial_next(peer);
+    OutPacket *packet = request_queue(r, connection, serial);
+    if (packet == nullptr)
+        return false;
+    packet->request = r;
+    r->packet = packet;
+    r->calls = calls;
+    r->peer = peer;
+    r->serial = serial;
+    r->state = RequestState::queued;
+    peer->pending.push(r);
+    connection_flush_if_much(connection);
+    return true;
+}
+
+void request_sent(request_t *r) {
     r->packet = nullptr;
     r->state = RequestState::left;
 }
 
-void request_fail(request_t *r, uint32_t code, const char *description, const char *info) {
-    reply_clear(&r->reply);
-    reply_append_error(&r->reply, code, text_of(description), text_of(info));
-    complete(r, RequestState::failed);
+void request_unsent(request_t *r, const char *why) {
+    request_fail(r, KEX_ERROR_TOO_LARGE, "Packet not sent", why);
 }
 
-bool request_answered(Link *link, const wire::Message &message, wire::Descriptors &descriptors) {
-    request_t *r = link->pending.first;
-    while (r != nullptr && (r->serial != message.serial || r->state != RequestState::left))
-        r = List<request_t>::after(r);
+void requests_fail(Peer *peer, const char *why) {
+    while (peer->pending.first != nullptr)
+        request_fail(peer->pending.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
+}
+
+bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors) {
+    request_t *r = request_find(peer, message.serial);
     if (r == nullptr)
         return true;
     if (!wire::reply_read(message, &descriptors, &r->reply))
         return false;
-    complete(r, RequestState::answered);
+    request_complete(r, RequestState::answered);
     return true;
 }
 
@@ -106,22 +143,22 @@ request_t *request_create_executeFunction(const char *path, const char *function
     request_t *r = make<request_t>();
     if (r == nullptr)
         return nullptr;
-    r->run = run;
-    r->drop = drop;
+    r->run = request_run;
+    r->drop = request_run;
     r->flags = flags;
     r->path = strdup(path);
     r->function = strdup(function);
     if (r->path == nullptr || r->function == nullptr) {
-        release(r);
+        request_free(r);
         return nullptr;
     }
     return r;
 }
 
 int request_addParameter(request_t *r, const char *name, const variant_t *value) {
-    if (r == nullptr || name == nullptr || value == nullptr)
+    if (r == nullptr || name == nullptr || value == nullptr || r->state != RequestState::fresh)
         return 0;
-    if (r->state != RequestState::fresh || r->parameters.count == kMaxArguments || value_nesting(value) > kMaxNesting)
+    if (r->parameters.count == kMaxArguments || value_nesting(value) > kMaxNesting)
         return 0;
     return parameters_add(r->parameters, name, value);
 }
@@ -149,7 +186,7 @@ uint32_t request_attributes(request_t *r) {
 }
 
 reply_t *request_reply(request_t *r) {
-    if (r == nullptr || r->state == RequestState::fresh || is_under_way(r))
+    if (r == nullptr || r->state == RequestState::fresh || request_is_under_way(r))
         return nullptr;
     return &r->reply;
 }
@@ -158,44 +195,18 @@ void request_destroy(request_t *r) {
     // The request of a running call belongs to the bus.
     if (r == nullptr || r->state == RequestState::arrived)
         return;
-    if (r->state == RequestState::queued && !has_handler(r))
+    if (r->state == RequestState::queued && !request_has_handler(r))
         wire::call_make_one_way(r->packet->data);
     if (r->packet != nullptr)
         r->packet->request = nullptr;
-    if (r->link != nullptr) {
-        r->link->pending.remove(r);
-        r->link = nullptr;
+    if (r->peer != nullptr) {
+        r->peer->pending.remove(r);
+        r->peer = nullptr;
     }
     if (List<Task>::holds(r))
-        r->bus->loop.tasks.remove(r);
+        r->calls->transport->loop->tasks.remove(r);
     if (r->in_handler)
         r->destroyed = true;
     else
-        release(r);
-}
-
-int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
-    Link *link = open_link(peer);
-    if (bus == nullptr || r == nullptr || link == nullptr || link->bus != bus || r->state != RequestState::fresh)
-        return 0;
-    uint32_t serial = next_serial(link);
-    wire::Writer writer = write_call(link, r, serial);
-    const char *why = writer.why;
-    OutPacket *packet = link_queue(link, writer, 1);
-    if (packet == nullptr) {
-        char title[kTitleSize];
-        note(ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s", r->function, r->path,
-             link_title(link, title, sizeof title), why != nullptr ? why : "the queue is full");
-        return 0;
-    }
-    packet->request = r;
-    r->packet = packet;
-    r->bus = bus;
-    r->link = link;
-    r->serial = serial;
-    r->state = RequestState::queued;
-    link->pending.push(r);
-    if (link->out_bytes > kFlushBytes && link->retry_at == 0)
-        link_flush(link);
-    return 1;
+        request_free(r);
 }

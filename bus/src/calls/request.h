@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
-// A call that leaves, from its making to its last handler; also the caller's side of a call that arrived.
+// A call that leaves, from its making to its last handler (kex.h, "Requests and replies"); also the caller's side of a
+// call that arrived.
 #ifndef KEX_REQUEST_H
 #define KEX_REQUEST_H
 
-#include "transport/connection.h"
+#include "calls/peer.h"
 #include "value/message.h"
 
 namespace bus {
+
+struct OutPacket;
 
 enum class RequestState : uint8_t {
     fresh,
@@ -29,8 +32,8 @@ struct request : bus::Task, bus::Node<request> {
     char *path;
     char *function;
     bus::Parameters parameters;
-    kex_t *bus;
-    bus::Link *link;        // while queued or left
+    bus::Calls *calls;      // once sent
+    bus::Peer *peer;        // while queued or left
     bus::OutPacket *packet; // while queued
     reply_t reply;
     void *data;
@@ -40,12 +43,19 @@ struct request : bus::Task, bus::Node<request> {
 
 namespace bus {
 
+inline bool request_is_under_way(const request_t *r) {
+    return r->state == RequestState::queued || r->state == RequestState::left;
+}
+
+bool request_send(Calls *calls, peer_t *to, request_t *r);
 // The packet is on its way: too late to become one-way.
-void request_left(request_t *r);
-// Completes a request with one error item.
-void request_fail(request_t *r, uint32_t code, const char *description, const char *info);
+void request_sent(request_t *r);
+// The packet could not be sent after all.
+void request_unsent(request_t *r, const char *why);
+// All that the peer has not answered yet: its connection has ended.
+void requests_fail(Peer *peer, const char *why);
 // A reply has come; one that nobody expects any more is passed over. False: no memory.
-bool request_answered(Link *link, const wire::Message &message, wire::Descriptors &descriptors);
+bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);
 
 } // namespace bus
 

@@ -1,43 +1,41 @@
 // SPDX-License-Identifier: MIT
-// kex_waitForReply (kex.h): reads one peer, runs nothing, and tells both sides when it takes long.
+// Implements wait.h.
 #include "calls/wait.h"
 #include "base/trace.h"
 #include "calls/call.h"
 #include "calls/request.h"
-#include "loop/loop.h"
-#include "transport/spare.h"
+#include "transport/output.h"
+#include "transport/receive.h"
+#include "transport/send.h"
 
 #include <poll.h>
-#include <string.h>
+#include <sys/time.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
-bool is_under_way(const request_t *r) {
-    return r->state == RequestState::queued || r->state == RequestState::left;
-}
-
-// Both sides wait for each other: nobody is left to answer. The line is all that can be done, since a wait has no limit
-// of its own; without it two processes would stand still for no visible reason.
-void trace_deadlock(Link *link) {
+// Each process waits for the other: nobody is left to answer. The trace message is all that can be done, since a wait
+// has no limit of its own; without it two processes would stand still for no visible reason.
+void trace_deadlock(const Peer *peer) {
     char title[kTitleSize];
     char name[kTitleSize];
-    link_title(link, title, sizeof title);
+    connection_title(peer->connection, title, sizeof title);
     note(ZIL_TRACE_ERROR, "this process and %s wait for each other: we for '%s' of '%s', they for %s", title,
-         link->awaited->function, link->awaited->path, call_title(link, link->awaited_by_it, name, sizeof name));
+         peer->awaited->function, peer->awaited->path, call_title(peer, peer->awaited_by_it, name, sizeof name));
 }
 
-void announce(Link *link, request_t *r, uint64_t waited) {
+void wait_announce(Connection *connection, const request_t *r, uint64_t waited) {
     char title[kTitleSize];
-    note(ZIL_TRACE_WARNING, "waiting for %s to answer '%s' of '%s' for %u s", link_title(link, title, sizeof title),
-         r->function, r->path, static_cast<unsigned>(waited / kSecond));
-    wire::Writer writer = wire::packet_begin(link->bus->outgoing, link->packet_limit);
+    note(ZIL_TRACE_WARNING, "waiting for %s to answer '%s' of '%s' for %u s",
+         connection_title(connection, title, sizeof title), r->function, r->path,
+         static_cast<unsigned>(waited / kSecond));
+    wire::Writer writer = output_begin(connection);
     wire::waiting_write(writer, r->serial);
-    link_queue(link, writer, kReplyAllowance);
+    output_add(connection, writer, kReplyAllowance);
 }
 
-uint64_t duration(const timeval *timeout) {
+uint64_t duration_of(const timeval *timeout) {
     if (timeout->tv_sec < 0 || (timeout->tv_sec == 0 && timeout->tv_usec <= 0))
         return 0;
     uint64_t seconds = static_cast<uint64_t>(timeout->tv_sec);
@@ -47,87 +45,89 @@ uint64_t duration(const timeval *timeout) {
     return seconds * kSecond + static_cast<uint64_t>(timeout->tv_usec) * kMicrosecond;
 }
 
-int milliseconds_until(kex_t *bus, uint64_t now, uint64_t when) {
+int milliseconds_until(const Clock &clock, uint64_t now, uint64_t when) {
     // A replaced clock does not move while we sleep by the real one.
-    if (bus->loop.clock.now != nullptr)
+    if (clock.now != nullptr)
         return static_cast<int>(kForeignClockPoll / kMillisecond);
     uint64_t left = when > now ? (when - now + kMillisecond - 1) / kMillisecond : 0;
     return left < 60000 ? static_cast<int>(left) : 60000;
 }
 
 // Sleeps until something can be read or written or `when` has come.
-void sleep_until(Link *link, uint64_t now, uint64_t when) {
-    kex_t *bus = link->bus;
+void sleep_until(const Connection *connection, uint64_t now, uint64_t when) {
+    const Loop *loop = connection->transport->loop;
     short events = POLLIN;
-    if (link->out.first != nullptr && link->retry_at == 0)
+    if (connection->output.first != nullptr && connection->retry_at == kNever)
         events |= POLLOUT;
-    if (link->retry_at != 0 && link->retry_at < when)
-        when = link->retry_at;
-    pollfd descriptors[] = {{link->fd, events, 0}, {bus->loop.stop.fd, POLLIN, 0}};
-    poll(descriptors, 2, milliseconds_until(bus, now, when));
+    if (connection->retry_at != kNever && connection->retry_at < when)
+        when = connection->retry_at;
+    pollfd descriptors[] = {{connection->fd, events, 0}, {loop->stop.fd, POLLIN, 0}};
+    poll(descriptors, 2, milliseconds_until(loop->clock, now, when));
 }
 
-// What arrived is queued by link_receive; the link is left as soon as the reply is there.
-void read_for(Link *link, request_t *r) {
-    while (is_under_way(r) && !link->closed) {
-        if (link_is_full(link)) {
-            link_refuse(link, "it sent too much while its reply was waited for");
+// What arrived is queued; the connection is left as soon as the reply is there.
+void connection_read_for(Connection *connection, const request_t *r) {
+    while (request_is_under_way(r) && !connection->closed) {
+        if (connection_is_full(connection)) {
+            connection_refuse(connection, "it sent too much while its reply was waited for");
             return;
         }
-        if (!link_receive(link, 1))
+        if (!connection_receive(connection, 1, Reading::reads_on))
             return;
     }
 }
 
-void wait_on(Link *link, request_t *r, const timeval *timeout) {
-    kex_t *bus = link->bus;
-    uint64_t begin = clock_now(bus->loop.clock);
-    uint64_t end = timeout != nullptr ? begin + duration(timeout) : UINT64_MAX;
+void wait_run(Connection *connection, const request_t *r, const timeval *timeout) {
+    const Loop *loop = connection->transport->loop;
+    uint64_t begin = clock_now(loop->clock);
+    uint64_t end = timeout != nullptr ? begin + duration_of(timeout) : UINT64_MAX;
     uint64_t notice = begin + kFirstWaitNotice;
     uint64_t now = begin;
     for (;;) {
-        if (link->retry_at == 0)
-            link_flush(link);
+        if (connection->retry_at == kNever)
+            connection_flush(connection);
         // Also with no time left: what has arrived already counts.
-        sleep_until(link, now, notice < end ? notice : end);
-        read_for(link, r);
-        now = clock_now(bus->loop.clock);
-        if (!is_under_way(r) || link->closed || bus->loop.stopped != 0 || now >= end)
+        sleep_until(connection, now, notice < end ? notice : end);
+        connection_read_for(connection, r);
+        now = clock_now(loop->clock);
+        if (!request_is_under_way(r) || connection->closed || loop->stopped != 0 || now >= end)
             return;
-        if (link->retry_at != 0 && link->retry_at <= now)
-            link->retry_at = 0;
+        if (connection->retry_at != kNever && connection->retry_at <= now)
+            connection->retry_at = kNever;
         if (now >= notice) {
-            announce(link, r, now - begin);
+            wait_announce(connection, r, now - begin);
             notice = now + kNextWaitNotice;
         }
     }
 }
 
-} // namespace
-
-namespace bus {
-
-void wait_announced(Link *link, uint32_t serial) {
-    link->awaited_by_it = serial;
-    if (link->awaited != nullptr && call_is_queued(link, serial))
-        trace_deadlock(link);
+bool peer_waits_for_us(const Peer *peer) {
+    return peer->awaited_by_it != 0 && call_is_queued(peer, peer->awaited_by_it);
 }
 
-} // namespace bus
+} // namespace
 
-int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
-    if (bus == nullptr || r == nullptr || r->bus != bus)
-        return 0;
-    if (is_under_way(r)) {
-        Link *link = r->link;
-        link->awaited = r;
-        if (link->awaited_by_it != 0 && call_is_queued(link, link->awaited_by_it))
-            trace_deadlock(link);
+bool request_wait(Calls *calls, request_t *r, const timeval *timeout) {
+    if (r->calls != calls)
+        return false;
+    if (request_is_under_way(r)) {
+        Peer *peer = r->peer;
+        peer->awaited = r;
+        if (peer_waits_for_us(peer))
+            trace_deadlock(peer);
         // For everybody: what was sent before the wait must not lie here until it ends.
-        links_flush(bus);
-        wait_on(link, r, timeout);
-        link->awaited = nullptr;
-        loop_wake(&bus->loop);
+        connections_flush(calls->transport);
+        wait_run(peer->connection, r, timeout);
+        peer->awaited = nullptr;
+        loop_wake(calls->transport->loop);
     }
     return r->state == RequestState::answered;
 }
+
+void wait_announced(Peer *peer, uint32_t serial) {
+    peer->awaited_by_it = serial;
+    if (peer->awaited != nullptr && peer_waits_for_us(peer))
+        trace_deadlock(peer);
+}
+
+} // namespace bus

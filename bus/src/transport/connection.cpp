@@ -1,153 +1,138 @@
 // SPDX-License-Identifier: MIT
-// How a connection begins and ends.
+// Implements connection.h: how a connection begins and ends.
 #include "transport/connection.h"
 #include "base/trace.h"
-#include "calls/request.h"
-#include "loop/loop.h"
-#include "transport/socket.h"
+#include "transport/output.h"
+#include "transport/send.h"
 #include "transport/tap.h"
 #include "value/tap_record.h"
 
+#include <initializer_list>
 #include <stdio.h>
-#include <string.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
-// The close event: the peer's own handler, then the host's one for all. It stands behind the last call the peer had
-// sent.
-void run_closed(Task *task) {
-    Link *link = static_cast<Link *>(task);
-    kex_t *bus = link->bus;
-    peer_t *shell = link->shell;
-    link->close_told = true;
-    if (shell != nullptr) {
-        if (link->closed_handler != nullptr)
-            link->closed_handler(shell, PEER_EVENT_CLOSED, link->closed_userdata);
-        if (bus->closed_handler != nullptr)
-            bus->closed_handler(bus, shell, bus->closed_userdata);
-        shell->link = nullptr;
-    }
-    bus->links.remove(link);
-    free(link);
+void connection_ready(Source *source) {
+    static_cast<Connection *>(source)->readable = true;
 }
 
-void link_ready(Source *source) {
-    static_cast<Link *>(source)->ready = true;
+void close_event_run(Task *task) {
+    Connection *connection = static_cast<Connection *>(task);
+    Transport *transport = connection->transport;
+    transport->reports->closed(connection);
+    transport->connections.remove(connection);
+    free(connection);
 }
 
-void send_refusal(kex_t *bus, int fd, const char *why) {
-    wire::Writer writer = wire::packet_begin(bus->outgoing, wire::kMaxTapRecord);
+void refusal_send(Transport *transport, int fd, const char *why) {
+    wire::Writer writer = wire::packet_begin(transport->outgoing, wire::kMaxTapRecord);
     wire::refusal_write(writer, why);
     send(fd, writer.data, writer.size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
+void hello_send(Connection *connection) {
+    wire::Writer writer = output_begin(connection);
+    wire::hello_write(writer, connection->transport->name);
+    output_add(connection, writer, 1);
+    // At once: whoever connects and then thinks for a while must not look like somebody who says nothing.
+    connection_flush(connection);
+}
+
 } // namespace
 
-namespace bus {
-
-const char *link_title(const Link *link, char *buffer, size_t size) {
-    snprintf(buffer, size, "'%s' (process %d)", link->name, static_cast<int>(link->process_id));
+const char *connection_title(const Connection *connection, char *buffer, size_t size) {
+    snprintf(buffer, size, "'%s' (process %d)", connection->name, static_cast<int>(connection->process_id));
     return buffer;
 }
 
-Link *open_link(peer_t *peer) {
-    return peer != nullptr && peer->link != nullptr && !peer->link->closed ? peer->link : nullptr;
-}
-
-peer_t *shell_create(kex_t *bus) {
-    peer_t *shell = make<peer_t>();
-    if (shell == nullptr)
-        return nullptr;
-    shell->bus = bus;
-    shell->next = bus->peers;
-    bus->peers = shell;
-    return shell;
-}
-
-void shell_discard(peer_t *shell) {
-    shell->bus->peers = shell->next;
-    free(shell);
-}
-
-Link *link_create(kex_t *bus, int fd, Role role) {
-    Link *link = bus->open_links < kMaxPeers ? make<Link>() : nullptr;
-    if (link == nullptr) {
-        socket_refuse(bus, fd, "there are too many connections");
+Connection *connection_begin(Transport *transport, int fd, Role role) {
+    Connection *connection = transport->open_connections < kMaxPeers ? make<Connection>() : nullptr;
+    if (connection == nullptr) {
+        socket_refuse(transport, fd, "there are too many connections");
         return nullptr;
     }
-    link->run = run_closed;
-    link->bus = bus;
-    link->fd = fd;
-    link->role = role;
-    link->packet_limit = socket_packet_limit(fd);
-    link->process_id = socket_process_id(fd);
-    link->number = ++bus->last_number;
-    link->hello_deadline = role == Role::server ? clock_now(bus->loop.clock) + kHelloLimit : 0;
-    if (!source_add(&bus->loop, link, fd, link_ready)) {
+    connection->run = close_event_run;
+    connection->transport = transport;
+    connection->role = role;
+    connection->packet_limit = socket_packet_limit(fd);
+    connection->process_id = socket_process_id(fd);
+    connection->number = ++transport->last_number;
+    connection->hello_deadline = role == Role::server ? clock_now(transport->loop->clock) + kHelloLimit : 0;
+    if (!source_add(transport->loop, connection, fd, connection_ready)) {
         close(fd);
-        free(link);
+        free(connection);
         return nullptr;
     }
-    bus->links.push(link);
-    bus->open_links++;
-    wire::Writer writer = wire::packet_begin(bus->outgoing, link->packet_limit);
-    wire::hello_write(writer, bus->name);
-    link_queue(link, writer, 1);
-    // At once: whoever connects and then thinks for a while must not look like somebody who says nothing.
-    link_flush(link);
-    return link;
+    transport->connections.push(connection);
+    transport->open_connections++;
+    hello_send(connection);
+    return connection;
 }
 
-void link_close(Link *link, const char *why) {
-    if (link->closed)
+void connection_close(Connection *connection, const char *why) {
+    if (connection->closed)
         return;
-    link->closed = true;
-    kex_t *bus = link->bus;
-    bus->open_links--;
-    if (link->role == Role::tap)
-        bus->taps--;
-    source_remove(&bus->loop, link);
-    close(link->fd);
-    link->fd = -1;
-    link_drop_output(link);
-    if (link->greeted && link->role != Role::tap) {
+    Transport *transport = connection->transport;
+    connection->closed = true;
+    transport->open_connections--;
+    if (connection->role == Role::tap)
+        transport->taps--;
+    source_remove(transport->loop, connection);
+    close(connection->fd);
+    connection->fd = -1;
+    output_clear(connection);
+    if (connection->hello_received && connection->role != Role::tap) {
         char title[kTitleSize];
-        note(ZIL_TRACE_NOTICE, "connection to %s closed: %s", link_title(link, title, sizeof title), why);
-        tap_event(link, KEX_TAP_CLOSED, why);
+        note(ZIL_TRACE_NOTICE, "connection to %s closed: %s", connection_title(connection, title, sizeof title), why);
+        tap_event(connection, KEX_TAP_CLOSED, why);
     }
-    while (link->pending.first != nullptr)
-        request_fail(link->pending.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
-    task_push(&bus->loop, link);
+    transport->reports->ended(connection, why);
+    task_push(transport->loop, connection);
 }
 
-void link_refuse(Link *link, const char *why) {
+void connection_refuse(Connection *connection, const char *why) {
     char title[kTitleSize];
-    note(ZIL_TRACE_ERROR, "connection to %s refused: %s", link_title(link, title, sizeof title), why);
-    tap_event(link, KEX_TAP_REFUSED, why);
-    send_refusal(link->bus, link->fd, why);
-    link_close(link, why);
+    note(ZIL_TRACE_ERROR, "connection to %s refused: %s", connection_title(connection, title, sizeof title), why);
+    tap_event(connection, KEX_TAP_REFUSED, why);
+    refusal_send(connection->transport, connection->fd, why);
+    connection_close(connection, why);
 }
 
-void socket_refuse(kex_t *bus, int fd, const char *why) {
+void socket_refuse(Transport *transport, int fd, const char *why) {
     note(ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(socket_process_id(fd)), why);
-    send_refusal(bus, fd, why);
+    refusal_send(transport, fd, why);
     close(fd);
 }
 
-void links_free(kex_t *bus) {
-    while (bus->links.first != nullptr) {
-        Link *link = bus->links.pop();
-        bus->loop.tasks.remove(link);
-        free(link);
+uint64_t connections_deadline(const Transport *transport) {
+    uint64_t soonest = kNever;
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        for (uint64_t deadline : {connection->hello_deadline, connection->retry_at}) {
+            if (!connection->closed && deadline != kNever && (soonest == kNever || deadline < soonest))
+                soonest = deadline;
+        }
     }
-    while (bus->peers != nullptr) {
-        peer_t *shell = bus->peers;
-        bus->peers = shell->next;
-        free(shell);
+    return soonest;
+}
+
+void connections_expire(Transport *transport, uint64_t now) {
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        if (connection->retry_at != kNever && connection->retry_at <= now)
+            connection->retry_at = kNever;
+        if (!connection->closed && connection->hello_deadline != kNever && connection->hello_deadline <= now)
+            connection_refuse(connection, "no hello came within 2 s");
+    }
+}
+
+void connections_free(Transport *transport) {
+    while (Connection *connection = transport->connections.pop()) {
+        transport->loop->tasks.remove(connection);
+        free(connection);
     }
 }
 

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
-// One connection to another process: what is queued for it, what came from it, and how it ends.
-#ifndef KEX_LINK_H
-#define KEX_LINK_H
+// One connection to another process, from connect or accept until its close event.
+#ifndef KEX_CONNECTION_H
+#define KEX_CONNECTION_H
 
-#include "bus/bus.h"
-#include "value/message.h"
+#include "transport/account.h"
+#include "transport/transport.h"
 
 namespace bus {
+
+struct OutPacket;
+struct Peer;
 
 enum class Role : uint8_t {
     client, // we connected
@@ -14,90 +17,52 @@ enum class Role : uint8_t {
     tap,    // it connected to look
 };
 
-struct OutPacket : Node<OutPacket> {
-    request_t *request; // whose call this is, while it can still become one-way
-    int *fds;
-    uint32_t fd_count;
-    uint32_t size;
-    uint8_t *data;
-};
-
 // Its task is the close event.
-struct Link : Source, Task, Node<Link> {
-    kex_t *bus;
-    bool ready;    // something may be there to read
-    peer_t *shell; // null until the other side has said hello to us who listen, and for taps
+struct Connection : Source, Task, Node<Connection> {
+    Transport *transport;
+    Peer *peer; // what the layer above keeps for it; null until the peer has said hello to us who listen, and for taps
     Role role;
-    bool greeted; // the other side has said hello
+    bool hello_received;
+    bool readable; // the loop has seen something to read
     bool closed;
-    bool close_told; // the close event runs or has run
-    bool mute;       // it cannot be written to any more; what it sent before can still be read
+    bool write_closed;   // nothing can be sent any more; what the peer sent before can still be read
+    uint8_t batch_power; // its next read takes up to 2 to the power of this many packets
     uint32_t number;
     int32_t process_id;
     char name[kMaxProcessName + 1];
-    char why[128]; // the reason it gave for refusing us
+    char refusal[128]; // the reason the peer gave for refusing us
     uint32_t packet_limit;
     uint64_t hello_deadline;
     uint64_t retry_at;
-
-    List<OutPacket> out;
-    uint32_t out_bytes;
-    uint32_t out_fds;
-
-    uint8_t bite; // its next read takes up to 2 to the power of this many packets
-
-    uint32_t last_serial;
-    List<request_t> pending; // sent or queued, without an answer yet
-    uint32_t in_calls;       // received, not dispatched
-    uint32_t in_bytes;
-    uint32_t in_fds;
-
-    function_call_t *running; // a call of the peer whose function runs now
-    request_t *awaited;       // kex_waitForReply runs for this one
-    uint32_t awaited_by_it;   // serial of our answer that the other side says it waits for; 0: none
-    uint32_t lost;            // taps: copies that found no room
-
-    void *closed_userdata;
-    int (*closed_handler)(peer_t *peer, int event, void *userdata);
+    List<OutPacket> output;
+    Account queued;   // in `output`
+    Account received; // calls that have not been run yet
+    uint32_t lost;    // taps: copies that found no room
 };
 
-// Takes over a connected socket, also on failure. Null: too many peers or no memory.
-Link *link_create(kex_t *bus, int fd, Role role);
-// Ends a connection: fails what waits on it and queues the close event behind what it had sent.
-void link_close(Link *link, const char *why);
-// Tells the other side why, writes one trace line and closes.
-void link_refuse(Link *link, const char *why);
-// The same for a socket that did not become a link.
-void socket_refuse(kex_t *bus, int fd, const char *why);
+// Takes over a connected socket, also on failure. Null: too many connections or no memory.
+Connection *connection_begin(Transport *transport, int fd, Role role);
+// Ends it: tells the layer above and queues the close event behind what the peer had sent.
+void connection_close(Connection *connection, const char *why);
+// Tells the peer why, writes one trace message and closes.
+void connection_refuse(Connection *connection, const char *why);
+// The same for a socket that did not become a connection.
+void socket_refuse(Transport *transport, int fd, const char *why);
 // For messages: "'fxs_plugin' (process 12)".
-const char *link_title(const Link *link, char *buffer, size_t size);
+const char *connection_title(const Connection *connection, char *buffer, size_t size);
 constexpr size_t kTitleSize = kMaxProcessName + 32;
-// The link of a peer that is not closed, else null.
-Link *open_link(peer_t *peer);
-void links_begin(kex_t *bus);
-peer_t *shell_create(kex_t *bus);
-// Takes back the shell that was made last, before anybody has seen it.
-void shell_discard(peer_t *shell);
-void links_free(kex_t *bus);
 
-// sending.cpp
-// Queues what was written. Null: over a limit, broken, closed or no memory; then nothing of it is left.
-OutPacket *link_queue(Link *link, wire::Writer &writer, uint32_t allowance);
-void link_flush(Link *link);
-void links_flush(kex_t *bus);
-void link_drop_output(Link *link);
-// Everything that is queued on all links, for at most this long.
-void links_drain_output(kex_t *bus, uint64_t nanoseconds);
+// What waits from the peer has reached a limit: it is not read until calls have run.
+inline bool connection_is_full(const Connection *connection) {
+    const Account &received = connection->received;
+    return received.messages >= kMaxReceivedCalls || received.bytes >= kMaxReceivedBytes ||
+           received.descriptors >= kMaxReceivedDescriptors;
+}
 
-// receiving.cpp
-// Reads what one system call brings, at most so many packets (a power of two up to kPacketsPerRead). False: nothing
-// more is to be read now, or the link is closed.
-bool link_receive(Link *link, uint32_t packets);
-bool link_is_full(const Link *link);
-void links_read(kex_t *bus, bool newcomers);
-// By the bus's clock; 0: none.
-uint64_t links_deadline(kex_t *bus);
-void links_expire(kex_t *bus, uint64_t now);
+// By the loop's clock.
+uint64_t connections_deadline(const Transport *transport);
+void connections_expire(Transport *transport, uint64_t now);
+void connections_free(Transport *transport);
 
 } // namespace bus
 

@@ -1,25 +1,21 @@
 // SPDX-License-Identifier: MIT
-// The listening side of a bus.
+// Sockets that peers connect to, each with its lock file (kex.h, connection_listenOnIPC).
 #ifndef KEX_LISTENER_H
 #define KEX_LISTENER_H
 
-#include "bus/bus.h"
+#include "transport/transport.h"
 
 namespace bus {
 
-struct Listener : Source, Node<Listener> {
-    kex_t *bus;
-    peer_t *shell;
-    bool ready;     // somebody may wait
-    int lock_fd;    // -1: the socket was inherited
-    char path[128]; // of our own socket; "": inherited, not ours to remove
-};
-
-bool listeners_ready(kex_t *bus);
-// Takes in who waits at the listeners that are ready.
-void listeners_accept(kex_t *bus);
+// Null: the path is malformed or somebody else's (traced), or no memory.
+Listener *listener_open(Transport *transport, const char *path);
 void listener_close(Listener *listener);
-void listeners_free(kex_t *bus);
+
+// Whether somebody waits at any of them.
+bool listeners_ready(const Transport *transport);
+// Takes in who waits.
+void listeners_accept(Transport *transport);
+void listeners_close(Transport *transport);
 
 } // namespace bus
 

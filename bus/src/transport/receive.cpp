@@ -1,21 +1,14 @@
 // SPDX-License-Identifier: MIT
-// What arrives on a connection: one packet at a time, checked before anything of it is believed.
+// Implements receive.h: one packet at a time, validated before anything of it is believed.
+#include "transport/receive.h"
 #include "base/trace.h"
-#include "calls/call.h"
-#include "calls/request.h"
-#include "calls/wait.h"
-#include "loop/loop.h"
-#include "transport/connection.h"
-#include "transport/listener.h"
-#include "transport/spare.h"
 #include "transport/tap.h"
 
 #include <errno.h>
 #include <initializer_list>
 #include <string.h>
-#include <sys/socket.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
@@ -38,7 +31,9 @@ struct Batch {
     alignas(cmsghdr) char control[kPacketsPerRead][CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
 };
 
-void collect_descriptors(msghdr &message, Arrival &arrival) {
+// ----------------------------------------------------------------------------------------- From the kernel
+
+void descriptors_collect(msghdr &message, Arrival &arrival) {
     arrival.descriptors = {arrival.fds, 0};
     for (cmsghdr *head = CMSG_FIRSTHDR(&message); head != nullptr; head = CMSG_NXTHDR(&message, head)) {
         if (head->cmsg_level != SOL_SOCKET || head->cmsg_type != SCM_RIGHTS)
@@ -52,9 +47,9 @@ void collect_descriptors(msghdr &message, Arrival &arrival) {
     }
 }
 
-void unpack(Batch &batch, uint32_t index, Arrival &arrival) {
+void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival) {
     msghdr &message = batch.messages[index].msg_hdr;
-    collect_descriptors(message, arrival);
+    descriptors_collect(message, arrival);
     arrival.packet = static_cast<const uint8_t *>(batch.parts[index].iov_base);
     arrival.size = batch.messages[index].msg_len;
     arrival.cut = (message.msg_flags & MSG_TRUNC) != 0;
@@ -62,7 +57,7 @@ void unpack(Batch &batch, uint32_t index, Arrival &arrival) {
 }
 
 // One packet costs less by the call for one.
-int receive_messages(int fd, mmsghdr *messages, uint32_t room) {
+int messages_receive(int fd, mmsghdr *messages, uint32_t room) {
     constexpr int kFlags = MSG_DONTWAIT | MSG_CMSG_CLOEXEC;
     if (room > 1)
         return recvmmsg(fd, messages, room, kFlags, nullptr);
@@ -72,17 +67,17 @@ int receive_messages(int fd, mmsghdr *messages, uint32_t room) {
 }
 
 // How many packets came, at most `room`; 0: nothing now, or with an errno other than 0 the end.
-uint32_t receive(Link *link, Batch &batch, uint32_t room) {
+uint32_t batch_receive(Connection *connection, Batch &batch, uint32_t room) {
     for (;;) {
         for (uint32_t i = 0; i < room; i++) {
-            batch.parts[i] = {link->bus->incoming + i * kMaxPacket, kMaxPacket};
+            batch.parts[i] = {connection->transport->incoming + i * kMaxPacket, kMaxPacket};
             batch.messages[i] = {};
             batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
             batch.messages[i].msg_hdr.msg_iovlen = 1;
             batch.messages[i].msg_hdr.msg_control = batch.control[i];
             batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
         }
-        const int count = receive_messages(link->fd, batch.messages, room);
+        const int count = messages_receive(connection->fd, batch.messages, room);
         if (count > 0)
             return static_cast<uint32_t>(count);
         // A reset is reported once, in front of what can still be read.
@@ -94,221 +89,193 @@ uint32_t receive(Link *link, Batch &batch, uint32_t room) {
     }
 }
 
+// ----------------------------------------------------------------------------------------- How much
+
 uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
     return used < limit ? (limit - used + of_one_packet - 1) / of_one_packet : 1;
 }
 
 // How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
 // would; a peer that has sent no descriptors lately is trusted not to fill the next packets with them.
-uint32_t room_for(const Link *link, uint32_t descriptors, uint32_t wanted) {
+uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
     if (descriptors < kPlentyOfDescriptors)
         return 1;
+    const Account &received = connection->received;
     uint32_t room = wanted;
     for (const uint32_t within :
-         {packets_within(link->in_calls, kMaxReceivedCalls, 1),
-          packets_within(link->in_bytes, kMaxReceivedBytes, kMaxPacket),
-          link->in_fds == 0 ? kPacketsPerRead : packets_within(link->in_fds, kMaxReceivedDescriptors, kMaxDescriptors)})
+         {packets_within(received.messages, kMaxReceivedCalls, 1),
+          packets_within(received.bytes, kMaxReceivedBytes, kMaxPacket),
+          received.descriptors == 0 ? kPacketsPerRead
+                                    : packets_within(received.descriptors, kMaxReceivedDescriptors, kMaxDescriptors)})
         room = within < room ? within : room;
     return room;
 }
 
 // Calls that wait to be run hold the descriptors they came with.
-bool descriptors_are_held(const kex_t *bus) {
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        if (link->in_fds > 0)
+bool descriptors_are_held(const Transport *transport) {
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        if (connection->received.descriptors > 0)
             return true;
     }
     return false;
 }
 
-const char *greet(Link *link, const wire::Message &message) {
-    if (link->greeted)
+// ----------------------------------------------------------------------------------------- What it is
+
+const char *hello_take(Connection *connection, const wire::Message &message) {
+    if (connection->hello_received)
         return "a second hello came";
-    if (message.kind == wire::kTapHello && link->role != Role::server)
+    if (message.kind == wire::kTapHello && connection->role != Role::server)
         return "a tap answered";
     Text name = wire::hello_name(message);
-    printable(link->name, sizeof link->name, name.bytes, name.length);
-    link->greeted = true;
-    link->hello_deadline = 0;
+    printable(connection->name, sizeof connection->name, name.bytes, name.length);
+    connection->hello_received = true;
+    connection->hello_deadline = kNever;
     if (message.kind == wire::kTapHello) {
-        link->role = Role::tap;
-        link->bus->taps++;
+        connection->role = Role::tap;
+        connection->transport->taps++;
         return nullptr;
     }
-    if (link->shell == nullptr) {
-        link->shell = shell_create(link->bus);
-        if (link->shell == nullptr)
-            return "out of memory";
-        link->shell->link = link;
-    }
-    tap_event(link, KEX_TAP_CONNECTED, "");
+    if (!connection->transport->reports->hello(connection))
+        return "out of memory";
+    tap_event(connection, KEX_TAP_CONNECTED, "");
     return nullptr;
 }
 
-void remember_refusal(Link *link, Text text) {
-    printable(link->why, sizeof link->why, text.bytes, text.length);
+void refusal_take(Connection *connection, const wire::Message &message) {
+    Text reason = wire::refusal_reason(message);
+    printable(connection->refusal, sizeof connection->refusal, reason.bytes, reason.length);
     char title[kTitleSize];
-    note(ZIL_TRACE_ERROR, "%s refused this process: %s", link_title(link, title, sizeof title), link->why);
+    note(ZIL_TRACE_ERROR, "%s refused this process: %s", connection_title(connection, title, sizeof title),
+         connection->refusal);
+    tap_packet(connection, TapDirection::received, message.data, message.size);
 }
 
-// Handles a packet that is well formed. A sentence when it may not come here and now, else null.
-const char *handle(Link *link, const wire::Message &message, Arrival &arrival) {
-    const uint8_t *packet = arrival.packet;
+// Hands a valid message on. A sentence when it may not come here and now, else null.
+const char *message_dispatch(Connection *connection, const wire::Message &message, wire::Descriptors &descriptors) {
+    const Reports *reports = connection->transport->reports;
     if (message.kind == wire::kHello || message.kind == wire::kTapHello)
-        return greet(link, message);
+        return hello_take(connection, message);
     if (message.kind == wire::kRefused) {
-        remember_refusal(link, wire::refusal_reason(message));
-        tap_packet(link, TapDirection::received, packet, arrival.size);
+        refusal_take(connection, message);
         return nullptr;
     }
-    if (!link->greeted)
+    if (!connection->hello_received)
         return "no hello came first";
-    if (link->role == Role::tap)
+    if (connection->role == Role::tap)
         return "a tap only looks";
-    tap_packet(link, TapDirection::received, packet, arrival.size);
+    tap_packet(connection, TapDirection::received, message.data, message.size);
     switch (message.kind) {
     case wire::kCall:
     case wire::kOneWayCall:
-        return call_arrived(link, message, arrival.descriptors) ? nullptr : "out of memory";
+        return reports->call(connection, message, descriptors) ? nullptr : "out of memory";
     case wire::kReply:
-        return request_answered(link, message, arrival.descriptors) ? nullptr : "out of memory";
+        return reports->reply(connection, message, descriptors) ? nullptr : "out of memory";
     default:
-        wait_announced(link, message.serial);
+        reports->waiting(connection, message.serial);
         return nullptr;
     }
 }
 
-const char *judge(Link *link, Arrival &arrival) {
+// A sentence what is wrong with the packet, else null.
+const char *packet_take(Connection *connection, Arrival &arrival) {
     if (arrival.cut)
         return "the packet is too large";
     if (arrival.descriptors_lost)
         return "descriptors were lost: this process has no more";
     wire::Message message;
     const char *why = wire::message_validate(arrival.packet, arrival.size, arrival.descriptors.count, message);
-    return why != nullptr ? why : handle(link, message, arrival);
+    return why != nullptr ? why : message_dispatch(connection, message, arrival.descriptors);
 }
 
-} // namespace
-
-namespace bus {
-
-bool link_is_full(const Link *link) {
-    return link->in_calls >= kMaxReceivedCalls || link->in_bytes >= kMaxReceivedBytes ||
-           link->in_fds >= kMaxReceivedDescriptors;
+void end_take(Connection *connection, const char *why) {
+    connection_close(connection, connection->refusal[0] != '\0' ? connection->refusal : why);
 }
 
-bool link_receive(Link *link, uint32_t packets) {
-    if (link->closed)
-        return false;
-    Batch batch;
-    const uint32_t descriptors = descriptors_room(link->bus);
-    const bool is_short = descriptors < kMaxDescriptors;
-    // What has come may make room again once it has been run. Only a wait reads on: nothing runs before it ends.
-    if (is_short && link->awaited == nullptr && descriptors_are_held(link->bus))
-        return false;
-    const uint32_t room = room_for(link, descriptors, packets);
-    if (is_short)
-        spare_release(link->bus);
-    const uint32_t count = receive(link, batch, room);
-    const int error = errno;
-    if (is_short)
-        spare_fill(link->bus);
-    if (count == 0 && error != 0)
-        link_close(link, link->why[0] != '\0' ? link->why : strerror(error));
-    for (uint32_t i = 0; i < count; i++) {
-        Arrival arrival;
-        unpack(batch, i, arrival);
-        descriptors_came(link->bus, arrival.descriptors.count);
-        const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
-        if (at_end && !link->closed)
-            link_close(link, link->why[0] != '\0' ? link->why : "the other side is gone");
-        const char *why = link->closed ? nullptr : judge(link, arrival);
-        wire::descriptors_close(arrival.descriptors);
-        if (why != nullptr)
-            link_refuse(link, why);
-    }
-    return count == room && !link->closed;
+void arrival_take(Connection *connection, Arrival &arrival) {
+    spare_received(connection->transport->spare, arrival.descriptors.count);
+    const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
+    if (at_end && !connection->closed)
+        end_take(connection, "the other side is gone");
+    const char *why = connection->closed ? nullptr : packet_take(connection, arrival);
+    wire::descriptors_close(arrival.descriptors);
+    if (why != nullptr)
+        connection_refuse(connection, why);
 }
 
-namespace {
+// ----------------------------------------------------------------------------------------- In a turn
 
 // Everything that is there, the end of file included.
-void drain(Link *link) {
+void connection_read_all(Connection *connection) {
     bool more = true;
-    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead)
-        more = link_receive(link, kPacketsPerRead);
+    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !connection_is_full(connection); i += kPacketsPerRead)
+        more = connection_receive(connection, kPacketsPerRead, Reading::may_hold_back);
 }
 
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
-// one that sends many is read in ever larger bites. What is left makes the loop come back at once; it is left when much
-// has been read, so that the calls of others do not stand behind all that one peer can send.
-void read_some(Link *link) {
-    bool more = !link_is_full(link);
-    for (uint32_t i = 0; more && i < kPacketsPerTurn && !link_is_full(link); i += kPacketsPerRead) {
-        const uint32_t bite = 1u << link->bite;
-        more = link_receive(link, bite);
-        const bool largest = bite == kPacketsPerRead;
+// one that sends many is read in ever larger batches. What is left makes the loop come back at once; it is left when
+// much has been read, so that the calls of others do not stand behind all that one peer can send.
+void connection_read_some(Connection *connection) {
+    bool more = !connection_is_full(connection);
+    for (uint32_t i = 0; more && i < kPacketsPerTurn && !connection_is_full(connection); i += kPacketsPerRead) {
+        const uint32_t batch_size = 1u << connection->batch_power;
+        more = connection_receive(connection, batch_size, Reading::may_hold_back);
+        const bool largest = batch_size == kPacketsPerRead;
         if (more && !largest)
-            link->bite++;
+            connection->batch_power++;
         if (!more)
-            link->bite = 0;
+            connection->batch_power = 0;
         more = more && largest;
     }
 }
 
 } // namespace
 
-void links_read(kex_t *bus, bool newcomers) {
+bool connection_receive(Connection *connection, uint32_t packets, Reading reading) {
+    if (connection->closed)
+        return false;
+    SpareDescriptors &spare = connection->transport->spare;
+    Batch batch;
+    const uint32_t descriptors = spare_room(spare);
+    const bool is_short = descriptors < kMaxDescriptors;
+    // What has come may make room again once it has been run.
+    if (is_short && reading == Reading::may_hold_back && descriptors_are_held(connection->transport))
+        return false;
+    const uint32_t room = batch_room(connection, descriptors, packets);
+    if (is_short)
+        spare_release(spare);
+    const uint32_t count = batch_receive(connection, batch, room);
+    const int error = errno;
+    if (is_short)
+        spare_fill(spare);
+    if (count == 0 && error != 0)
+        end_take(connection, strerror(error));
+    for (uint32_t i = 0; i < count; i++) {
+        Arrival arrival;
+        batch_unpack(batch, i, arrival);
+        arrival_take(connection, arrival);
+    }
+    return count == room && !connection->closed;
+}
+
+void connections_read(Transport *transport, bool newcomers) {
     bool any = newcomers;
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        any |= link->ready;
-        newcomers |= link->ready && !link->greeted && link->role == Role::server;
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        any |= connection->readable;
+        newcomers |= connection->readable && !connection->hello_received && connection->role == Role::server;
     }
     if (!any)
         return;
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
         if (newcomers)
-            drain(link);
-        else if (link->ready)
-            read_some(link);
-        link->ready = false;
+            connection_read_all(connection);
+        else if (connection->readable)
+            connection_read_some(connection);
+        connection->readable = false;
     }
-}
-
-uint64_t links_deadline(kex_t *bus) {
-    uint64_t soonest = 0;
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        for (uint64_t deadline : {link->hello_deadline, link->retry_at}) {
-            if (!link->closed && deadline != 0 && (soonest == 0 || deadline < soonest))
-                soonest = deadline;
-        }
-    }
-    return soonest;
-}
-
-void links_expire(kex_t *bus, uint64_t now) {
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        if (link->retry_at != 0 && link->retry_at <= now)
-            link->retry_at = 0;
-        if (!link->closed && link->hello_deadline != 0 && link->hello_deadline <= now)
-            link_refuse(link, "no hello came within 2 s");
-    }
-}
-
-void links_begin(kex_t *bus) {
-    bus->module.self = bus;
-    bus->module.read = [](void *self) {
-        links_read(static_cast<kex_t *>(self), listeners_ready(static_cast<kex_t *>(self)));
-    };
-    bus->module.accept = [](void *self) { listeners_accept(static_cast<kex_t *>(self)); };
-    bus->module.has_work = [](void *self) { return static_cast<kex_t *>(self)->output_waits; };
-    bus->module.deadline = [](void *self) { return links_deadline(static_cast<kex_t *>(self)); };
-    bus->module.expire = [](void *self, uint64_t now) { links_expire(static_cast<kex_t *>(self), now); };
-    bus->module.send = [](void *self) {
-        links_flush(static_cast<kex_t *>(self));
-        static_cast<kex_t *>(self)->output_waits = false;
-    };
-    loop_join(&bus->loop, &bus->module);
 }
 
 } // namespace bus

@@ -1,35 +1,17 @@
 // SPDX-License-Identifier: MIT
-// What is queued for a connection, and how it leaves.
+// Implements send.h.
+#include "transport/send.h"
 #include "base/trace.h"
-#include "calls/request.h"
-#include "loop/loop.h"
-#include "transport/connection.h"
+#include "transport/output.h"
 #include "transport/tap.h"
 
 #include <errno.h>
 #include <poll.h>
 #include <string.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
-
-void free_packet(OutPacket *packet) {
-    for (uint32_t i = 0; i < packet->fd_count; i++)
-        close(packet->fds[i]);
-    free(packet);
-}
-
-OutPacket *take_first(Link *link) {
-    OutPacket *packet = link->out.pop();
-    link->out_bytes -= packet->size;
-    link->out_fds -= packet->fd_count;
-    if (packet->request != nullptr)
-        request_left(packet->request);
-    return packet;
-}
 
 // Several packets to one system call: what a turn has gathered for a peer costs that peer one waking, not one each.
 constexpr uint32_t kPacketsPerSend = 32;
@@ -37,7 +19,7 @@ constexpr uint32_t kPacketsPerSend = 32;
 constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
 
 // Puts the packet's descriptors into the control bytes. The bytes used.
-size_t attach_descriptors(const OutPacket *packet, msghdr &message, char *control) {
+size_t descriptors_attach(const OutPacket *packet, msghdr &message, char *control) {
     if (packet->fd_count == 0)
         return 0;
     const size_t bytes = CMSG_SPACE(sizeof(int) * packet->fd_count);
@@ -53,7 +35,7 @@ size_t attach_descriptors(const OutPacket *packet, msghdr &message, char *contro
 }
 
 // One packet costs less by the call for one.
-int send_messages(int fd, mmsghdr *messages, uint32_t count) {
+int batch_send(int fd, mmsghdr *messages, uint32_t count) {
     constexpr int kFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
     if (count > 1)
         return sendmmsg(fd, messages, count, kFlags);
@@ -61,13 +43,13 @@ int send_messages(int fd, mmsghdr *messages, uint32_t count) {
 }
 
 // Sends from the head of the queue, which stays as it is. How many left; 0: none, with the error of the first.
-uint32_t send_packets(const Link *link, int &error) {
+uint32_t output_send(const Connection *connection, int &error) {
     mmsghdr messages[kPacketsPerSend];
     iovec parts[kPacketsPerSend];
     alignas(cmsghdr) char control[kControlPerSend];
     size_t control_used = 0;
     uint32_t count = 0;
-    for (OutPacket *packet = link->out.first; packet != nullptr && count < kPacketsPerSend;
+    for (OutPacket *packet = connection->output.first; packet != nullptr && count < kPacketsPerSend;
          packet = List<OutPacket>::after(packet)) {
         if (packet->fd_count > 0 && control_used + CMSG_SPACE(sizeof(int) * packet->fd_count) > sizeof control)
             break;
@@ -75,11 +57,11 @@ uint32_t send_packets(const Link *link, int &error) {
         parts[count] = {packet->data, packet->size};
         messages[count].msg_hdr.msg_iov = &parts[count];
         messages[count].msg_hdr.msg_iovlen = 1;
-        control_used += attach_descriptors(packet, messages[count].msg_hdr, control + control_used);
+        control_used += descriptors_attach(packet, messages[count].msg_hdr, control + control_used);
         count++;
     }
     for (;;) {
-        const int sent = send_messages(link->fd, messages, count);
+        const int sent = batch_send(connection->fd, messages, count);
         if (sent > 0)
             return static_cast<uint32_t>(sent);
         if (sent < 0 && errno == EINTR)
@@ -89,115 +71,88 @@ uint32_t send_packets(const Link *link, int &error) {
     }
 }
 
-void report_unsent(Link *link, OutPacket *packet, int error) {
-    if (link->role == Role::tap) {
-        link->lost++;
+void packet_report_unsent(Connection *connection, OutPacket *packet, int error) {
+    if (connection->role == Role::tap) {
+        connection->lost++;
         return;
     }
     note(ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", packet->size, strerror(error));
     if (packet->request != nullptr)
-        request_fail(packet->request, KEX_ERROR_TOO_LARGE, "Packet not sent", strerror(error));
+        connection->transport->reports->unsent(packet->request, strerror(error));
 }
 
-bool goes_over(uint32_t queued, uint32_t more, uint32_t limit) {
-    return more > limit || queued > limit - more;
+// The first packet cannot be sent, now or ever. True: the next one may be tried.
+bool send_failed(Connection *connection, int error) {
+    Loop *loop = connection->transport->loop;
+    if (error == EAGAIN || error == EWOULDBLOCK) {
+        source_set_interest(loop, connection, connection->reads, true);
+        return false;
+    }
+    if (error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS) {
+        connection->retry_at = clock_now(loop->clock) + kSendRetry;
+        return false;
+    }
+    OutPacket *packet = output_take(connection);
+    // The connection is not closed here. What the peer sent before it went is still to be read, and its end is found
+    // behind it.
+    if (error == EPIPE || error == ECONNRESET || error == ENOTCONN)
+        connection->write_closed = true;
+    else
+        packet_report_unsent(connection, packet, error);
+    output_free(packet);
+    return true;
 }
 
 } // namespace
 
-namespace bus {
-
-OutPacket *link_queue(Link *link, wire::Writer &writer, uint32_t allowance) {
-    bool refused = writer.why != nullptr || link->closed || link->mute ||
-                   goes_over(link->out_bytes, writer.size, kMaxQueuedBytes * allowance) ||
-                   goes_over(link->out_fds, writer.fd_count, kMaxQueuedDescriptors * allowance);
-    size_t fds_size = sizeof(int) * writer.fd_count;
-    OutPacket *packet =
-        refused ? nullptr : static_cast<OutPacket *>(malloc(sizeof(OutPacket) + fds_size + writer.size));
-    if (packet == nullptr) {
-        wire::packet_discard(writer);
-        return nullptr;
-    }
-    *packet = {};
-    packet->fds = reinterpret_cast<int *>(packet + 1);
-    packet->data = reinterpret_cast<uint8_t *>(packet->fds + writer.fd_count);
-    packet->fd_count = writer.fd_count;
-    packet->size = writer.size;
-    memcpy(packet->fds, writer.fds, fds_size);
-    memcpy(packet->data, writer.data, writer.size);
-    link->out.push(packet);
-    link->out_bytes += packet->size;
-    link->out_fds += packet->fd_count;
-    if (!link->bus->loop.in_turn) {
-        link->bus->output_waits = true;
-        loop_wake(&link->bus->loop);
-    }
-    return packet;
-}
-
-void link_flush(Link *link) {
-    while (!link->closed && link->out.first != nullptr) {
+void connection_flush(Connection *connection) {
+    while (!connection->closed && connection->output.first != nullptr) {
         int error = EPIPE;
-        uint32_t sent = link->mute ? 0 : send_packets(link, error);
+        uint32_t sent = connection->write_closed ? 0 : output_send(connection, error);
+        if (sent == 0 && !send_failed(connection, error))
+            return;
         for (; sent > 0; sent--) {
-            OutPacket *packet = take_first(link);
-            tap_packet(link, TapDirection::sent, packet->data, packet->size);
-            free_packet(packet);
-            error = 0;
+            OutPacket *packet = output_take(connection);
+            tap_packet(connection, TapDirection::sent, packet->data, packet->size);
+            output_free(packet);
         }
-        if (error == 0)
-            continue;
-        if (error == EAGAIN || error == EWOULDBLOCK) {
-            source_set_interest(&link->bus->loop, link, link->reads, true);
-            return;
-        }
-        if (error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS) {
-            link->retry_at = clock_now(link->bus->loop.clock) + kSendRetry;
-            return;
-        }
-        OutPacket *packet = take_first(link);
-        // Kept: the connection is not closed here. What the peer sent before it went is still to be read, and its end
-        // is found behind it.
-        if (error == EPIPE || error == ECONNRESET || error == ENOTCONN)
-            link->mute = true;
-        else
-            report_unsent(link, packet, error);
-        free_packet(packet);
     }
-    if (!link->closed)
-        source_set_interest(&link->bus->loop, link, link->reads, false);
+    if (!connection->closed)
+        source_set_interest(connection->transport->loop, connection, connection->reads, false);
 }
 
-void links_flush(kex_t *bus) {
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        if (link->closed)
+void connection_flush_if_much(Connection *connection) {
+    if (connection->queued.bytes > kFlushBytes && connection->retry_at == kNever)
+        connection_flush(connection);
+}
+
+void connections_flush(Transport *transport) {
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        if (connection->closed)
             continue;
-        if (link->out.first != nullptr && link->retry_at == 0 && link->role != Role::tap)
-            link_flush(link);
+        if (connection->output.first != nullptr && connection->retry_at == 0 && connection->role != Role::tap)
+            connection_flush(connection);
         // A full one is left alone until its calls have run.
-        source_set_interest(&bus->loop, link, !link_is_full(link), link->writes);
+        source_set_interest(transport->loop, connection, !connection_is_full(connection), connection->writes);
     }
-    // Taps last: what was just sent is copied to them.
-    for (Link *link = bus->links.first; bus->taps > 0 && link != nullptr; link = List<Link>::after(link)) {
-        if (!link->closed && link->role == Role::tap && link->retry_at == 0)
-            link_flush(link);
+    for (Connection *connection = transport->connections.first; transport->taps > 0 && connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        if (!connection->closed && connection->role == Role::tap && connection->retry_at == 0)
+            connection_flush(connection);
     }
 }
 
-void link_drop_output(Link *link) {
-    while (link->out.first != nullptr)
-        free_packet(take_first(link));
-}
-
-void links_drain_output(kex_t *bus, uint64_t nanoseconds) {
+void connections_drain(Transport *transport, uint64_t nanoseconds) {
     uint64_t end = clock_monotonic() + nanoseconds;
     for (;;) {
         pollfd waiting[kMaxPeers];
         nfds_t count = 0;
-        for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-            link_flush(link);
-            if (!link->closed && link->out.first != nullptr && count < kMaxPeers)
-                waiting[count++] = {link->fd, POLLOUT, 0};
+        for (Connection *connection = transport->connections.first; connection != nullptr;
+             connection = List<Connection>::after(connection)) {
+            connection_flush(connection);
+            if (!connection->closed && connection->output.first != nullptr && count < kMaxPeers)
+                waiting[count++] = {connection->fd, POLLOUT, 0};
         }
         uint64_t now = clock_monotonic();
         if (count == 0 || now >= end)

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Local sockets: addresses, buffers and credentials.
+// Implements socket.h.
 #include "transport/socket.h"
+#include "base/limits.h"
 
 #include <errno.h>
 #include <initializer_list>
-#include <stddef.h>
 #include <string.h>
 #include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
@@ -26,7 +26,7 @@ uint32_t buffer_size(int fd, int option) {
     return static_cast<uint32_t>(size);
 }
 
-bool contains(const uint32_t *ids, uint32_t count, uint32_t id) {
+bool ids_contain(const uint32_t *ids, uint32_t count, uint32_t id) {
     for (uint32_t i = 0; i < count; i++) {
         if (ids[i] == id)
             return true;
@@ -34,16 +34,16 @@ bool contains(const uint32_t *ids, uint32_t count, uint32_t id) {
     return false;
 }
 
-bool is_in_allowed_group(const Environment &environment, int fd, gid_t group) {
-    if (contains(environment.gids, environment.gid_count, group))
+bool is_in_allowed_group(const Access &access, int fd, gid_t group) {
+    if (ids_contain(access.gids, access.gid_count, group))
         return true;
 #ifdef SO_PEERGROUPS
     gid_t groups[kMaxGroups];
     socklen_t length = sizeof groups;
-    if (environment.gid_count == 0 || getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups, &length) != 0)
+    if (access.gid_count == 0 || getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups, &length) != 0)
         return false;
     for (uint32_t i = 0; i < length / sizeof groups[0]; i++) {
-        if (contains(environment.gids, environment.gid_count, groups[i]))
+        if (ids_contain(access.gids, access.gid_count, groups[i]))
             return true;
     }
 #endif
@@ -51,8 +51,6 @@ bool is_in_allowed_group(const Environment &environment, int fd, gid_t group) {
 }
 
 } // namespace
-
-namespace bus {
 
 bool address_from_path(const char *path, size_t length, sockaddr_un *address) {
     *address = {};
@@ -109,14 +107,14 @@ int32_t socket_process_id(int fd) {
     return credentials.pid;
 }
 
-bool socket_may_connect(const Environment &environment, int fd) {
+bool socket_may_connect(const Access &access, int fd) {
     ucred credentials = {};
     socklen_t length = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
         return false;
     return credentials.uid == 0 || credentials.uid == geteuid() ||
-           contains(environment.uids, environment.uid_count, credentials.uid) ||
-           is_in_allowed_group(environment, fd, credentials.gid);
+           ids_contain(access.uids, access.uid_count, credentials.uid) ||
+           is_in_allowed_group(access, fd, credentials.gid);
 }
 
 } // namespace bus

@@ -1,14 +1,24 @@
 // SPDX-License-Identifier: MIT
-// What the bus needs of local sockets.
+// Local sockets: addresses, buffers and credentials. The reading side of a tap uses them too: this file knows nothing of
+// connections.
 #ifndef KEX_SOCKET_H
 #define KEX_SOCKET_H
 
-#include "bus/bus.h"
-
+#include <stddef.h>
+#include <stdint.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 namespace bus {
+
+// Who may connect besides our own user and root.
+struct Access {
+    static constexpr uint32_t kMaxIds = 32;
+    uint32_t uids[kMaxIds];
+    uint32_t uid_count;
+    uint32_t gids[kMaxIds];
+    uint32_t gid_count;
+};
 
 // "kex://ipc:[/path]" or, for listeners, a plain path. False: malformed, empty or too long for a socket address.
 bool address_from_uri(const char *uri, sockaddr_un *address);
@@ -22,8 +32,7 @@ int socket_connect(const sockaddr_un *address);
 uint32_t socket_packet_limit(int fd);
 // Whom the kernel vouches for; 0: nobody.
 int32_t socket_process_id(int fd);
-// Own user, root, or allowed by the environment.
-bool socket_may_connect(const Environment &environment, int fd);
+bool socket_may_connect(const Access &access, int fd);
 
 } // namespace bus
 

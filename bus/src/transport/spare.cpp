@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Spare descriptors: a full table makes the kernel drop descriptors of a packet without a word, and leaves connections
-// waiting that nobody can refuse. The spare ones are given up for the moment in which something arrives.
+// Implements spare.h.
 #include "transport/spare.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
@@ -29,36 +28,34 @@ uint64_t table_room(int any) {
 
 } // namespace
 
-namespace bus {
-
-bool spare_fill(kex_t *bus) {
-    while (bus->spare_count < kSpareDescriptors) {
-        int fd = fcntl(bus->loop.stop.fd, F_DUPFD_CLOEXEC, 0);
+bool spare_fill(SpareDescriptors &spare) {
+    while (spare.count < kSpareDescriptors) {
+        int fd = fcntl(spare.original, F_DUPFD_CLOEXEC, 0);
         if (fd < 0)
             return false;
-        bus->spare[bus->spare_count++] = fd;
+        spare.fds[spare.count++] = fd;
     }
     return true;
 }
 
-void spare_release(kex_t *bus) {
-    while (bus->spare_count > 0)
-        close(bus->spare[--bus->spare_count]);
+void spare_release(SpareDescriptors &spare) {
+    while (spare.count > 0)
+        close(spare.fds[--spare.count]);
 }
 
-uint32_t descriptors_room(kex_t *bus) {
-    if (bus->table_looks_left > 0 && bus->table_room >= kPlentyOfDescriptors) {
-        bus->table_looks_left--;
-        return bus->table_room;
+uint32_t spare_room(SpareDescriptors &spare) {
+    if (spare.looks_to_skip > 0 && spare.room >= kPlentyOfDescriptors) {
+        spare.looks_to_skip--;
+        return spare.room;
     }
-    uint64_t room = table_room(bus->loop.stop.fd);
-    bus->table_room = room < UINT32_MAX ? static_cast<uint32_t>(room) : UINT32_MAX;
-    bus->table_looks_left = kLooksSkipped;
-    return bus->table_room;
+    uint64_t room = table_room(spare.original);
+    spare.room = room < UINT32_MAX ? static_cast<uint32_t>(room) : UINT32_MAX;
+    spare.looks_to_skip = kLooksSkipped;
+    return spare.room;
 }
 
-void descriptors_came(kex_t *bus, uint32_t count) {
-    bus->table_room -= count < bus->table_room ? count : bus->table_room;
+void spare_received(SpareDescriptors &spare, uint32_t count) {
+    spare.room -= count < spare.room ? count : spare.room;
 }
 
 } // namespace bus

@@ -1,20 +1,29 @@
 // SPDX-License-Identifier: MIT
-// Descriptors kept back for the moment when the process has no others left.
+// Spare descriptors: a full table makes the kernel drop descriptors of a packet without a word, and leaves connections
+// waiting that nobody can refuse. The spare ones are given up for the moment in which something arrives.
 #ifndef KEX_SPARE_H
 #define KEX_SPARE_H
 
-#include "bus/bus.h"
+#include "base/limits.h"
 
 namespace bus {
 
+struct SpareDescriptors {
+    int original; // any open descriptor, of which the spare ones are duplicates
+    int fds[kSpareDescriptors];
+    uint32_t count;
+    uint32_t room;          // free places in the process's table at the last look, less what has come since
+    uint32_t looks_to_skip; // reads until it is looked at again
+};
+
 // Takes what is missing. False: the process's table is full.
-bool spare_fill(kex_t *bus);
-void spare_release(kex_t *bus);
+bool spare_fill(SpareDescriptors &spare);
+void spare_release(SpareDescriptors &spare);
 // For how many descriptors the process's table has room without the spare ones. Looks at the table now and then only,
 // as long as there is room for whatever one system call can bring.
-uint32_t descriptors_room(kex_t *bus);
+uint32_t spare_room(SpareDescriptors &spare);
 // So many have come since.
-void descriptors_came(kex_t *bus, uint32_t count);
+void spare_received(SpareDescriptors &spare, uint32_t count);
 constexpr uint32_t kPlentyOfDescriptors = kMaxDescriptors * kPacketsPerRead;
 
 } // namespace bus

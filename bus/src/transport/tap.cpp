@@ -1,68 +1,69 @@
 // SPDX-License-Identifier: MIT
-// Copies of what passes, for the taps of this bus.
+// Implements tap.h.
 #include "transport/tap.h"
+#include "transport/output.h"
 #include "value/tap_record.h"
 
 #include <unistd.h>
 
-using namespace bus;
+namespace bus {
 
 namespace {
 
-wire::TapEnd end_here(const kex_t *bus) {
-    return {static_cast<int32_t>(getpid()), 0, text_of(bus->name)};
+wire::TapEnd end_here(const Transport *transport) {
+    return {static_cast<int32_t>(getpid()), 0, text_of(transport->name)};
 }
 
-wire::TapEnd end_of(const Link *link) {
-    return {link->process_id, link->number, text_of(link->name)};
+wire::TapEnd end_of(const Connection *connection) {
+    return {connection->process_id, connection->number, text_of(connection->name)};
 }
 
-bool write_record(Link *tap, const wire::TapRecord &record) {
+bool record_queue(Connection *tap, const wire::TapRecord &record) {
     // Records around the largest packet are larger than that; the kernel's usual buffers hold them.
-    wire::Writer writer = wire::packet_begin(tap->bus->outgoing, wire::kMaxTapRecord);
+    wire::Writer writer = wire::packet_begin(tap->transport->outgoing, wire::kMaxTapRecord);
     wire::tap_record_write(writer, record);
-    return link_queue(tap, writer, 1) != nullptr;
+    return output_add(tap, writer, 1) != nullptr;
 }
 
 // A tap that has lost copies is told so in front of the next one that finds room.
-void copy_to(Link *tap, const Link *about, const wire::TapRecord &record) {
+void record_copy(Connection *tap, const Connection *about, const wire::TapRecord &record) {
     if (tap->lost > 0) {
         wire::TapRecord lost = {};
         lost.kind = KEX_TAP_LOST;
         lost.time = record.time;
         lost.from = end_of(about);
-        lost.to = end_here(tap->bus);
+        lost.to = end_here(tap->transport);
         lost.lost = tap->lost;
         lost.text = text_of("");
-        if (!write_record(tap, lost)) {
+        if (!record_queue(tap, lost)) {
             tap->lost++;
             return;
         }
         tap->lost = 0;
     }
-    if (!write_record(tap, record))
+    if (!record_queue(tap, record))
         tap->lost++;
 }
 
-void copy_to_taps(const Link *about, TapDirection direction, wire::TapRecord &record) {
-    kex_t *bus = about->bus;
+void record_copy_to_taps(const Connection *about, TapDirection direction, wire::TapRecord &record) {
+    const Transport *transport = about->transport;
     const bool received = direction == TapDirection::received;
     record.time = clock_wall();
-    record.from = received ? end_of(about) : end_here(bus);
-    record.to = received ? end_here(bus) : end_of(about);
-    for (Link *link = bus->links.first; link != nullptr; link = List<Link>::after(link)) {
-        if (link->role == Role::tap && !link->closed && link != about)
-            copy_to(link, about, record);
+    record.from = received ? end_of(about) : end_here(transport);
+    record.to = received ? end_here(transport) : end_of(about);
+    for (Connection *connection = transport->connections.first; connection != nullptr;
+         connection = List<Connection>::after(connection)) {
+        if (connection->role == Role::tap && !connection->closed && connection != about)
+            record_copy(connection, about, record);
     }
 }
 
 } // namespace
 
-namespace bus {
-
-void tap_packet(const Link *link, TapDirection direction, const uint8_t *packet, uint32_t size) {
+void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size) {
     wire::Message message;
-    if (link->bus->taps == 0 || link->role == Role::tap || wire::message_open(packet, size, message) != nullptr)
+    if (connection->transport->taps == 0 || connection->role == Role::tap ||
+        wire::message_open(packet, size, message) != nullptr)
         return;
     wire::TapRecord record = {};
     record.kind = wire::tap_record_kind(message.kind);
@@ -70,17 +71,17 @@ void tap_packet(const Link *link, TapDirection direction, const uint8_t *packet,
     record.packet = packet;
     record.size = size;
     if (record.kind != 0)
-        copy_to_taps(link, direction, record);
+        record_copy_to_taps(connection, direction, record);
 }
 
-void tap_event(const Link *link, kex_tap_kind kind, const char *text) {
-    if (link->bus->taps == 0 || link->role == Role::tap)
+void tap_event(const Connection *connection, kex_tap_kind kind, const char *text) {
+    if (connection->transport->taps == 0 || connection->role == Role::tap)
         return;
     wire::TapRecord record = {};
     record.kind = kind;
     record.text = text_of(text);
     // What we refuse goes out; what connects and closes comes in.
-    copy_to_taps(link, kind == KEX_TAP_REFUSED ? TapDirection::sent : TapDirection::received, record);
+    record_copy_to_taps(connection, kind == KEX_TAP_REFUSED ? TapDirection::sent : TapDirection::received, record);
 }
 
 } // namespace bus

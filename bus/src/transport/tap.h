@@ -3,7 +3,6 @@
 #ifndef KEX_TAP_SIDE_H
 #define KEX_TAP_SIDE_H
 
-#include "base/contract.h"
 #include "transport/connection.h"
 
 namespace bus {
@@ -11,8 +10,8 @@ namespace bus {
 enum class TapDirection : uint8_t { sent, received };
 
 // Both cost a comparison while nobody taps.
-void tap_packet(const Link *link, TapDirection direction, const uint8_t *packet, uint32_t size);
-void tap_event(const Link *link, kex_tap_kind kind, const char *text);
+void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size);
+void tap_event(const Connection *connection, kex_tap_kind kind, const char *text);
 
 } // namespace bus
 

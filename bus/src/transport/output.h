@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// The packets that are queued for a connection.
+#ifndef KEX_OUTPUT_H
+#define KEX_OUTPUT_H
+
+#include "transport/connection.h"
+
+namespace bus {
+
+struct OutPacket : Node<OutPacket> {
+    request_t *request; // whose call this is, while it can still become one-way
+    int *fds;
+    uint32_t fd_count;
+    uint32_t size;
+    uint8_t *data;
+};
+
+// An empty packet for this connection, in memory that the next one takes again.
+wire::Writer output_begin(Connection *connection);
+// Queues what was written. Null: over a limit, broken, closed or no memory; then nothing of it is left. With an allowance
+// the limits are so many times as high.
+OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance);
+// Takes the first packet out of the queue; the layer above is told that its request has left.
+OutPacket *output_take(Connection *connection);
+void output_free(OutPacket *packet);
+// Takes out and frees all that is queued.
+void output_clear(Connection *connection);
+
+} // namespace bus
+
+#endif

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// What arrives on connections.
+#ifndef KEX_RECEIVE_H
+#define KEX_RECEIVE_H
+
+#include "transport/connection.h"
+
+namespace bus {
+
+// Whether a read may take descriptors while calls that hold some wait to be run and the process's table is full. Only
+// somebody who waits for a reply reads on then: nothing runs before the wait ends.
+enum class Reading : uint8_t { may_hold_back, reads_on };
+
+// Reads what one system call brings, at most so many packets (a power of two up to kPacketsPerRead). False: nothing
+// more is to be read now, or the connection is closed.
+bool connection_receive(Connection *connection, uint32_t packets, Reading reading);
+// Those that are ready; with newcomers at a listener all of them, to the end.
+void connections_read(Transport *transport, bool newcomers);
+
+} // namespace bus
+
+#endif
