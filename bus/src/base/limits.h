@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one table of limits: what the bus accepts from strangers and how much it keeps for them.
+// The one table of limits: what the bus accepts from peers and how much it keeps for them.
 #ifndef KEX_LIMITS_TABLE_H
 #define KEX_LIMITS_TABLE_H
 

@@ -22,6 +22,16 @@ struct List {
     T *last;
     uint32_t count;
 
+    // The item that a loop stands at may not be taken out.
+    struct Iterator {
+        T *item;
+        T *operator*() const { return item; }
+        void operator++() { item = after(item); }
+        bool operator!=(const Iterator &other) const { return item != other.item; }
+    };
+    Iterator begin() const { return {first}; }
+    Iterator end() const { return {nullptr}; }
+
     static Node<T> *node(T *item) { return static_cast<Node<T> *>(item); }
     static T *after(T *item) { return node(item)->next; }
     static bool holds(T *item) { return node(item)->listed; }

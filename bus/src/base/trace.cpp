@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The trace service (ziltrace.h): filters, time stamps, colour and where lines go, all from the environment.
+// The trace service (ziltrace.h): filters, time stamps, colour and where trace messages go, all from the environment.
 #include "base/trace.h"
 
 #include <ctype.h>
@@ -21,7 +21,7 @@ namespace {
 
 constexpr uint32_t kMaxZones = 32;
 constexpr size_t kMaxZoneName = 16;
-constexpr size_t kUsualLine = 1024; // longer lines cost an allocation
+constexpr size_t kUsualLength = 1024; // longer messages cost an allocation
 constexpr size_t kMaxStamp = 48;
 constexpr size_t kMaxTail = 8; // end of colour, line break
 
@@ -46,7 +46,7 @@ struct Settings {
 
 Settings settings;
 
-bool switched_on(const char *name) {
+bool variable_is_on(const char *name) {
     const char *value = getenv(name);
     return value != nullptr && (strcmp(value, "1") == 0 || strcmp(value, "on") == 0 || strcmp(value, "yes") == 0 ||
                                 strcmp(value, "true") == 0);
@@ -54,7 +54,7 @@ bool switched_on(const char *name) {
 
 // Anything but a number up to the end of its word leaves *level as it was: a slip in the environment must not silence
 // the errors.
-bool read_level(const char *text, const char *word_end, int *level) {
+bool level_read(const char *text, const char *word_end, int *level) {
     char *end;
     errno = 0;
     long number = strtol(text, &end, 10);
@@ -65,13 +65,13 @@ bool read_level(const char *text, const char *word_end, int *level) {
 }
 
 // "LIBV=500,SIGNAL=400". What does not read so is passed over.
-void read_zones(const char *text) {
+void zones_read(const char *text) {
     while (*text != '\0' && settings.zone_count < kMaxZones) {
         size_t length = strcspn(text, ",");
         size_t name_length = strcspn(text, "=,");
         int level;
         if (name_length < length && name_length > 0 && name_length < kMaxZoneName &&
-            read_level(text + name_length + 1, text + length, &level)) {
+            level_read(text + name_length + 1, text + length, &level)) {
             Zone &zone = settings.zones[settings.zone_count++];
             memcpy(zone.name, text, name_length);
             zone.level = level;
@@ -82,7 +82,7 @@ void read_zones(const char *text) {
     }
 }
 
-int level_of(const char *zone) {
+int zone_level(const char *zone) {
     for (uint32_t i = 0; zone != nullptr && i < settings.zone_count; i++) {
         if (strcmp(settings.zones[i].name, zone) == 0)
             return settings.zones[i].level;
@@ -90,13 +90,13 @@ int level_of(const char *zone) {
     return settings.level;
 }
 
-bool passes(int level, const char *zone) {
+bool trace_passes(int level, const char *zone) {
     if (!settings.configured)
         bus::trace_configure();
-    return level <= (settings.zone_count > 0 ? level_of(zone) : settings.level);
+    return level <= (settings.zone_count > 0 ? zone_level(zone) : settings.level);
 }
 
-const char *colour_of(int level) {
+const char *level_colour(int level) {
     if (level <= ZIL_TRACE_ERROR)
         return "\033[31m";
     if (level <= ZIL_TRACE_WARNING)
@@ -104,7 +104,7 @@ const char *colour_of(int level) {
     return level <= ZIL_TRACE_NOTICE ? "\033[36m" : level <= ZIL_TRACE_INFO ? "" : "\033[2m";
 }
 
-int priority_of(int level) {
+int level_priority(int level) {
     if (level <= ZIL_TRACE_ERROR)
         return LOG_ERR;
     if (level <= ZIL_TRACE_WARNING)
@@ -125,9 +125,9 @@ size_t time_stamp(char *to, size_t size) {
 
 // A reader of standard error that went away must not take the process with it: the signal of a broken pipe is held back
 // and taken out again. Other files raise none.
-void write_line(const char *line, size_t length) {
+void trace_write(const char *message, size_t length) {
     if (!settings.to_pipe) {
-        while (write(STDERR_FILENO, line, length) < 0 && errno == EINTR)
+        while (write(STDERR_FILENO, message, length) < 0 && errno == EINTR)
             ;
         return;
     }
@@ -140,7 +140,7 @@ void write_line(const char *line, size_t length) {
     bool was_pending = sigismember(&pending, SIGPIPE) == 1;
     pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
     ssize_t written;
-    while ((written = write(STDERR_FILENO, line, length)) < 0 && errno == EINTR)
+    while ((written = write(STDERR_FILENO, message, length)) < 0 && errno == EINTR)
         ;
     const timespec at_once = {};
     if (written < 0 && errno == EPIPE && !was_pending)
@@ -148,17 +148,17 @@ void write_line(const char *line, size_t length) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-int write_formatted(int level, const char *format, va_list arguments) ZIL_PRINTF(2, 0);
+int trace_format(int level, const char *format, va_list arguments) ZIL_PRINTF(2, 0);
 
-int write_formatted(int level, const char *format, va_list arguments) {
+int trace_format(int level, const char *format, va_list arguments) {
     int error = errno;
-    char usual[kUsualLine];
-    char *line = usual;
+    char usual[kUsualLength];
+    char *message = usual;
     size_t size = sizeof usual;
     size_t start = 0;
     if (!settings.to_syslog && settings.time)
         start = time_stamp(usual, kMaxStamp);
-    const char *colour = !settings.to_syslog && settings.colour ? colour_of(level) : "";
+    const char *colour = !settings.to_syslog && settings.colour ? level_colour(level) : "";
     size_t colour_length = strlen(colour);
     memcpy(usual + start, colour, colour_length);
     start += colour_length;
@@ -166,7 +166,7 @@ int write_formatted(int level, const char *format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     errno = error; // for %m
-    int length = vsnprintf(line + start, size - start - kMaxTail, format, arguments);
+    int length = vsnprintf(message + start, size - start - kMaxTail, format, arguments);
     if (length >= 0 && static_cast<size_t>(length) >= size - start - kMaxTail) {
         size_t needed = start + static_cast<size_t>(length) + 1 + kMaxTail;
         char *longer = static_cast<char *>(malloc(needed));
@@ -174,25 +174,25 @@ int write_formatted(int level, const char *format, va_list arguments) {
             memcpy(longer, usual, start);
             errno = error;
             vsnprintf(longer + start, static_cast<size_t>(length) + 1, format, again);
-            line = longer;
+            message = longer;
             size = needed;
         }
     }
     va_end(again);
 
-    size_t end = start + strnlen(line + start, size - start - kMaxTail);
+    size_t end = start + strnlen(message + start, size - start - kMaxTail);
     if (settings.to_syslog) {
-        syslog(LOG_USER | priority_of(level), "%s", line);
+        syslog(LOG_USER | level_priority(level), "%s", message);
     } else {
         if (colour_length > 0) {
-            memcpy(line + end, "\033[0m", 4);
+            memcpy(message + end, "\033[0m", 4);
             end += 4;
         }
-        line[end++] = '\n';
-        write_line(line, end);
+        message[end++] = '\n';
+        trace_write(message, end);
     }
-    if (line != usual)
-        free(line);
+    if (message != usual)
+        free(message);
     errno = error;
     return 1;
 }
@@ -206,15 +206,15 @@ void trace_configure() {
     settings.configured = true;
     const char *level = getenv("ZIL_TRACE_LEVEL");
     if (level != nullptr)
-        read_level(level, level + strlen(level), &settings.level);
+        level_read(level, level + strlen(level), &settings.level);
     settings.highest = settings.level;
     const char *zones = getenv("ZIL_TRACE_ZONES");
     if (zones != nullptr)
-        read_zones(zones);
+        zones_read(zones);
     const char *output = getenv("ZIL_TRACE_OUTPUT");
     settings.to_syslog = output != nullptr && strcmp(output, "syslog") == 0;
-    settings.time = switched_on("ZIL_TRACE_TIME");
-    settings.colour = switched_on("ZIL_TRACE_COLOR");
+    settings.time = variable_is_on("ZIL_TRACE_TIME");
+    settings.colour = variable_is_on("ZIL_TRACE_COLOR");
     struct stat status;
     settings.to_pipe = fstat(STDERR_FILENO, &status) != 0 || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
 }
@@ -241,21 +241,21 @@ char *printable(char *to, size_t size, const void *text, size_t length) {
 } // namespace bus
 
 int zilTrace(int level, const char *format, ...) {
-    if (level > settings.highest || format == nullptr || !passes(level, nullptr))
+    if (level > settings.highest || format == nullptr || !trace_passes(level, nullptr))
         return 0;
     va_list arguments;
     va_start(arguments, format);
-    int written = write_formatted(level, format, arguments);
+    int written = trace_format(level, format, arguments);
     va_end(arguments);
     return written;
 }
 
 int zilTraceZ(int level, const char *zone, const char *format, ...) {
-    if (level > settings.highest || format == nullptr || !passes(level, zone))
+    if (level > settings.highest || format == nullptr || !trace_passes(level, zone))
         return 0;
     va_list arguments;
     va_start(arguments, format);
-    int written = write_formatted(level, format, arguments);
+    int written = trace_format(level, format, arguments);
     va_end(arguments);
     return written;
 }

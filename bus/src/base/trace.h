@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The bus's own trace lines, zone "KEX".
+// The bus's own trace messages, zone "KEX".
 #ifndef KEX_TRACE_H
 #define KEX_TRACE_H
 
@@ -10,13 +10,13 @@
 
 namespace bus {
 
-// One line of the bus's own. Texts of strangers go through printable() first.
+// One trace message of the bus's own. Texts of peers go through printable() first.
 void note(int level, const char *format, ...) ZIL_PRINTF(2, 3);
 
-// Copies at most size-1 bytes and replaces what a terminal or a line-based reader would trip over. Returns `to`.
+// Copies at most size-1 bytes and replaces control characters and bytes that are not ASCII. Returns `to`.
 char *printable(char *to, size_t size, const void *text, size_t length);
 
-// Reads the ZIL_TRACE_ variables again; otherwise they are read once, at the first line.
+// Reads the ZIL_TRACE_ variables again; otherwise they are read once, at the first trace message.
 void trace_configure();
 
 } // namespace bus

@@ -110,7 +110,7 @@ void call_drop(Task *task) {
 const function_call_t *call_find(const Peer *peer, uint32_t serial) {
     if (peer->running != nullptr && peer->running->request.serial == serial)
         return peer->running;
-    for (Task *task = peer->calls->transport->loop->tasks.first; task != nullptr; task = List<Task>::after(task)) {
+    for (Task *task : peer->calls->transport->loop->tasks) {
         if (task->run != call_run)
             continue;
         const function_call_t *call = static_cast<const function_call_t *>(task);

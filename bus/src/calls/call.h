@@ -27,7 +27,7 @@ struct argument_list {
 
 namespace bus {
 
-constexpr size_t kShownName = 64; // bytes of a stranger's name in a message
+constexpr size_t kShownName = 64; // bytes of a name from a peer that are shown
 
 // Queues a call that is well formed. False: no memory; the descriptors are still the caller's.
 bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);

@@ -14,7 +14,7 @@ namespace {
 constexpr size_t kMaxSymbol = 2 * kMaxPath;
 
 Function *function_find_in(const List<Function> &functions, const char *class_name, Text name) {
-    for (Function *function = functions.first; function != nullptr; function = List<Function>::after(function)) {
+    for (Function *function : functions) {
         if (strcmp(function->class_name, class_name) == 0 && text_equals(name, function->name))
             return function;
     }

@@ -51,7 +51,7 @@ const char *kind_name(ObjectKind kind) {
 }
 
 void entry_append_functions(Entry &entry, const Calls *calls, const object_t *object) {
-    for (Function *function = calls->functions.first; function != nullptr; function = List<Function>::after(function)) {
+    for (Function *function : calls->functions) {
         if (strcmp(function->class_name, object->class_name) != 0)
             continue;
         entry_append(entry, " %s(", function->name);
@@ -75,7 +75,7 @@ bool object_list(const Calls *calls, const object_t *object, variant_list_t *lis
 }
 
 bool object_list_children(const Calls *calls, const object_t *object, variant_list_t *list) {
-    for (object_t *child = object->children.first; child != nullptr; child = List<object_t>::after(child)) {
+    for (object_t *child : object->children) {
         if (child->state == ObjectState::to_be_created || child->state == ObjectState::cancelled)
             continue;
         if (!object_list(calls, child, list) || !object_list_children(calls, child, list))

@@ -43,7 +43,7 @@ void object_remove(object_t *object) {
 }
 
 object_t *object_find_child(const object_t *parent, const char *name, size_t length) {
-    for (object_t *child = parent->children.first; child != nullptr; child = List<object_t>::after(child)) {
+    for (object_t *child : parent->children) {
         if (strncmp(child->name, name, length) == 0 && child->name[length] == '\0')
             return child;
     }
@@ -77,7 +77,7 @@ bool object_is_pattern(const object_t *object) {
 
 // Copies what a template consists of, without its instances, under an instance.
 bool object_clone_children(const object_t *from, object_t *to) {
-    for (object_t *child = from->children.first; child != nullptr; child = List<object_t>::after(child)) {
+    for (object_t *child : from->children) {
         if (child->kind == ObjectKind::instance)
             continue;
         object_t *copy = object_create(child->name, strlen(child->name), child->class_name);

@@ -47,7 +47,7 @@ bool has_work(Loop *loop) {
 
 uint64_t modules_deadline(Loop *loop) {
     uint64_t soonest = kNever;
-    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+    for (Module *module : loop->modules) {
         uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
         if (deadline != kNever && (soonest == kNever || deadline < soonest))
             soonest = deadline;
@@ -98,7 +98,7 @@ int sources_poll(Loop *loop, int timeout) {
 }
 
 void phase_run(Loop *loop, void (*Module::*phase)(void *self)) {
-    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+    for (Module *module : loop->modules) {
         if (module->*phase != nullptr)
             (module->*phase)(module->self);
     }
@@ -106,7 +106,7 @@ void phase_run(Loop *loop, void (*Module::*phase)(void *self)) {
 
 void modules_expire(Loop *loop) {
     uint64_t now = 0;
-    for (Module *module = loop->modules.first; module != nullptr; module = List<Module>::after(module)) {
+    for (Module *module : loop->modules) {
         uint64_t deadline = module->expire != nullptr ? module->deadline(module->self) : kNever;
         if (deadline == kNever)
             continue;

@@ -75,7 +75,7 @@ void watches_queue_always_ready(void *self) {
     const Watches &watches = static_cast<Loop *>(self)->watches;
     if (watches.always_ready == 0)
         return;
-    for (Watch *watch = watches.list.first; watch != nullptr; watch = List<Watch>::after(watch)) {
+    for (Watch *watch : watches.list) {
         if (watch->always_ready)
             watch_queue(watch);
     }

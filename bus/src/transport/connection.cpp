@@ -37,7 +37,7 @@ void hello_send(Connection *connection) {
     wire::Writer writer = output_begin(connection);
     wire::hello_write(writer, connection->transport->name);
     output_add(connection, writer, 1);
-    // At once: whoever connects and then thinks for a while must not look like somebody who says nothing.
+    // At once: whoever connects and then takes long over its first turn must not look like somebody who says nothing.
     connection_flush(connection);
 }
 
@@ -109,8 +109,7 @@ void socket_refuse(Transport *transport, int fd, const char *why) {
 
 uint64_t connections_deadline(const Transport *transport) {
     uint64_t soonest = kNever;
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         for (uint64_t deadline : {connection->hello_deadline, connection->retry_at}) {
             if (!connection->closed && deadline != kNever && (soonest == kNever || deadline < soonest))
                 soonest = deadline;
@@ -120,8 +119,7 @@ uint64_t connections_deadline(const Transport *transport) {
 }
 
 void connections_expire(Transport *transport, uint64_t now) {
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         if (connection->retry_at != kNever && connection->retry_at <= now)
             connection->retry_at = kNever;
         if (!connection->closed && connection->hello_deadline != kNever && connection->hello_deadline <= now)

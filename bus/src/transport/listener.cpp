@@ -60,7 +60,7 @@ bool path_clear(const sockaddr_un *address) {
         listen_failed(address->sun_path, "something that is no socket stands there");
         return false;
     }
-    // A listener that knows nothing of the lock is found by knocking. Only a refusal says that nobody is there.
+    // A listener that knows nothing of the lock is found by connecting to it. Only "connection refused" says that nobody is there.
     int fd = socket_connect(address);
     if (fd >= 0 || errno == EAGAIN || errno == EPROTOTYPE) {
         if (fd >= 0)
@@ -224,15 +224,13 @@ void listener_close(Listener *listener) {
 
 bool listeners_ready(const Transport *transport) {
     bool any = false;
-    for (Listener *listener = transport->listeners.first; listener != nullptr;
-         listener = List<Listener>::after(listener))
+    for (Listener *listener : transport->listeners)
         any |= listener->ready_to_accept;
     return any;
 }
 
 void listeners_accept(Transport *transport) {
-    for (Listener *listener = transport->listeners.first; listener != nullptr;
-         listener = List<Listener>::after(listener)) {
+    for (Listener *listener : transport->listeners) {
         if (listener->ready_to_accept)
             listener_accept(listener);
         listener->ready_to_accept = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Implements receive.h: one packet at a time, validated before anything of it is believed.
+// Implements receive.h: one packet at a time, validated before any of it is used.
 #include "transport/receive.h"
 #include "base/trace.h"
 #include "transport/tap.h"
@@ -96,7 +96,7 @@ uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
 }
 
 // How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
-// would; a peer that has sent no descriptors lately is trusted not to fill the next packets with them.
+// would; a peer that has sent no descriptors lately is not expected to fill the next packets with them.
 uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
     if (descriptors < kPlentyOfDescriptors)
         return 1;
@@ -113,8 +113,7 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
 
 // Calls that wait to be run hold the descriptors they came with.
 bool descriptors_are_held(const Transport *transport) {
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         if (connection->received.descriptors > 0)
             return true;
     }
@@ -261,15 +260,13 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
 
 void connections_read(Transport *transport, bool newcomers) {
     bool any = newcomers;
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         any |= connection->readable;
         newcomers |= connection->readable && !connection->hello_received && connection->role == Role::server;
     }
     if (!any)
         return;
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         if (newcomers)
             connection_read_all(connection);
         else if (connection->readable)

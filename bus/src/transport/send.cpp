@@ -127,8 +127,7 @@ void connection_flush_if_much(Connection *connection) {
 }
 
 void connections_flush(Transport *transport) {
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         if (connection->closed)
             continue;
         if (connection->output.first != nullptr && connection->retry_at == 0 && connection->role != Role::tap)
@@ -148,8 +147,7 @@ void connections_drain(Transport *transport, uint64_t nanoseconds) {
     for (;;) {
         pollfd waiting[kMaxPeers];
         nfds_t count = 0;
-        for (Connection *connection = transport->connections.first; connection != nullptr;
-             connection = List<Connection>::after(connection)) {
+        for (Connection *connection : transport->connections) {
             connection_flush(connection);
             if (!connection->closed && connection->output.first != nullptr && count < kMaxPeers)
                 waiting[count++] = {connection->fd, POLLOUT, 0};

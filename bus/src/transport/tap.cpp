@@ -51,8 +51,7 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     record.time = clock_wall();
     record.from = received ? end_of(about) : end_here(transport);
     record.to = received ? end_here(transport) : end_of(about);
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection)) {
+    for (Connection *connection : transport->connections) {
         if (connection->role == Role::tap && !connection->closed && connection != about)
             record_copy(connection, about, record);
     }

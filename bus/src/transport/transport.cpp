@@ -79,8 +79,7 @@ void transport_drain(Transport *transport, uint64_t nanoseconds) {
 
 void transport_close(Transport *transport, const char *why) {
     transport->ending = true;
-    for (Connection *connection = transport->connections.first; connection != nullptr;
-         connection = List<Connection>::after(connection))
+    for (Connection *connection : transport->connections)
         connection_close(connection, why);
 }
 

@@ -44,7 +44,7 @@ struct Message {
 
 // Looks at the head only. A sentence when this is no message of ours, else null.
 const char *message_open(const void *packet, uint32_t size, Message &message);
-// The whole of a packet from a stranger, with the number of descriptors that came with it. A sentence what is wrong with
+// The whole of a packet that has come, with the number of descriptors that came with it. A sentence what is wrong with
 // it, else null.
 const char *message_validate(const void *packet, uint32_t size, uint32_t descriptors, Message &message);
 

@@ -40,7 +40,7 @@ void list_clear(variant_list_t *list) {
 }
 
 variant_list_t *list_copy(const variant_list_t *list) {
-    variant_list_t *copy = list_create();
+    variant_list_t *copy = make<variant_list_t>();
     if (copy == nullptr || list == nullptr)
         return copy;
     for (uint32_t i = 0; i < list->count; i++) {
@@ -119,10 +119,6 @@ uint32_t value_nesting(const variant_t *v) {
     return deepest + 1;
 }
 
-variant_list_t *list_create() {
-    return make<variant_list_t>();
-}
-
 variant_t *list_append(variant_list_t *list) {
     if (list->count == list->capacity) {
         uint32_t capacity = list->capacity > 0 ? list->capacity * 2 : kFirstCapacity;
@@ -171,7 +167,7 @@ variant_list_t *variant_da_list(variant_t *v) {
     if (v == nullptr || inside(v)->type != VARIANT_LIST)
         return nullptr;
     if (inside(v)->list == nullptr)
-        inside(v)->list = list_create();
+        inside(v)->list = make<variant_list_t>();
     return inside(v)->list;
 }
 

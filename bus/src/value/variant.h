@@ -50,8 +50,6 @@ bool value_set_bytes(variant_t *v, const void *bytes, uint32_t length);
 bool value_copy(variant_t *copy, const variant_t *v);
 // How many lists stand inside each other: 0 for a value that is none.
 uint32_t value_nesting(const variant_t *v);
-// An empty list, or null.
-variant_list_t *list_create();
 // Appends an empty value and hands it out to be filled; null: no memory.
 variant_t *list_append(variant_list_t *list);
 
