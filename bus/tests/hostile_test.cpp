@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What no well-behaved peer sends: it is told why, closed, traced in one line, and leaves no descriptor behind.
+// What no well-behaved peer sends: it is told why, closed, traced in one message, and leaves no descriptor behind.
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
@@ -32,7 +32,7 @@ protected:
 
     void settle() { turn_until_idle({bus}); }
     // A peer that has said hello and read ours.
-    std::unique_ptr<RawPeer> greeted() {
+    std::unique_ptr<RawPeer> connected_peer() {
         auto raw = std::make_unique<RawPeer>(socket);
         EXPECT_TRUE(raw->send(hello()));
         settle();
@@ -41,7 +41,7 @@ protected:
     }
     // Still serves a good peer.
     void expect_alive() {
-        auto good = greeted();
+        auto good = connected_peer();
         good->send(Packet(kCall, 5).text("Probe").text("echo").byte(1).text("text").byte(0).text("x"));
         settle();
         auto packets = good->receive_all();
@@ -100,7 +100,7 @@ Packet full_call() {
 }
 
 TEST_F(Hostile, TheFullCallIsGood) {
-    auto raw = greeted();
+    auto raw = connected_peer();
     ASSERT_TRUE(raw->send(full_call(), {STDIN_FILENO, STDIN_FILENO}));
     settle();
     EXPECT_THAT(served::log, ElementsAre("note 70000"));
@@ -113,7 +113,7 @@ TEST_F(Hostile, CallCutOffAtEveryByteIsRefused) {
     CapturedTrace trace;
     std::string whole = full_call().bytes();
     for (size_t size = 1; size < whole.size(); size++) {
-        auto raw = greeted();
+        auto raw = connected_peer();
         ASSERT_TRUE(raw->send(whole.substr(0, size), {STDIN_FILENO, STDIN_FILENO}));
         settle();
         EXPECT_EQ(raw->refusal(), "the packet is cut off") << "after " << size << " bytes";
@@ -198,7 +198,7 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        auto raw = greeted();
+        auto raw = connected_peer();
         size_t before = open_descriptors();
         CapturedTrace trace;
         ASSERT_TRUE(raw->send(row.bytes, row.fds));
@@ -260,7 +260,7 @@ TEST_F(Hostile, UndeclaredNamesAreErrorItemsAndNeverLookedUp) {
                                  "ECHO",
                                  "%s%n"};
     for (const std::string &name : names) {
-        auto raw = greeted();
+        auto raw = connected_peer();
         raw->send(support::call(3, "Probe", name));
         raw->send(support::call(4, name, "echo"));
         settle();
@@ -277,7 +277,7 @@ TEST_F(Hostile, UndeclaredNamesAreErrorItemsAndNeverLookedUp) {
 }
 
 TEST_F(Hostile, RepliesNobodyAskedForArePassedOver) {
-    auto raw = greeted();
+    auto raw = connected_peer();
     raw->send(Packet(kReply, 77).byte(0).byte(1).byte(18).word(0).word(3), {STDIN_FILENO});
     raw->send(Packet(kWaiting, 77));
     settle();
@@ -286,7 +286,7 @@ TEST_F(Hostile, RepliesNobodyAskedForArePassedOver) {
 }
 
 TEST_F(Hostile, OneWayCallsAreNeverAnswered) {
-    auto raw = greeted();
+    auto raw = connected_peer();
     raw->send(Packet(kOneWayCall, 1).text("Probe").text("echo").byte(0));
     raw->send(Packet(kOneWayCall, 2).text("nobody").text("echo").byte(0));
     settle();
@@ -295,8 +295,8 @@ TEST_F(Hostile, OneWayCallsAreNeverAnswered) {
 }
 
 TEST_F(Hostile, FloodIsReadNoFurtherThanItIsDispatched) {
-    auto raw = greeted();
-    auto other = greeted();
+    auto raw = connected_peer();
+    auto other = connected_peer();
     size_t sent = 0;
     Packet note = Packet(kOneWayCall, 1).text("Probe").text("note").byte(0);
     for (int turn = 0; turn < 50; turn++) {
@@ -312,11 +312,11 @@ TEST_F(Hostile, FloodIsReadNoFurtherThanItIsDispatched) {
 }
 
 TEST_F(Hostile, CallsOfOthersDoNotStandBehindAFlood) {
-    auto raw = greeted();
-    auto other = greeted();
+    auto raw = connected_peer();
+    auto other = connected_peer();
     Packet note = Packet(kOneWayCall, 1).text("Probe").text("note").byte(0);
     size_t lying = 0;
-    for (int turn = 0; turn < 8; turn++) { // until the bus takes large bites
+    for (int turn = 0; turn < 8; turn++) { // until the bus reads large batches
         while (raw->send(note))
             lying++;
         kex_dispatch(bus);
@@ -333,8 +333,8 @@ TEST_F(Hostile, CallsOfOthersDoNotStandBehindAFlood) {
 }
 
 TEST_F(Hostile, FloodOfPacketsThatAreNoCallsLetsOthersLive) {
-    auto raw = greeted();
-    auto other = greeted();
+    auto raw = connected_peer();
+    auto other = connected_peer();
     for (int turn = 0; turn < 20; turn++) {
         while (raw->send(Packet(kWaiting, 1)))
             ;
@@ -347,7 +347,7 @@ TEST_F(Hostile, FloodOfPacketsThatAreNoCallsLetsOthersLive) {
 
 TEST_F(Hostile, PeerThatNeverReadsItsRepliesIsBrokenOff) {
     CapturedTrace trace;
-    auto raw = greeted();
+    auto raw = connected_peer();
     size_t calls = 0;
     Packet call =
         Packet(kCall, 1).text("Probe").text("echo").byte(1).text("text").byte(0).text(std::string(60000, 'x'));
@@ -362,7 +362,7 @@ TEST_F(Hostile, PeerThatNeverReadsItsRepliesIsBrokenOff) {
 
 TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
     CapturedTrace trace;
-    auto raw = greeted();
+    auto raw = connected_peer();
     std::vector<int> fillers;
     rlimit limit;
     getrlimit(RLIMIT_NOFILE, &limit);
@@ -403,7 +403,7 @@ TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
 
 TEST_F(Hostile, DescriptorsAreTakenAsFastAsCallsGiveThemBack) {
     CapturedTrace trace;
-    auto raw = greeted();
+    auto raw = connected_peer();
     constexpr size_t kCalls = 8;
     Packet with_ten = Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(10);
     for (uint32_t i = 0; i < 10; i++)

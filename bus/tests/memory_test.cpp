@@ -34,7 +34,7 @@ namespace {
 
 // Runs the scenario with the first, the second, the third ... allocation failing, until none of them does.
 void fail_each(const std::function<void()> &scenario) {
-    // The expected lines would bury a report of the sanitizers.
+    // The expected trace messages would bury a report of the sanitizers.
     setenv("ZIL_TRACE_LEVEL", "0", 1);
     bus::trace_configure();
     for (uint32_t n = 1; n < 2000; n++) {

@@ -32,7 +32,7 @@ void log_any_closed(kex_t *, peer_t *peer, void *userdata) {
     served::log.push_back(std::string(static_cast<const char *>(userdata)) + " closed " + peer_processName(peer));
 }
 
-char *word(const char *text) {
+char *userdata(const char *text) {
     return const_cast<char *>(text);
 }
 
@@ -76,13 +76,13 @@ TEST_F(Peer, QueuedCallsRunThenItsOwnHandlerThenTheHostsHandler) {
     peer_t *seen = nullptr;
     served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
         seen = fcall_peer(call);
-        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, word("replaced"), log_own_event));
-        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, word("own"), log_own_event));
+        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, userdata("replaced"), log_own_event));
+        EXPECT_TRUE(peer_setEventHandler(seen, PEER_EVENT_CLOSED, userdata("own"), log_own_event));
         EXPECT_FALSE(peer_setEventHandler(seen, 5, nullptr, log_own_event)) << "there is no such event";
         fcall_destroy(call);
         return 0;
     };
-    kex_onPeerClosed(server, log_any_closed, word("any"));
+    kex_onPeerClosed(server, log_any_closed, userdata("any"));
     request_t *r = request_create_executeFunction("Probe", "run", 0);
     ASSERT_TRUE(kex_sendRequest(other, from_other, r));
     request_destroy(r);
@@ -120,7 +120,7 @@ TEST_F(Peer, HandlesAreNeverReused) {
 }
 
 TEST_F(Peer, ReconnectedPeerComesAfterItsOwnEnd) {
-    kex_onPeerClosed(server, log_any_closed, word("any"));
+    kex_onPeerClosed(server, log_any_closed, userdata("any"));
     auto first = std::make_unique<RawPeer>(socket);
     first->send(hello("plugin"));
     turn_until_idle();
@@ -135,26 +135,26 @@ TEST_F(Peer, ReconnectedPeerComesAfterItsOwnEnd) {
 }
 
 TEST_F(Peer, WhoeverNeverSaidHelloCausesNoCloseEvent) {
-    kex_onPeerClosed(server, log_any_closed, word("any"));
+    kex_onPeerClosed(server, log_any_closed, userdata("any"));
     RawPeer(socket).close();
     turn_until_idle();
     EXPECT_THAT(served::log, ElementsAre());
 }
 
 TEST_F(Peer, ClosingFromThisSideIsAnEventToo) {
-    kex_onPeerClosed(client, log_any_closed, word("any"));
-    EXPECT_TRUE(peer_setEventHandler(to_server, PEER_EVENT_CLOSED, word("own"), log_own_event));
+    kex_onPeerClosed(client, log_any_closed, userdata("any"));
+    EXPECT_TRUE(peer_setEventHandler(to_server, PEER_EVENT_CLOSED, userdata("own"), log_own_event));
     EXPECT_TRUE(peer_disconnect(to_server));
     EXPECT_THAT(served::log, ElementsAre()) << "in a later turn";
     EXPECT_TRUE(turn_until([] { return served::log.size() == 2; }));
     EXPECT_THAT(served::log, ElementsAre("own event 6 of server", "any closed server"));
 }
 
-// The other side closes with our data unread: the kernel reports a reset in front of what it had sent before.
+// The peer closes with our data unread: the kernel reports a reset in front of what it had sent before.
 TEST_F(Peer, ResetIsNotTheEndOfWhatCanBeRead) {
     RawPeer raw(socket);
     raw.send(hello());
-    turn_until_idle(); // our hello lies unread at the other side
+    turn_until_idle(); // our hello lies unread at the peer
     for (uint32_t i = 1; i <= 3; i++)
         raw.send(Packet(kOneWayCall, i).text("Probe").text("note").byte(1).text("number").byte(8).word(i));
     raw.close();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Two processes: what death looks like from the other side, and the example programs.
+// Two processes: what death looks like to the peer, and the example programs.
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
@@ -201,7 +201,7 @@ TEST_F(Process, ListenerThatWasKilledIsSucceeded) {
 }
 
 TEST_F(Process, EndingSendsWhatIsQueuedForASecondAtMost) {
-    // The other side reads nothing: its buffer fills, the rest stays queued.
+    // The peer reads nothing: its buffer fills, the rest stays queued.
     kex_t *bus = kex_create("server");
     served::declare(bus);
     ASSERT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The trace service: filters, line format, destinations.
+// The trace service: filters, format, destinations.
 #include "base/trace.h"
 #include "support/bus_test.h"
 #include "ziltrace.h"

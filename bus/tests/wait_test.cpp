@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 namespace {
 
-// A bus connected to a raw peer that has accepted it, so that the test plays the other side word by word.
+// A bus connected to a raw peer that has accepted it, so that the test plays the peer message by message.
 class Wait : public TwoBuses {
 protected:
     Wait() {

@@ -43,7 +43,7 @@ public:
 
     int fd() const { return fd_; }
     bool connected() const { return fd_ >= 0; }
-    // False when the other side is gone or its queue is full. Descriptors are copied by the kernel.
+    // False when the peer is gone or its queue is full. Descriptors are copied by the kernel.
     bool send(const std::string &bytes, const std::vector<int> &fds = {});
     bool send(const Packet &packet, const std::vector<int> &fds = {}) { return send(packet.bytes(), fds); }
     // The next packet that is there now; nothing when there is none, "" at the end.
@@ -52,7 +52,7 @@ public:
     std::vector<std::string> receive_all();
     // The text of the first "refused" packet that is there, or "".
     std::string refusal();
-    // Whether the other side has closed (after what it had sent has been read).
+    // Whether the peer has closed (after what it had sent has been read).
     bool is_closed();
     void close();
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The packet code by itself: what one side writes the other reads, and mutated packets never do harm.
+// Messages by themselves: what one process writes its peer reads, and mutated packets never do harm.
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
 #include "value/message.h"
+#include "value/tap_record.h"
 
 #include <cstring>
 #include <random>
@@ -13,7 +14,7 @@ using testing::ElementsAre;
 
 namespace {
 
-class Wire : public DescriptorTest {
+class Message : public DescriptorTest {
 protected:
     std::vector<uint8_t> room = std::vector<uint8_t>(bus::kMaxPacket);
 
@@ -30,7 +31,7 @@ protected:
 };
 
 // Typed by hand from the drawing, in this machine's byte order as it travels.
-TEST_F(Wire, CallIsWrittenAsDrawn) {
+TEST_F(Message, CallIsWrittenAsDrawn) {
     bus::wire::Writer writer = begin();
     variant_t value = list({u16(7), none()});
     bus::Parameters parameters = {};
@@ -50,7 +51,7 @@ TEST_F(Wire, CallIsWrittenAsDrawn) {
     EXPECT_EQ(check(bytes_of(writer)), "");
 }
 
-TEST_F(Wire, EveryValueReadsBackAsItWasWritten) {
+TEST_F(Message, EveryValueReadsBackAsItWasWritten) {
     variant_t values[] = {
         text(""),       text("abc"),    i16(-32768),    i16(32767),
         u16(65535),     i32(INT32_MIN), i32(INT32_MAX), u32(UINT32_MAX),
@@ -71,7 +72,7 @@ TEST_F(Wire, EveryValueReadsBackAsItWasWritten) {
     }
 }
 
-TEST_F(Wire, WriterStopsAtItsLimitAndTouchesNothingBehindIt) {
+TEST_F(Message, WriterStopsAtItsLimitAndTouchesNothingBehindIt) {
     std::string text(100, 'x');
     for (uint32_t limit = 12; limit < 130; limit++) {
         std::vector<uint8_t> small(limit + 1, 0xA5);
@@ -82,7 +83,7 @@ TEST_F(Wire, WriterStopsAtItsLimitAndTouchesNothingBehindIt) {
     }
 }
 
-TEST_F(Wire, DescriptorsOfAnAbandonedPacketAreClosed) {
+TEST_F(Message, DescriptorsOfAnAbandonedPacketAreClosed) {
     bus::wire::Writer writer = begin();
     variant_t value = list(std::vector<variant_t>(65, descriptor(STDIN_FILENO)));
     bus::wire::put_value(writer, &value);
@@ -91,7 +92,7 @@ TEST_F(Wire, DescriptorsOfAnAbandonedPacketAreClosed) {
     bus::wire::packet_discard(writer);
 }
 
-TEST_F(Wire, ReplyReadsBack) {
+TEST_F(Message, ReplyReadsBack) {
     reply_t reply = {};
     bus::reply_append_error(&reply, 196640, bus::text_of("Missing mandatory argument"), bus::text_of("filedesc"));
     bus::reply_append_error(&reply, 1, bus::text_of(""), bus::text_of(""));
@@ -113,6 +114,74 @@ TEST_F(Wire, ReplyReadsBack) {
     bus::reply_clear(&reply);
     bus::reply_clear(&back);
     variant_cleanup(&value);
+}
+
+// The bytes of a number as they travel: in this machine's order.
+template <class Number>
+std::string raw(Number number) {
+    return {reinterpret_cast<const char *>(&number), sizeof number};
+}
+
+TEST_F(Message, TapRecordIsWrittenAsDrawn) {
+    std::string passed = Packet(kWaiting, 3).bytes();
+    bus::wire::TapRecord record = {};
+    record.kind = KEX_TAP_WAITING;
+    record.time = 0x0102030405060708;
+    record.from = {40, 2, bus::text_of("fxs")};
+    record.to = {41, 0, bus::text_of("app")};
+    record.lost = 5;
+    record.text = bus::text_of("why");
+    record.packet = reinterpret_cast<const uint8_t *>(passed.data());
+    record.size = static_cast<uint32_t>(passed.size());
+    bus::wire::Writer writer = begin();
+    bus::wire::tap_record_write(writer, record);
+    ASSERT_EQ(writer.why, nullptr);
+    std::string expected = Packet(kTapRecord)
+                               .word(7)
+                               .raw(raw(uint64_t{0x0102030405060708}))
+                               .word(40)
+                               .word(2)
+                               .text("fxs")
+                               .word(41)
+                               .word(0)
+                               .text("app")
+                               .word(5)
+                               .text("why")
+                               .word(12)
+                               .raw(passed)
+                               .bytes();
+    EXPECT_EQ(bytes_of(writer), expected);
+
+    bus::wire::Message message;
+    bus::wire::TapRecord back;
+    ASSERT_EQ(bus::wire::message_open(expected.data(), static_cast<uint32_t>(expected.size()), message), nullptr);
+    ASSERT_TRUE(bus::wire::tap_record_read(message, back));
+    EXPECT_EQ(back.kind, KEX_TAP_WAITING);
+    EXPECT_EQ(back.time, 0x0102030405060708u);
+    EXPECT_EQ(back.from.process_id, 40);
+    EXPECT_EQ(back.to.connection, 0u);
+    EXPECT_TRUE(bus::text_equals(back.to.name, "app"));
+    EXPECT_TRUE(bus::text_equals(back.text, "why"));
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(back.packet), back.size), passed);
+    for (size_t size = 12; size < expected.size(); size++) {
+        message.size = static_cast<uint32_t>(size);
+        EXPECT_FALSE(bus::wire::tap_record_read(message, back)) << "cut off at " << size;
+    }
+}
+
+TEST_F(Message, HeadsAndTextsAreWrittenAsDrawn) {
+    bus::wire::Writer hello_writer = begin();
+    bus::wire::hello_write(hello_writer, "fxs");
+    EXPECT_EQ(bytes_of(hello_writer), hello("fxs").bytes());
+    bus::wire::Writer tap_hello_writer = begin();
+    bus::wire::tap_hello_write(tap_hello_writer, "tap");
+    EXPECT_EQ(bytes_of(tap_hello_writer), Packet(kTapHello).text("tap").bytes());
+    bus::wire::Writer refusal_writer = begin();
+    bus::wire::refusal_write(refusal_writer, "why");
+    EXPECT_EQ(bytes_of(refusal_writer), Packet(kRefused).text("why").bytes());
+    bus::wire::Writer waiting_writer = begin();
+    bus::wire::waiting_write(waiting_writer, 7);
+    EXPECT_EQ(bytes_of(waiting_writer), Packet(kWaiting, 7).bytes());
 }
 
 // Whatever a packet that passes the check is made of, reading it for real needs nothing that is not there.
@@ -194,7 +263,7 @@ std::vector<std::string> seeds() {
     };
 }
 
-TEST_F(Wire, MutatedPacketsAreReadOrRefusedAndNothingElse) {
+TEST_F(Message, MutatedPacketsAreReadOrRefusedAndNothingElse) {
     std::mt19937 random(20240229); // fixed: a failure repeats
     const auto originals = seeds();
     size_t accepted = 0;
