@@ -189,6 +189,27 @@ TEST_F(Loop, TimerBelongsToTheBusThatDispatchesElseToTheFirst) {
     close(pipe_ends[1]);
 }
 
+TEST_F(Loop, TurnOfAnotherBusInAHandlerLeavesTimersToTheHandlersOwn) {
+    struct Buses {
+        kex_t *second, *third;
+    } buses = {kex_create("second"), kex_create("third")};
+    int pipe_ends[2];
+    ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+    ASSERT_EQ(write(pipe_ends[1], "x", 1), 1);
+    kex_watch(buses.second, pipe_ends[0], &buses, [](int fd, void *both) {
+        kex_unwatch(static_cast<Buses *>(both)->second, fd);
+        kex_dispatch(static_cast<Buses *>(both)->third);
+        kex_timer_start(kex_timer_create(), 0);
+    });
+    kex_dispatch(buses.second);
+    EXPECT_EQ(kex_dispatch(bus), 0) << "not the first bus's";
+    EXPECT_EQ(kex_dispatch(buses.second), 1);
+    kex_destroy(buses.third);
+    kex_destroy(buses.second);
+    close(pipe_ends[0]);
+    close(pipe_ends[1]);
+}
+
 TEST_F(Loop, TimeFactorMakesTimersFast) {
     setenv("KEX_TIME_FACTOR", "1000", 1);
     kex_t *fast = kex_create("fast");

@@ -119,6 +119,7 @@ void modules_expire(Loop *loop) {
 
 uint32_t tasks_run(Loop *loop) {
     uint32_t ran = 0;
+    Loop *before = dispatching; // a handler may take a turn of another bus
     dispatching = loop;
     // Only what stands in the queue now: what the handlers add waits for the next turn, so that reading goes on.
     for (uint32_t left = loop->tasks.count; left > 0 && loop->stopped == 0; left--) {
@@ -128,7 +129,7 @@ uint32_t tasks_run(Loop *loop) {
         ran++;
         task->run(task);
     }
-    dispatching = nullptr;
+    dispatching = before;
     return ran;
 }
 
