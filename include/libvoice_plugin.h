@@ -14,13 +14,13 @@
  * Rules that hold everywhere:
  * - One thread. Every function runs on the thread that runs the host's bus loop; nothing is locked. Only registration
  *   (libvoice_kex_register_plugin, libvoice_register_endpoint, libvoice_deregister_endpoint) blocks, until the answer
- * arrives.
- * - Fixed tables. Pointers into them stay valid for the life of the process; what they show changes when the slot is
- * reused.
+ *   arrives.
+ * - Fixed tables. Pointers into them stay valid for the life of the process; what they show changes when the entry is
+ *   reused.
  * - "code" is a result code: 0 success, else one of libvoice_result (texts: libvoice_strerror). "yes" is 1 or 0. An
- * index or a number is -1 when there is none.
+ *   index or a number is -1 when there is none.
  * - A null name, handle or message and a broken record from outside are answered as documented and never crash. Cursors
- * and output pointers must be valid.
+ *   and output pointers must be valid.
  * - Memory that changes hands is malloc()ed and free()d.
  * - Identifiers, lengths and message heads are in the host's byte order.
  * - On failure, outputs keep what they held unless a function says otherwise.
@@ -86,17 +86,18 @@ enum voice_service_result {
     VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE = 12 /**< no room for an endpoint; requests: the request could not be made */
 };
 
-#define LIBVOICE_RESULT_TEXTS 10      /**< Slots of libvoice_result_texts. */
-#define VOICE_SERVICE_RESULT_TEXTS 13 /**< Slots of voice_service_result_texts. */
+#define LIBVOICE_RESULT_TEXTS 10      /**< Entries of libvoice_result_texts. */
+#define VOICE_SERVICE_RESULT_TEXTS 13 /**< Entries of voice_service_result_texts. */
 
 /** The texts of libvoice_result, indexed by code. Read-only. */
 extern const char *const libvoice_result_texts[LIBVOICE_RESULT_TEXTS];
-/** The texts of voice_service_result, indexed by code; slot 11 is NULL. Read-only. */
+/** The texts of voice_service_result, indexed by code; that of 11 is NULL. Read-only. */
 extern const char *const voice_service_result_texts[VOICE_SERVICE_RESULT_TEXTS];
 
 /** The text of a library result code. Never NULL: "Uknowm error value" from 10 on. Constant text, no trace. */
 const char *libvoice_strerror(uint32_t code);
-/** The text of a voice service result code: NULL for 11; "invalid error code" and one level-200 line from 13 on. */
+/** The text of a voice service result code: NULL for 11; "invalid error code" and one level-200 trace message from 13
+ * on. */
 const char *voice_service_strerror(uint32_t code);
 
 /* ---------------------------------------------------------------------------------------------- Parameter buffer
@@ -117,7 +118,7 @@ const char *voice_service_strerror(uint32_t code);
  * @param length  bytes of value, without padding
  * @param value   the bytes; not read when length is 0
  * @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE, or LIBVOICE_ERR_INVALID_ARG for a null value with a length: then
- * nothing is written and nothing moves
+ *         nothing is written and nothing moves
  */
 uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uint8_t **cursor, uint32_t *remaining);
 
@@ -126,8 +127,9 @@ uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uin
  * the next occurrence. To look up several identifiers, restart each search from a saved pair.
  * @param length  out: bytes of value
  * @param value   out: pointer into the buffer, no copy; valid as long as the buffer
- * @return LIBVOICE_OK: found, or the item is cut off by the end of the buffer (then one level-100 line, and the outputs
- * keep what they held: preset them); LIBVOICE_ERR_PARAM_NOT_FOUND; LIBVOICE_ERR_PARAM_FORMAT: a length word is cut off
+ * @return LIBVOICE_OK: found, or the item is cut off by the end of the buffer (then one level-100 trace message, and
+ *         the outputs keep what they held: preset them); LIBVOICE_ERR_PARAM_NOT_FOUND; LIBVOICE_ERR_PARAM_FORMAT: a
+ *         length word is cut off
  */
 uint32_t libvoice_get_param(uint32_t id, uint32_t *length, uint8_t **value, uint8_t **cursor, uint32_t *remaining);
 
@@ -149,7 +151,7 @@ const char *libvoice_param_str(uint32_t id);
 uint32_t libvoice_str_to_param(const char *name);
 
 /**
- * Prints a parameter buffer as one line: class, name and value of each item, a blank after each. The text is cut at the
+ * Prints a parameter buffer as one text: class, name and value of each item, a blank after each. The text is cut at the
  * buffer's end and always terminated there. 800 bytes per 64 bytes of parameters always suffice.
  * @param text      buffer of `size` bytes; untouched when `length` is 0
  * @param position  where in text to start, 0 to size
@@ -157,7 +159,8 @@ uint32_t libvoice_str_to_param(const char *name);
  */
 void dump_msg(char *text, int32_t position, int32_t size, const void *params, uint32_t length);
 
-/** Writes a level-100 line "%p %08X" for each of the first length/4 byte positions: address and the word read there. */
+/** Writes a level-100 trace message "%p %08X" for each of the first length/4 byte positions: address and the word read
+ * there. */
 void debug_libvoice_print_buffer(const void *buffer, uint32_t length);
 
 /* ------------------------------------------------------------------------------------- Codec numbers, handset types
@@ -226,24 +229,23 @@ enum libvoice_codec {
     LIBVOICE_CODEC_G711_1 = 168,          /**< ITU-T G.711.1, RFC 5391 */
 };
 
-/** Sampling rate of a codec's audio in Hz (not its RTP clock: they differ for G.722). 0 and one level-100 line of zone
- * "MEDIA" for a number without one fixed rate. */
+/** Sampling rate of a codec's audio in Hz (not its RTP clock: they differ for G.722). 0 and one level-100 trace message
+ * of zone "MEDIA" for a number without one fixed rate. */
 uint32_t libvoice_codec_sampling_rate(int32_t codec);
 
 /** Text of a DECT handset type (the value of LIBVOICE_PARAM_zil_dect_pp_type): 0 "unknown", 1 "GAP" (EN 300 444), 2 to
  * 5 "CAT-iq 1.0", "2.0", "2.1", "3.0" (TS 102 527), 6 "ULE" (TS 102 939), 7 "HAN-FUN", 8 "repeater" (EN 300 700), 9
- * "headset"; else
- *  "????". Constant text, no trace. */
+ * "headset"; else "????". Constant text, no trace. */
 const char *libvoice_dect_pp_type_str(int32_t type);
 
 /* -------------------------------------------------------------------------------------------------- Message records
  * What travels as bytes: a fixed head, then `length` bytes of parameter buffer. The heads have the same size on every
- * host. The pointer word is a 32-bit slot: it holds the pointer where pointers have 32 bits and its low half elsewhere,
- * so use the inline accessors below. When a record is sent, the slot goes out as it stands.
+ * host. The pointer word has 32 bits: it holds the pointer where pointers have 32 bits and its low half elsewhere, so
+ * use the inline accessors below. When a record is sent, the pointer word goes out as it stands.
  *
- *     signal  0 endpoint | 4 .. 19 the two hosts' own words | 20 params slot | 24 length | 28 parameter buffer ...
- *     event   0 endpoint | 4 .. 11 the two hosts' own words | 12 params slot | 16 length | 20 parameter buffer ...
- *     set     0 params slot | 4 length | 8 parameter buffer ...
+ *     signal  0 endpoint | 4 .. 19 the two hosts' own words | 20 pointer | 24 length | 28 parameter buffer ...
+ *     event   0 endpoint | 4 .. 11 the two hosts' own words | 12 pointer | 16 length | 20 parameter buffer ...
+ *     set     0 pointer | 4 length | 8 parameter buffer ...
  *
  * A record that a callback receives is the library's and freed when the callback returns: copy what you keep. */
 
@@ -251,7 +253,7 @@ const char *libvoice_dect_pp_type_str(int32_t type);
 typedef struct libvoice_signal {
     int32_t endpoint;    /**< endpoint number; selects the receiver */
     uint32_t carried[4]; /**< carried unread; agreed between application and plugin */
-    uint32_t params;     /**< slot of the parameter pointer */
+    uint32_t params;     /**< pointer word */
     uint32_t length;     /**< bytes of parameter buffer behind the head */
 } libvoice_signal_t;
 
@@ -259,13 +261,13 @@ typedef struct libvoice_signal {
 typedef struct libvoice_event {
     int32_t endpoint;    /**< endpoint number; in a plugin's own event callback its local endpoint */
     uint32_t carried[2]; /**< carried unread; agreed between application and plugin */
-    uint32_t params;     /**< slot of the parameter pointer */
+    uint32_t params;     /**< pointer word */
     uint32_t length;     /**< bytes of parameter buffer behind the head */
 } libvoice_event_t;
 
 /** Parameter set: head of a run of parameters, asked for or given. 8 bytes. */
 typedef struct libvoice_param_set {
-    uint32_t params; /**< slot of the parameter pointer */
+    uint32_t params; /**< pointer word */
     uint32_t length; /**< bytes of parameter buffer behind the head */
 } libvoice_param_set_t;
 
@@ -273,7 +275,7 @@ typedef struct libvoice_param_set {
 
 /** A parameter set with room to fill it: what param_set_initialize() makes. 264 bytes. */
 typedef struct libvoice_param_block {
-    libvoice_param_set_t head;                  /**< slot points at buffer; length counts the bytes used */
+    libvoice_param_set_t head;                  /**< its pointer word shows buffer; length counts the bytes used */
     uint8_t buffer[LIBVOICE_PARAM_BLOCK_BYTES]; /**< parameter buffer */
 } libvoice_param_block_t;
 
@@ -290,7 +292,7 @@ static inline uint8_t *libvoice_set_params_of(libvoice_param_set_t *set) {
     return (uint8_t *)(set + 1);
 }
 
-#define LIBVOICE_DESCRIPTORS 10 /**< Slots of the descriptor array that media callbacks receive; -1 is none. */
+#define LIBVOICE_DESCRIPTORS 10 /**< Length of the descriptor array that media callbacks receive; -1 is none. */
 
 /** Sizes of "cnx_info", the connection information of create and modify: with descriptors beside it, and with
  * convert-media on, when two IPv4 socket addresses of 16 bytes stand at LIBVOICE_CNX_INFO_LOCAL and
@@ -312,7 +314,7 @@ static inline uint8_t *libvoice_set_params_of(libvoice_param_set_t *set) {
 typedef struct voice_plugin_entry {
     uint32_t used;                                /**< 1 in use, 0 free */
     char plugin_name[LIBVOICE_PLUGIN_NAME_BYTES]; /**< zero-terminated */
-    peer_t *peer; /**< its connection; what the slot held before when made by libvoice_plugin_add() */
+    peer_t *peer; /**< its connection; what the entry held before when made by libvoice_plugin_add() */
 } voice_plugin_entry_t;
 
 /** The table. Zero at load. */
@@ -320,9 +322,9 @@ extern voice_plugin_entry_t voice_plugin_table[LIBVOICE_PLUGINS];
 
 /** Clears the whole table, names and peers too. */
 void libvoice_plugin_init_table(void);
-/** Writes four level-400 lines per entry; only used ones when the argument is not 0. */
+/** Writes four level-400 trace messages per entry; only used ones when the argument is not 0. */
 void libvoice_plugin_print_table(int32_t only_used);
-/** The entry at an index, or NULL: free, or 8 and above (one level-100 line). */
+/** The entry at an index, or NULL: free, or 8 and above (one level-100 trace message). */
 voice_plugin_entry_t *libvoice_plugin_get_entry_by_index(uint32_t index);
 /** The first used entry of a name, compared exactly, or NULL. */
 voice_plugin_entry_t *libvoice_plugin_get_entry(const char *name);
@@ -336,21 +338,21 @@ int32_t libvoice_plugin_get_next_free_index(void);
 int32_t libvoice_plugin_get_index_by_peer(peer_t *peer);
 /** The first used entry of a peer, or NULL. */
 voice_plugin_entry_t *libvoice_plugin_get_entry_by_peer(peer_t *peer);
-/** Names the plugin of a peer: its entry, or the lowest free one. At most 19 characters are kept. @return its index, or
- * -1. */
+/** Names the plugin of a peer: its entry, or the lowest free one. At most 19 characters are kept.
+ * @return its index, or -1. */
 int32_t libvoice_plugin_set_name_by_peer(peer_t *peer, const char *name);
-/** The entry of a name, made when there is none; a made one keeps the slot's old peer. @return its index, or -1. */
+/** The entry of a name, made when there is none; a made one keeps the entry's old peer. @return its index, or -1. */
 int32_t libvoice_plugin_add(const char *name);
 /** Frees an entry; its endpoints stay. @return 0. */
 int32_t libvoice_plugin_free_entry(voice_plugin_entry_t *entry);
 /** Frees the first used entry of a name; its endpoints stay. @return 0, or -1: none. */
 int32_t libvoice_plugin_free(const char *name);
-/** Deletes the plugin's endpoints (each reaches voice_app_endpoint_deleted) and frees its entry. @return 0, or -1:
- * none. */
+/** Deletes the plugin's endpoints (each reaches voice_app_endpoint_deleted) and frees its entry.
+ * @return 0, or -1: none. */
 int32_t libvoice_plugin_deregister(const char *name);
 /** The same, found by peer: call it when a plugin's connection closes. @return 0, or -1: none. */
 int32_t libvoice_plugin_deregister_by_peer(peer_t *peer);
-/** Writes a heading and one level-400 line per used entry. */
+/** Writes a heading and one level-400 trace message per used entry. */
 void libvoice_plugin_list_registered(void);
 
 /* ------------------------------------------------------------------------------------------------- Endpoint table
@@ -431,16 +433,16 @@ int32_t libvoice_delete_endpoint_entry_by_endpoint(int32_t endpoint);
 /** Deletes the endpoint with the number that a name has; an unknown name has -1, which an entry without a number bears.
  * @return its index, or -1. */
 int32_t libvoice_delete_endpoint_entry_by_name(const char *name);
-/** Writes eleven level-400 lines per entry; only used ones when the argument is not 0. */
+/** Writes eleven level-400 trace messages per entry; only used ones when the argument is not 0. */
 void libvoice_print_endpoints(int32_t only_used);
 /** A new message identifier: 0, 1, 2, ... per process, wrapping at 2^32. */
 uint32_t get_new_msg_id(void);
 
 /* --------------------------------------------------------------------------------------------------- Callbacks
- * Each host fills one table, by slot order, and hands it over by value. Slots run on the bus thread, synchronously;
+ * Each host fills one table, in its order, and hands it over by value. Callbacks run on the bus thread, synchronously;
  * they may call the library. 0 is success, any other value failure (only traced). */
 
-/** Plugin side. All slots but voice_plugin_event must be set. */
+/** Plugin side. All callbacks but voice_plugin_event must be set. */
 typedef struct libvoice_callbacks {
     /** Bring up the lines for a country (two letters). Failure ends the process. */
     int32_t (*voice_plugin_init)(const char *country);
@@ -473,28 +475,28 @@ typedef struct libvoice_callbacks {
     int32_t (*voice_plugin_destroy_ctx)(uint32_t context);
 } libvoice_callbacks_t;
 
-/** Voice application side. Slots 0 to 2 must be set. */
+/** Voice application side. The first three must be set. */
 typedef struct libvoice_app_callbacks {
     /** Write the country code, two letters and a zero, into a buffer of `size` (3) bytes. Negative: failure. */
     int32_t (*voice_app_get_country)(char *country, uint32_t size);
     /** Take an event. Result ignored. */
     int32_t (*voice_app_event)(libvoice_event_t *message);
     /** Accept an endpoint that was just filled in, and give it its number. Before failing give it a number of its own
-     *  or clear `used`: the entry is then released by its number. */
+     * or clear `used`: the entry is then released by its number. */
     int32_t (*voice_app_register_endpoint)(libvoice_endpoint_t *entry);
     /** An endpoint is gone; its entry still shows what it was. May be unset. */
     void (*voice_app_endpoint_deleted)(libvoice_endpoint_t *entry);
     /** A "get" request is complete; request_data() is a malloc()ed uint32_t, the context value: free it and the
-     *  request. Unset, both stay alive for ever. */
+     * request. Unset, both stay alive for ever. */
     void (*voice_app_get_done)(request_t *request);
     /** Reply to "init"; set, it owns the request and destroys it when item is NULL, and after a failed send nobody gets
-     *  the request. May be unset. */
+     * the request. May be unset. */
     void (*voice_app_init_reply)(request_t *request, reply_item_t *item);
     /** Reply to "exit"; as voice_app_init_reply. May be unset. */
     void (*voice_app_exit_reply)(request_t *request, reply_item_t *item);
 } libvoice_app_callbacks_t;
 
-/** DSP plugin side. Unset slots fail the call. The channel name is that of the called DSP_CHANNEL object. */
+/** DSP plugin side. An unset callback fails the call. The channel name is that of the called DSP_CHANNEL object. */
 typedef struct libvoice_dsp_callbacks {
     /** Play or do what a signal says. Its parameters follow the head; its pointer word is as received. */
     int32_t (*dsp_plugin_signal)(const char *channel, libvoice_signal_t *message);
@@ -570,19 +572,19 @@ void libvoice_kex_final(void);
 /** Where plugins connect: $ZIL_VOIP_IPC_SOCKET_URI if it exists, else "kex://ipc:[/var/run/voip_ipc_sock]". Read at
  * each call. */
 const char *libvoice_get_ipc_socket_uri(void);
-/** Where the application listens: $ZIL_VOIP_IPC_SOCKET if it exists, else "/var/run/voip_ipc_sock". Read at each call.
- */
+/** Where the application listens: $ZIL_VOIP_IPC_SOCKET if it exists, else "/var/run/voip_ipc_sock". Read at each
+ * call. */
 const char *libvoice_get_ipc_socket(void);
-/** Application: listens at a path. @return the listening peer; NULL for a null or empty path, or on failure (one
- * level-100 line). */
+/** Application: listens at a path.
+ * @return the listening peer; NULL for a null or empty path, or on failure (one level-100 trace message). */
 peer_t *libvoice_app_connect(connection_t *connection, const char *path);
 /** Plugin: connects once, without storing the peer. @return the peer, or NULL. libvoice_init() does this for you. */
 peer_t *libvoice_plugin_connect(void);
-/** Plugin: starts a connection cycle: connect and register now, then every 10 s until both worked. libvoice_init() does
- * this. */
+/** Plugin: starts a connection cycle: connect and register now, then every 10 s until both worked. libvoice_init()
+ * does this. */
 void libvoice_register_datamodel_cb(void);
 
-/* ------------------------------------------------------------------------------------- Requests of a plugin
+/* ------------------------------------------------------------------------------------------- Requests of a plugin
  * To the voice application, over the stored connection. */
 
 /** Registers the plugin by name and waits. @return what the application answered; 0 on any failure. */
@@ -595,23 +597,24 @@ int libvoice_kex_register_plugin(const char *plugin_name);
  * @param ignored   not used
  * @param codecs    null-terminated array of pointers to 16-byte codec records; the first 16 travel; NULL: none
  * @param endpoint  out: the number received, also when the table turns out to be full
- * @return LIBVOICE_OK, or LIBVOICE_ERR_INVALID_ARG: refused, not connected, or the table is full
+ * @return LIBVOICE_OK, or LIBVOICE_ERR_INVALID_ARG: rejected, not connected, or the table is full
  */
 uint32_t libvoice_register_endpoint(int32_t type, const char *name, void *ignored, const void *const *codecs,
                                     int32_t *endpoint);
 /** The request alone, without data model and table. @return yes. */
 int libvoice_kex_register_endpoint(int32_t type, const char *name, void *ignored, const void *const *codecs,
                                    int32_t *endpoint);
-/** Deregisters an endpoint (waits), withdraws it and frees its entry. @return LIBVOICE_OK or
- * LIBVOICE_ERR_INVALID_ENDPOINT. */
+/** Deregisters an endpoint (waits), withdraws it and frees its entry.
+ * @return LIBVOICE_OK or LIBVOICE_ERR_INVALID_ENDPOINT. */
 uint32_t libvoice_deregister_endpoint(int32_t endpoint);
 /** The request alone. @return yes. */
 int libvoice_kex_deregister_endpoint(int32_t endpoint);
-/** Publishes an endpoint object under "<plugin>.EndPoint". @return yes; 0: it exists, or the data model refused. */
+/** Publishes an endpoint object under "<plugin>.EndPoint". @return yes; 0: it exists, or the data model failed. */
 int libvoice_kex_datamodel_add_endpoint(const char *name);
-/** Withdraws an endpoint object. @return yes; 0: it does not exist, or the data model refused. */
+/** Withdraws an endpoint object. @return yes; 0: it does not exist, or the data model failed. */
 int libvoice_kex_datamodel_delete_endpoint(const char *name);
-/** Sends an event: 20 + length bytes, without waiting. @return 0: handed to the bus; 1: not (one level-100 line). */
+/** Sends an event: 20 + length bytes, without waiting.
+ * @return 0: handed to the bus; 1: not (one level-100 trace message). */
 uint32_t libvoice_send_event(libvoice_event_t *event);
 
 /* ---------------------------------------------------------------------------- Requests of the voice application
@@ -622,13 +625,13 @@ uint32_t libvoice_send_event(libvoice_event_t *event);
 int libvoice_kex_init_plugin(const char *name, const char *country);
 /** Stops a plugin. @return yes: handed to the bus. */
 int libvoice_kex_exit_plugin(const char *name, uint32_t reason);
-/** Sends a signal: 28 + length bytes, to the endpoint that it names. Failures show as level-100 lines only. */
+/** Sends a signal: 28 + length bytes, to the endpoint that it names. Failures show as level-100 trace messages only. */
 void libvoice_send_signal(libvoice_signal_t *message);
 /**
  * Sets up media of an endpoint's line.
  * @param cnx_info  704 bytes, or 736 with convert-media on
  * @param fd0,fd1,fd2  media, control and fax descriptors or -1; duplicated, they stay the caller's; not sent with
- * convert-media on
+ *                     convert-media on
  * @return VOICE_SERVICE_OK: handed to the bus; _ERR_INVALID_ENDPOINT; _ERR_MEDIA_FAILED: not sent;
  *         _ERR_NO_ENDPOINT_SPACE: the request could not be made
  */
@@ -640,16 +643,16 @@ uint32_t libvoice_modify_media(int32_t endpoint, uint32_t line, void *cnx_info, 
 void libvoice_destroy_media(int32_t endpoint, uint32_t line);
 /** Makes a parameter set whose first item is given. *out is set at once, and dangles after a failure. @return code. */
 uint32_t param_set_initialize(uint32_t id, const void *value, uint32_t length, libvoice_param_block_t **out);
-/** Adds an item to a set. @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE or LIBVOICE_ERR_INVALID_ARG: the set is
- * unchanged. */
+/** Adds an item to a set.
+ * @return LIBVOICE_OK; LIBVOICE_ERR_PARAM_NO_SPACE or LIBVOICE_ERR_INVALID_ARG: the set is unchanged. */
 uint32_t param_set_add(uint32_t id, const void *value, uint32_t length, libvoice_param_block_t *set);
 /** Sets one parameter of an endpoint; a value of up to 236 bytes. @return yes: handed to the bus. */
 int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32_t length);
-/** Asks for one parameter of an endpoint; voice_app_get_done receives the answer and `context`. @return yes: handed to
- * the bus. */
+/** Asks for one parameter of an endpoint; voice_app_get_done receives the answer and `context`.
+ * @return yes: handed to the bus. */
 int libvoice_get_params(int32_t endpoint, uint32_t id, uint32_t context);
-/** Makes a media context in a plugin. @return VOICE_SERVICE_OK, _ERR_INVALID_ARG: not sent, or _ERR_NO_ENDPOINT_SPACE.
- */
+/** Makes a media context in a plugin.
+ * @return VOICE_SERVICE_OK, _ERR_INVALID_ARG: not sent, or _ERR_NO_ENDPOINT_SPACE. */
 uint32_t libvoice_create_ctx(const char *plugin, uint32_t context);
 /** Adds a stream of an endpoint's line to a context. stream_info: 712 bytes; fds: three descriptors, duplicated.
  * @return as above. */
@@ -671,7 +674,7 @@ uint32_t libvoice_destroy_ctx(const char *plugin, uint32_t context);
 
 /** The first item of a type in a reply, or NULL. */
 reply_item_t *_find_reply_of_type(reply_t *reply, int32_t type);
-/** 1 when the reply holds no error item; else 0, and one level-100 line with the first error's texts. */
+/** 1 when the reply holds no error item; else 0, and one level-100 trace message with the first error's texts. */
 int _reply_ok(reply_t *reply);
 /** The return value in a reply, inside it, or NULL. */
 const variant_t *_reply_return_value(reply_t *reply);
@@ -682,7 +685,7 @@ const variant_t *_reply_return_value(reply_t *reply);
  * Opens the UDP socket pair of a media stream (RTP and RTCP, RFC 3550): the stream on the given ports, its control flow
  * on the next ones up. Both are bound to `local` and connected to `remote`; ports in network byte order.
  * @param stream,control  out: the descriptors, the caller's to close; on failure untouched
- * @return yes; 0: one level-100 line, and no socket is left open
+ * @return yes; 0: one level-100 trace message, and no socket is left open
  */
 int libvoice_connectMediaSockets(const struct sockaddr_in *local, const struct sockaddr_in *remote, int32_t *stream,
                                  int32_t *control);
@@ -738,8 +741,9 @@ uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const lib
 uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char *out, uint32_t *position,
                                    uint8_t *count);
 /** Decodes a call setup block. `length` is not used. Either record may be NULL: nothing is wanted of it. An item that
- * runs past the message ends the reading with 0 and without a line; what was read before stays. @return 1: another
- * message type; else 0, also when the checksum is wrong (then nothing is written and one level-100 line tells). */
+ * runs past the message ends the reading with 0 and without a trace message; what was read before stays.
+ * @return 1: another message type; else 0, also when the checksum is wrong (then nothing is written and one level-100
+ *         trace message tells). */
 uint32_t libvoice_db_call_setup_decode(const char *text, uint32_t length, libvoice_db_message_fields *message,
                                        libvoice_db_common_fields *common);
 /** Decodes a message waiting block; as above. */

@@ -29,8 +29,8 @@ extern "C" {
 #endif
 
 typedef struct kex kex_t;                     /**< A process's bus context. */
-typedef struct connection connection_t;       /**< The side of a bus context that listens. */
-typedef struct peer peer_t;                   /**< One connection to another process. Never reused once closed. */
+typedef struct connection connection_t;       /**< What a bus context listens with. */
+typedef struct peer peer_t;                   /**< The handle of one connection; never used for another one. */
 typedef struct kex_timer kex_timer_t;         /**< A one-shot timer. */
 typedef struct object object_t;               /**< A node of the local data model. */
 typedef struct request request_t;             /**< A call that leaves, or the answer side of a call that arrived. */
@@ -77,8 +77,8 @@ int variant_setInt32(variant_t *v, int32_t value);
 int variant_setUInt16(variant_t *v, uint16_t value);
 int variant_setUInt32(variant_t *v, uint32_t value);
 int variant_setByteArray(variant_t *v, const void *data, uint32_t length);
-/** Borrows the descriptor until the variant is copied into a request or list and sent. A negative one is a value too.
- */
+/** Borrows the descriptor until the variant is copied into a request or list and sent. A negative one is a value
+ * too. */
 int variant_setFd(variant_t *v, int fd);
 
 /* A conversion that does not apply (another type, no value, a null variant, a number that does not fit) answers no and
@@ -95,8 +95,8 @@ variant_list_t *variant_da_list(variant_t *v);
 int variant_list_add(variant_list_t *list, const variant_t *v);               /**< Appends a copy. */
 uint32_t variant_list_size(const variant_list_t *list);                       /**< How many values it holds. */
 const variant_t *variant_list_at(const variant_list_t *list, uint32_t index); /**< NULL past the end. */
-void variant_list_destroy(
-    variant_list_t *list); /**< For lists from argument_getList(); closes descriptors nobody read. */
+/** For lists from argument_getList(); closes descriptors nobody read. */
+void variant_list_destroy(variant_list_t *list);
 
 /* For hosts and tools; the library does not use them. What they point at lives inside the variant. */
 uint32_t variant_type(const variant_t *v); /**< A variant_type_code; VARIANT_NONE for NULL. */
@@ -144,7 +144,7 @@ void request_destroy(request_t *r);   /**< Allowed inside a handler of r. */
  * Descriptors are duplicated here. A request destroyed before it has left, without a handler, leaves as a one-way call:
  * no reply is sent for it.
  * @return no for a null or closed peer, a full queue, a request over the limits, or a descriptor that cannot be
- * duplicated; after a no, no handler of the request ever runs
+ *         duplicated; after a no, no handler of the request ever runs
  */
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r);
 /**
@@ -197,8 +197,8 @@ int argument_getChar(argument_list_t *a, const char *name, uint32_t attributes, 
 int argument_getUInt16(argument_list_t *a, const char *name, uint32_t attributes, uint16_t *value);
 int argument_getUInt32(argument_list_t *a, const char *name, uint32_t attributes, uint32_t *value);
 int argument_getInt32(argument_list_t *a, const char *name, uint32_t attributes, int32_t *value);
-/** Bytes come in a block of at least 1,024 bytes, zero-filled behind the data, so that a fixed head can always be read.
- */
+/** Bytes come in a block of at least 1,024 bytes, zero-filled behind the data, so that a fixed head can always be
+ * read. */
 int argument_getByteArray(argument_list_t *a, const char *name, uint32_t attributes, void **data, uint32_t *length);
 int argument_getList(argument_list_t *a, const char *name, uint32_t attributes, variant_list_t **list);
 
@@ -223,13 +223,16 @@ void kex_timer_setHandler(kex_timer_t *timer, void (*handler)(kex_timer_t *timer
 int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds); /**< One shot, from the loop; starting again re-arms. */
 void kex_timer_destroy(kex_timer_t *timer);                     /**< Allowed inside its handler. */
 
-object_t *kex_getObject(kex_t *bus, const char *path,
-                        uint32_t flags); /**< By dotted path in the local tree, or NULL. */
-object_t *object_getObject(object_t *parent, const char *name, uint32_t flags,
-                           void *reserved);                                                   /**< A child, or NULL. */
-object_t *object_createInstance(object_t *template_object, uint32_t index, const char *name); /**< index 0: any. */
-int object_delete(object_t *object); /**< Marks an instance for deletion; object_commit() carries it out. */
-int object_commit(object_t *object); /**< Applies what is pending at and below the object. */
+/** The object of a dotted path in the local tree, or NULL. */
+object_t *kex_getObject(kex_t *bus, const char *path, uint32_t flags);
+/** A child, or NULL. */
+object_t *object_getObject(object_t *parent, const char *name, uint32_t flags, void *reserved);
+/** A new instance of a template, or NULL; index 0: any. */
+object_t *object_createInstance(object_t *template_object, uint32_t index, const char *name);
+/** Marks an instance for deletion; object_commit() carries it out. */
+int object_delete(object_t *object);
+/** Applies what is pending at and below the object. */
+int object_commit(object_t *object);
 
 #ifdef __cplusplus
 }

@@ -4,7 +4,8 @@
  * The trace service that the host process provides: the second half of the platform contract (the first is kex.h).
  *
  * The library calls these two functions and nothing else to say what happens. On a gateway they are the gateway's own;
- * on a workstation the bundled bus brings them. Where the lines go, and which of them pass, is the service's business.
+ * on a workstation the bundled bus brings them. Where trace messages go, and which of them pass, is the service's
+ * business.
  *
  * Levels, most important first: 100 error, 200 warning, 300 notice, 400 information, 500 function entry and exit.
  */
@@ -31,16 +32,17 @@ enum zil_trace_level {
 };
 
 /**
- * Writes one line without a zone to filter by. The library sends its errors and warnings (100, 200) here.
+ * Writes one trace message without a zone to filter by. The library sends its errors and warnings (100, 200) here.
  * @param level   one of zil_trace_level
- * @param format  printf(3) format of the whole line, without a line break
- * @return ignored by the library; the bundled service returns 1 when the line was written, 0 when a filter held it back
+ * @param format  printf(3) format of the whole message, without a line break
+ * @return ignored by the library; the bundled service returns 1 when the message was written, 0 when a filter held it
+ *         back
  */
 int zilTrace(int level, const char *format, ...) ZIL_PRINTF(2, 3);
 
 /**
- * Writes one line that belongs to a zone, a short upper-case word by which the service filters. The library sends its
- * notices, information and markers (300 to 500) here. Otherwise as zilTrace().
+ * Writes one trace message that belongs to a zone, a short upper-case word by which the service filters. The library
+ * sends its notices, information and markers (300 to 500) here. Otherwise as zilTrace().
  */
 int zilTraceZ(int level, const char *zone, const char *format, ...) ZIL_PRINTF(3, 4);
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The handlers' words: reading the arguments of a call that has arrived, adding to its reply, ending it.
+// Helpers of handlers: reading the arguments of a call that has arrived, adding to its reply, ending it.
 //
-// A handler reads top to bottom like its contract: enter, find the object, read in order, check, call the slot, reply,
-// destroy, leave. The text of a line, the name in an error entry and the name of an argument are three separate
-// literals, because in some handlers they differ on purpose.
+// A handler reads top to bottom like its contract: enter, find the object, read in order, check, run the callback,
+// reply, destroy, leave. The text of a trace message, the name in an error entry and the name of an argument are three
+// separate literals, because in some handlers they differ on purpose.
 #ifndef VOICE_CALL_H
 #define VOICE_CALL_H
 
@@ -29,7 +29,7 @@ constexpr int status_of(bool done) {
 // How a handler reads its arguments: most pass the request's attributes on, those of contexts pass none.
 enum class Attributes { of_request, none };
 
-// A call as its handler sees it. `function` is the handler's name, for the lines of its body.
+// A call as its handler sees it. `function` is the handler's name, for the trace messages of its body.
 class Call {
 public:
     Call(function_call_t *call, argument_list_t *arguments, const char *function_name,
@@ -77,7 +77,8 @@ private:
     uint32_t attributes_;
 };
 
-// The list of "filedesc" and how many of its descriptors a call takes; 0 after the caller's line when there are none.
+// The list of "filedesc" and how many of its descriptors a call takes; 0 after the caller's trace message when there
+// are none.
 inline int read_filedesc(Call &c, List &list, Where here) {
     if (!c.read_list("filedesc", list)) {
         TRACE_ERROR_AT(here, "Missing argument filedesc");

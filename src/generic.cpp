@@ -305,7 +305,7 @@ void libvoice_print_endpoints(int32_t only_used) {
         Entry &e = endpt_table[i];
         if (only_used && !claimed(e))
             continue;
-        // Eleven lines in a row, one source line each: readers of the dump know a field by its line number as well.
+        // Eleven messages in a row, one source line each: readers of the dump know a field by its line number as well.
         // clang-format off
         TRACE_INFO("endpt_table[%d]                \t%p", i, static_cast<void *>(&e));
         TRACE_INFO("endpt_table[%d].used           \t%d", i, static_cast<int>(e.used));
@@ -427,7 +427,7 @@ int libvoice_connectMediaSockets(const struct sockaddr_in *local, const struct s
         TRACE_ERROR("failed to create local socket - %s", strerror(errno));
         return 0;
     }
-    // Both are tried before either is judged: the line shows the error of the last one that failed.
+    // Both are tried before a failure is reported: the trace message shows the error of the last one that failed.
     const bool bound = media.bind_to(*local);
     if (!media_control.bind_to(neighbour(*local)) || !bound) {
         TRACE_ERROR("failed to bind to local socket - %s", strerror(errno));

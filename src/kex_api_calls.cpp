@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The requests that each side sends, the handles they go over, and the judging of replies.
+// The requests of plugins and of the voice application, the handles they go over, and the checking of replies.
 #include <netinet/in.h> // sockaddr_in
 #include <stddef.h>     // offsetof
 #include <stdlib.h>     // calloc, malloc, free
@@ -14,7 +14,7 @@ namespace {
 constexpr const char *kDefault = "LIBV";
 constexpr const char *kSignal = "SIGNAL";
 constexpr const char *kConfig = "VOIPCFG";
-constexpr const char *kNoZone = ""; // Kept: two lines of the "get" request have always come without a zone.
+constexpr const char *kNoZone = ""; // Kept: two trace messages of the "get" request have no zone.
 
 kex_t *bus_handle;
 peer_t *peer_handle;
@@ -63,7 +63,7 @@ void trace_add_failure(uint32_t code, voice::Where here = voice::Where::caller()
                      voice::shown(voice_service_strerror(code)));
 }
 
-// A set that begins with the endpoint it is about, as every set sent here does. Null after its line.
+// A set that begins with the endpoint it is about, as every set sent here does. Null after its trace message.
 libvoice_param_block_t *endpoint_set(int32_t endpoint, voice::Where here = voice::Where::caller()) {
     libvoice_param_block_t *set = nullptr;
     if (param_set_initialize(LIBVOICE_PARAM_zil_ep_id, &endpoint, sizeof endpoint, &set) == LIBVOICE_OK)
@@ -72,7 +72,7 @@ libvoice_param_block_t *endpoint_set(int32_t endpoint, voice::Where here = voice
     return nullptr;
 }
 
-// Both media requests; its lines bear this name.
+// Both media requests; their trace messages bear this name.
 uint32_t _libvoice_create_media(const char *function, int32_t endpoint, uint32_t line, const void *cnx_info,
                                 const int32_t (&fds)[3]) {
     const char *path = libvoice_get_endpoint_path(endpoint);
@@ -86,7 +86,7 @@ uint32_t _libvoice_create_media(const char *function, int32_t endpoint, uint32_t
     }
     request_t *request = endpoint_request(path, function);
     if (!request) {
-        // Kept: the line names 'signal' for both functions, and the code is that of a missing endpoint slot.
+        // Kept: the trace message names 'signal' for both functions, and the code is that of a full endpoint table.
         TRACE_ERROR("Not able to create function request for 'signal'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
@@ -418,7 +418,7 @@ uint32_t libvoice_add_stream(const char *plugin, int32_t endpoint, uint32_t cont
     if (!voice::add_fds(request, "filedesc", {fds[0], fds[1], fds[2]})) {
         TRACE_ERROR("Allocation failure list == NULL");
         request_destroy(request);
-        return VOICE_SERVICE_ERR_INVALID_ARG; // Kept: not the code that the media requests give here
+        return VOICE_SERVICE_ERR_INVALID_ARG; // Kept: not the code that the media requests give here.
     }
     return send_to_plugin(request, plugin);
 }

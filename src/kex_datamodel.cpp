@@ -48,7 +48,7 @@ int libvoice_kex_datamodel_delete_endpoint(const char *name) {
         return 0;
     }
     if (!object_delete(instance)) {
-        // Kept: the line says Handset for every kind of endpoint.
+        // Kept: the trace message says Handset for every kind of endpoint.
         TRACE_ERROR("Failed to destroy Handset with name : %s", voice::or_empty(name));
         TRACE_LEAVE();
         return 0;

@@ -2,7 +2,9 @@
 // The functions that the bus calls: in a plugin on itself, on its endpoints and for contexts, and in the voice
 // application.
 //
-// Above each handler: its arguments in reading order, its reply, its errors, then one line per surprise.
+// Above each handler: its arguments in reading order, its reply, its errors, then one line per surprise. Some handlers
+// end in two returns that differ in one word: the exit marker shows the source line it was written from, and each exit
+// owes its own.
 #include <stdio.h>  // perror
 #include <stdlib.h> // abort
 
@@ -78,7 +80,7 @@ int __exit(function_call_t *call, argument_list_t *arguments, variant_t *return_
 
 namespace {
 
-using MediaSlot = int32_t (*)(int32_t, uint32_t, void *, int32_t **);
+using MediaCallback = int32_t (*)(int32_t, uint32_t, void *, int32_t **);
 
 // The number of the called endpoint in this plugin's table, or negative.
 int32_t local_endpoint(const Call &c) {
@@ -86,7 +88,7 @@ int32_t local_endpoint(const Call &c) {
     return name ? libvoice_get_endpoint_by_name(name) : -1;
 }
 
-// The same with the line and the error entry that create, modify and destroy give.
+// The same with the trace message and the error entry that create, modify and destroy give.
 int32_t called_endpoint(Call &c) {
     const int32_t endpoint = local_endpoint(c);
     if (endpoint < 0) {
@@ -113,7 +115,7 @@ bool open_sockets(const Call &c, const Bytes &cnx_info, Descriptors &descriptors
     if (cnx_info.length() >= LIBVOICE_CNX_INFO_SOCKET_BYTES) {
         memcpy(&local, cnx_info.data() + LIBVOICE_CNX_INFO_LOCAL, sizeof local);
         memcpy(&remote, cnx_info.data() + LIBVOICE_CNX_INFO_REMOTE, sizeof remote);
-        open = libvoice_connectMediaSockets(&local, &remote, descriptors.slot(0), descriptors.slot(1)) != 0;
+        open = libvoice_connectMediaSockets(&local, &remote, descriptors.place(0), descriptors.place(1)) != 0;
     }
     if (!open)
         TRACE_ERROR_AS(c.function, "Failed to create and connect to media sockets");
@@ -123,7 +125,7 @@ bool open_sockets(const Call &c, const Bytes &cnx_info, Descriptors &descriptors
 enum class Media { create, modify };
 
 // What create and modify share; only create has the form with sockets.
-bool set_up_media(Call &c, Media what, MediaSlot slot) {
+bool set_up_media(Call &c, Media what, MediaCallback callback) {
     Descriptors descriptors;
     const int32_t endpoint = called_endpoint(c);
     if (endpoint < 0)
@@ -144,8 +146,8 @@ bool set_up_media(Call &c, Media what, MediaSlot slot) {
         return false;
     }
     Descriptors::HandedOver handed = descriptors.hand_over();
-    int32_t *array = handed.slots;
-    if (slot(endpoint, line, cnx_info.data(), &array) == 0)
+    int32_t *array = handed.fds;
+    if (callback(endpoint, line, cnx_info.data(), &array) == 0)
         return true;
     if (what == Media::create)
         TRACE_ERROR_AS(c.function, "voice plugin create FAILED");
@@ -168,7 +170,7 @@ bool play_signal(Call &c) {
 bool take_event(Call &c) {
     const int32_t endpoint = local_endpoint(c);
     if (endpoint < 0)
-        return false; // Kept: in silence, unlike the other endpoint functions.
+        return false; // Kept: without a trace message, unlike the other endpoint functions.
     Bytes event;
     if (!c.read_bytes("event", event)) {
         TRACE_ERROR_AS(c.function, "Missing argument 'event'");
@@ -309,7 +311,7 @@ int __EndPoint_get(function_call_t *call, argument_list_t *arguments, variant_t 
 }
 
 // "param_set_params" bytes (parameter set) -> boolean. 196640 "param_set_params".
-// An empty set is refused without reaching the callback.
+// An empty set is rejected without reaching the callback.
 int __EndPoint_set(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
@@ -319,7 +321,7 @@ int __EndPoint_set(function_call_t *call, argument_list_t *arguments, variant_t 
 }
 
 void debug_libvoice_print_buffer(const void *buffer, uint32_t length) {
-    // Kept: the address moves by a byte per line, not by a word; the lines show overlapping words.
+    // Kept: the address moves by a byte per trace message, not by a word; the messages show overlapping words.
     const auto *bytes = static_cast<const uint8_t *>(buffer);
     for (uint32_t i = 0; buffer && i < length / 4; ++i) {
         uint32_t word = 0;
@@ -355,7 +357,7 @@ bool read_stream_info(Call &c, Bytes &stream_info) {
     if (c.read_value("stream_info", stream_info))
         return true;
     TRACE_ERROR_AS(c.function, "Missing argument stream_info");
-    c.missing_argument("cnx_info"); // Kept: the entry has always borne this name.
+    c.missing_argument("cnx_info"); // Kept: the entry bears this name.
     return false;
 }
 
@@ -403,7 +405,7 @@ int __add_stream(function_call_t *call, argument_list_t *arguments, variant_t *r
     if (!read_stream_info(c, stream_info) || !read_descriptors(c, descriptors))
         return end_with(false, call, return_value);
     Descriptors::HandedOver handed = descriptors.hand_over();
-    int32_t *array = handed.slots;
+    int32_t *array = handed.fds;
     const int32_t result =
         libvoice_registered_callbacks.voice_plugin_add_stream(context, stream_info.give_away(), &array, endpoint, line);
     if (result != 0) {
@@ -505,7 +507,7 @@ bool register_plugin(Call &c) {
     country[sizeof country - 1] = '\0';
     TRACE_INFO_AS(c.function, "Trying to register plugin: %s", name.get());
     peer_t *peer = c.peer();
-    // Not judged: a plugin that found no slot has no peer to be reached by, and the request below says so.
+    // Whatever it answers: a plugin that found no entry has no peer to be reached by, and the request below says so.
     libvoice_plugin_set_name_by_peer(peer, name.get());
     if (!libvoice_kex_init_plugin(name.get(), country)) {
         TRACE_ERROR_AS(c.function, "Error initializing plugin %s", name.get());
@@ -676,7 +678,8 @@ int __VoiceService_deregister_endpoint(function_call_t *call, argument_list_t *a
 }
 
 // "plugin_name" text, "event" bytes (event message) -> nothing. 196638 "Missing 'name' parameter." "name"; 196640
-// "event". Kept: never a return value, on success or failure.
+// "event".
+// Kept: never a return value, on success or failure.
 int __VoiceService_event(function_call_t *call, argument_list_t *arguments, variant_t *) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);

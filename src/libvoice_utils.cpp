@@ -237,7 +237,7 @@ void read_items(const Block &block, const MessageItem (&items)[4], const libvoic
                 const libvoice_db_common_fields *common, Where here = Where::caller()) {
     for (uint32_t p = kHeadBytes; p <= block.length;) {
         const uint32_t length = block.byte(p + 1);
-        // Kept: an item that runs past the message ends the reading in silence.
+        // Kept: an item that runs past the message ends the reading without a trace message.
         if (p + length > block.length)
             return;
         if (!read_item(kCommonItems, common, block, p, length, here) &&
@@ -268,7 +268,7 @@ int libvoice_db_verify_checksum(const char *text) {
         if (sum == checksum)
             return 1;
     }
-    // Kept: the line shows what the message holds, not the sum that was expected.
+    // Kept: the trace message shows what the block holds, not the sum that was expected.
     TRACE_ERROR("Invalid Data Block checksum : checksum = 0x%02x, checksum in msg = %s", checksum,
                 complete ? block.text + 2 * end : "");
     return 0;
@@ -328,8 +328,8 @@ uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char
     return LIBVOICE_OK;
 }
 
-// Kept: a wrong checksum answers 0 like a block that was read; only the trace line tells them apart. The length of the
-// text that callers pass has never been read.
+// Kept: a wrong checksum answers 0 like a block that was read; only the trace message tells them apart. The length of
+// the text that callers pass has never been read.
 uint32_t libvoice_db_call_setup_decode(const char *text, uint32_t, libvoice_db_message_fields *message,
                                        libvoice_db_common_fields *common) {
     const Block block = show_block(text);

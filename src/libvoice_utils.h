@@ -12,8 +12,8 @@ namespace voice {
 // fine.
 uint16_t libvoice_db_hex_byte(const char *characters);
 
-// 1 when the block's checksum is right. 0 and one level-100 line when it is not, or when the text is NULL or ends
-// before the checksum that its length byte announces.
+// 1 when the block's checksum is right. 0 and one level-100 trace message when it is not, or when the text is NULL or
+// ends before the checksum that its length byte announces.
 int libvoice_db_verify_checksum(const char *text);
 
 } // namespace voice

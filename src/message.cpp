@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Names of identifiers and the dump of a parameter buffer as one line of text, for plugins and the voice application.
+// Names of identifiers and the dump of a parameter buffer as one text, for plugins and the voice application.
 #include "message.h"
 
 #include <limits.h> // INT_MAX
@@ -18,9 +18,9 @@ using namespace voice;
 constexpr uint32_t kNoIdentifier = 0xFFFFFFFFu;
 
 // The caller's text with the place where the next piece goes; a piece that does not fit is cut, and nothing follows it.
-class Line {
+class CutText {
 public:
-    Line(char *text, int32_t position, int32_t size)
+    CutText(char *text, int32_t position, int32_t size)
         : text_(text), position_(position), size_(text && position >= 0 ? size : INT32_MIN) {}
 
     [[gnu::format(printf, 2, 3)]] void print(const char *format, ...) {
@@ -86,7 +86,7 @@ uint32_t libvoice_str_to_param(const char *name) {
 }
 
 void dump_msg(char *text, int32_t position, int32_t size, const void *params, uint32_t length) {
-    Line line(text, position, size);
+    CutText out(text, position, size);
     // The reader moves a cursor of its own through the caller's buffer and writes nothing there.
     uint8_t *cursor = params ? static_cast<uint8_t *>(const_cast<void *>(params)) : nullptr;
     uint32_t remaining = params ? length : 0;
@@ -108,22 +108,22 @@ void dump_msg(char *text, int32_t position, int32_t size, const void *params, ui
         const char *name = libvoice_param_str(id);
         switch (type) {
         case ValueType::none:
-            line.print("%s %s ", word, name);
+            out.print("%s %s ", word, name);
             break;
         case ValueType::integer:
-            line.print("%s %s %d ", word, name, static_cast<int32_t>(first_word(value, value_length)));
+            out.print("%s %s %d ", word, name, static_cast<int32_t>(first_word(value, value_length)));
             break;
         case ValueType::string:
-            line.print("%s %s %.*s ", word, name, text_limit(value_length), reinterpret_cast<const char *>(value));
+            out.print("%s %s %.*s ", word, name, text_limit(value_length), reinterpret_cast<const char *>(value));
             break;
         case ValueType::hex:
-            line.print("%s %s 0x%08x ", word, name, first_word(value, value_length));
+            out.print("%s %s 0x%08x ", word, name, first_word(value, value_length));
             break;
         case ValueType::boolean:
-            line.print("%s %s %s ", word, name, first_word(value, value_length) != 0 ? "true" : "false");
+            out.print("%s %s %s ", word, name, first_word(value, value_length) != 0 ? "true" : "false");
             break;
         default:
-            line.print("%s %s ??? ", word, name);
+            out.print("%s %s ??? ", word, name);
             break;
         }
     }

@@ -7,7 +7,8 @@
 
 namespace voice {
 
-// The class word of dumps: "sig", "evt" or "prop"; "????" and one level-100 line for any other class. Constant text.
+// The class word of dumps: "sig", "evt" or "prop"; "????" and one level-100 trace message for any other class. Constant
+// text.
 const char *libvoice_class_str(uint32_t id);
 
 } // namespace voice

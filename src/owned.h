@@ -69,40 +69,40 @@ private:
     variant_list_t *list_ = nullptr;
 };
 
-// The descriptor array of a media call: ten slots, -1 as none. What it took or opened is closed when the call fails
+// The descriptor array of a media call: ten places, -1 as none. What it took or opened is closed when the call fails
 // before its callback is reached; from the callback on the descriptors are the callback's.
 class Descriptors {
 public:
     Descriptors() = default;
     ~Descriptors() {
-        for (const int32_t fd : slots_)
+        for (const int32_t fd : fds_)
             if (fd >= 0)
                 close(fd);
     }
     Descriptors(const Descriptors &) = delete;
     Descriptors &operator=(const Descriptors &) = delete;
 
-    // Takes the descriptor at the same place of the list; what exceeds the ten slots is skipped and stays the list's.
+    // Takes the descriptor at the same place of the list; what exceeds the ten places is skipped and stays the list's.
     int32_t take(const variant_list_t *list, int index) {
-        return slots_[index] = variant_fd(variant_list_at(list, static_cast<uint32_t>(index)));
+        return fds_[index] = variant_fd(variant_list_at(list, static_cast<uint32_t>(index)));
     }
-    int32_t *slot(int index) { return &slots_[index]; }
+    int32_t *place(int index) { return &fds_[index]; }
 
     // The array for a callback, which owns the descriptors from here on.
     struct HandedOver {
-        int32_t slots[LIBVOICE_DESCRIPTORS];
+        int32_t fds[LIBVOICE_DESCRIPTORS];
     };
     HandedOver hand_over() {
         HandedOver handed;
         for (int i = 0; i < LIBVOICE_DESCRIPTORS; ++i) {
-            handed.slots[i] = slots_[i];
-            slots_[i] = -1;
+            handed.fds[i] = fds_[i];
+            fds_[i] = -1;
         }
         return handed;
     }
 
 private:
-    int32_t slots_[LIBVOICE_DESCRIPTORS] = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    int32_t fds_[LIBVOICE_DESCRIPTORS] = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
 };
 
 } // namespace voice

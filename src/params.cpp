@@ -36,7 +36,7 @@ Word next_word(uint8_t **cursor, uint32_t *remaining, voice::Where here) {
     return word;
 }
 
-// The two word readers; lines bear their names.
+// The two word readers; trace messages bear their names.
 Word libvoice_p_id(uint8_t **cursor, uint32_t *remaining) {
     return next_word(cursor, remaining, voice::Where::caller());
 }
@@ -100,7 +100,7 @@ uint32_t libvoice_get_param(uint32_t id, uint32_t *length, uint8_t **value, uint
 uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **value, uint8_t **cursor,
                                     uint32_t *remaining) {
     Word found = {LIBVOICE_OK, 0};
-    // Kept: an empty rest skips the identifier, so that the line and the result are those of the length reader.
+    // Kept: an empty rest skips the identifier: trace message and result are those of the length reader.
     if (*remaining != 0)
         found = libvoice_p_id(cursor, remaining);
     if (found.result != LIBVOICE_OK)
@@ -108,7 +108,7 @@ uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **va
     const Word bytes = libvoice_p_len(cursor, remaining);
     if (bytes.result != LIBVOICE_OK)
         return bytes.result;
-    // Kept: success without a line when the value is cut off; the caller preset the outputs.
+    // Kept: success without a trace message when the value is cut off; the caller preset the outputs.
     if (*remaining < padded(bytes.value))
         return LIBVOICE_OK;
     *id = found.value;

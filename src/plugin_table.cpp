@@ -90,7 +90,7 @@ int32_t libvoice_plugin_get_index(const char *name) {
         TRACE_ERROR("NULL  param !!");
         return -1;
     }
-    // Kept: it only searches, whatever the line says.
+    // Kept: it only searches, whatever the trace message says.
     TRACE_INFO("getting or creating plugin entry for plugin %s", name);
     const int32_t index = index_of_name(name);
     if (index < 0)
@@ -133,7 +133,7 @@ int32_t libvoice_plugin_set_name_by_peer(peer_t *peer, const char *name) {
                     static_cast<void *>(peer));
         return -1;
     }
-    // A plugin that registers again over the same connection keeps its slot. No other entry is searched for the
+    // A plugin that registers again over the same connection keeps its entry. No other entry is searched for the
     // name: two connections may register the same one, and look-ups then find the lower index.
     int32_t index = libvoice_plugin_get_index_by_peer(peer);
     if (index < 0) {
@@ -163,7 +163,7 @@ int32_t libvoice_plugin_add(const char *name) {
         TRACE_ERROR("No free entry found !!");
         return -1;
     }
-    // Kept: the peer is not written; the entry shows the one that the slot held before.
+    // Kept: the peer is not written; the entry shows the one that it held before.
     voice_plugin_table[index].used = 1;
     TRACE_INFO("voice_plugin_table[ %d ] is reserved for plugin name %s", index, name);
     voice::copy_text(voice_plugin_table[index].plugin_name, name);

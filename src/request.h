@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The senders' words: making a request, adding arguments, and the ways it ends.
+// Helpers of requests: making one, adding arguments, and the ways it ends.
 //
 // A sender makes its request, adds arguments in the order of its contract, and ends in one of three ways:
 //   send_and_forget        the request is destroyed here, sent or not; no reply is read
-//   send, then good_reply  waits without limit and judges; the sender destroys the request
+//   send, then good_reply  waits without limit and checks; the sender destroys the request
 //   send with a handler    the handler owns the request after a successful send
 #ifndef VOICE_REQUEST_H
 #define VOICE_REQUEST_H
@@ -76,7 +76,7 @@ inline bool send(request_t *request, peer_t *peer) {
     return kex_sendRequest(libvoice_get_kex_handler(), peer, request) != 0;
 }
 
-// Writes the caller's line when it cannot be sent. The request is gone afterwards in both cases.
+// Writes the caller's trace message when it cannot be sent. The request is gone afterwards in both cases.
 inline bool send_and_forget(request_t *request, peer_t *peer, const char *zone, Where here = Where::caller()) {
     const bool sent = send(request, peer);
     if (!sent)
@@ -85,8 +85,8 @@ inline bool send_and_forget(request_t *request, peer_t *peer, const char *zone, 
     return sent;
 }
 
-// Waits for the reply of a request that was sent. Null, and the caller's line, when there is none or it holds an error.
-// The reply lives with the request, which the caller destroys.
+// Waits for the reply of a request that was sent. Null, and the caller's trace message, when there is none or it holds
+// an error. The reply lives with the request, which the caller destroys.
 inline reply_t *good_reply(request_t *request, Where here = Where::caller()) {
     if (!kex_waitForReply(libvoice_get_kex_handler(), request, nullptr)) {
         TRACE_ERROR_AT(here, "Communication failed.");

@@ -20,7 +20,7 @@
     ROW(1, ERR_NOT_CONNECTED, "connection to voice service was not established or was disconnected") \
     VOICE_SHARED_RESULTS(ROW)
 
-// Kept: slot 11 has neither name nor text; the look-up yields a null text.
+// Kept: code 11 has neither name nor text; the look-up yields a null text.
 #define VOICE_SERVICE_RESULTS(ROW, EMPTY)                                       \
     ROW(0, OK, "success")                                                       \
     ROW(1, ERR_NOT_CONNECTED, "connection not established or was disconnected") \

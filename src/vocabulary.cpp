@@ -70,8 +70,8 @@ constexpr bool every_row_found() {
 }
 static_assert(every_row_found());
 
-// The kind stands in the name; class, value type, item and sub-item have to agree with it. Kept: one parameter has
-// sub-item 0 like its event; only the value type tells them apart.
+// The kind stands in the name; class, value type, item and sub-item have to agree with it.
+// Kept: one parameter has sub-item 0 like its event; only the value type tells them apart.
 constexpr bool number_agrees_with_kind(uint32_t id, const char *name) {
     const bool sub_item_expected = id != LIBVOICE_PARAM_zil_dect_property_sw_version;
     if (id >> 31 != 0 || id_value_type(id) > ValueType::boolean)
