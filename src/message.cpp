@@ -2,11 +2,10 @@
 // Names of identifiers and the dump of a parameter buffer as one text, for plugins and the voice application.
 #include "message.h"
 
-#include <limits.h> // INT_MAX
 #include <stdarg.h>
-#include <stdio.h>  // snprintf
-#include <string.h> // memcpy
+#include <stdio.h> // vsnprintf
 
+#include "identifier.h"
 #include "libvoice_plugin.h"
 #include "trace.h"
 #include "vocabulary.h"
@@ -24,33 +23,29 @@ public:
         : text_(text), position_(position), size_(text && position >= 0 ? size : INT32_MIN) {}
 
     [[gnu::format(printf, 2, 3)]] void print(const char *format, ...) {
-        if (position_ >= size_)
+        if (full())
             return;
-        const int32_t room = size_ - position_;
         va_list arguments;
         va_start(arguments, format);
-        const int count = vsnprintf(text_ + position_, static_cast<size_t>(room), format, arguments);
+        advance(vsnprintf(text_ + position_, static_cast<size_t>(size_ - position_), format, arguments));
         va_end(arguments);
-        position_ = count >= 0 && count < room ? position_ + count : size_;
+    }
+    void print_value(uint32_t id, const uint8_t *value, uint32_t length) {
+        if (!full())
+            advance(value_text(text_ + position_, static_cast<size_t>(size_ - position_), id, value, length));
     }
 
 private:
+    bool full() const { return position_ >= size_; }
+    void advance(int count) {
+        const int32_t room = size_ - position_;
+        position_ = count >= 0 && count < room ? position_ + count : size_;
+    }
+
     char *text_;
     int32_t position_;
     int32_t size_;
 };
-
-// A value's first word. Bytes that a short value lacks count as zero, in memory order.
-uint32_t first_word(const uint8_t *value, uint32_t length) {
-    uint32_t word = 0;
-    memcpy(&word, value, length < sizeof word ? length : sizeof word);
-    return word;
-}
-
-// How many characters of a text value to show at most: it ends with its item, terminated or not.
-int text_limit(uint32_t length) {
-    return length < INT_MAX ? static_cast<int>(length) : INT_MAX;
-}
 
 } // namespace
 
@@ -105,26 +100,10 @@ void dump_msg(char *text, int32_t position, int32_t size, const void *params, ui
         if (type > ValueType::boolean)
             TRACE_ERROR("unknown param type for id 0x%08x", id);
         const char *word = libvoice_class_str(id);
-        const char *name = libvoice_param_str(id);
-        switch (type) {
-        case ValueType::none:
-            out.print("%s %s ", word, name);
-            break;
-        case ValueType::integer:
-            out.print("%s %s %d ", word, name, static_cast<int32_t>(first_word(value, value_length)));
-            break;
-        case ValueType::string:
-            out.print("%s %s %.*s ", word, name, text_limit(value_length), reinterpret_cast<const char *>(value));
-            break;
-        case ValueType::hex:
-            out.print("%s %s 0x%08x ", word, name, first_word(value, value_length));
-            break;
-        case ValueType::boolean:
-            out.print("%s %s %s ", word, name, first_word(value, value_length) != 0 ? "true" : "false");
-            break;
-        default:
-            out.print("%s %s ??? ", word, name);
-            break;
-        }
+        out.print("%s %s ", word, libvoice_param_str(id));
+        if (type == ValueType::none)
+            continue;
+        out.print_value(id, value, value_length);
+        out.print(" ");
     }
 }

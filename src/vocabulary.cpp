@@ -2,6 +2,9 @@
 // Look-ups in the vocabulary of identifiers, both ways, by perfect hashes that vocabulary/generate.py computes.
 #include "vocabulary.h"
 
+#include "identifier.h"
+#include "libvoice_ids.h"
+
 namespace voice {
 namespace {
 
@@ -19,7 +22,7 @@ struct PerfectHash {
     }
 };
 
-#include "vocabulary_rows.inc" // kNumbers, kNames, kShorts with offsets, kHexContents, kByNumber, kByName
+#include "vocabulary_rows.inc" // kNumbers, kNames, kNameOffsets, kLongestName, kByNumber, kByName
 
 constexpr uint32_t finish(uint32_t hash) {
     return hash ^ hash >> 15;
@@ -54,13 +57,6 @@ constexpr int32_t row_of(const char *name) {
 constexpr int32_t kRows = LIBVOICE_IDS;
 static_assert(kRows == 265 && sizeof(kNumbers) / sizeof(kNumbers[0]) == kRows);
 
-constexpr bool begins(const char *text, const char *head) {
-    for (; *head != '\0'; ++text, ++head)
-        if (*text != *head)
-            return false;
-    return true;
-}
-
 // Each row found under its own number and name: this also says that both are unique.
 constexpr bool every_row_found() {
     for (int32_t row = 0; row < kRows; ++row)
@@ -76,12 +72,13 @@ constexpr bool number_agrees_with_kind(uint32_t id, const char *name) {
     const bool sub_item_expected = id != LIBVOICE_PARAM_zil_dect_property_sw_version;
     if (id >> 31 != 0 || id_value_type(id) > ValueType::boolean)
         return false;
-    if (begins(name, "LIBVOICE_SIGNAL_"))
+    if (name_begins(name, "LIBVOICE_SIGNAL_"))
         return id_class(id) == IdClass::signal && id_value_type(id) == ValueType::none && id_sub_item(id) == 0;
-    if (begins(name, "LIBVOICE_EVENT_"))
+    if (name_begins(name, "LIBVOICE_EVENT_"))
         return id_class(id) == IdClass::event && id_value_type(id) == ValueType::none && id_sub_item(id) == 0;
-    return begins(name, "LIBVOICE_PARAM_") && id_class(id) <= IdClass::event && id_value_type(id) != ValueType::none &&
-           (id_sub_item(id) != 0) == sub_item_expected && (id_item(id) == 0) == (id_class(id) == IdClass::property);
+    return name_begins(name, "LIBVOICE_PARAM_") && id_class(id) <= IdClass::event &&
+           id_value_type(id) != ValueType::none && (id_sub_item(id) != 0) == sub_item_expected &&
+           (id_item(id) == 0) == (id_class(id) == IdClass::property);
 }
 constexpr bool numbers_agree_with_kinds() {
     for (int32_t row = 0; row < kRows; ++row)
@@ -90,14 +87,6 @@ constexpr bool numbers_agree_with_kinds() {
     return true;
 }
 static_assert(numbers_agree_with_kinds());
-
-constexpr bool hex_contents_agree_with_types() {
-    for (int32_t row = 0; row < kRows; ++row)
-        if ((kHexContents[row] != 0) != (id_value_type(kNumbers[row]) == ValueType::hex))
-            return false;
-    return true;
-}
-static_assert(hex_contents_agree_with_types());
 
 } // namespace
 
@@ -115,14 +104,6 @@ uint32_t vocabulary_number(int32_t row) {
 
 const char *vocabulary_name(int32_t row) {
     return kNames + kNameOffsets[row];
-}
-
-const char *vocabulary_short(int32_t row) {
-    return kShorts + kShortOffsets[row];
-}
-
-HexContent vocabulary_hex_content(int32_t row) {
-    return static_cast<HexContent>(kHexContents[row]);
 }
 
 } // namespace voice

@@ -7,7 +7,7 @@ is typed. From them come
 
   include/libvoice_ids.h           the constants, part of the public header
   src/vocabulary_rows.inc          the data of the look-ups, included by src/vocabulary.cpp
-  vocabulary/libvoice_meanings.h   number, name and short meaning for tools, in C
+  vocabulary/libvoice_meanings.h   number, name and short meaning for tools, in C, and their look-up
   docs/vocabulary.md               the reference page
 
 The outputs are committed and the build does not run this script: run it after an edit and commit what changed.
@@ -315,7 +315,6 @@ def string_block(texts):
 
 def rows_data(rows):
     names, name_offsets = string_block([row.name for row in rows])
-    shorts, short_offsets = string_block([row.short for row in rows])
     out = [
         "// SPDX-License-Identifier: MIT",
         "// Written by vocabulary/generate.py from vocabulary/ids.csv: edit that one.",
@@ -337,19 +336,6 @@ def rows_data(rows):
         *packed(name_offsets, "{}"),
         "};",
         "",
-        "constexpr char kShorts[] =",
-        *shorts[:-1],
-        shorts[-1] + ";",
-        "",
-        f"constexpr uint16_t kShortOffsets[{len(rows)}] = {{",
-        *packed(short_offsets, "{}"),
-        "};",
-        "",
-        "// 0 no hex value, 1 words, 2 bytes",
-        f"constexpr uint8_t kHexContents[{len(rows)}] = {{",
-        *packed([HEX_CONTENTS.index(row.hex) + 1 if row.hex else 0 for row in rows], "{}"),
-        "};",
-        "",
     ]
     for table, hashes in (("kByNumber", [hash_number(row.number) for row in rows]),
                           ("kByName", [hash_name(row.name) for row in rows])):
@@ -365,7 +351,7 @@ def meanings_header(rows):
         "/* Written by vocabulary/generate.py from vocabulary/ids.csv: edit that one. */",
         "/**",
         " * @file libvoice_meanings.h",
-        " * Short meanings of all identifiers, for tools that show traffic to people. Sorted by number.",
+        " * Names and short meanings of all identifiers, for tools that show traffic to people. Sorted by number.",
         " */",
         "#ifndef LIBVOICE_MEANINGS_H",
         "#define LIBVOICE_MEANINGS_H",
@@ -386,7 +372,26 @@ def meanings_header(rows):
     for row in sorted(rows, key=lambda row: row.number):
         content = f"'{row.hex[0]}'" if row.hex else "0"
         out.append(f'    {{0x{row.number:08X}u, "{row.name}", "{row.short}", {content}}},')
-    return out + ["};", "/* clang-format on */", "", "#endif"]
+    return out + [
+        "};",
+        "/* clang-format on */",
+        "",
+        "/** The row of an identifier, or a null pointer. */",
+        "static inline const struct libvoice_meaning *libvoice_meaning_of(uint32_t number) {",
+        "    uint32_t first = 0;",
+        f"    uint32_t end = {len(rows)};",
+        "    while (first < end) {",
+        "        const uint32_t middle = (first + end) / 2;",
+        "        if (libvoice_meanings[middle].number < number)",
+        "            first = middle + 1;",
+        "        else",
+        "            end = middle;",
+        "    }",
+        f"    return first < {len(rows)} && libvoice_meanings[first].number == number ? &libvoice_meanings[first] : 0;",
+        "}",
+        "",
+        "#endif",
+    ]
 
 
 def reference_page(rows, packages):

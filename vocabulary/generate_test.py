@@ -96,12 +96,17 @@ class GenerateTest(unittest.TestCase):
                                                 "run vocabulary/generate.py\n")
 
     def test_an_edited_row_shows_in_every_output(self):
-        self.row("LIBVOICE_EVENT_al_of")[SHORT] = "handset lifted"
-        result = self.run_script("--check")
-        self.assertEqual(result.returncode, 1)
-        self.assertEqual(len(result.stderr.splitlines()), 2, "rows and short meanings: " + result.stderr)
-        self.row("LIBVOICE_EVENT_al_of")[MEANING] = "The handset is up"
-        self.assertEqual(len(self.run_script("--check").stderr.splitlines()), 4)
+        row = self.row("LIBVOICE_SIGNAL_cg_dt")
+        for column, value, outputs in ((SHORT, "dialling tone", ["libvoice_meanings.h"]),
+                                       (MEANING, "The tone to dial at",
+                                        ["libvoice_ids.h", "libvoice_meanings.h", "vocabulary.md"]),
+                                       (NAME, "LIBVOICE_SIGNAL_cg_dial",
+                                        ["libvoice_ids.h", "vocabulary_rows.inc", "libvoice_meanings.h",
+                                         "vocabulary.md"])):
+            row[column] = value
+            result = self.run_script("--check")
+            self.assertEqual(result.returncode, 1)
+            self.assertEqual([Path(line.split(":")[0]).name for line in result.stderr.splitlines()], outputs)
 
     def test_faults_leave_the_outputs_alone(self):
         self.row("LIBVOICE_EVENT_al_of")[KIND] = "signal"

@@ -2,7 +2,7 @@
 /* Written by vocabulary/generate.py from vocabulary/ids.csv: edit that one. */
 /**
  * @file libvoice_meanings.h
- * Short meanings of all identifiers, for tools that show traffic to people. Sorted by number.
+ * Names and short meanings of all identifiers, for tools that show traffic to people. Sorted by number.
  */
 #ifndef LIBVOICE_MEANINGS_H
 #define LIBVOICE_MEANINGS_H
@@ -286,5 +286,19 @@ static const struct libvoice_meaning libvoice_meanings[265] = {
     {0x24090502u, "LIBVOICE_PARAM_al_of_init", "already off hook", 0},
 };
 /* clang-format on */
+
+/** The row of an identifier, or a null pointer. */
+static inline const struct libvoice_meaning *libvoice_meaning_of(uint32_t number) {
+    uint32_t first = 0;
+    uint32_t end = 265;
+    while (first < end) {
+        const uint32_t middle = (first + end) / 2;
+        if (libvoice_meanings[middle].number < number)
+            first = middle + 1;
+        else
+            end = middle;
+    }
+    return first < 265 && libvoice_meanings[first].number == number ? &libvoice_meanings[first] : 0;
+}
 
 #endif

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The table of identifiers: its counts, its one irregular row, and both look-ups against a plain search.
+// The vocabulary: its counts, its one irregular row, both look-ups against a plain search, the table for tools, and the
+// texts of values.
 #include "vocabulary.h"
 
 #include <cstdint>
@@ -8,7 +9,8 @@
 #include <set>
 #include <string>
 
-#include "../../vocabulary/libvoice_meanings.h"
+#include "identifier.h"
+#include "libvoice_meanings.h"
 #include "voice_test.h"
 
 // Constants serve the preprocessor too.
@@ -244,50 +246,103 @@ TEST_F(Vocabulary, LookUpsNeedNoHeap) {
     EXPECT_EQ(fake::memory_allocations(), before);
 }
 
-TEST_F(Vocabulary, ShortMeaningsAreOneToThreeWords) {
-    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
-        const std::string meaning = vocabulary_short(row);
-        unsigned words = 1;
-        for (const char c : meaning)
-            words += c == ' ';
-        EXPECT_FALSE(meaning.empty()) << vocabulary_name(row);
-        EXPECT_LE(words, 3u) << meaning;
-    }
-    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_al_of)), "off hook");
-    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_al_on)), "on hook");
-    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_SIGNAL_cg_dt)), "dial tone");
-    EXPECT_STREQ(vocabulary_short(vocabulary_row(LIBVOICE_EVENT_dd_do)), "DTMF #");
-}
+// ------------------------------------------------------------------------------------------- the table for tools
 
-TEST_F(Vocabulary, HexValuesSayWhetherTheyHoldWordsOrBytes) {
-    const auto content = [](uint32_t number) { return vocabulary_hex_content(vocabulary_row(number)); };
-    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_cad), HexContent::words);
-    EXPECT_EQ(content(LIBVOICE_PARAM_tonegen_pt_tl), HexContent::words);
-    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_dwa_ddb), HexContent::bytes);
-    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_data_db), HexContent::bytes);
-    EXPECT_EQ(content(LIBVOICE_PARAM_fxo_ri_cid), HexContent::bytes);
-    EXPECT_EQ(content(LIBVOICE_PARAM_zil_rtcp_tx_pkt), HexContent::bytes);
-    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_freq), HexContent::none);
-    EXPECT_EQ(content(LIBVOICE_EVENT_al_on), HexContent::none);
-    for (int32_t row = 0; row < LIBVOICE_IDS; ++row)
-        EXPECT_EQ(vocabulary_hex_content(row) != HexContent::none,
-                  id_value_type(vocabulary_number(row)) == ValueType::hex)
-            << vocabulary_name(row);
-}
-
-TEST_F(Vocabulary, TheTableForToolsSaysTheSameSortedByNumber) {
+TEST_F(Vocabulary, TheTableForToolsHasTheSameRowsSortedByNumber) {
     ASSERT_EQ(sizeof libvoice_meanings / sizeof libvoice_meanings[0], 265u);
     uint32_t before = 0;
     for (const libvoice_meaning &meaning : libvoice_meanings) {
         EXPECT_LT(before, meaning.number);
         before = meaning.number;
-        const int32_t row = vocabulary_row(meaning.number);
-        ASSERT_GE(row, 0) << meaning.name;
-        EXPECT_STREQ(meaning.name, vocabulary_name(row));
-        EXPECT_STREQ(meaning.meaning, vocabulary_short(row));
-        const HexContent content = vocabulary_hex_content(row);
-        EXPECT_EQ(meaning.hex, content == HexContent::words ? 'w' : content == HexContent::bytes ? 'b' : 0);
+        ASSERT_EQ(rows_.count(meaning.number), 1u) << meaning.name;
+        EXPECT_EQ(meaning.name, rows_[meaning.number]);
+        EXPECT_EQ(libvoice_meaning_of(meaning.number), &meaning);
     }
+}
+
+TEST_F(Vocabulary, UnknownNumbersHaveNoMeaning) {
+    for (const uint32_t number : {0u, 0x01020000u, 0x24090503u, 0x20090501u, 0x7FFFFFFFu, 0xFFFFFFFFu})
+        EXPECT_EQ(libvoice_meaning_of(number), nullptr) << std::hex << number;
+}
+
+TEST_F(Vocabulary, ShortMeaningsAreOneToThreeWords) {
+    for (const libvoice_meaning &row : libvoice_meanings) {
+        const std::string meaning = row.meaning;
+        unsigned words = 1;
+        for (const char c : meaning)
+            words += c == ' ';
+        EXPECT_FALSE(meaning.empty()) << row.name;
+        EXPECT_LE(words, 3u) << meaning;
+    }
+    EXPECT_STREQ(libvoice_meaning_of(LIBVOICE_EVENT_al_of)->meaning, "off hook");
+    EXPECT_STREQ(libvoice_meaning_of(LIBVOICE_EVENT_al_on)->meaning, "on hook");
+    EXPECT_STREQ(libvoice_meaning_of(LIBVOICE_SIGNAL_cg_dt)->meaning, "dial tone");
+    EXPECT_STREQ(libvoice_meaning_of(LIBVOICE_EVENT_dd_do)->meaning, "DTMF #");
+}
+
+TEST_F(Vocabulary, HexValuesSayWhetherTheyHoldWordsOrBytes) {
+    const auto content = [](uint32_t number) { return libvoice_meaning_of(number)->hex; };
+    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_cad), 'w');
+    EXPECT_EQ(content(LIBVOICE_PARAM_tonegen_pt_tl), 'w');
+    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_dwa_ddb), 'b');
+    EXPECT_EQ(content(LIBVOICE_PARAM_andisp_data_db), 'b');
+    EXPECT_EQ(content(LIBVOICE_PARAM_fxo_ri_cid), 'b');
+    EXPECT_EQ(content(LIBVOICE_PARAM_zil_rtcp_tx_pkt), 'b');
+    EXPECT_EQ(content(LIBVOICE_PARAM_al_ri_freq), 0);
+    EXPECT_EQ(content(LIBVOICE_EVENT_al_on), 0);
+    for (const libvoice_meaning &row : libvoice_meanings)
+        EXPECT_EQ(row.hex == 'w' || row.hex == 'b', id_value_type(row.number) == ValueType::hex) << row.name;
+}
+
+// ---------------------------------------------------------------------------------------------- names and values
+
+TEST_F(Vocabulary, NamesLoseTheirPrefix) {
+    EXPECT_STREQ(name_without_prefix("LIBVOICE_SIGNAL_cg_dt"), "cg_dt");
+    EXPECT_STREQ(name_without_prefix("LIBVOICE_EVENT_al_of"), "al_of");
+    EXPECT_STREQ(name_without_prefix("LIBVOICE_PARAM_zil_call_stats_MOSLQ"), "zil_call_stats_MOSLQ");
+    EXPECT_STREQ(name_without_prefix("LIBVOICE_PARAM_"), "");
+    for (const char *name : {"", "????", "sig_nil", "cg_dt", "LIBVOICE_PARAM", "LIBVOICE_param_x", "LIBVOICE_OTHER_x"})
+        EXPECT_STREQ(name_without_prefix(name), name);
+}
+
+std::string value_of(uint32_t id, const std::string &bytes) {
+    char text[64];
+    const int length = value_text(text, sizeof text, id, bytes.data(), static_cast<uint32_t>(bytes.size()));
+    EXPECT_EQ(static_cast<size_t>(length), strlen(text));
+    return text;
+}
+
+TEST_F(Vocabulary, ValuesAreShownByTheirType) {
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_freq, word(25)), "25");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_freq, word(0xFFFFFFE7u)), "-25");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_cad, word(1000) + word(4000)), "0x000003e8");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_of_init, word(0)), "false");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_of_init, word(2)), "true");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_zil_country, "FR"), "FR");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_zil_country, std::string("F\0R", 3)), "F") << "it ends at its terminator";
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_zil_country, "a b "), "a b ");
+    EXPECT_EQ(value_of(LIBVOICE_SIGNAL_cg_dt, word(1)), "");
+    EXPECT_EQ(value_of(0x05FE0001u, word(1)), "???") << "an undefined type";
+}
+
+TEST_F(Vocabulary, BytesThatAShortValueLacksCountAsZero) {
+    uint32_t first = 0;
+    memcpy(&first, "\x7F", 1);
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_freq, "\x7F"), std::to_string(first));
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_freq, ""), "0");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_ri_cad, ""), "0x00000000");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_al_of_init, ""), "false");
+    EXPECT_EQ(value_of(LIBVOICE_PARAM_zil_country, ""), "");
+    char text[8];
+    EXPECT_EQ(value_text(text, sizeof text, LIBVOICE_PARAM_zil_country, nullptr, 0), 0);
+    EXPECT_STREQ(text, "");
+}
+
+TEST_F(Vocabulary, AValueIsCutToItsRoomAndTerminated) {
+    char text[5] = "####";
+    EXPECT_EQ(value_text(text, 4, LIBVOICE_PARAM_zil_country, "abcdef", 6), 6) << "the length it would have";
+    EXPECT_EQ(std::string(text, 5), std::string("abc\0\0", 5));
+    EXPECT_EQ(value_text(nullptr, 0, LIBVOICE_PARAM_zil_country, "abcdef", 6), 6);
 }
 
 } // namespace
