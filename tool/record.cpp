@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <iterator>
 
 #include <fmt/format.h>
 
+#include "identifier.h"
 #include "libvoice_meanings.h"
 #include "libvoice_plugin.h"
 #include "voice_records.h"
@@ -17,13 +17,13 @@ namespace voicectl {
 
 namespace {
 
-constexpr uint32_t kClassMask = 0x70000000;
-constexpr uint32_t kTypeMask = 0x0F000000;
+using voice::id_class;
+using voice::IdClass;
+using voice::ValueType;
+
 constexpr size_t kItemHead = 8;
 static_assert(offsetof(voice_signal_t, signal) == offsetof(voice_event_t, event));
 static_assert(offsetof(voice_signal_t, line) == offsetof(voice_event_t, line));
-// Room of dump_msg for one item besides its value: class word, name, number, blanks.
-constexpr size_t kDumpRoom = 128;
 
 uint32_t word_at(std::span<const uint8_t> bytes, size_t offset) {
     uint32_t word = 0;
@@ -34,37 +34,32 @@ uint32_t word_at(std::span<const uint8_t> bytes, size_t offset) {
 struct Layout {
     size_t head;
     size_t length_at;
-    uint32_t identifier_class; // class bits of the identifier that the hosts put into the head; 0: none there
+    std::optional<IdClass> identifier_class{}; // of the identifier that the hosts put into the head, if they do
 };
 
 Layout layout_of(RecordKind kind) {
     switch (kind) {
     case RecordKind::signal:
-        return {sizeof(voice_signal_t), offsetof(voice_signal_t, length), LIBVOICE_SIGNAL_cg_dt & kClassMask};
+        return {sizeof(voice_signal_t), offsetof(voice_signal_t, length), IdClass::signal};
     case RecordKind::event:
-        return {sizeof(voice_event_t), offsetof(voice_event_t, length), LIBVOICE_EVENT_al_of & kClassMask};
+        return {sizeof(voice_event_t), offsetof(voice_event_t, length), IdClass::event};
     case RecordKind::connection:
-        return {offsetof(voice_cnx_info_t, params), offsetof(voice_cnx_info_t, length), 0};
+        return {offsetof(voice_cnx_info_t, params), offsetof(voice_cnx_info_t, length)};
     case RecordKind::stream:
-        return {offsetof(voice_stream_info_t, params), offsetof(voice_stream_info_t, length), 0};
+        return {offsetof(voice_stream_info_t, params), offsetof(voice_stream_info_t, length)};
     case RecordKind::param_set:
         break;
     }
-    return {sizeof(libvoice_param_set_t), offsetof(libvoice_param_set_t, length), 0};
+    return {sizeof(libvoice_param_set_t), offsetof(libvoice_param_set_t, length)};
 }
 
-// A parameter buffer promises words on word boundaries: a copy of the item stands on one.
-std::string item_value(std::span<const uint8_t> item) {
-    std::vector<uint32_t> words((item.size() + 3) / 4);
-    std::memcpy(words.data(), item.data(), item.size());
-    std::string text(kDumpRoom + item.size(), '\0');
-    dump_msg(text.data(), 0, static_cast<int32_t>(text.size()), words.data(), static_cast<uint32_t>(item.size()));
-    text.resize(std::strlen(text.c_str()));
-    // "evt LIBVOICE_PARAM_al_on_init true ": the value stands behind class and name, before a blank.
-    for (int i = 0; i < 2; ++i)
-        text.erase(0, text.find(' ') == std::string::npos ? text.size() : text.find(' ') + 1);
-    if (!text.empty() && text.back() == ' ')
-        text.pop_back();
+std::string item_value(uint32_t id, std::span<const uint8_t> value) {
+    const auto length = static_cast<uint32_t>(value.size());
+    const int characters = voice::value_text(nullptr, 0, id, value.data(), length);
+    if (characters < 0)
+        return {};
+    std::string text(static_cast<size_t>(characters), '\0');
+    voice::value_text(text.data(), text.size() + 1, id, value.data(), length);
     return text;
 }
 
@@ -82,7 +77,7 @@ void read_items(std::span<const uint8_t> buffer, Record &record) {
                 fmt::format("item {:#010x} says {} bytes, {} are left", id, length, buffer.size() - kItemHead);
             return;
         }
-        record.items.push_back({id, libvoice_param_str(id), item_value(buffer.first(size))});
+        record.items.push_back({id, libvoice_param_str(id), item_value(id, buffer.subspan(kItemHead, length))});
         buffer = buffer.subspan(size);
     }
 }
@@ -96,12 +91,13 @@ Record read_record(RecordKind kind, std::span<const uint8_t> bytes) {
         record.fault = fmt::format("{} bytes, the head alone has {}", bytes.size(), layout.head);
         return record;
     }
-    if (layout.identifier_class != 0) {
+    if (layout.identifier_class) {
         // Signals and events begin alike; behind the endpoint stand the hosts' own words, which those of this system
         // agreed on.
         record.endpoint = static_cast<int32_t>(word_at(bytes, offsetof(voice_event_t, endpoint)));
         const uint32_t identifier = word_at(bytes, offsetof(voice_event_t, event));
-        if ((identifier & (kClassMask | kTypeMask)) == layout.identifier_class && !short_meaning(identifier).empty()) {
+        if (id_class(identifier) == *layout.identifier_class && voice::id_value_type(identifier) == ValueType::none &&
+            !short_meaning(identifier).empty()) {
             record.identifier = identifier;
             record.line = word_at(bytes, offsetof(voice_event_t, line));
             record.stops = kind == RecordKind::signal &&
@@ -117,20 +113,17 @@ Record read_record(RecordKind kind, std::span<const uint8_t> bytes) {
 }
 
 std::string_view short_meaning(uint32_t id) {
-    const auto *end = std::end(libvoice_meanings);
-    const auto *found =
-        std::lower_bound(std::begin(libvoice_meanings), end, id,
-                         [](const libvoice_meaning &row, uint32_t number) { return row.number < number; });
-    return found != end && found->number == id ? found->meaning : "";
+    const libvoice_meaning *row = libvoice_meaning_of(id);
+    return row != nullptr ? row->meaning : "";
 }
 
 std::string_view package_of(std::string_view name) {
-    for (const std::string_view stem : {"LIBVOICE_SIGNAL_", "LIBVOICE_EVENT_", "LIBVOICE_PARAM_"})
-        if (name.starts_with(stem)) {
-            name.remove_prefix(stem.size());
-            return name.substr(0, name.find('_'));
-        }
-    return {};
+    const std::string whole(name);
+    const auto prefix = static_cast<size_t>(voice::name_without_prefix(whole.c_str()) - whole.c_str());
+    if (prefix == 0)
+        return {};
+    name.remove_prefix(prefix);
+    return name.substr(0, name.find('_'));
 }
 
 } // namespace voicectl

@@ -18,7 +18,7 @@ enum class RecordKind { signal, event, param_set, connection, stream };
 struct Item {
     uint32_t id;
     std::string name;  // full name, or "????"
-    std::string value; // as the dump prints it; empty for signals and events. Not yet fit for a terminal
+    std::string value; // by its identifier's type; empty for signals and events. Not yet fit for a terminal
 };
 
 struct Record {
