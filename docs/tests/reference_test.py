@@ -24,6 +24,7 @@ class Reference(unittest.TestCase):
         page = self.folder / "a.md"
         run = subprocess.run([sys.executable, SCRIPT, "--output", page, *options, header], capture_output=True,
                              text=True, check=False)
+        self.output = run.stdout
         faults = [line.replace(f"{header}:", "") for line in run.stderr.splitlines()]
         return run.returncode, faults, page.read_text(encoding="utf-8") if page.exists() else ""
 
@@ -72,7 +73,7 @@ class Reference(unittest.TestCase):
 
     def test_last_enumerator_without_comma_and_comment(self):
         self.assert_fault("/** Told. */\nenum kind {\n    KIND_A = 1, /**< Told. */\n    KIND_B = 2\n};\n",
-                          "7: enumerator KIND_B has no doc comment")
+                          "6: enumerator KIND_B has no doc comment")
 
     def test_enum_without_comment(self):
         self.assert_fault("enum kind {\n    KIND_A = 1, /**< Told. */\n};\n", "3: enum kind has no doc comment")
@@ -121,6 +122,23 @@ class Reference(unittest.TestCase):
             "/**\n * Adds.\n *\n *     +---+\n *     | a |\n *     +---+\n *\n * @param a  one word\n *           more\n"
             " * @return yes\n */\nint add(int a);\n",
             "Adds.\n\n```text\n+---+\n| a |\n+---+\n```", "- `a`: one word more\n- returns: yes")
+
+    def test_names_are_those_of_functions_and_variables_to_link_with(self):
+        status, names, _ = self.run_on(
+            "#define LIMIT 3\ntypedef int number_t;\nint first(void);\nextern int second[LIMIT];\n"
+            "static inline int third(void) { return 3; }\nstruct thing { int a; };\n", "--names")
+        self.assertEqual((status, names), (0, []))
+        self.assertEqual(self.output, "f first\nd second\n")
+
+    def test_a_header_that_does_not_compile(self):
+        self.assert_fault("/** Told. */\nint told(unheard_of a);\n", "4: unknown type name 'unheard_of'")
+
+    def test_attributes_and_pointers_to_functions_in_fields(self):
+        self.assert_page_holds(
+            "#define WIDE(n) __attribute__((aligned(n)))\n/** A thing. */\ntypedef struct thing {\n"
+            "    WIDE(8) int a[2]; /**< Both. */\n    /** Runs\n     * late. */\n    int (*run)(int a,\n"
+            "               int b);\n} thing_t;\n",
+            "#### `thing_t`", "| `WIDE(8) int a[2]` | Both. |", "| `int (*run)(int a, int b)` | Runs late. |")
 
     def test_check_reports_where_a_page_differs(self):
         text = "/** Told. */\nint told(void);\n"
