@@ -22,6 +22,18 @@ function(voice_core_link target map)
     target_link_options(${target} PRIVATE -Wl,--version-script=${map})
 endfunction()
 
+# voice_version_script(list map): writes the map of a list of exports, rows of a kind and a name.
+function(voice_version_script list map)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+    file(STRINGS ${list} rows REGEX "^[fd] ")
+    set(names "")
+    foreach(row IN LISTS rows)
+        string(SUBSTRING "${row}" 2 -1 name)
+        string(APPEND names "    ${name};\n")
+    endforeach()
+    file(CONFIGURE OUTPUT ${map} CONTENT "{\nglobal:\n${names}local:\n    *;\n};\n" @ONLY)
+endfunction()
+
 # Tests see the code under the sanitizers; shipped binaries never do.
 add_library(voice_test_flags INTERFACE)
 if(VOICE_SANITIZE)

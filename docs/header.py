@@ -130,7 +130,7 @@ class Header:
         return entry
 
     def member_start(self, start):
-        """Where a member's text begins: an attribute that is a macro stands before what libclang gives as its extent."""
+        """Where a member's text begins: an attribute that is a macro stands before libclang's extent."""
         before = max(self.text.rfind(mark, 0, start) + len(mark) for mark in ("{", ";", ",", "*/"))
         return before + re.match(r"\s*", self.text[before:]).end()
 

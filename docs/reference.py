@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Writes docs/reference.md, every public name with its signature and comment, from the headers.
 
-The headers are the only place where a name is described. libclang reads the declarations; what describes them is told by
-where it stands:
+The headers are the only place where a name is described. libclang reads the declarations; which comment describes what is
+told by where it stands:
 
   /** text */            above a declaration: its description; '@param name text' and '@return text' inside it
   /**< text */           behind a declaration, a field, an enumerator or a macro, on its line: the same

@@ -1,9 +1,20 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Checks a shared object from outside: check_library.py CHECK LIBRARY FOLDER. Prints what is wrong; status 1 if anything is."""
+"""Checks a shared object from outside: check_library.py CHECK LIBRARY [LIST]. Prints what is wrong; status 1 if anything is.
+
+  exports     its names and their kinds are those of LIST
+  declared    the functions and variables of the public header are those of LIST; LIBRARY is the header
+  debian      its names are those of the package's symbols file LIST
+  imports     it needs libc's names and those of LIST
+  linkage     what it needs, its name, and what is read-only after load
+  relocations its tables need no work at load
+"""
 import re
 import subprocess
 import sys
+from pathlib import Path
+
+REFERENCE = Path(__file__).resolve().parents[2] / "docs/reference.py"
 
 
 def run(*command):
@@ -30,11 +41,28 @@ def dynamic_symbols(library):
     return defined, undefined
 
 
-def exports(library, folder):
+def both_ways(found, promised, lost, new):
+    return [f"{lost}: {name}" for name in sorted(set(promised) - set(found))] + [
+        f"{new}: {name}" for name in sorted(set(found) - set(promised))
+    ]
+
+
+def declared(header, path):
+    names = run(sys.executable, REFERENCE, "--names", header).splitlines()
+    return both_ways(names, listed(path), "listed, but not declared", "declared, but not listed")
+
+
+def debian(library, path):
     defined, _ = dynamic_symbols(library)
-    expected = dict(reversed(line.split()) for line in listed(folder + "/exports.txt"))
-    wrong = [f"not exported: {name}" for name in expected if name not in defined]
-    wrong += [f"exported, but not listed: {name}" for name in defined if name not in expected]
+    rows = [line.split()[0].split("@") for line in listed(path) if "@" in line]
+    named = [name for name, version in rows if name != version]  # a version is a symbol too
+    return both_ways(defined, named, "in the symbols file, but not exported", "exported, but not in the symbols file")
+
+
+def exports(library, path):
+    defined, _ = dynamic_symbols(library)
+    expected = dict(reversed(line.split()) for line in listed(path))
+    wrong = both_ways(defined, expected, "not exported", "exported, but not listed")
     kinds = {"f": "FUNC", "d": "OBJECT"}
     wrong += [
         f"{name} is {defined[name][0]}, expected {kinds[kind]}"
@@ -45,9 +73,9 @@ def exports(library, folder):
     return wrong
 
 
-def imports(library, folder):
+def imports(library, path):
     _, undefined = dynamic_symbols(library)
-    platform = set(listed(folder + "/platform.txt"))
+    platform = set(listed(path))
     tolerated = {"_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "__gmon_start__"}  # weak, the compiler's
     wrong = []
     for name, binding in undefined:
@@ -59,7 +87,7 @@ def imports(library, folder):
     return wrong
 
 
-def linkage(library, _folder):
+def linkage(library, _):
     dynamic = run("readelf", "-dW", library)
     needed = re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)
     soname = re.findall(r"\(SONAME\).*\[(.*)\]", dynamic)
@@ -84,7 +112,7 @@ def linkage(library, _folder):
     return wrong
 
 
-def relocations(library, _folder):
+def relocations(library, _):
     """Tables need no work at load, but for the two of result texts: a look-up table of names would bring hundreds."""
     defined, _ = dynamic_symbols(library)
     tables = [defined[name] for name in ("libvoice_result_texts", "voice_service_result_texts") if name in defined]
@@ -109,8 +137,10 @@ def relocations(library, _folder):
 
 
 def main():
-    check, library, folder = sys.argv[1:4]
-    wrong = {"exports": exports, "imports": imports, "linkage": linkage, "relocations": relocations}[check](library, folder)
+    check, library, path = (sys.argv[1:] + [None])[:3]
+    checks = {"exports": exports, "declared": declared, "debian": debian, "imports": imports, "linkage": linkage,
+              "relocations": relocations}
+    wrong = checks[check](library, path)
     for line in wrong:
         print(f"{check}: {line}")
     return 1 if wrong else 0
