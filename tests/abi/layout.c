@@ -67,36 +67,36 @@ ASSERT(sizeof(ep_suffix) == 14);
 ASSERT(sizeof(libvoice_result_texts) == N(80, 40));
 ASSERT(sizeof(voice_service_result_texts) == N(104, 52));
 
-/* Callback tables: plain arrays of pointers in slot order. */
-#define SLOT(type, field, slot) AT(type, field, (slot)*N(8, 4))
+/* Callback tables: plain arrays of pointers. */
+#define CALLBACK(type, field, place) AT(type, field, (place)*N(8, 4))
 SIZE(libvoice_callbacks_t, N(112, 56));
-SLOT(libvoice_callbacks_t, voice_plugin_init, 0);
-SLOT(libvoice_callbacks_t, voice_plugin_exit, 1);
-SLOT(libvoice_callbacks_t, voice_plugin_signal, 2);
-SLOT(libvoice_callbacks_t, voice_plugin_event, 3);
-SLOT(libvoice_callbacks_t, voice_plugin_create, 4);
-SLOT(libvoice_callbacks_t, voice_plugin_modify, 5);
-SLOT(libvoice_callbacks_t, voice_plugin_destroy, 6);
-SLOT(libvoice_callbacks_t, voice_plugin_get, 7);
-SLOT(libvoice_callbacks_t, voice_plugin_set, 8);
-SLOT(libvoice_callbacks_t, voice_plugin_create_ctx, 9);
-SLOT(libvoice_callbacks_t, voice_plugin_add_stream, 10);
-SLOT(libvoice_callbacks_t, voice_plugin_modify_stream, 11);
-SLOT(libvoice_callbacks_t, voice_plugin_remove_stream, 12);
-SLOT(libvoice_callbacks_t, voice_plugin_destroy_ctx, 13);
+CALLBACK(libvoice_callbacks_t, voice_plugin_init, 0);
+CALLBACK(libvoice_callbacks_t, voice_plugin_exit, 1);
+CALLBACK(libvoice_callbacks_t, voice_plugin_signal, 2);
+CALLBACK(libvoice_callbacks_t, voice_plugin_event, 3);
+CALLBACK(libvoice_callbacks_t, voice_plugin_create, 4);
+CALLBACK(libvoice_callbacks_t, voice_plugin_modify, 5);
+CALLBACK(libvoice_callbacks_t, voice_plugin_destroy, 6);
+CALLBACK(libvoice_callbacks_t, voice_plugin_get, 7);
+CALLBACK(libvoice_callbacks_t, voice_plugin_set, 8);
+CALLBACK(libvoice_callbacks_t, voice_plugin_create_ctx, 9);
+CALLBACK(libvoice_callbacks_t, voice_plugin_add_stream, 10);
+CALLBACK(libvoice_callbacks_t, voice_plugin_modify_stream, 11);
+CALLBACK(libvoice_callbacks_t, voice_plugin_remove_stream, 12);
+CALLBACK(libvoice_callbacks_t, voice_plugin_destroy_ctx, 13);
 SIZE(libvoice_app_callbacks_t, N(56, 28));
-SLOT(libvoice_app_callbacks_t, voice_app_get_country, 0);
-SLOT(libvoice_app_callbacks_t, voice_app_event, 1);
-SLOT(libvoice_app_callbacks_t, voice_app_register_endpoint, 2);
-SLOT(libvoice_app_callbacks_t, voice_app_endpoint_deleted, 3);
-SLOT(libvoice_app_callbacks_t, voice_app_get_done, 4);
-SLOT(libvoice_app_callbacks_t, voice_app_init_reply, 5);
-SLOT(libvoice_app_callbacks_t, voice_app_exit_reply, 6);
+CALLBACK(libvoice_app_callbacks_t, voice_app_get_country, 0);
+CALLBACK(libvoice_app_callbacks_t, voice_app_event, 1);
+CALLBACK(libvoice_app_callbacks_t, voice_app_register_endpoint, 2);
+CALLBACK(libvoice_app_callbacks_t, voice_app_endpoint_deleted, 3);
+CALLBACK(libvoice_app_callbacks_t, voice_app_get_done, 4);
+CALLBACK(libvoice_app_callbacks_t, voice_app_init_reply, 5);
+CALLBACK(libvoice_app_callbacks_t, voice_app_exit_reply, 6);
 SIZE(libvoice_dsp_callbacks_t, N(32, 16));
-SLOT(libvoice_dsp_callbacks_t, dsp_plugin_signal, 0);
-SLOT(libvoice_dsp_callbacks_t, dsp_plugin_create, 1);
-SLOT(libvoice_dsp_callbacks_t, dsp_plugin_modify, 2);
-SLOT(libvoice_dsp_callbacks_t, dsp_plugin_destroy, 3);
+CALLBACK(libvoice_dsp_callbacks_t, dsp_plugin_signal, 0);
+CALLBACK(libvoice_dsp_callbacks_t, dsp_plugin_create, 1);
+CALLBACK(libvoice_dsp_callbacks_t, dsp_plugin_modify, 2);
+CALLBACK(libvoice_dsp_callbacks_t, dsp_plugin_destroy, 3);
 
 /* Data block fields: a pointer followed by a 32-bit length. */
 SIZE(libvoice_db_field, N(16, 8));

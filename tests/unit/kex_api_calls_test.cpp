@@ -60,7 +60,7 @@ protected:
         bus().clear_log();
     }
 
-    // Without markers and without the plugin table's own lines.
+    // Without markers and without the plugin table's own messages.
     static std::vector<std::string> core_log() {
         std::vector<std::string> result;
         for (const std::string &line : bus().log_without_markers())
@@ -209,7 +209,7 @@ TEST_F(KexRegisterPlugin, AReplyWithoutAValueIsFalse) {
     EXPECT_THAT(bus().complaints(), IsEmpty());
 }
 
-TEST_F(KexRegisterPlugin, EachFailureHasItsLine) {
+TEST_F(KexRegisterPlugin, EachFailureHasItsTraceMessage) {
     bus().fail("request_create_executeFunction");
     EXPECT_EQ(libvoice_kex_register_plugin("FXS"), 0);
     const std::vector<std::string> log = log_of(kRegister);
@@ -274,7 +274,7 @@ TEST_F(SendEvent, TheWholeMessageTravelsAsItStands) {
         EXPECT_EQ(libvoice_send_event(event.get()), 0u);
         EXPECT_LOG_OF(kEvent, enter_, made_, named_, added("event", Value::bytes(bytes)), sent("application"),
                       kDestroyed, leave_);
-        EXPECT_EQ(bus().record(1).parameter("event").data, bytes) << "the slot goes out as it stands";
+        EXPECT_EQ(bus().record(1).parameter("event").data, bytes) << "the pointer word goes out as it stands";
         expect_settled(text("%zu parameter bytes", length));
     }
 }
@@ -336,12 +336,12 @@ protected:
                           "i libvoice_plugin_get_entry@plugin_table: voice_plugin_table[1] matches plugin name FXS";
 };
 
-TEST_F(InitPlugin, WithoutASlotTheRequestIsDestroyedAfterTheMarker) {
+TEST_F(InitPlugin, WithoutACallbackTheRequestIsDestroyedAfterTheMarker) {
     EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 1);
     EXPECT_LOG_OF(kInit, enter_, made_, added_, searched_, found_, sent("fxs"), leave_, kDestroyed);
 }
 
-TEST_F(InitPlugin, WithASlotTheRequestIsTheHandlers) {
+TEST_F(InitPlugin, WithACallbackTheRequestIsTheHandlers) {
     libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
     libvoice_app_registered_callbacks.voice_app_exit_reply = on_exit_reply;
     EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 1);
@@ -350,13 +350,13 @@ TEST_F(InitPlugin, WithASlotTheRequestIsTheHandlers) {
     bus().leaves_requests(1, "the reply handler owns it");
 }
 
-TEST_F(InitPlugin, TheExitSlotDoesNotCount) {
+TEST_F(InitPlugin, TheExitCallbackDoesNotCount) {
     libvoice_app_registered_callbacks.voice_app_exit_reply = on_exit_reply;
     EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 1);
     EXPECT_EQ(bus().acts().back(), kDestroyed);
 }
 
-TEST_F(InitPlugin, AFailedSendWithASlotLeavesTheRequest) {
+TEST_F(InitPlugin, AFailedSendWithACallbackLeavesTheRequest) {
     libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
     bus().fail("kex_sendRequest");
     EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 0);
@@ -365,7 +365,7 @@ TEST_F(InitPlugin, AFailedSendWithASlotLeavesTheRequest) {
     bus().leaves_requests(1, "left to a handler that never runs");
 }
 
-TEST_F(InitPlugin, AFailedSendWithoutASlotDestroysTheRequest) {
+TEST_F(InitPlugin, AFailedSendWithoutACallbackDestroysTheRequest) {
     bus().fail("kex_sendRequest");
     EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 0);
     EXPECT_LOG_OF(kInit, enter_, made_, added_, searched_, found_, sent("fxs", 0), leave_, kDestroyed);
@@ -378,13 +378,13 @@ TEST_F(InitPlugin, BadArgumentsStillDestroyNothing) {
                 {nullptr, nullptr, "Entry parameter error, plugin_name == NULL"},
                 {"FXS", nullptr, "Country Code can't be NULL."}};
     for (const auto &row : rows)
-        for (const bool slot : {false, true}) {
+        for (const bool set : {false, true}) {
             again();
-            if (slot)
+            if (set)
                 libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
             EXPECT_EQ(libvoice_kex_init_plugin(row.name, row.country), 0);
             std::vector<std::string> expected = {enter_, said("x", kInit, row.said), leave_};
-            if (!slot)
+            if (!set)
                 expected.push_back("request_destroy(null)");
             EXPECT_EQ(fake::difference(expected, log_of(kInit)), "");
             expect_settled(row.said);
@@ -392,15 +392,15 @@ TEST_F(InitPlugin, BadArgumentsStillDestroyNothing) {
 }
 
 TEST_F(InitPlugin, ARequestThatCannotBeMade) {
-    for (const bool slot : {false, true}) {
+    for (const bool set : {false, true}) {
         again();
-        if (slot)
+        if (set)
             libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
         bus().fail("request_create_executeFunction");
         EXPECT_EQ(libvoice_kex_init_plugin("FXS", "AT"), 0);
         std::vector<std::string> expected = {enter_, not_made("FXS", "init", 1),
                                              said("x", kInit, "Can't create request to send init."), leave_};
-        if (!slot)
+        if (!set)
             expected.push_back("request_destroy(null)");
         EXPECT_EQ(fake::difference(expected, log_of(kInit)), "");
         expect_settled("not made");
@@ -431,7 +431,7 @@ TEST_F(ExitPlugin, TheReasonTravels) {
     }
 }
 
-TEST_F(ExitPlugin, WithASlotTheRequestIsTheHandlers) {
+TEST_F(ExitPlugin, WithACallbackTheRequestIsTheHandlers) {
     libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
     libvoice_app_registered_callbacks.voice_app_exit_reply = on_exit_reply;
     EXPECT_EQ(libvoice_kex_exit_plugin("FXS", 32), 1);
@@ -440,7 +440,7 @@ TEST_F(ExitPlugin, WithASlotTheRequestIsTheHandlers) {
     bus().leaves_requests(1, "the reply handler owns it");
 }
 
-TEST_F(ExitPlugin, AFailedSendWithASlotLeavesTheRequest) {
+TEST_F(ExitPlugin, AFailedSendWithACallbackLeavesTheRequest) {
     libvoice_app_registered_callbacks.voice_app_exit_reply = on_exit_reply;
     bus().fail("kex_sendRequest");
     EXPECT_EQ(libvoice_kex_exit_plugin("FXS", 32), 0);
@@ -465,7 +465,7 @@ const char *const kPath = "FXS.EndPoint.FXS1";
 
 class SendSignal : public Requests {};
 
-// A host's slip is one line and nothing sent.
+// A host's slip is one trace message and nothing sent.
 TEST_F(SendSignal, NullRecordsAreRefusedHereAndInTheOtherRequests) {
     libvoice_send_signal(nullptr);
     EXPECT_EQ(libvoice_create_media(5, 1, nullptr, -1, -1, -1), 5u);
@@ -647,7 +647,7 @@ TEST_F(ParamSet, ASetStartsWithItsItem) {
     const int32_t endpoint = 5;
     EXPECT_EQ(param_set_initialize(kEpId, &endpoint, 4, &set), 0u);
     ASSERT_NE(set, nullptr);
-    EXPECT_EQ(set->head.params, slot_of(set->buffer));
+    EXPECT_EQ(set->head.params, pointer_word_of(set->buffer));
     EXPECT_EQ(set->head.length, 12u);
     std::string expected = item(kEpId, word(5));
     expected.resize(256, '\0');
@@ -801,7 +801,7 @@ TEST_F(GetParams, AnEmptyItemAsksAndTheContextTravels) {
     }
 }
 
-TEST_F(GetParams, AnUnsetDoneSlotIsInstalledAsItStands) {
+TEST_F(GetParams, AnUnsetDoneCallbackIsInstalledAsItStands) {
     EXPECT_EQ(libvoice_get_params(5, kId, 1), 1);
     EXPECT_THAT(bus().acts(), testing::Contains("request_setDoneHandler(r1, null)"));
     bus().leaves_requests(1, "nobody takes the answer");

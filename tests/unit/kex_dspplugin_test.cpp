@@ -260,7 +260,7 @@ TEST_F(ChannelSignal, AMissingSignalIsReportedAsConnectionInformation) {
     }
 }
 
-TEST_F(ChannelSignal, AnUnsetSlot) {
+TEST_F(ChannelSignal, AnUnsetCallback) {
     libvoice_dsp_registered_callbacks.dsp_plugin_signal = nullptr;
     Call call;
     EXPECT_EQ(call.on(channel()).with("signal", Value::bytes(signal_bytes(5, ""))).run(__DSP_CHANNEL_signal), 2);
@@ -292,7 +292,7 @@ struct Media : Named {
     const char *function;
     kex_function_t *run;
     bool create;
-    const char *slot, *unset, *failed;
+    const char *called, *unset, *failed;
     const char *descriptor_format;
 };
 
@@ -352,7 +352,7 @@ TEST_P(ChannelMedia, DescriptorsReachTheCallbackAtMostTen) {
         if (GetParam().create)
             expected.push_back(said("i", function_, "\\nObject name = 'ch3' \\n\\n"));
         expected.push_back(plain("UInt32", "ep_line_id", Value::u32(9)));
-        expected.push_back(GetParam().slot);
+        expected.push_back(GetParam().called);
         expect_end(expected, kTrue, function_);
         EXPECT_EQ(host.bytes, info_);
         close_received();
@@ -417,7 +417,7 @@ TEST_P(ChannelMedia, AMissingLineNamesTheDescriptorsWritesAnEmptyLineAndClosesWh
     }
 }
 
-TEST_P(ChannelMedia, AnUnsetSlotClosesWhatItTook) {
+TEST_P(ChannelMedia, AnUnsetCallbackClosesWhatItTook) {
     have_files(3);
     libvoice_dsp_registered_callbacks.dsp_plugin_create = nullptr;
     libvoice_dsp_registered_callbacks.dsp_plugin_modify = nullptr;
@@ -523,7 +523,7 @@ TEST_F(ChannelDestroy, AMissingLineNamesTheDescriptors) {
                kFalse, function_);
 }
 
-TEST_F(ChannelDestroy, AnUnsetSlotReusesTheModifyText) {
+TEST_F(ChannelDestroy, AnUnsetCallbackReusesTheModifyText) {
     libvoice_dsp_registered_callbacks.dsp_plugin_destroy = nullptr;
     Call call;
     EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 2);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The bus functions of plugins and of the voice application: arguments in reading order, the slot they reach, the
+// The bus functions of plugins and of the voice application: arguments in reading order, the callback they reach, the
 // reply, the order of return value, destruction and exit marker, and who owns what arrived.
 #include "handler_test.h"
 
@@ -17,10 +17,10 @@ struct Host {
     int32_t result = 0;
     std::vector<int32_t> descriptors; // the ten of the last media callback
     std::string bytes;                // the last record, as far as its length says
-    uint32_t slot = 0;                // its pointer word
-    const void *params = nullptr;     // where its parameters really are
-    size_t cnx_bytes = 0;             // how many bytes of "cnx_info" to copy
-    std::string result_set;           // what voice_plugin_get hands out; empty: nothing
+    uint32_t pointer_word = 0;
+    const void *params = nullptr; // where its parameters really are
+    size_t cnx_bytes = 0;         // how many bytes of "cnx_info" to copy
+    std::string result_set;       // what voice_plugin_get hands out; empty: nothing
     bool result_given = false;
     bool release_endpoint = false; // voice_app_register_endpoint takes the entry back by itself
     int32_t endpoint = 7;          // the number it assigns
@@ -40,14 +40,14 @@ int32_t on_exit_call(uint32_t reason) {
 int32_t on_signal(libvoice_signal_t *message) {
     bus().note("voice_plugin_signal()");
     host.bytes.assign(reinterpret_cast<char *>(message), 28 + message->length);
-    host.slot = message->params;
+    host.pointer_word = message->params;
     host.params = libvoice_signal_params(message);
     return host.result;
 }
 int32_t on_event(libvoice_event_t *message, uint32_t channel) {
     bus().note(text("voice_plugin_event(endpoint %d, channel %u)", message->endpoint, channel));
     host.bytes.assign(reinterpret_cast<char *>(message), 20 + message->length);
-    host.slot = message->params;
+    host.pointer_word = message->params;
     host.params = libvoice_event_params(message);
     return host.result;
 }
@@ -73,7 +73,7 @@ int32_t on_destroy(int32_t endpoint, uint32_t line) {
 int32_t on_get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
     bus().note(text("voice_plugin_get(result %s, %d)", *result ? "set" : "empty", reserved));
     host.bytes.assign(reinterpret_cast<char *>(request), 8 + request->length);
-    host.slot = request->params;
+    host.pointer_word = request->params;
     host.params = libvoice_set_params_of(request);
     if (host.result_given) {
         void *block = malloc(host.result_set.size());
@@ -85,7 +85,7 @@ int32_t on_get(libvoice_param_set_t *request, libvoice_param_set_t **result, int
 int32_t on_set(libvoice_param_set_t *set) {
     bus().note("voice_plugin_set()");
     host.bytes.assign(reinterpret_cast<char *>(set), 8 + set->length);
-    host.slot = set->params;
+    host.pointer_word = set->params;
     host.params = libvoice_set_params_of(set);
     return host.result;
 }
@@ -125,7 +125,7 @@ int32_t on_get_country(char *country, uint32_t size) {
 int32_t on_app_event(libvoice_event_t *message) {
     bus().note(text("voice_app_event(endpoint %d)", message->endpoint));
     host.bytes.assign(reinterpret_cast<char *>(message), 20 + message->length);
-    host.slot = message->params;
+    host.pointer_word = message->params;
     host.params = libvoice_event_params(message);
     return host.result;
 }
@@ -278,15 +278,15 @@ TEST_F(EndPointSignal, TheMessageReachesThePluginAtItsOwnParameters) {
     EXPECT_LOG(enter(kSignal), read("ByteArray", "signal", Value::bytes(message)), "voice_plugin_signal()", kTrue,
                kDestroyed, leave(kSignal));
     std::string seen = message;
-    seen.replace(20, 4, word(slot_of(host.params)));
-    EXPECT_EQ(Value::bytes(host.bytes).str(), Value::bytes(seen).str()) << "only the slot is rewritten";
+    seen.replace(20, 4, word(pointer_word_of(host.params)));
+    EXPECT_EQ(Value::bytes(host.bytes).str(), Value::bytes(seen).str()) << "only the pointer word is rewritten";
     EXPECT_EQ(host.bytes, seen);
 }
 
 TEST_F(EndPointSignal, AnEmptyMessageKeepsItsPointer) {
     const std::string message = signal_bytes(5, "", 0x12345678);
     EXPECT_EQ(Call().with("signal", Value::bytes(message)).run(__EndPoint_signal), 0);
-    EXPECT_EQ(host.slot, 0x12345678u);
+    EXPECT_EQ(host.pointer_word, 0x12345678u);
     EXPECT_EQ(host.bytes, message);
 }
 
@@ -332,7 +332,7 @@ TEST_F(EndPointSignal, AnyOtherAnswerThanZeroIsAFailure) {
     }
 }
 
-TEST_F(EndPointSignal, BrokenRecordsNeverReachTheSlot) {
+TEST_F(EndPointSignal, BrokenRecordsNeverReachTheCallback) {
     for (const BrokenRecord &broken : kBrokenRecords) {
         again();
         const Value bytes = broken.make(28);
@@ -364,7 +364,7 @@ TEST_F(EndPointEvent, TheMessageCarriesTheLocalEndpoint) {
                   kDestroyed, leave(kEvent), kTrue);
     std::string seen = message_;
     seen.replace(0, 4, word(5));
-    seen.replace(12, 4, word(slot_of(host.params)));
+    seen.replace(12, 4, word(pointer_word_of(host.params)));
     EXPECT_EQ(host.bytes, seen);
 }
 
@@ -372,7 +372,7 @@ TEST_F(EndPointEvent, AnEmptyMessageKeepsItsPointer) {
     Call call;
     call.on(endpoint_object()).with("event", Value::bytes(event_bytes(77, "", 9))).with("channel_id", Value::u32(2));
     EXPECT_EQ(call.run(__EndPoint_event), 0);
-    EXPECT_EQ(host.slot, 9u);
+    EXPECT_EQ(host.pointer_word, 9u);
 }
 
 TEST_F(EndPointEvent, AnUnknownEndpointFailsSilentlyAndAnswersTrue) {
@@ -404,7 +404,7 @@ TEST_F(EndPointEvent, MissingChannel) {
                   entry("channel_id"), kFalse, kDestroyed, leave(kEvent), kTrue);
 }
 
-TEST_F(EndPointEvent, AnUnsetSlotIsTracedAndTheCallerSeesTrue) {
+TEST_F(EndPointEvent, AnUnsetCallbackIsTracedAndTheCallerSeesTrue) {
     libvoice_registered_callbacks.voice_plugin_event = nullptr;
     Call call;
     call.on(endpoint_object()).with("event", Value::bytes(message_)).with("channel_id", Value::u32(2));
@@ -428,7 +428,7 @@ TEST_F(EndPointEvent, AFailingCallbackShowsNowhereInTheReply) {
     EXPECT_EQ(call.returned().str(), "bool true");
 }
 
-TEST_F(EndPointEvent, BrokenRecordsNeverReachTheSlot) {
+TEST_F(EndPointEvent, BrokenRecordsNeverReachTheCallback) {
     for (const BrokenRecord &broken : kBrokenRecords) {
         again();
         SCOPED_TRACE(broken.name);
@@ -448,7 +448,7 @@ TEST_F(EndPointEvent, BrokenRecordsNeverReachTheSlot) {
 struct MediaFunction : Named {
     const char *function;
     kex_function_t *run;
-    const char *slot;
+    const char *called;
     const char *failed;
 };
 
@@ -493,7 +493,7 @@ TEST_P(EndPointMedia, DescriptorsAndConnectionReachThePlugin) {
                                              read("List", "filedesc", Value::fds(sent))};
         for (const std::string &line : descriptor_lines(3))
             expected.push_back(line);
-        for (const std::string &line : {read("UInt32", "ep_line_id", Value::u32(9)), std::string(GetParam().slot),
+        for (const std::string &line : {read("UInt32", "ep_line_id", Value::u32(9)), std::string(GetParam().called),
                                         kTrue, kDestroyed, leave(function())})
             expected.push_back(line);
         EXPECT_EQ(fake::difference(expected, log_of(function())), "");
@@ -622,7 +622,7 @@ TEST_P(EndPointMedia, AFailingCallbackKeepsItsDescriptors) {
         EXPECT_EQ(run(call.with("ep_line_id", Value::u32(9))), 2) << result;
         std::vector<std::string> log = log_of(function());
         ASSERT_GE(log.size(), 5u);
-        EXPECT_LINES(std::vector<std::string>(log.end() - 5, log.end()), GetParam().slot,
+        EXPECT_LINES(std::vector<std::string>(log.end() - 5, log.end()), GetParam().called,
                      said("x", function(), GetParam().failed), kFalse, kDestroyed, leave(function()));
         EXPECT_THAT(call.errors(), IsEmpty());
         for (size_t i = 0; i < 3; ++i)
@@ -818,7 +818,7 @@ TEST_F(EndPointGet, TheResultIsReturnedWholeWithoutAnExitMarker) {
                   kDestroyed);
     EXPECT_EQ(call.returned().data, host.result_set);
     std::string seen = request_;
-    seen.replace(0, 4, word(slot_of(host.params)));
+    seen.replace(0, 4, word(pointer_word_of(host.params)));
     EXPECT_EQ(host.bytes, seen);
 }
 
@@ -840,7 +840,7 @@ TEST_F(EndPointGet, SuccessWithoutAResultReturnsNoValue) {
 
 TEST_F(EndPointGet, AnEmptyRequestKeepsItsPointer) {
     EXPECT_EQ(Call().with("param_set_request", Value::bytes(set_bytes("", 0x77))).run(__EndPoint_get), 0);
-    EXPECT_EQ(host.slot, 0x77u);
+    EXPECT_EQ(host.pointer_word, 0x77u);
 }
 
 TEST_F(EndPointGet, AFailingCallbackReturnsNoValueAndItsResultIsFreed) {
@@ -869,7 +869,7 @@ TEST_F(EndPointGet, MissingRequest) {
     EXPECT_EQ(call.returned().str(), "none");
 }
 
-TEST_F(EndPointGet, BrokenRecordsNeverReachTheSlot) {
+TEST_F(EndPointGet, BrokenRecordsNeverReachTheCallback) {
     for (const BrokenRecord &broken : kBrokenRecords) {
         again();
         SCOPED_TRACE(broken.name);
@@ -893,7 +893,7 @@ TEST_F(EndPointSet, TheSetReachesThePlugin) {
     EXPECT_LOG_OF(kSet, enter(kSet), read("ByteArray", "param_set_params", Value::bytes(set_)), "voice_plugin_set()",
                   kTrue, kDestroyed, leave(kSet));
     std::string seen = set_;
-    seen.replace(0, 4, word(slot_of(host.params)));
+    seen.replace(0, 4, word(pointer_word_of(host.params)));
     EXPECT_EQ(host.bytes, seen);
 }
 
@@ -920,7 +920,7 @@ TEST_F(EndPointSet, MissingSet) {
                   leave(kSet));
 }
 
-TEST_F(EndPointSet, BrokenRecordsNeverReachTheSlot) {
+TEST_F(EndPointSet, BrokenRecordsNeverReachTheCallback) {
     for (const BrokenRecord &broken : kBrokenRecords) {
         again();
         SCOPED_TRACE(broken.name);
@@ -950,7 +950,7 @@ struct ContextFunction : Named {
     kex_function_t *run;
     std::vector<std::pair<const char *, Value>> arguments;
     std::vector<std::string> reads; // getter names
-    const char *slot;
+    const char *called;
 };
 
 const ContextFunction kContextFunctions[] = {
@@ -980,7 +980,7 @@ const ContextFunction kContextFunctions[] = {
      "voice_plugin_add_stream(4, endpoint -5, line 9)"},
 };
 
-TEST_F(Contexts, ArgumentsAreReadInOrderWithoutAttributesAndReachTheirSlot) {
+TEST_F(Contexts, ArgumentsAreReadInOrderWithoutAttributesAndReachTheirCallback) {
     for (const ContextFunction &f : kContextFunctions)
         for (const int32_t result : {0, 7, -7}) {
             again();
@@ -998,7 +998,7 @@ TEST_F(Contexts, ArgumentsAreReadInOrderWithoutAttributesAndReachTheirSlot) {
                 expected.push_back(said("i", f.function, "\\nfd[0] = -1\\n"));
                 expected.push_back(said("i", f.function, "\\nfd[1] = -1\\n"));
             }
-            expected.push_back(f.slot);
+            expected.push_back(f.called);
             if (result)
                 expected.push_back(said("x", f.function, "voice plugin modify FAILED"));
             for (const std::string &line : {result ? kFalse : kTrue, kDestroyed, leave(f.function)})
@@ -1120,14 +1120,14 @@ TEST_F(AddStream, AFailingCallbackKeepsItsDescriptors) {
     close_received();
 }
 
-// -------------------------------------------------------------------------------------- a table without event slot
+// -------------------------------------------------------------------------------------- a table without event callback
 
-class WithoutEventSlot : public Handlers {};
+class WithoutEventCallback : public Handlers {};
 
-TEST_F(WithoutEventSlot, EveryOtherCallReachesItsSlot) {
+TEST_F(WithoutEventCallback, EveryOtherCallReachesItsCallback) {
     using Arguments = std::vector<std::pair<const char *, Value>>;
     struct Row {
-        const char *slot;
+        const char *called;
         kex_function_t *run;
         Arguments arguments;
     };
@@ -1144,19 +1144,19 @@ TEST_F(WithoutEventSlot, EveryOtherCallReachesItsSlot) {
         {"voice_plugin_set()", __EndPoint_set, {{"param_set_params", Value::bytes(set_bytes(item(kId, "abcd")))}}},
     };
     for (const ContextFunction &f : kContextFunctions)
-        rows.push_back({f.slot, f.run, f.arguments});
+        rows.push_back({f.called, f.run, f.arguments});
     ASSERT_EQ(rows.size(), 13u);
     for (const Row &row : rows) {
         again();
-        SCOPED_TRACE(row.slot);
+        SCOPED_TRACE(row.called);
         libvoice_registered_callbacks.voice_plugin_event = nullptr;
         Call call;
         for (const auto &argument : row.arguments)
             call.with(argument.first, argument.second);
         EXPECT_EQ(call.on(endpoint_object()).run(row.run), 0);
-        EXPECT_THAT(bus().acts(), testing::Contains(row.slot));
+        EXPECT_THAT(bus().acts(), testing::Contains(row.called));
         EXPECT_THAT(bus().complaints(), IsEmpty());
-        expect_settled(row.slot);
+        expect_settled(row.called);
     }
 }
 
@@ -1196,7 +1196,7 @@ TEST_F(RegisterPlugin, ThePluginIsKeptAndStartedWithItsCountry) {
     EXPECT_EQ(voice_plugin_table[0].peer, bus().peer("caller"));
 }
 
-TEST_F(RegisterPlugin, WithAReplySlotTheRequestBelongsToItsHandler) {
+TEST_F(RegisterPlugin, WithAReplyCallbackTheRequestBelongsToItsHandler) {
     libvoice_app_registered_callbacks.voice_app_init_reply = on_init_reply;
     bus().name_function(reinterpret_cast<const void *>(on_init_reply), "voice_app_init_reply");
     Call call;
@@ -1656,7 +1656,7 @@ TEST_F(ServiceEvent, TheMessageReachesTheApplicationAndNoValueIsSet) {
                       said("i", kServiceEvent, "plugin_name = 'FXS' voice_plugin_idx = '5'"),
                       "voice_app_event(endpoint 5)", kDestroyed, leave(kServiceEvent));
         std::string seen = message_;
-        seen.replace(12, 4, word(slot_of(host.params)));
+        seen.replace(12, 4, word(pointer_word_of(host.params)));
         EXPECT_EQ(host.bytes, seen);
         EXPECT_EQ(call.returned().str(), "none");
         expect_settled("event");
@@ -1667,7 +1667,7 @@ TEST_F(ServiceEvent, AnEmptyMessageKeepsItsPointer) {
     Call call;
     call.with("plugin_name", Value::chars("FXS")).with("event", Value::bytes(event_bytes(-3, "", 0x99)));
     EXPECT_EQ(call.run(__VoiceService_event), 0);
-    EXPECT_EQ(host.slot, 0x99u);
+    EXPECT_EQ(host.pointer_word, 0x99u);
     EXPECT_THAT(bus().trace_log(),
                 testing::Contains(said("i", kServiceEvent, "plugin_name = 'FXS' voice_plugin_idx = '-3'")));
 }

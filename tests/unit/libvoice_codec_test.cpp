@@ -23,7 +23,7 @@ const std::map<int32_t, uint32_t> kRates = {
     {168, 16000},
 };
 
-TEST_F(Codec, EveryNumberHasItsRateOrOneLine) {
+TEST_F(Codec, EveryNumberHasItsRateOrOneTraceMessage) {
     for (int32_t codec = -2; codec <= 300; ++codec) {
         bus().clear_log();
         const auto known = kRates.find(codec);
@@ -63,7 +63,7 @@ TEST_F(Codec, HandsetTypesHaveTheirTexts) {
     EXPECT_STREQ(libvoice_dect_pp_type_str(9), "headset");
 }
 
-TEST_F(Codec, AnyOtherHandsetTypeIsUnknownWithoutALine) {
+TEST_F(Codec, AnyOtherHandsetTypeIsUnknownWithoutATraceMessage) {
     for (const int32_t type : {10, 11, 255, -1, INT32_MIN, INT32_MAX})
         EXPECT_STREQ(libvoice_dect_pp_type_str(type), "????") << type;
     EXPECT_TRUE(bus().log().empty());

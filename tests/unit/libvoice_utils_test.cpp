@@ -398,7 +398,7 @@ struct Target {
 constexpr const char *kCallSetup = "libvoice_db_call_setup_decode";
 constexpr const char *kMessageWaiting = "libvoice_db_message_waiting_decode";
 
-// A line as the log shows it.
+// A trace message as the log shows it.
 std::string info(const std::string &function, const std::string &message) {
     return "i[SIGNL] " + function + "@libvoice_utils: " + message;
 }
@@ -425,7 +425,7 @@ protected:
     Target<1> type_;
     Target<1> messages_;
 
-    // Both decoders share slot 2: text for one, a byte for the other.
+    // Both decoders share the field `slot2`: text for one, a byte for the other.
     libvoice_db_common_fields common_ = {{time_.data, 8}, {number_.data, 20}, {no_number_.data, 0}};
     libvoice_db_message_fields setup_ = {
         {name_.data, 50}, {no_name_.data, 0}, {called_.data, 20}, {}, {type_.data, 0}, {}, {}, {messages_.data, 1}};
@@ -483,7 +483,7 @@ TEST_F(DataBlockDecode, ABlockWithoutItemsIsRightForItsTypeOnly) {
     EXPECT_TRUE(nothing_written());
 }
 
-TEST_F(DataBlockDecode, AWrongChecksumIsOneLineAndNoMoreIsSaidOfTheType) {
+TEST_F(DataBlockDecode, AWrongChecksumIsOneTraceMessageAndNoMoreIsSaidOfTheType) {
     EXPECT_EQ(call_setup("800081"), 0u);
     EXPECT_LOG(info(kCallSetup, "db = 800081"), info(kCallSetup, "mtype = 0x80, len = 0x00"),
                wrong_checksum("0x81", "81"));
@@ -611,11 +611,11 @@ TEST_F(DataBlockDecode, AnEmptyTextClearsItsBuffer) {
     EXPECT_EQ(bus().log().back(), info(kCallSetup, "id = "));
 }
 
-TEST_F(DataBlockDecode, EachTextSlotHasItsOwnCapacity) {
+TEST_F(DataBlockDecode, EachTextFieldHasItsOwnCapacity) {
     for (const unsigned type : {0x01u, 0x03u, 0x07u}) {
         Target<8> target;
-        libvoice_db_field &slot = type == 0x01 ? common_.date_time : type == 0x03 ? setup_.slot2 : setup_.name;
-        slot = {target.data, 3};
+        libvoice_db_field &wanted = type == 0x01 ? common_.date_time : type == 0x03 ? setup_.slot2 : setup_.name;
+        wanted = {target.data, 3};
         EXPECT_EQ(call_setup(block({0x80, 6, type, 4, 0x31, 0x32, 0x33, 0x34})), 0u);
         EXPECT_STREQ(target.data, "123") << type;
         EXPECT_TRUE(target.untouched_from(4)) << type;
@@ -682,7 +682,7 @@ TEST_F(DataBlockDecode, NullRecordsWantNothing) {
     EXPECT_TRUE(bus().complaints().empty());
 }
 
-TEST_F(DataBlockDecode, AnUnknownItemIsOneLineAndTheRestIsRead) {
+TEST_F(DataBlockDecode, AnUnknownItemIsOneTraceMessageAndTheRestIsRead) {
     EXPECT_EQ(call_setup(block({0x80, 6, 0x0B, 1, 0xFF, 0x11, 1, 0x02})), 0u);
     EXPECT_LINES(bus().complaints(), warning(kCallSetup, "Unknown parameter received: 0x0b"));
     EXPECT_EQ(type_.data[0], 2);
@@ -692,7 +692,7 @@ TEST_F(DataBlockDecode, AnUnknownItemIsOneLineAndTheRestIsRead) {
     EXPECT_EQ(messages_.data[0], 3);
 }
 
-TEST_F(DataBlockDecode, EveryItemTypeIsKnownOrNamedInALine) {
+TEST_F(DataBlockDecode, EveryItemTypeIsKnownOrNamedInATraceMessage) {
     const std::string setup_knows = {0x01, 0x02, 0x03, 0x04, 0x07, 0x08, 0x11};
     const std::string waiting_knows = {0x01, 0x02, 0x04, 0x07, 0x08, 0x0B, 0x13};
     for (unsigned type = 0; type < 256; ++type) {
@@ -761,7 +761,7 @@ TEST_F(DataBlockDecode, ANullTextIsAWrongChecksum) {
     EXPECT_TRUE(nothing_written());
 }
 
-TEST_F(DataBlockDecode, EveryMessageTypeByteIsRightOrNamedInALine) {
+TEST_F(DataBlockDecode, EveryMessageTypeByteIsRightOrNamedInATraceMessage) {
     for (unsigned type = 0; type < 256; ++type) {
         bus().clear_log();
         const std::string text = block({type, 0});

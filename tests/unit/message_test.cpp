@@ -32,7 +32,7 @@ TEST_F(ParamStr, ZeroIsTheNullIdentifier) {
     EXPECT_STREQ(libvoice_param_str(0), "sig_nil");
 }
 
-TEST_F(ParamStr, UnknownIdentifiersAreQuestionMarksWithoutALine) {
+TEST_F(ParamStr, UnknownIdentifiersAreQuestionMarksWithoutATraceMessage) {
     EXPECT_STREQ(libvoice_param_str(0x10073101), "????");
     EXPECT_STREQ(libvoice_param_str(0x90073100), "????") << "bit 31 set";
     EXPECT_STREQ(libvoice_param_str(0x11073100), "????") << "another value type";
@@ -89,7 +89,7 @@ TEST_F(ClassStr, Bit31DoesNotChangeTheClass) {
     EXPECT_TRUE(bus().log().empty());
 }
 
-TEST_F(ClassStr, AnyOtherClassIsQuestionMarksAndOneLine) {
+TEST_F(ClassStr, AnyOtherClassIsQuestionMarksAndOneTraceMessage) {
     for (uint32_t cls = 3; cls <= 7; ++cls) {
         bus().clear_log();
         EXPECT_STREQ(voice::libvoice_class_str(cls << 28), "????");
@@ -119,7 +119,7 @@ TEST_F(DumpMsg, AnEventAndItsBooleanParameter) {
               "evt LIBVOICE_EVENT_al_on evt LIBVOICE_PARAM_al_on_init true ");
 }
 
-TEST_F(DumpMsg, ItemsRunTogetherOnOneLine) {
+TEST_F(DumpMsg, ItemsRunTogetherInOneText) {
     EXPECT_EQ(dumped(item(0x20090400, "") + item(0x10073100, "")),
               "evt LIBVOICE_EVENT_al_on sig LIBVOICE_SIGNAL_cg_rt ");
 }
@@ -150,7 +150,7 @@ TEST_F(DumpMsg, AValueOfATypeWithoutValueIsSteppedOver) {
               "evt LIBVOICE_EVENT_al_on sig LIBVOICE_SIGNAL_cg_rt ");
 }
 
-TEST_F(DumpMsg, AnUnknownValueTypeIsQuestionMarksAndOneLine) {
+TEST_F(DumpMsg, AnUnknownValueTypeIsQuestionMarksAndOneTraceMessage) {
     for (uint32_t type = 5; type <= 15; ++type) {
         bus().clear_log();
         const uint32_t id = 0x10073100 | type << 24;

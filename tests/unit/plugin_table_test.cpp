@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The voice application's table of plugins: every line it writes, every search, and what a slot keeps when it is freed.
+// The voice application's table of plugins: every trace message, every search, and what an
+// entry keeps when it is freed.
 #include "voice_test.h"
 
 namespace voice_test {
@@ -215,7 +216,7 @@ TEST_F(SetNameByPeer, ANewPeerTakesTheLowestFreeEntry) {
     EXPECT_EQ(voice_plugin_table[1].peer, peer_);
 }
 
-TEST_F(SetNameByPeer, AKnownPeerKeepsItsSlotAndBearsTheSecondName) {
+TEST_F(SetNameByPeer, AKnownPeerKeepsItsEntryAndBearsTheSecondName) {
     EXPECT_EQ(libvoice_plugin_set_name_by_peer(peer_, "a long first name"), 0);
     EXPECT_EQ(libvoice_plugin_set_name_by_peer(peer_, "two"), 0);
     EXPECT_EQ(std::string(voice_plugin_table[0].plugin_name, 20), std::string("two") + std::string(17, '\0'))
@@ -311,7 +312,7 @@ TEST_F(AddByName, LongNamesAreCutAndMakeANewEntryEachTime) {
     EXPECT_EQ(libvoice_plugin_add(name.c_str()), 1) << "the long name never matches its stored form";
 }
 
-TEST_F(AddByName, AReusedSlotKeepsTheOldPeer) {
+TEST_F(AddByName, AReusedEntryKeepsTheOldPeer) {
     have_two();
     EXPECT_EQ(libvoice_plugin_free("FXS"), 0);
     EXPECT_EQ(voice_plugin_table[2].peer, peer_);

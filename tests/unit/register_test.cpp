@@ -460,7 +460,7 @@ TEST_F(RegisterEndpoint, TheAnswerIsReadAsASigned16BitNumber) {
     EXPECT_EQ(number, -1);
 }
 
-TEST_F(RegisterEndpoint, EachFailureHasItsLineAndKeepsTheNumber) {
+TEST_F(RegisterEndpoint, EachFailureHasItsTraceMessageAndKeepsTheNumber) {
     const struct {
         const char *fails;
         Reply reply;
@@ -584,7 +584,7 @@ TEST_F(DeregisterEndpoint, TheAnswersValueIsNotRead) {
     EXPECT_EQ(libvoice_kex_deregister_endpoint(7), 1);
 }
 
-TEST_F(DeregisterEndpoint, EachFailureHasItsLine) {
+TEST_F(DeregisterEndpoint, EachFailureHasItsTraceMessage) {
     const struct {
         const char *fails;
         Reply reply;

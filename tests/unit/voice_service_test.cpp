@@ -23,7 +23,7 @@ class Strerror : public VoiceTest {};
 TEST_F(Strerror, EachLibraryCodeHasItsText) {
     for (uint32_t code = 0; code < 10; ++code) {
         EXPECT_STREQ(libvoice_strerror(code), kTexts[code]) << "code " << code;
-        EXPECT_STREQ(libvoice_result_texts[code], kTexts[code]) << "slot " << code;
+        EXPECT_STREQ(libvoice_result_texts[code], kTexts[code]) << "code " << code;
     }
     EXPECT_EQ(sizeof(libvoice_result_texts) / sizeof(libvoice_result_texts[0]), 10u);
     EXPECT_THAT(bus().log(), IsEmpty());
@@ -40,7 +40,7 @@ TEST_F(Strerror, EachServiceCodeHasItsText) {
     for (uint32_t code = 0; code < 10; ++code) {
         const char *expected = code == 1 ? "connection not established or was disconnected" : kTexts[code];
         EXPECT_STREQ(voice_service_strerror(code), expected) << "code " << code;
-        EXPECT_STREQ(voice_service_result_texts[code], expected) << "slot " << code;
+        EXPECT_STREQ(voice_service_result_texts[code], expected) << "code " << code;
     }
     EXPECT_STREQ(voice_service_strerror(10), "message from unknown voice plugin");
     EXPECT_STREQ(voice_service_strerror(12), "insufficient space to register endpoint");

@@ -46,22 +46,22 @@ inline std::string item(uint32_t id, const std::string &value) {
 }
 
 // A signal, an event and a parameter set as they travel.
-inline std::string signal_bytes(int32_t endpoint, const std::string &params, uint32_t slot = 0x51515151) {
-    return word(static_cast<uint32_t>(endpoint)) + word(11) + word(12) + word(13) + word(14) + word(slot) +
+inline std::string signal_bytes(int32_t endpoint, const std::string &params, uint32_t pointer = 0x51515151) {
+    return word(static_cast<uint32_t>(endpoint)) + word(11) + word(12) + word(13) + word(14) + word(pointer) +
            word(static_cast<uint32_t>(params.size())) + params;
 }
 
-inline std::string event_bytes(int32_t endpoint, const std::string &params, uint32_t slot = 0x51515151) {
-    return word(static_cast<uint32_t>(endpoint)) + word(11) + word(12) + word(slot) +
+inline std::string event_bytes(int32_t endpoint, const std::string &params, uint32_t pointer = 0x51515151) {
+    return word(static_cast<uint32_t>(endpoint)) + word(11) + word(12) + word(pointer) +
            word(static_cast<uint32_t>(params.size())) + params;
 }
 
-inline std::string set_bytes(const std::string &params, uint32_t slot = 0x51515151) {
-    return word(slot) + word(static_cast<uint32_t>(params.size())) + params;
+inline std::string set_bytes(const std::string &params, uint32_t pointer = 0x51515151) {
+    return word(pointer) + word(static_cast<uint32_t>(params.size())) + params;
 }
 
-// The low 32 bits of an address, as the slot of a message head holds it.
-inline uint32_t slot_of(const void *address) {
+// The low 32 bits of an address, as the pointer word of a head holds it.
+inline uint32_t pointer_word_of(const void *address) {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address));
 }
 
