@@ -22,7 +22,7 @@ int32_t play(libvoice_signal_t *message) {
 
 using CallbacksTest = fake::BusTest;
 
-TEST_F(CallbacksTest, RingingIsRefusedWithACause) {
+TEST_F(CallbacksTest, RingingIsRejectedWithACause) {
     libvoice_set_kex_handler(bus().handle());
     libvoice_set_kex_peer_handler(bus().peer("application"));
     libvoice_set_pluginname("dect");

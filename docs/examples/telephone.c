@@ -35,7 +35,7 @@ static int32_t end_media(int32_t endpoint, uint32_t line) {
     return 0;
 }
 static int32_t get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
-    return -1; /* no parameters here, and no conferences below: every slot but the event's must be set */
+    return -1; /* no parameters here, and no conferences below: every callback but the event's must be set */
 }
 static int32_t set(libvoice_param_set_t *params) {
     return -1;
@@ -44,7 +44,7 @@ static int32_t context(uint32_t id) {
     return -1;
 }
 static int32_t add(uint32_t id, void *stream_info, int32_t **fds, int32_t endpoint, uint32_t line) {
-    free(stream_info); /* passes to the callback, also when it refuses */
+    free(stream_info); /* passes to the callback, also when it fails */
     return media(endpoint, line, NULL, fds) - 1;
 }
 static int32_t modify(uint32_t id, void *stream_info) {
