@@ -102,7 +102,7 @@ inline int end_with(bool done, function_call_t *call, variant_t *return_value, W
 // A record that has arrived. Null, and one trace message, when it is shorter than its head or announces more than what
 // arrived. Bytes after the announced ones are accepted.
 template <typename Head>
-Head *measured_record(const Bytes &bytes, Where here) {
+Head *record_validate(const Bytes &bytes, Where here) {
     Head head = {};
     if (bytes.length() >= sizeof(Head))
         memcpy(&head, bytes.data(), sizeof(Head));
@@ -116,8 +116,8 @@ Head *measured_record(const Bytes &bytes, Where here) {
 
 // The same with its pointer word set to its own parameter bytes when it has any.
 template <typename Head>
-Head *pointed_record(const Bytes &bytes, Where here) {
-    Head *record = measured_record<Head>(bytes, here);
+Head *record_take(const Bytes &bytes, Where here) {
+    Head *record = record_validate<Head>(bytes, here);
     if (record && record->length != 0)
         record->params = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(bytes.data() + sizeof(Head)));
     return record;

@@ -88,7 +88,7 @@ bool play_signal(Call &c) {
         TRACE_ERROR_AS(c.function, "Call back dsp_plugin_signal is not set");
         return false;
     }
-    auto *message = voice::measured_record<libvoice_signal_t>(signal, voice::Where::caller(c.function));
+    auto *message = voice::record_validate<libvoice_signal_t>(signal, voice::Where::caller(c.function));
     if (!message)
         return false;
     const char *channel = channel_name(c);

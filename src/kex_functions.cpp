@@ -163,7 +163,7 @@ bool play_signal(Call &c) {
         c.missing_argument("signal");
         return false;
     }
-    auto *message = voice::pointed_record<libvoice_signal_t>(signal, voice::Where::caller(c.function));
+    auto *message = voice::record_take<libvoice_signal_t>(signal, voice::Where::caller(c.function));
     return message && libvoice_registered_callbacks.voice_plugin_signal(message) == 0;
 }
 
@@ -183,7 +183,7 @@ bool take_event(Call &c) {
         c.missing_argument("channel_id");
         return false;
     }
-    auto *message = voice::pointed_record<libvoice_event_t>(event, voice::Where::caller(c.function));
+    auto *message = voice::record_take<libvoice_event_t>(event, voice::Where::caller(c.function));
     if (!message)
         return false;
     if (!libvoice_registered_callbacks.voice_plugin_event) {
@@ -201,7 +201,7 @@ bool set_parameters(Call &c) {
         c.missing_argument("param_set_params");
         return false;
     }
-    auto *set = voice::pointed_record<libvoice_param_set_t>(bytes, voice::Where::caller(c.function));
+    auto *set = voice::record_take<libvoice_param_set_t>(bytes, voice::Where::caller(c.function));
     return set && set->length != 0 && libvoice_registered_callbacks.voice_plugin_set(set) == 0;
 }
 
@@ -295,7 +295,7 @@ int __EndPoint_get(function_call_t *call, argument_list_t *arguments, variant_t 
         return kCallFailed;
     }
     ParameterResult result;
-    auto *request = voice::pointed_record<libvoice_param_set_t>(bytes, voice::Where::caller(__func__));
+    auto *request = voice::record_take<libvoice_param_set_t>(bytes, voice::Where::caller(__func__));
     const bool done = request && libvoice_registered_callbacks.voice_plugin_get(request, &result.set, 0) == 0;
     if (!done) {
         if (request)
@@ -616,7 +616,7 @@ bool report_event(Call &c) {
         TRACE_ERROR_AS(c.function, "Invalid Event received from %s event = %p", plugin.get(), bytes.block());
         return false;
     }
-    auto *message = voice::pointed_record<libvoice_event_t>(bytes, voice::Where::caller(c.function));
+    auto *message = voice::record_take<libvoice_event_t>(bytes, voice::Where::caller(c.function));
     if (!message)
         return false;
     // Events have one form, whatever the convert-media flag says.
