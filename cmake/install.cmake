@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 # Paths in debug information are relative to the root of the sources, and programs find the libraries by their own place.
 file(RELATIVE_PATH VOICE_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugin voicectl)
-foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_plugin ${VOICE_PROGRAMS})
+foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator ${VOICE_PROGRAMS})
     target_compile_options(${target} PRIVATE
         -fdebug-prefix-map=${CMAKE_BINARY_DIR}=build -fdebug-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 endforeach()

@@ -3,6 +3,7 @@
 #include "codecs.h"
 
 #include <stdio.h>
+#include <string.h>
 #include <strings.h>
 
 namespace {
@@ -42,4 +43,22 @@ const voice_codec_t *codec_by_name(const char *name) {
         if (strcasecmp(row.name, name) == 0)
             return &row.record;
     return nullptr;
+}
+
+int codecs_parse(const char *list, voice_codec_t *codecs, uint32_t room) {
+    uint32_t count = 0;
+    while (*list != 0) {
+        char name[16];
+        size_t length = strcspn(list, ",");
+        if (length >= sizeof name || count == room)
+            return -1;
+        memcpy(name, list, length);
+        name[length] = 0;
+        const voice_codec_t *codec = codec_by_name(name);
+        if (codec == nullptr)
+            return -1;
+        codecs[count++] = *codec;
+        list += length + (list[length] == ',');
+    }
+    return static_cast<int>(count);
 }

@@ -143,13 +143,13 @@ void accept_client(int fd, void *) {
     int client = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0)
         return;
-    for (source &slot : clients) {
-        if (slot.in >= 0)
+    for (source &entry : clients) {
+        if (entry.in >= 0)
             continue;
-        slot = source();
-        slot.in = client;
-        if (!kex_watch(console_bus, client, &slot, readable))
-            forget(&slot);
+        entry = source();
+        entry.in = client;
+        if (!kex_watch(console_bus, client, &entry, readable))
+            forget(&entry);
         return;
     }
     static const char full[] = "error: too many control connections\n";
@@ -209,8 +209,8 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     input_ended = ended;
     input_may_end = keep_going;
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    for (source &slot : clients)
-        slot.in = -1;
+    for (source &client : clients)
+        client.in = -1;
     if (path != nullptr && !listen_at(path)) {
         fprintf(stderr, "error: cannot listen on %s: %s\n", path, strerror(errno));
         return false;
@@ -229,9 +229,9 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
 }
 
 void console_stop() {
-    for (source &slot : clients)
-        if (slot.in >= 0)
-            forget(&slot);
+    for (source &client : clients)
+        if (client.in >= 0)
+            forget(&client);
     if (listener >= 0) {
         kex_unwatch(console_bus, listener);
         close(listener);
@@ -249,9 +249,9 @@ void say(const char *format, ...) {
     size_t length = format_line(line, sizeof line, format, arguments);
     va_end(arguments);
     fputs(line, stdout);
-    for (source &slot : clients)
-        if (slot.in >= 0 && slot.watches)
-            write_to_client(&slot, line, length);
+    for (source &client : clients)
+        if (client.in >= 0 && client.watches)
+            write_to_client(&client, line, length);
 }
 
 void answer(const char *format, ...) {
@@ -266,7 +266,7 @@ void answer(const char *format, ...) {
         write_to_client(asking, line, length);
 }
 
-const char *refuse(const char *format, ...) {
+const char *command_error(const char *format, ...) {
     static char why[512];
     va_list arguments;
     va_start(arguments, format);

@@ -1,17 +1,24 @@
-// SPDX-License-Identifier: MIT
+/* SPDX-License-Identifier: MIT */
 /**
  * @file console.h
  * A host's text interface: what happens goes to standard output, commands come from standard input or a local socket.
  *
- * Each command is one line. It is answered with any number of lines and then "ok" or "error: <why>", to whoever gave
- * it. A client of the socket that says "watch" is also sent what happens.
+ * Each command is one line of text. It is answered with any number of lines and then "ok" or "error: <why>", to whoever
+ * gave it. A client of the socket that says "watch" is also sent what happens. C11 and C++.
  */
-#pragma once
+#ifndef CONSOLE_H
+#define CONSOLE_H
+
+#include <stdbool.h>
 
 #include "kex.h"
 
-/** Runs a command. @return null when done, else why not (see refuse()). */
-typedef const char *console_command_t(char *line);
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Runs a command. @return null when done, else why not (see command_error()). */
+typedef const char *console_command_t(char *text);
 
 /**
  * Starts reading commands.
@@ -21,17 +28,26 @@ typedef const char *console_command_t(char *line);
  * @return whether it could; else a line on standard error says why
  */
 bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going, console_command_t *command,
-                   void (*ended)());
+                   void (*ended)(void));
 /** Closes the socket and takes its file away. */
-void console_stop();
+void console_stop(void);
 
 /** One thing happened: a line on standard output. */
-[[gnu::format(printf, 1, 2)]] void say(const char *format, ...);
+__attribute__((format(printf, 1, 2))) void say(const char *format, ...);
 /** One line of the answer to the command that runs now. */
-[[gnu::format(printf, 1, 2)]] void answer(const char *format, ...);
-/** The reason why a command cannot be carried out, for it to return. */
-[[gnu::format(printf, 1, 2)]] const char *refuse(const char *format, ...);
+__attribute__((format(printf, 1, 2))) void answer(const char *format, ...);
+/** The reason why a command is not carried out, for it to return. Valid until the next call. */
+__attribute__((format(printf, 1, 2))) const char *command_error(const char *format, ...);
 /** Cuts the next word off; one in double quotes may hold blanks. Null: none left. */
 char *next_word(char **rest);
 /** Reads a whole decimal number within limits. */
 bool read_number(const char *text, long low, long high, long *value);
+
+#ifdef __cplusplus
+}
+
+/** command_error() under the name that call logic still uses. */
+#define refuse command_error
+#endif
+
+#endif

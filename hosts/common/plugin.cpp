@@ -2,7 +2,6 @@
 // Registration and leaving of a plugin host.
 #include "plugin.h"
 
-#include "codecs.h"
 #include "console.h"
 #include "host.h"
 #include "kex_host.h"
@@ -94,22 +93,4 @@ void plugin_leave() {
     request_destroy(request); // without a handler it leaves as a one-way call
     if (!sent)
         host_stop();
-}
-
-int plugin_parse_codecs(const char *list, voice_codec_t *codecs, uint32_t room) {
-    uint32_t count = 0;
-    while (*list != 0) {
-        char name[16];
-        size_t length = strcspn(list, ",");
-        if (length >= sizeof name || count == room)
-            return -1;
-        memcpy(name, list, length);
-        name[length] = 0;
-        const voice_codec_t *codec = codec_by_name(name);
-        if (codec == nullptr)
-            return -1;
-        codecs[count++] = *codec;
-        list += length + (list[length] == ',');
-    }
-    return static_cast<int>(count);
 }

@@ -7,8 +7,7 @@
 
 #include "message.h"
 
-/** Declares the plugin's object and its template of endpoints, and names the plugin. Ends the process for a bad name.
- */
+/** Declares the plugin's object and its template of endpoints, and names the plugin. Ends the process for a bad name. */
 void plugin_declare(const char *name, const char *stem);
 
 /** "FXS1" for the first endpoint of the stem FXS. */
@@ -31,6 +30,3 @@ bool plugin_is_connected();
 /** Sends "deregister_plugin" without waiting; the application answers with "exit". Without an application, leaves at
  * once. */
 void plugin_leave();
-
-/** Codecs by name ("PCMA,PCMU,G722"), for --codecs. @return how many, or -1 for an unknown name or too many. */
-int plugin_parse_codecs(const char *list, voice_codec_t *codecs, uint32_t room);

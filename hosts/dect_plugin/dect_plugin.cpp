@@ -16,11 +16,10 @@
  */
 #include "console.h"
 #include "host.h"
-#include "kex_host.h"
-#include "plugin.h"
-#include "telephone_plugin.h"
+#include "line_plugin.h"
+#include "plugin_main.h"
+#include "telephone.h"
 
-#include <stdio.h>
 #include <string.h>
 
 namespace {
@@ -29,11 +28,10 @@ constexpr int kHandsets = 2;
 constexpr uint32_t kToneOffset = 20; // Hz: a handset never sounds like an analogue telephone
 constexpr char kSoftware[] = "2.1.0";
 constexpr char kHardware[] = "HS-1";
+constexpr char kHandsetKeys[] = "0123456789*#";
+constexpr size_t kMostDigits = 23;
 
-// Settings.
-const char *plugin_name = "dect1"; // --name
-const char *stem = "DECT";         // --stem
-const struct {
+constexpr struct {
     int32_t type;       // libvoice_dect_pp_type_str() names it
     const char *codecs; // best first
 } kModels[kHandsets] = {
@@ -42,206 +40,114 @@ const struct {
 };
 
 telephone handsets[kHandsets];
-bool subscribed[kHandsets]; // one that was deregistered stays out until the host is started again
-kex_timer_t *deregister_timer;
-bool deregister_asked[kHandsets];
-
-constexpr char kHelp[] =
-    "usage: dect_plugin [options]\n"
-    "Two simulated cordless handsets as a voice plugin.\n"
-    "\n"
-    "  --name NAME        plugin name, at most 19 characters (dect1)\n"
-    "  --stem STEM        endpoints are STEM1 and STEM2, at most 15 characters each (DECT)\n" HOST_OPTIONS_HELP "\n"
-    "Commands, one per line: N off | N on | N dial DIGITS | N flash | N deregister | N away | N back |\n"
-    "status | help | quit\n";
+line_driver_t telephone_operations; // of any telephone
+line_driver_t driver;
 
 void report_properties(const telephone *handset, bool reachable) {
-    if (handset->endpoint < 0 || !plugin_is_connected())
-        return;
-    event_message message;
-    event_begin(&message, handset->endpoint, LIBVOICE_EVENT_zil_dect_property, 0);
-    event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_sw_version, kSoftware);
-    event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_hw_version, kHardware);
-    event_add_int(&message, LIBVOICE_PARAM_zil_dect_property_reachability_status, reachable);
-    event_send(&message);
+    const line_property_t property = {kSoftware, kHardware, reachable};
+    line_report_property(handset->line, &property);
 }
 
-// ------------------------------------------------------------------------------------------ Callbacks of the library
-
-// As in fxs_plugin: registration happens here and nowhere else, and the answer is always 0.
-int32_t plugin_init(const char *country) {
-    int registered = 0;
-    for (int i = 0; i < kHandsets; i++) {
-        char name[LIBVOICE_ENDPOINT_NAME_BYTES];
-        voice_codec_t codecs[LIBVOICE_ENDPOINT_CODECS];
-        bool is_new;
-        if (!subscribed[i])
-            continue;
-        plugin_endpoint_name(stem, i + 1, name, sizeof name);
-        int count = plugin_parse_codecs(kModels[i].codecs, codecs, LIBVOICE_ENDPOINT_CODECS);
-        if (!telephone_register(&handsets[i], VOICE_ENDPOINT_DECT, name, codecs, static_cast<uint32_t>(count), &is_new))
-            continue;
-        registered++;
-        if (is_new)
-            report_properties(&handsets[i], true);
-    }
-    say("ready country=%s lines=%d", country, registered);
-    for (const telephone &handset : handsets)
-        telephone_report_off_hook(&handset);
-    return 0;
+void registered(void *line) {
+    report_properties(static_cast<const telephone *>(line), true);
 }
 
-const char *deregister(telephone *handset) {
-    if (handset->endpoint < 0)
-        return refuse("%d is not registered", handset->number);
-    uint32_t result = libvoice_deregister_endpoint(handset->endpoint); // waits for the application
-    if (result != LIBVOICE_OK)
-        return refuse("%d cannot be deregistered: %s", handset->number, libvoice_strerror(result));
-    subscribed[handset->number - 1] = false;
-    handset->endpoint = -1;
-    telephone_media_drop(handset);
-    telephone_silence(handset);
-    say("%d deregistered", handset->number);
+const char *signal(void *line, uint32_t signal, const void *params, uint32_t length) {
+    if (signal != LIBVOICE_SIGNAL_zil_deregister)
+        return telephone_operations.signal(line, signal, params, length);
+    line_deregister_later(static_cast<const telephone *>(line)->line);
     return nullptr;
-}
-
-// Outside of the call that asked for it: deregistering takes away the very object whose function runs then.
-void deregister_asked_for(kex_timer_t *) {
-    for (int i = 0; i < kHandsets; i++) {
-        if (!deregister_asked[i])
-            continue;
-        deregister_asked[i] = false;
-        const char *wrong = deregister(&handsets[i]);
-        if (wrong != nullptr)
-            say("%s", wrong);
-    }
-}
-
-int32_t plugin_signal(libvoice_signal_t *message) {
-    voice_signal_t head;
-    memcpy(&head, message, sizeof head);
-    telephone *handset = telephone_of_endpoint(head.endpoint);
-    if (handset == nullptr)
-        return 1;
-    if (head.signal != LIBVOICE_SIGNAL_zil_deregister)
-        return telephone_signal(handset, message) ? 0 : 1;
-    deregister_asked[handset->number - 1] = true;
-    kex_timer_start(deregister_timer, 0);
-    return 0;
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
 
-const char *dial(telephone *handset, const char *digits) {
-    static const char keys[] = "0123456789*#";
+const char *lift(int number, char *) {
+    return telephone_lift(&handsets[number - 1]);
+}
+
+const char *hang_up(int number, char *) {
+    return telephone_hang_up(&handsets[number - 1]);
+}
+
+const char *flash(int number, char *) {
+    return telephone_flash(&handsets[number - 1]);
+}
+
+const char *dial(int number, char *rest) {
+    const telephone *handset = &handsets[number - 1];
+    const char *digits = next_word(&rest);
     if (digits == nullptr)
-        return refuse("dial what? %d dial 501", handset->number);
-    if (digits[strspn(digits, keys)] != 0 || strlen(digits) > 23)
-        return refuse("'%s': at most 23 of %s", digits, keys);
+        return command_error("dial what? %d dial 501", number);
+    if (digits[strspn(digits, kHandsetKeys)] != 0 || strlen(digits) > kMostDigits)
+        return command_error("'%s': at most %zu of %s", digits, kMostDigits, kHandsetKeys);
     if (!handset->off_hook)
-        return refuse("%d is on hook: lift it first", handset->number);
-    say("%d dials %s", handset->number, digits);
-    if (handset->endpoint < 0 || !plugin_is_connected())
-        return nullptr;
-    event_message message;
-    event_begin(&message, handset->endpoint, LIBVOICE_EVENT_dd_ce, 0);
-    event_add_text(&message, LIBVOICE_PARAM_dd_ce_ds, digits);
-    event_add_text(&message, LIBVOICE_PARAM_dd_ce_meth, "UM"); // unambiguous match: the user has sent a whole number
-    event_send(&message);
+        return command_error("%d is on hook: lift it first", number);
+    say("%d dials %s", number, digits);
+    line_report_number(handset->line, digits);
     return nullptr;
 }
 
-const char *status() {
-    answer("%s %s", plugin_name, plugin_is_connected() ? "connected" : "without application");
-    for (int i = 0; i < kHandsets; i++) {
+const char *deregister(int number, char *) {
+    return line_deregister(handsets[number - 1].line);
+}
+
+const char *go_away(int number, char *) {
+    say("%d out of reach", number);
+    report_properties(&handsets[number - 1], false);
+    return nullptr;
+}
+
+const char *come_back(int number, char *) {
+    say("%d in reach", number);
+    report_properties(&handsets[number - 1], true);
+    return nullptr;
+}
+
+void status(int lines) {
+    for (int i = 0; i < lines; i++) {
         telephone_answer_status(&handsets[i]);
         answer("%d type=\"%s\" codecs=%s name=\"%s\"", i + 1, libvoice_dect_pp_type_str(kModels[i].type),
                kModels[i].codecs, handsets[i].name);
     }
-    return nullptr;
 }
 
-const char *command(char *line) {
-    char *rest = line;
-    const char *first = next_word(&rest);
-    const char *verb = next_word(&rest);
-    if (strcmp(first, "status") == 0)
-        return status();
-    if (strcmp(first, "help") == 0) {
-        answer("1..%d off | on | dial DIGITS | flash | deregister | away | back; status; help; quit; watch", kHandsets);
-        return nullptr;
-    }
-    if (strcmp(first, "quit") == 0) {
-        host_terminate();
-        return nullptr;
-    }
-    long number;
-    if (!read_number(first, 1, kHandsets, &number))
-        return refuse("'%s' is neither a command nor a handset from 1 to %d", first, kHandsets);
-    telephone *handset = &handsets[number - 1];
-    if (verb == nullptr)
-        return refuse("%ld what? off, on, dial, flash, deregister, away, back", number);
-    if (strcmp(verb, "off") == 0)
-        return telephone_lift(handset);
-    if (strcmp(verb, "on") == 0)
-        return telephone_hang_up(handset);
-    if (strcmp(verb, "dial") == 0)
-        return dial(handset, next_word(&rest));
-    if (strcmp(verb, "flash") == 0)
-        return telephone_flash(handset);
-    if (strcmp(verb, "deregister") == 0)
-        return deregister(handset);
-    if (strcmp(verb, "away") == 0 || strcmp(verb, "back") == 0) {
-        say("%d %s", handset->number, strcmp(verb, "away") == 0 ? "out of reach" : "in reach");
-        report_properties(handset, strcmp(verb, "back") == 0);
-        return nullptr;
-    }
-    return refuse("a handset cannot '%s': off, on, dial, flash, deregister, away, back", verb);
-}
+constexpr plugin_command_t kCommands[] = {
+    {"off", "", lift},
+    {"on", "", hang_up},
+    {"dial", "DIGITS", dial},
+    {"flash", "", flash},
+    {"deregister", "", deregister},
+    {"away", "", go_away},
+    {"back", "", come_back},
+    {},
+};
 
-void read_options(int count, char **words) {
-    enum { NAME = 1, STEM };
-    static const option options[] = {
-        {"name", required_argument, nullptr, NAME}, {"stem", required_argument, nullptr, STEM}, HOST_OPTIONS};
-    for (int code; (code = getopt_long(count, words, "", options, nullptr)) != -1;) {
-        if (code == NAME)
-            plugin_name = optarg;
-        else if (code == STEM)
-            stem = optarg;
-        else
-            host_option(code, optarg, kHelp);
+void begin(int lines) {
+    audio_begin(host_bus());
+    telephone_operations = driver = telephone_driver();
+    driver.signal = signal;
+    driver.registered = registered;
+    for (int i = 0; i < lines; i++) {
+        telephone_add(&handsets[i], &driver, VOICE_ENDPOINT_DECT, kModels[i].codecs,
+                      tone_of_plugin(plugin_name()) + kToneOffset);
+        handsets[i].handset_type = kModels[i].type;
     }
-    if (optind < count)
-        host_usage_error("'%s' is no option", words[optind]);
-    plugin_check_stem(stem, kHandsets);
 }
 
 } // namespace
 
 int main(int count, char **words) {
-    read_options(count, words);
-    kex_t *bus = host_start("dect_plugin");
-    plugin_declare(plugin_name, stem);
-    telephones_start(bus, handsets, kHandsets, tone_of_plugin(plugin_name) + kToneOffset);
-    for (int i = 0; i < kHandsets; i++) {
-        handsets[i].handset_type = kModels[i].type;
-        subscribed[i] = true;
-    }
-    deregister_timer = kex_timer_create();
-    kex_timer_setHandler(deregister_timer, deregister_asked_for);
-    kex_onPeerClosed(bus, telephones_application_lost, nullptr);
-    bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
-    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
-        return kExitFailure;
-
-    libvoice_callbacks_t callbacks = telephone_callbacks();
-    callbacks.voice_plugin_init = plugin_init;
-    callbacks.voice_plugin_signal = plugin_signal;
-    libvoice_init(callbacks);
-
-    int result = host_run(plugin_leave);
-    console_stop();
-    kex_timer_destroy(deregister_timer);
-    host_end();
-    return result;
+    plugin_program_t program = {};
+    program.program = "dect_plugin";
+    program.about = "Two simulated cordless handsets as a voice plugin.";
+    program.name = "dect1";
+    program.stem = "DECT";
+    program.line_word = program.acting_word = "handset";
+    program.lines_word = "handsets";
+    program.acting = "";
+    program.lines = program.most_lines = kHandsets;
+    program.commands = kCommands;
+    program.begin = begin;
+    program.status = status;
+    return plugin_main(&program, count, words);
 }

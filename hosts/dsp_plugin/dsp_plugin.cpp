@@ -18,11 +18,11 @@
 #include "descriptors.h"
 #include "host.h"
 #include "kex_host.h"
-#include "plugin.h"
-#include "telephone.h"
+#include "line_plugin.h"
+#include "media_record.h"
+#include "plugin_main.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 namespace {
@@ -31,7 +31,6 @@ namespace {
 constexpr uint32_t kChannels = 16;
 constexpr uint32_t kLowestTone = 500; // Hz; each next channel has 40 Hz more
 constexpr uint32_t kToneStep = 40;
-const char *plugin_name = "dsp1"; // --name
 
 // What a channel that media was set up for keeps. The library's objects know only its name.
 struct channel {
@@ -41,54 +40,54 @@ struct channel {
 };
 channel channels[kChannels];
 
-constexpr char kHelp[] = "usage: dsp_plugin [options]\n"
-                         "Simulated DSP channels as a voice plugin.\n"
-                         "\n"
-                         "  --name NAME        plugin name, at most 19 characters (dsp1)\n" HOST_OPTIONS_HELP "\n"
-                         "Commands, one per line: status | help | quit\n";
-
-void hears(audio *sound, const char *what) {
+void hears(const audio *sound, const char *what) {
     say("channel %s hears %s", sound->who, *what == 0 ? "silence" : what);
 }
 
-channel *channel_of(const char *name) {
-    for (channel &channel : channels)
-        if (channel.used && strcmp(channel.name, name) == 0)
-            return &channel;
+channel *channel_find(const char *name) {
+    for (channel &one : channels)
+        if (one.used && strcmp(one.name, name) == 0)
+            return &one;
     return nullptr;
 }
 
-channel *new_channel(const char *name) {
-    for (channel &channel : channels) {
-        if (channel.used || strlen(name) >= sizeof channel.sound.who)
+channel *channel_add(const char *name) {
+    for (channel &one : channels) {
+        if (one.used || strlen(name) >= sizeof one.sound.who)
             continue;
-        channel.used = true;
-        snprintf(channel.name, sizeof channel.name, "%s", name);
-        snprintf(channel.sound.who, sizeof channel.sound.who, "%s", name);
-        return &channel;
+        one.used = true;
+        snprintf(one.name, sizeof one.name, "%s", name);
+        snprintf(one.sound.who, sizeof one.sound.who, "%s", name);
+        return &one;
     }
     return nullptr;
 }
 
-void say_media(const channel *channel, uint32_t line) {
-    say("channel %s %s line=%u %s", channel->name,
-        channel->sound.sessions[line].format.mode == VOICE_MODE_INACTIVE ? "on hold" : "talking", line,
-        audio_text(&channel->sound, line));
-}
-
 // A channel without media leaves its place to another one.
-void release_if_idle(channel *channel) {
-    bool idle = true;
-    for (const media_session &session : channel->sound.sessions)
-        idle = idle && !session.open;
-    channel->used = !idle;
+void channel_free_if_idle(channel *one) {
+    bool is_idle = true;
+    for (const media_session &session : one->sound.sessions)
+        is_idle = is_idle && !session.open;
+    one->used = !is_idle;
 }
 
-void end_media(channel *channel, uint32_t line) {
-    media_statistics statistics;
-    if (audio_close(&channel->sound, line, &statistics))
-        say("channel %s media ended line=%u %s", channel->name, line, media_statistics_text(&statistics));
-    release_if_idle(channel);
+bool channel_close_media(channel *one, uint32_t line) {
+    line_statistics_t statistics;
+    if (!audio_close(&one->sound, line, &statistics))
+        return false;
+    say("channel %s %s", one->name, audio_end_text(line, &statistics));
+    channel_free_if_idle(one);
+    return true;
+}
+
+// What becomes of media that was asked for: said, and the descriptors closed that nobody took.
+int32_t channel_answer(const char *name, const char *wrong, uint32_t line, const int32_t *descriptors) {
+    descriptors_close(descriptors, wrong == nullptr ? 2 : 0, LIBVOICE_DESCRIPTORS);
+    if (wrong != nullptr)
+        say("channel %s refuses media: %s", name, wrong);
+    else
+        say("channel %s %s", name, audio_begin_text(&channel_find(name)->sound, line));
+    return wrong == nullptr ? 0 : 1;
 }
 
 // ------------------------------------------------------------------------------------------- Callbacks of a DSP plugin
@@ -107,176 +106,107 @@ int32_t dsp_signal(const char *name, libvoice_signal_t *message) {
 }
 
 int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **descriptors, const char *endpoint_path) {
-    media_format format;
-    const char *wrong = media_read_connection(cnx_info, &format);
-    channel *channel = wrong != nullptr ? nullptr : channel_of(name);
-    if (wrong == nullptr && channel == nullptr)
-        channel = new_channel(name);
-    if (wrong == nullptr && channel == nullptr)
-        wrong = "no channel is free";
+    line_media_t media;
+    const char *wrong = media_read_connection(cnx_info, &media);
+    media.media = (*descriptors)[0];
+    media.control = (*descriptors)[1];
     if (wrong == nullptr) {
-        descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS);
-        wrong = audio_open(&channel->sound, line, &format, (*descriptors)[0], (*descriptors)[1], 0, 0);
-        release_if_idle(channel);
-    } else {
-        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
+        channel *one = channel_find(name);
+        if (one == nullptr)
+            one = channel_add(name);
+        wrong = one == nullptr ? "no channel is free" : audio_open(&one->sound, line, &media);
+        if (one != nullptr)
+            channel_free_if_idle(one);
     }
-    if (wrong != nullptr) {
-        say("channel %s refuses media: %s", name, wrong);
-        return 1;
-    }
-    say_media(channel, line);
-    if (*endpoint_path != 0)
+    int32_t result = channel_answer(name, wrong, line, *descriptors);
+    if (result == 0 && *endpoint_path != 0)
         say("channel %s serves %s", name, endpoint_path);
-    return 0;
+    return result;
 }
 
 int32_t dsp_modify(const char *name, uint32_t line, void *cnx_info, int32_t **descriptors) {
-    media_format format;
-    const char *wrong = media_read_connection(cnx_info, &format);
-    channel *channel = channel_of(name);
-    if (wrong == nullptr && channel == nullptr)
-        wrong = "there is no media to change";
-    if (wrong == nullptr) {
-        descriptors_close(*descriptors, 2, LIBVOICE_DESCRIPTORS);
-        wrong = audio_change(&channel->sound, line, &format, (*descriptors)[0], (*descriptors)[1]);
-    } else {
-        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
-    }
-    if (wrong != nullptr) {
-        say("channel %s refuses media: %s", name, wrong);
-        return 1;
-    }
-    say_media(channel, line);
-    return 0;
+    line_media_t media;
+    const char *wrong = media_read_connection(cnx_info, &media);
+    media.media = (*descriptors)[0];
+    media.control = (*descriptors)[1];
+    channel *one = channel_find(name);
+    if (wrong == nullptr)
+        wrong = one == nullptr ? "there is no media to change" : audio_change(&one->sound, line, &media);
+    return channel_answer(name, wrong, line, *descriptors);
 }
 
 int32_t dsp_destroy(const char *name, uint32_t line) {
-    channel *channel = channel_of(name);
-    if (channel == nullptr || line >= kSessions || !channel->sound.sessions[line].open)
-        return 1;
-    end_media(channel, line);
-    return 0;
+    channel *one = channel_find(name);
+    return one != nullptr && channel_close_media(one, line) ? 0 : 1;
 }
 
 // ------------------------------------------------------------------------------------------ Callbacks of every plugin
 
-int32_t plugin_init(const char *country) {
+int32_t init(const char *country) {
     say("ready country=%s channels on request", country);
     return 0;
 }
 
-int32_t plugin_exit(uint32_t reason) {
-    say("exit reason=%u", reason);
-    host_stop();
-    return 0;
+// A plugin without lines rejects whatever is asked of a line; the library does not test whether a callback is set.
+libvoice_callbacks_t callbacks() {
+    libvoice_callbacks_t table = line_plugin_callbacks();
+    table.voice_plugin_init = init;
+    return table;
 }
 
-void application_lost(kex_t *, peer_t *, void *) {
+void lost() {
     say("application lost");
-    for (channel &channel : channels)
+    for (channel &one : channels)
         for (uint32_t line = 0; line < kSessions; line++)
-            if (channel.used && channel.sound.sessions[line].open)
-                end_media(&channel, line);
+            if (one.used)
+                channel_close_media(&one, line);
 }
 
-const char *command(char *line) {
-    if (strcmp(line, "status") == 0) {
-        answer("%s %s", plugin_name, plugin_is_connected() ? "connected" : "without application");
-        for (const channel &channel : channels)
-            for (uint32_t i = 0; i < kSessions; i++)
-                if (channel.used && channel.sound.sessions[i].open)
-                    answer("channel %s line=%u %s", channel.name, i, audio_text(&channel.sound, i));
-        return nullptr;
-    }
-    if (strcmp(line, "help") == 0) {
-        answer("status; help; quit; watch");
-        return nullptr;
-    }
-    if (strcmp(line, "quit") == 0) {
-        host_terminate();
-        return nullptr;
-    }
-    return refuse("unknown command '%s'; try help", line);
+void status(int) {
+    for (const channel &one : channels)
+        for (uint32_t i = 0; i < kSessions; i++)
+            if (one.used && one.sound.sessions[i].open)
+                answer("channel %s line=%u %s", one.name, i, audio_text(&one.sound, i));
 }
 
-void read_options(int count, char **words) {
-    enum { NAME = 1 };
-    static const option options[] = {{"name", required_argument, nullptr, NAME}, HOST_OPTIONS};
-    for (int code; (code = getopt_long(count, words, "", options, nullptr)) != -1;) {
-        if (code == NAME)
-            plugin_name = optarg;
-        else
-            host_option(code, optarg, kHelp);
-    }
-    if (optind < count)
-        host_usage_error("'%s' is no option", words[optind]);
-}
-
-void declare_objects(kex_t *bus) {
+void declare_objects() {
+    kex_t *bus = host_bus();
     char path[128];
-    plugin_declare(plugin_name, "DSP");
-    snprintf(path, sizeof path, "%s.DSPPlugin", plugin_name);
+    snprintf(path, sizeof path, "%s.DSPPlugin", plugin_name());
     bool declared = kex_declareObject(bus, path, "DSPPlugin") != nullptr;
-    snprintf(path, sizeof path, "%s.DSPPlugin.DSP", plugin_name);
+    snprintf(path, sizeof path, "%s.DSPPlugin.DSP", plugin_name());
     declared = declared && kex_declareTemplate(bus, path, "DSP") != nullptr;
-    snprintf(path, sizeof path, "%s.DSPPlugin.DSP.DSP_CHANNEL", plugin_name);
+    snprintf(path, sizeof path, "%s.DSPPlugin.DSP.DSP_CHANNEL", plugin_name());
     declared = declared && kex_declareTemplate(bus, path, "DSP_CHANNEL") != nullptr;
     if (!declared)
         host_fail("cannot declare %s", path);
 }
 
-} // namespace
-
-int main(int count, char **words) {
-    read_options(count, words);
-    kex_t *bus = host_start("dsp_plugin");
-    declare_objects(bus);
-    audio_begin(bus);
+void begin(int) {
+    declare_objects();
+    audio_begin(host_bus());
     for (uint32_t i = 0; i < kChannels; i++)
         audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, hears);
-    kex_onPeerClosed(bus, application_lost, nullptr);
-    bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
-    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
-        return kExitFailure;
-
     libvoice_dsp_callbacks_t dsp = {};
     dsp.dsp_plugin_signal = dsp_signal;
     dsp.dsp_plugin_create = dsp_create;
     dsp.dsp_plugin_modify = dsp_modify;
     dsp.dsp_plugin_destroy = dsp_destroy;
     libvoice_dsp_init(dsp);
-    // Without endpoints most of the table is never asked for, but the library tests no slot: each must be there.
-    libvoice_callbacks_t callbacks = {};
-    callbacks.voice_plugin_init = plugin_init;
-    callbacks.voice_plugin_exit = plugin_exit;
-    callbacks.voice_plugin_signal = [](libvoice_signal_t *) -> int32_t { return 1; };
-    callbacks.voice_plugin_create = [](int32_t, uint32_t, void *, int32_t **descriptors) -> int32_t {
-        descriptors_close(*descriptors, 0, LIBVOICE_DESCRIPTORS);
-        return 1;
-    };
-    callbacks.voice_plugin_modify = callbacks.voice_plugin_create;
-    callbacks.voice_plugin_destroy = [](int32_t, uint32_t) -> int32_t { return 1; };
-    callbacks.voice_plugin_get = [](libvoice_param_set_t *, libvoice_param_set_t **, int32_t) -> int32_t { return 1; };
-    callbacks.voice_plugin_set = [](libvoice_param_set_t *) -> int32_t { return 1; };
-    callbacks.voice_plugin_create_ctx = [](uint32_t) -> int32_t { return 1; };
-    callbacks.voice_plugin_add_stream = [](uint32_t, void *stream_info, int32_t **descriptors, int32_t,
-                                           uint32_t) -> int32_t {
-        constexpr uint32_t kSent = 3; // only these entries of the array are filled
-        free(stream_info);
-        descriptors_close(*descriptors, 0, kSent);
-        return 1;
-    };
-    callbacks.voice_plugin_modify_stream = [](uint32_t, void *stream_info) -> int32_t {
-        free(stream_info);
-        return 1;
-    };
-    callbacks.voice_plugin_remove_stream = [](uint32_t, uint32_t) -> int32_t { return 1; };
-    callbacks.voice_plugin_destroy_ctx = [](uint32_t) -> int32_t { return 1; };
-    libvoice_init(callbacks);
+}
 
-    int result = host_run(plugin_leave);
-    console_stop();
-    host_end();
-    return result;
+} // namespace
+
+int main(int count, char **words) {
+    plugin_program_t program = {};
+    program.program = "dsp_plugin";
+    program.about = "Simulated DSP channels as a voice plugin.";
+    program.name = "dsp1";
+    program.stem = "DSP";
+    program.acting = "";
+    program.begin = begin;
+    program.status = status;
+    program.callbacks = callbacks;
+    program.lost = lost;
+    return plugin_main(&program, count, words);
 }

@@ -3,13 +3,12 @@
 #include "audio.h"
 
 #include "codecs.h"
-#include "console.h"
 #include "g711.h"
 #include "kex_host.h"
-#include "message.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
+#include <initializer_list>
 #include <netinet/in.h>
 #include <stdio.h>
 #include <string.h>
@@ -63,34 +62,14 @@ void add_to(int16_t *mix, const int16_t *samples) {
     }
 }
 
-// ------------------------------------------------------------------------------------------------- Records from
-// outside
-
-const char *read_format(uint32_t version, const uint32_t *params, uint32_t length, media_format *format) {
-    int32_t mode = VOICE_MODE_SEND_RECEIVE, up = -1, down = -1, up_payload = -1, down_payload = -1, ptime = 0;
-    if (version != VOICE_CNX_VERSION)
-        return "media record of another version";
-    if (length > VOICE_CNX_PARAMETER_BYTES)
-        return "media record is longer than its room";
-    params_int(params, length, LIBVOICE_PARAM_sdp_stream_mode, &mode);
-    if (!params_int(params, length, LIBVOICE_PARAM_sdp_upstream_codec, &up) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_payload, &up_payload) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_ptime, &ptime) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_codec, &down) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_payload, &down_payload))
-        return "media record lacks codec or packet time";
-    if (mode < VOICE_MODE_INACTIVE || mode > VOICE_MODE_SEND_RECEIVE)
-        return "unknown stream mode";
-    if (up != down || up_payload != down_payload || up_payload < 0 || up_payload > 127)
-        return "both directions must have the same codec";
-    if (!is_known(static_cast<uint32_t>(up)))
-        return refuse("no %s here", codec_name(static_cast<uint32_t>(up)));
-    if (ptime != static_cast<int32_t>(kFrameMs))
-        return "packets must last 20 ms";
-    format->mode = static_cast<uint32_t>(mode);
-    format->codec = static_cast<uint32_t>(up);
-    format->payload_type = static_cast<uint32_t>(up_payload);
-    return nullptr;
+// What the simulated line can do; null, or why it cannot.
+const char *media_check(const line_media_t *media) {
+    static char text[48];
+    if (!is_known(media->codec)) {
+        snprintf(text, sizeof text, "no %s here", codec_name(media->codec));
+        return text;
+    }
+    return media->ptime_ms == kFrameMs ? nullptr : "packets must last 20 ms";
 }
 
 // -------------------------------------------------------------------------------------------------------- Receiving
@@ -113,7 +92,7 @@ void note_time(uint32_t *seconds, uint32_t *microseconds) {
 void take_packet(media_session *session, const uint8_t *bytes, size_t size) {
     rtp_packet packet;
     const bool good = rtp_read(bytes, size, &packet);
-    if (!good || packet.payload_type != session->format.payload_type) {
+    if (!good || packet.payload_type != session->media.payload_type) {
         session->counts.discarded++;
         if (good)
             rtp_discard(&session->receiver, &packet);
@@ -121,14 +100,14 @@ void take_packet(media_session *session, const uint8_t *bytes, size_t size) {
     }
     rtp_receive(&session->receiver, &packet, rtp_now());
     note_time(&session->counts.last_rx_s, &session->counts.last_rx_us);
-    if (!(session->format.mode & VOICE_MODE_RECEIVE_ONLY))
+    if (!(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
         return;
     constexpr uint32_t kRoom = sizeof session->frames / sizeof session->frames[0];
     if (session->waiting == kRoom) {
         session->counts.overruns++;
         return;
     }
-    decode(session->format.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
+    decode(session->media.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
 }
 
 void rtp_readable(int fd, void *userdata) {
@@ -161,12 +140,12 @@ void rtcp_readable(int fd, void *userdata) {
 void send_frame(media_session *session, const int16_t *samples) {
     uint8_t payload[kFrameSamples], packet[kRtpHeadBytes + kFrameSamples];
     rtp_sender before = session->sender;
-    encode(session->format.codec, samples, payload);
-    uint32_t size = rtp_write(&session->sender, static_cast<uint8_t>(session->format.payload_type), payload,
+    encode(session->media.codec, samples, payload);
+    uint32_t size = rtp_write(&session->sender, static_cast<uint8_t>(session->media.payload_type), payload,
                               sizeof payload, kFrameSamples, packet, sizeof packet);
-    ssize_t sent = send(session->rtp, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+    ssize_t sent = send(session->media.media, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent < 0 && errno == ECONNREFUSED) // the error of an earlier packet: this one was not tried
-        sent = send(session->rtp, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+        sent = send(session->media.media, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent != static_cast<ssize_t>(size)) {
         session->sender.packets = before.packets; // true counts: what did not leave is not counted
         session->sender.bytes = before.bytes;
@@ -184,18 +163,18 @@ void send_report(media_session *session) {
     uint8_t packet[256];
     uint32_t size =
         rtcp_write_report(&session->sender, &session->receiver, ntp, session->owner->who, packet, sizeof packet);
-    if (session->rtcp >= 0 && size > 0 &&
-        send(session->rtcp, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(size))
+    if (session->media.control >= 0 && size > 0 &&
+        send(session->media.control, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(size))
         session->counts.tx_reports++;
 }
 
-void tick(audio *audio) {
+void tick(audio *sound) {
     int16_t voice[kFrameSamples], heard[kFrameSamples] = {}, in[kSessions][kFrameSamples] = {};
     bool listens = false;
-    tone_next(&audio->mouth, voice, kFrameSamples);
+    tone_generator_next(&sound->voice, voice, kFrameSamples);
     for (uint32_t i = 0; i < kSessions; i++) {
-        media_session *session = &audio->sessions[i];
-        if (!session->open || !(session->format.mode & VOICE_MODE_RECEIVE_ONLY))
+        media_session *session = &sound->sessions[i];
+        if (!session->open || !(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
             continue;
         listens = true;
         if (session->waiting == 0) {
@@ -208,14 +187,15 @@ void tick(audio *audio) {
         add_to(heard, in[i]);
     }
     for (uint32_t i = 0; i < kSessions; i++) {
-        media_session *session = &audio->sessions[i];
+        media_session *session = &sound->sessions[i];
         if (!session->open)
             continue;
-        if (session->format.mode & VOICE_MODE_SEND_ONLY) {
+        if (session->media.mode & VOICE_MODE_SEND_ONLY) {
             int16_t out[kFrameSamples];
             memcpy(out, voice, sizeof out);
             for (uint32_t other = 0; other < kSessions; other++) // a conference: everybody but himself
-                if (other != i && session->context != 0 && audio->sessions[other].context == session->context)
+                if (other != i && session->media.context != 0 &&
+                    sound->sessions[other].media.context == session->media.context)
                     add_to(out, in[other]);
             send_frame(session, out);
         }
@@ -223,15 +203,15 @@ void tick(audio *audio) {
         if (session->ticks >= kFirstReport && (session->ticks - kFirstReport) % kReportEvery == 0)
             send_report(session);
     }
-    if (!listens || !ear_listen(&audio->hearing, heard, kFrameSamples))
+    if (!listens || !tone_detector_listen(&sound->detector, heard, kFrameSamples))
         return;
-    char name[sizeof audio->heard];
-    ear_name(&audio->hearing, name, sizeof name);
-    bool again = strcmp(name, audio->candidate) == 0; // once may be the edge of a tone
-    memcpy(audio->candidate, name, sizeof name);
-    if (again && strcmp(name, audio->heard) != 0) {
-        memcpy(audio->heard, name, sizeof name);
-        audio->hears(audio, name);
+    char name[sizeof sound->heard];
+    tone_detector_name(&sound->detector, name, sizeof name);
+    bool again = strcmp(name, sound->candidate) == 0; // once may be the edge of a tone
+    memcpy(sound->candidate, name, sizeof name);
+    if (again && strcmp(name, sound->heard) != 0) {
+        memcpy(sound->heard, name, sizeof name);
+        sound->hears(sound, name);
     }
 }
 
@@ -264,14 +244,18 @@ void close_socket(int fd) {
     close(fd);
 }
 
-const char *watch_sockets(media_session *session) {
-    bool watched = kex_watch(audio_bus, session->rtp, session, rtp_readable) &&
-                   (session->rtcp < 0 || kex_watch(audio_bus, session->rtcp, session, rtcp_readable));
-    return watched ? nullptr : "media sockets cannot be watched";
+bool watch_sockets(media_session *session) {
+    return kex_watch(audio_bus, session->media.media, session, rtp_readable) &&
+           (session->media.control < 0 || kex_watch(audio_bus, session->media.control, session, rtcp_readable));
 }
 
-// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs
-// up.
+void unwatch_sockets(const media_session *session) {
+    for (int fd : {session->media.media, session->media.control})
+        if (fd >= 0)
+            kex_unwatch(audio_bus, fd);
+}
+
+// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs up.
 bool is_connected_udp(int fd) {
     int domain = 0, type = 0;
     socklen_t size = sizeof type;
@@ -282,117 +266,100 @@ bool is_connected_udp(int fd) {
            getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peer_size) == 0;
 }
 
-void reset_hearing(audio *audio) {
-    audio->hearing.used = 0;
-    audio->candidate[0] = 0;
-    audio->heard[0] = 0;
+void detector_reset(audio *sound) {
+    sound->detector.used = 0;
+    sound->candidate[0] = 0;
+    sound->heard[0] = 0;
+}
+
+const char *sockets_check(const line_media_t *media, bool media_needed) {
+    if ((media_needed || media->media >= 0) && !is_connected_udp(media->media))
+        return "media descriptor is no connected socket";
+    if (media->control >= 0 && !is_connected_udp(media->control))
+        return "control descriptor is no connected socket";
+    return nullptr;
 }
 
 } // namespace
-
-const char *media_read_connection(const void *cnx_info, media_format *format) {
-    // The library hands out at least 704 readable bytes, on a word boundary of the block that arrived.
-    const voice_cnx_info_t *info = static_cast<const voice_cnx_info_t *>(cnx_info);
-    return read_format(info->version, info->params, info->length, format);
-}
-
-const char *media_read_stream(const void *stream_info, media_format *format, uint32_t *stream) {
-    const voice_stream_info_t *info = static_cast<const voice_stream_info_t *>(stream_info);
-    *stream = info->stream;
-    const char *wrong = read_format(info->version, info->params, info->length, format);
-    if (wrong == nullptr && info->mode > VOICE_MODE_SEND_RECEIVE)
-        wrong = "unknown stream mode";
-    if (wrong == nullptr)
-        format->mode = info->mode;
-    return wrong;
-}
 
 void audio_begin(kex_t *bus) {
     audio_bus = bus;
 }
 
-void audio_start(audio *audio, const char *who, uint32_t frequency, void (*hears)(struct audio *, const char *)) {
-    snprintf(audio->who, sizeof audio->who, "%s", who);
-    audio->mouth.frequency = frequency;
-    audio->hears = hears;
+void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears)(const audio *, const char *)) {
+    snprintf(sound->who, sizeof sound->who, "%s", who);
+    sound->voice.frequency = frequency;
+    sound->hears = hears;
     if (audio_count < kAudios)
-        audios[audio_count++] = audio;
+        audios[audio_count++] = sound;
 }
 
-const char *audio_open(audio *audio, uint32_t index, const media_format *format, int rtp, int rtcp, uint32_t context,
-                       uint32_t stream) {
-    const char *wrong = nullptr;
+const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) {
     if (index >= kSessions)
-        wrong = "no such line";
-    else if (audio->sessions[index].open)
-        wrong = "media is set up already";
-    else if (rtp < 0 || !is_connected_udp(rtp))
-        wrong = "media descriptor is no connected socket";
-    else if (rtcp >= 0 && !is_connected_udp(rtcp))
-        wrong = "control descriptor is no connected socket";
-    else if (!run_ticker(true))
+        return "no such line";
+    if (sound->sessions[index].open)
+        return "media is set up already";
+    const char *wrong = media_check(media);
+    if (wrong == nullptr)
+        wrong = sockets_check(media, true);
+    if (wrong == nullptr && !run_ticker(true))
         wrong = "no clock";
-    if (wrong != nullptr) {
-        if (rtp >= 0)
-            close(rtp);
-        if (rtcp >= 0)
-            close(rtcp);
+    if (wrong != nullptr)
         return wrong;
-    }
-    media_session *session = &audio->sessions[index];
+    media_session *session = &sound->sessions[index];
     memset(session, 0, sizeof *session);
-    session->owner = audio;
-    session->rtp = rtp;
-    session->rtcp = rtcp;
-    session->format = *format;
-    session->context = context;
-    session->stream = stream;
+    session->owner = sound;
+    session->media = *media;
     rtp_sender_start(&session->sender);
+    detector_reset(sound);
+    if (!watch_sockets(session)) {
+        unwatch_sockets(session);
+        run_ticker(open_sessions > 0);
+        return "media sockets cannot be watched";
+    }
     session->open = true;
     open_sessions++;
-    reset_hearing(audio);
-    wrong = watch_sockets(session);
-    if (wrong != nullptr)
-        audio_close(audio, index, nullptr);
-    return wrong;
+    return nullptr;
 }
 
-const char *audio_change(audio *audio, uint32_t index, const media_format *format, int rtp, int rtcp) {
-    media_session *session = index < kSessions ? &audio->sessions[index] : nullptr;
-    const char *wrong = nullptr;
-    if (session == nullptr || !session->open)
-        wrong = "there is no media to change";
-    else if (rtp >= 0 && !is_connected_udp(rtp))
-        wrong = "media descriptor is no connected socket";
-    else if (rtcp >= 0 && !is_connected_udp(rtcp))
-        wrong = "control descriptor is no connected socket";
-    if (wrong != nullptr) {
-        if (rtp >= 0)
-            close(rtp);
-        if (rtcp >= 0)
-            close(rtcp);
+const char *audio_change(audio *sound, uint32_t index, const line_media_t *media) {
+    if (index >= kSessions || !sound->sessions[index].open)
+        return "there is no media to change";
+    const char *wrong = media_check(media);
+    if (wrong == nullptr)
+        wrong = sockets_check(media, false);
+    if (wrong != nullptr)
         return wrong;
+    media_session *session = &sound->sessions[index];
+    line_media_t before = session->media;
+    session->media = *media;
+    session->media.context = before.context;
+    session->media.stream = before.stream;
+    if (media->media < 0)
+        session->media.media = before.media;
+    if (media->control < 0)
+        session->media.control = before.control;
+    if (!watch_sockets(session)) {
+        unwatch_sockets(session);
+        session->media = before;
+        watch_sockets(session);
+        return "media sockets cannot be watched";
     }
-    if (rtp >= 0) {
-        close_socket(session->rtp);
-        session->rtp = rtp;
-    }
-    if (rtcp >= 0) {
-        close_socket(session->rtcp);
-        session->rtcp = rtcp;
-    }
-    session->format = *format;
+    if (media->media >= 0)
+        close_socket(before.media);
+    if (media->control >= 0)
+        close_socket(before.control);
     session->sender.talking = false; // what follows is a new talkspurt
     session->waiting = 0;
-    reset_hearing(audio);
-    return rtp >= 0 || rtcp >= 0 ? watch_sockets(session) : nullptr;
+    detector_reset(sound);
+    return nullptr;
 }
 
-bool audio_close(audio *audio, uint32_t index, media_statistics *statistics) {
-    if (index >= kSessions || !audio->sessions[index].open)
+bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
+    if (index >= kSessions || !sound->sessions[index].open)
         return false;
-    media_session *session = &audio->sessions[index];
-    rtp_readable(session->rtp, session); // what has arrived before the end counts
+    media_session *session = &sound->sessions[index];
+    rtp_readable(session->media.media, session); // what has arrived before the end counts
     if (statistics != nullptr) {
         *statistics = session->counts;
         statistics->tx_packets = session->sender.packets;
@@ -403,33 +370,43 @@ bool audio_close(audio *audio, uint32_t index, media_statistics *statistics) {
         statistics->jitter = rtp_jitter(&session->receiver);
         statistics->peak_jitter = session->receiver.peak_jitter;
     }
-    close_socket(session->rtp);
-    close_socket(session->rtcp);
+    close_socket(session->media.media);
+    close_socket(session->media.control);
     session->open = false;
-    session->context = 0;
-    reset_hearing(audio);
+    detector_reset(sound);
     if (--open_sessions == 0)
         run_ticker(false);
     return true;
 }
 
-const char *audio_text(const audio *audio, uint32_t index) {
-    static char text[80];
-    const media_session *session = &audio->sessions[index];
+const char *audio_text(const audio *sound, uint32_t index) {
+    static char text[64];
+    const line_media_t *media = &sound->sessions[index].media;
     sockaddr_in local = {}, remote = {};
     socklen_t size = sizeof local;
-    getsockname(session->rtp, reinterpret_cast<sockaddr *>(&local), &size);
+    getsockname(media->media, reinterpret_cast<sockaddr *>(&local), &size);
     size = sizeof remote;
-    getpeername(session->rtp, reinterpret_cast<sockaddr *>(&remote), &size);
-    snprintf(text, sizeof text, "codec=%s ports=%u->%u", codec_name(session->format.codec), ntohs(local.sin_port),
+    getpeername(media->media, reinterpret_cast<sockaddr *>(&remote), &size);
+    snprintf(text, sizeof text, "codec=%s ports=%u->%u", codec_name(media->codec), ntohs(local.sin_port),
              ntohs(remote.sin_port));
     return text;
 }
 
-const char *media_statistics_text(const media_statistics *statistics) {
+const char *audio_begin_text(const audio *sound, uint32_t index) {
+    static char text[128];
+    const line_media_t *media = &sound->sessions[index].media;
+    const char *state = media->mode == VOICE_MODE_INACTIVE ? "on hold" : "talking";
+    int used = snprintf(text, sizeof text, "%s line=%u %s", state, index, audio_text(sound, index));
+    if (media->context != 0)
+        snprintf(text + used, sizeof text - static_cast<size_t>(used), " context=%u stream=%u", media->context,
+                 media->stream);
+    return text;
+}
+
+const char *audio_end_text(uint32_t index, const line_statistics_t *statistics) {
     static char text[160];
-    snprintf(text, sizeof text, "tx=%u rx=%u lost=%u discarded=%u jitter=%u rtcp=%u/%u", statistics->tx_packets,
-             statistics->rx_packets, statistics->lost, statistics->discarded, statistics->jitter,
-             statistics->tx_reports, statistics->rx_reports);
+    snprintf(text, sizeof text, "media ended line=%u tx=%u rx=%u lost=%u discarded=%u jitter=%u rtcp=%u/%u", index,
+             statistics->tx_packets, statistics->rx_packets, statistics->lost, statistics->discarded,
+             statistics->jitter, statistics->tx_reports, statistics->rx_reports);
     return text;
 }

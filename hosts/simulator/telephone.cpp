@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: MIT
-// A simulated telephone and the signals that every telephone understands.
+// A simulated telephone: what it does, and what its user hears and sees.
 #include "telephone.h"
 
-#include "caller_display.h"
 #include "console.h"
+#include "host.h"
+#include "identifiers.h"
+#include "line_plugin.h"
+#include "plugin_main.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 namespace {
 
 constexpr uint32_t kToneStep = 40; // Hz between the telephones of a plugin
-constexpr int kToneCycle = 5;
-
-telephone *phones;
-int phone_count;
+constexpr uint32_t kToneCycle = 5;
 
 struct named_tone {
     uint32_t signal;
@@ -38,6 +37,10 @@ const char *tone_name(uint32_t signal) {
     return nullptr;
 }
 
+telephone *telephone_of(void *line) {
+    return static_cast<telephone *>(line);
+}
+
 void hear(telephone *phone, const char *tone) {
     if (strcmp(phone->tone, tone) == 0)
         return;
@@ -46,112 +49,216 @@ void hear(telephone *phone, const char *tone) {
 }
 
 // What comes over RTP, said like any tone. It does not hide a tone that the application plays.
-void hears_sound(audio *sound, const char *what) {
+void hears_sound(const audio *sound, const char *what) {
     say("%s hears %s", sound->who, *what == 0 ? "silence" : what);
 }
 
-void stop_ringing(telephone *phone) {
+const char *ignored(uint32_t signal) {
+    static char text[80];
+    snprintf(text, sizeof text, "ignores %s", libvoice_param_str(signal));
+    return text;
+}
+
+// -------------------------------------------------------------------------------------------------- Tones and ringing
+
+constexpr char kListTone[] = "tone-"; // begins the name of a tone that is none of the network's
+
+const char *play(void *line, const line_tone_t *tone) {
+    char text[64];
+    const char *name = tone_name(tone->signal);
+    if (name == nullptr && tone->count == 0)
+        return ignored(tone->signal);
+    // One plain tone of a list is enough to be told by; the rest of the list is the same with pauses.
+    if (name == nullptr)
+        snprintf(text, sizeof text, "%s%uHz", kListTone, tone->list[0].frequency);
+    hear(telephone_of(line), name != nullptr ? name : text);
+    return nullptr;
+}
+
+void stop(void *line, uint32_t signal) {
+    telephone *phone = telephone_of(line);
+    bool all = signal == LIBVOICE_SIGNAL_zil_cancel_all_signals;
+    const char *name = tone_name(signal);
+    if (all || signal == LIBVOICE_SIGNAL_al_ri)
+        telephone_stop_ringing(phone);
+    if (all || (name != nullptr && strcmp(phone->tone, name) == 0) ||
+        (signal == LIBVOICE_SIGNAL_tonegen_pt && strncmp(phone->tone, kListTone, sizeof kListTone - 1) == 0))
+        hear(phone, "");
+}
+
+const char *ring(void *line, const line_ring_t *ring) {
+    telephone *phone = telephone_of(line);
+    if (phone->off_hook)
+        return "is off hook: does not ring";
+    char cadence[96] = "";
+    size_t used = 0;
+    for (uint32_t i = 0; i < ring->count && used < sizeof cadence - 12; i++)
+        used += static_cast<size_t>(
+            snprintf(cadence + used, sizeof cadence - used, "%s%u", i == 0 ? " cadence=" : "/", ring->cadence_ms[i]));
+    phone->ringing = true;
+    say("%d rings%s", phone->number, cadence);
+    return nullptr;
+}
+
+const char *other_signal(void *line, uint32_t signal, const void *, uint32_t) {
+    if (signal != LIBVOICE_SIGNAL_xal_nd) // network disconnect: the line's current is taken away for a moment
+        return ignored(signal);
+    say("%d line open", telephone_of(line)->number);
+    return nullptr;
+}
+
+// -------------------------------------------------------------------------------------------------------------- Media
+
+const char *open_media(void *line, uint32_t appearance, const line_media_t *media) {
+    telephone *phone = telephone_of(line);
+    const char *wrong = audio_open(&phone->sound, appearance, media);
+    if (wrong == nullptr)
+        say("%d %s", phone->number, audio_begin_text(&phone->sound, appearance));
+    return wrong;
+}
+
+const char *change_media(void *line, uint32_t appearance, const line_media_t *media) {
+    telephone *phone = telephone_of(line);
+    const char *wrong = audio_change(&phone->sound, appearance, media);
+    if (wrong == nullptr)
+        say("%d %s", phone->number, audio_begin_text(&phone->sound, appearance));
+    return wrong;
+}
+
+void close_media(void *line, uint32_t appearance) {
+    telephone *phone = telephone_of(line);
+    line_statistics_t statistics;
+    if (!audio_close(&phone->sound, appearance, &statistics))
+        return;
+    say("%d %s", phone->number, audio_end_text(appearance, &statistics));
+    line_report_statistics(phone->line, appearance, &statistics);
+}
+
+// --------------------------------------------------------------------------------------------------------- Parameters
+
+int32_t *number_of(telephone *phone, uint32_t parameter) {
+    switch (parameter) {
+    case LIBVOICE_PARAM_tdmc_gain:
+        return &phone->gain;
+    case LIBVOICE_PARAM_tdmc_rxgain:
+        return &phone->receive_gain;
+    default:
+        return nullptr;
+    }
+}
+
+bool get(void *line, uint32_t parameter, line_value_t *value) {
+    telephone *phone = telephone_of(line);
+    if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
+        value->text = phone->name;
+        return true;
+    }
+    const int32_t *number = number_of(phone, parameter);
+    if (parameter == LIBVOICE_PARAM_zil_dect_pp_type && phone->handset_type >= 0)
+        number = &phone->handset_type; // it can be asked for, not set
+    if (number == nullptr)
+        return false;
+    value->number = *number;
+    return true;
+}
+
+bool set(void *line, uint32_t parameter, const line_value_t *value) {
+    telephone *phone = telephone_of(line);
+    if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
+        snprintf(phone->name, sizeof phone->name, "%s", value->text);
+        say("%d param %s=\"%s\"", phone->number, identifier_name(parameter), phone->name);
+        return true;
+    }
+    int32_t *number = number_of(phone, parameter);
+    if (number == nullptr)
+        return false;
+    *number = value->number;
+    say("%d param %s=%d", phone->number, identifier_name(parameter), *number);
+    return true;
+}
+
+} // namespace
+
+line_driver_t telephone_driver() {
+    line_driver_t driver = {};
+    driver.play = play;
+    driver.stop = stop;
+    driver.ring = ring;
+    driver.display = telephone_display;
+    driver.open = open_media;
+    driver.change = change_media;
+    driver.close = close_media;
+    driver.get = get;
+    driver.set = set;
+    driver.signal = other_signal;
+    return driver;
+}
+
+void telephone_add(telephone *phone, const line_driver_t *driver, int32_t type, const char *codecs,
+                   uint32_t frequency) {
+    static uint32_t added;
+    char who[16];
+    phone->handset_type = -1;
+    phone->line = line_add(driver, phone, type, plugin_endpoint(static_cast<int>(added + 1)), codecs);
+    if (phone->line == nullptr)
+        host_fail("line %u cannot be added", added + 1);
+    phone->number = line_number(phone->line);
+    snprintf(who, sizeof who, "%d", phone->number);
+    audio_start(&phone->sound, who, frequency + added++ % kToneCycle * kToneStep, hears_sound);
+}
+
+const char *telephone_display(void *line, const line_display_t *display) {
+    const telephone *phone = telephone_of(line);
+    if (display->is_messages) {
+        say("%d displays messages=%u lamp=%s", phone->number, display->messages, display->lamp ? "on" : "off");
+        return nullptr;
+    }
+    const char *number = display->number;
+    if (*number == 0 && display->no_number != 0)
+        number = display->no_number == 'P' ? "withheld" : "unavailable";
+    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, display->name, display->time);
+    return nullptr;
+}
+
+void telephone_stop_ringing(telephone *phone) {
     if (!phone->ringing)
         return;
     phone->ringing = false;
     say("%d stops ringing", phone->number);
 }
 
-bool ring(telephone *phone, const uint8_t *params, uint32_t length) {
-    if (phone->off_hook) {
-        say("%d is off hook: does not ring", phone->number);
-        return false;
-    }
-    // The cadence: milliseconds on and off in turn.
-    char cadence[96] = "";
-    const uint8_t *words;
-    uint32_t bytes;
-    if (params_bytes(params, length, LIBVOICE_PARAM_al_ri_cad, &words, &bytes)) {
-        size_t used = 0;
-        for (uint32_t at = 0; at + 4 <= bytes && used < sizeof cadence - 12; at += 4) {
-            uint32_t ms;
-            memcpy(&ms, words + at, sizeof ms);
-            used += static_cast<size_t>(
-                snprintf(cadence + used, sizeof cadence - used, "%s%u", at == 0 ? " cadence=" : "/", ms));
-        }
-    }
-    phone->ringing = true;
-    say("%d rings%s", phone->number, cadence);
-    return true;
-}
-
-// One plain tone of a list is enough for an ear; the rest of the list is the same with pauses.
-bool play_tone_list(telephone *phone, const uint8_t *params, uint32_t length) {
-    const uint8_t *list;
-    uint32_t bytes;
-    voice_tone_t tone;
-    if (!params_bytes(params, length, LIBVOICE_PARAM_tonegen_pt_tl, &list, &bytes) || bytes < sizeof tone)
-        return false;
-    memcpy(&tone, list, sizeof tone);
-    char text[64];
-    snprintf(text, sizeof text, "tone-%uHz", tone.frequency);
-    hear(phone, text);
-    return true;
-}
-
-bool display_call(const telephone *phone, const char *text) {
-    caller_display display;
-    if (!caller_display_decode(text, &display))
-        return false;
-    const char *number = display.number;
-    if (*number == 0 && display.no_number != 0)
-        number = display.no_number == 'P' ? "withheld" : "unavailable";
-    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, display.name, display.time);
-    return true;
-}
-
-bool display_messages(const telephone *phone, const char *text) {
-    message_display display;
-    if (!message_display_decode(text, &display))
-        return false;
-    say("%d displays messages=%u lamp=%s", phone->number, display.messages, display.lamp ? "on" : "off");
-    return true;
-}
-
-bool display(const telephone *phone, const uint8_t *params, uint32_t length, uint32_t id) {
-    char text[LIBVOICE_DB_TEXT_BYTES * 2];
-    if (!params_text(params, length, id, text, sizeof text) || strlen(text) < 6)
-        return false;
-    bool done = display_is_messages(text) ? display_messages(phone, text) : display_call(phone, text);
-    if (!done)
-        say("%d displays nothing: bad data block", phone->number);
-    return done;
-}
-
-} // namespace
-
-void telephones_start(kex_t *bus, telephone *first, int count, uint32_t frequency) {
-    audio_begin(bus);
-    phones = first;
-    phone_count = count;
-    for (int i = 0; i < count; i++) {
-        char who[16];
-        snprintf(who, sizeof who, "%d", i + 1);
-        phones[i].number = i + 1;
-        phones[i].endpoint = -1;
-        phones[i].handset_type = -1;
-        audio_start(&phones[i].sound, who, frequency + static_cast<uint32_t>(i % kToneCycle) * kToneStep, hears_sound);
-    }
-}
-
-int telephone_count() {
-    return phone_count;
-}
-
-telephone *telephone_at(int index) {
-    return &phones[index];
-}
-
-telephone *telephone_of_endpoint(int32_t endpoint) {
-    for (int i = 0; i < phone_count; i++)
-        if (endpoint >= 0 && phones[i].endpoint == endpoint)
-            return &phones[i];
+const char *telephone_lift(telephone *phone) {
+    if (phone->off_hook)
+        return command_error("%d is off hook already", phone->number);
+    phone->off_hook = true;
+    say("%d off hook", phone->number);
+    telephone_stop_ringing(phone);
+    line_report_off_hook(phone->line);
     return nullptr;
+}
+
+const char *telephone_hang_up(telephone *phone) {
+    if (!phone->off_hook)
+        return command_error("%d is on hook already", phone->number);
+    phone->off_hook = false;
+    say("%d on hook", phone->number);
+    phone->tone[0] = 0; // nobody listens any more
+    line_report_on_hook(phone->line);
+    return nullptr;
+}
+
+const char *telephone_flash(telephone *phone) {
+    if (!phone->off_hook)
+        return command_error("%d is on hook: lift it first", phone->number);
+    say("%d flashes", phone->number);
+    line_report_flash(phone->line);
+    return nullptr;
+}
+
+void telephone_answer_status(const telephone *phone) {
+    answer("%d %s%s%s%s%s", phone->number, phone->off_hook ? "off hook" : "on hook", phone->ringing ? ", rings" : "",
+           phone->tone[0] != 0 ? ", hears " : "", phone->tone,
+           line_is_registered(phone->line) ? "" : ", not registered");
 }
 
 uint32_t tone_of_plugin(const char *name) {
@@ -161,98 +268,4 @@ uint32_t tone_of_plugin(const char *name) {
                           ? static_cast<uint32_t>(name[length - 1] - '0')
                           : 1;
     return kLowest + (figure - 1) % kPlugins * kStep;
-}
-
-bool telephone_signal(telephone *phone, libvoice_signal_t *message) {
-    voice_signal_t head;
-    memcpy(&head, message, sizeof head);
-    const uint8_t *params = libvoice_signal_params(message);
-    bool stop = (head.flags & VOICE_SIGNAL_STOP) != 0;
-
-    const char *tone = tone_name(head.signal);
-    if (tone != nullptr) {
-        if (!stop)
-            hear(phone, tone);
-        else if (strcmp(phone->tone, tone) == 0)
-            hear(phone, "");
-        return true;
-    }
-    switch (head.signal) {
-    case LIBVOICE_SIGNAL_al_ri:
-    case LIBVOICE_SIGNAL_alert_ri:
-        if (!stop)
-            return ring(phone, params, head.length);
-        stop_ringing(phone);
-        return true;
-    case LIBVOICE_SIGNAL_zil_cancel_all_signals:
-        telephone_silence(phone);
-        return true;
-    case LIBVOICE_SIGNAL_andisp_data:
-        return display(phone, params, head.length, LIBVOICE_PARAM_andisp_data_db);
-    case LIBVOICE_SIGNAL_andisp_dwa: // display with alerting
-        return ring(phone, params, head.length) && display(phone, params, head.length, LIBVOICE_PARAM_andisp_dwa_ddb);
-    case LIBVOICE_SIGNAL_tonegen_pt:
-        return play_tone_list(phone, params, head.length);
-    case LIBVOICE_SIGNAL_xal_nd: // network disconnect: the line's current is taken away for a moment
-        say("%d line open", phone->number);
-        return true;
-    default:
-        say("%d ignores %s", phone->number, libvoice_param_str(head.signal));
-        return false;
-    }
-}
-
-void telephone_silence(telephone *phone) {
-    stop_ringing(phone);
-    hear(phone, "");
-}
-
-void telephone_event(const telephone *phone, uint32_t event) {
-    if (phone->endpoint < 0 || libvoice_get_kex_peer_handler() == nullptr)
-        return;
-    event_message message;
-    event_begin(&message, phone->endpoint, event, 0);
-    event_send(&message);
-}
-
-void telephone_report_off_hook(const telephone *phone) {
-    if (!phone->off_hook || phone->endpoint < 0)
-        return;
-    event_message message;
-    event_begin(&message, phone->endpoint, LIBVOICE_EVENT_al_of, 0);
-    event_add_int(&message, LIBVOICE_PARAM_al_of_init, 1);
-    event_send(&message);
-}
-
-const char *telephone_lift(telephone *phone) {
-    if (phone->off_hook)
-        return refuse("%d is off hook already", phone->number);
-    phone->off_hook = true;
-    say("%d off hook", phone->number);
-    stop_ringing(phone);
-    telephone_event(phone, LIBVOICE_EVENT_al_of);
-    return nullptr;
-}
-
-const char *telephone_hang_up(telephone *phone) {
-    if (!phone->off_hook)
-        return refuse("%d is on hook already", phone->number);
-    phone->off_hook = false;
-    say("%d on hook", phone->number);
-    phone->tone[0] = 0; // nobody listens any more
-    telephone_event(phone, LIBVOICE_EVENT_al_on);
-    return nullptr;
-}
-
-const char *telephone_flash(telephone *phone) {
-    if (!phone->off_hook)
-        return refuse("%d is on hook: lift it first", phone->number);
-    say("%d flashes", phone->number);
-    telephone_event(phone, LIBVOICE_EVENT_al_fl);
-    return nullptr;
-}
-
-void telephone_answer_status(const telephone *phone) {
-    answer("%d %s%s%s%s%s", phone->number, phone->off_hook ? "off hook" : "on hook", phone->ringing ? ", rings" : "",
-           phone->tone[0] != 0 ? ", hears " : "", phone->tone, phone->endpoint < 0 ? ", not registered" : "");
 }

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file telephone.h
- * A simulated telephone: what stands for the hardware that a driver drives. fxs_plugin and dect_plugin share it.
+ * A simulated telephone behind the interface of a line driver (line_driver.h).
  *
- * It says what its user hears and sees, one line each, led by the telephone's number: "1 hears dial-tone", "1 rings".
+ * What does it do?
+ *   It rings, displays, plays tones and speaks a tone of its own over RTP, and says what its user hears and sees, one line
+ *   each, led by the telephone's number: "1 hears dial-tone", "1 rings".
+ *
+ * How does it work?
+ *   telephone_driver() is a whole table. A kind of line that differs in something (a handset, an exchange line) copies it
+ *   and replaces operations. The user's acts are functions, which report them.
  */
 #pragma once
 
 #include "audio.h"
-#include "message.h"
 
 struct telephone {
-    int number;       // as the text interface calls it, from 1
-    int32_t endpoint; // -1: not registered
+    line_t *line;
+    int number; // as the text interface calls it, from 1
     bool off_hook;
     bool ringing;
     char tone[64]; // what is played into the receiver; empty: nothing
@@ -23,27 +28,28 @@ struct telephone {
     int32_t handset_type; // of a cordless handset; -1: none
 };
 
-/** Gives the telephones their numbers and their tones: the first has `frequency`, each next one 40 Hz more. */
-void telephones_start(kex_t *bus, telephone *phones, int count, uint32_t frequency);
-int telephone_count();
-telephone *telephone_at(int index);
-/** The registered telephone of an endpoint number, or null. */
-telephone *telephone_of_endpoint(int32_t endpoint);
+/** What a telephone can do; the pointer that its operations get is that of a telephone. */
+line_driver_t telephone_driver();
 
-/** Does what a signal says. @return whether it could. */
-bool telephone_signal(telephone *phone, libvoice_signal_t *message);
-/** Back to silence, without tone and ringing. */
-void telephone_silence(telephone *phone);
+/**
+ * Makes a telephone the next line of the plugin. Ends the process when it cannot.
+ * @param driver     telephone_driver(), or one made of it
+ * @param type       voice_endpoint_type
+ * @param codecs     "PCMA,PCMU"
+ * @param frequency  Hz, of the first telephone's tone; each next one has 40 Hz more, the sixth that of the first
+ */
+void telephone_add(telephone *phone, const line_driver_t *driver, int32_t type, const char *codecs, uint32_t frequency);
 
-/* What the user does. Each reports it to the application and answers null, or why it cannot be done now. */
+/* What the user does. Each reports it and answers null, or why it cannot be done now. */
 const char *telephone_lift(telephone *phone);
 const char *telephone_hang_up(telephone *phone);
 const char *telephone_flash(telephone *phone);
 
-/** Reports "off hook" as the state found at start, not as something that happens now. */
-void telephone_report_off_hook(const telephone *phone);
-/** Sends an event without parameters, if the telephone is registered. */
-void telephone_event(const telephone *phone, uint32_t event);
+/* Operations that others are made of. */
+const char *telephone_display(void *line, const line_display_t *display);
+/** Ends ringing, if it rings. */
+void telephone_stop_ringing(telephone *phone);
+
 /** "1 off hook, hears dial-tone" for the status command. */
 void telephone_answer_status(const telephone *phone);
 

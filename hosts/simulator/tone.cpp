@@ -11,52 +11,53 @@ constexpr double kTurn = 6.283185307179586;
 constexpr double kAmplitude = 6000;
 constexpr double kAudible = 600;       // amplitude below which there is silence
 constexpr double kBesideLoudest = 0.3; // of the loudest: what is weaker is its distortion
-constexpr uint32_t kBins = (kEarHighest - kEarLowest) / kEarStep + 1;
+constexpr uint32_t kBins = (kDetectorHighest - kDetectorLowest) / kDetectorStep + 1;
 
-double amplitude_at(const ear *ear, uint32_t frequency) {
+double amplitude_at(const tone_detector *detector, uint32_t frequency) {
     double factor = 2 * cos(kTurn * frequency / kSampleRate);
     double before = 0, last = 0;
-    for (uint32_t i = 0; i < kEarSamples; i++) {
-        double now = ear->samples[i] + factor * last - before;
+    for (uint32_t i = 0; i < kDetectorSamples; i++) {
+        double now = detector->samples[i] + factor * last - before;
         before = last;
         last = now;
     }
     double power = before * before + last * last - factor * before * last;
-    return 2 * sqrt(power > 0 ? power : 0) / kEarSamples;
+    return 2 * sqrt(power > 0 ? power : 0) / kDetectorSamples;
 }
 
 } // namespace
 
-void tone_next(tone *tone, int16_t *samples, uint32_t count) {
+void tone_generator_next(tone_generator *generator, int16_t *samples, uint32_t count) {
     for (uint32_t i = 0; i < count; i++) {
         // Reduced to one turn in whole numbers, so that nothing adds up over hours.
-        uint64_t part = static_cast<uint64_t>(tone->phase) * tone->frequency % kSampleRate;
+        uint64_t part = static_cast<uint64_t>(generator->phase) * generator->frequency % kSampleRate;
         samples[i] = static_cast<int16_t>(kAmplitude * sin(kTurn * static_cast<double>(part) / kSampleRate));
-        tone->phase = (tone->phase + 1) % kSampleRate;
+        generator->phase = (generator->phase + 1) % kSampleRate;
     }
 }
 
-bool ear_listen(ear *ear, const int16_t *samples, uint32_t count) {
-    for (uint32_t i = 0; i < count && ear->used < kEarSamples; i++)
-        ear->samples[ear->used++] = samples[i];
-    return ear->used == kEarSamples;
+bool tone_detector_listen(tone_detector *detector, const int16_t *samples, uint32_t count) {
+    for (uint32_t i = 0; i < count && detector->used < kDetectorSamples; i++)
+        detector->samples[detector->used++] = samples[i];
+    return detector->used == kDetectorSamples;
 }
 
-void ear_name(ear *ear, char *text, uint32_t size) {
+void tone_detector_name(tone_detector *detector, char *text, uint32_t size) {
     double heard[kBins];
     double loudest = 0;
     for (uint32_t bin = 0; bin < kBins; bin++) {
-        heard[bin] = amplitude_at(ear, kEarLowest + bin * kEarStep);
+        heard[bin] = amplitude_at(detector, kDetectorLowest + bin * kDetectorStep);
         loudest = heard[bin] > loudest ? heard[bin] : loudest;
     }
-    ear->used = 0;
+    detector->used = 0;
     text[0] = 0;
     uint32_t used = 0, tones = 0;
-    for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && tones < kEarTones; bin++) {
+    for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && tones < kDetectorTones; bin++) {
         bool peak = (bin == 0 || heard[bin] >= heard[bin - 1]) && (bin + 1 == kBins || heard[bin] > heard[bin + 1]);
         if (!peak || heard[bin] < kAudible || heard[bin] < kBesideLoudest * loudest)
             continue;
-        int length = snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kEarLowest + bin * kEarStep);
+        int length =
+            snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kDetectorLowest + bin * kDetectorStep);
         if (length < 0 || static_cast<uint32_t>(length) >= size - used) {
             text[used] = 0;
             return;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file tone.h
- * A tone for a mouth, and an ear that names the tones it hears.
+ * A generator of a tone, and a detector that names the tones in what it is given.
  */
 #pragma once
 
@@ -11,26 +11,26 @@ constexpr uint32_t kSampleRate = 8000;
 constexpr uint32_t kFrameSamples = 160; // 20 ms
 
 /** A sine without a jump between frames. */
-struct tone {
+struct tone_generator {
     uint32_t frequency; // Hz
     uint32_t phase;     // samples since its start, within one second
 };
 
 /** The next samples of a tone, at about -10 dBm0. */
-void tone_next(tone *tone, int16_t *samples, uint32_t count);
+void tone_generator_next(tone_generator *generator, int16_t *samples, uint32_t count);
 
-constexpr uint32_t kEarStep = 20; // Hz; the ear tells tones apart that are multiples of it
-constexpr uint32_t kEarLowest = 300;
-constexpr uint32_t kEarHighest = 1700;
-constexpr uint32_t kEarSamples = 1600; // it listens for 200 ms
-constexpr uint32_t kEarTones = 4;      // and tells so many apart
+constexpr uint32_t kDetectorStep = 20; // Hz; tones are told apart that are multiples of it
+constexpr uint32_t kDetectorLowest = 300;
+constexpr uint32_t kDetectorHighest = 1700;
+constexpr uint32_t kDetectorSamples = 1600; // 200 ms are examined at once
+constexpr uint32_t kDetectorTones = 4;      // and so many told apart
 
-struct ear {
-    int16_t samples[kEarSamples];
+struct tone_detector {
+    int16_t samples[kDetectorSamples];
     uint32_t used;
 };
 
-/** Listens to more samples. @return whether it has heard enough for ear_name(). */
-bool ear_listen(ear *ear, const int16_t *samples, uint32_t count);
-/** Writes "440Hz", "440Hz+620Hz" or "" and starts to listen anew. */
-void ear_name(ear *ear, char *text, uint32_t size);
+/** Takes more samples. @return whether they are enough for tone_detector_name(). */
+bool tone_detector_listen(tone_detector *detector, const int16_t *samples, uint32_t count);
+/** Writes "440Hz", "440Hz+620Hz" or "" and begins anew. */
+void tone_detector_name(tone_detector *detector, char *text, uint32_t size);

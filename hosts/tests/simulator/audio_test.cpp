@@ -2,7 +2,6 @@
 #include "audio.h"
 
 #include "kex_host.h"
-#include "message.h"
 #include "udp_pair.h"
 
 #include <gtest/gtest.h>
@@ -26,17 +25,12 @@ int open_descriptors() {
     return count;
 }
 
-void stream_of(voice_stream_info_t *info, uint32_t stream, uint32_t codec, uint32_t payload, uint32_t ptime = 20) {
-    memset(info, 0, sizeof *info);
-    info->stream = stream;
-    info->mode = VOICE_MODE_SEND_RECEIVE;
-    info->version = VOICE_CNX_VERSION;
-    for (auto [id, value] : {std::pair<uint32_t, uint32_t>{LIBVOICE_PARAM_sdp_upstream_codec, codec},
-                             {LIBVOICE_PARAM_sdp_upstream_payload, payload},
-                             {LIBVOICE_PARAM_sdp_upstream_ptime, ptime},
-                             {LIBVOICE_PARAM_sdp_downstream_codec, codec},
-                             {LIBVOICE_PARAM_sdp_downstream_payload, payload}})
-        params_add_int(info->params, sizeof info->params, &info->length, id, static_cast<int32_t>(value));
+line_media_t with_sockets(line_media_t media, int rtp, int rtcp, uint32_t context = 0, uint32_t stream = 0) {
+    media.media = rtp;
+    media.control = rtcp;
+    media.context = context;
+    media.stream = stream;
+    return media;
 }
 
 // Telephones on a bus of their own.
@@ -52,7 +46,7 @@ protected:
     static void TearDownTestSuite() { kex_destroy(bus_); }
 
     template <int who>
-    static void note(audio *, const char *what) {
+    static void note(const audio *, const char *what) {
         heard_[who] = what;
     }
 
@@ -66,8 +60,10 @@ protected:
         int media[2], control[2];
         make_udp_pair(media);
         make_udp_pair(control);
-        EXPECT_EQ(audio_open(one, one_index, &kAlaw, media[0], control[0], context, stream), nullptr);
-        EXPECT_EQ(audio_open(other, other_index, &kAlaw, media[1], control[1], 0, 0), nullptr);
+        const line_media_t here = with_sockets(kAlaw, media[0], control[0], context, stream);
+        const line_media_t there = with_sockets(kAlaw, media[1], control[1]);
+        EXPECT_EQ(audio_open(one, one_index, &here), nullptr);
+        EXPECT_EQ(audio_open(other, other_index, &there), nullptr);
     }
 
     // Runs the loop until everybody has heard what he should, or 5 s are over.
@@ -83,7 +79,7 @@ protected:
         return false;
     }
 
-    static constexpr media_format kAlaw = {VOICE_MODE_SEND_RECEIVE, LIBVOICE_CODEC_PCMA, 8};
+    static constexpr line_media_t kAlaw = {VOICE_MODE_SEND_RECEIVE, LIBVOICE_CODEC_PCMA, 8, 20, 0, 0, -1, -1};
     static inline kex_t *bus_;
     static inline audio anna_, bert_, carl_;
     static inline std::string heard_[3];
@@ -95,10 +91,10 @@ TEST_F(Audio, TwoHearEachOtherAndCountTruly) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
     int before = open_descriptors();
     EXPECT_TRUE(hear("600Hz", "400Hz", ""));
-    media_statistics anna, bert;
+    line_statistics_t anna, bert;
     ASSERT_TRUE(audio_close(&anna_, 0, &anna));
     ASSERT_TRUE(audio_close(&bert_, 0, &bert));
-    EXPECT_GE(anna.tx_packets, 20u) << "the ear needs 400 ms";
+    EXPECT_GE(anna.tx_packets, 20u) << "the detector needs 400 ms";
     EXPECT_EQ(anna.tx_bytes, anna.tx_packets * 160);
     EXPECT_EQ(bert.rx_packets, anna.tx_packets) << "closing reads what has arrived";
     EXPECT_EQ(bert.lost, 0u);
@@ -128,68 +124,71 @@ TEST_F(Audio, TwoCallsOutsideAConferenceDoNotMix) {
 TEST_F(Audio, AnotherCodecIsDiscardedUntilBothChange) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
     EXPECT_TRUE(hear("600Hz", "400Hz", ""));
-    const media_format ulaw = {VOICE_MODE_SEND_RECEIVE, LIBVOICE_CODEC_PCMU, 0};
-    EXPECT_EQ(audio_change(&anna_, 0, &ulaw, -1, -1), nullptr);
-    heard_[0].clear();             // her ear starts anew
+    const line_media_t ulaw = {VOICE_MODE_SEND_RECEIVE, LIBVOICE_CODEC_PCMU, 0, 20, 0, 0, -1, -1};
+    EXPECT_EQ(audio_change(&anna_, 0, &ulaw), nullptr);
+    heard_[0].clear();             // her detector begins anew
     EXPECT_TRUE(hear("", "", "")); // neither understands the other
-    EXPECT_EQ(audio_change(&bert_, 0, &ulaw, -1, -1), nullptr);
+    EXPECT_EQ(audio_change(&bert_, 0, &ulaw), nullptr);
     EXPECT_TRUE(hear("600Hz", "400Hz", ""));
-    media_statistics anna;
+    line_statistics_t anna;
     audio_close(&anna_, 0, &anna);
     audio_close(&bert_, 0, nullptr);
     EXPECT_GT(anna.discarded, 0u);
     EXPECT_EQ(anna.lost, 0u) << "a discarded packet has come: lost and discarded are told apart (RFC 3611 4.1, 4.2)";
 }
 
-TEST_F(Audio, WhatCannotBeOpenedIsClosed) {
+TEST_F(Audio, WhatCannotBeOpenedStaysTheCallers) {
     int before = open_descriptors();
-    int pipes[2];
+    int pipes[2], media[2];
     ASSERT_EQ(pipe2(pipes, O_CLOEXEC), 0);
-    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, pipes[0], pipes[1], 0, 0), "media descriptor is no connected socket");
-    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, -1, -1, 0, 0), "media descriptor is no connected socket");
+    make_udp_pair(media);
+    const int nowhere = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    line_media_t g729 = with_sockets(kAlaw, media[0], -1), slow = g729;
+    g729.codec = LIBVOICE_CODEC_G729;
+    slow.ptime_ms = 30;
+    const struct {
+        uint32_t index;
+        line_media_t media;
+        const char *why;
+    } rows[] = {
+        {0, with_sockets(kAlaw, pipes[0], pipes[1]), "media descriptor is no connected socket"},
+        {0, with_sockets(kAlaw, -1, -1), "media descriptor is no connected socket"},
+        {0, with_sockets(kAlaw, media[0], nowhere), "control descriptor is no connected socket"},
+        {kSessions, with_sockets(kAlaw, media[0], -1), "no such line"},
+        {0, g729, "no G729 here"},
+        {0, slow, "packets must last 20 ms"},
+    };
+    for (const auto &row : rows)
+        EXPECT_STREQ(audio_open(&anna_, row.index, &row.media), row.why);
+    const line_media_t change = with_sockets(kAlaw, -1, nowhere);
+    EXPECT_STREQ(audio_change(&anna_, 0, &change), "there is no media to change");
+    EXPECT_EQ(open_descriptors(), before + 5) << "nothing was closed";
+    for (int fd : {pipes[0], pipes[1], media[0], media[1], nowhere})
+        EXPECT_EQ(close(fd), 0);
+}
+
+TEST_F(Audio, AChangeThatFailsLeavesWhatWas) {
+    connect(&anna_, 0, &bert_, 0, 0, 0);
+    const int nowhere = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const line_media_t bad = with_sockets(kAlaw, nowhere, -1, 7, 1);
+    EXPECT_STREQ(audio_change(&anna_, 0, &bad), "media descriptor is no connected socket");
+    EXPECT_EQ(close(nowhere), 0) << "still the caller's";
+    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    audio_close(&anna_, 0, nullptr);
+    audio_close(&bert_, 0, nullptr);
+}
+
+TEST_F(Audio, AChangeOfSocketsClosesTheOldOnes) {
+    connect(&anna_, 0, &bert_, 0, 0, 0);
+    int before = open_descriptors();
     int media[2];
     make_udp_pair(media);
-    int control = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    EXPECT_STREQ(audio_open(&anna_, 0, &kAlaw, media[0], control, 0, 0), "control descriptor is no connected socket");
-    close(media[1]);
-    control = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    EXPECT_STREQ(audio_open(&anna_, kSessions, &kAlaw, -1, control, 0, 0), "no such line");
-    control = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    EXPECT_STREQ(audio_change(&anna_, 0, &kAlaw, -1, control), "there is no media to change");
-    EXPECT_EQ(open_descriptors(), before);
-}
-
-TEST(MediaRecord, IsReadWhenItIsGood) {
-    voice_stream_info_t info;
-    media_format format;
-    uint32_t stream = 0;
-    stream_of(&info, 5, LIBVOICE_CODEC_PCMU, 0);
-    info.mode = VOICE_MODE_SEND_ONLY;
-    EXPECT_EQ(media_read_stream(&info, &format, &stream), nullptr);
-    EXPECT_EQ(stream, 5u);
-    EXPECT_EQ(format.mode, static_cast<uint32_t>(VOICE_MODE_SEND_ONLY));
-    EXPECT_EQ(format.codec, static_cast<uint32_t>(LIBVOICE_CODEC_PCMU));
-    EXPECT_EQ(format.payload_type, 0u);
-}
-
-TEST(MediaRecord, IsRefusedWithAReason) {
-    voice_stream_info_t info;
-    media_format format;
-    uint32_t stream;
-    stream_of(&info, 1, LIBVOICE_CODEC_G729, 18);
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "no G729 here");
-    stream_of(&info, 1, LIBVOICE_CODEC_PCMA, 128);
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "both directions must have the same codec");
-    stream_of(&info, 1, LIBVOICE_CODEC_PCMA, 8, 30);
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "packets must last 20 ms");
-    stream_of(&info, 1, LIBVOICE_CODEC_PCMA, 8);
-    info.mode = 4;
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "unknown stream mode");
-    stream_of(&info, 1, LIBVOICE_CODEC_PCMA, 8);
-    info.length = VOICE_CNX_PARAMETER_BYTES + 1;
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "media record is longer than its room");
-    info.length = 0;
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "media record lacks codec or packet time");
-    info.version = 2;
-    EXPECT_STREQ(media_read_stream(&info, &format, &stream), "media record of another version");
+    const line_media_t here = with_sockets(kAlaw, media[0], -1), there = with_sockets(kAlaw, media[1], -1);
+    EXPECT_EQ(audio_change(&anna_, 0, &here), nullptr);
+    EXPECT_EQ(audio_change(&bert_, 0, &there), nullptr);
+    EXPECT_EQ(open_descriptors(), before) << "two came, two went";
+    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    audio_close(&anna_, 0, nullptr);
+    audio_close(&bert_, 0, nullptr);
+    EXPECT_EQ(open_descriptors(), before - 4);
 }

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+// Signals from the application, decoded for a line's driver.
+#include "caller_display.h"
+#include "console.h"
+#include "line.h"
+#include "message.h"
+#include "printable.h"
+
+#include <initializer_list>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+constexpr uint32_t kListTones = 32;
+constexpr uint32_t kCadenceWords = 64;
+constexpr uint32_t kDigitBytes = 64;
+
+/** A signal as it came, for one line. */
+struct ordered_signal {
+    uint32_t id;
+    uint32_t appearance;
+    bool stops;
+    const uint8_t *params;
+    uint32_t length;
+};
+
+const char *ignored(uint32_t signal) {
+    static char text[80];
+    snprintf(text, sizeof text, "ignores %s", libvoice_param_str(signal));
+    return text;
+}
+
+bool is_tone(uint32_t signal) {
+    constexpr uint32_t kWithoutItem = 0xFFFF0000;
+    for (uint32_t of_package :
+         {LIBVOICE_SIGNAL_tonegen_pt, LIBVOICE_SIGNAL_dg_d0, LIBVOICE_SIGNAL_cg_dt, LIBVOICE_SIGNAL_srvtn_conf})
+        if ((signal & kWithoutItem) == (of_package & kWithoutItem))
+            return true;
+    return false;
+}
+
+// Copies an item's words, as many as there is room for. @return how many; 0: it is not there.
+uint32_t words_read(const ordered_signal *order, uint32_t id, void *words, uint32_t room) {
+    const uint8_t *bytes;
+    uint32_t length;
+    if (!params_bytes(order->params, order->length, id, &bytes, &length))
+        return 0;
+    uint32_t count = length / 4 < room ? length / 4 : room;
+    memcpy(words, bytes, count * 4);
+    return count;
+}
+
+const char *stop(const line_t *line, uint32_t signal) {
+    if (line->driver->stop != nullptr)
+        line->driver->stop(line->userdata, signal);
+    return nullptr;
+}
+
+const char *play(const line_t *line, const ordered_signal *order) {
+    voice_tone_t list[kListTones];
+    line_tone_t tone = {order->id, order->appearance, nullptr, 0};
+    if (order->id == LIBVOICE_SIGNAL_tonegen_pt) {
+        constexpr uint32_t kToneWords = sizeof list[0] / 4;
+        tone.list = list;
+        tone.count = words_read(order, LIBVOICE_PARAM_tonegen_pt_tl, list, kListTones * kToneWords) / kToneWords;
+        if (tone.count == 0)
+            return "plays nothing: no tone list";
+    }
+    return line->driver->play(line->userdata, &tone);
+}
+
+const char *ring(const line_t *line, const ordered_signal *order) {
+    uint32_t cadence[kCadenceWords];
+    line_ring_t ring = {nullptr, 0, -1};
+    ring.count = words_read(order, LIBVOICE_PARAM_al_ri_cad, cadence, kCadenceWords);
+    ring.cadence_ms = ring.count > 0 ? cadence : nullptr;
+    params_int(order->params, order->length, LIBVOICE_PARAM_alert_ri_pattern, &ring.pattern);
+    params_int(order->params, order->length, LIBVOICE_PARAM_andisp_dwa_pattern, &ring.pattern);
+    return line->driver->ring(line->userdata, &ring);
+}
+
+const char *display(const line_t *line, const ordered_signal *order) {
+    bool with_ringing = order->id == LIBVOICE_SIGNAL_andisp_dwa;
+    uint32_t id = with_ringing ? LIBVOICE_PARAM_andisp_dwa_ddb : LIBVOICE_PARAM_andisp_data_db;
+    char text[LIBVOICE_DB_TEXT_BYTES * 2];
+    caller_display caller = {};
+    message_display waiting = {};
+    if (!params_text(order->params, order->length, id, text, sizeof text))
+        return "displays nothing: no data block";
+    bool is_messages = display_is_messages(text);
+    if (!(is_messages ? message_display_decode(text, &waiting) : caller_display_decode(text, &caller)))
+        return "displays nothing: bad data block";
+    const line_display_t display = {text,
+                                    with_ringing,
+                                    is_messages,
+                                    caller.number,
+                                    caller.name,
+                                    caller.called,
+                                    caller.time,
+                                    static_cast<char>(caller.no_number),
+                                    static_cast<char>(caller.no_name),
+                                    waiting.messages,
+                                    waiting.lamp};
+    return line->driver->display(line->userdata, &display);
+}
+
+const char *dial(const line_t *line, const ordered_signal *order) {
+    char digits[kDigitBytes];
+    if (!params_text(order->params, order->length, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits))
+        return "dials nothing: no digits";
+    text_make_printable(digits);
+    return line->driver->dial(line->userdata, digits);
+}
+
+const char *run(const line_t *line, const ordered_signal *order) {
+    const line_driver_t *driver = line->driver;
+    if (is_tone(order->id) && driver->play != nullptr)
+        return order->stops ? stop(line, order->id) : play(line, order);
+    switch (order->id) {
+    case LIBVOICE_SIGNAL_zil_cancel_all_signals:
+        return stop(line, order->id);
+    case LIBVOICE_SIGNAL_al_ri:
+    case LIBVOICE_SIGNAL_alert_ri:
+        if (driver->ring == nullptr)
+            break;
+        return order->stops ? stop(line, LIBVOICE_SIGNAL_al_ri) : ring(line, order);
+    case LIBVOICE_SIGNAL_andisp_data:
+        if (driver->display == nullptr)
+            break;
+        return display(line, order);
+    case LIBVOICE_SIGNAL_andisp_dwa: { // display with alerting: it rings, and shows the caller
+        if (driver->ring == nullptr || driver->display == nullptr)
+            break;
+        if (order->stops)
+            return stop(line, LIBVOICE_SIGNAL_al_ri);
+        const char *wrong = ring(line, order);
+        return wrong != nullptr ? wrong : display(line, order);
+    }
+    case LIBVOICE_SIGNAL_fxo_of:
+        if (driver->seize == nullptr)
+            break;
+        return driver->seize(line->userdata);
+    case LIBVOICE_SIGNAL_fxo_on:
+        if (driver->release == nullptr)
+            break;
+        return driver->release(line->userdata);
+    case LIBVOICE_SIGNAL_fxo_fl:
+        if (driver->flash == nullptr)
+            break;
+        return driver->flash(line->userdata);
+    case LIBVOICE_SIGNAL_fxoen_sd:
+        if (driver->dial == nullptr)
+            break;
+        return dial(line, order);
+    default:
+        if (driver->signal == nullptr)
+            break;
+        return driver->signal(line->userdata, order->id, order->params, order->length);
+    }
+    return ignored(order->id);
+}
+
+} // namespace
+
+int32_t line_signal_callback(libvoice_signal_t *message) {
+    voice_signal_t head;
+    memcpy(&head, message, sizeof head);
+    const line_t *line = line_of_endpoint(head.endpoint);
+    if (line == nullptr)
+        return 1;
+    const ordered_signal order = {head.signal, head.line, (head.flags & VOICE_SIGNAL_STOP) != 0,
+                                  libvoice_signal_params(message), head.length};
+    const char *wrong = run(line, &order);
+    if (wrong == nullptr)
+        return 0;
+    say("%d %s", line->number, wrong);
+    return 1;
+}

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// What the application says of media, from its records.
+#include "media_record.h"
+
+#include "message.h"
+
+namespace {
+
+const char *read_media(uint32_t version, const uint32_t *params, uint32_t length, line_media_t *media) {
+    int32_t mode = VOICE_MODE_SEND_RECEIVE, up = -1, down = -1, up_payload = -1, down_payload = -1, ptime = 0;
+    *media = {};
+    media->media = media->control = -1;
+    if (version != VOICE_CNX_VERSION)
+        return "media record of another version";
+    if (length > VOICE_CNX_PARAMETER_BYTES)
+        return "media record is longer than its room";
+    params_int(params, length, LIBVOICE_PARAM_sdp_stream_mode, &mode);
+    if (!params_int(params, length, LIBVOICE_PARAM_sdp_upstream_codec, &up) ||
+        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_payload, &up_payload) ||
+        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_ptime, &ptime) ||
+        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_codec, &down) ||
+        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_payload, &down_payload))
+        return "media record lacks codec or packet time";
+    if (mode < VOICE_MODE_INACTIVE || mode > VOICE_MODE_SEND_RECEIVE)
+        return "unknown stream mode";
+    if (up != down || up_payload != down_payload || up_payload < 0 || up_payload > 127)
+        return "both directions must have the same codec";
+    media->mode = static_cast<uint32_t>(mode);
+    media->codec = static_cast<uint32_t>(up);
+    media->payload_type = static_cast<uint32_t>(up_payload);
+    media->ptime_ms = static_cast<uint32_t>(ptime);
+    return nullptr;
+}
+
+} // namespace
+
+const char *media_read_connection(const void *cnx_info, line_media_t *media) {
+    const voice_cnx_info_t *info = static_cast<const voice_cnx_info_t *>(cnx_info);
+    return read_media(info->version, info->params, info->length, media);
+}
+
+const char *media_read_stream(const void *stream_info, line_media_t *media) {
+    const voice_stream_info_t *info = static_cast<const voice_stream_info_t *>(stream_info);
+    const char *wrong = read_media(info->version, info->params, info->length, media);
+    media->stream = info->stream;
+    if (wrong == nullptr && info->mode > VOICE_MODE_SEND_RECEIVE)
+        wrong = "unknown stream mode";
+    if (wrong == nullptr)
+        media->mode = info->mode;
+    return wrong;
+}

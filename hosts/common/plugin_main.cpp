@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+// Options, commands and the life of a plugin process.
+#include "plugin_main.h"
+
+#include "console.h"
+#include "host.h"
+#include "kex_host.h"
+#include "line_plugin.h"
+#include "plugin.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+constexpr int kOwnOptions = 16; // that a program may add
+enum { OPTION_NAME = 1, OPTION_STEM, OPTION_LINES, OPTION_OWN };
+
+const plugin_program_t *plugin;
+const char *name;
+const char *stem;
+int lines;
+
+// ------------------------------------------------------------------------------------------------------------- Help
+
+// A text that grows; what does not fit is left out.
+struct long_text {
+    char text[4096];
+    size_t used;
+    size_t row; // where the last row begins
+};
+
+[[gnu::format(printf, 2, 3)]] void text_add(long_text *text, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    int length = vsnprintf(text->text + text->used, sizeof text->text - text->used, format, arguments);
+    va_end(arguments);
+    if (length > 0 && text->used + static_cast<size_t>(length) < sizeof text->text)
+        text->used += static_cast<size_t>(length);
+}
+
+void text_add_option(long_text *text, const char *option, const char *value, const char *help) {
+    char both[40];
+    snprintf(both, sizeof both, "--%s %s", option, value);
+    text_add(text, "  %-18s %s\n", both, help);
+}
+
+// One item of the list of commands, on a new row when this one is full.
+void text_add_command(long_text *text, const char *item, bool is_last) {
+    constexpr size_t kRow = 104;
+    if (text->used - text->row + strlen(item) + 3 > kRow) {
+        text->text[text->used - 1] = '\n';
+        text->row = text->used;
+    }
+    text_add(text, is_last ? "%s\n" : "%s | ", item);
+}
+
+void command_text(const plugin_command_t *command, const char *before, char *text, size_t size) {
+    snprintf(text, size, "%s%s%s%s", before, command->verb, *command->arguments == 0 ? "" : " ", command->arguments);
+}
+
+const char *help_text() {
+    static long_text help;
+    char text[160];
+    help = {};
+    text_add(&help, "usage: %s [options]\n%s\n\n", plugin->program, plugin->about);
+    snprintf(text, sizeof text, "plugin name, at most 19 characters (%s)", plugin->name);
+    text_add_option(&help, "name", "NAME", text);
+    if (plugin->most_lines > 0) {
+        const char *which = plugin->most_lines == 2 ? "STEM1 and STEM2" : "STEM1, STEM2, ...,";
+        snprintf(text, sizeof text, "endpoints are %s%s at most 15 characters each (%s)", which,
+                 plugin->most_lines == 2 ? "," : "", plugin->stem);
+        text_add_option(&help, "stem", "STEM", text);
+    }
+    if (plugin->most_lines > plugin->lines) {
+        snprintf(text, sizeof text, "%s, 1 to %d (%d)", plugin->lines_word, plugin->most_lines, plugin->lines);
+        text_add_option(&help, "lines", "N", text);
+    }
+    for (const plugin_option_t *own = plugin->options; own != nullptr && own->name != nullptr; own++)
+        text_add_option(&help, own->name, own->value, own->help);
+    text_add(&help, "%s\n", HOST_OPTIONS_HELP);
+    help.row = help.used;
+    text_add(&help, "Commands, one per line%s: ", plugin->acting);
+    for (const plugin_command_t *command = plugin->commands; command != nullptr && command->verb != nullptr;
+         command++) {
+        command_text(command, "N ", text, sizeof text);
+        text_add_command(&help, text, false);
+    }
+    text_add_command(&help, "status", false);
+    text_add_command(&help, "help", false);
+    text_add_command(&help, "quit", true);
+    return help.text;
+}
+
+// "off, on, dial, flash"
+const char *verbs() {
+    static long_text list;
+    list = {};
+    for (const plugin_command_t *command = plugin->commands; command->verb != nullptr; command++)
+        text_add(&list, "%s%s", list.used == 0 ? "" : ", ", command->verb);
+    return list.text;
+}
+
+// --------------------------------------------------------------------------------------------------------- Commands
+
+const char *answer_status() {
+    answer("%s %s", name, plugin_is_connected() ? "connected" : "without application");
+    plugin->status(lines);
+    return nullptr;
+}
+
+const char *answer_help() {
+    long_text list = {};
+    for (const plugin_command_t *command = plugin->commands; command != nullptr && command->verb != nullptr;
+         command++) {
+        char text[80];
+        command_text(command, "", text, sizeof text);
+        text_add(&list, "%s%s", list.used == 0 ? "" : " | ", text);
+    }
+    if (plugin->commands != nullptr)
+        answer("1..%d %s; status; help; quit; watch", lines, list.text);
+    else
+        answer("status; help; quit; watch");
+    return nullptr;
+}
+
+const char *line_command(int number, const char *verb, char *rest) {
+    if (verb == nullptr)
+        return command_error("%d what? %s", number, verbs());
+    for (const plugin_command_t *command = plugin->commands; command->verb != nullptr; command++)
+        if (strcmp(command->verb, verb) == 0)
+            return command->run(number, rest);
+    return command_error("%s %s cannot '%s': %s", strchr("aeiou", *plugin->acting_word) != nullptr ? "an" : "a",
+                         plugin->acting_word, verb, verbs());
+}
+
+const char *run_command(char *text) {
+    char *rest = text;
+    const char *first = next_word(&rest);
+    if (strcmp(first, "status") == 0)
+        return answer_status();
+    if (strcmp(first, "help") == 0)
+        return answer_help();
+    if (strcmp(first, "quit") == 0) {
+        host_terminate();
+        return nullptr;
+    }
+    long number;
+    if (plugin->commands == nullptr)
+        return command_error("unknown command '%s'; try help", first);
+    if (!read_number(first, 1, lines, &number))
+        return command_error("'%s' is neither a command nor a %s from 1 to %d", first, plugin->line_word, lines);
+    const char *verb = next_word(&rest);
+    return line_command(static_cast<int>(number), verb, rest);
+}
+
+// ---------------------------------------------------------------------------------------------------------- Options
+
+void take_option(int code, const char *value) {
+    long number;
+    if (code == OPTION_NAME) {
+        name = value;
+    } else if (code == OPTION_STEM) {
+        stem = value;
+    } else if (code == OPTION_LINES) {
+        if (!read_number(value, 1, plugin->most_lines, &number))
+            host_usage_error("--lines %s: a number from 1 to %d", value, plugin->most_lines);
+        lines = static_cast<int>(number);
+    } else if (code >= OPTION_OWN && code < OPTION_OWN + kOwnOptions) {
+        const plugin_option_t *own = &plugin->options[code - OPTION_OWN];
+        const char *wrong = own->take(value);
+        if (wrong != nullptr)
+            host_usage_error("--%s %s: %s", own->name, value, wrong);
+    } else {
+        host_option(code, value, help_text());
+    }
+}
+
+void read_options(int count, char **words) {
+    static const option of_host[] = {HOST_OPTIONS};
+    option table[3 + kOwnOptions + sizeof of_host / sizeof of_host[0]];
+    int used = 0;
+    table[used++] = {"name", required_argument, nullptr, OPTION_NAME};
+    if (plugin->most_lines > 0)
+        table[used++] = {"stem", required_argument, nullptr, OPTION_STEM};
+    if (plugin->most_lines > plugin->lines)
+        table[used++] = {"lines", required_argument, nullptr, OPTION_LINES};
+    for (int i = 0; plugin->options != nullptr && plugin->options[i].name != nullptr && i < kOwnOptions; i++)
+        table[used++] = {plugin->options[i].name, required_argument, nullptr, OPTION_OWN + i};
+    memcpy(&table[used], of_host, sizeof of_host);
+    for (int code; (code = getopt_long(count, words, "", table, nullptr)) != -1;)
+        take_option(code, optarg);
+    if (optind < count)
+        host_usage_error("'%s' is no option", words[optind]);
+    if (plugin->most_lines > 0)
+        plugin_check_stem(stem, lines);
+}
+
+void application_lost(kex_t *, peer_t *, void *) {
+    if (plugin->lost != nullptr)
+        plugin->lost();
+    else
+        line_plugin_application_lost();
+}
+
+} // namespace
+
+const char *plugin_name() {
+    return name;
+}
+
+const char *plugin_endpoint(int number) {
+    static char text[64];
+    plugin_endpoint_name(stem, number, text, sizeof text);
+    return text;
+}
+
+int plugin_main(const plugin_program_t *program, int count, char **words) {
+    plugin = program;
+    name = program->name;
+    stem = program->stem;
+    lines = program->lines;
+    read_options(count, words);
+    kex_t *bus = host_start(program->program);
+    plugin_declare(name, stem);
+    program->begin(lines);
+    kex_onPeerClosed(bus, application_lost, nullptr);
+    bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
+    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, run_command, host_terminate))
+        return kExitFailure;
+    libvoice_init(program->callbacks != nullptr ? program->callbacks() : line_plugin_callbacks());
+
+    int result = host_run(plugin_leave);
+    console_stop();
+    line_plugin_end();
+    host_end();
+    return result;
+}
