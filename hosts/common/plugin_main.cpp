@@ -5,6 +5,7 @@
 #include "console.h"
 #include "host.h"
 #include "kex_host.h"
+#include "line.h"
 #include "line_plugin.h"
 #include "plugin.h"
 
@@ -21,6 +22,7 @@ const plugin_program_t *plugin;
 const char *name;
 const char *stem;
 int lines;
+int lines_added;
 
 // ------------------------------------------------------------------------------------------------------------- Help
 
@@ -60,6 +62,16 @@ void command_text(const plugin_command_t *command, const char *before, char *tex
     snprintf(text, size, "%s%s%s%s", before, command->verb, *command->arguments == 0 ? "" : " ", command->arguments);
 }
 
+const char *line_word() {
+    return plugin->line_word != nullptr ? plugin->line_word : "line";
+}
+
+const char *endpoints_text() {
+    if (plugin->most_lines > plugin->lines)
+        return "STEM1, STEM2, ...";
+    return plugin->lines == 1 ? "STEM1" : plugin->lines == 2 ? "STEM1 and STEM2" : "STEM1, STEM2, ...";
+}
+
 const char *help_text() {
     static long_text help;
     char text[160];
@@ -67,21 +79,20 @@ const char *help_text() {
     text_add(&help, "usage: %s [options]\n%s\n\n", plugin->program, plugin->about);
     snprintf(text, sizeof text, "plugin name, at most 19 characters (%s)", plugin->name);
     text_add_option(&help, "name", "NAME", text);
-    if (plugin->most_lines > 0) {
-        const char *which = plugin->most_lines == 2 ? "STEM1 and STEM2" : "STEM1, STEM2, ...,";
-        snprintf(text, sizeof text, "endpoints are %s%s at most 15 characters each (%s)", which,
-                 plugin->most_lines == 2 ? "," : "", plugin->stem);
+    if (plugin->lines > 0) {
+        snprintf(text, sizeof text, "endpoints are %s, at most 15 characters each (%s)", endpoints_text(),
+                 plugin->stem);
         text_add_option(&help, "stem", "STEM", text);
     }
     if (plugin->most_lines > plugin->lines) {
-        snprintf(text, sizeof text, "%s, 1 to %d (%d)", plugin->lines_word, plugin->most_lines, plugin->lines);
+        snprintf(text, sizeof text, "%ss, 1 to %d (%d)", line_word(), plugin->most_lines, plugin->lines);
         text_add_option(&help, "lines", "N", text);
     }
     for (const plugin_option_t *own = plugin->options; own != nullptr && own->name != nullptr; own++)
         text_add_option(&help, own->name, own->value, own->help);
     text_add(&help, "%s\n", HOST_OPTIONS_HELP);
     help.row = help.used;
-    text_add(&help, "Commands, one per line%s: ", plugin->acting);
+    text_add(&help, "Commands, one per line%s: ", plugin->acting_text != nullptr ? plugin->acting_text : "");
     for (const plugin_command_t *command = plugin->commands; command != nullptr && command->verb != nullptr;
          command++) {
         command_text(command, "N ", text, sizeof text);
@@ -106,7 +117,12 @@ const char *verbs() {
 
 const char *answer_status() {
     answer("%s %s", name, plugin_is_connected() ? "connected" : "without application");
-    plugin->status(lines);
+    if (plugin->status != nullptr) {
+        plugin->status(lines);
+        return nullptr;
+    }
+    for (uint32_t i = 0; i < line_count(); i++)
+        answer("%u %s", i + 1, line_is_registered(line_at(i)) ? "registered" : "not registered");
     return nullptr;
 }
 
@@ -131,8 +147,8 @@ const char *line_command(int number, const char *verb, char *rest) {
     for (const plugin_command_t *command = plugin->commands; command->verb != nullptr; command++)
         if (strcmp(command->verb, verb) == 0)
             return command->run(number, rest);
-    return command_error("%s %s cannot '%s': %s", strchr("aeiou", *plugin->acting_word) != nullptr ? "an" : "a",
-                         plugin->acting_word, verb, verbs());
+    const char *who = plugin->acting_word != nullptr ? plugin->acting_word : line_word();
+    return command_error("%s %s cannot '%s': %s", strchr("aeiou", *who) != nullptr ? "an" : "a", who, verb, verbs());
 }
 
 const char *run_command(char *text) {
@@ -150,7 +166,7 @@ const char *run_command(char *text) {
     if (plugin->commands == nullptr)
         return command_error("unknown command '%s'; try help", first);
     if (!read_number(first, 1, lines, &number))
-        return command_error("'%s' is neither a command nor a %s from 1 to %d", first, plugin->line_word, lines);
+        return command_error("'%s' is neither a command nor a %s from 1 to %d", first, line_word(), lines);
     const char *verb = next_word(&rest);
     return line_command(static_cast<int>(number), verb, rest);
 }
@@ -182,7 +198,7 @@ void read_options(int count, char **words) {
     option table[3 + kOwnOptions + sizeof of_host / sizeof of_host[0]];
     int used = 0;
     table[used++] = {"name", required_argument, nullptr, OPTION_NAME};
-    if (plugin->most_lines > 0)
+    if (plugin->lines > 0)
         table[used++] = {"stem", required_argument, nullptr, OPTION_STEM};
     if (plugin->most_lines > plugin->lines)
         table[used++] = {"lines", required_argument, nullptr, OPTION_LINES};
@@ -193,7 +209,7 @@ void read_options(int count, char **words) {
         take_option(code, optarg);
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
-    if (plugin->most_lines > 0)
+    if (plugin->lines > 0)
         plugin_check_stem(stem, lines);
 }
 
@@ -210,10 +226,13 @@ const char *plugin_name() {
     return name;
 }
 
-const char *plugin_endpoint(int number) {
-    static char text[64];
-    plugin_endpoint_name(stem, number, text, sizeof text);
-    return text;
+line_t *plugin_add_line(const line_driver_t *driver, void *userdata, int32_t type, const char *codecs) {
+    char endpoint[64];
+    plugin_endpoint_name(stem, ++lines_added, endpoint, sizeof endpoint);
+    line_t *line = line_add(driver, userdata, type, endpoint, codecs);
+    if (line == nullptr)
+        host_fail("line %s with the codecs %s cannot be added", endpoint, codecs);
+    return line;
 }
 
 int plugin_main(const plugin_program_t *program, int count, char **words) {

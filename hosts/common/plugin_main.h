@@ -9,8 +9,7 @@
  *   other commands come from the program's table and are given a line's number: "1 dial 201".
  *
  * How does it work?
- *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the lines
- *   (line_plugin.h). --help and the console's help are written from the tables.
+ *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the lines. --help and the console's help are written from the tables.
  *
  * C11 and C++17.
  */
@@ -18,6 +17,7 @@
 #define PLUGIN_MAIN_H
 
 #include "libvoice_plugin.h"
+#include "line_driver.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -39,23 +39,22 @@ typedef struct plugin_command {
     const char *(*run)(int number, char *rest); /**< `rest` is for next_word(). @return null, or why not */
 } plugin_command_t;
 
-/** A plugin. Tables end with an entry without a name. */
+/** A plugin. Tables end with an entry without a name. What is not set is null or 0. */
 typedef struct plugin_program {
-    const char *program;              /**< of the process: "fxs_plugin" */
-    const char *about;                /**< one sentence for --help */
-    const char *name;                 /**< of the plugin, unless --name is given */
-    const char *stem;                 /**< of the endpoints, unless --stem is given */
-    const char *line_word;            /**< what one line is called: "telephone" */
-    const char *lines_word;           /**< the same for several */
-    const char *acting_word;          /**< who carries the commands out: "telephone", "exchange" */
-    const char *acting;               /**< behind "Commands, one per line" in --help: ", as the exchange"; or "" */
-    int lines;                        /**< unless --lines is given */
-    int most_lines;                   /**< the same as `lines`: there is no --lines; 0: there are no endpoints */
-    const plugin_option_t *options;   /**< null: none */
-    const plugin_command_t *commands; /**< null: none */
+    const char *program;     /**< of the process: "fxs_plugin" */
+    const char *about;       /**< one sentence for --help */
+    const char *name;        /**< of the plugin, unless --name is given */
+    const char *stem;        /**< of the endpoints, unless --stem is given */
+    const char *line_word;   /**< what one line is called: "telephone"; null: "line". Several have an "s" behind it */
+    const char *acting_word; /**< who carries the commands out: "exchange"; null: line_word */
+    const char *acting_text; /**< behind "Commands, one per line" in --help: ", as the exchange"; null: nothing */
+    int lines;               /**< unless --lines is given */
+    int most_lines;          /**< with --lines; not more than `lines`: there is no --lines. Both 0: no endpoints */
+    const plugin_option_t *options;
+    const plugin_command_t *commands;
     /** Bus and plugin are there: adds `lines` lines. It ends the process with host_fail() if it cannot. */
     void (*begin)(int lines);
-    void (*status)(int lines);               /**< answers the lines of the status command behind the first one */
+    void (*status)(int lines); /**< answers the status command behind its first line; null: "1 registered" */
     libvoice_callbacks_t (*callbacks)(void); /**< null: line_plugin_callbacks() */
     void (*lost)(void);                      /**< the connection has closed; null: line_plugin_application_lost() */
 } plugin_program_t;
@@ -65,8 +64,9 @@ int plugin_main(const plugin_program_t *program, int count, char **words);
 
 /** Its name, as from --name. */
 const char *plugin_name(void);
-/** The name of a line's endpoint, from --stem and the line's number: "FXS1". Valid until the next call. */
-const char *plugin_endpoint(int number);
+/** For `begin`: adds the next line, whose endpoint is named by --stem and its number (FXS1), as line_add() does. Ends the
+ *  process when it cannot. */
+line_t *plugin_add_line(const line_driver_t *driver, void *userdata, int32_t type, const char *codecs);
 
 #ifdef __cplusplus
 }

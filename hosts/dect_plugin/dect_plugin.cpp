@@ -127,10 +127,11 @@ void begin(int lines) {
     telephone_operations = driver = telephone_driver();
     driver.signal = signal;
     driver.registered = registered;
+    uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
     for (int i = 0; i < lines; i++) {
-        telephone_add(&handsets[i], &driver, VOICE_ENDPOINT_DECT, kModels[i].codecs,
-                      tone_of_plugin(plugin_name()) + kToneOffset);
-        handsets[i].handset_type = kModels[i].type;
+        telephone *handset = &handsets[i];
+        telephone_begin(handset, plugin_add_line(&driver, handset, VOICE_ENDPOINT_DECT, kModels[i].codecs), frequency);
+        handset->handset_type = kModels[i].type;
     }
 }
 
@@ -142,10 +143,8 @@ int main(int count, char **words) {
     program.about = "Two simulated cordless handsets as a voice plugin.";
     program.name = "dect1";
     program.stem = "DECT";
-    program.line_word = program.acting_word = "handset";
-    program.lines_word = "handsets";
-    program.acting = "";
-    program.lines = program.most_lines = kHandsets;
+    program.line_word = "handset";
+    program.lines = kHandsets;
     program.commands = kCommands;
     program.begin = begin;
     program.status = status;

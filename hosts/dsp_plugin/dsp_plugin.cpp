@@ -203,7 +203,6 @@ int main(int count, char **words) {
     program.about = "Simulated DSP channels as a voice plugin.";
     program.name = "dsp1";
     program.stem = "DSP";
-    program.acting = "";
     program.begin = begin;
     program.status = status;
     program.callbacks = callbacks;

@@ -144,9 +144,11 @@ void begin(int lines) {
     driver.flash = flash;
     driver.dial = dial;
     driver.lost = lost;
-    for (int i = 0; i < lines; i++)
-        telephone_add(&exchange_lines[i], &driver, VOICE_ENDPOINT_FXO, "PCMA,PCMU",
-                      tone_of_plugin(plugin_name()) + kToneOffset);
+    uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
+    for (int i = 0; i < lines; i++) {
+        telephone *one = &exchange_lines[i];
+        telephone_begin(one, plugin_add_line(&driver, one, VOICE_ENDPOINT_FXO, "PCMA,PCMU"), frequency);
+    }
 }
 
 } // namespace
@@ -157,10 +159,8 @@ int main(int count, char **words) {
     program.about = "Simulated lines to a telephone exchange as a voice plugin.";
     program.name = "fxo1";
     program.stem = "FXO";
-    program.line_word = "line";
-    program.lines_word = "lines";
     program.acting_word = "exchange";
-    program.acting = ", as the exchange";
+    program.acting_text = ", as the exchange";
     program.lines = 1;
     program.most_lines = kMaxLines;
     program.commands = kCommands;

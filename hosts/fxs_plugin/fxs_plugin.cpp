@@ -147,7 +147,7 @@ void begin(int lines) {
     driver.display = display;
     uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());
     for (int i = 0; i < lines; i++)
-        telephone_add(&phones[i], &driver, VOICE_ENDPOINT_FXS, codecs, frequency);
+        telephone_begin(&phones[i], plugin_add_line(&driver, &phones[i], VOICE_ENDPOINT_FXS, codecs), frequency);
 }
 
 } // namespace
@@ -158,9 +158,7 @@ int main(int count, char **words) {
     program.about = "Simulated analogue telephones as a voice plugin.";
     program.name = "fxs1";
     program.stem = "FXS";
-    program.line_word = program.acting_word = "telephone";
-    program.lines_word = "telephones";
-    program.acting = "";
+    program.line_word = "telephone";
     program.lines = 2;
     program.most_lines = kMaxLines;
     program.options = kOptions;

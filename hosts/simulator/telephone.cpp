@@ -3,10 +3,7 @@
 #include "telephone.h"
 
 #include "console.h"
-#include "host.h"
 #include "identifiers.h"
-#include "line_plugin.h"
-#include "plugin_main.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -194,17 +191,14 @@ line_driver_t telephone_driver() {
     return driver;
 }
 
-void telephone_add(telephone *phone, const line_driver_t *driver, int32_t type, const char *codecs,
-                   uint32_t frequency) {
-    static uint32_t added;
+void telephone_begin(telephone *phone, line_t *line, uint32_t frequency) {
     char who[16];
+    phone->line = line;
+    phone->number = line_number(line);
     phone->handset_type = -1;
-    phone->line = line_add(driver, phone, type, plugin_endpoint(static_cast<int>(added + 1)), codecs);
-    if (phone->line == nullptr)
-        host_fail("line %u cannot be added", added + 1);
-    phone->number = line_number(phone->line);
     snprintf(who, sizeof who, "%d", phone->number);
-    audio_start(&phone->sound, who, frequency + added++ % kToneCycle * kToneStep, hears_sound);
+    audio_start(&phone->sound, who, frequency + static_cast<uint32_t>(phone->number - 1) % kToneCycle * kToneStep,
+                hears_sound);
 }
 
 const char *telephone_display(void *line, const line_display_t *display) {

@@ -31,14 +31,9 @@ struct telephone {
 /** What a telephone can do; the pointer that its operations get is that of a telephone. */
 line_driver_t telephone_driver();
 
-/**
- * Makes a telephone the next line of the plugin. Ends the process when it cannot.
- * @param driver     telephone_driver(), or one made of it
- * @param type       voice_endpoint_type
- * @param codecs     "PCMA,PCMU"
- * @param frequency  Hz, of the first telephone's tone; each next one has 40 Hz more, the sixth that of the first
- */
-void telephone_add(telephone *phone, const line_driver_t *driver, int32_t type, const char *codecs, uint32_t frequency);
+/** Makes a telephone of a line. @param frequency  Hz, of telephone 1's tone; each next one has 40 Hz more, the sixth that
+ *  of the first again */
+void telephone_begin(telephone *phone, line_t *line, uint32_t frequency);
 
 /* What the user does. Each reports it and answers null, or why it cannot be done now. */
 const char *telephone_lift(telephone *phone);

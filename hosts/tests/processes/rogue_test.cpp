@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Real hosts against peers that send them broken records: each is refused, nothing is left open, and the host goes on.
+#include "host_process.h"
 #include "message.h"
 #include "udp_pair.h"
 
@@ -22,74 +23,6 @@
 namespace {
 
 using bytes = std::vector<uint8_t>;
-
-// A host as a process of its own, its output in a pipe.
-class Host {
-public:
-    Host(const char *program, const std::string &socket, std::vector<const char *> options = {}) {
-        int output[2];
-        EXPECT_EQ(pipe(output), 0);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(output[1], STDOUT_FILENO);
-            close(output[0]);
-            close(output[1]);
-            std::vector<const char *> words = {program, "--no-stdin", "--socket", socket.c_str()};
-            words.insert(words.end(), options.begin(), options.end());
-            words.push_back(nullptr);
-            execv(program, const_cast<char *const *>(words.data()));
-            _exit(127);
-        }
-        close(output[1]);
-        output_ = output[0];
-    }
-    ~Host() {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        close(output_);
-    }
-    // Whether a line with this text comes within 5 s.
-    bool says(const char *text) {
-        for (int turns = 0; turns < 500 && seen_.find(text) == std::string::npos; turns++) {
-            pollfd ready = {output_, POLLIN, 0};
-            char part[4096];
-            ssize_t got = poll(&ready, 1, 10) == 1 ? read(output_, part, sizeof part) : 0;
-            seen_.append(part, static_cast<size_t>(got > 0 ? got : 0));
-            if (turn_ != nullptr)
-                turn_();
-        }
-        return seen_.find(text) != std::string::npos;
-    }
-    void forget() { seen_.clear(); }
-    int descriptors() const {
-        int count = 0;
-        DIR *directory = opendir(("/proc/" + std::to_string(pid_) + "/fd").c_str());
-        while (directory != nullptr && readdir(directory) != nullptr)
-            count++;
-        if (directory != nullptr)
-            closedir(directory);
-        return count;
-    }
-    // Ends it by SIGTERM; its exit status.
-    int leave() {
-        kill(pid_, SIGTERM);
-        for (int turns = 0; turns < 300; turns++) {
-            int status;
-            if (waitpid(pid_, &status, WNOHANG) == pid_)
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            if (turn_ != nullptr)
-                turn_();
-            usleep(10000);
-        }
-        return -1;
-    }
-    void (*turn_)() = nullptr; // what the other side has to do meanwhile
-
-private:
-    pid_t pid_;
-    int output_;
-    std::string seen_;
-};
 
 // One call with its arguments, sent as it is, and what came back.
 class Call {
