@@ -2,13 +2,9 @@
 // Registration and leaving of a plugin host.
 #include "plugin.h"
 
-#include "console.h"
 #include "host.h"
-#include "kex_host.h"
-#include "names.h"
 
 #include <stdio.h>
-#include <string.h>
 
 namespace {
 
@@ -26,31 +22,6 @@ void unpublish(const char *name) {
 }
 
 } // namespace
-
-void plugin_declare(const char *name, const char *stem) {
-    if (!name_is_valid(name, kPluginNameLength))
-        host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
-                         kPluginNameLength);
-    char path[64];
-    snprintf(path, sizeof path, "%s.EndPoint", name);
-    if (kex_declareObject(host_bus(), name, nullptr) == nullptr ||
-        kex_declareTemplate(host_bus(), path, "EndPoint") == nullptr)
-        host_fail("cannot declare the objects of '%s'", name);
-    libvoice_set_pluginname(name);
-    libvoice_set_ep_suffix(stem);
-}
-
-void plugin_endpoint_name(const char *stem, int number, char *name, size_t size) {
-    snprintf(name, size, "%s%d", stem, number);
-}
-
-void plugin_check_stem(const char *stem, int count) {
-    char last[64];
-    plugin_endpoint_name(stem, count, last, sizeof last);
-    if (!name_is_plain(stem) || !name_is_valid(last, kEndpointNameLength))
-        host_usage_error("endpoint name '%s': at most %u plain characters without dots, blanks and quotes", last,
-                         kEndpointNameLength);
-}
 
 int32_t plugin_register_endpoint(int32_t type, const char *name, const voice_codec_t *codecs, uint32_t count,
                                  bool *is_new) {

@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file plugin.h
- * What every plugin host does by the same rules: publish its objects, register endpoints, leave.
+ * What every plugin host does by the same rules: register endpoints, leave.
  */
 #pragma once
 
 #include "message.h"
-
-/** Declares the plugin's object and its template of endpoints, and names the plugin. Ends the process for a bad name. */
-void plugin_declare(const char *name, const char *stem);
-
-/** "FXS1" for the first endpoint of the stem FXS. */
-void plugin_endpoint_name(const char *stem, int number, char *name, size_t size);
-/** Ends the process when the last of `count` endpoint names, STEM1, STEM2, ..., is not one. */
-void plugin_check_stem(const char *stem, int count);
 
 /**
  * Registers one endpoint if it is not registered, by the rules of hosts/README.md. Only for voice_plugin_init.

@@ -7,6 +7,7 @@
 #include "kex_host.h"
 #include "line.h"
 #include "line_plugin.h"
+#include "names.h"
 #include "plugin.h"
 
 #include <stdarg.h>
@@ -173,6 +174,11 @@ const char *run_command(char *text) {
 
 // ---------------------------------------------------------------------------------------------------------- Options
 
+// "FXS1" for the first endpoint of the stem FXS.
+void endpoint_name(int number, char *text, size_t size) {
+    snprintf(text, size, "%s%d", stem, number);
+}
+
 void take_option(int code, const char *value) {
     long number;
     if (code == OPTION_NAME) {
@@ -209,8 +215,22 @@ void read_options(int count, char **words) {
         take_option(code, optarg);
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
-    if (plugin->lines > 0)
-        plugin_check_stem(stem, lines);
+    if (!name_is_valid(name, kPluginNameLength))
+        host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
+                         kPluginNameLength);
+    char last[64];
+    endpoint_name(lines, last, sizeof last);
+    if (plugin->lines > 0 && (!name_is_plain(stem) || !name_is_valid(last, kEndpointNameLength)))
+        host_usage_error("endpoint name '%s': at most %u plain characters without dots, blanks and quotes", last,
+                         kEndpointNameLength);
+}
+
+// The plugin's object, and the template of its endpoints.
+void declare_objects(kex_t *bus) {
+    char path[64];
+    snprintf(path, sizeof path, "%s.EndPoint", name);
+    if (kex_declareObject(bus, name, nullptr) == nullptr || kex_declareTemplate(bus, path, "EndPoint") == nullptr)
+        host_fail("cannot declare the objects of '%s'", name);
 }
 
 void application_lost(kex_t *, peer_t *, void *) {
@@ -228,7 +248,7 @@ const char *plugin_name() {
 
 line_t *plugin_add_line(const line_driver_t *driver, void *userdata, int32_t type, const char *codecs) {
     char endpoint[64];
-    plugin_endpoint_name(stem, ++lines_added, endpoint, sizeof endpoint);
+    endpoint_name(++lines_added, endpoint, sizeof endpoint);
     line_t *line = line_add(driver, userdata, type, endpoint, codecs);
     if (line == nullptr)
         host_fail("line %s with the codecs %s cannot be added", endpoint, codecs);
@@ -242,7 +262,9 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     lines = program->lines;
     read_options(count, words);
     kex_t *bus = host_start(program->program);
-    plugin_declare(name, stem);
+    declare_objects(bus);
+    libvoice_set_pluginname(name);
+    libvoice_set_ep_suffix(stem);
     program->begin(lines);
     kex_onPeerClosed(bus, application_lost, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();

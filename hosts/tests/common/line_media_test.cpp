@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+// Media: what the driver is given, who closes which descriptor on every path, contexts and streams.
+#include "line_fixture.h"
+
+#include <stdlib.h>
+
+namespace {
+
+constexpr char kLost[] = "1 refuses media: ";
+
+class LineMedia : public LineTest {
+protected:
+    LineMedia() {
+        add();
+        init(7);
+        connection_of(&info_, LIBVOICE_CODEC_PCMA, 8);
+        news();
+    }
+    // The two calls of plain media, with `count` descriptors. Afterwards sent_ holds them.
+    int32_t create(uint32_t appearance, int count, int32_t endpoint = 7) {
+        return call(callbacks_.voice_plugin_create, appearance, count, endpoint);
+    }
+    int32_t modify(uint32_t appearance, int count, int32_t endpoint = 7) {
+        return call(callbacks_.voice_plugin_modify, appearance, count, endpoint);
+    }
+    // A stream with three descriptors, in an array of which nothing else is filled.
+    int32_t add_stream(uint32_t context, uint32_t stream, uint32_t appearance, int count = 3, int32_t endpoint = 7,
+                       uint32_t codec = LIBVOICE_CODEC_PCMA) {
+        fill_descriptors(sent_, count);
+        for (int i = 3; i < LIBVOICE_DESCRIPTORS; i++)
+            sent_[i] = -77 + i; // whatever lay there
+        sent_[3] = own_;
+        int32_t *given = sent_;
+        return callbacks_.voice_plugin_add_stream(context, record(stream, codec), &given, endpoint, appearance);
+    }
+    int32_t modify_stream(uint32_t context, uint32_t stream, uint32_t version = VOICE_CNX_VERSION) {
+        voice_stream_info_t *info = record(stream, LIBVOICE_CODEC_PCMU);
+        info->version = version;
+        return callbacks_.voice_plugin_modify_stream(context, info);
+    }
+    // Which of the sent descriptors are open: "01" the first two.
+    std::string open_ones(int count = LIBVOICE_DESCRIPTORS) const {
+        std::string text;
+        for (int i = 0; i < count; i++)
+            if (sent_[i] >= 0 && is_open(sent_[i]))
+                text += static_cast<char>('0' + i);
+        return text;
+    }
+    // Media that was rejected: said, reported with the reason, and every descriptor closed.
+    void expect_rejected(const char *why) {
+        EXPECT_EQ(news().back(), std::string("says: ") + kLost + why);
+        EXPECT_EQ(open_ones(3), "") << why;
+        EXPECT_EQ(event_text(LIBVOICE_PARAM_g_cause_failurecause), why);
+        int32_t cause = 0;
+        EXPECT_TRUE(event_int(LIBVOICE_PARAM_g_cause_generalcause, &cause));
+        EXPECT_EQ(cause, VOICE_CAUSE_UNSUPPORTED);
+    }
+
+    voice_cnx_info_t info_;
+    int32_t sent_[LIBVOICE_DESCRIPTORS];
+    const int32_t own_ = open("/dev/null", O_RDONLY | O_CLOEXEC); // of somebody else, and to stay open
+
+    void TearDown() override {
+        EXPECT_TRUE(is_open(own_)) << "a descriptor was closed that nobody had sent";
+        close(own_);
+        LineTest::TearDown();
+    }
+
+private:
+    template <typename Callback>
+    int32_t call(Callback callback, uint32_t appearance, int count, int32_t endpoint) {
+        fill_descriptors(sent_, count);
+        int32_t *given = sent_;
+        return callback(endpoint, appearance, &info_, &given);
+    }
+    // As the library hands it over: the callback frees it.
+    static voice_stream_info_t *record(uint32_t stream, uint32_t codec) {
+        voice_stream_info_t *info = static_cast<voice_stream_info_t *>(malloc(sizeof *info));
+        stream_of(info, stream, codec, codec == LIBVOICE_CODEC_PCMA ? 8 : 0);
+        return info;
+    }
+};
+
+const std::string kAlaw = "mode=3 codec=" + std::to_string(LIBVOICE_CODEC_PCMA) + " payload=8 ptime=20";
+const std::string kUlaw = "mode=3 codec=" + std::to_string(LIBVOICE_CODEC_PCMU) + " payload=0 ptime=20";
+
+} // namespace
+
+TEST_F(LineMedia, TheDriverTakesTwoDescriptorsOfTen) {
+    EXPECT_EQ(create(0, LIBVOICE_DESCRIPTORS), 0);
+    EXPECT_EQ(news(), (Texts{"L1 open 0 " + kAlaw + " context=0 stream=0"}));
+    EXPECT_EQ(open_ones(), "01") << "the rest is of no use here, and closed";
+    EXPECT_EQ(callbacks_.voice_plugin_destroy(7, 0), 0);
+    EXPECT_EQ(news(), (Texts{"L1 close 0"}));
+    EXPECT_EQ(open_ones(), "");
+    EXPECT_EQ(callbacks_.voice_plugin_destroy(7, 0), 1) << "there is none any more";
+}
+
+TEST_F(LineMedia, BothAppearancesAtOnce) {
+    EXPECT_EQ(create(0, 2), 0);
+    EXPECT_EQ(create(1, 1), 0);
+    EXPECT_EQ(news(), (Texts{"L1 open 0 " + kAlaw + " context=0 stream=0",
+                             "L1 open 1 " + kAlaw + " context=0 stream=0 no control"}));
+}
+
+TEST_F(LineMedia, AChangeKeepsSocketsOrBringsNewOnes) {
+    ASSERT_EQ(create(0, 2), 0);
+    connection_of(&info_, LIBVOICE_CODEC_PCMU, 0);
+    news();
+    EXPECT_EQ(modify(0, 0), 0);
+    EXPECT_EQ(news(), (Texts{"L1 change 0 " + kUlaw + " context=0 stream=0 no media no control"}));
+    EXPECT_EQ(modify(0, 3), 0);
+    EXPECT_EQ(open_ones(), "01");
+}
+
+TEST_F(LineMedia, WhatIsRejectedIsClosedAndReported) {
+    const int all = LIBVOICE_DESCRIPTORS;
+    EXPECT_EQ(create(2, all), 1);
+    expect_rejected("no such line");
+    EXPECT_EQ(create(0xFFFFFFFF, all), 1);
+    expect_rejected("no such line");
+    EXPECT_EQ(create(0, 0), 1);
+    expect_rejected("media descriptor is no connected socket");
+    EXPECT_EQ(modify(0, all), 1);
+    expect_rejected("there is no media to change");
+    EXPECT_EQ(modify(7, all), 1);
+    expect_rejected("there is no media to change");
+    info_.version = 9;
+    EXPECT_EQ(create(0, all), 1);
+    expect_rejected("media record of another version");
+    EXPECT_EQ(modify(0, all), 1);
+    expect_rejected("media record of another version");
+    connection_of(&info_, LIBVOICE_CODEC_PCMA, 8);
+    answers("no G729 here");
+    EXPECT_EQ(create(0, all), 1);
+    expect_rejected("no G729 here");
+    answers(nullptr);
+    ASSERT_EQ(create(0, 2), 0) << "what was rejected left nothing behind";
+    EXPECT_EQ(create(0, all), 1);
+    expect_rejected("media is set up already");
+    answers("cannot");
+    EXPECT_EQ(modify(0, all), 1);
+    expect_rejected("cannot");
+}
+
+TEST_F(LineMedia, UnknownEndpointsAreClosedWithoutAWord) {
+    for (int32_t endpoint : {-1, 0, 8}) {
+        EXPECT_EQ(create(0, LIBVOICE_DESCRIPTORS, endpoint), 1);
+        EXPECT_EQ(open_ones(), "");
+        EXPECT_EQ(modify(0, LIBVOICE_DESCRIPTORS, endpoint), 1);
+        EXPECT_EQ(open_ones(), "");
+        EXPECT_EQ(callbacks_.voice_plugin_destroy(endpoint, 0), 1);
+        EXPECT_EQ(add_stream(0, 1, 0, 3, endpoint), 1);
+        EXPECT_EQ(open_ones(3), "");
+    }
+    EXPECT_EQ(news(), Texts{});
+    EXPECT_EQ(events(), Texts{});
+}
+
+TEST_F(LineMedia, StreamsBelongToAContext) {
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(5), 0);
+    EXPECT_EQ(add_stream(5, 1, 0), 0);
+    EXPECT_EQ(open_ones(3), "01");
+    EXPECT_EQ(add_stream(5, 2, 1), 0);
+    EXPECT_EQ(modify_stream(5, 2), 0);
+    EXPECT_EQ(callbacks_.voice_plugin_remove_stream(5, 1), 0);
+    EXPECT_EQ(callbacks_.voice_plugin_remove_stream(5, 1), 1) << "it is gone";
+    EXPECT_EQ(modify_stream(5, 1), 1);
+    EXPECT_EQ(callbacks_.voice_plugin_destroy_ctx(5), 0) << "streams that nobody removed go with it";
+    EXPECT_EQ(callbacks_.voice_plugin_destroy_ctx(5), 1);
+    EXPECT_EQ(news(),
+              (Texts{"L1 open 0 " + kAlaw + " context=5 stream=1", "L1 open 1 " + kAlaw + " context=5 stream=2",
+                     "L1 change 1 " + kUlaw + " context=5 stream=2 no media no control", "L1 close 0", "L1 close 1"}));
+}
+
+TEST_F(LineMedia, StreamsThatCannotBeAreClosedAndReported) {
+    ASSERT_EQ(callbacks_.voice_plugin_create_ctx(5), 0);
+    EXPECT_EQ(add_stream(6, 1, 0), 1);
+    expect_rejected("no such context");
+    EXPECT_EQ(add_stream(0, 1, 0), 1);
+    expect_rejected("no such context");
+    EXPECT_EQ(add_stream(5, 0, 0), 1);
+    expect_rejected("streams are numbered from 1");
+    EXPECT_EQ(add_stream(5, 1, 2), 1);
+    expect_rejected("no such line");
+    answers("no room");
+    EXPECT_EQ(add_stream(5, 1, 0), 1);
+    expect_rejected("no room");
+    answers(nullptr);
+    EXPECT_EQ(add_stream(5, 1, 0), 0);
+    EXPECT_EQ(add_stream(5, 2, 0), 1);
+    expect_rejected("media is set up already");
+    EXPECT_EQ(modify_stream(5, 1, 9), 1);
+    EXPECT_EQ(news().back(), std::string("says: ") + kLost + "media record of another version");
+}
+
+TEST_F(LineMedia, SixteenContextsAndEachOnce) {
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(0), 1) << "0 is no context";
+    for (uint32_t id = 1; id <= 16; id++)
+        EXPECT_EQ(callbacks_.voice_plugin_create_ctx(id), 0);
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(17), 1);
+    EXPECT_EQ(callbacks_.voice_plugin_destroy_ctx(4), 0);
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(5), 1) << "it exists";
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(17), 0);
+    EXPECT_EQ(callbacks_.voice_plugin_destroy_ctx(0), 1);
+    EXPECT_EQ(callbacks_.voice_plugin_remove_stream(0, 0), 1);
+}
+
+TEST_F(LineTest, APluginWithoutLinesHasNoContexts) {
+    EXPECT_EQ(callbacks_.voice_plugin_create_ctx(1), 1);
+}
+
+TEST_F(LineTest, ADriverWithoutMediaRejectsItWithACause) {
+    line_driver_t silent = {};
+    add("L1", &silent);
+    init(7);
+    news();
+    voice_cnx_info_t info;
+    connection_of(&info, LIBVOICE_CODEC_PCMA, 8);
+    int32_t descriptors[LIBVOICE_DESCRIPTORS], *given = descriptors;
+    fill_descriptors(descriptors, LIBVOICE_DESCRIPTORS);
+    EXPECT_EQ(callbacks_.voice_plugin_create(7, 0, &info, &given), 1);
+    EXPECT_EQ(news(), (Texts{"says: 1 refuses media: no media here"}));
+    EXPECT_EQ(event_text(LIBVOICE_PARAM_g_cause_failurecause), "no media here");
+    for (int32_t descriptor : descriptors)
+        EXPECT_FALSE(is_open(descriptor));
+    // Media that can be opened but not changed.
+    silent.open = driver_.open;
+    silent.close = driver_.close;
+    fill_descriptors(descriptors, 2);
+    ASSERT_EQ(callbacks_.voice_plugin_create(7, 0, &info, &given), 0);
+    fill_descriptors(descriptors, 1);
+    EXPECT_EQ(callbacks_.voice_plugin_modify(7, 0, &info, &given), 1);
+    EXPECT_EQ(news().back(), "says: 1 refuses media: media cannot be changed here");
+    EXPECT_FALSE(is_open(descriptors[0]));
+}
