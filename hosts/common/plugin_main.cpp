@@ -189,7 +189,7 @@ void take_option(int code, const char *value) {
         if (!read_number(value, 1, plugin->most_lines, &number))
             host_usage_error("--lines %s: a number from 1 to %d", value, plugin->most_lines);
         lines = static_cast<int>(number);
-    } else if (code >= OPTION_OWN && code < OPTION_OWN + kOwnOptions) {
+    } else if (plugin->options != nullptr && code >= OPTION_OWN && code < OPTION_OWN + kOwnOptions) {
         const plugin_option_t *own = &plugin->options[code - OPTION_OWN];
         const char *wrong = own->take(value);
         if (wrong != nullptr)
