@@ -12,7 +12,7 @@
 
 namespace {
 
-int32_t app_get_country(char *country, uint32_t size) {
+int32_t country_get(char *country, uint32_t size) {
     if (size < sizeof the_plan.country)
         return -1;
     memcpy(country, the_plan.country, sizeof the_plan.country);
@@ -24,12 +24,12 @@ int32_t app_get_country(char *country, uint32_t size) {
 
 libvoice_app_callbacks_t application_callbacks() {
     libvoice_app_callbacks_t callbacks = {};
-    callbacks.voice_app_get_country = app_get_country;
-    callbacks.voice_app_event = app_event;
-    callbacks.voice_app_register_endpoint = app_register_endpoint;
-    callbacks.voice_app_endpoint_deleted = app_endpoint_deleted;
-    callbacks.voice_app_get_done = app_get_done;
-    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which peer_closed() sees, and with
+    callbacks.voice_app_get_country = country_get;
+    callbacks.voice_app_event = event_arrived;
+    callbacks.voice_app_register_endpoint = endpoint_registered;
+    callbacks.voice_app_endpoint_deleted = endpoint_deleted;
+    callbacks.voice_app_get_done = parameters_get_done;
+    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which plugins_peer_closed() sees, and with
     // the slot set the request to a plugin for whom the table has no room would never be given back.
     return callbacks;
 }

@@ -18,108 +18,107 @@ namespace {
 uint32_t last_call_id;
 
 // After a call has gone from one of a line's appearances: what its user hears now.
-void settle(line *line) {
-    call *left = line->calls[0] != nullptr ? line->calls[0] : line->calls[1];
-    if (line->context != 0 && left != nullptr) {
-        line->active = party_of(left, line)->appearance; // the conference goes on between two
+void line_settle(line *who) {
+    call *left = who->calls[0] != nullptr ? who->calls[0] : who->calls[1];
+    if (who->context != 0 && left != nullptr) {
+        who->active = party_of_line(left, who)->appearance; // the conference goes on between two
         return;
     }
-    if (line->context != 0)
-        media_leave(line);
-    if (!line->off_hook) { // it was ringing
-        silence(line);
-        set_state(line, LINE_IDLE);
+    if (who->context != 0)
+        media_leave(who);
+    if (!who->off_hook) { // it was ringing
+        line_silence(who);
+        line_set_state(who, LINE_IDLE);
         return;
     }
-    if (line->type == VOICE_ENDPOINT_FXO) {
-        line_signal(line, LIBVOICE_SIGNAL_fxo_on);
-        line->off_hook = false;
-        set_state(line, LINE_IDLE);
+    if (who->type == VOICE_ENDPOINT_FXO) {
+        line_signal(who, LIBVOICE_SIGNAL_fxo_on);
+        who->off_hook = false;
+        line_set_state(who, LINE_IDLE);
         return;
     }
-    if (left != nullptr && (left->state != CALL_HELD || left->holder != line))
+    if (left != nullptr && (left->state != CALL_HELD || left->holder != who))
         return; // the held one went; the active one is not touched
-    if (left != nullptr && (line->state == LINE_DIAL_TONE || line->state == LINE_COLLECTING))
+    if (left != nullptr && (who->state == LINE_DIAL_TONE || who->state == LINE_COLLECTING))
         return;
-    if (left == nullptr &&
-        (line->state == LINE_DIAL_TONE || line->state == LINE_COLLECTING || line->state == LINE_BUSY))
+    if (left == nullptr && (who->state == LINE_DIAL_TONE || who->state == LINE_COLLECTING || who->state == LINE_BUSY))
         return; // the held party gave up while we were dialling
-    line_signal(line, LIBVOICE_SIGNAL_cg_bt);
-    set_state(line, LINE_BUSY); // with a held call left, a flash brings it back
+    line_signal(who, LIBVOICE_SIGNAL_cg_bt);
+    line_set_state(who, LINE_BUSY); // with a held call left, a flash brings it back
 }
 
 } // namespace
 
-const char *call_text(const call *call) {
+const char *call_text(const call *it) {
     static char text[2 * 40 + 4];
-    snprintf(text, sizeof text, "%s->%s", call->from.who->label, call->to_text);
+    snprintf(text, sizeof text, "%s->%s", it->from.who->label, it->to_text);
     return text;
 }
 
-party *party_of(call *call, const line *line) {
-    return call->from.who == line ? &call->from : &call->to;
+party *party_of_line(call *it, const line *who) {
+    return it->from.who == who ? &it->from : &it->to;
 }
 
-party *other_party(call *call, const line *line) {
-    return call->from.who == line ? &call->to : &call->from;
+party *party_opposite(call *it, const line *who) {
+    return it->from.who == who ? &it->to : &it->from;
 }
 
-call *new_call(line *from, line *to, const char *to_text, const voice_codec_t *codec) {
-    for (call &call : calls) {
-        if (call.used)
+call *call_begin(line *from, line *to, const char *to_text, const voice_codec_t *codec) {
+    for (call &it : calls) {
+        if (it.used)
             continue;
-        memset(&call, 0, sizeof call);
-        call.used = true;
-        call.id = ++last_call_id;
-        call.codec = *codec;
-        call.from.who = from;
-        call.from.appearance = from->active;
-        call.to.who = to;
+        memset(&it, 0, sizeof it);
+        it.used = true;
+        it.id = ++last_call_id;
+        it.codec = *codec;
+        it.from.who = from;
+        it.from.appearance = from->active;
+        it.to.who = to;
         to->active = 0;
-        snprintf(call.to_text, sizeof call.to_text, "%s", to_text);
-        for (party *party : {&call.from, &call.to}) {
-            party->who->calls[party->appearance] = &call;
-            party->who->last_call[party->appearance] = call.id;
+        snprintf(it.to_text, sizeof it.to_text, "%s", to_text);
+        for (party *each : {&it.from, &it.to}) {
+            each->who->calls[each->appearance] = &it;
+            each->who->last_call[each->appearance] = it.id;
         }
-        return &call;
+        return &it;
     }
     return nullptr;
 }
 
-void say_refused_call(const line *from, const char *to_text, const char *why) {
+void call_say_rejected(const line *from, const char *to_text, const char *why) {
     say("call %u %s->%s refused: %s", ++last_call_id, from->label, to_text, why);
 }
 
-void refuse_call(line *from, const char *to_text, uint32_t tone, const char *why) {
-    say_refused_call(from, to_text, why);
-    refuse_line(from, tone);
+void call_reject(line *from, const char *to_text, uint32_t tone, const char *why) {
+    call_say_rejected(from, to_text, why);
+    line_reject(from, tone);
 }
 
-void talk(call *call) {
-    stop_timer(&call->timer);
-    silence(call->from.who);
-    silence(call->to.who);
-    call->state = CALL_TALKING;
-    say("call %u %s answered codec=%s", call->id, call_text(call), codec_name(call->codec.codec));
-    set_state(call->from.who, LINE_TALKING);
-    set_state(call->to.who, LINE_TALKING);
-    const char *wrong = media_start(call);
+void call_answer(call *it) {
+    timer_stop(&it->timer);
+    line_silence(it->from.who);
+    line_silence(it->to.who);
+    it->state = CALL_TALKING;
+    say("call %u %s answered codec=%s", it->id, call_text(it), codec_name(it->codec.codec));
+    line_set_state(it->from.who, LINE_TALKING);
+    line_set_state(it->to.who, LINE_TALKING);
+    const char *wrong = media_start(it);
     if (wrong != nullptr)
-        end_call(call, nullptr, wrong);
+        call_end(it, nullptr, wrong);
 }
 
-void end_call(call *call, line *leaving, const char *why) {
+void call_end(call *it, line *leaving, const char *why) {
     if (leaving != nullptr)
-        say("call %u %s ended: %s %s", call->id, call_text(call), leaving->label, why);
+        say("call %u %s ended: %s %s", it->id, call_text(it), leaving->label, why);
     else
-        say("call %u %s ended: %s", call->id, call_text(call), why);
-    stop_timer(&call->timer);
-    media_stop(call);
-    for (party *party : {&call->from, &call->to})
-        if (party->who->calls[party->appearance] == call)
-            party->who->calls[party->appearance] = nullptr;
-    call->used = false;
-    for (party *party : {&call->from, &call->to})
-        if (party->who != leaving && party->who->used)
-            settle(party->who);
+        say("call %u %s ended: %s", it->id, call_text(it), why);
+    timer_stop(&it->timer);
+    media_stop(it);
+    for (party *each : {&it->from, &it->to})
+        if (each->who->calls[each->appearance] == it)
+            each->who->calls[each->appearance] = nullptr;
+    it->used = false;
+    for (party *each : {&it->from, &it->to})
+        if (each->who != leaving && each->who->used)
+            line_settle(each->who);
 }

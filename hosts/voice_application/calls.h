@@ -13,7 +13,7 @@
 
 constexpr uint32_t kCalls = 16;
 
-/** One side of a call. */
+/** A line's part in a call. */
 struct party {
     line *who;
     uint32_t appearance;
@@ -40,17 +40,17 @@ struct call {
 extern call calls[kCalls];
 
 /** "101->201" */
-const char *call_text(const call *call);
-party *party_of(call *call, const line *line);
-party *other_party(call *call, const line *line);
+const char *call_text(const call *it);
+party *party_of_line(call *it, const line *who);
+party *party_opposite(call *it, const line *who);
 
 /** A call from the caller's active appearance; null: there are too many. */
-call *new_call(line *from, line *to, const char *to_text, const voice_codec_t *codec);
+call *call_begin(line *from, line *to, const char *to_text, const voice_codec_t *codec);
 /** Says that a call does not come about. */
-void say_refused_call(const line *from, const char *to_text, const char *why);
+void call_say_rejected(const line *from, const char *to_text, const char *why);
 /** The same, and the caller hears a tone. */
-void refuse_call(line *from, const char *to_text, uint32_t tone, const char *why);
+void call_reject(line *from, const char *to_text, uint32_t tone, const char *why);
 /** The call is answered: both lines talk. */
-void talk(call *call);
-/** Ends a call: by the line that leaves it, or by null. Its other lines learn it. */
-void end_call(call *call, line *leaving, const char *why);
+void call_answer(call *it);
+/** Ends a call: `leaving` is the line that left it, or null. The other lines learn it. */
+void call_end(call *it, line *leaving, const char *why);

@@ -6,4 +6,4 @@
 #pragma once
 
 /** Runs one command. @return null when done, else why not. */
-const char *command(char *text);
+const char *command_run(char *text);

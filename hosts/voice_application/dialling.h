@@ -8,6 +8,6 @@
 #include "lines.h"
 
 /** A line that was lifted, or that put its call on hold, may dial. */
-void give_dial_tone(line *line);
+void line_give_dial_tone(line *who);
 /** A digit of a line that dials. */
-void collect_digit(line *line, char digit);
+void line_collect_digit(line *who, char digit);

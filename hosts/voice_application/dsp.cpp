@@ -2,15 +2,15 @@
 // Driving a DSP plugin over the bus.
 #include "dsp.h"
 
+#include "codecs.h"
+#include "console.h"
+#include "descriptors.h"
+#include "host.h"
+#include "media.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
-
-#include "codecs.h"
-#include "console.h"
-#include "host.h"
-#include "media.h"
 
 namespace {
 
@@ -21,13 +21,13 @@ constexpr int kChannels = 2;
 uint32_t last_dsp;
 uint16_t ports[kChannels];
 
-// What a request was about, for the line that says its answer.
+// What a request was about, for the output that says its answer.
 struct question {
     char text[160];
     bool answered;
 };
 
-void reply(request_t *request, reply_item_t *item) {
+void question_answered(request_t *request, reply_item_t *item) {
     question *asked = static_cast<question *>(request_data(request));
     int yes = 0;
     if (item == nullptr) { // complete: a plugin that died has given no item at all, or an error
@@ -46,11 +46,11 @@ void reply(request_t *request, reply_item_t *item) {
         say("dsp %s: %s", asked->text, yes ? "true" : "false");
 }
 
-request_t *begin(const char *path, const char *function) {
+request_t *request_begin(const char *path, const char *function) {
     return request_create_executeFunction(path, function, LIBVOICE_REQUEST_FLAGS_MEDIA);
 }
 
-void add_text(request_t *request, const char *name, const char *text) {
+void request_add_text(request_t *request, const char *name, const char *text) {
     variant_t value;
     variant_initialize(&value, VARIANT_TEXT);
     variant_setChar(&value, text);
@@ -58,7 +58,7 @@ void add_text(request_t *request, const char *name, const char *text) {
     variant_cleanup(&value);
 }
 
-void add_number(request_t *request, const char *name, uint32_t number) {
+void request_add_number(request_t *request, const char *name, uint32_t number) {
     variant_t value;
     variant_initialize(&value, VARIANT_UINT32);
     variant_setUInt32(&value, number);
@@ -66,7 +66,7 @@ void add_number(request_t *request, const char *name, uint32_t number) {
     variant_cleanup(&value);
 }
 
-void add_bytes(request_t *request, const char *name, const void *bytes, uint32_t length) {
+void request_add_bytes(request_t *request, const char *name, const void *bytes, uint32_t length) {
     variant_t value;
     variant_initialize(&value, VARIANT_BYTES);
     variant_setByteArray(&value, bytes, length);
@@ -74,7 +74,7 @@ void add_bytes(request_t *request, const char *name, const void *bytes, uint32_t
     variant_cleanup(&value);
 }
 
-void add_descriptors(request_t *request, const int32_t *descriptors, int count) {
+void request_add_descriptors(request_t *request, const int32_t *descriptors, int count) {
     variant_t list, value;
     variant_initialize(&list, VARIANT_LIST);
     variant_initialize(&value, VARIANT_FD);
@@ -88,7 +88,7 @@ void add_descriptors(request_t *request, const int32_t *descriptors, int count) 
 }
 
 // Sends it and lets the answer come when it comes. @return whether it left.
-bool ask(request_t *request, const char *plugin, const char *what, const char *object) {
+bool request_ask(request_t *request, const char *plugin, const char *what, const char *object) {
     question *asked = static_cast<question *>(calloc(1, sizeof *asked));
     if (request == nullptr || asked == nullptr) {
         free(asked);
@@ -97,7 +97,7 @@ bool ask(request_t *request, const char *plugin, const char *what, const char *o
     }
     snprintf(asked->text, sizeof asked->text, "%s %s %s", plugin, what, object);
     request_setData(request, asked);
-    request_setReplyHandler(request, reply);
+    request_setReplyHandler(request, question_answered);
     if (kex_sendRequest(host_bus(), libvoice_plugin_get_peer_by_name(plugin), request))
         return true;
     free(asked); // no handler will ever run
@@ -110,27 +110,27 @@ void channel_path(const char *plugin, int channel, char *path, size_t size, char
     snprintf(path, size, "%s.DSPPlugin.DSP.D%u.DSP_CHANNEL.%s", plugin, last_dsp, name);
 }
 
-bool make_objects(const char *plugin) {
+bool dsp_create(const char *plugin) {
     char dsp[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     snprintf(dsp, sizeof dsp, "D%u", last_dsp);
     snprintf(path, sizeof path, "%s.DSPPlugin", plugin);
-    request_t *request = begin(path, "createDsp");
-    add_text(request, "name", dsp);
-    if (!ask(request, plugin, "createDsp", dsp))
+    request_t *request = request_begin(path, "createDsp");
+    request_add_text(request, "name", dsp);
+    if (!request_ask(request, plugin, "createDsp", dsp))
         return false;
     for (int i = 0; i < kChannels; i++) {
         char name[16];
         channel_path(plugin, i, path, sizeof path, name, sizeof name);
         snprintf(path, sizeof path, "%s.DSPPlugin.DSP.%s", plugin, dsp);
-        request = begin(path, "createDspChannel");
-        add_text(request, "name", name);
-        if (!ask(request, plugin, "createDspChannel", name))
+        request = request_begin(path, "createDspChannel");
+        request_add_text(request, "name", name);
+        if (!request_ask(request, plugin, "createDspChannel", name))
             return false;
     }
     return true;
 }
 
-bool start_channel(const char *plugin, int channel, const voice_codec_t *codec) {
+bool channel_start(const char *plugin, int channel, const voice_codec_t *codec) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
     int32_t descriptors[3] = {-1, -1, -1};
@@ -138,46 +138,45 @@ bool start_channel(const char *plugin, int channel, const voice_codec_t *codec) 
         return false;
     voice_cnx_info_t info;
     media_fill_connection(codec, VOICE_MODE_SEND_RECEIVE, &info);
-    request_t *request = begin(path, "create");
-    add_bytes(request, "cnx_info", &info, LIBVOICE_CNX_INFO_BYTES);
-    add_descriptors(request, descriptors, 3);
-    add_text(request, "endpoint_path", "");
-    add_number(request, "ep_line_id", kLine);
-    bool sent = ask(request, plugin, "create", name);
-    close(descriptors[0]);
-    close(descriptors[1]);
+    request_t *request = request_begin(path, "create");
+    request_add_bytes(request, "cnx_info", &info, LIBVOICE_CNX_INFO_BYTES);
+    request_add_descriptors(request, descriptors, 3);
+    request_add_text(request, "endpoint_path", "");
+    request_add_number(request, "ep_line_id", kLine);
+    bool sent = request_ask(request, plugin, "create", name);
+    descriptors_close(descriptors, 0, 3);
     return sent;
 }
 
-bool play(const char *plugin, int channel, uint32_t signal) {
+bool channel_play(const char *plugin, int channel, uint32_t signal) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
     signal_message message;
     signal_begin(&message, 0, signal, kLine);
-    request_t *request = begin(path, "signal");
-    add_bytes(request, "signal", &message, static_cast<uint32_t>(sizeof message.head));
-    return ask(request, plugin, "signal", name);
+    request_t *request = request_begin(path, "signal");
+    request_add_bytes(request, "signal", &message, static_cast<uint32_t>(sizeof message.head));
+    return request_ask(request, plugin, "signal", name);
 }
 
-bool change(const char *plugin, int channel, const voice_codec_t *codec) {
+bool channel_change(const char *plugin, int channel, const voice_codec_t *codec) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
     const int32_t keep[3] = {-1, -1, -1};
     voice_cnx_info_t info;
     media_fill_connection(codec, VOICE_MODE_SEND_RECEIVE, &info);
-    request_t *request = begin(path, "modify");
-    add_bytes(request, "cnx_info", &info, LIBVOICE_CNX_INFO_BYTES);
-    add_descriptors(request, keep, 3);
-    add_number(request, "ep_line_id", kLine);
-    return ask(request, plugin, "modify", name);
+    request_t *request = request_begin(path, "modify");
+    request_add_bytes(request, "cnx_info", &info, LIBVOICE_CNX_INFO_BYTES);
+    request_add_descriptors(request, keep, 3);
+    request_add_number(request, "ep_line_id", kLine);
+    return request_ask(request, plugin, "modify", name);
 }
 
-bool destroy(const char *plugin, int channel) {
+bool channel_destroy(const char *plugin, int channel) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
-    request_t *request = begin(path, "destroy");
-    add_number(request, "ep_line_id", kLine);
-    return ask(request, plugin, "destroy", name);
+    request_t *request = request_begin(path, "destroy");
+    request_add_number(request, "ep_line_id", kLine);
+    return request_ask(request, plugin, "destroy", name);
 }
 
 } // namespace
@@ -193,10 +192,10 @@ const char *dsp_command(const char *plugin, const char *verb, const char *argume
         if (ports[0] == 0 || ports[1] == 0)
             return "no media ports left";
         // All of it at once: requests are done in the order in which they are sent.
-        sent = make_objects(plugin);
+        sent = dsp_create(plugin);
         for (int i = 0; sent && i < kChannels; i++)
-            sent = start_channel(plugin, i, codec_by_name("PCMA"));
-        sent = sent && play(plugin, 0, LIBVOICE_SIGNAL_cg_rt);
+            sent = channel_start(plugin, i, codec_by_name("PCMA"));
+        sent = sent && channel_play(plugin, 0, LIBVOICE_SIGNAL_cg_rt);
     } else if (last_dsp == 0) {
         return "make a DSP first: dsp PLUGIN";
     } else if (strcmp(verb, "codec") == 0) {
@@ -204,10 +203,10 @@ const char *dsp_command(const char *plugin, const char *verb, const char *argume
         if (codec == nullptr)
             return "dsp PLUGIN codec CODEC: a codec like PCMA, PCMU";
         for (int i = 0; sent && i < kChannels; i++)
-            sent = change(plugin, i, codec);
+            sent = channel_change(plugin, i, codec);
     } else if (strcmp(verb, "destroy") == 0) {
         for (int i = 0; sent && i < kChannels; i++)
-            sent = destroy(plugin, i);
+            sent = channel_destroy(plugin, i);
     } else {
         return "dsp PLUGIN | dsp PLUGIN codec CODEC | dsp PLUGIN destroy";
     }

@@ -7,5 +7,5 @@
 
 #include "libvoice_plugin.h"
 
-int32_t app_register_endpoint(libvoice_endpoint_t *entry);
-void app_endpoint_deleted(libvoice_endpoint_t *entry);
+int32_t endpoint_registered(libvoice_endpoint_t *entry);
+void endpoint_deleted(libvoice_endpoint_t *entry);

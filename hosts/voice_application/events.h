@@ -7,4 +7,4 @@
 
 #include "libvoice_plugin.h"
 
-int32_t app_event(libvoice_event_t *message);
+int32_t event_arrived(libvoice_event_t *message);

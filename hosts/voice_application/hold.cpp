@@ -9,59 +9,59 @@
 
 namespace {
 
-void unhold(call *call) {
-    line *held = other_party(call, call->holder)->who;
-    call->state = CALL_TALKING;
-    call->holder = nullptr;
-    silence(held);
-    set_state(held, LINE_TALKING);
+void call_unhold(call *it) {
+    line *held = party_opposite(it, it->holder)->who;
+    it->state = CALL_TALKING;
+    it->holder = nullptr;
+    line_silence(held);
+    line_set_state(held, LINE_TALKING);
 }
 
 } // namespace
 
-call *held_call(const line *line) {
-    call *other = line->calls[1 - line->active];
-    return other != nullptr && other->state == CALL_HELD && other->holder == line ? other : nullptr;
+call *line_held_call(const line *who) {
+    call *other = who->calls[1 - who->active];
+    return other != nullptr && other->state == CALL_HELD && other->holder == who ? other : nullptr;
 }
 
-void hold(line *line) {
-    call *call = line->calls[line->active];
-    struct line *held = other_party(call, line)->who;
-    call->state = CALL_HELD;
-    call->holder = line;
-    say("call %u %s held by %s", call->id, call_text(call), line->label);
-    media_change(call, VOICE_MODE_INACTIVE);
+void line_hold(line *who) {
+    call *it = who->calls[who->active];
+    line *held = party_opposite(it, who)->who;
+    it->state = CALL_HELD;
+    it->holder = who;
+    say("call %u %s held by %s", it->id, call_text(it), who->label);
+    media_change(it, VOICE_MODE_INACTIVE);
     if (held->type != VOICE_ENDPOINT_FXO)
         line_signal(held, LIBVOICE_SIGNAL_srvtn_ht);
-    set_state(held, LINE_HELD);
-    line->active = 1 - line->active;
-    give_dial_tone(line);
+    line_set_state(held, LINE_HELD);
+    who->active = 1 - who->active;
+    line_give_dial_tone(who);
 }
 
-void resume(line *line) {
-    stop_timer(&line->timer);
-    line->active = 1 - line->active;
-    call *call = line->calls[line->active];
-    silence(line);
-    unhold(call);
-    say("call %u %s resumed", call->id, call_text(call));
-    set_state(line, LINE_TALKING);
-    const char *wrong = media_change(call, VOICE_MODE_SEND_RECEIVE);
+void line_resume(line *who) {
+    timer_stop(&who->timer);
+    who->active = 1 - who->active;
+    call *it = who->calls[who->active];
+    line_silence(who);
+    call_unhold(it);
+    say("call %u %s resumed", it->id, call_text(it));
+    line_set_state(who, LINE_TALKING);
+    const char *wrong = media_change(it, VOICE_MODE_SEND_RECEIVE);
     if (wrong != nullptr)
-        end_call(call, nullptr, wrong);
+        call_end(it, nullptr, wrong);
 }
 
-void join(line *line) {
-    call *first = line->calls[1 - line->active];
-    call *second = line->calls[line->active];
-    unhold(first);
-    const char *wrong = media_join(line);
+void line_join(line *who) {
+    call *first = who->calls[1 - who->active];
+    call *second = who->calls[who->active];
+    call_unhold(first);
+    const char *wrong = media_join(who);
     if (wrong == nullptr) {
-        say("conference %u %s: %s, %s", line->context, line->label, other_party(first, line)->who->label,
-            other_party(second, line)->who->label);
+        say("conference %u %s: %s, %s", who->context, who->label, party_opposite(first, who)->who->label,
+            party_opposite(second, who)->who->label);
         return;
     }
-    say("conference of %s refused: %s", line->label, wrong);
-    end_call(second, nullptr, wrong);
-    end_call(first, nullptr, wrong);
+    say("conference of %s refused: %s", who->label, wrong);
+    call_end(second, nullptr, wrong);
+    call_end(first, nullptr, wrong);
 }

@@ -8,10 +8,10 @@
 #include "calls.h"
 
 /** The call that the line holds in its other appearance, or null. */
-call *held_call(const line *line);
+call *line_held_call(const line *who);
 /** Puts the line's active call on hold; its other appearance may dial. */
-void hold(line *line);
+void line_hold(line *who);
 /** Goes back to the call that the line holds. */
-void resume(line *line);
+void line_resume(line *who);
 /** Joins the line's two calls in its plugin. */
-void join(line *line);
+void line_join(line *who);

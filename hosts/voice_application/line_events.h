@@ -10,11 +10,11 @@
 
 #include "lines.h"
 
-void line_off_hook(line *line);
-void line_on_hook(line *line);
-void line_digit(line *line, char digit);
-void line_flash(line *line);
+void line_off_hook(line *who);
+void line_on_hook(line *who);
+void line_digit(line *who, char digit);
+void line_flash(line *who);
 /** A plugin could not do what it was told; the call of that appearance ends. */
-void line_failed(line *line, uint32_t appearance, const char *why);
+void line_failed(line *who, uint32_t appearance, const char *why);
 /** The line was taken back, or its plugin has gone. */
-void line_gone(line *line, const char *why);
+void line_gone(line *who, const char *why);

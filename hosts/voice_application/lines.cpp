@@ -25,50 +25,50 @@ line *line_of_endpoint(int32_t endpoint) {
 line *line_of_text(const char *text) {
     if (text == nullptr || *text == 0) // an empty number is none
         return nullptr;
-    for (line &line : lines)
-        if (line.used && strcmp(line.number, text) == 0)
-            return &line;
-    for (line &line : lines) {
-        if (!line.used)
+    for (line &who : lines)
+        if (who.used && strcmp(who.number, text) == 0)
+            return &who;
+    for (line &who : lines) {
+        if (!who.used)
             continue;
         char full[64];
-        snprintf(full, sizeof full, "%s.%s", line.plugin, endpt_table[line.endpoint].name);
-        if (strcmp(full, text) == 0 || strcmp(endpt_table[line.endpoint].name, text) == 0)
-            return &line;
+        snprintf(full, sizeof full, "%s.%s", who.plugin, endpt_table[who.endpoint].name);
+        if (strcmp(full, text) == 0 || strcmp(endpt_table[who.endpoint].name, text) == 0)
+            return &who;
     }
     return nullptr;
 }
 
-void set_state(line *line, line_state state) {
-    if (line->state == state)
+void line_set_state(line *who, line_state state) {
+    if (who->state == state)
         return;
-    line->state = state;
-    if (line->used)
-        say("line %s %s", line->label, line_state_name(state));
+    who->state = state;
+    if (who->used)
+        say("line %s %s", who->label, line_state_name(state));
 }
 
-bool may_begin(const line *line) {
-    return line->used && line->state == LINE_IDLE && !line->off_hook;
+bool line_is_free(const line *who) {
+    return who->used && who->state == LINE_IDLE && !who->off_hook;
 }
 
-void line_signal(line *line, uint32_t signal) {
-    if (!line->used || !line->reachable)
+void line_signal(line *who, uint32_t signal) {
+    if (!who->used || !who->reachable)
         return;
     signal_message message;
-    signal_begin(&message, line->endpoint, signal, line->active);
+    signal_begin(&message, who->endpoint, signal, who->active);
     signal_send(&message);
 }
 
-void silence(line *line) {
-    line_signal(line, LIBVOICE_SIGNAL_zil_cancel_all_signals);
+void line_silence(line *who) {
+    line_signal(who, LIBVOICE_SIGNAL_zil_cancel_all_signals);
 }
 
-void refuse_line(line *line, uint32_t tone) {
-    stop_timer(&line->timer);
-    if (line->type == VOICE_ENDPOINT_FXO) { // nobody listens there
-        set_state(line, LINE_IDLE);
+void line_reject(line *who, uint32_t tone) {
+    timer_stop(&who->timer);
+    if (who->type == VOICE_ENDPOINT_FXO) { // nobody listens there
+        line_set_state(who, LINE_IDLE);
         return;
     }
-    line_signal(line, tone);
-    set_state(line, LINE_BUSY);
+    line_signal(who, tone);
+    line_set_state(who, LINE_BUSY);
 }

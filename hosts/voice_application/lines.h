@@ -21,7 +21,7 @@ enum line_state {
     LINE_CALLING,    // hears ring-back
     LINE_RINGING,
     LINE_TALKING,
-    LINE_HELD, // by the other side
+    LINE_HELD, // by the other party
     LINE_BUSY, // off hook without a call: hears busy tone or the like until it is put back
 };
 
@@ -57,13 +57,13 @@ line *line_of_endpoint(int32_t endpoint);
 line *line_of_text(const char *text);
 
 /** Changes a line's state, and says so. */
-void set_state(line *line, line_state state);
+void line_set_state(line *who, line_state state);
 /** Whether the line can be called: it is idle and on hook. */
-bool may_begin(const line *line);
+bool line_is_free(const line *who);
 
 /** Sends a signal without parameters. */
-void line_signal(line *line, uint32_t signal);
+void line_signal(line *who, uint32_t signal);
 /** Ends all that the line plays. */
-void silence(line *line);
+void line_silence(line *who);
 /** A line hears why nothing comes of it, until it is put back. */
-void refuse_line(line *line, uint32_t tone);
+void line_reject(line *who, uint32_t tone);

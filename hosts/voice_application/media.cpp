@@ -2,6 +2,10 @@
 // Media of a call: codecs, sockets, and the requests that set them up in both plugins.
 #include "media.h"
 
+#include "codecs.h"
+#include "console.h"
+#include "descriptors.h"
+
 #include <arpa/inet.h>
 #include <initializer_list>
 #include <stdio.h>
@@ -9,13 +13,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "codecs.h"
-#include "console.h"
-
 namespace {
 
 constexpr int32_t kPacketMs = 20;
-constexpr uint32_t kContextStreams = 2; // a stream for each appearance of the line, numbered from 1
 
 uint32_t last_context;
 uint16_t next_port; // where to look for free ports: moves on, so that ports just closed rest a while
@@ -38,13 +38,13 @@ bool port_is_free(uint16_t port) {
 }
 
 bool port_is_ours(uint16_t port) {
-    for (const call &call : calls)
-        if (call.used && (call.from.port == port || call.to.port == port))
+    for (const call &it : calls)
+        if (it.used && (it.from.port == port || it.to.port == port))
             return true;
     return false;
 }
 
-void fill_parameters(const voice_codec_t *codec, uint32_t mode, uint32_t *params, uint32_t *length) {
+void parameters_fill(const voice_codec_t *codec, uint32_t mode, uint32_t *params, uint32_t *length) {
     const struct {
         uint32_t id;
         uint32_t value;
@@ -61,60 +61,57 @@ void fill_parameters(const voice_codec_t *codec, uint32_t mode, uint32_t *params
         params_add_int(params, VOICE_CNX_PARAMETER_BYTES, length, item.id, static_cast<int32_t>(item.value));
 }
 
-void fill_connection(const call *call, const party *side, const party *other, uint32_t mode, voice_cnx_info_t *info) {
-    media_fill_connection(&call->codec, mode, info);
-    sockaddr_in local = address_of(side->port), remote = address_of(other->port);
+void connection_fill(const call *it, const party *own, const party *far, uint32_t mode, voice_cnx_info_t *info) {
+    media_fill_connection(&it->codec, mode, info);
+    sockaddr_in local = address_of(own->port), remote = address_of(far->port);
     static_assert(sizeof local == sizeof info->local);
     memcpy(info->local, &local, sizeof local);
     memcpy(info->remote, &remote, sizeof remote);
 }
 
-void fill_stream(const call *call, const party *side, uint32_t mode, voice_stream_info_t *info) {
+void stream_fill(const call *it, const party *own, uint32_t mode, voice_stream_info_t *info) {
     memset(info, 0, sizeof *info);
-    info->stream = side->stream;
+    info->stream = own->stream;
     info->mode = mode;
     info->version = VOICE_CNX_VERSION;
-    fill_parameters(&call->codec, mode, info->params, &info->length);
+    parameters_fill(&it->codec, mode, info->params, &info->length);
 }
 
-// Sets up one side. The sockets, where we open them, go to the plugin; our copies close here.
-const char *start_side(call *call, party *side, const party *other) {
-    line *line = side->who;
+// Sets up one party. The sockets, where we open them, go to the plugin; our copies close here.
+const char *party_start_media(call *it, party *own, const party *far) {
+    line *who = own->who;
     int32_t descriptors[3] = {-1, -1, -1}; // media, control, no fax
-    if ((line->context != 0 || !libvoice_get_convert_media()) &&
-        !media_open_sockets(side->port, other->port, descriptors))
+    if ((who->context != 0 || !libvoice_get_convert_media()) && !media_open_sockets(own->port, far->port, descriptors))
         return "no media sockets";
     uint32_t result;
-    if (line->context != 0) {
-        side->stream = side->appearance + 1;
+    if (who->context != 0) {
+        own->stream = own->appearance + 1; // a stream for each appearance of the line, numbered from 1
         voice_stream_info_t info;
-        fill_stream(call, side, VOICE_MODE_SEND_RECEIVE, &info);
-        result = libvoice_add_stream(line->plugin, line->endpoint, line->context, &info, descriptors, side->appearance);
+        stream_fill(it, own, VOICE_MODE_SEND_RECEIVE, &info);
+        result = libvoice_add_stream(who->plugin, who->endpoint, who->context, &info, descriptors, own->appearance);
     } else {
         voice_cnx_info_t info;
-        fill_connection(call, side, other, VOICE_MODE_SEND_RECEIVE, &info);
-        result = libvoice_create_media(line->endpoint, side->appearance, &info, descriptors[0], descriptors[1],
+        connection_fill(it, own, far, VOICE_MODE_SEND_RECEIVE, &info);
+        result = libvoice_create_media(who->endpoint, own->appearance, &info, descriptors[0], descriptors[1],
                                        descriptors[2]);
     }
-    for (int descriptor : descriptors)
-        if (descriptor >= 0)
-            close(descriptor);
+    descriptors_close(descriptors, 0, sizeof descriptors / sizeof descriptors[0]);
     return result == VOICE_SERVICE_OK ? nullptr : voice_service_strerror(result);
 }
 
-void stop_side(party *side) {
-    line *line = side->who;
-    uint32_t stream = side->stream;
-    if (side->port == 0)
+void party_stop_media(party *own) {
+    line *who = own->who;
+    uint32_t stream = own->stream;
+    if (own->port == 0)
         return;
-    side->port = 0;
-    side->stream = 0;
-    if (!line->used || !line->reachable)
+    own->port = 0;
+    own->stream = 0;
+    if (!who->used || !who->reachable)
         return;
     if (stream != 0)
-        libvoice_remove_stream(line->plugin, line->context, stream);
+        libvoice_remove_stream(who->plugin, who->context, stream);
     else
-        libvoice_destroy_media(line->endpoint, side->appearance);
+        libvoice_destroy_media(who->endpoint, own->appearance);
 }
 
 } // namespace
@@ -142,11 +139,11 @@ bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *desc
 void media_fill_connection(const voice_codec_t *codec, uint32_t mode, voice_cnx_info_t *info) {
     memset(info, 0, sizeof *info);
     info->version = VOICE_CNX_VERSION;
-    fill_parameters(codec, mode, info->params, &info->length);
+    parameters_fill(codec, mode, info->params, &info->length);
 }
 
-bool media_offers(const line *line, uint32_t codec, voice_codec_t *record) {
-    const libvoice_endpoint_t *entry = &endpt_table[line->endpoint];
+bool media_offers(const line *who, uint32_t codec, voice_codec_t *record) {
+    const libvoice_endpoint_t *entry = &endpt_table[who->endpoint];
     for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
         memcpy(record, entry->codec_list[i].bytes, sizeof *record);
         if (record->codec == codec && record->payload_type < 128)
@@ -171,54 +168,54 @@ const char *media_choose_codec(const line *from, const line *to, voice_codec_t *
     return "no common codec";
 }
 
-const char *media_start(call *call) {
+const char *media_start(call *it) {
     constexpr int kAttempts = 4; // another process may take a port between the look and the bind
     const char *wrong = nullptr;
     for (int attempt = 0; attempt < kAttempts; attempt++) {
-        call->from.port = media_take_ports();
-        call->to.port = call->from.port == 0 ? 0 : media_take_ports();
-        if (call->to.port == 0) {
-            call->from.port = 0;
+        it->from.port = media_take_ports();
+        it->to.port = it->from.port == 0 ? 0 : media_take_ports();
+        if (it->to.port == 0) {
+            it->from.port = 0;
             return "no media ports left";
         }
-        wrong = start_side(call, &call->from, &call->to);
+        wrong = party_start_media(it, &it->from, &it->to);
         if (wrong == nullptr)
-            wrong = start_side(call, &call->to, &call->from);
+            wrong = party_start_media(it, &it->to, &it->from);
         if (wrong == nullptr)
             return nullptr;
-        media_stop(call);
+        media_stop(it);
     }
     return wrong;
 }
 
-void media_stop(call *call) {
-    stop_side(&call->from);
-    stop_side(&call->to);
+void media_stop(call *it) {
+    party_stop_media(&it->from);
+    party_stop_media(&it->to);
 }
 
-const char *media_change(call *call, uint32_t mode) {
-    if (call->from.port == 0 || call->to.port == 0)
-        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(call);
+const char *media_change(call *it, uint32_t mode) {
+    if (it->from.port == 0 || it->to.port == 0)
+        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(it);
     if (libvoice_get_convert_media()) {
         // There is no "modify" in this form: a plugin would reject it for want of descriptors.
-        media_stop(call);
-        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(call);
+        media_stop(it);
+        return mode == VOICE_MODE_INACTIVE ? nullptr : media_start(it);
     }
     const char *wrong = nullptr;
-    for (party *side : {&call->from, &call->to}) {
-        const party *other = side == &call->from ? &call->to : &call->from;
-        line *line = side->who;
+    for (party *own : {&it->from, &it->to}) {
+        const party *far = own == &it->from ? &it->to : &it->from;
+        line *who = own->who;
         uint32_t result;
-        if (!line->reachable)
+        if (!who->reachable)
             continue;
-        if (side->stream != 0) {
+        if (own->stream != 0) {
             voice_stream_info_t info;
-            fill_stream(call, side, mode, &info);
-            result = libvoice_modify_stream(line->plugin, line->context, &info);
+            stream_fill(it, own, mode, &info);
+            result = libvoice_modify_stream(who->plugin, who->context, &info);
         } else {
             voice_cnx_info_t info;
-            fill_connection(call, side, other, mode, &info);
-            result = libvoice_modify_media(line->endpoint, side->appearance, &info, -1, -1, -1); // the sockets stay
+            connection_fill(it, own, far, mode, &info);
+            result = libvoice_modify_media(who->endpoint, own->appearance, &info, -1, -1, -1); // the sockets stay
         }
         if (result != VOICE_SERVICE_OK)
             wrong = voice_service_strerror(result);
@@ -226,27 +223,26 @@ const char *media_change(call *call, uint32_t mode) {
     return wrong;
 }
 
-const char *media_join(line *line) {
-    static_assert(kContextStreams == kAppearances);
-    for (call *call : line->calls)
-        media_stop(call); // what follows comes after it in the plugin's queue
-    line->context = ++last_context;
-    uint32_t result = libvoice_create_ctx(line->plugin, line->context);
+const char *media_join(line *who) {
+    for (call *it : who->calls)
+        media_stop(it); // what follows comes after it in the plugin's queue
+    who->context = ++last_context;
+    uint32_t result = libvoice_create_ctx(who->plugin, who->context);
     if (result != VOICE_SERVICE_OK) {
-        line->context = 0;
+        who->context = 0;
         return voice_service_strerror(result);
     }
-    for (call *call : line->calls) {
-        const char *wrong = media_start(call);
+    for (call *it : who->calls) {
+        const char *wrong = media_start(it);
         if (wrong != nullptr)
             return wrong;
     }
     return nullptr;
 }
 
-void media_leave(line *line) {
-    if (line->reachable)
-        libvoice_destroy_ctx(line->plugin, line->context);
-    say("conference %u ended", line->context);
-    line->context = 0;
+void media_leave(line *who) {
+    if (who->reachable)
+        libvoice_destroy_ctx(who->plugin, who->context);
+    say("conference %u ended", who->context);
+    who->context = 0;
 }

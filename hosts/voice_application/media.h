@@ -7,28 +7,28 @@
 
 #include "calls.h"
 
-/** Chooses a codec that both sides offer and the plan allows: the caller's order counts. @return null, or why there is
+/** Chooses a codec that both parties offer and the plan allows: the caller's order counts. @return null, or why there is
  * none. */
 const char *media_choose_codec(const line *from, const line *to, voice_codec_t *codec);
 /** Whether a line offers a codec. */
-bool media_offers(const line *line, uint32_t codec, voice_codec_t *record);
+bool media_offers(const line *who, uint32_t codec, voice_codec_t *record);
 
-/** Opens the sockets and tells both sides to send and receive. @return null, or why it cannot be done. */
-const char *media_start(call *call);
-/** Tears down the media of both sides. Statistics arrive as events afterwards. */
-void media_stop(call *call);
-/** Tells both sides the call's codec and a mode: "modify", or, with convert-media on, destroy and create. */
-const char *media_change(call *call, uint32_t mode);
+/** Opens the sockets and tells both parties to send and receive. @return null, or why it cannot be done. */
+const char *media_start(call *it);
+/** Tears down the media of both parties. Statistics arrive as events afterwards. */
+void media_stop(call *it);
+/** Tells both parties the call's codec and a mode: "modify", or, with convert-media on, destroy and create. */
+const char *media_change(call *it, uint32_t mode);
 
 /** Makes a conference in the line's own plugin: its two calls' media meet there. @return null, or why not. */
-const char *media_join(line *line);
+const char *media_join(line *who);
 /** Takes the line's conference away, after the media of its calls was stopped. */
-void media_leave(line *line);
+void media_leave(line *who);
 
 /* Pieces for media that is not a call's. */
 /** An even port whose neighbour is free too; 0: none left. */
 uint16_t media_take_ports();
-/** Opens the media and control socket of a side. @return whether; then both descriptors are the caller's. */
+/** Opens the media and control socket of a party. @return whether; then both descriptors are the caller's. */
 bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *descriptors);
 /** Connection information for a codec, without addresses. */
 void media_fill_connection(const voice_codec_t *codec, uint32_t mode, voice_cnx_info_t *info);

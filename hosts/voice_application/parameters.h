@@ -8,7 +8,7 @@
 #include "lines.h"
 
 /* Commands. @return null, or why not. */
-const char *set_parameter(const line *line, const char *name, const char *value);
-const char *get_parameter(const line *line, const char *name);
+const char *parameter_set(const line *who, const char *name, const char *value);
+const char *parameter_get(const line *who, const char *name);
 
-void app_get_done(request_t *request);
+void parameters_get_done(request_t *request);

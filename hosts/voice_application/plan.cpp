@@ -17,61 +17,61 @@ plan the_plan;
 namespace {
 
 // Copies a word that must fit and not be empty.
-bool take(char *field, size_t size, const char *word) {
+bool word_copy(char *field, size_t size, const char *word) {
     if (word == nullptr || *word == 0 || strlen(word) >= size)
         return false;
     memcpy(field, word, strlen(word) + 1);
     return true;
 }
 
-bool take_digits(char *field, size_t size, const char *word) {
-    return take(field, size, word) && word[strspn(word, "0123456789*#")] == 0;
+bool digits_copy(char *field, size_t size, const char *word) {
+    return word_copy(field, size, word) && word[strspn(word, "0123456789*#")] == 0;
 }
 
-const char *read_number_line(plan *plan, char **rest) {
-    if (plan->number_count == kPlanNumbers)
+const char *number_read(plan *into, char **rest) {
+    if (into->number_count == kPlanNumbers)
         return "too many numbers";
-    plan_number *row = &plan->numbers[plan->number_count];
-    if (!take_digits(row->number, sizeof row->number, next_word(rest)))
+    plan_number *row = &into->numbers[into->number_count];
+    if (!digits_copy(row->number, sizeof row->number, next_word(rest)))
         return "number: expected digits";
-    for (uint32_t i = 0; i < plan->number_count; i++)
-        if (strcmp(plan->numbers[i].number, row->number) == 0)
+    for (uint32_t i = 0; i < into->number_count; i++)
+        if (strcmp(into->numbers[i].number, row->number) == 0)
             return "number: given twice";
-    if (!take(row->endpoint, sizeof row->endpoint, next_word(rest)))
+    if (!word_copy(row->endpoint, sizeof row->endpoint, next_word(rest)))
         return "number: expected an endpoint name";
     const char *name = next_word(rest);
-    if (name != nullptr && !take(row->name, sizeof row->name, name))
+    if (name != nullptr && !word_copy(row->name, sizeof row->name, name))
         return "number: a name has 1 to 50 characters";
-    plan->number_count++;
+    into->number_count++;
     return nullptr;
 }
 
-const char *read_ports(plan *plan, const char *word) {
+const char *ports_read(plan *into, const char *word) {
     char *end;
     long first = word == nullptr ? 0 : strtol(word, &end, 10);
     long last = first == 0 || *end != '-' ? 0 : strtol(end + 1, &end, 10);
     if (last == 0 || *end != 0 || first < 1024 || last > 65535 || last - first < 3)
         return "ports: expected a range of four ports or more, like 30000-30199";
-    plan->first_port = static_cast<uint16_t>(first);
-    plan->last_port = static_cast<uint16_t>(last);
+    into->first_port = static_cast<uint16_t>(first);
+    into->last_port = static_cast<uint16_t>(last);
     return nullptr;
 }
 
-const char *read_codecs(plan *plan, char *list) {
-    plan->codec_count = 0;
+const char *codecs_read(plan *into, char *list) {
+    into->codec_count = 0;
     char *position = nullptr;
     for (char *word = list == nullptr ? nullptr : strtok_r(list, ",", &position); word != nullptr;
          word = strtok_r(nullptr, ",", &position)) {
         const voice_codec_t *codec = codec_by_name(word);
-        if (codec == nullptr || plan->codec_count == sizeof plan->codecs / sizeof plan->codecs[0])
+        if (codec == nullptr || into->codec_count == sizeof into->codecs / sizeof into->codecs[0])
             return "codecs: expected names like PCMA,PCMU,G722";
-        plan->codecs[plan->codec_count++] = codec->codec;
+        into->codecs[into->codec_count++] = codec->codec;
     }
-    return plan->codec_count == 0 ? "codecs: expected names like PCMA,PCMU,G722" : nullptr;
+    return into->codec_count == 0 ? "codecs: expected names like PCMA,PCMU,G722" : nullptr;
 }
 
-const char *read_line(plan *plan, char *line) {
-    char *rest = line;
+const char *row_read(plan *into, char *row) {
+    char *rest = row;
     const char *word = next_word(&rest);
     if (word == nullptr || *word == '#')
         return nullptr;
@@ -80,33 +80,33 @@ const char *read_line(plan *plan, char *line) {
         if (country == nullptr || strlen(country) != 2 || !isupper(static_cast<unsigned char>(country[0])) ||
             !isupper(static_cast<unsigned char>(country[1])))
             return "country: expected two capital letters";
-        memcpy(plan->country, country, sizeof plan->country);
+        memcpy(into->country, country, sizeof into->country);
         return nullptr;
     }
     if (strcmp(word, "number") == 0)
-        return read_number_line(plan, &rest);
+        return number_read(into, &rest);
     if (strcmp(word, "exchange") == 0) {
-        if (!take_digits(plan->exchange_prefix, sizeof plan->exchange_prefix, next_word(&rest)))
+        if (!digits_copy(into->exchange_prefix, sizeof into->exchange_prefix, next_word(&rest)))
             return "exchange: expected a prefix of up to 7 digits";
         const char *endpoint = next_word(&rest);
-        if (endpoint != nullptr && !take(plan->exchange_endpoint, sizeof plan->exchange_endpoint, endpoint))
+        if (endpoint != nullptr && !word_copy(into->exchange_endpoint, sizeof into->exchange_endpoint, endpoint))
             return "exchange: endpoint name too long";
         return nullptr;
     }
     if (strcmp(word, "incoming") == 0)
-        return take_digits(plan->incoming_number, sizeof plan->incoming_number, next_word(&rest))
+        return digits_copy(into->incoming_number, sizeof into->incoming_number, next_word(&rest))
                    ? nullptr
                    : "incoming: expected a number";
     if (strcmp(word, "ports") == 0)
-        return read_ports(plan, next_word(&rest));
+        return ports_read(into, next_word(&rest));
     if (strcmp(word, "codecs") == 0)
-        return read_codecs(plan, next_word(&rest));
+        return codecs_read(into, next_word(&rest));
     if (strcmp(word, "address") == 0) {
         in_addr address;
         const char *text = next_word(&rest);
         if (text == nullptr || inet_pton(AF_INET, text, &address) != 1)
             return "address: expected an IPv4 address";
-        snprintf(plan->address, sizeof plan->address, "%s", text);
+        snprintf(into->address, sizeof into->address, "%s", text);
         return nullptr;
     }
     return "unknown word; known are country, number, exchange, incoming, codecs, address, ports";
@@ -123,22 +123,22 @@ long figure_of(const char *name) {
 
 } // namespace
 
-const char *plan_load(plan *plan, const char *path) {
+const char *plan_load(plan *into, const char *path) {
     FILE *file = fopen(path, "re");
     if (file == nullptr)
         return refuse("%s: %s", path, strerror(errno));
-    char line[256];
+    char row[256];
     const char *wrong = nullptr;
     int number = 0;
-    while (wrong == nullptr && fgets(line, sizeof line, file) != nullptr) {
+    while (wrong == nullptr && fgets(row, sizeof row, file) != nullptr) {
         number++;
-        size_t length = strcspn(line, "\r\n");
-        if (line[length] == 0 && feof(file) == 0) {
+        size_t length = strcspn(row, "\r\n");
+        if (row[length] == 0 && feof(file) == 0) {
             wrong = "a line is longer than 254 characters, or this is no text";
             break;
         }
-        line[length] = 0;
-        wrong = read_line(plan, line);
+        row[length] = 0;
+        wrong = row_read(into, row);
     }
     int error = ferror(file) != 0 ? errno : 0; // a directory, for example
     fclose(file);
@@ -147,12 +147,12 @@ const char *plan_load(plan *plan, const char *path) {
     return wrong == nullptr ? nullptr : refuse("%s:%d: %s", path, number, wrong);
 }
 
-const plan_number *plan_find(const plan *plan, const char *plugin, const char *endpoint) {
+const plan_number *plan_find(const plan *from, const char *plugin, const char *endpoint) {
     char full[64];
     snprintf(full, sizeof full, "%s.%s", plugin, endpoint);
-    for (uint32_t i = 0; i < plan->number_count; i++)
-        if (strcmp(plan->numbers[i].endpoint, full) == 0 || strcmp(plan->numbers[i].endpoint, endpoint) == 0)
-            return &plan->numbers[i];
+    for (uint32_t i = 0; i < from->number_count; i++)
+        if (strcmp(from->numbers[i].endpoint, full) == 0 || strcmp(from->numbers[i].endpoint, endpoint) == 0)
+            return &from->numbers[i];
     return nullptr;
 }
 

@@ -11,7 +11,7 @@ constexpr uint32_t kNumberBytes = 24;      // 23 digits
 constexpr uint32_t kDisplayNameBytes = 51; // what a caller display can carry
 constexpr uint32_t kPlanNumbers = 32;
 
-/** One "number" line of the file. */
+/** One row of the file that begins with "number". */
 struct plan_number {
     char number[kNumberBytes];
     char endpoint[40]; // "FXS1", or "fxs1.FXS1" to name the plugin too
@@ -28,15 +28,15 @@ struct plan {
     uint32_t codecs[8] = {};                 // that calls may use; none: any
     uint32_t codec_count = 0;
     char address[16] = "127.0.0.1";                 // of media sockets
-    uint16_t first_port = 30000, last_port = 30199; // of media sockets: two neighbours per side
+    uint16_t first_port = 30000, last_port = 30199; // of media sockets: two neighbours per party
 };
 
 extern plan the_plan;
 
 /** Reads a file over the defaults. @return null, or what is wrong with it, as "FILE:LINE: ...". */
-const char *plan_load(plan *plan, const char *path);
-/** The line of the file for an endpoint, or null. */
-const plan_number *plan_find(const plan *plan, const char *plugin, const char *endpoint);
+const char *plan_load(plan *into, const char *path);
+/** The row of the file for an endpoint, or null. */
+const plan_number *plan_find(const plan *from, const char *plugin, const char *endpoint);
 /**
  * The number of an endpoint that the file does not name, by its name: 100 for each plugin, counted by the figure at the
  * end of its name, plus the figure at the end of the endpoint's. fxs1.FXS2 is 102, fxs2.FXS1 is 201; handsets follow

@@ -16,12 +16,12 @@ char known_plugins[LIBVOICE_PLUGINS][LIBVOICE_PLUGIN_NAME_BYTES];
 } // namespace
 
 void plugins_look_soon() {
-    start_timer(
-        &plugin_timer, [](kex_timer_t *) { say_new_plugins(); }, 0);
+    timer_start(
+        &plugin_timer, [](kex_timer_t *) { plugins_say_new(); }, 0);
 }
 
 // The library records a plugin without asking us: compare its table with what was said last.
-void say_new_plugins() {
+void plugins_say_new() {
     for (uint32_t i = 0; i < LIBVOICE_PLUGINS; i++) {
         const voice_plugin_entry_t *entry = &voice_plugin_table[i];
         if (entry->used && strcmp(known_plugins[i], entry->plugin_name) != 0) {
@@ -32,8 +32,8 @@ void say_new_plugins() {
 }
 
 // A connection has closed. The entry may be free already, when the plugin had taken its leave.
-void peer_closed(kex_t *, peer_t *peer, void *) {
-    say_new_plugins(); // one that came and went at once is told of too
+void plugins_peer_closed(kex_t *, peer_t *peer, void *) {
+    plugins_say_new(); // one that came and went at once is told of too
     for (uint32_t i = 0; i < LIBVOICE_PLUGINS; i++) {
         if (voice_plugin_table[i].peer != peer)
             continue;
@@ -45,14 +45,14 @@ void peer_closed(kex_t *, peer_t *peer, void *) {
         }
         say("plugin %s lost", voice_plugin_table[i].plugin_name);
         // Its lines go one by one; none of them must be sent anything on behalf of the others.
-        for (line &line : lines)
-            if (line.used && endpt_table[line.endpoint].plugin_table == &voice_plugin_table[i])
-                line.reachable = false;
+        for (line &who : lines)
+            if (who.used && endpt_table[who.endpoint].plugin_table == &voice_plugin_table[i])
+                who.reachable = false;
         libvoice_plugin_deregister_by_peer(peer);
         known_plugins[i][0] = 0;
     }
 }
 
 void plugins_end() {
-    stop_timer(&plugin_timer);
+    timer_stop(&plugin_timer);
 }

@@ -10,8 +10,8 @@
 /** Looks soon for a plugin that the library has recorded: when the call that runs now is over. */
 void plugins_look_soon();
 /** Says which plugins have come since the last look. */
-void say_new_plugins();
+void plugins_say_new();
 /** For kex_onPeerClosed(): a connection has closed. */
-void peer_closed(kex_t *bus, peer_t *peer, void *userdata);
+void plugins_peer_closed(kex_t *bus, peer_t *peer, void *userdata);
 /** Gives back what is kept. */
 void plugins_end();

@@ -2,11 +2,9 @@
 // A call before it is answered.
 #include "ringing.h"
 
+#include "caller_display.h"
 #include "console.h"
 #include "timer.h"
-
-#include <string.h>
-#include <time.h>
 
 namespace {
 
@@ -15,57 +13,37 @@ constexpr uint32_t kRingOffMs = 4000;
 constexpr uint32_t kDisplayAfterMs = kRingOnMs + 500; // caller display stands between the first and the second ring
 constexpr uint32_t kNoAnswerMs = 120000;
 
-void ring(line *line) {
+void line_ring(line *who) {
     const uint32_t cadence[] = {kRingOnMs, kRingOffMs};
     signal_message message;
-    signal_begin(&message, line->endpoint, LIBVOICE_SIGNAL_al_ri, 0);
+    signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_al_ri, 0);
     signal_add_bytes(&message, LIBVOICE_PARAM_al_ri_cad, cadence, sizeof cadence);
     signal_add_int(&message, LIBVOICE_PARAM_al_ri_freq, 25);
-    if (line->reachable)
+    if (who->reachable)
         signal_send(&message);
 }
 
-void display_caller(call *call) {
-    char now_text[16]; // MMDDhhmm, with room for what a broken clock could print
-    time_t now = time(nullptr);
-    struct tm parts;
-    localtime_r(&now, &parts);
-    strftime(now_text, sizeof now_text, "%m%d%H%M", &parts);
-
-    uint8_t withheld = 'P';
-    libvoice_db_common_fields common = {};
-    common.date_time = {now_text, 8};
-    if (call->from_number[0] != 0)
-        common.calling_number = {call->from_number, static_cast<uint32_t>(strlen(call->from_number))};
-    else
-        common.no_calling_number = {&withheld, 1};
-    libvoice_db_message_fields fields = {};
-    if (call->from_name[0] != 0)
-        fields.name = {call->from_name, static_cast<uint32_t>(strlen(call->from_name))};
-    fields.slot2 = {call->to_text, static_cast<uint32_t>(strlen(call->to_text))};
-    // No call type: a call without one is a voice call, and some displays stop reading at items that they do not know.
-
+void call_display_caller(call *it) {
     char text[LIBVOICE_DB_TEXT_BYTES];
-    uint32_t length = 0; // counts the terminator, which travels too
-    libvoice_db_call_setup_encode(&fields, &common, text, &length);
+    uint32_t length = caller_display_encode(it->from_number, it->from_name, it->to_text, text);
     signal_message message;
-    signal_begin(&message, call->to.who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
+    signal_begin(&message, it->to.who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
     signal_add_bytes(&message, LIBVOICE_PARAM_andisp_data_db, text, length);
     signal_add_int(&message, LIBVOICE_PARAM_andisp_data_tas, 0);
-    if (call->to.who->reachable)
+    if (it->to.who->reachable)
         signal_send(&message);
 }
 
-void ringing_timer(kex_timer_t *timer) {
-    for (call &call : calls) {
-        if (!call.used || call.timer != timer)
+void call_ringing_timer(kex_timer_t *timer) {
+    for (call &it : calls) {
+        if (!it.used || it.timer != timer)
             continue;
-        if (call.displayed) {
-            end_call(&call, nullptr, "no answer");
+        if (it.displayed) {
+            call_end(&it, nullptr, "no answer");
             return;
         }
-        call.displayed = true;
-        display_caller(&call);
+        it.displayed = true;
+        call_display_caller(&it);
         kex_timer_start(timer, kNoAnswerMs);
         return;
     }
@@ -73,12 +51,12 @@ void ringing_timer(kex_timer_t *timer) {
 
 } // namespace
 
-void start_ringing(call *call) {
-    say("call %u %s ringing", call->id, call_text(call));
-    if (call->from.who->type != VOICE_ENDPOINT_FXO)
-        line_signal(call->from.who, LIBVOICE_SIGNAL_cg_rt);
-    set_state(call->from.who, LINE_CALLING);
-    ring(call->to.who);
-    set_state(call->to.who, LINE_RINGING);
-    start_timer(&call->timer, ringing_timer, kDisplayAfterMs);
+void call_ring(call *it) {
+    say("call %u %s ringing", it->id, call_text(it));
+    if (it->from.who->type != VOICE_ENDPOINT_FXO)
+        line_signal(it->from.who, LIBVOICE_SIGNAL_cg_rt);
+    line_set_state(it->from.who, LINE_CALLING);
+    line_ring(it->to.who);
+    line_set_state(it->to.who, LINE_RINGING);
+    timer_start(&it->timer, call_ringing_timer, kDisplayAfterMs);
 }

@@ -8,4 +8,4 @@
 #include "calls.h"
 
 /** The callee rings, the caller hears it. Caller display follows between the first and the second ring. */
-void start_ringing(call *call);
+void call_ring(call *it);

@@ -34,11 +34,11 @@ uint32_t statistics_seen;
 
 } // namespace
 
-void take_statistics(const line *line, const voice_event_t *head, const uint8_t *params) {
+void statistics_take(const line *who, const voice_event_t *head, const uint8_t *params) {
     statistics_row *row = &statistics[statistics_seen++ % kStatisticsKept];
     memset(row, 0, sizeof *row);
-    row->call = head->line < kAppearances ? line->last_call[head->line] : 0;
-    snprintf(row->line, sizeof row->line, "%s", line->label);
+    row->call = head->line < kAppearances ? who->last_call[head->line] : 0;
+    snprintf(row->line, sizeof row->line, "%s", who->label);
     char text[256] = "";
     size_t used = 0;
     for (size_t i = 0; i < kStatisticCount; i++) {
@@ -49,7 +49,7 @@ void take_statistics(const line *line, const voice_event_t *head, const uint8_t 
     say("stats call=%u line=%s%s", row->call, row->line, text);
 }
 
-void print_statistics() {
+const char *statistics_print() {
     answer("%6s %-12s %8s %9s %8s %9s %6s %9s %7s", "call", "line", "tx", "txbytes", "rx", "rxbytes", "lost",
            "discarded", "jitter");
     uint32_t first = statistics_seen > kStatisticsKept ? statistics_seen - kStatisticsKept : 0;
@@ -58,4 +58,5 @@ void print_statistics() {
         answer("%6u %-12s %8d %9d %8d %9d %6d %9d %7d", row->call, row->line, row->values[0], row->values[1],
                row->values[2], row->values[3], row->values[4], row->values[5], row->values[6]);
     }
+    return nullptr;
 }

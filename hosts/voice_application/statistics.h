@@ -8,6 +8,6 @@
 #include "lines.h"
 
 /** Takes the event with a call's figures. */
-void take_statistics(const line *line, const voice_event_t *head, const uint8_t *params);
-/** Answers a command with the table. */
-void print_statistics();
+void statistics_take(const line *who, const voice_event_t *head, const uint8_t *params);
+/** Answers a command with the table. @return null: it always can. */
+const char *statistics_print();

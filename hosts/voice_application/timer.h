@@ -7,12 +7,12 @@
 
 #include "kex.h"
 
-inline void stop_timer(kex_timer_t **timer) {
+inline void timer_stop(kex_timer_t **timer) {
     kex_timer_destroy(*timer);
     *timer = nullptr;
 }
 
-inline void start_timer(kex_timer_t **timer, void (*handler)(kex_timer_t *), uint32_t milliseconds) {
+inline void timer_start(kex_timer_t **timer, void (*handler)(kex_timer_t *), uint32_t milliseconds) {
     if (*timer == nullptr)
         *timer = kex_timer_create();
     kex_timer_setHandler(*timer, handler);

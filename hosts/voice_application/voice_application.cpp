@@ -56,7 +56,7 @@ int main(int count, char **words) {
     kex_t *bus = host_start("voice_application");
     if (kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
         host_fail("cannot declare %s", LIBVOICE_APPLICATION_PATH);
-    kex_onPeerClosed(bus, peer_closed, nullptr);
+    kex_onPeerClosed(bus, plugins_peer_closed, nullptr);
     libvoice_app_init(application_callbacks());
     libvoice_plugin_init_table();
 
@@ -64,7 +64,7 @@ int main(int count, char **words) {
     if (libvoice_app_connect(kex_connection(bus), socket) == nullptr)
         host_fail("cannot listen on %s", socket);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
-    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command, host_terminate))
+    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command_run, host_terminate))
         return kExitFailure;
     say("ready socket=%s country=%s", socket, the_plan.country);
 
