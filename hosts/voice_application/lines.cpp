@@ -60,6 +60,8 @@ void line_signal(line *who, uint32_t signal) {
 }
 
 void line_silence(line *who) {
+    if (who->type == VOICE_ENDPOINT_FXO)
+        return; // it plays nothing, and digits that it still dials must not be cut off
     line_signal(who, LIBVOICE_SIGNAL_zil_cancel_all_signals);
 }
 

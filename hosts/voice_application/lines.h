@@ -63,7 +63,7 @@ bool line_is_free(const line *who);
 
 /** Sends a signal without parameters. */
 void line_signal(line *who, uint32_t signal);
-/** Ends all that the line plays. */
+/** Ends all that a telephone plays. */
 void line_silence(line *who);
 /** A line hears why nothing comes of it, until it is put back. */
 void line_reject(line *who, uint32_t tone);

@@ -483,6 +483,8 @@ constexpr Row kRows[] = {
     {"in the conference of B", "C on hook",       "talking", "C: destroy, silence | p2: remove_stream 2"},
 
     {"collecting for the exchange", "digit 3", "collecting", ""},
+    {"collecting for the exchange", "digit #", "talking",    "A: silence, create | X: fxo_of, fxoen_sd 5, create"},
+    {"collecting for the exchange", "4 s",     "talking",    "A: silence, create | X: fxo_of, fxoen_sd 5, create"},
     {"collecting for the exchange", "on hook", "idle",       "A: silence"},
     {"collecting for the exchange", "exchange's plugin goes", "collecting", ""},
 
@@ -499,12 +501,18 @@ constexpr Row kRows[] = {
     {"talking to the exchange", "D calls",           "talking",   "D: cg_bt"},
 
     {"dial tone, holds the exchange", "on hook",           "idle",      "A: destroy, silence | X: destroy, fxo_on"},
+    {"dial tone, holds the exchange", "flash",             "talking",   "A: silence, modify both | X: modify both"},
     {"dial tone, holds the exchange", "exchange releases", "dial-tone", "A: destroy | X: destroy, fxo_on"},
     {"dial tone, holds the exchange", "exchange's plugin goes", "dial-tone", "A: destroy"},
 
+    {"rung by the exchange", "off hook",          "talking", "A: silence, create | X: fxo_of, create"},
     {"rung by the exchange", "on hook",           "ringing", ""},
     {"rung by the exchange", "4 s",               "ringing", "A: andisp_data"},
+    {"rung by the exchange", "2 min",             "idle",    "A: andisp_data, silence"},
+    {"rung by the exchange", "fails",             "idle",    "A: silence"},
+    {"rung by the exchange", "its plugin goes",   "gone",    ""},
     {"rung by the exchange", "exchange rings",    "ringing", ""},
+    {"rung by the exchange", "exchange releases", "idle",    "A: silence"},
     {"rung by the exchange", "exchange's plugin goes", "idle", "A: silence"},
     {"rung by the exchange", "D calls",           "ringing", "D: cg_bt"},
 
