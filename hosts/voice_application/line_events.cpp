@@ -81,7 +81,8 @@ void line_gone(line *who, const char *why) {
     for (call *it : who->calls)
         if (it != nullptr)
             call_end(it, who, why);
-    who->context = 0; // it went with its plugin, or with the endpoint
+    if (who->context != 0)
+        media_leave(who);
     who->off_hook = false;
     who->state = LINE_IDLE;
 }

@@ -22,7 +22,8 @@ const char *media_change(call *it, uint32_t mode);
 
 /** Makes a conference in the line's own plugin: its two calls' media meet there. @return null, or why not. */
 const char *media_join(line *who);
-/** Takes the line's conference away, after the media of its calls was stopped. */
+/** Takes the line's conference away, after the media of its calls was stopped. It may go with its plugin: then it is only
+ * said. */
 void media_leave(line *who);
 
 /* Pieces for media that is not a call's. */

@@ -465,6 +465,7 @@ constexpr Row kRows[] = {
     {"conference with B and C", "digit 3",         "talking", ""},
     {"conference with B and C", "fails",           "talking", "B: destroy, cg_bt | p1: remove_stream 1"},
     {"conference with B and C", "fails in its second call", "talking", "C: destroy, cg_bt | p1: remove_stream 2"},
+    {"conference with B and C", "its endpoint goes", "gone",  "B: destroy, cg_bt | C: destroy, cg_bt | p1: destroy_ctx"},
     {"conference with B and C", "its plugin goes", "gone",    "B: destroy, cg_bt | C: destroy, cg_bt"},
     {"conference with B and C", "B on hook",       "talking", "B: destroy, silence | p1: remove_stream 1"},
     {"conference with B and C", "B flashes",       "talking", ""},
