@@ -8,6 +8,24 @@
 #include <stdio.h>
 #include <string.h>
 
+namespace {
+
+bool number_is_lower(const char *number, const char *than) {
+    size_t length = strlen(number), other = strlen(than);
+    return length != other ? length < other : strcmp(number, than) < 0;
+}
+
+line *line_of_lowest_number() {
+    line *lowest = nullptr;
+    for (line &candidate : lines)
+        if (candidate.used && candidate.number[0] != 0 &&
+            (lowest == nullptr || number_is_lower(candidate.number, lowest->number)))
+            lowest = &candidate;
+    return lowest;
+}
+
+} // namespace
+
 // An exchange line has no answer: the caller hears the exchange from the moment the line is seized.
 void line_call_exchange(line *from, const char *digits) {
     line *to = nullptr;
@@ -47,11 +65,7 @@ void exchange_seize(line *who) {
 void exchange_ring(line *who, const char *number, const char *name) {
     if (who->type != VOICE_ENDPOINT_FXO || who->state != LINE_IDLE)
         return; // each ring is reported; the first one counts
-    line *to = line_of_text(the_plan.incoming_number);
-    for (line &candidate : lines)
-        if (the_plan.incoming_number[0] == 0 && candidate.used && candidate.number[0] != 0 &&
-            (to == nullptr || strcmp(candidate.number, to->number) < 0))
-            to = &candidate;
+    line *to = the_plan.incoming_number[0] != 0 ? line_of_text(the_plan.incoming_number) : line_of_lowest_number();
     if (to == nullptr || !line_is_free(to)) {
         const char *called = to != nullptr ? to->label : the_plan.incoming_number;
         call_say_rejected(who, called, to != nullptr ? "busy" : "nobody to ring");
