@@ -32,7 +32,7 @@ const char *endpoint_validate(const libvoice_endpoint_t *entry) {
 void line_give_number(line *who, const libvoice_endpoint_t *entry) {
     const char *name = entry->name;
     const plan_number *row = plan_find(&the_plan, who->plugin, name);
-    if (row != nullptr)
+    if (row != nullptr && who->type != VOICE_ENDPOINT_FXO) // those are reached by the prefix
         memcpy(who->number, row->number, sizeof who->number);
     else if (!plan_default_number(who->type, who->plugin, name, who->number))
         who->number[0] = 0;

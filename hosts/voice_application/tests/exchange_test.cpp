@@ -59,6 +59,19 @@ TEST_F(Exchange, RingsNobodyWithoutANumber) {
     EXPECT_EQ(app().state(line), "idle");
 }
 
+TEST_F(Exchange, LineHasNoNumber) {
+    set_number("X1", "7");
+    exchange_line("X1");
+    EXPECT_EQ(app().said().back(), "endpoint 0 fxo1.X1 number=none codecs=PCMA,PCMU");
+}
+
+TEST_F(Exchange, LineThatRingsNeverRingsItself) {
+    set_number("X1", "7");
+    const int32_t line = exchange_line("X1");
+    ring_in(line);
+    EXPECT_EQ(app().state(line), "idle");
+}
+
 TEST_F(Exchange, FirstFreeLineTakesACallAndNoneIsCongestion) {
     const int32_t first = exchange_line("X1"), second = exchange_line("X2");
     call_out(telephone("T1", "101"));
