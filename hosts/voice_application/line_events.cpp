@@ -10,6 +10,8 @@
 #include "timer.h"
 
 void line_off_hook(line *who) {
+    if (who->type == VOICE_ENDPOINT_FXO)
+        return; // it has no receiver: exchange_seize() lifts it
     if (who->off_hook)
         return; // "init" can come twice, and each time the plugin reports it again
     who->off_hook = true;
@@ -24,7 +26,7 @@ void line_off_hook(line *who) {
 }
 
 void line_on_hook(line *who) {
-    if (!who->off_hook)
+    if (!who->off_hook || who->type == VOICE_ENDPOINT_FXO)
         return;
     who->off_hook = false;
     timer_stop(&who->timer);

@@ -72,6 +72,21 @@ TEST_F(Exchange, LineThatRingsNeverRingsItself) {
     EXPECT_EQ(app().state(line), "idle");
 }
 
+TEST_F(Exchange, LineIsLiftedAndPutBackByTheApplicationOnly) {
+    const int32_t caller = telephone("T1", "101"), line = exchange_line("X1");
+    app().sent();
+    app().event(line, LIBVOICE_EVENT_al_of);
+    EXPECT_EQ(app().sent(), "");
+    EXPECT_EQ(app().state(line), "idle");
+    call_out(caller);
+    EXPECT_EQ(app().state(line), "talking");
+    app().event(line, LIBVOICE_EVENT_al_on);
+    app().event(line, LIBVOICE_EVENT_al_fl);
+    app().event(line, LIBVOICE_EVENT_dd_d3);
+    EXPECT_EQ(app().state(line), "talking");
+    EXPECT_EQ(app().state(caller), "talking");
+}
+
 TEST_F(Exchange, FirstFreeLineTakesACallAndNoneIsCongestion) {
     const int32_t first = exchange_line("X1"), second = exchange_line("X2");
     call_out(telephone("T1", "101"));
