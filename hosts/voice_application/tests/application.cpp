@@ -167,8 +167,8 @@ void Application::deregister_endpoint(int32_t endpoint) {
 }
 
 void Application::event(int32_t endpoint, uint32_t event, const std::string &params, uint32_t appearance) {
-    const libvoice_endpoint_t &entry = endpt_table[endpoint];
-    const char *plugin = entry.used ? entry.plugin_table->plugin_name : "nobody";
+    const line *who = line_of_endpoint(endpoint);
+    const char *plugin = who != nullptr ? who->plugin : "nobody";
     const std::string bytes = word(static_cast<uint32_t>(endpoint)) + word(event) + word(appearance) + word(0) +
                               word(static_cast<uint32_t>(params.size())) + params;
     Call call;

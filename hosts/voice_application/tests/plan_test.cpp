@@ -14,7 +14,7 @@ namespace {
 
 class Plan : public testing::Test {
 protected:
-    // What reading these lines answers: "" when it is fine, else the sentence after the file's name.
+    // What reading this file answers: "" when it is fine, else the sentence after the file's name.
     std::string load(const char *text) {
         char name[] = "/tmp/hosts-plan-XXXXXX";
         int fd = mkstemp(name);
