@@ -189,7 +189,19 @@ TEST_F(Calls, EndWithTheConnectionOfAParty) {
                  "line 101 busy");
 }
 
-TEST_F(Calls, NobodyAnswersEndAfterTwoMinutes) {
+TEST_F(Calls, OfTwoLinesOfALostPluginEndWithoutAWord) {
+    const int32_t from = telephone("FXS1"), to = telephone("FXS2");
+    call(from, "102");
+    app().event(to, LIBVOICE_EVENT_al_of);
+    app().event(from, LIBVOICE_EVENT_al_fl);
+    bus().clear_log();
+    app().close("fxs1");
+    EXPECT_LINES(bus().complaints(), ); // nothing was tried that cannot be sent
+    EXPECT_EQ(app().state(from), "gone");
+    EXPECT_EQ(app().state(to), "gone");
+}
+
+TEST_F(Calls, ThatNobodyAnswersEndAfterTwoMinutes) {
     const int32_t from = telephone("FXS1"), to = telephone("FXS2");
     call(from, "102");
     app().said();

@@ -522,6 +522,17 @@ constexpr Row kRows[] = {
 };
 // clang-format on
 
+// What holds in every state of every line.
+void expect_sound(const line &who) {
+    const bool dials = who.state == LINE_DIAL_TONE || who.state == LINE_COLLECTING;
+    EXPECT_EQ(who.timer != nullptr, dials) << who.label << ": the timer of its digits runs while it dials";
+    const bool is_free = who.state == LINE_IDLE;
+    const bool is_rung = who.state == LINE_RINGING || (who.type == VOICE_ENDPOINT_FXO && who.state == LINE_CALLING);
+    EXPECT_EQ(who.off_hook, !is_free && !is_rung) << who.label;
+    EXPECT_TRUE(!is_free || (who.active == 0 && who.context == 0)) << who.label;
+    EXPECT_TRUE(!is_free || (who.calls[0] == nullptr && who.calls[1] == nullptr)) << who.label;
+}
+
 class LineStates : public testing::TestWithParam<const char *> {};
 
 TEST_P(LineStates, MeetEachEvent) {
@@ -538,6 +549,9 @@ TEST_P(LineStates, MeetEachEvent) {
             event.run(world);
             EXPECT_EQ(world.app.sent(), row.sent);
             EXPECT_EQ(Application::state(world.a), row.next);
+            for (const line &who : lines)
+                if (who.used)
+                    expect_sound(who);
         }
         for (const std::string &wrong : bus().check())
             ADD_FAILURE() << wrong;
