@@ -130,6 +130,7 @@ class Install(unittest.TestCase):
         self.configure(PROJECT, build)
         run(CMAKE, "--build", build)
         self.assertIn("door: all holds", run(build / "door_test"))
+        self.assertIn("echo: all holds", run(build / "echo_test"))
         self.expect_plugin_works(build / "door")
 
     def test_find_package_without(self):
