@@ -2,8 +2,7 @@
 // Names of identifiers and the dump of a parameter buffer as one text, for plugins and the voice application.
 #include "message.h"
 
-#include <stdarg.h>
-#include <stdio.h> // vsnprintf
+#include <stdio.h> // snprintf
 
 #include "identifier.h"
 #include "libvoice_plugin.h"
@@ -22,13 +21,9 @@ public:
     CutText(char *text, int32_t position, int32_t size)
         : text_(text), position_(position), size_(text && position >= 0 ? size : INT32_MIN) {}
 
-    [[gnu::format(printf, 2, 3)]] void print(const char *format, ...) {
-        if (full())
-            return;
-        va_list arguments;
-        va_start(arguments, format);
-        advance(vsnprintf(text_ + position_, static_cast<size_t>(size_ - position_), format, arguments));
-        va_end(arguments);
+    void print(const char *piece) {
+        if (!full())
+            advance(snprintf(text_ + position_, static_cast<size_t>(size_ - position_), "%s", piece));
     }
     void print_value(uint32_t id, const uint8_t *value, uint32_t length) {
         if (!full())
@@ -100,7 +95,9 @@ void dump_msg(char *text, int32_t position, int32_t size, const void *params, ui
         if (type > ValueType::boolean)
             TRACE_ERROR("unknown param type for id 0x%08x", id);
         const char *word = libvoice_class_str(id);
-        out.print("%s %s ", word, libvoice_param_str(id));
+        const char *const beginning[] = {word, " ", libvoice_param_str(id), " "};
+        for (const char *piece : beginning)
+            out.print(piece);
         if (type == ValueType::none)
             continue;
         out.print_value(id, value, value_length);
