@@ -5,6 +5,7 @@
 #include "callbacks.h"
 #include "host.h"
 #include "kex_host.h"
+#include "local_sockets.h"
 #include "plan.h"
 #include "plugins.h"
 
@@ -12,7 +13,6 @@
 #include <cstdio>
 #include <cstring>
 #include <regex>
-#include <unistd.h>
 
 namespace application_test {
 
@@ -24,9 +24,6 @@ const voice_codec_t kPcmu = {LIBVOICE_CODEC_PCMU, 0, 1u << 1, 64000};
 const voice_codec_t kG722 = {LIBVOICE_CODEC_G722, 9, 1u << 1, 64000};
 
 namespace {
-
-// Tests run side by side: each process looks for media ports in a range of its own.
-constexpr int kFirstPort = 20000, kPortsOfOne = 32, kRanges = 300;
 
 uint32_t word_at(const std::string &bytes, size_t offset) {
     uint32_t value = 0;
@@ -114,8 +111,7 @@ Application::Application() {
     memset(endpt_table, 0, sizeof endpt_table);
     memset(static_cast<void *>(lines), 0, sizeof lines);
     the_plan = plan();
-    the_plan.first_port = static_cast<uint16_t>(kFirstPort + getpid() % kRanges * kPortsOfOne);
-    the_plan.last_port = static_cast<uint16_t>(the_plan.first_port + kPortsOfOne - 1);
+    strcpy(the_plan.address, voice_test::own_host().c_str()); // tests run side by side
     kex_t *on = host_start("voice_application");
     kex_declareObject(on, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS);
     kex_onPeerClosed(on, plugins_peer_closed, nullptr);

@@ -2,6 +2,7 @@
 // Media of calls: which codec, which ports, and what both plugins are told.
 #include "application.h"
 #include "calls.h"
+#include "local_sockets.h"
 #include "media.h"
 
 #include <arpa/inet.h>
@@ -88,16 +89,10 @@ TEST_F(CodecChoice, PassesOverPayloadTypesThatRtpDoesNotHave) {
 
 // ----------------------------------------------------------------------------------------------------------- The ports
 
-// A UDP socket on a port of the loopback address, as another process may have one.
+// A UDP socket on a port of our address, as another process may have one.
 class Occupied {
 public:
-    explicit Occupied(uint16_t port) : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << port;
-    }
+    explicit Occupied(uint16_t port) : socket_(voice_test::bound_socket(port)) { EXPECT_GE(socket_, 0) << port; }
     ~Occupied() { close(socket_); }
     Occupied(const Occupied &) = delete;
     Occupied &operator=(const Occupied &) = delete;
@@ -225,7 +220,8 @@ TEST_F(Media, AddressesTravelInsteadOfDescriptors) {
     memcpy(&remote, info.data() + 720, sizeof remote);
     EXPECT_EQ(ntohs(local.sin_port), made->to.port);
     EXPECT_EQ(ntohs(remote.sin_port), made->from.port);
-    EXPECT_EQ(local.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+    EXPECT_EQ(local.sin_addr.s_addr, inet_addr(the_plan.address));
+    EXPECT_EQ(remote.sin_addr.s_addr, inet_addr(the_plan.address));
     EXPECT_EQ(local.sin_family, AF_INET);
 }
 
