@@ -709,6 +709,10 @@ static inline int voice_set_add_text(voice_set_message_t *set, uint32_t id, cons
 static inline int voice_set_add_bytes(voice_set_message_t *set, uint32_t id, const void *value, uint32_t bytes) {
     return voice_set_add(set, id, VOICE_VALUE_HEX, value, bytes);
 }
+/** Adds an empty item: what a "get" asks for. For tests; libvoice_get_params() asks for one parameter. */
+static inline int voice_set_ask(voice_set_message_t *set, uint32_t id) {
+    return voice_set_add(set, id, voice_id_value_type(id), "", 0);
+}
 /**
  * Begins the answer of voice_plugin_get.
  * @param block     malloc(sizeof *block); a null one is remembered like everything that goes wrong

@@ -107,19 +107,19 @@ static inline const char *voice_application_callbacks_wrong(const libvoice_app_c
     return NULL;
 }
 
-/* What a plugin that cannot do something sets: each answers -1 and gives back what was handed to it. */
+/* What a plugin that cannot do something sets: each answers -1 and gives back what was handed to it. The application
+ * does not hear the answer to a media command, but the event. */
 
 /** For voice_plugin_signal: there is nothing that can be played or done. */
 static inline int32_t voice_refuse_signal(libvoice_signal_t *message) {
     (void)message;
     return -1;
 }
-/** For voice_plugin_create and voice_plugin_modify: no media. Closes the descriptors. */
+/** For voice_plugin_create and voice_plugin_modify: no media. Closes the descriptors and reports the cause. */
 static inline int32_t voice_refuse_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t **descriptors) {
-    (void)endpoint;
-    (void)line;
     (void)cnx_info;
     voice_descriptors_close(descriptors, 0, LIBVOICE_DESCRIPTORS);
+    voice_event_report_cause(endpoint, line, VOICE_CAUSE_UNSUPPORTED, "no media here");
     return -1;
 }
 /** For voice_plugin_destroy: there is no media. */
@@ -145,14 +145,14 @@ static inline int32_t voice_refuse_context(uint32_t context) {
     (void)context;
     return -1;
 }
-/** For voice_plugin_add_stream: no conferences. Closes the descriptors and frees the stream information. */
+/** For voice_plugin_add_stream: no conferences. Closes the descriptors, frees the stream information and reports the
+ * cause. */
 static inline int32_t voice_refuse_add_stream(uint32_t context, void *stream_info, int32_t **descriptors,
                                               int32_t endpoint, uint32_t line) {
     (void)context;
-    (void)endpoint;
-    (void)line;
     free(stream_info);
     voice_descriptors_close(descriptors, 0, VOICE_STREAM_DESCRIPTORS);
+    voice_event_report_cause(endpoint, line, VOICE_CAUSE_UNSUPPORTED, "no conferences here");
     return -1;
 }
 /** For voice_plugin_modify_stream: no conferences. Frees the stream information. */

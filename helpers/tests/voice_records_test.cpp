@@ -423,6 +423,17 @@ TEST(RecordSets, AnswerIsWrittenByteForByte) {
     EXPECT_EQ(voice_set_endpoint(result), 7);
 }
 
+TEST(RecordSets, QuestionIsAnEmptyItem) {
+    libvoice_param_block_t block;
+    voice_set_message_t set;
+    voice_set_begin(&set, &block, 7);
+    for (const uint32_t id : {LIBVOICE_PARAM_tdmc_gain, LIBVOICE_PARAM_zil_ep_dispname, LIBVOICE_PARAM_tdmc_ec})
+        EXPECT_TRUE(voice_set_ask(&set, id));
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(block.buffer), block.head.length),
+              integer(LIBVOICE_PARAM_zil_ep_id, 7) + item(LIBVOICE_PARAM_tdmc_gain, "") +
+                  item(LIBVOICE_PARAM_zil_ep_dispname, "") + item(LIBVOICE_PARAM_tdmc_ec, ""));
+}
+
 TEST(RecordSets, AnswerWithoutMemoryOrRoomSaysSo) {
     libvoice_param_block_t block;
     libvoice_param_set_t *result = &block.head;

@@ -419,7 +419,7 @@ TEST_F(Endpoints, WithoutAnApplicationThereIsNoLeaveToTake) {
 
 // ---------------------------------------------------------------------------------------------------------- Refusals
 
-TEST(Refusals, EachAnswersNoAndGivesBackWhatItGot) {
+TEST_F(Endpoints, EachRefusalAnswersNoAndGivesBackWhatItGot) {
     const libvoice_callbacks_t callbacks = voice_plugin_refusals();
     int32_t descriptors[LIBVOICE_DESCRIPTORS];
     int32_t *array = descriptors;
@@ -432,13 +432,13 @@ TEST(Refusals, EachAnswersNoAndGivesBackWhatItGot) {
     EXPECT_EQ(callbacks.voice_plugin_exit, nullptr);
     EXPECT_EQ(callbacks.voice_plugin_event, nullptr);
     open_some(LIBVOICE_DESCRIPTORS);
-    EXPECT_NE(callbacks.voice_plugin_create(7, 0, nullptr, &array), 0);
+    EXPECT_NE(callbacks.voice_plugin_create(7, 1, nullptr, &array), 0);
     open_some(2);
-    EXPECT_NE(callbacks.voice_plugin_modify(7, 0, nullptr, &array), 0);
-    fake::memory_start();
+    EXPECT_NE(callbacks.voice_plugin_modify(7, 1, nullptr, &array), 0);
     open_some(3);
     descriptors[3] = 0; // further entries were never filled: standard input must stay
-    EXPECT_NE(callbacks.voice_plugin_add_stream(1, malloc(712), &array, 7, 0), 0);
+    fake::memory_start();
+    EXPECT_NE(callbacks.voice_plugin_add_stream(1, malloc(712), &array, 7, 1), 0);
     EXPECT_NE(callbacks.voice_plugin_modify_stream(1, malloc(712)), 0);
     EXPECT_EQ(fake::memory_check(0), "");
     EXPECT_NE(fcntl(0, F_GETFD), -1);
@@ -450,6 +450,15 @@ TEST(Refusals, EachAnswersNoAndGivesBackWhatItGot) {
     EXPECT_NE(callbacks.voice_plugin_create_ctx(1), 0);
     EXPECT_NE(callbacks.voice_plugin_remove_stream(1, 1), 0);
     EXPECT_NE(callbacks.voice_plugin_destroy_ctx(1), 0);
+
+    ASSERT_EQ(bus().requests_made(), 3u) << "each media command that was refused";
+    for (unsigned i = 1; i <= 3; i++) {
+        const char *why = i == 3 ? "no conferences here" : "no media here";
+        const std::string params = records::integer(LIBVOICE_PARAM_g_cause_generalcause, VOICE_CAUSE_UNSUPPORTED) +
+                                   records::text(LIBVOICE_PARAM_g_cause_failurecause, why);
+        EXPECT_EQ(bus().record(i).parameter("event").data,
+                  records::words({7, LIBVOICE_EVENT_g_cause, 1, 0, static_cast<uint32_t>(params.size())}) + params);
+    }
 }
 
 } // namespace
