@@ -2,36 +2,27 @@
 /* Parameters of a signal, written by the application and read by the plugin; here both in one process. */
 #include "voice_records.h"
 
-#include <stdio.h>
-#include <string.h>
-
 static int32_t frequency_of(libvoice_signal_t *message) {
-    int32_t frequency = 0;
     /* [reading] */
-    uint8_t *cursor = libvoice_signal_params(message);
-    uint32_t remaining = message->length;
-    uint32_t length = 0; /* preset: an item that is cut off counts as success and leaves these alone */
-    uint8_t *value = NULL;
-    if (libvoice_get_param(LIBVOICE_PARAM_al_ri_freq, &length, &value, &cursor, &remaining) == LIBVOICE_OK &&
-        length == sizeof frequency)
-        memcpy(&frequency, value, sizeof frequency);
+    uint32_t cadence[8], count;
+    int32_t frequency = 25; /* Hz, unless the application says another one */
+    voice_params_get_i32(voice_signal_params(message), LIBVOICE_PARAM_al_ri_freq, &frequency);
+    if (!voice_params_get_cadence(voice_signal_params(message), cadence, 8, &count))
+        return -1;
     /* [end] */
-    return frequency;
+    return count == 2 && cadence[0] == 1000 && cadence[1] == 4000 ? frequency : -1;
 }
 
 int main(void) {
     const int32_t endpoint = 0;
+    libvoice_set_endpoint("TEL1", endpoint, NULL);
     /* [writing] */
-    struct {
-        voice_signal_t head;
-        uint32_t params[16];
-    } ring = {.head = {.endpoint = endpoint, .signal = LIBVOICE_SIGNAL_al_ri}};
-    const int32_t frequency = 25;
-    uint8_t *cursor = (uint8_t *)ring.params;
-    uint32_t remaining = sizeof ring.params;
-    libvoice_add_param(LIBVOICE_PARAM_al_ri_freq, sizeof frequency, &frequency, &cursor, &remaining);
-    ring.head.length = (uint32_t)sizeof ring.params - remaining;
-    libvoice_send_signal((libvoice_signal_t *)&ring.head);
+    const uint32_t cadence[] = {1000, 4000}; /* ms on and off */
+    voice_signal_message_t ring;
+    voice_signal_begin(&ring, endpoint, LIBVOICE_SIGNAL_al_ri, 0);
+    voice_signal_add_cadence(&ring, cadence, 2);
+    voice_signal_add_i32(&ring, LIBVOICE_PARAM_al_ri_freq, 50);
+    const char *wrong = voice_signal_send(&ring); /* tells, too, what one of the additions would not take */
     /* [end] */
-    return frequency_of((libvoice_signal_t *)&ring.head) == frequency ? 0 : 1;
+    return wrong != NULL || frequency_of(&ring.record) != 50;
 }

@@ -1,20 +1,15 @@
 /* SPDX-License-Identifier: MIT */
 /* A whole voice plugin: one telephone whose handset lies beside it. It prints what is to be heard there. */
-#include "kex_host.h"
-#include "voice_records.h"
-
-#include <stdio.h>
-#include <stdlib.h>
-#include <unistd.h>
+#include "voice_start.h"
 
 static int32_t init(const char *country) {
-    const voice_codec_t pcma = {LIBVOICE_CODEC_PCMA, 8, 1u << 1, 64000};
-    const void *codecs[] = {&pcma, NULL};
-    voice_event_t event = {.endpoint = -1, .event = LIBVOICE_EVENT_al_of};
-    if (libvoice_get_endpoint_index_by_name("TEL1") == -1 && /* "init" may come twice */
-        libvoice_register_endpoint(VOICE_ENDPOINT_FXS, "TEL1", NULL, codecs, &event.endpoint) == LIBVOICE_OK &&
-        event.endpoint >= 0)
-        libvoice_send_event((libvoice_event_t *)&event);
+    const voice_codec_t pcma = VOICE_CODEC_PCMA;
+    int32_t endpoint;
+    const char *wrong = voice_endpoint_register(VOICE_ENDPOINT_FXS, "TEL1", &pcma, 1, &endpoint, NULL);
+    if (wrong == NULL)
+        wrong = voice_event_report(endpoint, LIBVOICE_EVENT_al_of, 0);
+    if (wrong != NULL)
+        fprintf(stderr, "TEL1: %s\n", wrong);
     return 0; /* anything else ends the process */
 }
 static int32_t leave(uint32_t reason) {
@@ -22,50 +17,31 @@ static int32_t leave(uint32_t reason) {
     return 0;
 }
 static int32_t play(libvoice_signal_t *message) {
-    const voice_signal_t *signal = (const voice_signal_t *)message;
-    dprintf(1, "%s %s\n", signal->flags & VOICE_SIGNAL_STOP ? "ends" : "begins", libvoice_param_str(signal->signal));
+    const voice_signal_t signal = voice_signal_head(message);
+    dprintf(1, "%s %s\n", signal.flags & VOICE_SIGNAL_STOP ? "ends" : "begins", libvoice_param_str(signal.signal));
     return 0;
-}
-static int32_t media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t **fds) {
-    for (int i = 0; i < LIBVOICE_DESCRIPTORS; i++) /* ours from here on; a driver gives them to its DSP */
-        close((*fds)[i]);
-    return 0;
-}
-static int32_t end_media(int32_t endpoint, uint32_t line) {
-    return 0;
-}
-static int32_t get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
-    return -1; /* no parameters here, and no conferences below: every callback but the event's must be set */
-}
-static int32_t set(libvoice_param_set_t *params) {
-    return -1;
-}
-static int32_t context(uint32_t id) {
-    return -1;
-}
-static int32_t add(uint32_t id, void *stream_info, int32_t **fds, int32_t endpoint, uint32_t line) {
-    free(stream_info); /* passes to the callback, also when it fails */
-    return media(endpoint, line, NULL, fds) - 1;
-}
-static int32_t modify(uint32_t id, void *stream_info) {
-    free(stream_info);
-    return -1;
-}
-static int32_t drop(uint32_t id, uint32_t stream) {
-    return -1;
 }
 int main(void) {
-    const libvoice_callbacks_t callbacks = {init, leave, play,    NULL, media,  media, end_media,
-                                            get,  set,   context, add,  modify, drop,  context};
+    const libvoice_callbacks_t callbacks = {
+        .voice_plugin_init = init,
+        .voice_plugin_exit = leave,
+        .voice_plugin_signal = play,
+        .voice_plugin_create = voice_refuse_media, /* no media, parameters and conferences here */
+        .voice_plugin_modify = voice_refuse_media,
+        .voice_plugin_destroy = voice_refuse_destroy,
+        .voice_plugin_get = voice_refuse_get,
+        .voice_plugin_set = voice_refuse_set,
+        .voice_plugin_create_ctx = voice_refuse_context,
+        .voice_plugin_add_stream = voice_refuse_add_stream,
+        .voice_plugin_modify_stream = voice_refuse_modify_stream,
+        .voice_plugin_remove_stream = voice_refuse_remove_stream,
+        .voice_plugin_destroy_ctx = voice_refuse_context,
+    };
     kex_t *bus = kex_create("tel");
-    if (!kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS))
-        return 1;
-    kex_declareObject(bus, "tel", NULL);
-    kex_declareTemplate(bus, "tel.EndPoint", "EndPoint");
-    libvoice_set_kex_handler(bus);
-    libvoice_set_pluginname("tel");
-    libvoice_init(callbacks);
-    const int status = kex_run(bus);
+    const char *wrong = voice_plugin_start(bus, "tel", &callbacks);
+    if (wrong != NULL)
+        fprintf(stderr, "tel: %s\n", wrong);
+    const int failed = wrong != NULL || kex_run(bus) != 0;
     kex_destroy(bus);
-    return status;
+    return failed;
 }
