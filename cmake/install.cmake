@@ -41,3 +41,13 @@ voice_install_pc(kex bus)
 voice_install_pc(voice_fake_bus test)
 
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+
+# The pages with their examples, in the folders that they have here, so that their links lead where they should.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+foreach(folder bus hosts tool)
+    install(FILES ${folder}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/${folder} COMPONENT development)
+endforeach()
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING
+    PATTERN "*.md" PATTERN "examples/*.c" PATTERN "examples/*.cpp" PATTERN "examples/*.h"
+    PATTERN man EXCLUDE PATTERN tests EXCLUDE)
+install(DIRECTORY tests/install/project DESTINATION ${CMAKE_INSTALL_DOCDIR}/tests/install COMPONENT development)

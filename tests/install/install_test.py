@@ -106,6 +106,17 @@ class Install(unittest.TestCase):
                     run(compiler, "-x", language, f"-std={standard}", *STRICT, "-fsyntax-only", "-I", INCLUDE,
                         "-I", INCLUDE / "voice_plugin", source)
 
+    def test_pages(self):
+        """Links of the installed pages lead to installed files, and the glossary is among them."""
+        doc = STAGE / FOLDERS["doc"]
+        pages = sorted(doc.rglob("*.md"))
+        self.assertIn(doc / "docs" / "glossary.md", pages)
+        for page in pages:
+            text = re.sub(r"```.*?```|`[^`\n]*`", "", page.read_text(), flags=re.S)
+            for target in re.findall(r"\]\(([^)#\s]+)", text):
+                if not re.match("[a-z]+:", target):
+                    self.assertTrue((page.parent / target).exists(), f"{page.relative_to(doc)} links {target}")
+
     def test_programs(self):
         """They find their libraries, wherever the tree stands."""
         for program in PROGRAMS:
@@ -163,6 +174,15 @@ class Install(unittest.TestCase):
             run(CXX, "-std=c++17", *STRICT, *cflags, PROJECT / "door_test.cpp", self.folder / "door.o", *libs, "-o", test)
             self.assertIn("door: all holds", run(test, environment=found))
         self.expect_plugin_works(self.folder / "door", {"LD_LIBRARY_PATH": str(LIB)})
+
+    def test_examples(self):
+        """The examples of the pages are there to be compiled as the guide says."""
+        cflags, libs = self.package_flags("voice_plugin", "kex")
+        examples = STAGE / FOLDERS["doc"] / "docs" / "examples"
+        for sources in (["telephone.c"], ["tone_giver.c"], ["intercom.c"], ["echo_plugin.c", "echo_lines.c"], ["ring.c"]):
+            with self.subTest(sources[0]):
+                run(CC, "-Wall", "-Werror", *cflags, *[examples / source for source in sources], *libs,
+                    "-o", self.folder / "example")
 
 
 if __name__ == "__main__":
