@@ -184,6 +184,13 @@ class Install(unittest.TestCase):
                 run(CC, "-Wall", "-Werror", *cflags, *[examples / source for source in sources], *libs,
                     "-o", self.folder / "example")
 
+        # The guide's test of a driver with media sockets, which it watches, and parameters.
+        cflags, libs = self.package_flags("voice_plugin", "voice_fake_bus")
+        run(CC, *cflags, "-c", examples / "echo_lines.c", "-o", self.folder / "echo_lines.o")
+        run(CXX, "-std=c++17", *cflags, examples / "echo_lines_test.cpp", self.folder / "echo_lines.o", *libs,
+            "-lgtest_main", "-lgtest", "-o", self.folder / "echo_lines_test")
+        self.assertIn("PASSED", run(self.folder / "echo_lines_test", environment=clean_environment(LD_LIBRARY_PATH=str(LIB))))
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -2,26 +2,19 @@
 /* The door station on the bundled bus. SIGTERM ends it. */
 #define _POSIX_C_SOURCE 200809L /* sigprocmask() */
 #include "door.h"
-#include "kex_host.h"
+#include "voice_start.h"
 
 #include <signal.h>
 #include <sys/signalfd.h>
 
 static kex_t *bus;
 
-/* SIGTERM came. The answer to this request is "exit": only then is the application done with us. */
+/* SIGTERM came. The answer to the leave is "exit": only then is the application done with us. */
 static void take_leave(int descriptor, void *userdata) {
     (void)userdata;
-    request_t *request = request_create_executeFunction(LIBVOICE_APPLICATION_PATH, "deregister_plugin",
-                                                        LIBVOICE_REQUEST_FLAGS_LIFECYCLE);
-    variant_t name = {0};
-    variant_setChar(&name, libvoice_get_pluginname());
-    request_addParameter(request, "plugin_name", &name);
-    variant_cleanup(&name);
-    if (!kex_sendRequest(bus, libvoice_get_kex_peer_handler(), request))
-        kex_stop(bus);
-    request_destroy(request);
     kex_unwatch(bus, descriptor);
+    if (!voice_plugin_leave())
+        kex_stop(bus);
 }
 
 static int32_t leave(uint32_t reason) {
@@ -36,17 +29,13 @@ int main(void) {
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, NULL);
     bus = kex_create("door");
-    if (!kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS))
-        return 1;
-    kex_declareObject(bus, "door", NULL);
-    kex_declareTemplate(bus, "door.EndPoint", "EndPoint");
-    kex_watch(bus, signalfd(-1, &signals, SFD_CLOEXEC), NULL, take_leave);
-    libvoice_set_kex_handler(bus);
-    libvoice_set_pluginname("door");
     libvoice_callbacks_t callbacks = door_callbacks();
     callbacks.voice_plugin_exit = leave;
-    libvoice_init(callbacks);
-    const int status = kex_run(bus);
+    const char *wrong = voice_plugin_start(bus, "door", &callbacks);
+    if (wrong != NULL)
+        fprintf(stderr, "door: %s\n", wrong);
+    kex_watch(bus, signalfd(-1, &signals, SFD_CLOEXEC), NULL, take_leave);
+    const int failed = wrong != NULL || kex_run(bus) != 0;
     kex_destroy(bus);
-    return status;
+    return failed;
 }
