@@ -8,7 +8,7 @@ from pathlib import Path
 from clang.cindex import CursorKind, Index, TokenKind, TranslationUnit
 
 ROOT = Path(__file__).resolve().parent.parent
-INCLUDES = ["include", "platform", "bus/include"]
+INCLUDES = ["include", "platform", "bus/include", "helpers/include"]
 RECORDS = {CursorKind.STRUCT_DECL: "struct", CursorKind.UNION_DECL: "union", CursorKind.ENUM_DECL: "enum"}
 MEMBERS = {CursorKind.FIELD_DECL: "field", CursorKind.ENUM_CONSTANT_DECL: "enumerator"}
 KINDS = {CursorKind.FUNCTION_DECL: "function", CursorKind.VAR_DECL: "variable", CursorKind.TYPEDEF_DECL: "type",

@@ -35,6 +35,8 @@ HEADERS = [
     "platform/ziltrace.h",
     "bus/include/kex_host.h",
     "bus/include/kex_tap.h",
+    "helpers/include/voice_records.h",
+    "helpers/include/voice_start.h",
 ]
 PAGE = "docs/reference.md"
 

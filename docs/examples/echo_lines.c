@@ -51,7 +51,7 @@ static int32_t init(const char *country) {
         if (wrong == NULL && line->off_hook) /* the application starts from idle lines */
             report(line, LIBVOICE_EVENT_al_of);
     }
-    return 0; /* also when a line was refused: anything else ends the process */
+    return 0; /* also when a line was rejected: anything else ends the process */
 }
 
 static int32_t play(libvoice_signal_t *message) {
@@ -116,7 +116,7 @@ static int32_t set_up_media(int32_t endpoint, uint32_t appearance, void *cnx_inf
     const char *wrong = appearance != 0 ? "one call at a time" : "unknown endpoint";
     if (line != NULL && appearance == 0)
         wrong = take_media(line, cnx_info, (*descriptors)[VOICE_DESCRIPTOR_MEDIA]);
-    /* The descriptors are ours, also when we refuse: no control, no fax here. */
+    /* The descriptors are ours, also when we reject: no control, no fax here. */
     voice_descriptors_close(descriptors, wrong == NULL ? VOICE_DESCRIPTOR_CONTROL : 0, LIBVOICE_DESCRIPTORS);
     if (wrong != NULL) {
         voice_event_report_cause(endpoint, appearance, VOICE_CAUSE_UNSUPPORTED, wrong);
@@ -188,11 +188,11 @@ libvoice_callbacks_t echo_lines_callbacks(void) {
         .voice_plugin_destroy = end_media,
         .voice_plugin_get = get,
         .voice_plugin_set = set,
-        .voice_plugin_create_ctx = voice_refuse_context, /* no conferences */
-        .voice_plugin_add_stream = voice_refuse_add_stream,
-        .voice_plugin_modify_stream = voice_refuse_modify_stream,
-        .voice_plugin_remove_stream = voice_refuse_remove_stream,
-        .voice_plugin_destroy_ctx = voice_refuse_context,
+        .voice_plugin_create_ctx = voice_reject_context, /* no conferences */
+        .voice_plugin_add_stream = voice_reject_add_stream,
+        .voice_plugin_modify_stream = voice_reject_modify_stream,
+        .voice_plugin_remove_stream = voice_reject_remove_stream,
+        .voice_plugin_destroy_ctx = voice_reject_context,
     };
     return callbacks;
 }

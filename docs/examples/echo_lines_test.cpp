@@ -125,7 +125,7 @@ TEST_F(EchoLines, NothingComesBackWithEchoCancellation) {
     close(pair[1]);
 }
 
-TEST_F(EchoLines, MediaWithoutASocketIsRefusedWithACause) {
+TEST_F(EchoLines, MediaWithoutASocketIsRejectedWithACause) {
     EXPECT_EQ(create(pcma, -1), KEX_FUNCTION_FAILED);
     EXPECT_EQ(last_event().event, LIBVOICE_EVENT_g_cause);
 }

@@ -120,7 +120,7 @@ static int32_t event(libvoice_event_t *message) {
         voice_params_get_u32(params, LIBVOICE_PARAM_zil_call_stats_rxpkts, &packets);
         printf("%s has received %s\n", name_of(event.endpoint), packets > 0 ? "speech" : "nothing");
         break;
-    case LIBVOICE_EVENT_g_cause: /* the plugin refuses media: its only answer to "create" */
+    case LIBVOICE_EVENT_g_cause: /* the plugin rejects media: its only answer to "create" */
         voice_params_get_text(params, LIBVOICE_PARAM_g_cause_failurecause, why, sizeof why);
         tell(event.endpoint, why);
         call_end();

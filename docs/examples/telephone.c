@@ -26,16 +26,16 @@ int main(void) {
         .voice_plugin_init = init,
         .voice_plugin_exit = leave,
         .voice_plugin_signal = play,
-        .voice_plugin_create = voice_refuse_media, /* no media, parameters and conferences here */
-        .voice_plugin_modify = voice_refuse_media,
-        .voice_plugin_destroy = voice_refuse_destroy,
-        .voice_plugin_get = voice_refuse_get,
-        .voice_plugin_set = voice_refuse_set,
-        .voice_plugin_create_ctx = voice_refuse_context,
-        .voice_plugin_add_stream = voice_refuse_add_stream,
-        .voice_plugin_modify_stream = voice_refuse_modify_stream,
-        .voice_plugin_remove_stream = voice_refuse_remove_stream,
-        .voice_plugin_destroy_ctx = voice_refuse_context,
+        .voice_plugin_create = voice_reject_media, /* no media, parameters and conferences here */
+        .voice_plugin_modify = voice_reject_media,
+        .voice_plugin_destroy = voice_reject_destroy,
+        .voice_plugin_get = voice_reject_get,
+        .voice_plugin_set = voice_reject_set,
+        .voice_plugin_create_ctx = voice_reject_context,
+        .voice_plugin_add_stream = voice_reject_add_stream,
+        .voice_plugin_modify_stream = voice_reject_modify_stream,
+        .voice_plugin_remove_stream = voice_reject_remove_stream,
+        .voice_plugin_destroy_ctx = voice_reject_context,
     };
     kex_t *bus = kex_create("tel");
     const char *wrong = voice_plugin_start(bus, "tel", &callbacks);

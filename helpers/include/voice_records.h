@@ -62,7 +62,7 @@ typedef struct voice_signal {
     uint32_t line;       /**< call appearance on that endpoint: 0 or 1 */
     uint32_t message_id; /**< get_new_msg_id() of the sender, for the log */
     uint32_t flags;      /**< VOICE_SIGNAL_... */
-    uint32_t params;     /**< slot of the parameter pointer: never read it, see libvoice_signal_params() */
+    uint32_t params;     /**< pointer word: never read it, see libvoice_signal_params() */
     uint32_t length;     /**< bytes of parameter buffer behind the head */
 } voice_signal_t;
 
@@ -71,7 +71,7 @@ typedef struct voice_event {
     int32_t endpoint; /**< endpoint number */
     uint32_t event;   /**< LIBVOICE_EVENT_..., what happened; its parameters stand in the parameter buffer */
     uint32_t line;    /**< call appearance on that endpoint: 0 or 1 */
-    uint32_t params;  /**< slot of the parameter pointer */
+    uint32_t params;  /**< pointer word */
     uint32_t length;  /**< bytes of parameter buffer behind the head */
 } voice_event_t;
 
@@ -93,13 +93,13 @@ typedef struct voice_codec {
 
 /** Directions of a stream, seen from the endpoint (LIBVOICE_PARAM_sdp_stream_mode). */
 enum voice_stream_mode {
-    VOICE_MODE_INACTIVE = 0,
-    VOICE_MODE_SEND_ONLY = 1,
-    VOICE_MODE_RECEIVE_ONLY = 2,
-    VOICE_MODE_SEND_RECEIVE = 3,
+    VOICE_MODE_INACTIVE = 0,     /**< on hold */
+    VOICE_MODE_SEND_ONLY = 1,    /**< the endpoint sends */
+    VOICE_MODE_RECEIVE_ONLY = 2, /**< it receives */
+    VOICE_MODE_SEND_RECEIVE = 3, /**< both */
 };
 
-#define VOICE_CNX_VERSION 1u          /**< Version of the two records below; a receiver refuses any other. */
+#define VOICE_CNX_VERSION 1u          /**< Version of the two records below; a receiver rejects any other. */
 #define VOICE_CNX_PARAMETER_BYTES 696 /**< Room for `sdp` items. */
 
 /**
@@ -129,18 +129,18 @@ typedef struct voice_stream_info {
 typedef struct voice_tone {
     uint32_t frequency; /**< Hz; 0 is a pause */
     int32_t level;      /**< tenths of dBm0 */
-    uint32_t on_ms;
-    uint32_t off_ms;
+    uint32_t on_ms;     /**< how long it sounds, in ms */
+    uint32_t off_ms;    /**< the pause behind it, in ms */
 } voice_tone_t;
 
 /** General causes of LIBVOICE_PARAM_g_cause_generalcause (ITU-T H.248.1 Annex E.1). */
 enum voice_general_cause {
-    VOICE_CAUSE_NORMAL_RELEASE = 1,
-    VOICE_CAUSE_UNAVAILABLE_RESOURCES = 2,
-    VOICE_CAUSE_FAILURE_TEMPORARY = 3,
-    VOICE_CAUSE_FAILURE_PERMANENT = 4,
-    VOICE_CAUSE_INTERWORKING_ERROR = 5,
-    VOICE_CAUSE_UNSUPPORTED = 6,
+    VOICE_CAUSE_NORMAL_RELEASE = 1,        /**< it was ended */
+    VOICE_CAUSE_UNAVAILABLE_RESOURCES = 2, /**< nothing is free for it */
+    VOICE_CAUSE_FAILURE_TEMPORARY = 3,     /**< it may work later */
+    VOICE_CAUSE_FAILURE_PERMANENT = 4,     /**< it will not work later */
+    VOICE_CAUSE_INTERWORKING_ERROR = 5,    /**< the two sides do not understand each other */
+    VOICE_CAUSE_UNSUPPORTED = 6,           /**< this endpoint cannot do it */
 };
 
 /* Also agreed, without a record of their own:
@@ -641,7 +641,7 @@ static inline int voice_signal_add_tones(voice_signal_message_t *signal, const v
     return voice_signal_add_bytes(signal, LIBVOICE_PARAM_tonegen_pt_tl, tones, count * (uint32_t)sizeof *tones);
 }
 /** Sends it to the endpoint that it names, without waiting. @return NULL: handed to the library, whose trace tells what
- * the bus refuses; or the first thing that went wrong: then nothing is sent. */
+ * the bus rejects; or the first thing that went wrong: then nothing is sent. */
 static inline const char *voice_signal_send(voice_signal_message_t *signal) {
     if (signal->wrong != NULL)
         return signal->wrong;
@@ -912,7 +912,7 @@ enum voice_descriptor {
 };
 
 /**
- * Closes the descriptors of a media callback from one on: they are the callback's, also when it refuses.
+ * Closes the descriptors of a media callback from one on: they are the callback's, also when it rejects.
  * @param count  LIBVOICE_DESCRIPTORS, or VOICE_STREAM_DESCRIPTORS in voice_plugin_add_stream
  */
 static inline void voice_descriptors_close(int32_t *const *descriptors, int first, int count) {

@@ -60,7 +60,7 @@ static inline const char *voice_endpoint_name_wrong(const char *name) {
 }
 
 /* -------------------------------------------------------------------------------------------------------- Callbacks
- * The library calls these slots without a test: an unset one ends the process. */
+ * The library calls these without a test: an unset one ends the process. */
 
 /** The first callback of a plugin that must be set and is not, as a sentence, or NULL. */
 static inline const char *voice_plugin_callbacks_wrong(const libvoice_callbacks_t *callbacks) {
@@ -111,43 +111,43 @@ static inline const char *voice_application_callbacks_wrong(const libvoice_app_c
  * does not hear the answer to a media command, but the event. */
 
 /** For voice_plugin_signal: there is nothing that can be played or done. */
-static inline int32_t voice_refuse_signal(libvoice_signal_t *message) {
+static inline int32_t voice_reject_signal(libvoice_signal_t *message) {
     (void)message;
     return -1;
 }
 /** For voice_plugin_create and voice_plugin_modify: no media. Closes the descriptors and reports the cause. */
-static inline int32_t voice_refuse_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t **descriptors) {
+static inline int32_t voice_reject_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t **descriptors) {
     (void)cnx_info;
     voice_descriptors_close(descriptors, 0, LIBVOICE_DESCRIPTORS);
     voice_event_report_cause(endpoint, line, VOICE_CAUSE_UNSUPPORTED, "no media here");
     return -1;
 }
 /** For voice_plugin_destroy: there is no media. */
-static inline int32_t voice_refuse_destroy(int32_t endpoint, uint32_t line) {
+static inline int32_t voice_reject_destroy(int32_t endpoint, uint32_t line) {
     (void)endpoint;
     (void)line;
     return -1;
 }
 /** For voice_plugin_get: no parameters. */
-static inline int32_t voice_refuse_get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
+static inline int32_t voice_reject_get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
     (void)request;
     (void)result;
     (void)reserved;
     return -1;
 }
 /** For voice_plugin_set: no parameters. */
-static inline int32_t voice_refuse_set(libvoice_param_set_t *params) {
+static inline int32_t voice_reject_set(libvoice_param_set_t *params) {
     (void)params;
     return -1;
 }
 /** For voice_plugin_create_ctx and voice_plugin_destroy_ctx: no conferences. */
-static inline int32_t voice_refuse_context(uint32_t context) {
+static inline int32_t voice_reject_context(uint32_t context) {
     (void)context;
     return -1;
 }
 /** For voice_plugin_add_stream: no conferences. Closes the descriptors, frees the stream information and reports the
  * cause. */
-static inline int32_t voice_refuse_add_stream(uint32_t context, void *stream_info, int32_t **descriptors,
+static inline int32_t voice_reject_add_stream(uint32_t context, void *stream_info, int32_t **descriptors,
                                               int32_t endpoint, uint32_t line) {
     (void)context;
     free(stream_info);
@@ -156,33 +156,33 @@ static inline int32_t voice_refuse_add_stream(uint32_t context, void *stream_inf
     return -1;
 }
 /** For voice_plugin_modify_stream: no conferences. Frees the stream information. */
-static inline int32_t voice_refuse_modify_stream(uint32_t context, void *stream_info) {
+static inline int32_t voice_reject_modify_stream(uint32_t context, void *stream_info) {
     (void)context;
     free(stream_info);
     return -1;
 }
 /** For voice_plugin_remove_stream: no conferences. */
-static inline int32_t voice_refuse_remove_stream(uint32_t context, uint32_t stream) {
+static inline int32_t voice_reject_remove_stream(uint32_t context, uint32_t stream) {
     (void)context;
     (void)stream;
     return -1;
 }
 /** A whole table of them, for a plugin that sets only what it can do: voice_plugin_init, and voice_plugin_exit, are not
  * set. */
-static inline libvoice_callbacks_t voice_plugin_refusals(void) {
+static inline libvoice_callbacks_t voice_plugin_rejections(void) {
     libvoice_callbacks_t callbacks;
     memset(&callbacks, 0, sizeof callbacks);
-    callbacks.voice_plugin_signal = voice_refuse_signal;
-    callbacks.voice_plugin_create = voice_refuse_media;
-    callbacks.voice_plugin_modify = voice_refuse_media;
-    callbacks.voice_plugin_destroy = voice_refuse_destroy;
-    callbacks.voice_plugin_get = voice_refuse_get;
-    callbacks.voice_plugin_set = voice_refuse_set;
-    callbacks.voice_plugin_create_ctx = voice_refuse_context;
-    callbacks.voice_plugin_add_stream = voice_refuse_add_stream;
-    callbacks.voice_plugin_modify_stream = voice_refuse_modify_stream;
-    callbacks.voice_plugin_remove_stream = voice_refuse_remove_stream;
-    callbacks.voice_plugin_destroy_ctx = voice_refuse_context;
+    callbacks.voice_plugin_signal = voice_reject_signal;
+    callbacks.voice_plugin_create = voice_reject_media;
+    callbacks.voice_plugin_modify = voice_reject_media;
+    callbacks.voice_plugin_destroy = voice_reject_destroy;
+    callbacks.voice_plugin_get = voice_reject_get;
+    callbacks.voice_plugin_set = voice_reject_set;
+    callbacks.voice_plugin_create_ctx = voice_reject_context;
+    callbacks.voice_plugin_add_stream = voice_reject_add_stream;
+    callbacks.voice_plugin_modify_stream = voice_reject_modify_stream;
+    callbacks.voice_plugin_remove_stream = voice_reject_remove_stream;
+    callbacks.voice_plugin_destroy_ctx = voice_reject_context;
     return callbacks;
 }
 
@@ -248,7 +248,7 @@ static inline const char *voice_plugin_start(kex_t *bus, const char *name, const
 /**
  * Starts a DSP plugin: as voice_plugin_start(), with the objects `<name>.DSPPlugin`, and below it the templates of DSPs
  * and of their channels.
- * @param callbacks  as for any plugin: one without endpoints sets voice_plugin_refusals(), init and exit
+ * @param callbacks  as for any plugin: one without endpoints sets voice_plugin_rejections(), init and exit
  * @param dsp        copied; none of them must be set: the library answers no for one that is not
  */
 static inline const char *voice_dsp_plugin_start(kex_t *bus, const char *name, const libvoice_callbacks_t *callbacks,
@@ -341,7 +341,7 @@ static inline const char *voice_endpoint_register(int32_t type, const char *name
         list[i] = &codecs[i];
     int32_t number = -1;
     if (libvoice_register_endpoint(type, name, NULL, list, &number) != LIBVOICE_OK || number < 0) {
-        /* A refusal arrives as a number below 0, which the library counts as success. */
+        /* A rejection arrives as a number below 0, which the library counts as success. */
         libvoice_endpoint_t *entry = libvoice_get_endpoint_entry_by_name(name);
         if (entry != NULL)
             libvoice_delete_endpoint_entry(entry);

@@ -23,7 +23,7 @@ static const char *start_dsp_plugin(kex_t *bus, const libvoice_callbacks_t *call
 int main(int count, char **words) {
     const char *how = count > 1 ? words[1] : "";
     const char *name = strcmp(how, "long_name") == 0 ? "abcdefghijklmnopqrst" : "tel";
-    libvoice_callbacks_t callbacks = voice_plugin_refusals();
+    libvoice_callbacks_t callbacks = voice_plugin_rejections();
     callbacks.voice_plugin_init = init;
     callbacks.voice_plugin_exit = leave;
     if (strcmp(how, "no_callback") == 0)

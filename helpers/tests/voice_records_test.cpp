@@ -126,7 +126,7 @@ TEST_F(Records, EventIsFullToTheLastByte) {
     EXPECT_STREQ(voice_event_send(&event), VOICE_WRONG_ROOM);
 }
 
-TEST_F(Records, EachTypeIsRefusedUnderTheOthersIdentifiers) {
+TEST_F(Records, EachTypeIsRejectedUnderTheOthersIdentifiers) {
     const uint32_t of_type[] = {LIBVOICE_EVENT_al_of, LIBVOICE_PARAM_g_cause_generalcause, LIBVOICE_PARAM_dd_ce_ds,
                                 LIBVOICE_PARAM_fxo_ri_cid, LIBVOICE_PARAM_tdmc_ec};
     for (uint32_t type = VOICE_VALUE_NONE; type <= VOICE_VALUE_BOOLEAN; type++) {

@@ -24,7 +24,7 @@ int32_t plugin_exit(uint32_t) {
 }
 
 libvoice_callbacks_t plugin_callbacks() {
-    libvoice_callbacks_t callbacks = voice_plugin_refusals();
+    libvoice_callbacks_t callbacks = voice_plugin_rejections();
     callbacks.voice_plugin_init = plugin_init;
     callbacks.voice_plugin_exit = plugin_exit;
     return callbacks;
@@ -167,10 +167,10 @@ TEST_F(Start, NamesThatThePluginsCannotHaveAreSaid) {
     EXPECT_STREQ(voice_plugin_start(the_bus, "abcdefghijklmnopqrs", &callbacks), nullptr) << "19 characters";
 }
 
-// The table as slots, in their order; the library's header promises that order.
+// The callbacks by their place; the library's header promises that order.
 template <typename Table>
-void clear_slot(Table *table, size_t slot) {
-    memset(reinterpret_cast<char *>(table) + slot * sizeof(void (*)()), 0, sizeof(void (*)()));
+void unset(Table *table, size_t at) {
+    memset(reinterpret_cast<char *>(table) + at * sizeof(void (*)()), 0, sizeof(void (*)()));
 }
 
 TEST_F(Start, PluginCallbacksThatMustBeSetAreNamed) {
@@ -188,17 +188,17 @@ TEST_F(Start, PluginCallbacksThatMustBeSetAreNamed) {
                                  "voice_plugin_modify_stream is not set",
                                  "voice_plugin_remove_stream is not set",
                                  "voice_plugin_destroy_ctx is not set"};
-    constexpr size_t kSlots = sizeof names / sizeof names[0];
-    static_assert(sizeof(libvoice_callbacks_t) == kSlots * sizeof(void (*)()));
-    for (size_t slot = 0; slot < kSlots; slot++) {
+    constexpr size_t kCallbacks = sizeof names / sizeof names[0];
+    static_assert(sizeof(libvoice_callbacks_t) == kCallbacks * sizeof(void (*)()));
+    for (size_t at = 0; at < kCallbacks; at++) {
         libvoice_callbacks_t callbacks = plugin_callbacks();
-        clear_slot(&callbacks, slot);
-        EXPECT_STREQ(voice_plugin_callbacks_wrong(&callbacks), names[slot]) << slot;
-        if (names[slot] == nullptr)
+        unset(&callbacks, at);
+        EXPECT_STREQ(voice_plugin_callbacks_wrong(&callbacks), names[at]) << at;
+        if (names[at] == nullptr)
             continue;
         const libvoice_dsp_callbacks_t dsp = {};
-        EXPECT_STREQ(voice_plugin_start(the_bus, "tel", &callbacks), names[slot]);
-        EXPECT_STREQ(voice_dsp_plugin_start(the_bus, "tel", &callbacks, &dsp), names[slot]);
+        EXPECT_STREQ(voice_plugin_start(the_bus, "tel", &callbacks), names[at]);
+        EXPECT_STREQ(voice_dsp_plugin_start(the_bus, "tel", &callbacks, &dsp), names[at]);
         expect_not_started();
         EXPECT_FALSE(bus().exists("tel"));
     }
@@ -211,10 +211,10 @@ TEST_F(Start, PluginCallbacksThatMustBeSetAreNamed) {
 TEST_F(Start, ApplicationCallbacksThatMustBeSetAreNamed) {
     const char *const names[] = {"voice_app_get_country is not set", "voice_app_event is not set",
                                  "voice_app_register_endpoint is not set"};
-    for (size_t slot = 0; slot < 3; slot++) {
+    for (size_t at = 0; at < 3; at++) {
         libvoice_app_callbacks_t callbacks = application_callbacks();
-        clear_slot(&callbacks, slot);
-        EXPECT_STREQ(voice_application_start(the_bus, &callbacks), names[slot]);
+        unset(&callbacks, at);
+        EXPECT_STREQ(voice_application_start(the_bus, &callbacks), names[at]);
         expect_not_started();
     }
     EXPECT_STREQ(voice_application_start(the_bus, nullptr), "there is no table of callbacks");
@@ -242,7 +242,7 @@ TEST_F(Start, FunctionsThatAreNotFoundAreSaid) {
     expect_not_started();
 }
 
-TEST_F(Start, ObjectsThatTheBusRefusesAreSaid) {
+TEST_F(Start, ObjectsThatTheBusRejectsAreSaid) {
     const libvoice_callbacks_t callbacks = plugin_callbacks();
     const libvoice_dsp_callbacks_t dsp = {};
     const libvoice_app_callbacks_t application = application_callbacks();
@@ -328,7 +328,7 @@ TEST_F(Endpoints, ObjectLeftOverIsRemovedWithoutAnErrorInTheTrace) {
     EXPECT_LINES(bus().complaints());
 }
 
-TEST_F(Endpoints, RefusedEndpointLeavesNothingBehind) {
+TEST_F(Endpoints, RejectedEndpointLeavesNothingBehind) {
     gives_number(-1);
     EXPECT_STREQ(add("TEL1"), "the application does not take the endpoint, or is gone");
     EXPECT_EQ(endpoint, -1);
@@ -417,10 +417,10 @@ TEST_F(Endpoints, WithoutAnApplicationThereIsNoLeaveToTake) {
     EXPECT_FALSE(voice_plugin_leave());
 }
 
-// ---------------------------------------------------------------------------------------------------------- Refusals
+// ---------------------------------------------------------------------------------------------------------- Rejections
 
-TEST_F(Endpoints, EachRefusalAnswersNoAndGivesBackWhatItGot) {
-    const libvoice_callbacks_t callbacks = voice_plugin_refusals();
+TEST_F(Endpoints, EachRejectionAnswersNoAndGivesBackWhatItGot) {
+    const libvoice_callbacks_t callbacks = voice_plugin_rejections();
     int32_t descriptors[LIBVOICE_DESCRIPTORS];
     int32_t *array = descriptors;
     const auto open_some = [&](int count) {
@@ -451,7 +451,7 @@ TEST_F(Endpoints, EachRefusalAnswersNoAndGivesBackWhatItGot) {
     EXPECT_NE(callbacks.voice_plugin_remove_stream(1, 1), 0);
     EXPECT_NE(callbacks.voice_plugin_destroy_ctx(1), 0);
 
-    ASSERT_EQ(bus().requests_made(), 3u) << "each media command that was refused";
+    ASSERT_EQ(bus().requests_made(), 3u) << "each media command that was rejected";
     for (unsigned i = 1; i <= 3; i++) {
         const char *why = i == 3 ? "no conferences here" : "no media here";
         const std::string params = records::integer(LIBVOICE_PARAM_g_cause_generalcause, VOICE_CAUSE_UNSUPPORTED) +

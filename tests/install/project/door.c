@@ -44,7 +44,7 @@ static int32_t end_media(int32_t endpoint, uint32_t line) {
 }
 
 libvoice_callbacks_t door_callbacks(void) {
-    libvoice_callbacks_t callbacks = voice_plugin_refusals();
+    libvoice_callbacks_t callbacks = voice_plugin_rejections();
     callbacks.voice_plugin_init = init;
     callbacks.voice_plugin_signal = play;
     callbacks.voice_plugin_create = media;
