@@ -9,7 +9,7 @@ endif()
 string(REGEX MATCHALL "[^\n]+::[^\n]+" cases "${output}")
 set(text "")
 foreach(case IN LISTS cases)
-    string(REGEX REPLACE "^test_(.*)\\.py::test_" "integration.\\1." name "${case}")
+    string(REGEX REPLACE "^(.*)_test\\.py::test_" "integration.\\1." name "${case}")
     string(APPEND text
         "add_test([==[${name}]==] \"${PYTHON}\" -m pytest -q -p no:cacheprovider --tb=short --no-header "
         "[==[${SOURCE}/${case}]==])\n"

@@ -32,7 +32,7 @@
  *   Everything that a pointer leads to belongs to the caller and ends with the call: copy what is kept. The two
  *   descriptors of open and change are the only exception, see line_media_t.
  *
- * C11 and C++17. hosts/tests/processes/stub_driver.c is a whole driver in one page.
+ * C11 and C++17. tests/integration/programs/stub_driver.c is a whole driver in one page.
  */
 #ifndef LINE_DRIVER_H
 #define LINE_DRIVER_H

@@ -11,7 +11,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-sys.path.append(str(Path(__file__).resolve().parent.parent / "integration"))
+sys.path.append(str(Path(__file__).resolve().parents[2] / "hosts" / "demo"))
 from processes import System  # noqa: E402
 from staged import (BIN, BUILD, CC, CMAKE, CXX, FOLDERS, INCLUDE, LIB, PROGRAMS, READELF, SOURCE, STAGE,  # noqa: E402
                     VERSION, clean_environment, files, install, run)

@@ -7,7 +7,6 @@ import re
 import subprocess
 import tempfile
 import unittest
-from pathlib import Path
 
 from staged import BIN, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
 

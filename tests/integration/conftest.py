@@ -1,9 +1,13 @@
 # SPDX-License-Identifier: MIT
 """Gives each test a voice system of its own, and shows what its processes said when the test fails."""
 
+import sys
+from pathlib import Path
+
 import pytest
 
-from processes import System
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "hosts" / "demo"))
+from processes import System  # noqa: E402
 
 
 @pytest.hookimpl(hookwrapper=True)

@@ -10,8 +10,8 @@ import time
 
 import pytest
 
+from dialling import talk
 from processes import Watcher, until
-from test_calls import talk
 from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
 
 

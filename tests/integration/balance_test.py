@@ -3,7 +3,7 @@
 
 As a test a few rounds run. By hand, any number of calls, with the figures:
 
-    VOICE_BUILD_DIR=build /usr/bin/python3 tests/integration/test_balance.py --calls 1000 [--convert-media]
+    PYTHONPATH=hosts/demo /usr/bin/python3 tests/integration/balance_test.py --calls 1000 [--convert-media]
 """
 
 import argparse

@@ -6,7 +6,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-DEMO = Path(__file__).with_name("demo.py")
+DEMO = Path(__file__).resolve().parents[2] / "hosts" / "demo" / "demo.py"
 
 
 def run_demo(bin_folder, **environment):

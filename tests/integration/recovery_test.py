@@ -3,8 +3,8 @@
 
 import pytest
 
+from dialling import ring, talk
 from processes import QUICK_RETRY, until
-from test_calls import ring, talk
 from wire import RawPeer
 
 

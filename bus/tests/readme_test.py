@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Checks that the programs shown in a page are the ones that are compiled.
 
-usage: readme.py PAGE PROGRAM...
+usage: readme_test.py PAGE PROGRAM...
 """
 import sys
 

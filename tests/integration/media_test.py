@@ -6,12 +6,12 @@ import struct
 
 import pytest
 
+from dialling import ring, talk
+from faulty_calls import FakeApplication
 from media import (CNX_INFO_BYTES, EXACT_HEAP, FIRST_PORT, FORMS, FRAME_BYTES, PCMA, PCMU, REPORT, STATISTICS, STREAM_INFO_BYTES, Pair,
                    connection, held, identifier, items, numbers, own_address, rtp, settled_heap, start_application,
                    udp_sockets)
 from processes import until
-from test_calls import ring, talk
-from test_hostile_calls import FakeApplication
 from wire import Fd, ONE_WAY, U32
 
 FIRST_TONE, SECOND_TONE, THIRD_TONE = "400Hz", "600Hz", "640Hz"  # of fxs1 1, fxs2 1, fxs2 2

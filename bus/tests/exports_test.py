@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Compares what libkex.so exports with what its headers declare, both ways, and checks that it needs libc alone.
 
-usage: exports.py NM READELF LIBRARY HEADER...
+usage: exports_test.py NM READELF LIBRARY HEADER...
 """
 import re
 import subprocess

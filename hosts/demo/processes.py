@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Real hosts on a private socket: starting them, giving them commands, waiting for what they say, taking them down.
+The demonstration and the tests of real processes both stand on it.
 
 Everything is waited for by what a process says or does, with a time limit; nothing here sleeps to let time pass. The limits are
 generous, since a slow machine is no fault of the system.

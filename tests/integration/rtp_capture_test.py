@@ -12,9 +12,9 @@ from collections import namedtuple
 
 import pytest
 
+from dialling import talk
 from media import FORMS, FRAME_BYTES, FRAME_MS, PCMA, PCMU, STATISTICS, Pair, numbers, own_address, rtp, start_application
 from processes import Process, until
-from test_calls import talk
 
 FIRST_TONE, SECOND_TONE = 400, 600  # Hz, of fxs1 1 and fxs2 1
 SAMPLE_RATE = 8000

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """What happens at the edges of the tables: names taken, plugins and endpoints too many."""
 
+from dialling import talk
 from processes import until
-from test_calls import talk
 from wire import APPLICATION, RawPeer, U16
 
 PLUGINS = 8

@@ -9,13 +9,13 @@ from pathlib import Path
 
 import pytest
 
-from media import (EXACT_HEAP, FORMS, PCMA, PCMU, Pair, address, connection, held, identifier, item, own_address, settled_heap,
+from dialling import ring, talk
+from faulty_calls import (DSP_FUNCTIONS, ENDPOINT_FUNCTIONS, PLUGIN_FUNCTIONS, FakeApplication, faults, set_record,
+                                signal_record)
+from media import (EXACT_HEAP, FORMS, PCMU, Pair, address, connection, held, item, own_address, settled_heap,
                    start_application, stream, udp_sockets)
 from processes import until
-from test_calls import ring, talk
-from test_hostile_calls import (DSP_FUNCTIONS, ENDPOINT_FUNCTIONS, PLUGIN_FUNCTIONS, FakeApplication, faults, set_record,
-                                signal_record)
-from wire import CALL, Fd, I16, I32, ONE_WAY, RawPeer, U16, U32, head, reply, text
+from wire import Fd, I32, RawPeer, U16, U32, head, reply, text
 
 LINE = "fxs1.EndPoint.FXS1"
 CHANNEL = "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1"

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Checks a shared object from outside: check_library.py CHECK LIBRARY [LIST]. Prints what is wrong; status 1 if anything is.
+"""Checks a shared object from outside: library_test.py CHECK LIBRARY [LIST]. Prints what is wrong; status 1 if anything is.
 
   exports     its names and their kinds are those of LIST
   declared    the functions and variables of the public header are those of LIST; LIBRARY is the header
