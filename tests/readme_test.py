@@ -3,7 +3,6 @@
 """Files of tests are named by one pattern, and tests/README.md names each of them."""
 
 import re
-import sys
 import tempfile
 import unittest
 from pathlib import Path

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The demonstration that ./demo runs: telephones call each other, the voice application dies and everything comes back.
 
-Every step waits for what must happen, with a limit, and the first thing that does not happen ends the demonstration with status 1.
-What stands behind "|" is the traffic between the processes, as `voicectl watch` shows it.
+Every step waits for what must happen, with a limit, and the first thing that does not happen ends the demonstration
+with status 1. What stands behind "|" is the traffic between the processes, as `voicectl watch` shows it.
 """
 
 import contextlib
@@ -14,9 +14,14 @@ import time
 
 from processes import QUICK_RETRY, System, Unmet, until
 
-COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR")
+COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR") and os.environ.get("TERM") != "dumb"
 # Telephones by their number: plugin, place in it, endpoint.
-PHONES = {"101": ("fxs1", 1, "FXS1"), "102": ("fxs1", 2, "FXS2"), "201": ("fxs2", 1, "FXS1"), "202": ("fxs2", 2, "FXS2")}
+PHONES = {
+    "101": ("fxs1", 1, "FXS1"),
+    "102": ("fxs1", 2, "FXS2"),
+    "201": ("fxs2", 1, "FXS1"),
+    "202": ("fxs2", 2, "FXS2"),
+}
 HANDSETS = {"501": ("dect1", 1, "DECT1"), "502": ("dect1", 2, "DECT2")}
 
 
@@ -37,7 +42,7 @@ def bus_line(line):
 
 
 class Telephone:
-    """One telephone, at its own process's text interface. What it causes is awaited on the bus too, so that it shows in order."""
+    """One telephone, at its own process's text interface. What it causes is awaited on the bus too, in order."""
 
     def __init__(self, number, plugin, line, endpoint, ladder):
         self.number, self.plugin, self.line, self.endpoint = number, plugin, line, endpoint
@@ -167,8 +172,11 @@ class Demonstration:
 
     def start_plugin(self, name, program, phones):
         self.plugins[name] = self.system.start(name, program, "--name", name, environment=QUICK_RETRY)
-        self.phones |= {number: Telephone(number, self.plugins[plugin], line, endpoint, self.ladder)
-                        for number, (plugin, line, endpoint) in phones.items() if plugin == name}
+        self.phones |= {
+            number: Telephone(number, self.plugins[plugin], line, endpoint, self.ladder)
+            for number, (plugin, line, endpoint) in phones.items()
+            if plugin == name
+        }
 
     def everything_registers(self):
         """Waits for the plugins that are not registered yet, and looks whether the application has them all."""
@@ -178,7 +186,10 @@ class Demonstration:
             self.registered.add(name)
         plugins, lines = self.application.plugins(), self.application.lines()
         if set(plugins) != self.plugins.keys() or not self.phones.keys() <= lines.keys():
-            raise Unmet(f"{sorted(self.plugins)} with {sorted(self.phones)} should be registered, these are: {plugins}, {sorted(lines)}")
+            raise Unmet(
+                f"{sorted(self.plugins)} with {sorted(self.phones)} should be registered, "
+                f"these are: {plugins}, {sorted(lines)}"
+            )
         self.remark = f"{len(plugins)} plugins, {len(lines)} lines"
 
     def call(self, caller, callee):
@@ -245,7 +256,9 @@ class Demonstration:
         for name, sent, received in counted:
             if sent == 0 or received == 0:
                 raise Unmet(f"{name} should have sent and received sound: {sent} sent, {received} received")
-        self.remark = ", ".join(f"{name} {sent}/{received}" for name, sent, received in counted) + " packets sent/received"
+        self.remark = (
+            ", ".join(f"{name} {sent}/{received}" for name, sent, received in counted) + " packets sent/received"
+        )
 
     def exchange_calls(self, callee):
         exchange, phone = self.plugins["fxo1"], self.phones[callee]
@@ -309,14 +322,19 @@ class Demonstration:
     def summary(self, seconds):
         messages = [message for watcher in self.watchers for message in watcher.messages()]
         kinds = [message["kind"] for message in messages]
-        answers = [message["elapsed_ms"] for message in messages if message["kind"] == "reply" and "elapsed_ms" in message]
+        answers = [
+            message["elapsed_ms"] for message in messages if message["kind"] == "reply" and "elapsed_ms" in message
+        ]
         records = [message["record"]["kind"] for message in messages if "record" in message]
         say()
         say(paint("1", "Summary"))
         for number, (title, took, remark) in enumerate(self.steps, 1):
             say(f"  {number:2}  {took * 1000:6.0f} ms  {title}" + (f": {remark}" if remark else ""))
-        say(f"  {len(messages)} messages on the bus: {kinds.count('call')} calls, answered after {statistics.median(answers):.2f} ms "
-            f"(median), {max(answers):.2f} ms at most; {records.count('event')} events, {records.count('signal')} signals")
+        say(
+            f"  {len(messages)} messages on the bus: {kinds.count('call')} calls, answered after "
+            f"{statistics.median(answers):.2f} ms (median), {max(answers):.2f} ms at most; "
+            f"{records.count('event')} events, {records.count('signal')} signals"
+        )
         say(f"All {len(self.steps)} steps happened, in {seconds:.1f} s.")
 
 

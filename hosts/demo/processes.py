@@ -2,8 +2,8 @@
 """Real hosts on a private socket: starting them, giving them commands, waiting for what they say, taking them down.
 The demonstration and the tests of real processes both stand on it.
 
-Everything is waited for by what a process says or does, with a time limit; nothing here sleeps to let time pass. The limits are
-generous, since a slow machine is no fault of the system.
+Everything is waited for by what a process says or does, with a time limit; nothing here sleeps to let time pass. The
+limits are generous, since a slow machine is no fault of the system.
 """
 
 import json
@@ -44,7 +44,7 @@ def until(what, condition, limit=None):
 
 
 class Lines:
-    """What a process writes, line by line, read by a thread of its own. `expect` goes forward: it never finds a line twice."""
+    """What a process writes, line by line, read by a thread of its own. `expect` goes forward: no line twice."""
 
     def __init__(self, title, stream, listener=None):
         self.title = title
@@ -115,9 +115,14 @@ class Process:
     def __init__(self, name, words, environment, listener=None):
         self.name = name
         # The kernel ends it with us, however we end.
-        self.child = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], env=environment,
-                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                      start_new_session=True)
+        self.child = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "KILL", *map(str, words)],
+            env=environment,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            start_new_session=True,
+        )
         self.out = Lines(name, self.child.stdout, listener)
         self.err = Lines(f"{name} (traces)", self.child.stderr)
 
@@ -141,7 +146,7 @@ class Process:
         at, end = self.out.expect_from(mark, r"^(ok|error: .*)$")
         if end.group(0) != "ok":
             raise Unmet(f"{self.name}: '{command}' was answered with '{end.group(0)}'")
-        return self.out.all[mark:at + 1]
+        return self.out.all[mark : at + 1]
 
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.pid}/fd"))
@@ -194,8 +199,10 @@ class Application(Process):
 
     def lines(self):
         """For each line by its label (the number, if it has one): state, endpoint number, name."""
-        return {label: (state, int(endpoint), name)
-                for label, state, endpoint, name in self._rows("status", r"line (\S+) (\S+) endpoint=(\d+) (\S+) ")}
+        return {
+            label: (state, int(endpoint), name)
+            for label, state, endpoint, name in self._rows("status", r"line (\S+) (\S+) endpoint=(\d+) (\S+) ")
+        }
 
     def calls(self):
         """State of each call by its text, "101->201"."""
@@ -206,7 +213,7 @@ class Watcher(Process):
     """voicectl watch --json: the messages that passed, as dictionaries."""
 
     def expect_message(self, limit=None, **wanted):
-        """The next message whose fields are as given; `plugin`, `endpoint` and `name` (of a signal or event) may be given too."""
+        """The next message with fields as given; also by `plugin`, `endpoint` and `name` (of a signal or event)."""
         end = time.monotonic() + (limit or PATIENCE)
         first = self.out.mark()
         while True:

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Checks a shared object from outside: library_test.py CHECK LIBRARY [LIST]. Prints what is wrong; status 1 if anything is.
+"""Checks a shared object from outside: library_test.py CHECK LIBRARY [LIST]. Prints what is wrong, with status 1.
 
   exports     its names and their kinds are those of LIST
   declared    the functions and variables of the public header are those of LIST; LIBRARY is the header
@@ -69,7 +69,9 @@ def exports(library, path):
         for name, kind in expected.items()
         if name in defined and defined[name][0] != kinds[kind]
     ]
-    wrong += [f"{name} is {entry[4]}, a host could not share it" for name, entry in defined.items() if entry[4] != "DEFAULT"]
+    wrong += [
+        f"{name} is {entry[4]}, a host could not share it" for name, entry in defined.items() if entry[4] != "DEFAULT"
+    ]
     return wrong
 
 
@@ -138,8 +140,14 @@ def relocations(library, _):
 
 def main():
     check, library, path = (sys.argv[1:] + [None])[:3]
-    checks = {"exports": exports, "declared": declared, "debian": debian, "imports": imports, "linkage": linkage,
-              "relocations": relocations}
+    checks = {
+        "exports": exports,
+        "declared": declared,
+        "debian": debian,
+        "imports": imports,
+        "linkage": linkage,
+        "relocations": relocations,
+    }
     wrong = checks[check](library, path)
     for line in wrong:
         print(f"{check}: {line}")

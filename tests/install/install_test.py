@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""What "cmake --install" leaves: the right files, nothing of the machine that built them, and enough for a plugin of an outside
-project to be built in two ways, tested on the fake bus, and run against the installed application."""
+"""What "cmake --install" leaves: the right files, nothing of the machine that built them, and enough for a plugin of an
+outside project to be built in two ways, tested on the fake bus, and run against the installed application."""
 
 import fnmatch
 import re
@@ -13,8 +13,25 @@ from pathlib import Path
 
 sys.path.append(str(Path(__file__).resolve().parents[2] / "hosts" / "demo"))
 from processes import System  # noqa: E402
-from staged import (BIN, BUILD, CC, CMAKE, CXX, FOLDERS, INCLUDE, LIB, PROGRAMS, READELF, SOURCE, STAGE,  # noqa: E402
-                    VERSION, clean_environment, files, install, run)
+from staged import (  # noqa: E402
+    BIN,
+    BUILD,
+    CC,
+    CMAKE,
+    CXX,
+    FOLDERS,
+    INCLUDE,
+    LIB,
+    PROGRAMS,
+    READELF,
+    SOURCE,
+    STAGE,  # noqa: E402
+    VERSION,
+    clean_environment,
+    files,
+    install,
+    run,
+)
 
 PROJECT = Path(__file__).resolve().parent / "project"
 BUSLESS = """cmake_minimum_required(VERSION 3.16)
@@ -72,11 +89,12 @@ class Install(unittest.TestCase):
         for component in sorted({component for component, _ in listed()}):
             with self.subTest(component):
                 install(self.folder / component, component)
-                self.expect_files(files(self.folder / component),
-                                  [pattern for owner, pattern in listed() if owner == component])
+                self.expect_files(
+                    files(self.folder / component), [pattern for owner, pattern in listed() if owner == component]
+                )
 
     def test_nothing_of_this_machine(self):
-        """No path of the sources or of the build, debug information included; libraries are found by the program's own place."""
+        """No path of the sources or the build, also in debug information; libraries are found by the own place."""
         for path in STAGE.rglob("*"):
             if path.is_dir():
                 continue
@@ -103,8 +121,19 @@ class Install(unittest.TestCase):
                 with self.subTest(f"{name} as {standard}"):
                     source = self.folder / "alone"
                     source.write_text(f"#include <{name}>\nextern int not_empty;\n")
-                    run(compiler, "-x", language, f"-std={standard}", *STRICT, "-fsyntax-only", "-I", INCLUDE,
-                        "-I", INCLUDE / "voice_plugin", source)
+                    run(
+                        compiler,
+                        "-x",
+                        language,
+                        f"-std={standard}",
+                        *STRICT,
+                        "-fsyntax-only",
+                        "-I",
+                        INCLUDE,
+                        "-I",
+                        INCLUDE / "voice_plugin",
+                        source,
+                    )
 
     def test_pages(self):
         """Links of the installed pages lead to installed files, and the glossary is among them."""
@@ -133,8 +162,20 @@ class Install(unittest.TestCase):
             self.assertEqual(sorted(row[7].split("@")[0] for row in rows), sorted(listed_names), package)
 
     def configure(self, project, build, place=STAGE):
-        run(CMAKE, "-G", "Ninja", "-S", project, "-B", build, f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
-            f"-DCMAKE_PREFIX_PATH={place}", "-DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF", "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF")
+        run(
+            CMAKE,
+            "-G",
+            "Ninja",
+            "-S",
+            project,
+            "-B",
+            build,
+            f"-DCMAKE_C_COMPILER={CC}",
+            f"-DCMAKE_CXX_COMPILER={CXX}",
+            f"-DCMAKE_PREFIX_PATH={place}",
+            "-DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF",
+            "-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF",
+        )
 
     def test_find_package(self):
         build = self.folder / "build"
@@ -160,7 +201,9 @@ class Install(unittest.TestCase):
         environment = clean_environment(PKG_CONFIG_LIBDIR=str(LIB / "pkgconfig"))
         for package in packages:
             self.assertEqual(run("pkg-config", "--modversion", package, environment=environment).strip(), VERSION)
-        return [shlex.split(run("pkg-config", kind, *packages, environment=environment)) for kind in ("--cflags", "--libs")]
+        return [
+            shlex.split(run("pkg-config", kind, *packages, environment=environment)) for kind in ("--cflags", "--libs")
+        ]
 
     def test_pkg_config(self):
         found = clean_environment(LD_LIBRARY_PATH=str(LIB))
@@ -171,7 +214,17 @@ class Install(unittest.TestCase):
         for number, packages in enumerate((["voice_plugin", "voice_fake_bus"], ["voice_fake_bus", "voice_plugin"])):
             cflags, libs = self.package_flags(*packages)
             test = self.folder / f"door_test{number}"
-            run(CXX, "-std=c++17", *STRICT, *cflags, PROJECT / "door_test.cpp", self.folder / "door.o", *libs, "-o", test)
+            run(
+                CXX,
+                "-std=c++17",
+                *STRICT,
+                *cflags,
+                PROJECT / "door_test.cpp",
+                self.folder / "door.o",
+                *libs,
+                "-o",
+                test,
+            )
             self.assertIn("door: all holds", run(test, environment=found))
         self.expect_plugin_works(self.folder / "door", {"LD_LIBRARY_PATH": str(LIB)})
 

@@ -51,7 +51,7 @@ def variables(*folders):
     found = set()
     for folder in folders:
         for path in (SOURCE / folder).rglob("*.cpp"):
-            if "tests" not in path.parts[len(SOURCE.parts):]:
+            if "tests" not in path.parts[len(SOURCE.parts) :]:
                 found.update(VARIABLE.findall(path.read_text()))
     return found
 
@@ -83,12 +83,21 @@ class Install(unittest.TestCase):
         """The commands that a host tells when asked for help, and no others."""
         for program in HOSTS:
             with self.subTest(program), tempfile.TemporaryDirectory(prefix="voice-manual-") as folder:
-                done = subprocess.run([BIN / program, "--socket", f"{folder}/bus"], input="help\nquit\n", text=True,
-                                      stdout=subprocess.PIPE, env=clean_environment(), timeout=LIMIT, check=True)
+                done = subprocess.run(
+                    [BIN / program, "--socket", f"{folder}/bus"],
+                    input="help\nquit\n",
+                    text=True,
+                    stdout=subprocess.PIPE,
+                    env=clean_environment(),
+                    timeout=LIMIT,
+                    check=True,
+                )
                 answer = "\n".join(line for line in done.stdout.splitlines() if not re.match(r"ok$|ready ", line))
                 told = set(re.findall(r"\b[a-z]+\b", answer)) | {"help"}
                 documented = lines(program, "Commands")
-                self.assertEqual(macro_words([line for line in documented if line.startswith(".It ")], ["Ic", "Cm"]), told)
+                self.assertEqual(
+                    macro_words([line for line in documented if line.startswith(".It ")], ["Ic", "Cm"]), told
+                )
 
     def test_manual_environment(self):
         for program in HOSTS:

@@ -7,7 +7,9 @@ import subprocess
 from pathlib import Path
 
 SOURCE, BUILD, STAGE = (Path(os.environ[f"VOICE_{name}"]) for name in ("SOURCE", "BUILD", "STAGE"))
-CMAKE, CC, CXX, READELF, VERSION = (os.environ[f"VOICE_{name}"] for name in ("CMAKE", "CC", "CXX", "READELF", "VERSION"))
+CMAKE, CC, CXX, READELF, VERSION = (
+    os.environ[f"VOICE_{name}"] for name in ("CMAKE", "CC", "CXX", "READELF", "VERSION")
+)
 FOLDERS = {name: os.environ[f"VOICE_{name.upper()}DIR"] for name in ("lib", "bin", "include", "man", "doc")}
 LIB, BIN, INCLUDE, MAN = (STAGE / FOLDERS[name] for name in ("lib", "bin", "include", "man"))
 PROGRAMS = ("voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin", "voicectl")
@@ -22,9 +24,16 @@ def clean_environment(**more):
 
 def run(*words, environment=None, **options):
     """Runs a command and returns what it wrote. Failing is an error that shows it."""
-    done = subprocess.run([str(word) for word in words], env=environment or clean_environment(), text=True,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=LIMIT,
-                          **options)
+    done = subprocess.run(
+        [str(word) for word in words],
+        env=environment or clean_environment(),
+        text=True,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        timeout=LIMIT,
+        **options,
+    )
     if done.returncode != 0:
         raise AssertionError(f"{' '.join(map(str, words))}: status {done.returncode}\n{done.stdout}")
     return done.stdout

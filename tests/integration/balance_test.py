@@ -33,7 +33,11 @@ class Exchange:
         self.application = start_application(system, *FORMS[form])
         self.callers = system.start_fxs("fxs1", *FORMS[form], lines=LINES)
         self.callees = system.start_fxs("fxs2", *FORMS[form], lines=LINES)
-        self.hosts = {"voice_application": self.application, "calling plugin": self.callers, "called plugin": self.callees}
+        self.hosts = {
+            "voice_application": self.application,
+            "calling plugin": self.callers,
+            "called plugin": self.callees,
+        }
         self.calls = 0
         self.packets = Counter()
 
@@ -75,9 +79,14 @@ class Exchange:
 
     def add_up(self, mark, count):
         """What the telephones counted is what was reported; nothing was received that was not sent."""
-        reports = [numbers(REPORT.search(line)) for line in self.application.out.since(mark[self.application], "^stats ")]
-        counted = [numbers(STATISTICS.search(line)) for process in (self.callers, self.callees)
-                   for line in process.out.since(mark[process], " media ended ")]
+        reports = [
+            numbers(REPORT.search(line)) for line in self.application.out.since(mark[self.application], "^stats ")
+        ]
+        counted = [
+            numbers(STATISTICS.search(line))
+            for process in (self.callers, self.callees)
+            for line in process.out.since(mark[process], " media ended ")
+        ]
         assert len(reports) == len(counted) == 2 * count
         for name in ("tx", "rx", "lost", "discarded"):
             assert sum(row[name] for row in reports) == sum(row[name] for row in counted), name
@@ -92,7 +101,7 @@ class Exchange:
 
 
 def run(system, form, calls):
-    """Calls in rounds, after one that is not measured: the figures before and after, the exchange, and how long it took."""
+    """Calls in rounds, after one that is not measured: the figures before and after, the exchange, its duration."""
     exchange = Exchange(system, form)
     exchange.round(LINES)
     before = exchange.figures()
@@ -122,13 +131,21 @@ def main():
     parser.add_argument("--convert-media", action="store_true")
     options = parser.parse_args()
     with System() as system:
-        before, after, exchange, seconds = run(system, "addresses" if options.convert_media else "descriptors", options.calls)
+        before, after, exchange, seconds = run(
+            system, "addresses" if options.convert_media else "descriptors", options.calls
+        )
     packets = exchange.packets
     print(f"{exchange.calls} calls, {LINES} at a time, in {seconds:.1f} s")
     for name, (descriptors, heap) in before.items():
-        print(f"{name}: descriptors {descriptors} before, {after[name][0]} after; heap {heap} bytes before, {after[name][1]} after")
-    print(f"packets: {packets['tx']} sent, {packets['rx']} received, {packets['lost']} lost, {packets['discarded']} discarded, "
-          f"{packets['tx'] - packets['rx'] - packets['discarded']} sent after the other side had closed")
+        print(
+            f"{name}: descriptors {descriptors} before, {after[name][0]} after; "
+            f"heap {heap} bytes before, {after[name][1]} after"
+        )
+    print(
+        f"packets: {packets['tx']} sent, {packets['rx']} received, {packets['lost']} lost, "
+        f"{packets['discarded']} discarded, "
+        f"{packets['tx'] - packets['rx'] - packets['discarded']} sent after the peer had closed"
+    )
 
 
 if __name__ == "__main__":

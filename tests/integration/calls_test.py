@@ -23,7 +23,11 @@ def is_idle(process, line=1):
 def test_plugins_and_lines_register(office):
     assert office.application.plugins() == ["fxs1", "fxs2"]
     assert office.application.lines() == {
-        "101": ("idle", 0, "fxs1.FXS1"), "102": ("idle", 1, "fxs1.FXS2"), "201": ("idle", 2, "fxs2.FXS1"), "202": ("idle", 3, "fxs2.FXS2")}
+        "101": ("idle", 0, "fxs1.FXS1"),
+        "102": ("idle", 1, "fxs1.FXS2"),
+        "201": ("idle", 2, "fxs2.FXS1"),
+        "202": ("idle", 3, "fxs2.FXS2"),
+    }
 
 
 def test_complete_call(office):
@@ -41,17 +45,30 @@ def test_complete_call_as_it_passes_on_the_bus(system):
     application = system.start_application()
     watcher = system.start_watcher()
     first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
-    for plugin, endpoint, number in [("fxs1", "FXS1", 0), ("fxs1", "FXS2", 1), ("fxs2", "FXS1", 2), ("fxs2", "FXS2", 3)]:
-        watcher.expect_message(kind="reply", function="register_endpoint", plugin=plugin, endpoint=endpoint, result=number)
+    for plugin, endpoint, number in [
+        ("fxs1", "FXS1", 0),
+        ("fxs1", "FXS2", 1),
+        ("fxs2", "FXS1", 2),
+        ("fxs2", "FXS2", 3),
+    ]:
+        watcher.expect_message(
+            kind="reply", function="register_endpoint", plugin=plugin, endpoint=endpoint, result=number
+        )
     talk(first, "201", second)
     first.ask("1 on")
     second.expect("^1 hears ")
     second.ask("1 on")
     application.expect("^line 201 idle$")
-    for plugin, name in [("fxs1", "LIBVOICE_EVENT_al_of"), ("fxs1", "LIBVOICE_SIGNAL_cg_dt"), ("fxs1", "LIBVOICE_EVENT_dd_d2"),
-                         ("fxs1", "LIBVOICE_SIGNAL_cg_rt"), ("fxs2", "LIBVOICE_SIGNAL_al_ri"),
-                         ("fxs2", "LIBVOICE_EVENT_al_of"), ("fxs1", "LIBVOICE_EVENT_al_on"),
-                         ("fxs2", "LIBVOICE_EVENT_al_on")]:
+    for plugin, name in [
+        ("fxs1", "LIBVOICE_EVENT_al_of"),
+        ("fxs1", "LIBVOICE_SIGNAL_cg_dt"),
+        ("fxs1", "LIBVOICE_EVENT_dd_d2"),
+        ("fxs1", "LIBVOICE_SIGNAL_cg_rt"),
+        ("fxs2", "LIBVOICE_SIGNAL_al_ri"),
+        ("fxs2", "LIBVOICE_EVENT_al_of"),
+        ("fxs1", "LIBVOICE_EVENT_al_on"),
+        ("fxs2", "LIBVOICE_EVENT_al_on"),
+    ]:
         watcher.expect_message(plugin=plugin, endpoint="FXS1", name=name)
 
 

@@ -10,8 +10,13 @@ DEMO = Path(__file__).resolve().parents[2] / "hosts" / "demo" / "demo.py"
 
 
 def run_demo(bin_folder, **environment):
-    done = subprocess.run([sys.executable, DEMO], capture_output=True, text=True, timeout=100,
-                          env={**os.environ, "VOICE_BIN": str(bin_folder), **environment})
+    done = subprocess.run(
+        [sys.executable, DEMO],
+        capture_output=True,
+        text=True,
+        timeout=100,
+        env={**os.environ, "VOICE_BIN": str(bin_folder), **environment},
+    )
     return done.returncode, done.stdout.splitlines()
 
 
@@ -32,8 +37,17 @@ def test_every_step_happens(system):
     assert status == 0, "\n".join(lines)
     assert lines[-1].startswith("All 12 steps happened")
     shown = "\n".join(lines)
-    for part in ("register_endpoint answered", "off hook  LIBVOICE_EVENT_al_of", "101 hears sound", "201 displays 101", "  modify ",
-                 "  add_stream ", "  exit  reason 32", "createDspChannel answered  true", "101 displays 03012345678"):
+    for part in (
+        "register_endpoint answered",
+        "off hook  LIBVOICE_EVENT_al_of",
+        "101 hears sound",
+        "201 displays 101",
+        "  modify ",
+        "  add_stream ",
+        "  exit  reason 32",
+        "createDspChannel answered  true",
+        "101 displays 03012345678",
+    ):
         assert part in shown, part
     assert "\x1b" not in shown
 

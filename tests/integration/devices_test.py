@@ -99,8 +99,14 @@ def test_call_out_over_the_exchange(system):
 def test_dsp_channels_are_created_and_driven(house):
     watcher = house.start_watcher()
     house.application.ask("dsp dsp1")
-    for function, endpoint in [("createDsp", "DSPPlugin"), ("createDspChannel", "D1"), ("createDspChannel", "D1"),
-                               ("create", "D1C1"), ("create", "D1C2"), ("signal", "D1C1")]:
+    for function, endpoint in [
+        ("createDsp", "DSPPlugin"),
+        ("createDspChannel", "D1"),
+        ("createDspChannel", "D1"),
+        ("create", "D1C1"),
+        ("create", "D1C2"),
+        ("signal", "D1C1"),
+    ]:
         watcher.expect_message(kind="reply", plugin="dsp1", function=function, endpoint=endpoint, result=True)
     heard = {house.dsp.expect("^channel (D1C[12]) hears .*Hz$").group(1) for _ in range(2)}
     assert heard == {"D1C1", "D1C2"}

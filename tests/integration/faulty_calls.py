@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Arguments that are missing or of another type, for every bus function of the library, and an application that sends them."""
+"""Wrong arguments for every bus function, missing or of another type, and an application that sends them."""
 
 import struct
 
@@ -14,14 +14,22 @@ MISSING_TEXT = "Missing mandatory argument"
 
 # What stands where another type is expected.
 WRONG = {
-    "none": None, "text": "x", "number": U32(7), "negative": I32(-1), "boolean": True, "bytes": b"\x01\x02", "list": [],
-    "list_of_lists": [[["x"]]], "no_descriptor": Fd(-1), "small_number": I16(-5),
+    "none": None,
+    "text": "x",
+    "number": U32(7),
+    "negative": I32(-1),
+    "boolean": True,
+    "bytes": b"\x01\x02",
+    "list": [],
+    "list_of_lists": [[["x"]]],
+    "no_descriptor": Fd(-1),
+    "small_number": I16(-5),
 }
 
 
 def is_kind(kind, item):
     """Whether a value is of the kind that an argument wants."""
-    numbers = {"u16": (0, 0xFFFF), "u32": (0, 0xFFFFFFFF), "i32": (-2**31, 2**31 - 1)}
+    numbers = {"u16": (0, 0xFFFF), "u32": (0, 0xFFFFFFFF), "i32": (-(2**31), 2**31 - 1)}
     if kind in numbers:
         low, high = numbers[kind]
         return isinstance(item, (U16, U32, I16, I32)) and low <= item <= high
@@ -32,18 +40,23 @@ def event_record(endpoint=0, length=0, parameters=b""):
     return struct.pack("=iIIII", endpoint, 0x20090500, 0, 0xDEADBEEF, length) + parameters
 
 
-# Functions of the application: arguments in reading order with their kind, a good value, and the error when it is missing.
+# Functions of the application: arguments in reading order with their kind, a good value, the error when it is missing.
 NAME_ERROR = (SENTENCE, "Missing 'name' parameter.", "name")
 APPLICATION_FUNCTIONS = {
     "register_plugin": [("plugin_name", "text", "raw", (SENTENCE, "Missing 'plugin_name' parameter.", "plugin_name"))],
     "deregister_plugin": [("plugin_name", "text", "nobody", NAME_ERROR)],
     "register_endpoint": [
-        ("plugin_name", "text", "nobody", NAME_ERROR), ("endpoint_name", "text", "R1", NAME_ERROR),
+        ("plugin_name", "text", "nobody", NAME_ERROR),
+        ("endpoint_name", "text", "R1", NAME_ERROR),
         ("endpoint_path", "text", "raw.EndPoint.R1", NAME_ERROR),
         ("type", "u16", U16(1), (SENTENCE, "Missing 'type' parameter.", "type")),
-        ("codeclist", "bytes", b"", (MISSING, MISSING_TEXT, "codeclist"))],
+        ("codeclist", "bytes", b"", (MISSING, MISSING_TEXT, "codeclist")),
+    ],
     "deregister_endpoint": [("endpoint", "u16", U16(999), (SENTENCE, "Missing 'type' parameter.", "type"))],
-    "event": [("plugin_name", "text", "raw", NAME_ERROR), ("event", "bytes", event_record(), (MISSING, MISSING_TEXT, "event"))],
+    "event": [
+        ("plugin_name", "text", "raw", NAME_ERROR),
+        ("event", "bytes", event_record(), (MISSING, MISSING_TEXT, "event")),
+    ],
 }
 
 
@@ -51,10 +64,13 @@ def faults(functions):
     """Each argument of each function once left out and once of every other kind."""
     for function, arguments in functions.items():
         for index, (name, kind, _, error) in enumerate(arguments):
-            def given(item, index=index, arguments=arguments):
-                return [(other, item if place == index else good) for place, (other, _, good, _) in enumerate(arguments)]
 
-            left_out = given(None)[:index] + given(None)[index + 1:]
+            def given(item, index=index, arguments=arguments):
+                return [
+                    (other, item if place == index else good) for place, (other, _, good, _) in enumerate(arguments)
+                ]
+
+            left_out = given(None)[:index] + given(None)[index + 1 :]
             yield pytest.param(function, left_out, error, id=f"{function}-{name}-left_out")
             for wrong, item in WRONG.items():
                 if item is not None and not is_kind(kind, item):
@@ -99,9 +115,17 @@ ENDPOINT_FUNCTIONS = {
     "set": [argument("param_set_params", "bytes", set_record())],
 }
 # Which argument, left out, ends a call without a return value; elsewhere it is false, and always true for "event".
-WITHOUT_VALUE = {("create_ctx", "ctx_id"), ("add_stream", "ctx_id"), ("add_stream", "ep_id"), ("modify_stream", "ctx_id"),
-                 ("remove_stream", "ctx_id"), ("remove_stream", "stream_id"), ("destroy_ctx", "ctx_id"), ("destroy", "ep_line_id"),
-                 ("get", "param_set_request")}
+WITHOUT_VALUE = {
+    ("create_ctx", "ctx_id"),
+    ("add_stream", "ctx_id"),
+    ("add_stream", "ep_id"),
+    ("modify_stream", "ctx_id"),
+    ("remove_stream", "ctx_id"),
+    ("remove_stream", "stream_id"),
+    ("destroy_ctx", "ctx_id"),
+    ("destroy", "ep_line_id"),
+    ("get", "param_set_request"),
+}
 
 
 DSP_NAME_ERROR = (SENTENCE, "Missing 'name' parameter.", "name")

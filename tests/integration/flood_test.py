@@ -20,7 +20,9 @@ def flood(system, parameter_bytes, meanwhile=None):
         application.freeze()
     for plugin in plugins:
         plugin.tell("go")
-    sent = {plugin.name: tuple(map(int, plugin.expect(r"^accepted=(\d+) refused=(\d+)$").groups())) for plugin in plugins}
+    sent = {
+        plugin.name: tuple(map(int, plugin.expect(r"^accepted=(\d+) refused=(\d+)$").groups())) for plugin in plugins
+    }
     if meanwhile == "frozen":
         application.thaw()
     counts = {}

@@ -1,13 +1,24 @@
 # SPDX-License-Identifier: MIT
-"""Every bus function of the library with arguments that are missing, of another type, too short, too long: over the real socket,
-into real hosts. Each call is answered, and the host does its work afterwards."""
+"""Every bus function of the library with arguments that are missing, of another type, too short, too long: over the
+real socket, into real hosts. Each call is answered, and the host does its work afterwards."""
 
 import os
 import struct
 
 import pytest
 
-from faulty_calls import (APPLICATION_FUNCTIONS, DSP_FUNCTIONS, ENDPOINT_FUNCTIONS, PLUGIN_FUNCTIONS, FakeApplication, WITHOUT_VALUE, event_record, faults, set_record, signal_record)
+from faulty_calls import (
+    APPLICATION_FUNCTIONS,
+    DSP_FUNCTIONS,
+    ENDPOINT_FUNCTIONS,
+    PLUGIN_FUNCTIONS,
+    FakeApplication,
+    WITHOUT_VALUE,
+    event_record,
+    faults,
+    set_record,
+    signal_record,
+)
 from processes import System
 from wire import APPLICATION, Fd, I32, RawPeer, REPLY, U16, U32
 
@@ -35,12 +46,29 @@ def test_application_answers_every_fault(shared_application):
 
 
 def test_application_takes_texts_of_any_content(shared_application):
-    texts = ["", "a" * 19, "a" * 20, "a" * 300, "a" * 60_000, "%s%n%s", "\x1b[2J", "x\0y", "..", "\u00fc" * 40, "VoiceService.VoiceApplication"]
+    texts = [
+        "",
+        "a" * 19,
+        "a" * 20,
+        "a" * 300,
+        "a" * 60_000,
+        "%s%n%s",
+        "\x1b[2J",
+        "x\0y",
+        "..",
+        "\u00fc" * 40,
+        "VoiceService.VoiceApplication",
+    ]
     with RawPeer.connect(shared_application.socket) as peer:
         for name in texts:
             assert peer.call(APPLICATION, "deregister_plugin", [("plugin_name", name)]).kind == REPLY
-            arguments = [("plugin_name", "fxs1"), ("endpoint_name", name), ("endpoint_path", f"fxs1.EndPoint.{name}"),
-                         ("type", U16(1)), ("codeclist", b"")]
+            arguments = [
+                ("plugin_name", "fxs1"),
+                ("endpoint_name", name),
+                ("endpoint_path", f"fxs1.EndPoint.{name}"),
+                ("type", U16(1)),
+                ("codeclist", b""),
+            ]
             answer = peer.call(APPLICATION, "register_endpoint", arguments)
             assert answer.kind == REPLY, repr(name[:30])
             if answer.result is not False:
@@ -48,14 +76,26 @@ def test_application_takes_texts_of_any_content(shared_application):
             assert peer.call(APPLICATION, "event", [("plugin_name", name), ("event", event_record())]).kind == REPLY
     for name in texts:
         with RawPeer.connect(shared_application.socket) as peer:
-            assert peer.call(APPLICATION, "register_plugin", [("plugin_name", name)], answer=lambda packet: None).kind == REPLY
+            assert (
+                peer.call(APPLICATION, "register_plugin", [("plugin_name", name)], answer=lambda packet: None).kind
+                == REPLY
+            )
 
 
 def test_application_measures_events(shared_application):
-    records = [b"", b"\x00", event_record()[:19], event_record(length=1), event_record(length=0xFFFFFFFF),
-               event_record(endpoint=-1), event_record(endpoint=2**31 - 1), event_record(length=4, parameters=b"\xff" * 4),
-               event_record(length=8, parameters=struct.pack("=II", 0x24090502, 0xFFFFFFFF)),
-               event_record(length=90_000, parameters=b"\xff" * 90_000), event_record(parameters=b"more than announced")]
+    records = [
+        b"",
+        b"\x00",
+        event_record()[:19],
+        event_record(length=1),
+        event_record(length=0xFFFFFFFF),
+        event_record(endpoint=-1),
+        event_record(endpoint=2**31 - 1),
+        event_record(length=4, parameters=b"\xff" * 4),
+        event_record(length=8, parameters=struct.pack("=II", 0x24090502, 0xFFFFFFFF)),
+        event_record(length=90_000, parameters=b"\xff" * 90_000),
+        event_record(parameters=b"more than announced"),
+    ]
     with RawPeer.connect(shared_application.socket) as peer:
         for record in records:
             answer = peer.call(APPLICATION, "event", [("plugin_name", "fxs1"), ("event", record)])
@@ -65,8 +105,13 @@ def test_application_measures_events(shared_application):
 def test_application_takes_codec_lists_of_any_length(shared_application):
     with RawPeer.connect(shared_application.socket) as peer:
         for length in (1, 15, 16, 17, 255, 256, 257, 4096, 90_000):
-            arguments = [("plugin_name", "fxs1"), ("endpoint_name", f"L{length}"), ("endpoint_path", f"fxs1.EndPoint.L{length}"),
-                         ("type", U16(1)), ("codeclist", b"\xff" * length)]
+            arguments = [
+                ("plugin_name", "fxs1"),
+                ("endpoint_name", f"L{length}"),
+                ("endpoint_path", f"fxs1.EndPoint.L{length}"),
+                ("type", U16(1)),
+                ("codeclist", b"\xff" * length),
+            ]
             number = peer.call(APPLICATION, "register_endpoint", arguments).result
             assert number is not False and number >= 0, length
             assert peer.call(APPLICATION, "deregister_endpoint", [("endpoint_id", U16(number))]).result is True
@@ -86,8 +131,11 @@ def fake_of_dsp(system):
     one.close()
 
 
-@pytest.mark.parametrize("path, functions", [("fxs1", PLUGIN_FUNCTIONS), ("fxs1.EndPoint.FXS1", ENDPOINT_FUNCTIONS)],
-                         ids=["plugin", "endpoint"])
+@pytest.mark.parametrize(
+    "path, functions",
+    [("fxs1", PLUGIN_FUNCTIONS), ("fxs1.EndPoint.FXS1", ENDPOINT_FUNCTIONS)],
+    ids=["plugin", "endpoint"],
+)
 def test_plugin_answers_every_fault(fake, path, functions):
     for case in faults(functions):
         function, arguments, error = case.values
@@ -123,12 +171,27 @@ def test_plugin_keeps_no_descriptor_of_failed_media(fake):
         for function in ("create", "modify"):
             for files in ([], [some] * 12, [some, Fd(-1), some], ["x"], [some, "x"], [[some]], [U32(3)]):
                 for info in (b"", b"\xff" * 704, b"\xff" * 705, b"\xff" * 735, b"\xff" * 736, b"\xff" * 90_000):
-                    fake.call("fxs1.EndPoint.FXS1", function, [("cnx_info", info), ("filedesc", files), ("ep_line_id", U32(0))])
-            fake.call("fxs1.EndPoint.NONE", function, [("cnx_info", b""), ("filedesc", [some] * 3), ("ep_line_id", U32(0))])
+                    fake.call(
+                        "fxs1.EndPoint.FXS1",
+                        function,
+                        [("cnx_info", info), ("filedesc", files), ("ep_line_id", U32(0))],
+                    )
+            fake.call(
+                "fxs1.EndPoint.NONE", function, [("cnx_info", b""), ("filedesc", [some] * 3), ("ep_line_id", U32(0))]
+            )
         # No more than the three that a stream has: how many others came, the callback cannot tell.
         for files in ([], [some], [some] * 3, ["x"]):
-            fake.call("fxs1", "add_stream", [("ep_id", I32(0)), ("ctx_id", U32(9)), ("line_id", U32(0)), ("stream_info", b"\xff" * 712),
-                                             ("filedesc", files)])
+            fake.call(
+                "fxs1",
+                "add_stream",
+                [
+                    ("ep_id", I32(0)),
+                    ("ctx_id", U32(9)),
+                    ("line_id", U32(0)),
+                    ("stream_info", b"\xff" * 712),
+                    ("filedesc", files),
+                ],
+            )
     assert fake.plugin.descriptors() == before
     fake.still_works()
 

@@ -15,7 +15,7 @@ def test_second_plugin_of_the_same_name(system):
     second = system.start_fxs("fxs1", ready=False)
     application.expect("^plugin fxs1 registered$")
     application.expect("^plugin fxs1 registered$")
-    # Requests find a plugin by its name, and the older entry: "init" reaches the first one again, which has its lines already.
+    # Requests find a plugin by its name, and the older entry: "init" reaches the first one again, which has its lines.
     first.expect("^ready .* lines=2$")
     assert application.plugins() == ["fxs1", "fxs1"]
     assert application.lines() == {"101": ("idle", 0, "fxs1.FXS1"), "102": ("idle", 1, "fxs1.FXS2")}
@@ -68,9 +68,17 @@ def test_endpoint_33_is_refused(system):
 def test_endpoint_of_a_plugin_that_never_registered(system):
     application = system.start_application()
     with RawPeer.connect(system.socket) as peer:
-        answer = peer.call(APPLICATION, "register_endpoint",
-                           [("plugin_name", "ghost"), ("endpoint_name", "G1"), ("endpoint_path", "ghost.EndPoint.G1"),
-                            ("type", U16(1)), ("codeclist", b"")])
+        answer = peer.call(
+            APPLICATION,
+            "register_endpoint",
+            [
+                ("plugin_name", "ghost"),
+                ("endpoint_name", "G1"),
+                ("endpoint_path", "ghost.EndPoint.G1"),
+                ("type", U16(1)),
+                ("codeclist", b""),
+            ],
+        )
     assert answer.result is False and answer.errors == []
     application.err.expect("Failed regisering endpoint G1 - plugin_name ghost doesn't exist")
 

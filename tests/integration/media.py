@@ -19,9 +19,13 @@ STREAM_INFO_BYTES = 712
 EXACT_HEAP = {"GLIBC_TUNABLES": "glibc.malloc.tcache_count=0"}
 FIRST_PORT, LAST_PORT = 30000, 30199
 
-STATISTICS = re.compile(r"line=(?P<line>\d) tx=(?P<tx>\d+) rx=(?P<rx>\d+) lost=(?P<lost>\d+) discarded=(?P<discarded>\d+) ")
-REPORT = re.compile(r"^stats call=(?P<call>\d+) line=(?P<line>\d+) tx=(?P<tx>\d+) txbytes=(?P<txbytes>\d+) rx=(?P<rx>\d+) "
-                    r"rxbytes=(?P<rxbytes>\d+) lost=(?P<lost>\d+) discarded=(?P<discarded>\d+)")
+STATISTICS = re.compile(
+    r"line=(?P<line>\d) tx=(?P<tx>\d+) rx=(?P<rx>\d+) lost=(?P<lost>\d+) discarded=(?P<discarded>\d+) "
+)
+REPORT = re.compile(
+    r"^stats call=(?P<call>\d+) line=(?P<line>\d+) tx=(?P<tx>\d+) txbytes=(?P<txbytes>\d+) rx=(?P<rx>\d+) "
+    r"rxbytes=(?P<rxbytes>\d+) lost=(?P<lost>\d+) discarded=(?P<discarded>\d+)"
+)
 
 _IDS = (Path(__file__).resolve().parents[2] / "include" / "libvoice_ids.h").read_text()
 
@@ -99,7 +103,7 @@ def items(buffer):
     at = 0
     while at < len(buffer):
         number, length = struct.unpack_from("=II", buffer, at)
-        found[number] = struct.unpack_from("=I", buffer, at + 8)[0] if length == 4 else buffer[at + 8:at + 8 + length]
+        found[number] = struct.unpack_from("=I", buffer, at + 8)[0] if length == 4 else buffer[at + 8 : at + 8 + length]
         at += 8 + (length + 3 & ~3)
     return found
 
@@ -107,8 +111,15 @@ def items(buffer):
 def description(codec=PCMA, payload=None, mode=3):
     """Version, length and the items that both media records share."""
     payload = codec if payload is None else payload
-    words = {"stream_mode": mode, "upstream_codec": codec, "upstream_ptime": FRAME_MS, "upstream_payload": payload,
-             "downstream_codec": codec, "downstream_ptime": FRAME_MS, "downstream_payload": payload}
+    words = {
+        "stream_mode": mode,
+        "upstream_codec": codec,
+        "upstream_ptime": FRAME_MS,
+        "upstream_payload": payload,
+        "downstream_codec": codec,
+        "downstream_ptime": FRAME_MS,
+        "downstream_payload": payload,
+    }
     buffer = b"".join(item(f"LIBVOICE_PARAM_sdp_{name}", word) for name, word in words.items())
     return struct.pack("=II", 1, len(buffer)) + buffer.ljust(CNX_INFO_BYTES - 8, b"\0")
 

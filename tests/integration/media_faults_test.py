@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""Media and parameter calls that go wrong, on real processes: descriptors that are none, records of any size, ports that are taken,
-peers that die before they answer. After each failing call the process holds what it held before, and its heap does not grow."""
+"""Media and parameter calls that go wrong, on real processes: descriptors that are none, records of any size, ports
+that are taken, peers that die before they answer. After each failing call the process holds what it held before, and
+its heap does not grow."""
 
 import os
 import socket
@@ -10,10 +11,30 @@ from pathlib import Path
 import pytest
 
 from dialling import ring, talk
-from faulty_calls import (DSP_FUNCTIONS, ENDPOINT_FUNCTIONS, PLUGIN_FUNCTIONS, FakeApplication, faults, set_record,
-                                signal_record)
-from media import (EXACT_HEAP, FORMS, PCMU, Pair, address, connection, held, item, own_address, settled_heap,
-                   start_application, stream, udp_sockets)
+from faulty_calls import (
+    DSP_FUNCTIONS,
+    ENDPOINT_FUNCTIONS,
+    PLUGIN_FUNCTIONS,
+    FakeApplication,
+    faults,
+    set_record,
+    signal_record,
+)
+from media import (
+    EXACT_HEAP,
+    FORMS,
+    PCMU,
+    Pair,
+    address,
+    connection,
+    held,
+    item,
+    own_address,
+    settled_heap,
+    start_application,
+    stream,
+    udp_sockets,
+)
 from processes import until
 from wire import Fd, I32, RawPeer, U16, U32, head, reply, text
 
@@ -74,14 +95,16 @@ def media_call(plugin, function, info, files, path=LINE):
 
 def check_slots(plugin, mark, count):
     """So many descriptors were handed to a callback, as the library's trace says: places 0, 1, 2 ..., ten at most."""
+
     def traced():
-        return [int(line[3:line.index("]")]) for line in plugin.plugin.err.since(mark, r"^fd\[\d+\] = \d+ ?$")]
+        return [int(line[3 : line.index("]")]) for line in plugin.plugin.err.since(mark, r"^fd\[\d+\] = \d+ ?$")]
 
     until("the trace is complete", lambda: len(traced()) >= min(count, SLOTS))
     assert traced() == list(range(min(count, SLOTS)))
 
 
 # --- Lists of descriptors
+
 
 @pytest.mark.parametrize("count", [1, 2, 3, 10, 12, 64])
 @pytest.mark.parametrize("path", [LINE, CHANNEL], ids=["line", "channel"])
@@ -113,13 +136,22 @@ def test_an_empty_list_fails_without_an_error_entry(request, path, function):
 def test_three_descriptors_of_a_stream(phone):
     assert phone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
     for files in (phone.sockets(2) + [Fd(-1)], phone.sockets(3)):
-        arguments = [("ep_id", I32(0)), ("ctx_id", U32(7)), ("line_id", U32(1)), ("stream_info", stream(2)), ("filedesc", files)]
+        arguments = [
+            ("ep_id", I32(0)),
+            ("ctx_id", U32(7)),
+            ("line_id", U32(1)),
+            ("stream_info", stream(2)),
+            ("filedesc", files),
+        ]
         assert phone.call("fxs1", "add_stream", arguments).result is True
         phone.holds(2)
         # The same once more is refused, and the sockets that came with it do not stay.
         assert phone.call("fxs1", "add_stream", arguments).result is False
         phone.holds(2)
-        assert phone.call("fxs1", "modify_stream", [("ctx_id", U32(7)), ("stream_info", stream(2, codec=PCMU))]).result is True
+        assert (
+            phone.call("fxs1", "modify_stream", [("ctx_id", U32(7)), ("stream_info", stream(2, codec=PCMU))]).result
+            is True
+        )
         assert phone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
         phone.holds()
     assert phone.call("fxs1", "destroy_ctx", [("ctx_id", U32(7))]).result is True
@@ -174,10 +206,18 @@ def path_only():
     return os.open("/", os.O_PATH), []
 
 
-STRANGE = {"pipe_to_read": pipe_to_read, "pipe_without_a_reader": pipe_without_a_reader, "regular_file": regular_file,
-           "tcp_listening": tcp_listening, "tcp_connected": tcp_connected, "tcp_closed": lambda: tcp_connected(closed=True),
-           "udp_without_a_peer": udp_without_a_peer, "local_datagrams": local_datagrams, "endless_file": endless_file,
-           "path_only": path_only}
+STRANGE = {
+    "pipe_to_read": pipe_to_read,
+    "pipe_without_a_reader": pipe_without_a_reader,
+    "regular_file": regular_file,
+    "tcp_listening": tcp_listening,
+    "tcp_connected": tcp_connected,
+    "tcp_closed": lambda: tcp_connected(closed=True),
+    "udp_without_a_peer": udp_without_a_peer,
+    "local_datagrams": local_datagrams,
+    "endless_file": endless_file,
+    "path_only": path_only,
+}
 
 
 @pytest.mark.parametrize("make", STRANGE.values(), ids=STRANGE.keys())
@@ -214,14 +254,27 @@ def test_no_descriptor_at_all_in_the_list(phone):
 
 # --- Records of any size
 
+
 def sized(size, host, ports):
     """Connection information of a size, with the addresses of two free ports where it has room for them."""
     whole = connection((host, ports[0]), (host, ports[1]))
     return whole[:size].ljust(size, b"\0")
 
 
-@pytest.mark.parametrize("size, outcome", [(0, "refused"), (1, "refused"), (703, "taken"), (704, "taken"), (705, "no sockets"),
-                                           (735, "no sockets"), (736, "opened"), (737, "opened"), (70_000, "opened")])
+@pytest.mark.parametrize(
+    "size, outcome",
+    [
+        (0, "refused"),
+        (1, "refused"),
+        (703, "taken"),
+        (704, "taken"),
+        (705, "no sockets"),
+        (735, "no sockets"),
+        (736, "opened"),
+        (737, "opened"),
+        (70_000, "opened"),
+    ],
+)
 def test_connection_information_of_any_size(phone, size, outcome):
     free, other = Pair(phone.host), Pair(phone.host)
     ports = free.port, other.port
@@ -238,14 +291,19 @@ def test_connection_information_of_any_size(phone, size, outcome):
         # What came as descriptors is not looked at where there are addresses, and is closed.
         near = phone.near.port, phone.far.port
         media_ports = near if outcome == "taken" else ports
-        until("its sockets are there", lambda: udp_sockets(phone.plugin) == [
-            (media_ports[0], media_ports[1]), (media_ports[0] + 1, media_ports[1] + 1)])
+        until(
+            "its sockets are there",
+            lambda: udp_sockets(phone.plugin)
+            == [(media_ports[0], media_ports[1]), (media_ports[0] + 1, media_ports[1] + 1)],
+        )
         phone.holds(2)
         # A change has descriptors in every size.
         assert media_call(phone, "modify", info, phone.sockets()).result is True
         phone.holds(2)
         assert media_call(phone, "modify", info, [Fd(-1)] * 3).result is True
-        assert phone.call(LINE, "modify", [("cnx_info", info), LINE_0]).errors == [(196640, "Missing mandatory argument", "filedesc")]
+        assert phone.call(LINE, "modify", [("cnx_info", info), LINE_0]).errors == [
+            (196640, "Missing mandatory argument", "filedesc")
+        ]
         assert phone.call(LINE, "destroy", [LINE_0]).result is True
     phone.holds()
 
@@ -322,7 +380,9 @@ def test_addresses_that_cannot_be(phone):
     check_no_sockets(phone, here, strange, CONNECT + "Address family not supported by protocol")
     check_no_sockets(phone, b"\xff" * 16, b"\xff" * 16, BIND)
     # The broadcast address may not be connected to without asking for it.
-    check_no_sockets(phone, address("0.0.0.0", free.port), address("255.255.255.255", 4000), CONNECT + "Permission denied")
+    check_no_sockets(
+        phone, address("0.0.0.0", free.port), address("255.255.255.255", 4000), CONNECT + "Permission denied"
+    )
 
 
 def test_local_port_0_where_port_1_is_taken(phone):
@@ -331,7 +391,9 @@ def test_local_port_0_where_port_1_is_taken(phone):
         pytest.skip("no right to bind port 1: see the next test")
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as first:
         first.bind((phone.host, 1))
-        check_no_sockets(phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Address already in use")
+        check_no_sockets(
+            phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Address already in use"
+        )
     assert socket_create(phone, address(phone.host, 0), address(phone.host, phone.far.port)).result is True
     phone.holds(2)
     (control, _), (media_port, _) = udp_sockets(phone.plugin)
@@ -383,7 +445,7 @@ def test_a_call_without_a_free_port_ends_and_the_next_one_finds_some(system, for
 
 
 def test_port_taken_between_the_look_and_the_opening(system):
-    """The application has looked, the plugin has not opened yet: one side stays silent, and nothing else happens."""
+    """The application has looked, the plugin has not opened yet: one party stays silent, and nothing else happens."""
     application = start_application(system, "--convert-media")
     first, second = (system.start_fxs(name, "--convert-media") for name in ("fxs1", "fxs2"))
     before = held(first), held(second)
@@ -404,10 +466,14 @@ def test_port_taken_between_the_look_and_the_opening(system):
 
 # --- Every argument wrong, with descriptors in the same call
 
+
 def with_descriptors(plugin, arguments):
     """The same call with real descriptors wherever there is a list, and in an argument that nobody knows."""
     real = plugin.sockets() + [Fd(-1)]
-    given = [(name, real if isinstance(good, list) and good == [Fd(-1)] and name == "filedesc" else good) for name, good in arguments]
+    given = [
+        (name, real if isinstance(good, list) and good == [Fd(-1)] and name == "filedesc" else good)
+        for name, good in arguments
+    ]
     return [*given, ("unknown", plugin.sockets())]
 
 
@@ -423,7 +489,9 @@ def other_faults(functions):
             elif kind == "list":
                 worse |= {"empty": []}
             for what, item_ in worse.items():
-                given = [(other, item_ if place == index else one) for place, (other, _, one, _) in enumerate(arguments)]
+                given = [
+                    (other, item_ if place == index else one) for place, (other, _, one, _) in enumerate(arguments)
+                ]
                 yield f"{function}-{name}-{what}", function, given
 
 
@@ -478,8 +546,13 @@ def good_calls(plugin, path):
     yield path, "get", [("param_set_request", set_record(len(wanted), wanted))]
     yield path, "set", [("param_set_params", set_record(len(gain), gain))]
     yield "fxs1", "create_ctx", [("ctx_id", U32(1))]
-    yield "fxs1", "add_stream", [("ep_id", I32(0)), ("ctx_id", U32(1)), ("line_id", U32(0)), ("stream_info", stream(1)),
-                                 ("filedesc", plugin.sockets(3))]
+    yield "fxs1", "add_stream", [
+        ("ep_id", I32(0)),
+        ("ctx_id", U32(1)),
+        ("line_id", U32(0)),
+        ("stream_info", stream(1)),
+        ("filedesc", plugin.sockets(3)),
+    ]
     yield "fxs1", "modify_stream", [("ctx_id", U32(1)), ("stream_info", stream(1, codec=PCMU))]
     yield "fxs1", "remove_stream", [("ctx_id", U32(1)), ("stream_id", U32(1))]
     yield "fxs1", "destroy_ctx", [("ctx_id", U32(1))]
@@ -513,6 +586,7 @@ def test_plugin_takes_parameter_sets_of_any_length(phone, length):
 
 # --- An application whose plugin is ours
 
+
 class Asked:
     """A real application that asks, and a raw plugin that is asked."""
 
@@ -521,8 +595,13 @@ class Asked:
         self.application.expect("^ready$")
         self.peer = RawPeer.connect(system.socket)
         assert self.peer.register("raw") is True
-        endpoint = [("plugin_name", "raw"), ("endpoint_name", "R1"), ("endpoint_path", "raw.EndPoint.R1"), ("type", U16(1)),
-                    ("codeclist", b"")]
+        endpoint = [
+            ("plugin_name", "raw"),
+            ("endpoint_name", "R1"),
+            ("endpoint_path", "raw.EndPoint.R1"),
+            ("type", U16(1)),
+            ("codeclist", b""),
+        ]
         assert self.peer.call("VoiceService.VoiceApplication", "register_endpoint", endpoint).result == 0
         self.application.expect("^endpoint 0$")
 

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Calls with sound: RTP runs both ways, each side hears the other, counts are true, and nothing is left afterwards. With media
-sockets that the application hands over, and with sockets that the plugins open from addresses."""
+"""Calls with sound: RTP runs both ways, each party hears the other, counts are true, and nothing is left afterwards.
+With media sockets that the application hands over, and with sockets that the plugins open from addresses."""
 
 import struct
 
@@ -8,9 +8,29 @@ import pytest
 
 from dialling import ring, talk
 from faulty_calls import FakeApplication
-from media import (CNX_INFO_BYTES, EXACT_HEAP, FIRST_PORT, FORMS, FRAME_BYTES, PCMA, PCMU, REPORT, STATISTICS, STREAM_INFO_BYTES, Pair,
-                   connection, held, identifier, items, numbers, own_address, rtp, settled_heap, start_application,
-                   udp_sockets)
+from media import (
+    CNX_INFO_BYTES,
+    EXACT_HEAP,
+    FIRST_PORT,
+    FORMS,
+    FRAME_BYTES,
+    PCMA,
+    PCMU,
+    REPORT,
+    STATISTICS,
+    STREAM_INFO_BYTES,
+    Pair,
+    connection,
+    held,
+    identifier,
+    items,
+    numbers,
+    own_address,
+    rtp,
+    settled_heap,
+    start_application,
+    udp_sockets,
+)
 from processes import until
 from wire import Fd, ONE_WAY, U32
 
@@ -30,14 +50,16 @@ def office(request, system):
     system.processes_with_media = [system.application, system.first, system.second]
     before = {process: held(process) for process in system.processes_with_media}
     yield system
-    # Whatever the test did: nothing is left open, neither with those who spoke nor with the one who handed the sockets out.
+    # Whatever the test did: nothing is left open, neither in the plugins nor in the application that gave them sockets.
     for process in system.processes_with_media:
         until(f"{process.name} holds what it held before", lambda process=process: held(process) == before[process])
 
 
 def media(process, number, line=0, codec="PCMA"):
     """The ports that a telephone says it talks over."""
-    match = process.expect(rf"^{number} talking line={line} codec={codec} ports=(\d+)->(\d+)( context=\d+ stream=\d+)?$")
+    match = process.expect(
+        rf"^{number} talking line={line} codec={codec} ports=(\d+)->(\d+)( context=\d+ stream=\d+)?$"
+    )
     return int(match.group(1)), int(match.group(2))
 
 
@@ -48,7 +70,7 @@ def ended(process, number, line=0):
 
 
 def reported(office, call, line):
-    """What the application was told of the media of a call's side."""
+    """What the application was told of the media of one party."""
     _, match = office.application.out.expect_from(0, rf"^stats call={call} line={line} .*")
     found = numbers(REPORT.search(match.string))
     assert found["txbytes"] == found["tx"] * FRAME_BYTES and found["rxbytes"] == found["rx"] * FRAME_BYTES
@@ -56,7 +78,7 @@ def reported(office, call, line):
 
 
 def check_counts(mine, others, report):
-    """One side's counts against the report and against what the other side sent."""
+    """One party's counts against the report and against what the other one sent."""
     for name in ("tx", "rx", "lost", "discarded"):
         assert mine[name] == report[name], name
     assert mine["rx"] > 0 and mine["tx"] > 0
@@ -66,8 +88,11 @@ def check_counts(mine, others, report):
 
 def media_commands(watcher, plugin):
     """The functions that were called for media of a plugin's lines, in order."""
-    return [message["function"] for message in watcher.messages(plugin=plugin)
-            if message["function"] in ("create", "modify", "destroy")]
+    return [
+        message["function"]
+        for message in watcher.messages(plugin=plugin)
+        if message["function"] in ("create", "modify", "destroy")
+    ]
 
 
 def hang_up(office, call=1):
@@ -136,7 +161,10 @@ def test_codec_change(office):
         assert len(office.first.out.since(mark, "^1 media ended ")) == 1
     for plugin in ("fxs1", "fxs2"):
         wanted = ["create", "modify"] if office.form == "descriptors" else ["create", "destroy", "create"]
-        until(f"{plugin} got {wanted}", lambda plugin=plugin, wanted=wanted: media_commands(office.watcher, plugin) == wanted)
+        until(
+            f"{plugin} got {wanted}",
+            lambda plugin=plugin, wanted=wanted: media_commands(office.watcher, plugin) == wanted,
+        )
     for modify in office.watcher.messages(function="modify"):
         assert [one["fd"] for one in modify["arguments"]["filedesc"]] == [-1, -1, -1]
     hang_up(office)
@@ -233,8 +261,12 @@ def test_calls_side_by_side_do_not_mix(office):
     office.first.ask("2 dial 202")
     office.second.expect("^2 rings ")
     office.second.ask("2 off")
-    for process, number, tone in [(office.first, 1, SECOND_TONE), (office.first, 2, THIRD_TONE), (office.second, 1, FIRST_TONE),
-                                  (office.second, 2, "440Hz")]:
+    for process, number, tone in [
+        (office.first, 1, SECOND_TONE),
+        (office.first, 2, THIRD_TONE),
+        (office.second, 1, FIRST_TONE),
+        (office.second, 2, "440Hz"),
+    ]:
         process.out.expect_from(0, f"^{number} hears {tone}$")
     assert len(udp_sockets(office.first)) == len(udp_sockets(office.second)) == 4
     office.first.ask("1 on")
@@ -286,7 +318,9 @@ def test_counts_agree_with_what_a_stranger_sent_and_received(system):
     near.close()  # its copies are the plugin's now
     for place in range(11):
         if place != 5:
-            far.sockets[0].send(rtp(65530 + place, 1000 + place * FRAME_SAMPLES))  # the sequence number wraps on the way
+            far.sockets[0].send(
+                rtp(65530 + place, 1000 + place * FRAME_SAMPLES)
+            )  # the sequence number wraps on the way
     for place in (11, 12):  # of another codec: these came, and were of no use
         far.sockets[0].send(rtp(65530 + place, 1000 + place * FRAME_SAMPLES, payload_type=PCMU))
     far.sockets[0].send(b"no RTP")
@@ -305,7 +339,13 @@ def test_counts_agree_with_what_a_stranger_sent_and_received(system):
     _, _, sequence, timestamp, source = heads[0]
     for place, head in enumerate(heads):
         marker = 0x80 if place == 0 else 0
-        assert head == (0x80, marker | PCMA, sequence + place & 0xFFFF, timestamp + place * FRAME_SAMPLES & 0xFFFFFFFF, source)
+        assert head == (
+            0x80,
+            marker | PCMA,
+            sequence + place & 0xFFFF,
+            timestamp + place * FRAME_SAMPLES & 0xFFFFFFFF,
+            source,
+        )
         assert len(got[place]) == 12 + FRAME_BYTES
 
     while not events:

@@ -15,7 +15,7 @@ OTHER_ORDER = b"B" if ORDER == b"l" else b"l"
 
 @pytest.fixture
 def application(system):
-    """An application with one plugin, whose line must still work after whatever the test did, without a descriptor lost."""
+    """An application with one plugin, whose line must work after whatever the test did, without a descriptor lost."""
     one = system.start_application()
     plugin = system.start_fxs("fxs1")
     before = one.descriptors()
@@ -66,17 +66,47 @@ BROKEN_PACKETS = {
     "second_greeting": HELLO_PACKET,
     "path_longer_than_the_packet": head(CALL, 1) + struct.pack("=I", 4096) + b"VoiceService",
     "argument_count_without_arguments": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01",
-    "more_arguments_than_allowed": head(CALL, 1) + text(APPLICATION) + text("event") + b"\xff" + (text("a") + b"\xff") * 255,
+    "more_arguments_than_allowed": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\xff"
+    + (text("a") + b"\xff") * 255,
     "unknown_type_code": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x63",
-    "boolean_that_is_neither": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x0a\x02",
-    "byte_array_cut_off": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x13"
-                          + struct.pack("=I", 100) + b"short",
-    "list_of_four_billion": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event") + b"\x0d"
-                            + struct.pack("=I", 0xFFFFFFFF),
-    "lists_nested_five_deep": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event")
-                              + (b"\x0d" + struct.pack("=I", 1)) * 5 + b"\x0d" + struct.pack("=I", 0),
-    "descriptor_that_did_not_come": head(CALL, 1) + text(APPLICATION) + text("event") + b"\x01" + text("event")
-                                    + struct.pack("=Bii", 18, 0, 5),
+    "boolean_that_is_neither": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\x01"
+    + text("event")
+    + b"\x0a\x02",
+    "byte_array_cut_off": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\x01"
+    + text("event")
+    + b"\x13"
+    + struct.pack("=I", 100)
+    + b"short",
+    "list_of_four_billion": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\x01"
+    + text("event")
+    + b"\x0d"
+    + struct.pack("=I", 0xFFFFFFFF),
+    "lists_nested_five_deep": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\x01"
+    + text("event")
+    + (b"\x0d" + struct.pack("=I", 1)) * 5
+    + b"\x0d"
+    + struct.pack("=I", 0),
+    "descriptor_that_did_not_come": head(CALL, 1)
+    + text(APPLICATION)
+    + text("event")
+    + b"\x01"
+    + text("event")
+    + struct.pack("=Bii", 18, 0, 5),
     "something_behind_the_call": good_call() + b"x",
     "other_byte_order": head(CALL, 1, order=OTHER_ORDER) + good_call()[12:],
     "reply_cut_off": head(REPLY, 1) + b"\x01\x00",
@@ -104,7 +134,7 @@ def test_every_byte_of_a_call_changed(system, application):
     for at in range(len(whole)):
         for bits in (0x01, 0x80, 0xFF):
             with greeted(system) as peer:
-                peer.send(whole[:at] + bytes([whole[at] ^ bits]) + whole[at + 1:])
+                peer.send(whole[:at] + bytes([whole[at] ^ bits]) + whole[at + 1 :])
                 try:
                     peer.send(head(99))  # the end, whatever the first one was taken for
                 except BrokenPipeError:
@@ -120,8 +150,16 @@ def test_descriptors_that_no_value_names(system, application):
 
 
 def test_descriptor_named_twice(system, application):
-    twice = (head(CALL, 1) + text(APPLICATION) + text("event") + b"\x02" + text("event") + struct.pack("=Bii", 18, 0, 5)
-             + text("other") + struct.pack("=Bii", 18, 0, 5))
+    twice = (
+        head(CALL, 1)
+        + text(APPLICATION)
+        + text("event")
+        + b"\x02"
+        + text("event")
+        + struct.pack("=Bii", 18, 0, 5)
+        + text("other")
+        + struct.pack("=Bii", 18, 0, 5)
+    )
     with greeted(system) as peer, open(os.devnull, "rb") as null:
         peer.send(twice, [null.fileno()])
         assert peer.refusal() != ""
@@ -209,9 +247,22 @@ def test_function_that_was_never_declared(system, application, function):
     assert not any("\0" in line or "\x1b" in line for line in application.err.all)
 
 
-@pytest.mark.parametrize("path", ["", "VoiceService", "VoiceService.", ".", "VoiceService.VoiceApplication.x", "voiceservice", "kex.x",
-                                  "a" * 255, "VoiceService..VoiceApplication", "VoiceService.VoiceApplication\0"],
-                         ids=lambda path: path.replace("\0", "0").replace(".", "-")[:40] or "empty")
+@pytest.mark.parametrize(
+    "path",
+    [
+        "",
+        "VoiceService",
+        "VoiceService.",
+        ".",
+        "VoiceService.VoiceApplication.x",
+        "voiceservice",
+        "kex.x",
+        "a" * 255,
+        "VoiceService..VoiceApplication",
+        "VoiceService.VoiceApplication\0",
+    ],
+    ids=lambda path: path.replace("\0", "0").replace(".", "-")[:40] or "empty",
+)
 def test_object_that_is_not_there(system, application, path):
     with greeted(system) as peer:
         answer = peer.call(path, "event", [])

@@ -10,8 +10,11 @@ from wire import RawPeer
 
 def start_office(system):
     application = system.start_application()
-    return (application, system.start_fxs("fxs1", environment=QUICK_RETRY),
-            system.start_fxs("fxs2", environment=QUICK_RETRY))
+    return (
+        application,
+        system.start_fxs("fxs1", environment=QUICK_RETRY),
+        system.start_fxs("fxs2", environment=QUICK_RETRY),
+    )
 
 
 def test_killed_application_gets_everything_back(system):

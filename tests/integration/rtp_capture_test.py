@@ -13,7 +13,19 @@ from collections import namedtuple
 import pytest
 
 from dialling import talk
-from media import FORMS, FRAME_BYTES, FRAME_MS, PCMA, PCMU, STATISTICS, Pair, numbers, own_address, rtp, start_application
+from media import (
+    FORMS,
+    FRAME_BYTES,
+    FRAME_MS,
+    PCMA,
+    PCMU,
+    STATISTICS,
+    Pair,
+    numbers,
+    own_address,
+    rtp,
+    start_application,
+)
 from processes import Process, until
 
 FIRST_TONE, SECOND_TONE = 400, 600  # Hz, of fxs1 1 and fxs2 1
@@ -25,12 +37,22 @@ UDP_HEAD_BYTES = 8
 MEDIA_PACKETS = 50  # of each side in each codec: a second
 
 Packet = namedtuple("Packet", "time source destination version type sequence timestamp ssrc marker payload")
-RTP_FIELDS = ["frame.time_epoch", "udp.srcport", "udp.dstport", "rtp.version", "rtp.p_type", "rtp.seq", "rtp.timestamp", "rtp.ssrc",
-              "rtp.marker", "rtp.payload"]
+RTP_FIELDS = [
+    "frame.time_epoch",
+    "udp.srcport",
+    "udp.dstport",
+    "rtp.version",
+    "rtp.p_type",
+    "rtp.seq",
+    "rtp.timestamp",
+    "rtp.ssrc",
+    "rtp.marker",
+    "rtp.payload",
+]
 
 
 class Capture:
-    """tshark on the packets of one address. A packet to the port `discard` shows that what came before has been seen."""
+    """tshark on the packets of one address. A packet to the port `discard` shows that all before was seen."""
 
     def __init__(self, system):
         if not shutil.which("tshark"):
@@ -39,8 +61,28 @@ class Capture:
         self.file = system.folder / "packets.pcapng"
         environment = {**system.environment, "HOME": str(system.folder)}
         # -P: a line for each packet as well, for us to know how far it has come.
-        words = ["tshark", "-i", "lo", "-n", "-B", "16", "-f", f"udp and host {self.address}", "-w", self.file, "-P", "-l",
-                 "-T", "fields", "-e", "udp.srcport", "-e", "udp.dstport", "-e", "udp.length"]
+        words = [
+            "tshark",
+            "-i",
+            "lo",
+            "-n",
+            "-B",
+            "16",
+            "-f",
+            f"udp and host {self.address}",
+            "-w",
+            self.file,
+            "-P",
+            "-l",
+            "-T",
+            "fields",
+            "-e",
+            "udp.srcport",
+            "-e",
+            "udp.dstport",
+            "-e",
+            "udp.length",
+        ]
         self.process = Process("tshark", words, environment)
         system.processes.append(self.process)
         self.probes = 0
@@ -64,7 +106,9 @@ class Capture:
 
     def wait_for(self, here, there, count):
         """So many packets from one port to another."""
-        until(f"{count} packets from port {here}", lambda: len(self.process.out.since(0, rf"^{here}\t{there}\t")) >= count)
+        until(
+            f"{count} packets from port {here}", lambda: len(self.process.out.since(0, rf"^{here}\t{there}\t")) >= count
+        )
 
     def stop(self):
         """Ends the capture after everything that was sent so far."""
@@ -81,8 +125,14 @@ class Capture:
         for port in ports:
             decode += ["-d", f"udp.port=={port},rtp", "-d", f"udp.port=={port + 1},rtcp"]
         words = ["tshark", "-n", "-r", self.file, *decode, *arguments]
-        environment = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": str(self.file.parent), "LC_ALL": "C.UTF-8"}
-        return subprocess.run(words, env=environment, check=True, capture_output=True, text=True, timeout=60).stdout.splitlines()
+        environment = {
+            "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
+            "HOME": str(self.file.parent),
+            "LC_ALL": "C.UTF-8",
+        }
+        return subprocess.run(
+            words, env=environment, check=True, capture_output=True, text=True, timeout=60
+        ).stdout.splitlines()
 
     def fields(self, ports, condition, names):
         arguments = ["-Y", condition, "-T", "fields"]
@@ -94,8 +144,18 @@ class Capture:
         """The RTP packets by the port that sent them."""
         sent = {port: [] for port in ports}
         for row in self.fields(ports, "rtp", RTP_FIELDS):
-            packet = Packet(float(row[0]), int(row[1]), int(row[2]), int(row[3]), int(row[4]), int(row[5]), int(row[6]), row[7],
-                            row[8] in ("1", "True"), bytes.fromhex(row[9]))
+            packet = Packet(
+                float(row[0]),
+                int(row[1]),
+                int(row[2]),
+                int(row[3]),
+                int(row[4]),
+                int(row[5]),
+                int(row[6]),
+                row[7],
+                row[8] in ("1", "True"),
+                bytes.fromhex(row[9]),
+            )
             sent[packet.source].append(packet)
         return sent
 
@@ -146,7 +206,7 @@ def check_stream(packets, types, tone):
         before = packet
     assert seen == types
     for kind in types:
-        assert tone_share([packet for packet in packets if packet.type == kind][:MEDIA_PACKETS // 2], tone) > 0.95
+        assert tone_share([packet for packet in packets if packet.type == kind][: MEDIA_PACKETS // 2], tone) > 0.95
     # The clock of the wire: a busy machine may send some late, but what is usual is 20 ms, and nothing runs ahead.
     gaps = sorted(after.time - packet.time for packet, after in zip(packets, packets[1:]))
     assert abs(gaps[len(gaps) // 2] * 1000 - FRAME_MS) < 2
@@ -215,7 +275,10 @@ def test_a_call_is_rtp_before_and_after_a_codec_change(office):
         assert set(before).isdisjoint(after)  # destroy and create: other sockets, another source
         sessions = [(before, [PCMA]), (after, [PCMU])]
     for place, ((here, there), types) in enumerate(sessions):
-        for process, port, other, tone in [(office.first, here, there, FIRST_TONE), (office.second, there, here, SECOND_TONE)]:
+        for process, port, other, tone in [
+            (office.first, here, there, FIRST_TONE),
+            (office.second, there, here, SECOND_TONE),
+        ]:
             packets = sent[port]
             assert {packet.destination for packet in packets} == {other}
             check_stream(packets, types, tone)
@@ -235,9 +298,21 @@ def test_control_packets_are_rtcp(office):
     wait_for_sound(office, (here + 1, there + 1), 1)
     hang_up(office)
     sent = office.capture.rtp([here, there])
-    rows = office.capture.fields([here, there], "rtcp && !icmp",
-                                 ["frame.time_epoch", "udp.srcport", "rtcp.pt", "rtcp.senderssrc", "rtcp.sender.packetcount",
-                                  "rtcp.sender.octetcount", "rtcp.ssrc.identifier", "rtcp.ssrc.cum_nr", "rtcp.length_check"])
+    rows = office.capture.fields(
+        [here, there],
+        "rtcp && !icmp",
+        [
+            "frame.time_epoch",
+            "udp.srcport",
+            "rtcp.pt",
+            "rtcp.senderssrc",
+            "rtcp.sender.packetcount",
+            "rtcp.sender.octetcount",
+            "rtcp.ssrc.identifier",
+            "rtcp.ssrc.cum_nr",
+            "rtcp.length_check",
+        ],
+    )
     assert {int(row[1]) for row in rows} == {here + 1, there + 1}
     for time, port, types, source, packets, octets, reported, lost, length_check in rows:
         mine, others = sent[int(port) - 1], sent[there if int(port) - 1 == here else here]

@@ -17,7 +17,14 @@ from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
 
 def run(system, *arguments, **options):
     """The tool run to its end: status, output, errors."""
-    done = subprocess.run([system.bin / "voicectl", *arguments], env=system.environment, capture_output=True, text=True, timeout=20, **options)
+    done = subprocess.run(
+        [system.bin / "voicectl", *arguments],
+        env=system.environment,
+        capture_output=True,
+        text=True,
+        timeout=20,
+        **options,
+    )
     return done.returncode, done.stdout, done.stderr
 
 
@@ -27,8 +34,19 @@ def test_status_and_error_without_an_application(system):
     assert err.startswith("voicectl: ") and str(system.socket) in err and err.count("\n") == 1
 
 
-@pytest.mark.parametrize("arguments", [[], ["look"], ["watch", "--no-such"], ["watch", "--direction", "up"], ["watch", "--count", "0"],
-                                       ["watch", "--for", "-1"], ["watch", "more"]], ids=lambda words: " ".join(words) or "nothing")
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        [],
+        ["look"],
+        ["watch", "--no-such"],
+        ["watch", "--direction", "up"],
+        ["watch", "--count", "0"],
+        ["watch", "--for", "-1"],
+        ["watch", "more"],
+    ],
+    ids=lambda words: " ".join(words) or "nothing",
+)
 def test_wrong_command_line_is_status_two(system, arguments):
     status, out, err = run(system, *arguments)
     assert status == 2 and err != "" and out == ""
@@ -88,8 +106,13 @@ def test_reconnect_stays(system):
 
 def test_reader_that_leaves_ends_it(system):
     application = system.start_application()
-    shell = subprocess.Popen(["sh", "-c", f"{system.bin}/voicectl watch --json | head -n 1"], env=system.environment, stdout=subprocess.PIPE,
-                             stderr=subprocess.PIPE, start_new_session=True)
+    shell = subprocess.Popen(
+        ["sh", "-c", f"{system.bin}/voicectl watch --json | head -n 1"],
+        env=system.environment,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        start_new_session=True,
+    )
     assert b"watching" in shell.stderr.readline()
     system.start_fxs("fxs1")
     assert shell.wait(20) == 0
@@ -104,16 +127,18 @@ def test_ladder_without_a_terminal_is_plain_and_complete(system):
     ladder.err.expect("watching")
     first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
     talk(first, "201", second)
-    for pattern in ["fxs_plugin +--> voice_application +connected, process ",
-                    "fxs1 +--> voice_application +register_plugin ",
-                    "fxs1 +<-- voice_application +init +country \"DE\"",
-                    "fxs1 FXS1 +--> voice_application +register_endpoint ",
-                    "fxs1 FXS1 +<-- voice_application +register_endpoint answered +0 +after ",
-                    "fxs2 FXS2 +<-- voice_application +register_endpoint answered +3 +after ",
-                    "fxs1 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
-                    "fxs1 FXS1 +<-- voice_application +signal +dial tone +LIBVOICE_SIGNAL_cg_dt",
-                    "fxs2 FXS1 +<-- voice_application +signal +.* +LIBVOICE_SIGNAL_al_ri",
-                    "fxs2 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of"]:
+    for pattern in [
+        "fxs_plugin +--> voice_application +connected, process ",
+        "fxs1 +--> voice_application +register_plugin ",
+        'fxs1 +<-- voice_application +init +country "DE"',
+        "fxs1 FXS1 +--> voice_application +register_endpoint ",
+        "fxs1 FXS1 +<-- voice_application +register_endpoint answered +0 +after ",
+        "fxs2 FXS2 +<-- voice_application +register_endpoint answered +3 +after ",
+        "fxs1 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
+        "fxs1 FXS1 +<-- voice_application +signal +dial tone +LIBVOICE_SIGNAL_cg_dt",
+        "fxs2 FXS1 +<-- voice_application +signal +.* +LIBVOICE_SIGNAL_al_ri",
+        "fxs2 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
+    ]:
         ladder.expect(pattern)
     assert not any("\x1b" in line for line in ladder.out.all)
 
@@ -123,8 +148,12 @@ def test_colour_on_a_terminal_unless_asked_not_to(system):
 
     def shown(environment):
         ours, theirs = pty.openpty()
-        tool = subprocess.Popen([system.bin / "voicectl", "watch", "--count", "1"], env={**system.environment, **environment}, stdout=theirs,
-                                stderr=subprocess.PIPE)
+        tool = subprocess.Popen(
+            [system.bin / "voicectl", "watch", "--count", "1"],
+            env={**system.environment, **environment},
+            stdout=theirs,
+            stderr=subprocess.PIPE,
+        )
         os.close(theirs)
         tool.stderr.readline()
         plugin = system.start_fxs("fxs1")
@@ -137,6 +166,7 @@ def test_colour_on_a_terminal_unless_asked_not_to(system):
 
     assert b"\x1b[" in shown({"TERM": "xterm"})
     assert b"\x1b[" not in shown({"TERM": "xterm", "NO_COLOR": "1"})
+    assert b"\x1b[" not in shown({"TERM": "dumb"})
 
 
 def test_text_from_the_bus_cannot_steer_the_terminal(system):
@@ -199,7 +229,10 @@ def test_watcher_that_stops_reading_slows_no_call(system):
     watcher.thaw()
     with RawPeer.connect(system.socket) as peer:
         peer.serial = 30_000
-        until("the watcher has read what was kept", lambda: peer.call(APPLICATION, "nothing", []) and watcher.messages(kind="lost"))
+        until(
+            "the watcher has read what was kept",
+            lambda: peer.call(APPLICATION, "nothing", []) and watcher.messages(kind="lost"),
+        )
     assert watcher.expect_message(kind="lost")["lost"] > 0
     second.ask("1 on")
     watcher.expect_message(name="LIBVOICE_EVENT_al_on", plugin="fxs2")

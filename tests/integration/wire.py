@@ -97,7 +97,7 @@ class Reader:
     def raw(self):
         length = self.take("=I")
         self.at += length
-        return self.data[self.at - length:self.at]
+        return self.data[self.at - length : self.at]
 
     def text(self):
         return self.raw().decode(errors="replace")
@@ -183,7 +183,7 @@ class RawPeer:
         return Packet(data, list(descriptors)) if data else None
 
     def call(self, path, function, arguments, answer=None, **options):
-        """Calls and returns the reply; other packets go to answer(packet) meanwhile. None: the connection was closed."""
+        """Calls and returns the reply; other packets go to answer(packet) meanwhile. None: the connection closed."""
         self.serial += 1
         packet, descriptors = call(self.serial, path, function, arguments, **options)
         self.send(packet, descriptors)
