@@ -1,13 +1,14 @@
 # The two sets of compiler flags: what every target gets, and what a library without the C++ runtime gets on top.
 
 add_library(voice_warnings INTERFACE)
-target_compile_options(voice_warnings INTERFACE -Wall -Wextra -Werror)
+target_compile_options(voice_warnings INTERFACE -Wall -Wextra $<$<BOOL:${VOICE_WERROR}>:-Werror>)
 
 # C++20 inside, C outside: nothing of the C++ runtime library may be needed, and only the export list is visible.
 add_library(voice_core_flags INTERFACE)
 target_link_libraries(voice_core_flags INTERFACE voice_warnings)
 target_compile_options(voice_core_flags INTERFACE
-    -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-align=strict -Wmissing-declarations -Wformat-signedness
+    -Wconversion -Wshadow -Wformat=2 -Wundef -Wmissing-declarations
+    $<$<CXX_COMPILER_ID:GNU>:-Wcast-align=strict> $<$<CXX_COMPILER_ID:GNU>:-Wformat-signedness> # clang 14 has neither
     -fvisibility=hidden -ffunction-sections -fdata-sections
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
     $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>

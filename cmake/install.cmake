@@ -6,10 +6,16 @@ include(CMakePackageConfigHelpers)
 file(RELATIVE_PATH VOICE_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugin voicectl)
 foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator ${VOICE_PROGRAMS})
-    target_compile_options(${target} PRIVATE
-        -fdebug-prefix-map=${CMAKE_BINARY_DIR}=build -fdebug-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+    if(TARGET ${target}) # VOICE_HOSTS and VOICE_TOOL
+        target_compile_options(${target} PRIVATE
+            -fdebug-prefix-map=${CMAKE_BINARY_DIR}=build -fdebug-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+    endif()
 endforeach()
-set_target_properties(${VOICE_PROGRAMS} PROPERTIES INSTALL_RPATH "$ORIGIN/${VOICE_BIN_TO_LIB}")
+foreach(target IN LISTS VOICE_PROGRAMS)
+    if(TARGET ${target})
+        set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${VOICE_BIN_TO_LIB}")
+    endif()
+endforeach()
 
 # CMake: find_package(voice_plugin) gives voice_plugin::voice_plugin, and as far as they are installed voice_plugin::kex
 # and voice_plugin::fake_bus.
