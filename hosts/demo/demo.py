@@ -300,10 +300,15 @@ class Demonstration:
         self.ladder.wait()
         self.watcher.wait()
         say("  the plugins notice, silence their lines and try again by themselves")
+        # A watcher sees what passes from when it is there: the plugins come after it.
+        for plugin in self.plugins.values():
+            plugin.freeze()
         begin = time.monotonic()
         self.start_application()
         for phone in self.phones.values():
             phone.watch(self.ladder)
+        for plugin in self.plugins.values():
+            plugin.thaw()
         self.everything_registers()
         self.remark = f"all back after {time.monotonic() - begin:.1f} s"
 

@@ -27,6 +27,12 @@ def default_bin():
     return Path(os.environ.get("VOICE_BIN", root / os.environ.get("VOICE_BUILD_DIR", "build") / "bin"))
 
 
+def own_address():
+    """A loopback address that no other process uses: systems that run at the same time do not meet on a media port."""
+    pid = os.getpid()
+    return f"127.{64 + (pid >> 16 & 0x3F)}.{pid >> 8 & 0xFF}.{pid & 0xFF}"
+
+
 class Unmet(AssertionError):
     """Something did not happen in time; the text says what, and what was seen instead."""
 
@@ -67,6 +73,10 @@ class Lines:
         with self._changed:
             self._closed = True
             self._changed.notify_all()
+
+    @property
+    def closed(self):
+        return self._closed
 
     def mark(self):
         """A place to look from later, with since()."""
@@ -274,6 +284,10 @@ class System:
         return process
 
     def start_application(self, *arguments, **options):
+        if "--config" not in arguments:
+            settings = self.folder / "address.conf"
+            settings.write_text(f"address {own_address()}\n")
+            arguments = ("--config", settings, *arguments)
         application = self.start("voice_application", "voice_application", *arguments, kind=Application, **options)
         application.expect("^ready ")
         return application
@@ -294,6 +308,8 @@ class System:
         """What every process said, for a failure."""
         parts = []
         for process in self.processes:
+            if process.out.closed:
+                process.err.finish()  # why it ended may stand in its last traces
             lines_shown = 5 if isinstance(process, Watcher) else 60  # a watcher repeats what the others say
             for lines in (process.out, process.err):
                 if lines.all:

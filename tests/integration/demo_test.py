@@ -2,9 +2,12 @@
 """The demonstration works, and says which step failed when something does not."""
 
 import os
+import pty
 import subprocess
 import sys
 from pathlib import Path
+
+import pytest
 
 DEMO = Path(__file__).resolve().parents[2] / "hosts" / "demo" / "demo.py"
 
@@ -54,7 +57,7 @@ def test_every_step_happens(system):
 
 def test_plugin_that_does_not_start_is_named(system):
     folder = with_replaced(system, "fxs_plugin", "echo 'no hardware' >&2; exit 3")
-    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="2")
+    status, lines = run_demo(folder)
     assert status == 1
     assert any(line.startswith("FAILED in step 1, Three processes find each other") for line in lines)
     assert "no hardware" in lines
@@ -63,6 +66,29 @@ def test_plugin_that_does_not_start_is_named(system):
 def test_plugin_that_is_deaf_is_named(system):
     real = (system.bin / "fxs_plugin").resolve()
     folder = with_replaced(system, "fxs_plugin", f'exec "{real}" "$@" --no-stdin')
-    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="2")
+    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="5")
     assert status == 1
     assert any(line.startswith("FAILED in step 2, Telephone 101") for line in lines)
+
+
+@pytest.mark.parametrize("terminal, wanted", [("xterm", True), ("dumb", False)])
+def test_colours_are_for_terminals_that_have_them(system, terminal, wanted):
+    folder = with_replaced(system, "fxs_plugin", "exit 3")
+    try:
+        ours, theirs = pty.openpty()
+    except OSError as problem:
+        pytest.skip(f"no terminal here: {problem}")
+    environment = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
+    environment |= {"VOICE_BIN": str(folder), "TERM": terminal}
+    with subprocess.Popen([sys.executable, DEMO], stdin=subprocess.DEVNULL, stdout=theirs, env=environment) as demo:
+        os.close(theirs)
+        shown = b""
+        try:
+            while part := os.read(ours, 4096):
+                shown += part
+        except OSError:  # the end of a terminal
+            pass
+    os.close(ours)
+    assert demo.returncode == 1
+    assert b"Three processes" in shown
+    assert (b"\x1b[" in shown) == wanted

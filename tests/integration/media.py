@@ -7,6 +7,8 @@ import socket
 import struct
 from pathlib import Path
 
+from processes import own_address
+
 # How media sockets come to be: opened by the application and handed over, or opened in the plugin from addresses.
 FORMS = {"descriptors": [], "addresses": ["--convert-media"]}
 
@@ -33,12 +35,6 @@ _IDS = (Path(__file__).resolve().parents[2] / "include" / "libvoice_ids.h").read
 def identifier(name):
     """The number of a signal, event or parameter, from the public header."""
     return int(re.search(rf"\b{name}\b\D*?(0x[0-9A-Fa-f]+)", _IDS).group(1), 16)
-
-
-def own_address():
-    """A loopback address that nobody else uses: tests that run at the same time do not meet on a port."""
-    pid = os.getpid()
-    return f"127.{64 + (pid >> 16 & 0x3F)}.{pid >> 8 & 0xFF}.{pid & 0xFF}"
 
 
 def start_application(system, *words, ports=(FIRST_PORT, LAST_PORT)):
