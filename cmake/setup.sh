@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Set-up that ./test and ./demo share: the needed Debian packages, then a build tree. Sourced from the root of the tree.
+# Set-up that ./test, ./demo and tests/coverage share: the needed Debian packages, then a build tree. Sourced from the root
+# of the tree.
 
 # shellcheck disable=SC2034 # for those who source this
 build=${VOICE_BUILD_DIR:-build}
@@ -7,49 +8,128 @@ jobs=${JOBS:-$(nproc)}
 
 say() { printf '%s\n' "$*"; }
 
-# The packages of packages.txt that are not installed.
+# Whether standard output can rewrite a row.
+is_terminal() { [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; }
+
+# pause SECONDS: without a process of its own, which would outlive the one that pauses.
+pause() { read -rt "$1" <> <(:) || true; }
+
+# progress_show LOG: how far a command is, again and again: in one row of a terminal, elsewhere every 10 s. Its log tells:
+# the last row that counts, as in 3/14, else the last one.
+progress_show() {
+    local log=$1 tail row seconds=10 columns=110 begin='  ' end='\n'
+    if is_terminal; then
+        seconds=1 columns=$(tput cols 2>/dev/null) || columns=80
+        columns=$((columns - 3)) begin='\r\e[K  ' end=''
+    fi
+    # What started this may be killed without a word.
+    while pause "$seconds" && kill -0 $$ 2>/dev/null; do
+        tail=$(tail -c 2000 "$log" 2>/dev/null | tr -d '\0')
+        row=$(grep -E '[0-9]+/[0-9]+' <<<"$tail" | tail -n 1) || row=${tail##*$'\n'}
+        row=${row//[^[:print:]]/} row=${row%% ...*} row=${row#"${row%%[! ]*}"}
+        # shellcheck disable=SC2059 # no text from outside is in the format
+        printf "$begin%s$end" "${row:0:$columns}"
+    done
+}
+
+printer=''
+progress_end() {
+    [ -n "$printer" ] || return 0
+    kill "$printer" 2>/dev/null || true
+    wait "$printer" 2>/dev/null || true
+    printer=''
+    ! is_terminal || printf '\r\e[K'
+}
+trap progress_end EXIT
+
+# run_logged LOG COMMAND ...: runs the command with its output in a log, and shows how far it is.
+run_logged() {
+    local log=$1 status=0
+    shift
+    : >"$log"
+    progress_show "$log" 8>&- &
+    printer=$!
+    # What the command leaves running must not keep the lock of the build tree.
+    "$@" >"$log" 2>&1 </dev/null 8>&- || status=$?
+    progress_end
+    return $status
+}
+
+# packages GROUP ...: the packages of packages.txt that belong to these groups.
+packages() {
+    local group
+    for group; do
+        sed -n "/^\[$group\]\$/,/^\[/{/^\[/d;s/#.*//;/./p}" packages.txt
+    done | sort -u
+}
+
+# missing_packages PACKAGE ...: those that are not installed.
 missing_packages() {
-    local needed
-    mapfile -t needed < <(sed 's/#.*//' packages.txt | xargs -n1)
-    comm -23 <(printf '%s\n' "${needed[@]}" | sort) \
-        <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${needed[@]}" 2>/dev/null | sed -n 's/^installed //p' | sort)
+    comm -23 <(printf '%s\n' "$@" | sort) \
+        <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p' | sort)
 }
 
 apt() {
-    DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
+    DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 "$@"
 }
 
+# install_packages GROUP ...: installs what is missing of these groups.
 install_packages() {
+    local needed missing log status=0
+    mapfile -t needed < <(packages "$@")
     if ! command -v dpkg-query >/dev/null; then
-        say "This is not a Debian system: the equivalents of these packages are expected: $(sed 's/#.*//' packages.txt | xargs)"
+        say "This is not a Debian system: the equivalents of these packages are expected: ${needed[*]}"
         return
     fi
-    local missing log
-    mapfile -t missing < <(missing_packages)
+    mapfile -t missing < <(missing_packages "${needed[@]}")
     [ "${#missing[@]}" -gt 0 ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
-        say "Packages are missing. As root, run: apt-get install ${missing[*]}" >&2
+        say "Packages are missing. As root, run: apt-get install --no-install-recommends ${missing[*]}" >&2
         return 1
     fi
     say "Installing ${missing[*]}"
     log=$(mktemp)
-    if ! apt install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1; then
-        # Package lists that are missing or out of date are the usual reason.
-        if ! { apt update && apt install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
-            tail -n 20 "$log" >&2
-            say "Installing the packages failed (apt-get, above)." >&2
-            rm -f "$log"
-            return 1
-        fi
+    # Package lists that are missing or out of date are the usual reason for a failure.
+    run_logged "$log" apt install -y --no-install-recommends "${missing[@]}" ||
+        { run_logged "$log" apt update && run_logged "$log" apt install -y --no-install-recommends "${missing[@]}"; } ||
+        status=$?
+    if [ "$status" -ne 0 ]; then
+        tail -n 20 "$log" >&2
+        say "Installing the packages failed (apt-get, above)." >&2
     fi
     rm -f "$log"
+    return $status
 }
 
-# configure FOLDER [CMAKE OPTION ...]: makes a build tree, once; from then on the build itself notices changes.
+# tree_lock FOLDER: nobody else works in this build tree until this process ends, or until tree_unlock.
+tree_lock() {
+    mkdir -p "$1"
+    command -v flock >/dev/null || return 0
+    exec 8>"$1/.lock"
+    flock -n 8 && return 0
+    say "Waiting for another ./test or ./demo that works in $1"
+    flock 8
+}
+
+tree_unlock() { exec 8>&-; }
+
+# is_configured FOLDER OPTION ...: whether the tree has these cache entries, -DNAME=VALUE each.
+is_configured() {
+    local folder=$1 option name
+    shift
+    [ -e "$folder/build.ninja" ] || return 1
+    for option; do
+        option=${option#-D}
+        name=${option%%=*}
+        [ "$(sed -n "s/^$name:[A-Z]*=//p" "$folder/CMakeCache.txt")" = "${option#*=}" ] || return 1
+    done
+}
+
+# configure FOLDER [-DNAME=VALUE ...]: makes a build tree, once; from then on the build itself notices changes.
 configure() {
     local folder=$1
     shift
-    [ ! -e "$folder/build.ninja" ] || return 0
+    ! is_configured "$folder" "$@" || return 0
     mkdir -p "$folder"
     say "Configuring $folder"
     if ! cmake -S . -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
@@ -59,7 +139,7 @@ configure() {
     fi
 }
 
-# build FOLDER [TARGET ...]: compiles what changed. Progress goes to a log; a failure is shown.
+# build FOLDER [TARGET ...]: compiles what changed. The output goes to a log; a failure is shown.
 build() {
     local folder=$1 target targets=()
     shift
@@ -67,9 +147,8 @@ build() {
         targets+=(--target "$target")
     done
     say "Building $folder"
-    if ! cmake --build "$folder" -j "$jobs" "${targets[@]}" >"$folder/build.log" 2>&1; then
-        sed -n '/^FAILED: \|^CMake Error\|^ninja: error/,$p' "$folder/build.log" | head -n 100 >&2
-        say "Building failed; the whole log is in $folder/build.log." >&2
-        return 1
-    fi
+    run_logged "$folder/build.log" cmake --build "$folder" -j "$jobs" "${targets[@]}" && return 0
+    sed -n '/^FAILED: \|^CMake Error\|^ninja: error/,$p' "$folder/build.log" | head -n 100 >&2
+    say "Building failed; the whole log is in $folder/build.log." >&2
+    return 1
 }

@@ -1,0 +1,205 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""./test and ./demo: what they answer at once, how they show progress, and how two of them share a build tree."""
+
+import os
+import pty
+import re
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+SETUP = f'cd "{ROOT}"; . cmake/setup.sh; '
+QUICK = "pause() { sleep 0.1; }; "  # between two looks at a log
+LIMIT = 30
+
+
+def suites():
+    rows = (ROOT / "tests" / "suites.txt").read_text(encoding="utf-8").splitlines()
+    return [row.split()[0] for row in rows if re.match(r"[a-z]", row)]
+
+
+class Scripts(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        self.tree = self.folder / "no tree"
+
+    def run_script(self, *words):
+        """Without its build tree, so that one that builds is noticed."""
+        done = subprocess.run(
+            [ROOT / words[0], *words[1:]],
+            cwd="/",
+            env={**os.environ, "VOICE_BUILD_DIR": str(self.tree)},
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=LIMIT,
+            check=False,
+        )
+        self.assertFalse(self.tree.exists(), words)
+        return done
+
+    def shell(self, script, **options):
+        """What a piece of the shared set-up prints, in a pipe."""
+        done = subprocess.run(
+            ["bash", "-euo", "pipefail", "-c", SETUP + script],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            timeout=LIMIT,
+            check=False,
+            **options,
+        )
+        return done.returncode, done.stdout
+
+    def on_a_terminal(self, script, terminal):
+        try:
+            ours, theirs = pty.openpty()
+        except OSError as problem:
+            self.skipTest(f"no terminal here: {problem}")
+        with subprocess.Popen(
+            ["bash", "-euo", "pipefail", "-c", SETUP + script],
+            env={**os.environ, "TERM": terminal},
+            stdin=subprocess.DEVNULL,
+            stdout=theirs,
+            stderr=theirs,
+        ) as process:
+            os.close(theirs)
+            shown = b""
+            try:
+                while part := os.read(ours, 4096):
+                    shown += part
+            except OSError:  # the end of a terminal
+                pass
+            self.assertEqual(process.wait(LIMIT), 0)
+        os.close(ours)
+        return shown.decode()
+
+    # ------------------------------------------------------------------------------------------------ At once
+
+    def test_list_names_every_suite(self):
+        done = self.run_script("test", "--list")
+        self.assertEqual(done.returncode, 0)
+        named = [row.split()[0] for row in done.stdout.splitlines()]
+        self.assertEqual(named, suites() + ["format", "library", "tidy", "builds"])
+        self.assertTrue(all(len(row.split()) > 1 for row in done.stdout.splitlines()), done.stdout)
+
+    def test_what_does_not_exist_is_named(self):
+        for words, wanted in [
+            (["test", "unti"], "there is no suite 'unti'"),
+            (["test", "unit", "a b"], "there is no suite 'a b'"),
+            (["test", ""], "there is no suite ''"),
+            (["test", "--fast"], "there is no option --fast"),
+            (["test", "-k"], "-k needs a name"),
+            (["test", "--list", "nothing"], "there is no suite 'nothing'"),
+            (["demo", "--fast"], "there is no '--fast'"),
+            (["demo", "now"], "there is no 'now'"),
+        ]:
+            with self.subTest(words):
+                done = self.run_script(*words)
+                self.assertEqual(done.returncode, 2)
+                self.assertIn(wanted, done.stderr)
+                self.assertIn("usage: ./", done.stderr)
+                self.assertEqual(done.stdout, "")
+
+    def test_help_is_an_answer(self):
+        for words in (["test", "--help"], ["test", "-h"], ["demo", "--help"], ["demo", "-h"]):
+            with self.subTest(words):
+                done = self.run_script(*words)
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+                self.assertTrue(done.stdout.startswith(f"usage: ./{words[0]}"))
+
+    def test_every_test_belongs_to_a_suite(self):
+        done = subprocess.run(
+            ["ctest", "--test-dir", os.environ["VOICE_BUILD"], "-N"], capture_output=True, text=True, check=True
+        )
+        names = re.findall(r"^ *Test +#\d+: (\S+)", done.stdout, re.MULTILINE)
+        self.assertTrue("scripts.scripts" in names)
+        strays = {name for name in names if re.split(r"[./]", name)[0] not in suites()}
+        self.assertEqual({name for name in strays if not name.endswith("_NOT_BUILT")}, set())
+
+    # ------------------------------------------------------------------------------------------------ Progress
+
+    COMMAND = "bash -c 'for i in 1 2 3; do echo \"[$i/3] making\"; echo beside; sleep 0.5; done; exit 3'"
+
+    def test_progress_in_a_pipe(self):
+        status, output = self.shell(f"{QUICK} run_logged '{self.folder}/log' {self.COMMAND} || echo status $?")
+        self.assertEqual(status, 0)
+        rows = output.splitlines()
+        self.assertIn("  [2/3] making", rows)
+        self.assertEqual(rows[-1], "status 3")
+        self.assertNotIn("\x1b", output)
+        self.assertNotIn("  beside", rows)
+        self.assertEqual((self.folder / "log").read_text().splitlines()[::2], [f"[{i}/3] making" for i in (1, 2, 3)])
+
+    def test_progress_on_a_terminal(self):
+        script = f"{QUICK} run_logged '{self.folder}/log' {self.COMMAND} || echo status $?"
+        shown = self.on_a_terminal(script, "xterm")
+        self.assertIn("\r\x1b[K  [2/3] making", shown)
+        self.assertTrue(shown.endswith("\r\x1b[Kstatus 3\r\n"), repr(shown))
+        self.assertNotIn("\x1b", self.on_a_terminal(script, "dumb"))
+
+    def test_quick_command_shows_nothing(self):
+        self.assertEqual(self.shell(f"run_logged '{self.folder}/log' echo done"), (0, ""))
+
+    # ---------------------------------------------------------------------------------------------- Build trees
+
+    def test_second_user_of_a_tree_waits(self):
+        script = (
+            f"( tree_lock '{self.tree}'; : >'{self.folder}/held'; sleep 1; echo first ) & "
+            f"while [ ! -e '{self.folder}/held' ]; do sleep 0.05; done; tree_lock '{self.tree}'; echo second; wait"
+        )
+        status, output = self.shell(script)
+        self.assertEqual(status, 0)
+        waiting = f"Waiting for another ./test or ./demo that works in {self.tree}"
+        self.assertEqual(output.splitlines(), [waiting, "first", "second"])
+
+    def test_process_that_is_left_behind_does_not_hold_the_tree(self):
+        left = f"bash -c 'sleep {LIMIT} >/dev/null 2>&1 & echo $! >{self.folder}/pid'"
+        script = (
+            f"tree_lock '{self.tree}'; run_logged '{self.folder}/log' {left}; tree_unlock; "
+            f"tree_lock '{self.tree}'; kill $(cat '{self.folder}/pid'); echo free"
+        )
+        self.assertEqual(self.shell(script), (0, "free\n"))
+
+    def test_changed_options_configure_again(self):
+        self.tree.mkdir()
+        (self.tree / "build.ninja").touch()
+        (self.tree / "CMakeCache.txt").write_text("VOICE_TESTS:BOOL=OFF\nCMAKE_CXX_FLAGS:STRING=-O2 -a.c\n")
+        for options, wanted in [
+            ("", 0),
+            ("-DVOICE_TESTS=OFF", 0),
+            ("-DVOICE_TESTS=ON", 1),
+            ("-DVOICE_TEST=OFF", 1),
+            ("-DVOICE_TESTS=OFF '-DCMAKE_CXX_FLAGS=-O2 -a.c'", 0),
+            ("'-DCMAKE_CXX_FLAGS=-O2 -abc'", 1),
+        ]:
+            with self.subTest(options):
+                script = f"is_configured '{self.tree}' {options} && echo 0 || echo 1"
+                self.assertEqual(self.shell(script), (0, f"{wanted}\n"))
+
+    # ------------------------------------------------------------------------------------------------- Packages
+
+    def test_demonstration_needs_no_package_of_the_tests(self):
+        _, demo = self.shell("packages build demo")
+        _, everything = self.shell("packages build demo tests format tidy builds")
+        self.assertEqual(demo.split(), ["cmake", "g++", "libcli11-dev", "libfmt-dev", "ninja-build", "python3"])
+        for package in ("clang-format", "clang-tidy", "gcovr", "libgtest-dev", "shellcheck", "tshark"):
+            self.assertIn(package, everything.split())
+
+    def test_every_package_stands_in_a_group_that_a_script_installs(self):
+        rows = (ROOT / "packages.txt").read_text(encoding="utf-8").splitlines()
+        groups = [row[1:-1] for row in rows if row.startswith("[")]
+        self.assertEqual(groups, ["build", "demo", "tests", "format", "tidy", "builds"])
+        scripts = "".join((ROOT / name).read_text(encoding="utf-8") for name in ("test", "demo"))
+        for group in groups:
+            self.assertRegex(scripts, rf"(install_packages|groups=\(|groups\+=\()[^\n]*\b{group}\b")
+
+
+if __name__ == "__main__":
+    unittest.main()
