@@ -17,6 +17,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <time.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -364,7 +365,8 @@ TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
     }
     // One that is fine but for its codecs: 40 of them, and none that anybody knows.
     host.forget();
-    const decltype(endpoints[0]) &good = {"", "bad1", "A1", "bad1.EndPoint.A1", VOICE_ENDPOINT_FXS};
+    const std::remove_reference_t<decltype(endpoints[0])> good = {"", "bad1", "A1", "bad1.EndPoint.A1",
+                                                                  VOICE_ENDPOINT_FXS};
     EXPECT_EQ(add(good, bytes(640, 0xFF)), 0) << "the answer is a number, no boolean";
     ASSERT_TRUE(host.says("endpoint 0 bad1.A1 number=101"));
     host.forget();
