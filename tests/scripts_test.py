@@ -99,20 +99,23 @@ class Scripts(unittest.TestCase):
             (["test", "--list", "nothing"], "there is no suite 'nothing'"),
             (["demo", "--fast"], "there is no '--fast'"),
             (["demo", "now"], "there is no 'now'"),
+            (["bench/run", "bus"], "there is no 'bus'"),
+            (["tests/coverage", "--fast"], "there is no '--fast'"),
         ]:
             with self.subTest(words):
                 done = self.run_script(*words)
                 self.assertEqual(done.returncode, 2)
                 self.assertIn(wanted, done.stderr)
-                self.assertIn("usage: ./", done.stderr)
+                self.assertIn("usage: ", done.stderr)
                 self.assertEqual(done.stdout, "")
 
     def test_help_is_an_answer(self):
-        for words in (["test", "--help"], ["test", "-h"], ["demo", "--help"], ["demo", "-h"]):
-            with self.subTest(words):
-                done = self.run_script(*words)
-                self.assertEqual((done.returncode, done.stderr), (0, ""))
-                self.assertTrue(done.stdout.startswith(f"usage: ./{words[0]}"))
+        for script in ("test", "demo", "bench/run", "tests/coverage"):
+            for word in ("--help", "-h"):
+                with self.subTest(f"{script} {word}"):
+                    done = self.run_script(script, word)
+                    self.assertEqual((done.returncode, done.stderr), (0, ""))
+                    self.assertRegex(done.stdout, f"^usage: (./)?{script}")
 
     def test_every_test_belongs_to_a_suite(self):
         done = subprocess.run(
@@ -195,8 +198,8 @@ class Scripts(unittest.TestCase):
     def test_every_package_stands_in_a_group_that_a_script_installs(self):
         rows = (ROOT / "packages.txt").read_text(encoding="utf-8").splitlines()
         groups = [row[1:-1] for row in rows if row.startswith("[")]
-        self.assertEqual(groups, ["build", "demo", "tests", "format", "tidy", "builds"])
-        scripts = "".join((ROOT / name).read_text(encoding="utf-8") for name in ("test", "demo"))
+        self.assertEqual(groups, ["build", "demo", "tests", "format", "tidy", "builds", "bench"])
+        scripts = "".join((ROOT / name).read_text(encoding="utf-8") for name in ("test", "demo", "bench/run"))
         for group in groups:
             self.assertRegex(scripts, rf"(install_packages|groups=\(|groups\+=\()[^\n]*\b{group}\b")
 
