@@ -28,15 +28,21 @@ def put(page, outputs):
         if not output.strip():
             sys.exit(f"{page}: no output for {name}")
         rows = "".join(row.rstrip() + "\n" for row in output.split("\n")[:-1])
-        text, count = re.subn(rf"(<!-- output: {name} -->\n\n?```\w+\n).*?(```\n)", lambda m, rows=rows: m[1] + rows + m[2],
-                              text, flags=re.S)
+        text, count = re.subn(
+            rf"(<!-- output: {name} -->\n\n?```\w+\n).*?(```\n)",
+            lambda m, rows=rows: m[1] + rows + m[2],
+            text,
+            flags=re.S,
+        )
         if count != 1:
             sys.exit(f"{page}: {count} blocks follow the mark of {name}")
     path.write_text(text, encoding="utf-8")
 
 
 def demo():
-    run = subprocess.run([ROOT / "demo"], env=dict(os.environ, NO_COLOR="1"), capture_output=True, text=True, check=False)
+    run = subprocess.run(
+        [ROOT / "demo"], env=dict(os.environ, NO_COLOR="1"), capture_output=True, text=True, check=False
+    )
     if run.returncode != 0:
         sys.exit(f"./demo failed:\n{run.stdout[-2000:]}{run.stderr[-2000:]}")
     rows = run.stdout.split("\n")
@@ -44,8 +50,11 @@ def demo():
     def at(beginning):
         return next(i for i, row in enumerate(rows) if row.startswith(beginning))
 
-    call = [row if len(row) <= LONG else re.sub(r"  LIBVOICE_PARAM.*", " ...", row) for row in rows[at("2. "):at("3. ") - 1]]
-    put("README.md", {"demo": "\n".join(["...", *call, "", "...", *rows[at("Summary"):]])})
+    call = [
+        row if len(row) <= LONG else re.sub(r"  LIBVOICE_PARAM.*", " ...", row)
+        for row in rows[at("2. ") : at("3. ") - 1]
+    ]
+    put("README.md", {"demo": "\n".join(["...", *call, "", "...", *rows[at("Summary") :]])})
 
 
 def call(folder):
@@ -54,19 +63,28 @@ def call(folder):
         socket = f"{scratch}/s"
 
         def start(name, *arguments, **options):
-            program = subprocess.Popen([folder / name, *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                       stderr=subprocess.PIPE, text=True, **options)
+            program = subprocess.Popen(
+                [folder / name, *arguments],
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                text=True,
+                **options,
+            )
             programs.callback(program.kill)
             return program
 
         application = start("voice_application", "--socket", socket, "--no-stdin")
         application.stdout.readline()  # it listens
-        watchers = {name: start("voicectl", "watch", "--socket", socket, *filters) for name, filters in {
-            "call": ("-k", "al", "-k", "cg"),
-            "registration": ("-f", "register_plugin", "-f", "init", "-f", "register_endpoint"),
-            "media": ("-f", "create", "-f", "destroy"),
-            "json": ("-k", "al", "-n", "1", "--json"),
-        }.items()}
+        watchers = {
+            name: start("voicectl", "watch", "--socket", socket, *filters)
+            for name, filters in {
+                "call": ("-k", "al", "-k", "cg"),
+                "registration": ("-f", "register_plugin", "-f", "init", "-f", "register_endpoint"),
+                "media": ("-f", "create", "-f", "destroy"),
+                "json": ("-k", "al", "-n", "1", "--json"),
+            }.items()
+        }
         for watcher in watchers.values():
             watcher.stderr.readline()  # it watches
         plugin = start("fxs_plugin", "--socket", socket, "--name", "fxs1", env=dict(os.environ, ZIL_TRACE_LEVEL="400"))

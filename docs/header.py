@@ -11,8 +11,13 @@ ROOT = Path(__file__).resolve().parent.parent
 INCLUDES = ["include", "platform", "bus/include", "helpers/include"]
 RECORDS = {CursorKind.STRUCT_DECL: "struct", CursorKind.UNION_DECL: "union", CursorKind.ENUM_DECL: "enum"}
 MEMBERS = {CursorKind.FIELD_DECL: "field", CursorKind.ENUM_CONSTANT_DECL: "enumerator"}
-KINDS = {CursorKind.FUNCTION_DECL: "function", CursorKind.VAR_DECL: "variable", CursorKind.TYPEDEF_DECL: "type",
-         CursorKind.MACRO_DEFINITION: "macro", **RECORDS}
+KINDS = {
+    CursorKind.FUNCTION_DECL: "function",
+    CursorKind.VAR_DECL: "variable",
+    CursorKind.TYPEDEF_DECL: "type",
+    CursorKind.MACRO_DEFINITION: "macro",
+    **RECORDS,
+}
 
 
 class Comment:
@@ -28,8 +33,10 @@ class Comment:
             self.kind, body = "doc", body[1:]
         else:
             self.kind = "plain"
-        lines = [re.sub(r"^[ \t]*\*( |$)", "", row).rstrip() if row.lstrip().startswith("*") else row.strip()
-                 for row in body.split("\n")]
+        lines = [
+            re.sub(r"^[ \t]*\*( |$)", "", row).rstrip() if row.lstrip().startswith("*") else row.strip()
+            for row in body.split("\n")
+        ]
         if self.kind == "plain" and re.match(r"\s*-{8,} ", body):
             self.kind = "section"
             self.title = lines[0].strip().strip("-").strip()
@@ -50,7 +57,7 @@ class Entry:
     def __init__(self, kind, name, code, start, end):
         self.kind, self.name, self.code, self.start, self.end = kind, name, code, start, end
         self.exported = False
-        self.doc = None    # the comment of its own
+        self.doc = None  # the comment of its own
         self.group = None  # the comment of the group it stands in
         self.members = []
 
@@ -68,17 +75,23 @@ class Header:
         self.line_starts = [0] + [match.end() for match in re.finditer("\n", self.text)]
         self.introduction = []
         arguments = ["-x", "c", "-std=c11", *[f"-I{ROOT / folder}" for folder in INCLUDES]]
-        unit = Index.create().parse(str(path), args=arguments,
-                                    options=TranslationUnit.PARSE_DETAILED_PROCESSING_RECORD)
+        unit = Index.create().parse(str(path), args=arguments, options=TranslationUnit.PARSE_DETAILED_PROCESSING_RECORD)
         self.errors = [(error.location.line, error.spelling) for error in unit.diagnostics if error.severity >= 3]
-        own = [cursor for cursor in unit.cursor.get_children()
-               if cursor.location.file and cursor.location.file.name == str(path)]
+        own = [
+            cursor
+            for cursor in unit.cursor.get_children()
+            if cursor.location.file and cursor.location.file.name == str(path)
+        ]
         self.hidden = []  # extents whose comments describe nothing: bodies of functions
         self.entries = sorted(filter(None, map(self.entry, own)), key=lambda entry: entry.start)
-        comments = [Comment(token.spelling, token.extent.start.offset)
-                    for token in unit.get_tokens(extent=unit.cursor.extent) if token.kind == TokenKind.COMMENT]
-        self.comments = [comment for comment in comments
-                         if not any(start <= comment.start < end for start, end in self.hidden)]
+        comments = [
+            Comment(token.spelling, token.extent.start.offset)
+            for token in unit.get_tokens(extent=unit.cursor.extent)
+            if token.kind == TokenKind.COMMENT
+        ]
+        self.comments = [
+            comment for comment in comments if not any(start <= comment.start < end for start, end in self.hidden)
+        ]
         for entry in self.everything():
             entry.line = self.line_of(entry.start)
         self.describe()
@@ -106,7 +119,7 @@ class Header:
         if kind == "function" and cursor.is_definition():
             body = next(child for child in cursor.get_children() if child.kind == CursorKind.COMPOUND_STMT)
             self.hidden.append((body.extent.start.offset, body.extent.end.offset))
-            return Entry(kind, cursor.spelling, one_line(self.text[start:body.extent.start.offset]) + ";", start, end)
+            return Entry(kind, cursor.spelling, one_line(self.text[start : body.extent.start.offset]) + ";", start, end)
         if kind:
             end = self.text.index(";", end)
             entry = Entry(kind, cursor.spelling, one_line(self.text[start:end]) + ";", start, end)
@@ -136,7 +149,7 @@ class Header:
 
     def macro(self, cursor, start, end):
         """A macro that stands for a value."""
-        value = self.text[start + len(cursor.spelling):end]
+        value = self.text[start + len(cursor.spelling) : end]
         return Entry("macro", cursor.spelling, one_line(value), start, end) if value[:1] not in ("", "(") else None
 
     # ---- what comments do
@@ -159,8 +172,9 @@ class Header:
 
     def is_remark(self, comment, entries):
         """Whether a comment stands behind a declaration, on its line."""
-        return any(entry.end <= comment.start and self.line_of(entry.end) == self.line_of(comment.start)
-                   for entry in entries)
+        return any(
+            entry.end <= comment.start and self.line_of(entry.end) == self.line_of(comment.start) for entry in entries
+        )
 
     def group(self, comment, entries):
         """A comment directly above declarations describes all that follow up to a blank line."""
@@ -174,8 +188,11 @@ class Header:
     def divide(self):
         sections = [("", [])]
         inside = [(entry.start, entry.end) for entry in self.entries if entry.members]
-        opening = [comment for comment in self.comments if comment.kind in ("section", "file")
-                   and not any(start <= comment.start < end for start, end in inside)]
+        opening = [
+            comment
+            for comment in self.comments
+            if comment.kind in ("section", "file") and not any(start <= comment.start < end for start, end in inside)
+        ]
         for item in sorted(opening + self.entries, key=lambda item: item.start):
             if isinstance(item, Entry):
                 sections[-1][1].append(item)

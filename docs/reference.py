@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Writes docs/reference.md, every public name with its signature and comment, from the headers.
 
-The headers are the only place where a name is described. libclang reads the declarations; which comment describes what is
-told by where it stands:
+The headers are the only place where a name is described. libclang reads the declarations; which comment describes what
+is told by where it stands:
 
   /** text */            above a declaration: its description; '@param name text' and '@return text' inside it
   /**< text */           behind a declaration, a field, an enumerator or a macro, on its line: the same
@@ -109,9 +109,14 @@ def member_table(entry):
 
 
 def page(headers):
-    out = ["<!-- Written by docs/reference.py from the headers: edit those. -->", "# Reference", "",
-           "Every public name, in the order of its header. The identifiers of signals, events and parameters "
-           "(`libvoice_ids.h`) are in [vocabulary.md](vocabulary.md).", ""]
+    out = [
+        "<!-- Written by docs/reference.py from the headers: edit those. -->",
+        "# Reference",
+        "",
+        "Every public name, in the order of its header. The identifiers of signals, events and parameters "
+        "(`libvoice_ids.h`) are in [vocabulary.md](vocabulary.md).",
+        "",
+    ]
     for shown, _ in headers:
         out.append(f"- [{shown}](#{anchor(shown)})")
     for shown, header in headers:

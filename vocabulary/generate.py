@@ -223,8 +223,10 @@ def perfect_hash(hashes):
             if len(set(places)) == len(places) and all(slots[place] == EMPTY for place in places):
                 break
         else:
-            raise SystemExit("no perfect hash with these multipliers: change hash_number or hash_name, here and in "
-                             "src/vocabulary.cpp")
+            raise SystemExit(
+                "no perfect hash with these multipliers: change hash_number or hash_name, here and in "
+                "src/vocabulary.cpp"
+            )
         displacements[bucket] = displacement
         for place, index in zip(places, buckets[bucket]):
             slots[place] = index
@@ -263,8 +265,10 @@ def ids_header(rows, packages):
         " *",
         " * class: 0 property, 1 signal, 2 event. Value type: 0 none (the signal or event itself), 1 integer (32 bits,",
         " * signed), 2 string (ends in a zero byte), 3 hex (32-bit words in host byte order or plain bytes: each says",
-        " * which), 4 boolean (32 bits). Sub-item: the number of a parameter within its signal or event, or of a property",
-        " * within its package. What tells a parameter from its signal or event is the value type, never the sub-item: one",
+        " * which), 4 boolean (32 bits). Sub-item: the number of a parameter within its signal or event, or of a "
+        "property",
+        " * within its package. What tells a parameter from its signal or event is the value type, never the sub-item: "
+        "one",
         " * parameter has sub-item 0.",
         " *",
         " * Names in text form, both ways: libvoice_param_str(), libvoice_str_to_param().",
@@ -288,15 +292,17 @@ def ids_header(rows, packages):
                 indent = " " * len(head)
                 if len(head) > WIDTH * 2 // 3:
                     indent = " " * 12
-                out += textwrap.wrap(text, WIDTH, initial_indent=head, subsequent_indent=indent + "     ",
-                                     break_on_hyphens=False)
+                out += textwrap.wrap(
+                    text, WIDTH, initial_indent=head, subsequent_indent=indent + "     ", break_on_hyphens=False
+                )
     out += ["", "/* clang-format on */", "", "#endif"]
     return out
 
 
 def packed(values, form):
-    return textwrap.wrap(", ".join(form.format(value) for value in values) + ",", WIDTH, initial_indent="    ",
-                         subsequent_indent="    ")
+    return textwrap.wrap(
+        ", ".join(form.format(value) for value in values) + ",", WIDTH, initial_indent="    ", subsequent_indent="    "
+    )
 
 
 def string_block(texts):
@@ -318,7 +324,8 @@ def rows_data(rows):
     out = [
         "// SPDX-License-Identifier: MIT",
         "// Written by vocabulary/generate.py from vocabulary/ids.csv: edit that one.",
-        "// The data of the look-ups: offsets into string blocks in place of pointers, so that nothing needs relocation.",
+        "// The data of the look-ups: offsets into string blocks in place of pointers, so that nothing needs "
+        "relocation.",
         "",
         "// clang-format off",
         "",
@@ -337,11 +344,22 @@ def rows_data(rows):
         "};",
         "",
     ]
-    for table, hashes in (("kByNumber", [hash_number(row.number) for row in rows]),
-                          ("kByName", [hash_name(row.name) for row in rows])):
+    for table, hashes in (
+        ("kByNumber", [hash_number(row.number) for row in rows]),
+        ("kByName", [hash_name(row.name) for row in rows]),
+    ):
         displacements, slots = perfect_hash(hashes)
-        out += [f"constexpr PerfectHash {table} = {{", "    {", *packed(displacements, "{}"), "    },", "    {",
-                *packed([slot if slot != EMPTY else "kEmpty" for slot in slots], "{}"), "    },", "};", ""]
+        out += [
+            f"constexpr PerfectHash {table} = {{",
+            "    {",
+            *packed(displacements, "{}"),
+            "    },",
+            "    {",
+            *packed([slot if slot != EMPTY else "kEmpty" for slot in slots], "{}"),
+            "    },",
+            "};",
+            "",
+        ]
     return out + ["// clang-format on"]
 
 
@@ -363,7 +381,8 @@ def meanings_header(rows):
         "    uint32_t number;",
         "    const char *name;",
         '    const char *meaning; /**< one to three words: "off hook" */',
-        "    char hex;            /**< what a hex value holds: 'w' words in host order, 'b' bytes; 0: not a hex value */",
+        "    char hex;            /**< what a hex value holds: 'w' words in host order, 'b' bytes; 0: not a hex "
+        "value */",
         "};",
         "",
         "/* clang-format off */",
@@ -433,12 +452,21 @@ def reference_page(rows, packages):
         "",
         "| Package | Number | Title | Source |",
         "|---|---|---|---|",
-        *[f"| [`{name}`](#{name}) | 0x{number:02X} | {title} | {source} |"
-          for number, (name, title, source), _ in by_package(rows, packages)],
+        *[
+            f"| [`{name}`](#{name}) | 0x{number:02X} | {title} | {source} |"
+            for number, (name, title, source), _ in by_package(rows, packages)
+        ],
     ]
     for number, (name, title, source), members in by_package(rows, packages):
-        out += ["", f"## {name}", "", f"{title}, 0x{number:02X}, {source}.", "",
-                "| Name | Identifier | Kind | Value | Meaning |", "|---|---|---|---|---|"]
+        out += [
+            "",
+            f"## {name}",
+            "",
+            f"{title}, 0x{number:02X}, {source}.",
+            "",
+            "| Name | Identifier | Kind | Value | Meaning |",
+            "|---|---|---|---|---|",
+        ]
         for row in members:
             value = f"hex ({row.hex})" if row.hex else row.type
             out.append(f"| `{row.name}` | 0x{row.number:08X} | {row.kind} | {value} | {row.meaning} |")

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The vocabulary's script under test: right rows give the committed outputs, each wrong one is named by file and line."""
+"""The vocabulary's script under test: right rows give the committed outputs, a wrong one is named by file and line."""
 
 import csv
 import subprocess
@@ -39,8 +39,12 @@ class GenerateTest(unittest.TestCase):
         for path, rows in ((self.ids, self.rows), (self.packages, self.package_rows)):
             with open(path, "w", newline="", encoding="ascii") as file:
                 csv.writer(file, lineterminator="\n").writerows(rows)
-        return subprocess.run([sys.executable, HERE / "generate.py", "--ids", self.ids, "--packages", self.packages,
-                               *options], capture_output=True, text=True, check=False)
+        return subprocess.run(
+            [sys.executable, HERE / "generate.py", "--ids", self.ids, "--packages", self.packages, *options],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
 
     def expect_faults(self, *faults):
         """The script fails and says exactly this: (file, line, message)."""
@@ -62,8 +66,17 @@ class GenerateTest(unittest.TestCase):
         result = self.run_script("--root", str(self.root))
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         written = sorted(str(path.relative_to(self.root)) for path in self.root.rglob("*") if path.is_file())
-        self.assertEqual(written, ["docs/vocabulary.md", "ids.csv", "include/libvoice_ids.h", "packages.csv",
-                                   "src/vocabulary_rows.inc", "vocabulary/libvoice_meanings.h"])
+        self.assertEqual(
+            written,
+            [
+                "docs/vocabulary.md",
+                "ids.csv",
+                "include/libvoice_ids.h",
+                "packages.csv",
+                "src/vocabulary_rows.inc",
+                "vocabulary/libvoice_meanings.h",
+            ],
+        )
         self.assertEqual(self.run_script("--check", "--root", str(self.root)).returncode, 0)
 
     def test_an_edited_output_is_named_by_its_line(self):
@@ -75,16 +88,21 @@ class GenerateTest(unittest.TestCase):
         header.write_text("\n".join(lines))
         result = self.run_script("--check", "--root", str(self.root))
         self.assertEqual(result.returncode, 1)
-        self.assertEqual(result.stderr, f'{header}:{at + 1}: expected "{wanted}", found "{lines[at]}"; '
-                                        "run vocabulary/generate.py\n")
+        self.assertEqual(
+            result.stderr,
+            f'{header}:{at + 1}: expected "{wanted}", found "{lines[at]}"; ' "run vocabulary/generate.py\n",
+        )
 
     def test_a_missing_a_shortened_and_a_lengthened_output_are_named(self):
         self.run_script("--root", str(self.root))
         page = self.root / "docs/vocabulary.md"
         text = page.read_text()
         count = text.count("\n")
-        for changed, line, found in ((None, 1, 0), (text[:text.rindex("\n", 0, -1) + 1], count, count - 1),
-                                     (text + "more\n", count + 1, count + 1)):
+        for changed, line, found in (
+            (None, 1, 0),
+            (text[: text.rindex("\n", 0, -1) + 1], count, count - 1),
+            (text + "more\n", count + 1, count + 1),
+        ):
             with self.subTest(lines=found):
                 if changed is None:
                     page.unlink()
@@ -92,17 +110,22 @@ class GenerateTest(unittest.TestCase):
                     page.write_text(changed)
                 result = self.run_script("--check", "--root", str(self.root))
                 self.assertEqual(result.returncode, 1)
-                self.assertEqual(result.stderr, f"{page}:{line}: expected {count} lines, found {found}; "
-                                                "run vocabulary/generate.py\n")
+                self.assertEqual(
+                    result.stderr,
+                    f"{page}:{line}: expected {count} lines, found {found}; " "run vocabulary/generate.py\n",
+                )
 
     def test_an_edited_row_shows_in_every_output(self):
         row = self.row("LIBVOICE_SIGNAL_cg_dt")
-        for column, value, outputs in ((SHORT, "dialling tone", ["libvoice_meanings.h"]),
-                                       (MEANING, "The tone to dial at",
-                                        ["libvoice_ids.h", "libvoice_meanings.h", "vocabulary.md"]),
-                                       (NAME, "LIBVOICE_SIGNAL_cg_dial",
-                                        ["libvoice_ids.h", "vocabulary_rows.inc", "libvoice_meanings.h",
-                                         "vocabulary.md"])):
+        for column, value, outputs in (
+            (SHORT, "dialling tone", ["libvoice_meanings.h"]),
+            (MEANING, "The tone to dial at", ["libvoice_ids.h", "libvoice_meanings.h", "vocabulary.md"]),
+            (
+                NAME,
+                "LIBVOICE_SIGNAL_cg_dial",
+                ["libvoice_ids.h", "vocabulary_rows.inc", "libvoice_meanings.h", "vocabulary.md"],
+            ),
+        ):
             row[column] = value
             result = self.run_script("--check")
             self.assertEqual(result.returncode, 1)
@@ -141,9 +164,13 @@ class GenerateTest(unittest.TestCase):
             with self.subTest(number=number):
                 self.row("LIBVOICE_SIGNAL_cg_dt")[NUMBER] = number
                 self.expect_faults(
-                    (self.ids, self.line_of("LIBVOICE_SIGNAL_cg_dt"),
-                     f'number "{number}" is not 0x and eight upper-case hexadecimal digits'),
-                    (self.ids, 266, "264 rows, the vocabulary has 265"))
+                    (
+                        self.ids,
+                        self.line_of("LIBVOICE_SIGNAL_cg_dt"),
+                        f'number "{number}" is not 0x and eight upper-case hexadecimal digits',
+                    ),
+                    (self.ids, 266, "264 rows, the vocabulary has 265"),
+                )
 
     def test_bit_31(self):
         self.row("LIBVOICE_SIGNAL_cg_dt")[NUMBER] = "0x90073000"
@@ -152,8 +179,10 @@ class GenerateTest(unittest.TestCase):
     def test_an_unknown_kind_and_an_unknown_type(self):
         self.row("LIBVOICE_SIGNAL_cg_dt")[KIND] = "sound"
         self.row("LIBVOICE_PARAM_zil_country")[TYPE] = "text"
-        self.expect_faults((self.ids, self.line_of("LIBVOICE_SIGNAL_cg_dt"), 'unknown kind "sound"'),
-                           (self.ids, self.line_of("LIBVOICE_PARAM_zil_country"), 'unknown value type "text"'))
+        self.expect_faults(
+            (self.ids, self.line_of("LIBVOICE_SIGNAL_cg_dt"), 'unknown kind "sound"'),
+            (self.ids, self.line_of("LIBVOICE_PARAM_zil_country"), 'unknown value type "text"'),
+        )
 
     def test_a_class_that_is_not_the_kinds(self):
         self.row("LIBVOICE_SIGNAL_cg_dt")[NUMBER] = "0x20073000"
@@ -183,8 +212,9 @@ class GenerateTest(unittest.TestCase):
 
     def test_the_one_irregular_parameter_stays_irregular(self):
         self.row("LIBVOICE_PARAM_zil_dect_property_sw_version")[NUMBER] = "0x22FE0503"
-        self.expect_fault("LIBVOICE_PARAM_zil_dect_property_sw_version",
-                          "sub-item is not 0 in the one parameter where it is")
+        self.expect_fault(
+            "LIBVOICE_PARAM_zil_dect_property_sw_version", "sub-item is not 0 in the one parameter where it is"
+        )
 
     def test_items(self):
         self.row("LIBVOICE_PARAM_zil_country")[NUMBER] = "0x02FE010A"
@@ -216,8 +246,12 @@ class GenerateTest(unittest.TestCase):
         self.expect_faults((self.ids, line, "name does not continue that of LIBVOICE_SIGNAL_al_ri"))
 
     def test_hex_contents(self):
-        cases = (("LIBVOICE_PARAM_al_ri_cad", "", "hex"), ("LIBVOICE_PARAM_al_ri_cad", "octets", "hex"),
-                 ("LIBVOICE_PARAM_al_ri_freq", "words", "integer"), ("LIBVOICE_PARAM_al_ri_freq", "x", "integer"))
+        cases = (
+            ("LIBVOICE_PARAM_al_ri_cad", "", "hex"),
+            ("LIBVOICE_PARAM_al_ri_cad", "octets", "hex"),
+            ("LIBVOICE_PARAM_al_ri_freq", "words", "integer"),
+            ("LIBVOICE_PARAM_al_ri_freq", "x", "integer"),
+        )
         for name, content, value_type in cases:
             with self.subTest(name=name, content=content):
                 before = self.row(name)[HEX]
@@ -242,8 +276,10 @@ class GenerateTest(unittest.TestCase):
     def test_neighbours_with_one_short_meaning(self):
         above = self.rows[self.line_of("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs") - 2]
         self.row("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs")[SHORT] = above[SHORT]
-        self.expect_fault("LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs",
-                          f'short meaning "{above[SHORT]}" is that of the row above too')
+        self.expect_fault(
+            "LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs",
+            f'short meaning "{above[SHORT]}" is that of the row above too',
+        )
 
     def test_columns(self):
         line = self.line_of("LIBVOICE_SIGNAL_cg_dt")
@@ -251,19 +287,21 @@ class GenerateTest(unittest.TestCase):
             with self.subTest(columns=columns):
                 rows = list(self.rows)
                 self.rows[line - 1] = (self.rows[line - 1] + ["more"])[:columns]
-                self.expect_faults((self.ids, line, f"{columns} columns, a row has 7"),
-                                   (self.ids, 266, "264 rows, the vocabulary has 265"))
+                self.expect_faults(
+                    (self.ids, line, f"{columns} columns, a row has 7"),
+                    (self.ids, 266, "264 rows, the vocabulary has 265"),
+                )
                 self.rows = rows
         self.rows[0] = self.rows[0][:-1]
-        self.expect_faults(
-            (self.ids, 1, "columns are not number,name,kind,value type,short,meaning,hex content"))
+        self.expect_faults((self.ids, 1, "columns are not number,name,kind,value type,short,meaning,hex content"))
 
     def test_each_of_several_faults_is_named(self):
         self.row("LIBVOICE_SIGNAL_cg_rt")[NUMBER] = "0x90073100"
         self.row("LIBVOICE_SIGNAL_cg_dt")[HEX] = "words"
-        self.expect_faults((self.ids, self.line_of("LIBVOICE_SIGNAL_cg_dt"),
-                            'hex content "words" of a value of type none'),
-                           (self.ids, self.line_of("LIBVOICE_SIGNAL_cg_rt"), "bit 31 is set"))
+        self.expect_faults(
+            (self.ids, self.line_of("LIBVOICE_SIGNAL_cg_dt"), 'hex content "words" of a value of type none'),
+            (self.ids, self.line_of("LIBVOICE_SIGNAL_cg_rt"), "bit 31 is set"),
+        )
 
     def test_wrong_packages(self):
         self.package_rows.append(["0x07", "xx", "Something", "somewhere"])
@@ -271,15 +309,21 @@ class GenerateTest(unittest.TestCase):
         self.package_rows.append(["8", "yy", "Something", "somewhere"])
         self.package_rows.append(["0x08", "yy", "", "somewhere"])
         self.package_rows.append(["0x08", "yy", "Something"])
-        self.expect_faults((self.packages, 31, "3 columns, a row has 4"),
-                           (self.packages, 27, "package number 0x07 stands on an earlier line too"),
-                           (self.packages, 28, 'package name "cg" stands on an earlier line too'),
-                           (self.packages, 29, 'number "8" is not 0x and two upper-case hexadecimal digits'),
-                           (self.packages, 30, "name, title or source is empty"))
+        self.expect_faults(
+            (self.packages, 31, "3 columns, a row has 4"),
+            (self.packages, 27, "package number 0x07 stands on an earlier line too"),
+            (self.packages, 28, 'package name "cg" stands on an earlier line too'),
+            (self.packages, 29, 'number "8" is not 0x and two upper-case hexadecimal digits'),
+            (self.packages, 30, "name, title or source is empty"),
+        )
 
     def test_a_file_that_is_not_there(self):
-        result = subprocess.run([sys.executable, HERE / "generate.py", "--ids", self.root / "none.csv"],
-                                capture_output=True, text=True, check=False)
+        result = subprocess.run(
+            [sys.executable, HERE / "generate.py", "--ids", self.root / "none.csv"],
+            capture_output=True,
+            text=True,
+            check=False,
+        )
         self.assertEqual(result.returncode, 1)
         self.assertIn(f"{self.root / 'none.csv'}:", result.stderr)
 

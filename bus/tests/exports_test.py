@@ -15,8 +15,9 @@ def declared(headers):
         with open(path, encoding="utf-8") as file:
             text = re.sub(r"/\*.*?\*/", "", file.read(), flags=re.S)
         # A prototype begins at the line's start, ends with a semicolon and is no typedef or macro.
-        for statement in re.findall(r"^(?!typedef|#)[a-z][^;{}#]*?\);|^(?!typedef|#)[a-z][^;{}#]*?\)\s*ZIL_PRINTF[^;]*;",
-                                    text, flags=re.M):
+        for statement in re.findall(
+            r"^(?!typedef|#)[a-z][^;{}#]*?\);|^(?!typedef|#)[a-z][^;{}#]*?\)\s*ZIL_PRINTF[^;]*;", text, flags=re.M
+        ):
             names.add(re.match(r"[^(]*?(\w+)\s*\(", statement).group(1))
     return names
 

@@ -15,8 +15,9 @@ PAGE = Path(__file__).resolve().parent.parent / "bind-your-own-bus.md"
 
 class Imports(unittest.TestCase):
     def test_page_lists_what_the_library_imports(self):
-        symbols = subprocess.run([NM, "--dynamic", "--undefined-only", LIBRARY], capture_output=True, text=True,
-                                 check=True).stdout.split()
+        symbols = subprocess.run(
+            [NM, "--dynamic", "--undefined-only", LIBRARY], capture_output=True, text=True, check=True
+        ).stdout.split()
         imported = {name for name in symbols if re.match(PLATFORM, name)}
         section = PAGE.read_text(encoding="utf-8").split("## What the library imports")[1].split("\n## ")[0]
         rows = [row for row in section.split("\n") if row.startswith("|")]

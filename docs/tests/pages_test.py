@@ -27,8 +27,9 @@ class Pages(unittest.TestCase):
 
     def run_on(self, page, *options):
         path = self.write("docs/p.md", page)
-        run = subprocess.run([sys.executable, SCRIPT, "--root", self.root, *options], capture_output=True, text=True,
-                             check=False)
+        run = subprocess.run(
+            [sys.executable, SCRIPT, "--root", self.root, *options], capture_output=True, text=True, check=False
+        )
         return run.returncode, run.stderr.splitlines(), path.read_text(encoding="utf-8")
 
     def assert_fault(self, page, fault):
@@ -54,8 +55,9 @@ class Pages(unittest.TestCase):
         self.assert_fault("[x](no.md)\n", "docs/p.md:1: link to no.md: no such file")
 
     def test_link_to_a_missing_heading(self):
-        self.assert_fault("# Here it is\n[x](#here-it-is) [y](p.md#there)\n",
-                          "docs/p.md:2: link to p.md#there: no such heading")
+        self.assert_fault(
+            "# Here it is\n[x](#here-it-is) [y](p.md#there)\n", "docs/p.md:2: link to p.md#there: no such heading"
+        )
 
     def test_example_that_equals_its_file_and_part(self):
         self.assert_fine("<!-- example: docs/examples/e.c#part -->\n```c\nint b;\n```\n")
@@ -69,12 +71,15 @@ class Pages(unittest.TestCase):
         self.assert_fault("<!-- example: docs/no.c -->\n```c\n```\n", "docs/p.md:2: no such example: docs/no.c")
 
     def test_example_without_a_part(self):
-        self.assert_fault("<!-- example: docs/examples/e.c#no -->\n```c\n```\n",
-                          "docs/p.md:2: no such example: docs/examples/e.c#no")
+        self.assert_fault(
+            "<!-- example: docs/examples/e.c#no -->\n```c\n```\n", "docs/p.md:2: no such example: docs/examples/e.c#no"
+        )
 
     def test_mark_without_a_block(self):
-        self.assert_fault("<!-- example: docs/examples/e.c -->\nwords\n",
-                          "docs/p.md:2: no code block follows the mark of docs/examples/e.c")
+        self.assert_fault(
+            "<!-- example: docs/examples/e.c -->\nwords\n",
+            "docs/p.md:2: no code block follows the mark of docs/examples/e.c",
+        )
 
     def test_not_ascii(self):
         self.assert_fault("caf\u00e9\n", "docs/p.md:1: not ASCII")

@@ -22,8 +22,9 @@ class Reference(unittest.TestCase):
         header = self.folder / "a.h"
         header.write_text("#ifndef A_H\n#define A_H\n" + text + "#endif\n", encoding="utf-8")
         page = self.folder / "a.md"
-        run = subprocess.run([sys.executable, SCRIPT, "--output", page, *options, header], capture_output=True,
-                             text=True, check=False)
+        run = subprocess.run(
+            [sys.executable, SCRIPT, "--output", page, *options, header], capture_output=True, text=True, check=False
+        )
         self.output = run.stdout
         faults = [line.replace(f"{header}:", "") for line in run.stderr.splitlines()]
         return run.returncode, faults, page.read_text(encoding="utf-8") if page.exists() else ""
@@ -39,15 +40,19 @@ class Reference(unittest.TestCase):
             self.assertIn(part, page)
 
     def test_function_without_comment(self):
-        self.assert_fault("/** Told. */\nint told(void);\nint untold(int a, void (*handler)(int b));\n",
-                          "5: function untold has no doc comment")
+        self.assert_fault(
+            "/** Told. */\nint told(void);\nint untold(int a, void (*handler)(int b));\n",
+            "5: function untold has no doc comment",
+        )
 
     def test_function_over_two_lines_is_reported_at_its_first(self):
         self.assert_fault("int untold(int a,\n           int b);\n", "3: function untold has no doc comment")
 
     def test_inline_function_without_comment(self):
-        self.assert_fault("static inline int untold(int a)\n{\n    int b = a;\n    return b;\n}\n",
-                          "3: function untold has no doc comment")
+        self.assert_fault(
+            "static inline int untold(int a)\n{\n    int b = a;\n    return b;\n}\n",
+            "3: function untold has no doc comment",
+        )
 
     def test_variable_without_comment(self):
         self.assert_fault("extern const char *const texts[10];\n", "3: variable texts has no doc comment")
@@ -56,24 +61,33 @@ class Reference(unittest.TestCase):
         self.assert_fault("typedef struct thing thing_t;\n", "3: type thing_t has no doc comment")
 
     def test_struct_without_comment(self):
-        self.assert_fault("typedef struct thing {\n    int a; /**< Told. */\n} thing_t;\n",
-                          "3: struct thing_t has no doc comment")
+        self.assert_fault(
+            "typedef struct thing {\n    int a; /**< Told. */\n} thing_t;\n", "3: struct thing_t has no doc comment"
+        )
 
     def test_field_without_comment(self):
-        self.assert_fault("/** Told. */\ntypedef struct thing {\n    int a; /**< Told. */\n    char b[4];\n} thing_t;\n",
-                          "6: field b has no doc comment")
+        self.assert_fault(
+            "/** Told. */\ntypedef struct thing {\n    int a; /**< Told. */\n    char b[4];\n} thing_t;\n",
+            "6: field b has no doc comment",
+        )
 
     def test_function_pointer_field_without_comment(self):
-        self.assert_fault("/** Told. */\ntypedef struct thing {\n    int (*slot)(int a);\n} thing_t;\n",
-                          "5: field slot has no doc comment")
+        self.assert_fault(
+            "/** Told. */\ntypedef struct thing {\n    int (*slot)(int a);\n} thing_t;\n",
+            "5: field slot has no doc comment",
+        )
 
     def test_enumerator_without_comment(self):
-        self.assert_fault("/** Told. */\nenum kind {\n    KIND_A = 1, /**< Told. */\n    KIND_B = 2,\n};\n",
-                          "6: enumerator KIND_B has no doc comment")
+        self.assert_fault(
+            "/** Told. */\nenum kind {\n    KIND_A = 1, /**< Told. */\n    KIND_B = 2,\n};\n",
+            "6: enumerator KIND_B has no doc comment",
+        )
 
     def test_last_enumerator_without_comma_and_comment(self):
-        self.assert_fault("/** Told. */\nenum kind {\n    KIND_A = 1, /**< Told. */\n    KIND_B = 2\n};\n",
-                          "6: enumerator KIND_B has no doc comment")
+        self.assert_fault(
+            "/** Told. */\nenum kind {\n    KIND_A = 1, /**< Told. */\n    KIND_B = 2\n};\n",
+            "6: enumerator KIND_B has no doc comment",
+        )
 
     def test_enum_without_comment(self):
         self.assert_fault("enum kind {\n    KIND_A = 1, /**< Told. */\n};\n", "3: enum kind has no doc comment")
@@ -88,45 +102,60 @@ class Reference(unittest.TestCase):
         self.assert_fault("/** Told. */\nint told(void);\nint untold(void);\n", "5: function untold has no doc comment")
 
     def test_group_ends_at_a_blank_line(self):
-        self.assert_fault("/* Both of these. */\nint a(void);\nint b(void);\n\nint untold(void);\n",
-                          "7: function untold has no doc comment")
+        self.assert_fault(
+            "/* Both of these. */\nint a(void);\nint b(void);\n\nint untold(void);\n",
+            "7: function untold has no doc comment",
+        )
 
     def test_section_is_no_description(self):
-        self.assert_fault("/* ---------------- Section\n * Words. */\nint untold(void);\n",
-                          "5: function untold has no doc comment")
+        self.assert_fault(
+            "/* ---------------- Section\n * Words. */\nint untold(void);\n", "5: function untold has no doc comment"
+        )
 
     def test_remark_behind_a_declaration_describes_nothing_else(self):
-        self.assert_fault("/** Told. */\nint told(void); /* a remark */\nint untold(void);\n",
-                          "5: function untold has no doc comment")
+        self.assert_fault(
+            "/** Told. */\nint told(void); /* a remark */\nint untold(void);\n", "5: function untold has no doc comment"
+        )
 
     def test_all_faults_are_reported(self):
         _, faults, _ = self.run_on("int a(void);\n#define B 1\n")
         self.assertEqual(faults, ["3: function a has no doc comment", "4: macro B has no doc comment"])
 
     def test_what_needs_no_comment(self):
-        status, faults, _ = self.run_on("struct elsewhere;\n#define GUARDED\n#define HELPER(n) n\n"
-                                        "#ifdef __cplusplus\nextern \"C\" {\n#endif\n#ifdef __cplusplus\n}\n#endif\n")
+        status, faults, _ = self.run_on(
+            "struct elsewhere;\n#define GUARDED\n#define HELPER(n) n\n"
+            '#ifdef __cplusplus\nextern "C" {\n#endif\n#ifdef __cplusplus\n}\n#endif\n'
+        )
         self.assertEqual((status, faults), (0, []))
 
     def test_section_group_and_tables(self):
         self.assert_page_holds(
             "/* ---------------- Numbers\n * Words about numbers. */\n\n"
             "/* Both answer yes. */\nint first(void);\nint second(int a); /**< Only this. */\n\n"
-            "#define LIMIT 3 /**< How many. */\n/** A kind. */\nenum kind {\n    KIND_A = 1, /**< The | first. */\n};\n",
-            "### Numbers\n\nWords about numbers.\n", "#### `first`, `second`",
+            "#define LIMIT 3 /**< How many. */\n/** A kind. */\n"
+            "enum kind {\n    KIND_A = 1, /**< The | first. */\n};\n",
+            "### Numbers\n\nWords about numbers.\n",
+            "#### `first`, `second`",
             "int first(void);\nint second(int a); /* Only this. */\n```\n\nBoth answer yes.",
-            "| `LIMIT` | `3` | How many. |", "| `KIND_A` | 1 | The \\| first. |")
+            "| `LIMIT` | `3` | How many. |",
+            "| `KIND_A` | 1 | The \\| first. |",
+        )
 
     def test_parameters_and_drawings(self):
         self.assert_page_holds(
-            "/**\n * Adds.\n *\n *     +---+\n *     | a |\n *     +---+\n *\n * @param a  one word\n *           more\n"
+            "/**\n * Adds.\n *\n *     +---+\n *     | a |\n *     +---+\n *\n"
+            " * @param a  one word\n *           more\n"
             " * @return yes\n */\nint add(int a);\n",
-            "Adds.\n\n```text\n+---+\n| a |\n+---+\n```", "- `a`: one word more\n- returns: yes")
+            "Adds.\n\n```text\n+---+\n| a |\n+---+\n```",
+            "- `a`: one word more\n- returns: yes",
+        )
 
     def test_names_are_those_of_functions_and_variables_to_link_with(self):
         status, names, _ = self.run_on(
             "#define LIMIT 3\ntypedef int number_t;\nint first(void);\nextern int second[LIMIT];\n"
-            "static inline int third(void) { return 3; }\nstruct thing { int a; };\n", "--names")
+            "static inline int third(void) { return 3; }\nstruct thing { int a; };\n",
+            "--names",
+        )
         self.assertEqual((status, names), (0, []))
         self.assertEqual(self.output, "f first\nd second\n")
 
@@ -138,7 +167,10 @@ class Reference(unittest.TestCase):
             "#define WIDE(n) __attribute__((aligned(n)))\n/** A thing. */\ntypedef struct thing {\n"
             "    WIDE(8) int a[2]; /**< Both. */\n    /** Runs\n     * late. */\n    int (*run)(int a,\n"
             "               int b);\n} thing_t;\n",
-            "#### `thing_t`", "| `WIDE(8) int a[2]` | Both. |", "| `int (*run)(int a, int b)` | Runs late. |")
+            "#### `thing_t`",
+            "| `WIDE(8) int a[2]` | Both. |",
+            "| `int (*run)(int a, int b)` | Runs late. |",
+        )
 
     def test_check_reports_where_a_page_differs(self):
         text = "/** Told. */\nint told(void);\n"

@@ -2,11 +2,11 @@
 # SPDX-License-Identifier: MIT
 """Who knows whom in bus/src: includes and calls, held against the rules below.
 
-    layers.py [--objects build/bus/CMakeFiles/kex.dir]   checks; what breaks a rule is told with file and line
-    layers.py --table                                    prints which folder and which file includes which
-    layers.py --graph [--objects ...]                    prints which file calls which, as text
-    layers.py --dot [--objects ...] | dot -Tsvg          the same as a drawing
-    layers.py --self-test                                breaks each rule on a copy and expects to be told
+    layers_test.py [--objects build/bus/CMakeFiles/kex.dir]   checks; what breaks a rule is told with file and line
+    layers_test.py --table                                    prints which folder and which file includes which
+    layers_test.py --graph [--objects ...]                    prints which file calls which, as text
+    layers_test.py --dot [--objects ...] | dot -Tsvg          the same as a drawing
+    layers_test.py --self-test                                breaks each rule on a copy and expects to be told
 """
 
 import argparse
@@ -41,8 +41,11 @@ WORDS = [
     (re.compile(r"\bstruct kex\b"), ["bus/bus.cpp"], "the whole bus is known to bus.cpp only"),
     (re.compile(r"\bepoll_(create1?|ctl|wait)\b"), ["loop/loop.cpp"], "epoll is known to the loop only"),
     (re.compile(r"\bclock_gettime\b"), ["base"], "clocks are read in one place"),
-    (re.compile(r"\b(put|get)_(head|bytes|number|byte|word|long|text|value)\b|\breader_at\b"), ["value"],
-     "the parts of a message are known to value only"),
+    (
+        re.compile(r"\b(put|get)_(head|bytes|number|byte|word|long|text|value)\b|\breader_at\b"),
+        ["value"],
+        "the parts of a message are known to value only",
+    ),
 ]
 
 INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)[">]')
@@ -116,8 +119,10 @@ def parse_nm(text):
 def calls_between(symbols):
     """For each object the others that define what it needs. `symbols`: object to (defines, needs)."""
     owner = {symbol: name for name, (defines, _) in symbols.items() for symbol in defines}
-    return {name: sorted({owner[symbol] for symbol in needs if symbol in owner} - {name})
-            for name, (_, needs) in sorted(symbols.items())}
+    return {
+        name: sorted({owner[symbol] for symbol in needs if symbol in owner} - {name})
+        for name, (_, needs) in sorted(symbols.items())
+    }
 
 
 def read_calls(objects, nm):
@@ -138,7 +143,7 @@ def find_circle(graph):
 
     def visit(name):
         if name in way:
-            return way[way.index(name):] + [name]
+            return way[way.index(name) :] + [name]
         if name in done:
             return None
         way.append(name)
@@ -157,8 +162,12 @@ def find_circle(graph):
 
 
 def check_calls(graph):
-    problems = [f"{name}: calls {other}, which it may not know" for name, others in graph.items() for other in others
-                if not may_use(name, other, rules_for(name))]
+    problems = [
+        f"{name}: calls {other}, which it may not know"
+        for name, others in graph.items()
+        for other in others
+        if not may_use(name, other, rules_for(name))
+    ]
     circle = find_circle(graph)
     if circle:
         problems.append("a circle of calls: " + " -> ".join(circle))
@@ -167,14 +176,21 @@ def check_calls(graph):
 
 def print_table(source):
     names = {path.relative_to(source).as_posix(): path for path in files_of(source)}
-    of_file = {name: sorted({other for _, _, other in includes_of(path) if other in names})
-               for name, path in names.items()}
+    of_file = {
+        name: sorted({other for _, _, other in includes_of(path) if other in names}) for name, path in names.items()
+    }
     folders = list(LAYERS)
     print("Files of the folder on the left that include one of the folder above:\n")
     print(f"{'':12}" + "".join(f"{folder:>12}" for folder in folders))
     for folder in folders:
-        counts = [sum(any(other.startswith(target + "/") for other in others)
-                      for name, others in of_file.items() if name.startswith(folder + "/")) for target in folders]
+        counts = [
+            sum(
+                any(other.startswith(target + "/") for other in others)
+                for name, others in of_file.items()
+                if name.startswith(folder + "/")
+            )
+            for target in folders
+        ]
         print(f"{folder:12}" + "".join(f"{count or '-':>12}" for count in counts))
     print()
     for name, others in of_file.items():
@@ -206,8 +222,11 @@ BREACHES = [
     ("transport/tap.cpp", '#include "calls/call.h"', '"calls/call.h" is none of what transport may include'),
     ("transport/socket.h", '#include "loop/loop.h"', '"loop/loop.h" is none of what transport/socket.h may include'),
     ("calls/call.cpp", '#include "bus/environment.h"', '"bus/environment.h" is none of what calls may include'),
-    ("tap_client/tap_client.cpp", '#include "transport/connection.h"',
-     '"transport/connection.h" is none of what tap_client may include'),
+    (
+        "tap_client/tap_client.cpp",
+        '#include "transport/connection.h"',
+        '"transport/connection.h" is none of what tap_client may include',
+    ),
     ("calls/peer.h", '#include "kex_host.h"', '"kex_host.h" is no file of bus/src'),
     ("calls/peer.cpp", "#include <string>", "<string> is of the C++ library"),
     ("calls/wait.cpp", "struct kex {};", "the whole bus is known to bus.cpp only"),
@@ -236,14 +255,17 @@ def self_test():
             expect(name, check_sources(copy), [f"{name}:{3 if lines else 1}: {wanted}"])
     nm = "f T 0 1a\ng U\ninline_one W 0 2\nlocal d 0 4\nprintf U\n"
     expect("nm", parse_nm(nm), ({"f"}, {"g", "printf"}))
-    graph = calls_between({"loop/a.cpp": ({"f"}, {"g", "printf"}), "loop/b.cpp": ({"g"}, {"h"}),
-                           "loop/c.cpp": ({"h"}, set())})
+    graph = calls_between(
+        {"loop/a.cpp": ({"f"}, {"g", "printf"}), "loop/b.cpp": ({"g"}, {"h"}), "loop/c.cpp": ({"h"}, set())}
+    )
     expect("no circle", check_calls(graph), [])
     graph["loop/c.cpp"] = ["loop/a.cpp"]
-    expect("a circle", check_calls(graph),
-           ["a circle of calls: loop/a.cpp -> loop/b.cpp -> loop/c.cpp -> loop/a.cpp"])
-    expect("upward", check_calls({"loop/a.cpp": ["calls/b.cpp"], "calls/b.cpp": []}),
-           ["loop/a.cpp: calls calls/b.cpp, which it may not know"])
+    expect("a circle", check_calls(graph), ["a circle of calls: loop/a.cpp -> loop/b.cpp -> loop/c.cpp -> loop/a.cpp"])
+    expect(
+        "upward",
+        check_calls({"loop/a.cpp": ["calls/b.cpp"], "calls/b.cpp": []}),
+        ["loop/a.cpp: calls calls/b.cpp, which it may not know"],
+    )
     return failures
 
 
