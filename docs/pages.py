@@ -22,11 +22,24 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 GENERATED = {"docs/reference.md", "docs/vocabulary.md"}
-SOURCE_FOLDERS = ["src", "include", "helpers", "platform", "bus", "hosts", "tool", "vocabulary", "docs/examples", "bench",
-                  "tests"]
-NAME = re.compile(r"(?:_*libvoice_|LIBVOICE_|VOICE_SERVICE_|VARIANT_|REPLY_|PEER_|ZIL_|KEX_|kex_|zil|variant_|request_"
-                  r"|reply_|argument_|fcall_|object_|peer_|connection_|voice_plugin_|voice_app_|dsp_plugin_|__[A-Z_a-z])"
-                  r"\w+$")
+SOURCE_FOLDERS = [
+    "src",
+    "include",
+    "helpers",
+    "platform",
+    "bus",
+    "hosts",
+    "tool",
+    "vocabulary",
+    "docs/examples",
+    "bench",
+    "tests",
+]
+NAME = re.compile(
+    r"(?:_*libvoice_|LIBVOICE_|VOICE_SERVICE_|VARIANT_|REPLY_|PEER_|ZIL_|KEX_|kex_|zil|variant_|request_"
+    r"|reply_|argument_|fcall_|object_|peer_|connection_|voice_plugin_|voice_app_|dsp_plugin_|__[A-Z_a-z])"
+    r"\w+$"
+)
 
 
 def pages(root):

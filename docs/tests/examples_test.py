@@ -19,8 +19,9 @@ class Program:
     """A running program, its output read line by line. What it writes to standard error, traces above all, stays aside."""
 
     def __init__(self, test, environment, name, *arguments, traces=subprocess.DEVNULL):
-        self.process = subprocess.Popen([BIN / name, *arguments], env=environment, stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=traces)
+        self.process = subprocess.Popen(
+            [BIN / name, *arguments], env=environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=traces
+        )
         test.addCleanup(self.end)
         self.test = test
         self.rest = b""
@@ -72,8 +73,9 @@ class Examples(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         path = os.path.join(folder.name, "socket")
-        self.environment = dict(os.environ, ZIL_VOIP_IPC_SOCKET=path, ZIL_VOIP_IPC_SOCKET_URI=f"kex://ipc:[{path}]",
-                                KEX_TIME_FACTOR="100")  # whoever starts first is met within 100 ms
+        self.environment = dict(
+            os.environ, ZIL_VOIP_IPC_SOCKET=path, ZIL_VOIP_IPC_SOCKET_URI=f"kex://ipc:[{path}]", KEX_TIME_FACTOR="100"
+        )  # whoever starts first is met within 100 ms
 
     def start(self, name, *arguments, traces=subprocess.DEVNULL, **variables):
         return Program(self, dict(self.environment, **variables), name, *arguments, traces=traces)

@@ -232,17 +232,43 @@ class Install(unittest.TestCase):
         """The examples of the pages are there to be compiled as the guide says."""
         cflags, libs = self.package_flags("voice_plugin", "kex")
         examples = STAGE / FOLDERS["doc"] / "docs" / "examples"
-        for sources in (["telephone.c"], ["tone_giver.c"], ["intercom.c"], ["echo_plugin.c", "echo_lines.c"], ["ring.c"]):
+        for sources in (
+            ["telephone.c"],
+            ["tone_giver.c"],
+            ["intercom.c"],
+            ["echo_plugin.c", "echo_lines.c"],
+            ["ring.c"],
+        ):
             with self.subTest(sources[0]):
-                run(CC, "-Wall", "-Werror", *cflags, *[examples / source for source in sources], *libs,
-                    "-o", self.folder / "example")
+                run(
+                    CC,
+                    "-Wall",
+                    "-Werror",
+                    *cflags,
+                    *[examples / source for source in sources],
+                    *libs,
+                    "-o",
+                    self.folder / "example",
+                )
 
         # The guide's test of a driver with media sockets, which it watches, and parameters.
         cflags, libs = self.package_flags("voice_plugin", "voice_fake_bus")
         run(CC, *cflags, "-c", examples / "echo_lines.c", "-o", self.folder / "echo_lines.o")
-        run(CXX, "-std=c++17", *cflags, examples / "echo_lines_test.cpp", self.folder / "echo_lines.o", *libs,
-            "-lgtest_main", "-lgtest", "-o", self.folder / "echo_lines_test")
-        self.assertIn("PASSED", run(self.folder / "echo_lines_test", environment=clean_environment(LD_LIBRARY_PATH=str(LIB))))
+        run(
+            CXX,
+            "-std=c++17",
+            *cflags,
+            examples / "echo_lines_test.cpp",
+            self.folder / "echo_lines.o",
+            *libs,
+            "-lgtest_main",
+            "-lgtest",
+            "-o",
+            self.folder / "echo_lines_test",
+        )
+        self.assertIn(
+            "PASSED", run(self.folder / "echo_lines_test", environment=clean_environment(LD_LIBRARY_PATH=str(LIB)))
+        )
 
 
 if __name__ == "__main__":
