@@ -16,7 +16,7 @@ LIMIT = 20  # seconds
 
 
 class Program:
-    """A running program, its output read line by line. What it writes to standard error, traces above all, stays aside."""
+    """A running program, its output read row by row. Its standard error, mostly traces, stays aside."""
 
     def __init__(self, test, environment, name, *arguments, traces=subprocess.DEVNULL):
         self.process = subprocess.Popen(
