@@ -28,6 +28,7 @@ enum kex_tap_kind {
     KEX_TAP_REFUSED = 6,      /**< a packet or connection was refused; text: why */
     KEX_TAP_WAITING = 7,      /**< a side says that it waits for the reply to `serial` */
     KEX_TAP_LOST = 8,         /**< `lost` copies were dropped before this record because the tap was slow */
+    KEX_TAP_WATCHING = 9,     /**< the first record: all that passes from here on is copied (to = this tap) */
 };
 
 /** Who sends or receives a packet. */

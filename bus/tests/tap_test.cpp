@@ -19,7 +19,7 @@ namespace {
 // One record in one line: "call client>server #1 Probe.echo text=..." with what else its kind carries.
 std::string line_of(const kex_tap_record_t &record) {
     static const char *const kinds[] = {"?",     "connected", "closed",  "call", "one-way",
-                                        "reply", "refused",   "waiting", "lost"};
+                                        "reply", "refused",   "waiting", "lost", "watching"};
     std::string line = std::string(kinds[record.kind]) + " " + record.from.name + ">" + record.to.name;
     if (record.serial != 0)
         line += " #" + std::to_string(record.serial);
@@ -45,7 +45,7 @@ protected:
         tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
         EXPECT_NE(tap, nullptr);
         turn_until_idle();
-        EXPECT_THAT(read_all(), ElementsAre());
+        EXPECT_THAT(read_all(), ElementsAre("watching server>tap"));
     }
     ~Tap() override {
         kex_tap_close(tap);

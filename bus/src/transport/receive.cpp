@@ -134,6 +134,7 @@ const char *hello_take(Connection *connection, const wire::Message &message) {
     if (message.kind == wire::kTapHello) {
         connection->role = Role::tap;
         connection->transport->taps++;
+        tap_begin(connection);
         return nullptr;
     }
     if (!connection->transport->reports->hello(connection))

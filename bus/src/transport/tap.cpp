@@ -59,6 +59,17 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
 
 } // namespace
 
+void tap_begin(Connection *tap) {
+    wire::TapRecord record = {};
+    record.kind = KEX_TAP_WATCHING;
+    record.time = clock_wall();
+    record.from = end_here(tap->transport);
+    record.to = end_of(tap);
+    record.text = text_of("");
+    if (!record_queue(tap, record))
+        tap->lost++;
+}
+
 void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size) {
     wire::Message message;
     if (connection->transport->taps == 0 || connection->role == Role::tap ||
