@@ -1,24 +1,23 @@
 // SPDX-License-Identifier: MIT
-// What the subcommands share: exit statuses, errors, where the voice application listens.
+// What the subcommands share: exit statuses, errors, the terminal, the time.
 #include "common.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <sys/ioctl.h>
 #include <unistd.h>
-
-#include "libvoice_plugin.h"
-#include "text.h"
 
 namespace voicectl {
 
 void complain(const std::string &message) {
-    fmt::print(stderr, "voicectl: {}\n", printable(message));
+    // In one piece, and a standard error that is closed is nobody's concern.
+    static_cast<void>(std::fputs(("voicectl: " + message + "\n").c_str(), stderr));
 }
 
-std::string default_uri() {
-    return libvoice_get_ipc_socket_uri();
+size_t terminal_columns() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 bool wants_colour() {

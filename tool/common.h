@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// What the subcommands share: exit statuses, errors, where the voice application listens.
+// What the subcommands share: exit statuses, errors, the terminal, the time.
 #ifndef VOICECTL_COMMON_H
 #define VOICECTL_COMMON_H
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
-
-#include <fmt/format.h>
 
 namespace voicectl {
 
@@ -14,11 +14,11 @@ constexpr int kSuccess = 0;
 constexpr int kFailure = 1; // what was asked for did not happen
 constexpr int kUsage = 2;   // the command line is wrong
 
-// One line on standard error, "voicectl: ...".
+// One line on standard error, "voicectl: ...". The message is printable.
 void complain(const std::string &message);
 
-// Where plugins connect, which is also where the tool does: the environment's address or the usual one.
-std::string default_uri();
+// The columns of the terminal that standard output is, as they are now; 0: it is none, or does not know.
+size_t terminal_columns();
 
 // Whether standard output wants colours: a terminal, and NO_COLOR is not set.
 bool wants_colour();

@@ -2,10 +2,15 @@
 // A step of traffic as one JSON object.
 #include "show.h"
 
+#include <algorithm>
+#include <optional>
+
 #include <fmt/format.h>
 
+#include "codec_names.h"
 #include "libvoice_plugin.h"
 #include "text.h"
+#include "words.h"
 
 namespace voicectl {
 
@@ -67,6 +72,10 @@ private:
     std::string text_;
 };
 
+std::string hex_digits(const Bytes &bytes) {
+    return fmt::format("{:02x}", fmt::join(bytes, ""));
+}
+
 std::string value_json(const Value &value) {
     switch (value.type) {
     case Value::Type::none:
@@ -80,7 +89,7 @@ std::string value_json(const Value &value) {
     case Value::Type::descriptor:
         return fmt::format("{{\"fd\":{}}}", value.number);
     case Value::Type::bytes:
-        return fmt::format("{{\"hex\":\"{:02x}\"}}", fmt::join(value.bytes, ""));
+        return fmt::format("{{\"hex\":\"{}\"}}", hex_digits(value.bytes));
     case Value::Type::list: {
         Members items;
         for (const Value &item : value.list)
@@ -99,6 +108,51 @@ std::string identifier_json(uint32_t id, std::string_view name) {
     return members.object();
 }
 
+std::string display_json(const CallerDisplay &display) {
+    const bool call = display.kind == CallerDisplay::Kind::call;
+    Members members;
+    members.add_text("kind", call ? "call" : "messages");
+    const auto add_some = [&members](std::string_view name, std::string_view text) {
+        if (!text.empty())
+            members.add_text(name, text);
+    };
+    add_some("number", display.number);
+    add_some("no_number", display.no_number != 0 ? std::string(1, display.no_number) : "");
+    add_some("name", display.name);
+    add_some("no_name", display.no_name != 0 ? std::string(1, display.no_name) : "");
+    add_some("time", display.time);
+    add_some("called", display.called);
+    if (display.call_type != 0)
+        members.add_number("call_type", display.call_type);
+    if (!call)
+        members.add_number("messages", display.messages);
+    if (display.lamp)
+        members.add("lamp", *display.lamp ? "true" : "false");
+    return members.object();
+}
+
+std::string codec_json(const voice_codec_t &codec) {
+    Members members;
+    members.add_number("codec", codec.codec);
+    members.add_text("name", codec_name(codec.codec));
+    members.add_number("payload_type", codec.payload_type);
+    members.add_number("ptime_mask", codec.ptime_mask);
+    members.add_number("max_bitrate", codec.max_bitrate);
+    return members.object();
+}
+
+std::string item_json(const Item &item) {
+    Members members;
+    members.add_number("id", item.id);
+    members.add_text("name", item.name);
+    members.add_text("meaning", short_meaning(item.id));
+    const std::optional<CallerDisplay> display = item_display(item);
+    members.add("value", display ? display_json(*display) : value_json(item.value));
+    members.add_text("bytes", hex_digits(item.bytes));
+    members.add_text("text", item_words(item));
+    return members.object();
+}
+
 std::string record_json(const Record &record) {
     Members members;
     members.add_text("kind", kind_name(record.kind));
@@ -110,15 +164,11 @@ std::string record_json(const Record &record) {
         if (record.kind == RecordKind::signal)
             members.add("stops", record.stops ? "true" : "false");
     }
+    if (record.stream)
+        members.add_number("stream", *record.stream);
     Members items;
-    for (const Item &item : record.items) {
-        Members one;
-        one.add_number("id", item.id);
-        one.add_text("name", item.name);
-        one.add_text("meaning", short_meaning(item.id));
-        one.add_text("value", item.value);
-        items.add(one.object());
-    }
+    for (const Item &item : record.items)
+        items.add(item_json(item));
     members.add("items", items.list());
     if (!record.fault.empty())
         members.add_text("fault", record.fault);
@@ -150,6 +200,18 @@ void add_call(const Step &step, Members &members) {
     members.add_text("function", step.function);
 }
 
+// What the codec list of a registration says.
+void add_codecs(const Step &step, Members &members) {
+    const auto found = std::find_if(step.arguments.begin(), step.arguments.end(),
+                                    [](const Argument &argument) { return argument.name == "codeclist"; });
+    if (found == step.arguments.end() || found->value.type != Value::Type::bytes)
+        return;
+    Members codecs;
+    for (const voice_codec_t &codec : read_codec_list(found->value.bytes))
+        codecs.add(codec_json(codec));
+    members.add("codecs", codecs.list());
+}
+
 void add_details(const Step &step, Members &members) {
     switch (step.kind) {
     case Step::Kind::call:
@@ -160,6 +222,7 @@ void add_details(const Step &step, Members &members) {
         for (const Argument &argument : step.arguments)
             arguments.add(argument.name, value_json(argument.value));
         members.add("arguments", arguments.object());
+        add_codecs(step, members);
         break;
     }
     case Step::Kind::reply: {

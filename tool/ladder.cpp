@@ -3,20 +3,30 @@
 // the listener on the right, and the arrow tells the direction.
 #include "show.h"
 
+#include <algorithm>
 #include <ctime>
+#include <string_view>
+#include <utility>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "identifier.h"
+#include "layout.h"
 #include "libvoice_plugin.h"
 #include "text.h"
+#include "words.h"
 
 namespace voicectl {
 
 namespace {
 
-constexpr size_t kLaneWidth = 24;
-constexpr size_t kShownBytes = 8; // a longer byte array shows as its size
+constexpr size_t kLane = 14; // a longer name moves its own line only
+constexpr size_t kFullLane = 24;
+constexpr size_t kMostLane = 36;   // a plugin's and an endpoint's longest names, and a blank
+constexpr size_t kIndent = 14;     // of a second row: behind the time
+constexpr size_t kNarrowest = 60;  // on a narrower terminal rows are broken by the terminal
+constexpr size_t kMostReason = 60; // a longer text from another process would hide the rest of its line
 constexpr uint64_t kNsPerMs = 1'000'000;
 constexpr uint64_t kMsPerSecond = 1'000;
 constexpr double kRoundMs = 10; // from here on without fractions
@@ -28,19 +38,7 @@ constexpr const char *kSignal = "\x1B[36m";
 constexpr const char *kEvent = "\x1B[33m";
 constexpr const char *kGood = "\x1B[32m";
 constexpr const char *kBad = "\x1B[31m";
-constexpr const char *kEnd = "\x1B[0m";
 } // namespace colour_of
-
-class Painter {
-public:
-    explicit Painter(bool colour) : colour_(colour) {}
-    std::string operator()(const char *colour, const std::string &text) const {
-        return colour_ && !text.empty() ? colour + text + colour_of::kEnd : text;
-    }
-
-private:
-    bool colour_;
-};
 
 std::string clock_time(uint64_t time_ns) {
     const uint64_t ms = time_ns / kNsPerMs;
@@ -55,124 +53,209 @@ std::string duration(uint64_t ns) {
     return ms >= kRoundMs ? fmt::format("{:.0f} ms", ms) : fmt::format("{:.2f} ms", ms);
 }
 
-std::string value_text(const Value &value) {
-    switch (value.type) {
-    case Value::Type::none:
-        return "no value";
-    case Value::Type::text:
-        return fmt::format("\"{}\"", printable(value.text));
-    case Value::Type::number:
-        return fmt::format("{}", value.number);
-    case Value::Type::boolean:
-        return value.number != 0 ? "true" : "false";
-    case Value::Type::descriptor:
-        return value.number < 0 ? "fd -" : fmt::format("fd {}", value.number);
-    case Value::Type::bytes: {
-        if (value.bytes.size() > kShownBytes)
-            return fmt::format("{} bytes", value.bytes.size());
-        return value.bytes.empty() ? "no bytes" : fmt::format("{:02X}", fmt::join(value.bytes, " "));
-    }
-    case Value::Type::list: {
-        std::string text;
-        for (const Value &item : value.list)
-            text += (text.empty() ? "" : ", ") + value_text(item);
-        return "[" + text + "]";
-    }
-    }
-    return {};
-}
-
-std::string record_text(const Record &record, const Painter &paint) {
-    std::string text;
-    const auto append = [&text](const std::string &part) { text += (text.empty() ? "" : "  ") + part; };
-    const char *colour = record.kind == RecordKind::signal ? colour_of::kSignal : colour_of::kEvent;
-    // What a signal or event means stands before its name; a parameter's name says it.
-    const auto append_named = [&](uint32_t id, const std::string &name, const std::string &value) {
-        if (const std::string meaning(value.empty() ? short_meaning(id) : ""); !meaning.empty())
-            append(paint(colour_of::kMeaning, meaning));
-        append(paint(colour, name) + (value.empty() ? "" : " " + printable(value)));
-    };
-    if (record.identifier) {
-        append_named(*record.identifier, libvoice_param_str(*record.identifier), "");
-        if (record.line != 0)
-            append(fmt::format("line {}", record.line));
-        if (record.stops)
-            append("stops");
-    }
-    for (const Item &item : record.items)
-        append_named(item.id, item.name, item.value);
-    if (!record.fault.empty())
-        append(paint(colour_of::kBad, "broken: " + record.fault));
-    return text;
-}
-
-// Arguments besides the record, which has a form of its own, and the names that the lane shows already.
-std::string arguments_text(const Step &step) {
-    std::string text;
-    for (const Argument &argument : step.arguments) {
-        const bool in_lane = (argument.name == "plugin_name" && argument.value.text == step.peer.plugin &&
-                              step.function != "register_plugin") ||
-                             (argument.name == "endpoint_name" && argument.value.text == step.endpoint);
-        if (argument.name != step.record_argument && !in_lane)
-            text += fmt::format("  {} {}", printable(argument.name), value_text(argument.value));
-    }
-    return text;
-}
-
-std::string outcome_text(const Step &step, const Painter &paint) {
-    std::string text;
-    for (const ErrorItem &error : step.errors)
-        text += paint(colour_of::kBad, fmt::format("  error {} \"{}\" \"{}\"", error.code, printable(error.description),
-                                                   printable(error.info)));
-    if (step.record)
-        return text + "  " + record_text(*step.record, paint);
-    if (step.result.type == Value::Type::none)
-        return step.errors.empty() ? "  no value" : text;
-    const bool bad = !step.errors.empty() || (step.result.type == Value::Type::boolean && step.result.number == 0);
-    return text + "  " + paint(bad ? colour_of::kBad : colour_of::kGood, value_text(step.result));
-}
-
 std::string call_name(const Step &step) {
     return step.function.empty() ? fmt::format("call {}", step.serial) : printable(step.function);
 }
 
-std::string what_happened(const Step &step, const Painter &paint) {
-    const std::string since = step.elapsed_ns ? duration(*step.elapsed_ns) : "";
-    switch (step.kind) {
-    case Step::Kind::connected:
-        return fmt::format("connected, process {}", step.peer.process_id);
-    case Step::Kind::closed:
-        return paint(colour_of::kBad, "closed") + (step.text.empty() ? "" : ": " + printable(step.text));
-    case Step::Kind::call:
-    case Step::Kind::one_way_call:
-        return call_name(step) + (step.record ? "  " + record_text(*step.record, paint) : "") + arguments_text(step);
-    case Step::Kind::reply:
-        return call_name(step) + " answered" + outcome_text(step, paint) + (since.empty() ? "" : "  after " + since);
-    case Step::Kind::refused:
-        return paint(colour_of::kBad, "refused") + (step.text.empty() ? "" : ": " + printable(step.text));
-    case Step::Kind::waiting:
-        return paint(colour_of::kBad, call_name(step) + " is waited for") +
-               (since.empty() ? "" : ", " + since + " so far");
-    case Step::Kind::still_waiting:
-        return paint(colour_of::kBad, call_name(step) + " has no answer yet") + ", " + since + " so far";
-    case Step::Kind::lost:
-        return paint(colour_of::kBad, fmt::format("{} records lost: this watcher was too slow", step.lost));
+// Sockets by their number at the sender, "29 31 -".
+std::string sockets_words(const Value &list) {
+    std::string text;
+    for (const Value &item : list.list) {
+        const std::string one = item.type != Value::Type::descriptor ? value_words(item)
+                                : item.number < 0                    ? "-"
+                                                                     : fmt::format("{}", item.number);
+        text += (text.empty() ? "" : " ") + one;
     }
-    return {};
+    return text;
+}
+
+// What passed, in pieces from left to right.
+class Story {
+public:
+    Story(const Step &step, bool full) : step_(step), full_(full) {}
+
+    std::vector<Piece> tell() {
+        switch (step_.kind) {
+        case Step::Kind::connected:
+            add(fmt::format("connected, process {}", step_.peer.process_id));
+            break;
+        case Step::Kind::closed:
+        case Step::Kind::refused:
+            tell_end(step_.kind == Step::Kind::closed ? "closed" : "refused");
+            break;
+        case Step::Kind::call:
+        case Step::Kind::one_way_call:
+            add(call_name(step_));
+            if (step_.record)
+                tell_record(*step_.record);
+            tell_arguments();
+            break;
+        case Step::Kind::reply:
+            add(call_name(step_) + " answered");
+            tell_outcome();
+            if (step_.elapsed_ns)
+                add("after " + duration(*step_.elapsed_ns));
+            break;
+        case Step::Kind::waiting:
+            add(call_name(step_) + " is waited for", colour_of::kBad);
+            tell_so_far();
+            break;
+        case Step::Kind::still_waiting:
+            add(call_name(step_) + " has no answer yet", colour_of::kBad);
+            tell_so_far();
+            break;
+        case Step::Kind::lost:
+            add(fmt::format("{} records lost: this watcher was too slow", step_.lost), colour_of::kBad);
+            break;
+        }
+        return std::move(pieces_);
+    }
+
+private:
+    void add(const std::string &text, const char *colour = nullptr, size_t blanks = 2) {
+        if (!text.empty())
+            pieces_.push_back({text, colour, blanks});
+    }
+
+    void tell_end(const char *how) {
+        const std::string why = printable(step_.text);
+        add(how, colour_of::kBad);
+        if (!why.empty())
+            add(": " + (full_ ? why : shortened(why, kMostReason)), nullptr, 0);
+    }
+
+    void tell_so_far() {
+        if (step_.elapsed_ns)
+            add(", " + duration(*step_.elapsed_ns) + " so far", nullptr, 0);
+    }
+
+    void tell_record(const Record &record) {
+        const char *colour = record.kind == RecordKind::signal ? colour_of::kSignal : colour_of::kEvent;
+        if (record.identifier) {
+            const char *name = libvoice_param_str(*record.identifier);
+            add(std::string(short_meaning(*record.identifier)), colour_of::kMeaning);
+            add(full_ ? name : voice::name_without_prefix(name), colour);
+            if (record.line != 0)
+                add(fmt::format("line {}", record.line));
+            if (record.stops)
+                add("stops");
+        }
+        if (record.stream)
+            add(fmt::format("stream {}", *record.stream));
+        if (full_)
+            tell_all_items(record, colour);
+        else
+            for (const std::string &words : items_summary(record))
+                add(words);
+        if (!record.fault.empty())
+            add("broken: " + record.fault, colour_of::kBad);
+    }
+
+    void tell_all_items(const Record &record, const char *colour) {
+        for (const Item &item : record.items) {
+            // What a signal or event means stands before its name; a parameter's name says it.
+            if (item.value.type == Value::Type::none)
+                if (const std::string_view meaning = short_meaning(item.id); !meaning.empty())
+                    add(std::string(meaning), colour_of::kMeaning);
+            add(item.name, colour);
+            if (const std::string words = item_words(item); !words.empty())
+                add(words, nullptr, 1);
+        }
+    }
+
+    // Arguments besides the record, which has a form of its own.
+    void tell_arguments() {
+        for (const Argument &argument : step_.arguments) {
+            if (argument.name == step_.record_argument || stands_in_lane(argument))
+                continue;
+            if (full_)
+                add(printable(argument.name) + " " + argument_words(argument));
+            else if (const std::string words = argument_words(argument); !words.empty())
+                add(label(argument.name) + " " + words);
+        }
+    }
+
+    bool stands_in_lane(const Argument &argument) const {
+        const std::string &text = argument.value.text;
+        if (argument.name == "plugin_name")
+            return text == step_.peer.plugin && !(full_ && step_.function == "register_plugin");
+        if (argument.name == "endpoint_name")
+            return text == step_.endpoint;
+        return !full_ && argument.name == "endpoint_path" && text == step_.peer.plugin + ".EndPoint." + step_.endpoint;
+    }
+
+    static std::string label(const std::string &name) {
+        constexpr std::pair<std::string_view, const char *> kLabels[] = {
+            {"ep_line_id", "line"},    {"line_id", "line"},       {"ctx_id", "context"},   {"ep_id", "endpoint"},
+            {"stream_id", "stream"},   {"filedesc", "sockets"},   {"codeclist", "codecs"}, {"endpoint_id", "endpoint"},
+            {"endpoint_name", "name"}, {"endpoint_path", "path"},
+        };
+        const auto *found = std::find_if(std::begin(kLabels), std::end(kLabels),
+                                         [&name](const auto &row) { return row.first == name; });
+        return found != std::end(kLabels) ? found->second : printable(name);
+    }
+
+    std::string argument_words(const Argument &argument) const {
+        const Value &value = argument.value;
+        if (argument.name == "codeclist" && value.type == Value::Type::bytes)
+            if (const std::string codecs = codec_list_words(value.bytes); !codecs.empty())
+                return codecs;
+        if (argument.name == "type" && step_.function == "register_endpoint" && value.type == Value::Type::number)
+            return endpoint_type_words(value.number);
+        if (argument.name == "filedesc" && value.type == Value::Type::list && !full_)
+            return sockets_words(value);
+        return value_words(value);
+    }
+
+    void tell_outcome() {
+        for (const ErrorItem &error : step_.errors)
+            add(fmt::format("error {} \"{}\" \"{}\"", error.code, printable(error.description), printable(error.info)),
+                colour_of::kBad);
+        if (step_.record) {
+            tell_record(*step_.record);
+            return;
+        }
+        if (step_.result.type == Value::Type::none) {
+            if (step_.errors.empty())
+                add("no value");
+            return;
+        }
+        const bool no = step_.result.type == Value::Type::boolean && step_.result.number == 0;
+        add(value_words(step_.result), no || !step_.errors.empty() ? colour_of::kBad : colour_of::kGood);
+    }
+
+    const Step &step_;
+    bool full_;
+    std::vector<Piece> pieces_;
+};
+
+std::string lane_of(const Step &step) {
+    std::string lane = printable(step.peer.name());
+    if (!step.endpoint.empty())
+        lane += " " + printable(step.endpoint);
+    return lane;
 }
 
 } // namespace
 
-std::string ladder_line(const Step &step, bool colour) {
-    const Painter paint(colour);
-    const std::string time = paint(colour_of::kTime, clock_time(step.time_ns));
-    if (step.kind == Step::Kind::lost)
-        return time + "  " + what_happened(step, paint);
-    std::string lane = printable(step.peer.name());
-    if (!step.endpoint.empty())
-        lane += " " + printable(step.endpoint);
-    return fmt::format("{}  {:<{}} {} {}  {}", time, lane, kLaneWidth, step.towards_listener ? "-->" : "<--",
-                       printable(step.listener), what_happened(step, paint));
+std::string ladder_line(const Step &step, const Form &form) {
+    std::vector<Piece> pieces{{clock_time(step.time_ns), colour_of::kTime, 0}};
+    const size_t blanks = form.full ? 2 : 1;
+    if (step.kind != Step::Kind::lost) {
+        const std::string lane = form.full ? lane_of(step) : shortened(lane_of(step), kMostLane);
+        const size_t width = form.full ? kFullLane : kLane;
+        const size_t taken = columns_of(lane);
+        pieces.push_back({lane, nullptr, blanks});
+        pieces.push_back({step.towards_listener ? "-->" : "<--", nullptr, (taken < width ? width - taken : 0) + 1});
+        if (form.full)
+            pieces.push_back({printable(step.listener), nullptr, 1});
+    }
+    std::vector<Piece> story = Story(step, form.full).tell();
+    story.front().blanks = step.kind == Step::Kind::lost ? 2 : blanks;
+    pieces.insert(pieces.end(), story.begin(), story.end());
+    if (form.full)
+        return join(pieces, form.colour);
+    return lay_out(pieces, {std::max(form.columns, kNarrowest), form.rows, kIndent}, form.colour);
 }
 
 } // namespace voicectl

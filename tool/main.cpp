@@ -5,7 +5,6 @@
 //   voicectl watch --json   the same for programs
 //
 // Exit status: 0 done, 1 it did not happen (no voice application there, output closed), 2 wrong command line.
-#include <cstdio>
 #include <exception>
 #include <functional>
 #include <string>
@@ -14,6 +13,7 @@
 
 #include "common.h"
 #include "libvoice_plugin.h"
+#include "options.h"
 #include "watch.h"
 #include "ziltrace.h"
 
@@ -36,11 +36,16 @@ int main(int argc, char **argv) {
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            return app.exit(error) == 0 ? voicectl::kSuccess : voicectl::kUsage;
+            if (dynamic_cast<const CLI::Success *>(&error) != nullptr) { // help, version
+                app.exit(error);
+                return voicectl::kSuccess;
+            }
+            voicectl::complain(voicectl::usage_sentence(app, error));
+            return voicectl::kUsage;
         }
         return run();
     } catch (const std::exception &error) { // out of memory
-        static_cast<void>(std::fprintf(stderr, "voicectl: %s\n", error.what()));
+        voicectl::complain(error.what());
         return voicectl::kFailure;
     }
 }

@@ -11,7 +11,6 @@
 #include "identifier.h"
 #include "libvoice_meanings.h"
 #include "libvoice_plugin.h"
-#include "voice_records.h"
 
 namespace voicectl {
 
@@ -53,14 +52,36 @@ Layout layout_of(RecordKind kind) {
     return {sizeof(libvoice_param_set_t), offsetof(libvoice_param_set_t, length)};
 }
 
-std::string item_value(uint32_t id, std::span<const uint8_t> value) {
-    const auto length = static_cast<uint32_t>(value.size());
-    const int characters = voice::value_text(nullptr, 0, id, value.data(), length);
-    if (characters < 0)
+Value words_value(std::span<const uint8_t> bytes) {
+    Value value{.type = Value::Type::list};
+    for (size_t at = 0; at < bytes.size(); at += sizeof(uint32_t))
+        value.list.push_back({.type = Value::Type::number, .number = word_at(bytes, at)});
+    return value;
+}
+
+// The bytes of an item by the type that its identifier gives them.
+Value typed_value(uint32_t id, std::span<const uint8_t> bytes) {
+    const Value plain{.type = Value::Type::bytes, .bytes = {bytes.begin(), bytes.end()}};
+    const bool has_word = bytes.size() >= sizeof(uint32_t);
+    if (bytes.empty())
         return {};
-    std::string text(static_cast<size_t>(characters), '\0');
-    voice::value_text(text.data(), text.size() + 1, id, value.data(), length);
-    return text;
+    switch (voice::id_value_type(id)) {
+    case ValueType::integer:
+        return has_word ? Value{.type = Value::Type::number, .number = static_cast<int32_t>(word_at(bytes, 0))} : plain;
+    case ValueType::boolean:
+        return has_word ? Value{.type = Value::Type::boolean, .number = word_at(bytes, 0) != 0} : plain;
+    case ValueType::string: {
+        const auto end = std::find(bytes.begin(), bytes.end(), 0);
+        return {.type = Value::Type::text, .text = {bytes.begin(), end}};
+    }
+    case ValueType::hex: {
+        const libvoice_meaning *row = libvoice_meaning_of(id);
+        const bool words = row != nullptr && row->hex == 'w' && bytes.size() % sizeof(uint32_t) == 0;
+        return words ? words_value(bytes) : plain;
+    }
+    default:
+        return plain;
+    }
 }
 
 void read_items(std::span<const uint8_t> buffer, Record &record) {
@@ -77,7 +98,8 @@ void read_items(std::span<const uint8_t> buffer, Record &record) {
                 fmt::format("item {:#010x} says {} bytes, {} are left", id, length, buffer.size() - kItemHead);
             return;
         }
-        record.items.push_back({id, libvoice_param_str(id), item_value(id, buffer.subspan(kItemHead, length))});
+        const std::span<const uint8_t> value = buffer.subspan(kItemHead, length);
+        record.items.push_back({id, libvoice_param_str(id), {value.begin(), value.end()}, typed_value(id, value)});
         buffer = buffer.subspan(size);
     }
 }
@@ -104,12 +126,23 @@ Record read_record(RecordKind kind, std::span<const uint8_t> bytes) {
                            (word_at(bytes, offsetof(voice_signal_t, flags)) & VOICE_SIGNAL_STOP) != 0;
         }
     }
+    if (kind == RecordKind::stream)
+        record.stream = word_at(bytes, offsetof(voice_stream_info_t, stream));
     const uint32_t length = word_at(bytes, layout.length_at);
     const size_t arrived = bytes.size() - layout.head;
     read_items(bytes.subspan(layout.head, std::min<size_t>(length, arrived)), record);
     if (length > arrived)
         record.fault = fmt::format("{} bytes of parameters announced, {} arrived", length, arrived);
     return record;
+}
+
+std::vector<voice_codec_t> read_codec_list(std::span<const uint8_t> bytes) {
+    std::vector<voice_codec_t> codecs;
+    if (bytes.size() % sizeof(voice_codec_t) != 0)
+        return codecs;
+    for (; !bytes.empty(); bytes = bytes.subspan(sizeof(voice_codec_t)))
+        std::memcpy(&codecs.emplace_back(), bytes.data(), sizeof(voice_codec_t));
+    return codecs;
 }
 
 std::string_view short_meaning(uint32_t id) {

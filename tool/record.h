@@ -10,6 +10,9 @@
 #include <string_view>
 #include <vector>
 
+#include "value.h"
+#include "voice_records.h"
+
 namespace voicectl {
 
 enum class RecordKind { signal, event, param_set, connection, stream };
@@ -17,8 +20,9 @@ enum class RecordKind { signal, event, param_set, connection, stream };
 // One item of a parameter buffer.
 struct Item {
     uint32_t id;
-    std::string name;  // full name, or "????"
-    std::string value; // by its identifier's type; empty for signals and events. Not yet fit for a terminal
+    std::string name; // full name, or "????"
+    Bytes bytes{};    // the value as it came
+    Value value{}; // read by its type; none: a signal, an event, or no bytes. Bytes that do not fit the type stay bytes
 };
 
 struct Record {
@@ -27,12 +31,16 @@ struct Record {
     std::optional<uint32_t> identifier{}; // the head's own word, when it is a signal or event of the vocabulary
     uint32_t line = 0;                    // meaningful with an identifier only
     bool stops = false;                   // a signal that ends instead of starting
+    std::optional<uint32_t> stream{};     // number of the stream in its context, in a stream description
     std::vector<Item> items{};
     std::string fault{}; // why the rest cannot be read; empty: whole
 };
 
 // Never reads past the bytes; what is broken is said in `fault`.
 Record read_record(RecordKind kind, std::span<const uint8_t> bytes);
+
+// The codecs that an endpoint offers, best first. Empty: the bytes are no list of codec records.
+std::vector<voice_codec_t> read_codec_list(std::span<const uint8_t> bytes);
 
 // "off hook" for LIBVOICE_EVENT_al_of; empty for what the vocabulary does not hold.
 std::string_view short_meaning(uint32_t id);

@@ -3,15 +3,24 @@
 #ifndef VOICECTL_SHOW_H
 #define VOICECTL_SHOW_H
 
+#include <cstddef>
 #include <string>
 
 #include "traffic.h"
 
 namespace voicectl {
 
-// "14:03:07.482  fxs_a FXS1      --> voice_application  event  off hook  LIBVOICE_EVENT_al_of", without a line break.
-// Colours are terminal sequences; without them the line is plain text.
-std::string ladder_line(const Step &step, bool colour);
+// The form of a ladder.
+struct Form {
+    bool full = false;   // full names, every item, on one line of any length
+    bool colour = false; // terminal sequences; without them the text is plain
+    size_t columns = 80; // room of the short form
+    size_t rows = 2;
+};
+
+// "14:03:07.482 fxs_a FXS1       --> event  off hook  al_of", without a line break at its end. The short form leaves
+// out what has no room, and says so with "...".
+std::string ladder_line(const Step &step, const Form &form);
 
 // One JSON object, without a line break. tool/README.md lists its fields.
 std::string json_line(const Step &step);

@@ -46,7 +46,53 @@ bool steers_terminal(uint32_t code) {
            (code >= 0xE0000 && code <= 0xE007F);
 }
 
+// Characters of the East Asian scripts and pictures take two columns.
+bool is_wide(uint32_t code) {
+    return (code >= 0x1100 && code <= 0x115F) || (code >= 0x2E80 && code <= 0xA4CF) ||
+           (code >= 0xAC00 && code <= 0xD7A3) || (code >= 0xF900 && code <= 0xFAFF) ||
+           (code >= 0xFE30 && code <= 0xFE6F) || (code >= 0xFF00 && code <= 0xFF60) ||
+           (code >= 0xFFE0 && code <= 0xFFE6) || (code >= 0x1F300 && code <= 0x1FAFF) ||
+           (code >= 0x20000 && code <= 0x3FFFD);
+}
+
+// How much of a printable text fits into so many columns, and how many it takes.
+struct Fitting {
+    size_t bytes = 0;
+    size_t columns = 0;
+};
+
+Fitting fitting(std::string_view text, size_t columns) {
+    Fitting fits;
+    while (fits.bytes < text.size()) {
+        const Character character = first_character(text.substr(fits.bytes));
+        const size_t wide = is_wide(character.code) ? 2 : 1;
+        if (fits.columns + wide > columns)
+            break;
+        fits.columns += wide;
+        fits.bytes += character.bytes == 0 ? 1 : character.bytes;
+    }
+    return fits;
+}
+
+constexpr std::string_view kLeftOut = "...";
+
 } // namespace
+
+size_t columns_of(std::string_view text) {
+    return fitting(text, SIZE_MAX).columns;
+}
+
+std::string shortened(std::string_view text, size_t columns) {
+    if (fitting(text, columns).bytes == text.size())
+        return std::string(text);
+    const size_t room = columns > kLeftOut.size() ? columns - kLeftOut.size() : 0;
+    return std::string(text.substr(0, fitting(text, room).bytes)) + std::string(kLeftOut);
+}
+
+std::string in_quotes(std::string_view text) {
+    constexpr size_t kMost = 40;
+    return "'" + shortened(printable(text), kMost) + "'";
+}
 
 std::string printable(std::string_view text) {
     std::string shown;

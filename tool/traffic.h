@@ -12,18 +12,9 @@
 
 #include "kex_tap.h"
 #include "record.h"
+#include "value.h"
 
 namespace voicectl {
-
-// One value of a call or reply. Text is as it came: whoever shows it makes it fit.
-struct Value {
-    enum class Type { none, text, number, boolean, descriptor, bytes, list };
-    Type type = Type::none;
-    std::string text{};
-    int64_t number = 0; // numbers, booleans, descriptors
-    std::vector<uint8_t> bytes{};
-    std::vector<Value> list{};
-};
 
 struct Argument {
     std::string name;

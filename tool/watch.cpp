@@ -3,13 +3,12 @@
 #include "watch.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,9 +20,11 @@
 #include <unistd.h>
 
 #include "common.h"
+#include "connection.h"
 #include "filter.h"
-#include "kex_tap.h"
+#include "options.h"
 #include "show.h"
+#include "text.h"
 #include "traffic.h"
 
 namespace voicectl {
@@ -33,22 +34,26 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kTick{200}; // how often waits are looked at, and how often a lost bus is tried
-constexpr size_t kWhy = 256;
+constexpr milliseconds kTick{200};      // how often waits are looked at, and how often a lost bus is tried
+constexpr milliseconds kPatience{2000}; // a name that nothing has come by after it is perhaps misspelt
+constexpr const char *kEnvironment =
+    "Environment:\n"
+    "  ZIL_VOIP_IPC_SOCKET_URI     Where the voice application listens, kex://ipc:[PATH]\n"
+    "  NO_COLOR                    When set and not empty, no colours on a terminal\n"
+    "  COLUMNS                     Width of a terminal that does not know its own\n";
+constexpr size_t kUsualColumns = 80;
+constexpr size_t kMostColumns = 10'000;
+constexpr size_t kRows = 2; // of a message on a terminal
 
 struct Options {
-    std::string uri;
+    std::string socket; // empty: where the environment says
     Filter filter;
     bool json = false;
+    bool full = false;
     bool reconnect = false;
     uint64_t count = 0; // 0: no limit
     double seconds = 0; // 0: no limit
 };
-
-struct CloseTap {
-    void operator()(kex_tap_t *tap) const { kex_tap_close(tap); }
-};
-using Tap = std::unique_ptr<kex_tap_t, CloseTap>;
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -56,11 +61,29 @@ void stop(int) {
     stopped = 1;
 }
 
+// A terminal that does not know its width may have it in its environment.
+size_t environment_columns() {
+    const char *text = std::getenv("COLUMNS");
+    const unsigned long columns = text == nullptr ? 0 : std::strtoul(text, nullptr, 10);
+    return columns == 0 || columns > kMostColumns ? kUsualColumns : columns;
+}
+
+// On a terminal rows are broken between words. Elsewhere a message is one line, for grep and the like, as long as the
+// rows that it would have.
+Form form_of(const Options &options) {
+    if (options.full)
+        return {.full = true, .colour = wants_colour()};
+    if (isatty(STDOUT_FILENO) == 0)
+        return {.columns = kRows * kUsualColumns, .rows = 1};
+    const size_t columns = terminal_columns();
+    return {.colour = wants_colour(), .columns = columns != 0 ? columns : environment_columns(), .rows = kRows};
+}
+
 // One run of the subcommand.
 class Watch {
 public:
     explicit Watch(Options options)
-        : options_(std::move(options)), colour_(!options_.json && wants_colour()), end_(Clock::time_point::max()) {
+        : options_(std::move(options)), address_(address_of(options_.socket)), end_(Clock::time_point::max()) {
         if (options_.seconds > 0)
             end_ = Clock::now() +
                    std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options_.seconds));
@@ -68,16 +91,19 @@ public:
 
     int run() {
         bool was_connected = false;
+        for (const std::string &function : options_.filter.functions)
+            if (!is_known_function(function))
+                complain("no function " + in_quotes(function) + " in the voice system; another program may have it");
         while (!done()) {
             std::string why;
-            Tap tap = open(why);
+            Tap tap = open_tap(address_, why);
             if (tap != nullptr) {
                 was_connected = true;
-                tell(fmt::format("watching {}", options_.uri));
+                complain("watching " + printable(address_.uri));
                 follow(*tap);
                 traffic_.clear();
                 if (!done())
-                    tell("the voice application is gone");
+                    complain("the voice application is gone");
             } else if (!options_.reconnect) {
                 complain(why);
                 return kFailure;
@@ -94,27 +120,25 @@ private:
     bool done() const { return stopped != 0 || broken_pipe_ || counted_out() || Clock::now() >= end_; }
     bool counted_out() const { return options_.count != 0 && shown_ >= options_.count; }
 
-    // What is said about the watching itself goes to standard error, so that standard output holds messages only.
-    static void tell(const std::string &text) { complain(text); }
-
-    Tap open(std::string &why) const {
-        char reason[kWhy] = "";
-        Tap tap(kex_tap_open(options_.uri.c_str(), reason, sizeof reason));
-        why = reason;
-        return tap;
-    }
-
     // Shows what passes until the end of the run or of the bus.
     void follow(kex_tap_t &tap) {
+        Unseen unseen(options_.filter);
+        Clock::time_point patience = Clock::now() + kPatience;
         while (!done()) {
             kex_tap_record_t record{};
             const int found = kex_tap_next(&tap, &record);
             if (found < 0)
-                return;
+                break;
             if (found > 0) {
-                if (const std::optional<Step> step = traffic_.next(record))
+                if (const std::optional<Step> step = traffic_.next(record)) {
+                    unseen.note(*step);
                     show(*step);
+                }
                 continue;
+            }
+            if (Clock::now() >= patience && unseen.something_came()) {
+                tell_unseen(unseen);
+                patience = Clock::time_point::max();
             }
             for (const Step &step : traffic_.overdue(now_ns()))
                 show(step);
@@ -123,6 +147,14 @@ private:
             wait(kex_tap_descriptor(&tap));
         }
         std::fflush(stdout);
+        if (patience != Clock::time_point::max())
+            tell_unseen(unseen);
+    }
+
+    // What is said about the watching itself goes to standard error, so that standard output holds messages only.
+    static void tell_unseen(const Unseen &unseen) {
+        for (const std::string &sentence : unseen.sentences())
+            complain(sentence);
     }
 
     // Until something may be there, a tick has passed, or nobody reads the output any more.
@@ -138,14 +170,14 @@ private:
     void show(const Step &step) {
         if (counted_out() || !options_.filter.passes(step))
             return;
-        const std::string line = (options_.json ? json_line(step) : ladder_line(step, colour_)) + "\n";
+        const std::string line = (options_.json ? json_line(step) : ladder_line(step, form_of(options_))) + "\n";
         if (std::fputs(line.c_str(), stdout) == EOF)
             broken_pipe_ = true;
         ++shown_;
     }
 
     Options options_;
-    bool colour_;
+    Address address_;
     bool broken_pipe_ = false;
     uint64_t shown_ = 0;
     Clock::time_point end_;
@@ -165,37 +197,27 @@ int watch(const Options &options) {
 
 void add_watch(CLI::App &app, std::function<int()> &run) {
     const auto options = std::make_shared<Options>();
-    options->uri = default_uri();
-    CLI::App *watch_command =
-        app.add_subcommand("watch", "Show all that passes between the voice application and its plugins");
-    watch_command
-        ->add_option_function<std::string>(
-            "-s,--socket", [options](const std::string &path) { options->uri = "kex://ipc:[" + path + "]"; },
-            "The voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)")
-        ->option_text("PATH");
+    CLI::App &command =
+        *app.add_subcommand("watch", "Show all that passes between the voice application and its plugins");
+    command.footer(kEnvironment);
     Filter &filter = options->filter;
-    watch_command->add_option("-e,--endpoint", filter.endpoints, "Only this endpoint: FXS1, or fxs_a.FXS1")
-        ->option_text("NAME ...");
-    watch_command->add_option("-p,--plugin", filter.plugins, "Only this plugin")->option_text("NAME ...");
-    watch_command->add_option("-f,--function", filter.functions, "Only calls of this function, and their replies")
-        ->option_text("NAME ...");
-    watch_command->add_option("-k,--package", filter.packages, "Only messages of this package: al, cg, zil ...")
-        ->option_text("NAME ...");
-    const std::map<std::string, Filter::Direction> directions{
-        {"both", Filter::Direction::both}, {"in", Filter::Direction::in}, {"out", Filter::Direction::out}};
-    watch_command
-        ->add_option("-d,--direction", filter.direction, "in: what plugins ask; out: what the application asks")
-        ->transform(CLI::CheckedTransformer(directions))
-        ->option_text("in|out|both");
-    watch_command->add_flag("-j,--json", options->json, "One JSON object per line");
-    watch_command->add_option("-n,--count", options->count, "End after so many lines")
-        ->check(CLI::PositiveNumber)
-        ->option_text("N");
-    watch_command->add_option("--for", options->seconds, "End after so many seconds")
-        ->check(CLI::PositiveNumber)
-        ->option_text("SECONDS");
-    watch_command->add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
-    watch_command->callback([options, &run] { run = [options] { return watch(*options); }; });
+    add_path_option(command, "-s,--socket", options->socket,
+                    "The voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
+    add_names_option(command, "-e,--endpoint", filter.endpoints, "Only this endpoint: FXS1, or fxs_a.FXS1");
+    add_names_option(command, "-p,--plugin", filter.plugins, "Only this plugin");
+    add_names_option(command, "-f,--function", filter.functions, "Only calls of this function, and their replies");
+    add_names_option(command, "-k,--package", filter.packages, "Only messages of this package: al, cg, zil ...",
+                     package_problem);
+    add_choice_option<Filter::Direction>(
+        command, "-d,--direction", filter.direction,
+        {{"in", Filter::Direction::in}, {"out", Filter::Direction::out}, {"both", Filter::Direction::both}},
+        "in: what plugins ask; out: what the application asks");
+    command.add_flag("-j,--json", options->json, "One JSON object per line");
+    command.add_flag("-l,--long", options->full, "Full names and every value, on one line of any length");
+    add_count_option(command, "-n,--count", options->count, "End after so many messages");
+    add_seconds_option(command, "--for", options->seconds, "End after so many seconds");
+    command.add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
+    command.callback([options, &run] { run = [options] { return watch(*options); }; });
 }
 
 } // namespace voicectl

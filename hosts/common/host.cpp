@@ -69,7 +69,7 @@ void host_option(int code, const char *value, const char *help) {
         fputs(help, stdout);
         exit(0);
     case HOST_OPTION_VERSION:
-        printf("%s (libvoice_plugin %s)\n", LIBVOICE_VERSION, libvoice_version());
+        printf("%s %s (libvoice_plugin %s)\n", program_invocation_short_name, LIBVOICE_VERSION, libvoice_version());
         exit(0);
     default: // getopt_long has said what it does not know
         fputs("Try --help.\n", stderr);

@@ -42,12 +42,12 @@ def test_every_step_happens(system):
     shown = "\n".join(lines)
     for part in (
         "register_endpoint answered",
-        "off hook  LIBVOICE_EVENT_al_of",
+        "event  off hook  al_of",
         "101 hears sound",
         "201 displays 101",
-        "  modify ",
-        "  add_stream ",
-        "  exit  reason 32",
+        "<-- modify  both ways  PCMU ",
+        "<-- add_stream ",
+        "<-- exit  reason 32",
         "createDspChannel answered  true",
         "101 displays 03012345678",
     ):

@@ -1,11 +1,18 @@
 # SPDX-License-Identifier: MIT
 """voicectl watch beside a running system: what it shows, and that nothing it does is felt."""
 
+import contextlib
+import fcntl
 import json
 import os
 import pty
+import re
 import signal
+import socket
+import struct
 import subprocess
+import termios
+import threading
 import time
 
 import pytest
@@ -31,31 +38,166 @@ def run(system, *arguments, **options):
 def test_status_and_error_without_an_application(system):
     status, out, err = run(system, "watch")
     assert (status, out) == (1, "")
-    assert err.startswith("voicectl: ") and str(system.socket) in err and err.count("\n") == 1
+    assert err == (
+        f"voicectl: no socket {system.socket}: is voice_application running? "
+        "(the path is that of ZIL_VOIP_IPC_SOCKET_URI; --socket gives another)\n"
+    )
+
+
+def plain_file(folder):
+    (folder / "file").write_text("")
+    return folder / "file"
+
+
+def left_socket(folder):
+    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as listener:
+        listener.bind(str(folder / "left"))
+    return folder / "left"
+
+
+def other_kind(folder, stack):
+    listener = stack.enter_context(socket.socket(socket.AF_UNIX, socket.SOCK_STREAM))
+    listener.bind(str(folder / "stream"))
+    listener.listen()
+    return folder / "stream"
+
+
+def test_why_nothing_is_watched(system):
+    """Each reason by its name, and which option or variable it comes from."""
+    with contextlib.ExitStack() as stack:
+        for path, reason in [
+            (plain_file(system.folder), "nobody listens on {}: is voice_application running?"),
+            (left_socket(system.folder), "nobody listens on {}: is voice_application running?"),
+            (other_kind(system.folder, stack), "{} is not the socket of a voice application"),
+            (system.folder / "none" / "bus", "no socket {}: is voice_application running?"),
+        ]:
+            assert run(system, "watch", "--socket", path) == (
+                1,
+                "",
+                f"voicectl: {reason.format(path)} (the path is that of --socket)\n",
+            )
+    system.environment["ZIL_VOIP_IPC_SOCKET_URI"] = "ipc:/tmp/x\x1b[2J"
+    assert run(system, "watch") == (
+        1,
+        "",
+        "voicectl: 'ipc:/tmp/x\\x1B[2J' is no address: it is written kex://ipc:[PATH] "
+        "(the path is that of ZIL_VOIP_IPC_SOCKET_URI; --socket gives another)\n",
+    )
+
+
+COUNT = "--count is a whole number from 1 to 1000000000000, not "
+SECONDS = "--for is a number of seconds above 0, 31536000 at most, not "
+HUGE = "9" * 400
+CUT = "9" * 37 + "..."
+WRONG = [
+    ([], "what to do is missing. Try voicectl --help."),
+    (["look"], "no subcommand 'look'. Try voicectl --help."),
+    (["--no-such"], "no option '--no-such'. Try voicectl --help."),
+    (["watch", "--no-such"], "no option '--no-such'."),
+    (["watch", "-jx"], "no option '-x'."),
+    (["watch", "more"], "'more' is not expected here."),
+    (["watch", ""], "'' is not expected here."),
+    (["watch", "--direction", "up"], "--direction is in, out or both, not 'up'."),
+    (["watch", "--direction", ""], "--direction is in, out or both, not ''."),
+    (["watch", "--direction"], "--direction wants a value."),
+    (["watch", "--count", "0"], COUNT + "'0'."),
+    (["watch", "--count", "-1"], COUNT + "'-1'."),
+    (["watch", "--count", "1.5"], COUNT + "'1.5'."),
+    (["watch", "--count", "many"], COUNT + "'many'."),
+    (["watch", "--count", HUGE], COUNT + f"'{CUT}'."),
+    (["watch", "--count", ""], COUNT + "''."),
+    (["watch", "--count"], "--count wants a value."),
+    (["watch", "--for", "0"], SECONDS + "'0'."),
+    (["watch", "--for", "-1"], SECONDS + "'-1'."),
+    (["watch", "--for", "nan"], SECONDS + "'nan'."),
+    (["watch", "--for", "inf"], SECONDS + "'inf'."),
+    (["watch", "--for", "1e400"], SECONDS + "'1e400'."),
+    (["watch", "--for", HUGE], SECONDS + f"'{CUT}'."),
+    (["watch", "--for", "soon"], SECONDS + "'soon'."),
+    (["watch", "--for", b"\xff1"], SECONDS + "'\\xFF1'."),
+    (["watch", "--for", ""], SECONDS + "''."),
+    (["watch", "--for"], "--for wants a value."),
+    (["watch", "--socket", ""], "--socket is a path of 1 to 107 characters, not ''."),
+    (["watch", "--socket", "/" + "9" * 107], "--socket is a path of 1 to 107 characters, not '/" + "9" * 36 + "...'."),
+    (["watch", "--socket"], "--socket wants a value."),
+    (["watch", "--endpoint", ""], "--endpoint wants a name, not an empty one."),
+    (["watch", "--endpoint"], "--endpoint wants a value."),
+    (["watch", "--plugin", "fxs1", ""], "--plugin wants a name, not an empty one."),
+    (["watch", "--function", ""], "--function wants a name, not an empty one."),
+    (["watch", "--package", ""], "--package wants a name, not an empty one."),
+    (
+        ["watch", "--package", "al", "all"],
+        "no package 'all'; there are ajb al alert andisp callsrv cg ct ctyp dd dg fax fxo fxoen g "
+        "ipfax nt root rtp sdp srvtn tdmc tonedet tonegen xal zil.",
+    ),
+    (["watch", "--package", b"\xff\x1b[2J"], "no package '\\xFF\\x1B[2J'; there are "),
+]
+
+
+@pytest.mark.parametrize(
+    "arguments, sentence", WRONG, ids=lambda value: str(value)[:40] if isinstance(value, list) else ""
+)
+def test_wrong_command_line_is_status_two(system, arguments, sentence):
+    status, out, err = run(system, *arguments)
+    assert (status, out) == (2, "")
+    assert err.startswith(f"voicectl: {sentence}") and err.endswith("--help.\n") and err.count("\n") == 1
 
 
 @pytest.mark.parametrize(
     "arguments",
-    [
-        [],
-        ["look"],
-        ["watch", "--no-such"],
-        ["watch", "--direction", "up"],
-        ["watch", "--count", "0"],
-        ["watch", "--for", "-1"],
-        ["watch", "more"],
-    ],
-    ids=lambda words: " ".join(words) or "nothing",
+    [["--socket", b"/tmp/\xff\xfe"], ["--endpoint", b"\xff"], ["--plugin", HUGE]],
+    ids=["socket", "endpoint", "plugin"],
 )
-def test_wrong_command_line_is_status_two(system, arguments):
-    status, out, err = run(system, *arguments)
-    assert status == 2 and err != "" and out == ""
+def test_odd_values_that_could_be_are_taken(system, arguments):
+    """No socket there, but no wrong command line either; what was given cannot steer the terminal."""
+    status, out, err = run(system, "watch", *arguments)
+    assert (status, out) == (1, "") and "is voice_application running?" in err and err.rstrip("\n").isprintable()
+
+
+def test_option_given_twice_counts_at_its_last(system):
+    system.start_application()
+    assert run(system, "watch", "--for", "100000", "--for", "0.1")[0] == 0
 
 
 def test_help_and_version(system):
-    for arguments in (["--help"], ["--version"], ["watch", "--help"]):
+    for arguments in (["--help"], ["watch", "--help"]):
         status, out, _ = run(system, *arguments)
         assert status == 0 and out != ""
+    for program in ("voicectl", "voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin"):
+        done = subprocess.run(
+            [system.bin / program, "--version"], capture_output=True, text=True, timeout=20, check=True
+        )
+        assert re.fullmatch(rf"{program} \d+\.\d+\.\d+.*\n", done.stdout)
+
+
+def test_unknown_function_is_said(system):
+    system.start_application()
+    status, _, err = run(system, "watch", "--function", "regster_plugin", "event", "--for", "0.1")
+    assert (
+        status == 0
+        and err.splitlines()[0]
+        == "voicectl: no function 'regster_plugin' in the voice system; another program may have it"
+    )
+    assert "'event'" not in err
+
+
+def test_names_that_never_show_are_said(system):
+    system.start_application()
+    plugin = system.start_fxs("fxs1")
+    watcher = system.start(
+        "voicectl", "voicectl", "watch", "--plugin", "fxs9", "fxs_plugin", "--endpoint", "FXS7", "FXS1"
+    )
+    watcher.err.expect("watching")
+    plugin.ask("1 off")
+    watcher.err.expect("^voicectl: nothing of a plugin 'fxs9' so far; seen: fxs1$")
+    watcher.err.expect("^voicectl: nothing of an endpoint 'FXS7' so far; seen: fxs1$")
+    assert watcher.terminate() == 0
+    assert len([line for line in watcher.err.all if "so far" in line]) == 2  # each once
+    # A short look says it at its end.
+    assert (
+        "voicectl: nothing of a plugin 'fxs9' so far; no plugin has come by\n"
+        in run(system, "watch", "--plugin", "fxs9", "--for", "0.1")[2]
+    )
 
 
 def test_count_ends_it(system):
@@ -121,68 +263,192 @@ def test_reader_that_leaves_ends_it(system):
     assert application.running
 
 
-def test_ladder_without_a_terminal_is_plain_and_complete(system):
+CALL = [
+    " fxs_plugin +--> connected, process ",
+    " fxs1 +--> register_plugin$",
+    ' fxs1 +<-- init  country "DE"$',
+    " fxs1 FXS1 +--> register_endpoint  type FXS  codecs PCMA PCMU$",
+    " fxs1 FXS1 +<-- register_endpoint answered  0  after ",
+    " fxs2 FXS2 +<-- register_endpoint answered  3  after ",
+    " fxs1 FXS1 +--> event  off hook  al_of$",
+    " fxs1 FXS1 +<-- signal  dial tone  cg_dt$",
+    " fxs2 FXS1 +<-- signal  ring  al_ri  cadence 1000/4000 ms  25 Hz$",
+    " fxs2 FXS1 +--> event  off hook  al_of$",
+    " fxs1 FXS1 +<-- create  both ways  PCMA 20 ms payload 8  line 0  sockets [0-9]+ [0-9]+ -$",
+    " fxs1 FXS1 +--> event  on hook  al_on$",
+    " fxs1 FXS1 +--> event  call statistics  zil_call_stats  sent [0-9]+ packets \\([0-9]+ bytes\\)  received [0-9]+ \\([0-9]+\\)  lost 0",
+]
+
+
+def test_ladder_without_a_terminal_is_one_plain_line_a_message(system):
     system.start_application()
     ladder = system.start("voicectl", "voicectl", "watch")
     ladder.err.expect("watching")
     first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
     talk(first, "201", second)
-    for pattern in [
-        "fxs_plugin +--> voice_application +connected, process ",
-        "fxs1 +--> voice_application +register_plugin ",
-        'fxs1 +<-- voice_application +init +country "DE"',
-        "fxs1 FXS1 +--> voice_application +register_endpoint ",
-        "fxs1 FXS1 +<-- voice_application +register_endpoint answered +0 +after ",
-        "fxs2 FXS2 +<-- voice_application +register_endpoint answered +3 +after ",
-        "fxs1 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
-        "fxs1 FXS1 +<-- voice_application +signal +dial tone +LIBVOICE_SIGNAL_cg_dt",
-        "fxs2 FXS1 +<-- voice_application +signal +.* +LIBVOICE_SIGNAL_al_ri",
-        "fxs2 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
-    ]:
+    first.ask("1 on")
+    for pattern in CALL:
         ladder.expect(pattern)
     assert not any("\x1b" in line for line in ladder.out.all)
+    assert all(re.match(r"\d\d:\d\d:\d\d\.\d{3} ", line) and len(line) <= 160 for line in ladder.out.all)
+
+
+def test_caller_display_and_empty_items_in_words(system):
+    application = system.start_application()
+    ladder = system.start("voicectl", "voicectl", "watch", "--function", "signal", "get", "set")
+    ladder.err.expect("watching")
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first.ask("1 off")
+    first.ask("1 dial 201")
+    second.expect("displays")
+    ladder.expect(
+        r' fxs2 FXS1 +<-- signal  display data  andisp_data  shows 101 "FXS1" at \d\d-\d\d \d\d:\d\d for 201  alerting signal 0$'
+    )
+    application.ask("set 101 tdmc_gain -3")
+    ladder.expect(" fxs1 FXS1 +<-- set  endpoint number 0  gain -3 dB$")
+    application.ask("get 101 tdmc_gain")
+    ladder.expect(" fxs1 FXS1 +<-- get  endpoint number 0  gain$")
+    ladder.expect(" fxs1 FXS1 +--> get answered  endpoint number 0  gain -3 dB  after ")
+    application.ask("mwi 102 3")
+    ladder.expect(" fxs1 FXS2 +<-- signal  display data  andisp_data  shows 3 messages, lamp on, at ")
+
+
+def test_long_form_has_full_names(system):
+    system.start_application()
+    ladder = system.start("voicectl", "voicectl", "watch", "--long")
+    ladder.err.expect("watching")
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    talk(first, "201", second)
+    first.ask("1 on")
+    for pattern in [
+        'fxs1 FXS1 +--> voice_application +register_endpoint +endpoint_path "fxs1.EndPoint.FXS1" +type FXS +codeclist PCMA PCMU$',
+        "fxs1 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
+        "fxs2 FXS1 +<-- voice_application +signal +ring +LIBVOICE_SIGNAL_al_ri +LIBVOICE_PARAM_al_ri_cad 1000/4000 ms +"
+        "LIBVOICE_PARAM_al_ri_freq 25 Hz$",
+        "fxs1 FXS1 +<-- voice_application +create .*LIBVOICE_PARAM_sdp_upstream_codec PCMA .*filedesc \\[fd [0-9]+, fd [0-9]+, fd -\\]$",
+        "LIBVOICE_EVENT_zil_call_stats .*LIBVOICE_PARAM_zil_call_stats_discarded [0-9]+ .*_tsLastRxRtpInUs [0-9]+$",
+    ]:
+        ladder.expect(pattern)
+
+
+def on_terminal(system, columns, *arguments, environment=None):
+    """What the tool wrote to a terminal of so many columns while a call was made."""
+    try:
+        ours, theirs = pty.openpty()
+    except OSError as problem:
+        pytest.skip(f"no terminals here: {problem}")
+    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+    tool = subprocess.Popen(
+        [system.bin / "voicectl", "watch", *arguments],
+        env={**system.environment, "TERM": "xterm", **(environment or {})},
+        stdout=theirs,
+        stderr=subprocess.PIPE,
+    )
+    os.close(theirs)
+    tool.stderr.readline()
+    written = []
+
+    def read():
+        with contextlib.suppress(OSError):  # the terminal's other end is closed
+            while data := os.read(ours, 65536):
+                written.append(data)
+
+    reader = threading.Thread(target=read)
+    reader.start()
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    talk(first, "201", second)
+    first.ask("1 on")
+    second.expect("hears busy-tone$")
+    for plugin in (first, second):
+        assert plugin.terminate() == 0
+    until("both plugins have left", lambda: b"".join(written).count(b"closed") == 2)
+    tool.terminate()
+    assert tool.wait(20) == 0
+    reader.join()
+    os.close(ours)
+    tool.stderr.close()
+    return b"".join(written).decode().replace("\r\n", "\n")
+
+
+@pytest.mark.parametrize(
+    "columns, environment, width",
+    [(80, {}, 80), (100, {}, 100), (0, {"COLUMNS": "90"}, 90), (0, {"COLUMNS": "-4x"}, 80), (0, {}, 80)],
+)
+def test_message_takes_two_rows_of_a_terminal_at_most(system, columns, environment, width):
+    system.start_application()
+    rows = on_terminal(system, columns, environment={"NO_COLOR": "1", **environment}).splitlines()
+    assert len(rows) > 30 and max(map(len, rows)) <= width
+    indents = "".join("m" if re.match(r"\d\d:", row) else "-" if row.startswith(" " * 14) else "?" for row in rows)
+    assert re.fullmatch("(m-?)+", indents)
+    text = "\n".join(rows)
+    assert re.search(r"fxs2 FXS1      <-- signal  ring  al_ri  cadence 1000/4000 ms  25 Hz$", text, re.MULTILINE)
+    assert re.search(r"call statistics  zil_call_stats(  |\n {14})sent \d+ packets \(\d+ bytes\)", text)
 
 
 def test_colour_on_a_terminal_unless_asked_not_to(system):
     system.start_application()
-
-    def shown(environment):
-        try:
-            ours, theirs = pty.openpty()
-        except OSError as problem:
-            pytest.skip(f"no terminal here: {problem}")
-        tool = subprocess.Popen(
-            [system.bin / "voicectl", "watch", "--count", "1"],
-            env={**system.environment, **environment},
-            stdout=theirs,
-            stderr=subprocess.PIPE,
-        )
-        os.close(theirs)
-        tool.stderr.readline()
-        plugin = system.start_fxs("fxs1")
-        assert tool.wait(20) == 0
-        text = os.read(ours, 4096)
-        os.close(ours)
-        tool.stderr.close()
-        plugin.kill()
-        return text
-
-    assert b"\x1b[" in shown({"TERM": "xterm"})
-    assert b"\x1b[" not in shown({"TERM": "xterm", "NO_COLOR": "1"})
-    assert b"\x1b[" not in shown({"TERM": "dumb"})
+    assert "\x1b[" in on_terminal(system, 80)
+    assert "\x1b[" not in on_terminal(system, 80, environment={"NO_COLOR": "1"})
+    assert "\x1b[" not in on_terminal(system, 80, environment={"TERM": "dumb"})
 
 
 def test_text_from_the_bus_cannot_steer_the_terminal(system):
     system.start_application()
     ladder = system.start("voicectl", "voicectl", "watch")
     ladder.err.expect("watching")
+    full = system.start("voicectl", "voicectl", "watch", "--long")
+    full.err.expect("watching")
     with RawPeer.connect(system.socket, name="\x1b[2Jraw\r") as peer:
         peer.call(APPLICATION, "\x1b]0;title\x07", [("\x9b2J", "\x1b[31m\u202e")])
         peer.call(APPLICATION, "deregister_plugin", [("plugin_name", "a\nb")])
-    ladder.expect("deregister_plugin")
-    ladder.expect("closed")
-    for line in ladder.out.all:
-        assert line.isprintable(), repr(line)
+        peer.call(APPLICATION, "f" * 200, [("n" * 200, "t" * 20000)])
+        peer.call(APPLICATION, "event", [("plugin_name", "p" * 2000), ("event", b"\xff" * 3000)])
+    for shown in (ladder, full):
+        shown.expect("deregister_plugin")
+        shown.expect("closed")
+        for line in shown.out.all:
+            assert line.isprintable(), repr(line)
+    assert max(map(len, ladder.out.all)) <= 160
+
+
+def items(message):
+    return {item["name"].removeprefix("LIBVOICE_PARAM_"): item for item in message["record"]["items"]}
+
+
+def test_json_holds_typed_values_and_bytes(system):
+    application = system.start_application()
+    watcher = system.start_watcher()
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    message = watcher.expect_message(function="register_endpoint", kind="call")
+    assert [(codec["codec"], codec["name"]) for codec in message["codecs"]] == [(8, "PCMA"), (0, "PCMU")]
+    assert len(bytes.fromhex(message["arguments"]["codeclist"]["hex"])) == 32
+    first.ask("1 off")
+    first.ask("1 dial 201")
+    ring = items(watcher.expect_message(name="LIBVOICE_SIGNAL_al_ri"))
+    assert ring["al_ri_cad"]["value"] == [1000, 4000] and ring["al_ri_cad"]["text"] == "1000/4000 ms"
+    assert struct.unpack("=2I", bytes.fromhex(ring["al_ri_cad"]["bytes"])) == (1000, 4000)
+    assert ring["al_ri_freq"]["value"] == 25 and ring["al_ri_freq"]["text"] == "25 Hz"
+    shown = items(watcher.expect_message(name="LIBVOICE_SIGNAL_andisp_data"))["andisp_data_db"]
+    assert {key: shown["value"][key] for key in ("kind", "number", "name", "called")} == {
+        "kind": "call",
+        "number": "101",
+        "name": "FXS1",
+        "called": "201",
+    }
+    assert re.fullmatch(r"\d{8}", shown["value"]["time"])
+    block = bytes.fromhex(bytes.fromhex(shown["bytes"]).rstrip(b"\0").decode())
+    assert block[0] == 0x80 and block[-1] == sum(block[:-1]) % 256
+    second.ask("1 off")
+    media = items(watcher.expect_message(function="create"))
+    assert media["sdp_upstream_codec"]["value"] == 8 and media["sdp_upstream_codec"]["text"] == "PCMA"
+    application.ask("get 101 tdmc_gain")
+    gain = items(watcher.expect_message(function="get", kind="call"))["tdmc_gain"]
+    assert (gain["value"], gain["bytes"], gain["text"]) == (None, "", "")
+    gain = items(watcher.expect_message(function="get", kind="reply"))["tdmc_gain"]
+    assert (gain["value"], gain["text"]) == (0, "0 dB") and len(gain["bytes"]) == 8
+    first.ask("1 on")
+    statistics = items(watcher.expect_message(name="LIBVOICE_EVENT_zil_call_stats"))
+    assert isinstance(statistics["zil_call_stats_txpkts"]["value"], int)
 
 
 def test_filters(system):

@@ -20,19 +20,67 @@ TEST(Record, EventWithoutParameters) {
     EXPECT_EQ(record.fault, "");
 }
 
-TEST(Record, ValuesAreWrittenAsTheDumpWritesThem) {
+TEST(Record, ValuesAreReadByTheirTypes) {
+    Bytes cadence;
+    append_word(cadence, 1000);
+    append_word(cadence, 4000);
     Bytes parameters;
-    add_word(parameters, LIBVOICE_PARAM_al_of_init, 1);
+    add_word(parameters, LIBVOICE_PARAM_al_of_init, 2);
     add_text(parameters, LIBVOICE_PARAM_zil_country, "FR");
     add_word(parameters, LIBVOICE_PARAM_al_ri_freq, static_cast<uint32_t>(-25));
-    add_word(parameters, LIBVOICE_PARAM_al_ri_cad, 1000);
+    add_item(parameters, LIBVOICE_PARAM_al_ri_cad, cadence);
+    add_item(parameters, LIBVOICE_PARAM_zil_fxs_power, {1, 2, 3});
+    const Record record = read_record(RecordKind::param_set, set_bytes(parameters));
+    ASSERT_EQ(record.items.size(), 5u);
+    EXPECT_EQ(record.items[0].name, "LIBVOICE_PARAM_al_of_init");
+    EXPECT_EQ(record.items[0].value.type, Value::Type::boolean);
+    EXPECT_EQ(record.items[0].value.number, 1);
+    EXPECT_EQ(record.items[1].value.type, Value::Type::text);
+    EXPECT_EQ(record.items[1].value.text, "FR");
+    EXPECT_EQ(record.items[2].value.type, Value::Type::number);
+    EXPECT_EQ(record.items[2].value.number, -25);
+    ASSERT_EQ(record.items[3].value.type, Value::Type::list);
+    ASSERT_EQ(record.items[3].value.list.size(), 2u);
+    EXPECT_EQ(record.items[3].value.list[1].number, 4000);
+    EXPECT_EQ(record.items[4].value.type, Value::Type::bytes);
+    EXPECT_EQ(record.items[4].bytes, (Bytes{1, 2, 3}));
+}
+
+TEST(Record, ItemWithoutAValueIsEmptyAndNotZero) {
+    Bytes parameters;
+    for (const uint32_t id : {LIBVOICE_PARAM_tdmc_gain, LIBVOICE_PARAM_zil_country, LIBVOICE_PARAM_al_ri_cad,
+                              LIBVOICE_PARAM_al_of_init, LIBVOICE_EVENT_al_of})
+        add_item(parameters, id, {});
+    const Record record = read_record(RecordKind::param_set, set_bytes(parameters));
+    ASSERT_EQ(record.items.size(), 5u);
+    for (const Item &item : record.items) {
+        EXPECT_EQ(item.value.type, Value::Type::none) << item.name;
+        EXPECT_TRUE(item.bytes.empty()) << item.name;
+    }
+}
+
+TEST(Record, BytesThatDoNotFitTheTypeStayBytes) {
+    Bytes parameters;
+    add_item(parameters, LIBVOICE_PARAM_tdmc_gain, {1, 2, 3});
+    add_item(parameters, LIBVOICE_PARAM_al_of_init, {1});
+    add_item(parameters, LIBVOICE_PARAM_al_ri_cad, {1, 2, 3, 4, 5});
+    add_item(parameters, LIBVOICE_EVENT_al_of, {7});
     const Record record = read_record(RecordKind::param_set, set_bytes(parameters));
     ASSERT_EQ(record.items.size(), 4u);
-    EXPECT_EQ(record.items[0].name, "LIBVOICE_PARAM_al_of_init");
-    EXPECT_EQ(record.items[0].value, "true");
-    EXPECT_EQ(record.items[1].value, "FR");
-    EXPECT_EQ(record.items[2].value, "-25");
-    EXPECT_EQ(record.items[3].value, "0x000003e8");
+    for (const Item &item : record.items) {
+        EXPECT_EQ(item.value.type, Value::Type::bytes) << item.name;
+        EXPECT_EQ(item.value.bytes, item.bytes) << item.name;
+    }
+}
+
+TEST(Record, TextEndsAtItsTerminatorOrWithItsItem) {
+    Bytes parameters;
+    add_item(parameters, LIBVOICE_PARAM_zil_country, {'D', 'E', 0, 'x'});
+    add_item(parameters, LIBVOICE_PARAM_zil_country, {'D', 'E'});
+    const Record record = read_record(RecordKind::param_set, set_bytes(parameters));
+    ASSERT_EQ(record.items.size(), 2u);
+    for (const Item &item : record.items)
+        EXPECT_EQ(item.value.text, "DE");
 }
 
 TEST(Record, TextWithBlanksStaysWhole) {
@@ -40,7 +88,7 @@ TEST(Record, TextWithBlanksStaysWhole) {
     add_text(parameters, LIBVOICE_PARAM_g_cause_failurecause, "no such codec ");
     const Record record = read_record(RecordKind::event, event_bytes(0, LIBVOICE_EVENT_g_cause, parameters));
     ASSERT_EQ(record.items.size(), 1u);
-    EXPECT_EQ(record.items[0].value, "no such codec ");
+    EXPECT_EQ(record.items[0].value.text, "no such codec ");
 }
 
 TEST(Record, SignalAsAnItemHasNoValue) {
@@ -49,7 +97,7 @@ TEST(Record, SignalAsAnItemHasNoValue) {
     const Record record = read_record(RecordKind::signal, signal_bytes(1, LIBVOICE_SIGNAL_cg_rt, parameters));
     ASSERT_EQ(record.items.size(), 1u);
     EXPECT_EQ(record.items[0].name, "LIBVOICE_SIGNAL_cg_rt");
-    EXPECT_EQ(record.items[0].value, "");
+    EXPECT_EQ(record.items[0].value.type, Value::Type::none);
 }
 
 TEST(Record, SignalThatStops) {
@@ -73,7 +121,8 @@ TEST(Record, MediaDescriptions) {
          {read_record(RecordKind::connection, connection), read_record(RecordKind::stream, stream)}) {
         ASSERT_EQ(record.items.size(), 1u);
         EXPECT_EQ(record.items[0].name, "LIBVOICE_PARAM_sdp_stream_mode");
-        EXPECT_EQ(record.items[0].value, "3");
+        EXPECT_EQ(record.items[0].value.number, 3);
+        EXPECT_EQ(record.stream.has_value(), record.kind == RecordKind::stream);
         EXPECT_EQ(record.fault, "");
     }
 }
@@ -123,7 +172,7 @@ TEST(Record, TailShorterThanAnItemsHead) {
     parameters.resize(parameters.size() + 7);
     const Record record = read_record(RecordKind::event, event_bytes(2, LIBVOICE_EVENT_al_of, parameters));
     ASSERT_EQ(record.items.size(), 1u);
-    EXPECT_EQ(record.items[0].value, "false");
+    EXPECT_EQ(record.items[0].value.number, 0);
     EXPECT_EQ(record.fault, "7 bytes left where an item's head should be");
 }
 
@@ -144,6 +193,19 @@ TEST(Vocabulary, ShortMeanings) {
     EXPECT_EQ(short_meaning(LIBVOICE_EVENT_al_of), "off hook");
     EXPECT_EQ(short_meaning(0), "");
     EXPECT_EQ(short_meaning(0xFFFFFFFF), "");
+}
+
+TEST(Record, CodecList) {
+    Bytes bytes;
+    for (const uint32_t word : {8u, 8u, 7u, 64000u, 9u, 9u, 2u, 64000u})
+        append_word(bytes, word);
+    const std::vector<voice_codec_t> codecs = read_codec_list(bytes);
+    ASSERT_EQ(codecs.size(), 2u);
+    EXPECT_EQ(codecs[1].codec, 9u);
+    EXPECT_EQ(codecs[1].ptime_mask, 2u);
+    bytes.pop_back();
+    EXPECT_TRUE(read_codec_list(bytes).empty());
+    EXPECT_TRUE(read_codec_list({}).empty());
 }
 
 TEST(Vocabulary, PackageOfAName) {

@@ -11,10 +11,14 @@
 #include <vector>
 
 #include "kex_tap.h"
+#include "value.h"
 
 namespace voicectl {
 
-using Bytes = std::vector<uint8_t>;
+// Call setup (ETSI EN 300 659-3): 21 November 11:38, from 101, FXS1, to 102.
+constexpr const char *kCallerBlock = "801A010831313231313133380203313031070446585331030331303292";
+// Message waiting: lamp on (0x0B), three messages (0x13).
+constexpr const char *kWaitingBlock = "82060B01FF130103AA";
 
 inline void put_word(Bytes &bytes, size_t offset, uint32_t word) {
     std::memcpy(bytes.data() + offset, &word, sizeof word);
@@ -45,13 +49,13 @@ inline void add_text(Bytes &parameters, uint32_t id, std::string_view text) {
 }
 
 inline Bytes with_parameters(Bytes head, const Bytes &parameters) {
-    append_word(head, 0xDEADBEEF); // the pointer's slot, as it stands
+    append_word(head, 0xDEADBEEF); // the pointer word, as it stands
     append_word(head, static_cast<uint32_t>(parameters.size()));
     head.insert(head.end(), parameters.begin(), parameters.end());
     return head;
 }
 
-// Endpoint, event, line 1, slot, length.
+// Endpoint, event, line 1, pointer word, length.
 inline Bytes event_bytes(int32_t endpoint, uint32_t event, const Bytes &parameters = {}) {
     Bytes head;
     for (const uint32_t word : {static_cast<uint32_t>(endpoint), event, 1u})
@@ -59,7 +63,7 @@ inline Bytes event_bytes(int32_t endpoint, uint32_t event, const Bytes &paramete
     return with_parameters(head, parameters);
 }
 
-// Endpoint, signal, line 1, message 7, flags, slot, length.
+// Endpoint, signal, line 1, message 7, flags, pointer word, length.
 inline Bytes signal_bytes(int32_t endpoint, uint32_t signal, const Bytes &parameters = {}, uint32_t flags = 0) {
     Bytes head;
     for (const uint32_t word : {static_cast<uint32_t>(endpoint), signal, 1u, 7u, flags})

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// From tap records to lines of the ladder and of JSON: names of endpoints, calls joined with their outcomes, waits.
+// From tap records to the long ladder and to JSON: names of endpoints, calls joined with their outcomes, waits.
 #include "traffic.h"
 
 #include <cstdlib>
@@ -20,6 +20,7 @@ constexpr auto in = Sample::Direction::in;
 constexpr auto out = Sample::Direction::out;
 constexpr const char *kApplication = "VoiceService.VoiceApplication";
 constexpr uint64_t kMs = 1'000'000;
+constexpr Form kFull{.full = true};
 
 class Ladder : public testing::Test {
 protected:
@@ -30,7 +31,7 @@ protected:
 
     std::string line(Sample &sample) {
         const std::optional<Step> step = traffic.next(sample.record());
-        return step ? ladder_line(*step, false) : "nothing";
+        return step ? ladder_line(*step, kFull) : "nothing";
     }
 
     std::string line(Sample &&sample) { return line(sample); }
@@ -140,7 +141,7 @@ TEST_F(Ladder, MediaShowWhatTheyDescribe) {
                        .with_uint32("ep_line_id", 1)
                        .with_bytes("cnx_info", info)),
               "00:00:00.000  fxs_a FXS2               <-- voice_application  modify  LIBVOICE_PARAM_sdp_upstream_codec "
-              "8  ep_line_id 1");
+              "PCMA  ep_line_id 1");
 }
 
 TEST_F(Ladder, ErrorItemsOfAReplyAreShown) {
@@ -220,7 +221,7 @@ TEST_F(Ladder, CallThatWaitsForASecondIsNamedOnce) {
     EXPECT_TRUE(traffic.overdue(5999 * kMs).empty());
     const std::vector<Step> overdue = traffic.overdue(6000 * kMs);
     ASSERT_EQ(overdue.size(), 1u);
-    EXPECT_EQ(ladder_line(overdue[0], false), "00:00:06.000  x                        --> voice_application"
+    EXPECT_EQ(ladder_line(overdue[0], kFull), "00:00:06.000  x                        --> voice_application"
                                               "  register_plugin has no answer yet, 1.0 s so far");
     EXPECT_TRUE(traffic.overdue(9000 * kMs).empty());
 }
@@ -247,8 +248,10 @@ TEST_F(Ladder, ASideThatSaysItWaits) {
 TEST_F(Ladder, ColoursAreThereOnlyWhenAskedFor) {
     const std::optional<Step> step =
         traffic.next(Sample(KEX_TAP_CALL, in, 1, "x").call(1, kApplication, "event").record());
-    EXPECT_EQ(ladder_line(*step, false).find('\x1B'), std::string::npos);
-    EXPECT_NE(ladder_line(*step, true).find('\x1B'), std::string::npos);
+    for (const bool full : {false, true}) {
+        EXPECT_EQ(ladder_line(*step, {.full = full}).find('\x1B'), std::string::npos);
+        EXPECT_NE(ladder_line(*step, {.full = full, .colour = true}).find('\x1B'), std::string::npos);
+    }
 }
 
 TEST_F(Ladder, JsonOfACall) {
@@ -271,7 +274,7 @@ TEST_F(Ladder, JsonOfACall) {
         R"("path":"VoiceService.VoiceApplication","function":"event","flags":0,"arguments":{"plugin_name":"fx\"s",)");
     expect(
         R"("record":{"kind":"event","endpoint":4,"identifier":{"id":537462016,"name":"LIBVOICE_EVENT_al_of","meaning":"off hook"},)"
-        R"("line":1,"items":[{"id":604570882,"name":"LIBVOICE_PARAM_al_of_init","meaning":"already off hook","value":"false"}]}})");
+        R"("line":1,"items":[{"id":604570882,"name":"LIBVOICE_PARAM_al_of_init","meaning":"already off hook","value":false,"bytes":"00000000","text":"false"}]}})");
 }
 
 TEST_F(Ladder, JsonOfAReply) {
@@ -283,6 +286,41 @@ TEST_F(Ladder, JsonOfAReply) {
         R"({"kind":"reply","time_ns":12000000,"from":{"process":"voice_application","pid":1000},)"
         R"("to":{"process":"x","pid":1001,"connection":1},"bytes":100,"serial":1,"path":"VoiceService.VoiceApplication",)"
         R"("function":"register_plugin","result":false,"errors":[{"code":5,"description":"d","info":"i"}],"elapsed_ms":2.000})");
+}
+
+TEST_F(Ladder, JsonOfItemsHoldsTypedValuesAndBytes) {
+    Bytes parameters;
+    add_word(parameters, LIBVOICE_PARAM_tdmc_gain, static_cast<uint32_t>(-3));
+    add_item(parameters, LIBVOICE_PARAM_tdmc_rxgain, {});
+    add_text(parameters, LIBVOICE_PARAM_zil_ep_dispname, "Aunt \"M\"");
+    add_text(parameters, LIBVOICE_PARAM_andisp_data_db, kCallerBlock);
+    add_item(parameters, LIBVOICE_PARAM_zil_fxs_power, {1, 0xAB});
+    const std::optional<Step> step = traffic.next(Sample(KEX_TAP_ONE_WAY_CALL, out, 1, "fxs_plugin")
+                                                      .call(3, "fxs_a.EndPoint.FXS2", "set")
+                                                      .with_bytes("param_set_params", set_bytes(parameters))
+                                                      .record());
+    const std::string json = json_line(*step);
+    for (const char *part :
+         {R"("meaning":"gain","value":-3,"bytes":"fdffffff","text":"-3 dB"})",
+          R"("meaning":"receive gain","value":null,"bytes":"","text":""})",
+          R"("value":"Aunt \"M\"","bytes":"41756e7420224d2200","text":"\"Aunt \"M\"\""})",
+          R"("value":{"kind":"call","number":"101","name":"FXS1","time":"11211138","called":"102"},"bytes":"3830)",
+          R"("value":{"hex":"01ab"},"bytes":"01ab","text":"01 AB"})"})
+        EXPECT_NE(json.find(part), std::string::npos) << part << "\nin " << json;
+}
+
+TEST_F(Ladder, JsonOfARegistrationHoldsItsCodecs) {
+    Bytes codecs;
+    for (const uint32_t word : {8u, 8u, 2u, 64000u, 130u, 98u, 2u, 32000u})
+        append_word(codecs, word);
+    const std::optional<Step> step = traffic.next(Sample(KEX_TAP_CALL, in, 1, "fxs_plugin")
+                                                      .call(3, kApplication, "register_endpoint")
+                                                      .with_bytes("codeclist", codecs)
+                                                      .record());
+    EXPECT_NE(json_line(*step).find(
+                  R"("codecs":[{"codec":8,"name":"PCMA","payload_type":8,"ptime_mask":2,"max_bitrate":64000},)"
+                  R"({"codec":130,"name":"G726-32","payload_type":98,"ptime_mask":2,"max_bitrate":32000}])"),
+              std::string::npos);
 }
 
 class Filtered : public Ladder {
@@ -343,6 +381,34 @@ TEST_F(Filtered, ByDirectionOfTheCall) {
 
 TEST_F(Filtered, LostCopiesAlwaysPass) {
     EXPECT_TRUE((Filter{.endpoints = {"FXS9"}, .functions = {"x"}}.passes(lost)));
+}
+
+TEST_F(Filtered, NamesThatNothingCameByAreTold) {
+    Unseen unseen({.endpoints = {"FXS1", "fxs_a.FXS1", "FXS9"}, .plugins = {"fxs_a", "fxs_plugin", "dect\x1B"}});
+    unseen.note(call);
+    unseen.note(event);
+    EXPECT_EQ(unseen.sentences(), (std::vector<std::string>{"nothing of a plugin 'dect\\x1B' so far; seen: fxs_a",
+                                                            "nothing of an endpoint 'FXS9' so far; seen: fxs_a"}));
+}
+
+TEST_F(Filtered, NothingCameByAtAll) {
+    EXPECT_EQ(Unseen({.plugins = {"fxs_a"}}).sentences(),
+              std::vector<std::string>{"nothing of a plugin 'fxs_a' so far; no plugin has come by"});
+    EXPECT_TRUE(Unseen({.functions = {"event"}}).sentences().empty());
+}
+
+TEST(KnownNames, PackagesOfTheVocabulary) {
+    for (const char *package : {"g", "root", "al", "cg", "zil", "sdp"})
+        EXPECT_EQ(package_problem(package), "") << package;
+    EXPECT_EQ(package_problem("AL").find("no package 'AL'; there are ajb al alert andisp "), 0u);
+    EXPECT_EQ(package_problem("").find("no package ''"), 0u);
+}
+
+TEST(KnownNames, FunctionsOfTheVoiceSystem) {
+    for (const char *function : {"init", "event", "register_endpoint", "createDspChannel", "list"})
+        EXPECT_TRUE(is_known_function(function)) << function;
+    for (const char *function : {"", "Event", "EndPoint", "regster"})
+        EXPECT_FALSE(is_known_function(function)) << function;
 }
 
 } // namespace

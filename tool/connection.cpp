@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// Where the voice application listens, and the tap there.
+#include "connection.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "libvoice_plugin.h"
+#include "text.h"
+
+namespace voicectl {
+
+namespace {
+
+constexpr std::string_view kStem = "kex://ipc:[";
+constexpr const char *kVariable = "ZIL_VOIP_IPC_SOCKET_URI";
+
+std::string_view path_of(std::string_view uri) {
+    if (!uri.starts_with(kStem) || !uri.ends_with("]"))
+        return uri;
+    return uri.substr(kStem.size(), uri.size() - kStem.size() - 1);
+}
+
+std::string reason(int error, const std::string &path) {
+    switch (error) {
+    case ENOENT:
+        return fmt::format("no socket {}: is voice_application running?", path);
+    case ECONNREFUSED:
+        return fmt::format("nobody listens on {}: is voice_application running?", path);
+    case EACCES:
+        return fmt::format("no right to connect to {}: its group has one", path);
+    case EPROTOTYPE:
+    case ENOTSOCK:
+        return fmt::format("{} is not the socket of a voice application", path);
+    default:
+        return fmt::format("cannot connect to {}: {}", path, std::strerror(error));
+    }
+}
+
+} // namespace
+
+Address address_of(const std::string &socket) {
+    if (!socket.empty())
+        return {fmt::format("{}{}]", kStem, socket), "the path is that of --socket"};
+    if (std::getenv(kVariable) != nullptr)
+        return {libvoice_get_ipc_socket_uri(), "the path is that of ZIL_VOIP_IPC_SOCKET_URI; --socket gives another"};
+    return {libvoice_get_ipc_socket_uri(),
+            "the path is the usual one; --socket or ZIL_VOIP_IPC_SOCKET_URI give another"};
+}
+
+Tap open_tap(const Address &address, std::string &why) {
+    Tap tap(kex_tap_open(address.uri.c_str(), nullptr, 0));
+    const int error = errno;
+    if (tap != nullptr)
+        return tap;
+    const std::string_view path = path_of(address.uri);
+    // No bus has an address of another form.
+    if (path.size() == address.uri.size())
+        why = fmt::format("'{}' is no address: it is written kex://ipc:[PATH]", printable(address.uri));
+    else
+        why = reason(error, printable(path));
+    why += fmt::format(" ({})", address.origin);
+    return nullptr;
+}
+
+} // namespace voicectl

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Where the voice application listens, and the tap there.
+#ifndef VOICECTL_CONNECTION_H
+#define VOICECTL_CONNECTION_H
+
+#include <memory>
+#include <string>
+
+#include "kex_tap.h"
+
+namespace voicectl {
+
+struct Address {
+    std::string uri;
+    const char *origin; // who says so, for errors
+};
+
+// The socket of the option --socket, or, when that is empty, where plugins connect: the environment's address or the
+// usual one.
+Address address_of(const std::string &socket);
+
+struct CloseTap {
+    void operator()(kex_tap_t *tap) const { kex_tap_close(tap); }
+};
+using Tap = std::unique_ptr<kex_tap_t, CloseTap>;
+
+// Null: not there, and `why` says in one printable sentence what to do.
+Tap open_tap(const Address &address, std::string &why);
+
+} // namespace voicectl
+
+#endif

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// Options of subcommands, and what is said when a command line is wrong.
+#ifndef VOICECTL_OPTIONS_H
+#define VOICECTL_OPTIONS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "text.h"
+
+namespace voicectl {
+
+// A wrong command line, as a sentence.
+class UsageError : public CLI::ParseError {
+public:
+    explicit UsageError(const std::string &sentence)
+        : CLI::ParseError("UsageError", sentence, CLI::ExitCodes::ValidationError) {}
+};
+
+// A choice of an option by its word.
+template <typename Choice>
+struct Word {
+    const char *word;
+    Choice choice;
+};
+
+// The words of a list in a sentence: "in, out or both".
+std::string either(const std::vector<std::string> &words);
+
+// Each adds an option; of one that is given more than once the last counts. The name is as "-n,--count".
+void add_path_option(CLI::App &command, const std::string &name, std::string &path, const std::string &help);
+void add_count_option(CLI::App &command, const std::string &name, uint64_t &count, const std::string &help);
+void add_seconds_option(CLI::App &command, const std::string &name, double &seconds, const std::string &help);
+// Names add up. One that `check` has a sentence for is wrong; it is empty for the others.
+void add_names_option(CLI::App &command, const std::string &name, std::vector<std::string> &names,
+                      const std::string &help, std::string (*check)(const std::string &) = nullptr);
+
+template <typename Choice>
+void add_choice_option(CLI::App &command, const std::string &name, Choice &choice, std::vector<Word<Choice>> words,
+                       const std::string &help) {
+    std::vector<std::string> known;
+    std::string shown;
+    for (const Word<Choice> &word : words) {
+        known.emplace_back(word.word);
+        shown += (shown.empty() ? "" : "|") + known.back();
+    }
+    const std::string option = name.substr(name.rfind(',') + 1);
+    command
+        .add_option_function<std::string>(
+            name,
+            [=, &choice](const std::string &text) {
+                for (const Word<Choice> &word : words)
+                    if (text == word.word) {
+                        choice = word.choice;
+                        return;
+                    }
+                throw UsageError(option + " is " + either(known) + ", not " + in_quotes(text));
+            },
+            help)
+        ->option_text(shown)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+}
+
+// The sentence for any error of a command line.
+std::string usage_sentence(const CLI::App &app, const CLI::ParseError &error);
+
+} // namespace voicectl
+
+#endif

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: MIT
+// Values in the words of the field: names for numbers, units, caller display. All texts are fit for a terminal.
+#include "words.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "codec_names.h"
+#include "libvoice_plugin.h"
+#include "text.h"
+
+namespace voicectl {
+
+namespace {
+
+constexpr size_t kShownBytes = 8; // a longer byte array shows as its size
+
+// What an item's value stands for, where its type does not say it.
+enum class Form { number, times, display, tones, codec, mode, endpoint_type, cause, handset, gain };
+
+struct Row {
+    uint32_t id;
+    Form form;
+    const char *unit = "";
+    const char *label = nullptr; // in front of the value instead of the vocabulary's meaning; "": none is needed
+};
+
+// Units as the packages' descriptions give them.
+constexpr Row kRows[] = {
+    {LIBVOICE_PARAM_al_ri_cad, Form::times, "ms", "cadence"},
+    {LIBVOICE_PARAM_al_ri_freq, Form::number, "Hz", ""},
+    {LIBVOICE_PARAM_al_fl_mindur, Form::number, "ms"},
+    {LIBVOICE_PARAM_al_fl_maxdur, Form::number, "ms"},
+    {LIBVOICE_PARAM_andisp_dwa_ddb, Form::display, "", "shows"},
+    {LIBVOICE_PARAM_andisp_data_db, Form::display, "", "shows"},
+    {LIBVOICE_PARAM_fxo_ri_cid, Form::display, "", "caller"},
+    {LIBVOICE_PARAM_tonegen_pt_tl, Form::tones},
+    {LIBVOICE_PARAM_tonegen_pt_ind, Form::number, "ms"},
+    {LIBVOICE_PARAM_tonedet_etd_dur, Form::times, "ms"},
+    {LIBVOICE_PARAM_tonedet_ltd_dur, Form::times, "ms"},
+    {LIBVOICE_PARAM_g_cause_generalcause, Form::cause},
+    {LIBVOICE_PARAM_root_normalMGExecutionTime, Form::number, "ms"},
+    {LIBVOICE_PARAM_root_normalMGCExecutionTime, Form::number, "ms"},
+    {LIBVOICE_PARAM_root_MGProvisionalResponseTimerValue, Form::number, "ms"},
+    {LIBVOICE_PARAM_root_MGCProvisionalResponseTimerValue, Form::number, "ms"},
+    {LIBVOICE_PARAM_nt_dur, Form::number, "ms"},
+    {LIBVOICE_PARAM_nt_jit, Form::number, "ms"},
+    {LIBVOICE_PARAM_nt_qualert_th, Form::number, "%"},
+    {LIBVOICE_PARAM_rtp_pl, Form::number, "%"},
+    {LIBVOICE_PARAM_tdmc_gain, Form::gain, "dB"},
+    {LIBVOICE_PARAM_tdmc_rxgain, Form::number, "dB"},
+    {LIBVOICE_PARAM_ajb_jitmin, Form::number, "ms"},
+    {LIBVOICE_PARAM_ajb_jitnom, Form::number, "ms"},
+    {LIBVOICE_PARAM_ajb_jitcur, Form::number, "ms"},
+    {LIBVOICE_PARAM_zil_ep_type, Form::endpoint_type},
+    {LIBVOICE_PARAM_zil_ep_supported_codec, Form::codec},
+    {LIBVOICE_PARAM_zil_dect_pp_type, Form::handset},
+    {LIBVOICE_PARAM_sdp_stream_mode, Form::mode},
+    {LIBVOICE_PARAM_sdp_upstream_codec, Form::codec},
+    {LIBVOICE_PARAM_sdp_upstream_ptime, Form::number, "ms"},
+    {LIBVOICE_PARAM_sdp_downstream_codec, Form::codec},
+    {LIBVOICE_PARAM_sdp_downstream_ptime, Form::number, "ms"},
+    {LIBVOICE_PARAM_sdp_ss_timer, Form::number, "ms"},
+    {LIBVOICE_PARAM_sdp_t38maxbitrate, Form::number, "bit/s"},
+    {LIBVOICE_PARAM_sdp_t38maxbuffer, Form::number, "bytes"},
+    {LIBVOICE_PARAM_sdp_t38maxdatagram, Form::number, "bytes"},
+    {LIBVOICE_PARAM_ipfax_t38maxbuffersize, Form::number, "bytes"},
+    {LIBVOICE_PARAM_ipfax_t38maxdatagramsize, Form::number, "bytes"},
+};
+
+Row row_of(uint32_t id) {
+    const auto *found = std::find_if(std::begin(kRows), std::end(kRows), [id](const Row &row) { return row.id == id; });
+    return found == std::end(kRows) ? Row{id, Form::number} : *found;
+}
+
+std::string with_unit(const std::string &text, std::string_view unit) {
+    return unit.empty() ? text : fmt::format("{} {}", text, unit);
+}
+
+// A number by its name; one without shows as a number.
+std::string named(int64_t number, std::initializer_list<const char *> names, int64_t first) {
+    const int64_t at = number - first;
+    return at >= 0 && at < static_cast<int64_t>(names.size()) ? names.begin()[at] : fmt::format("{}", number);
+}
+
+std::string mode_words(int64_t mode) {
+    return named(mode, {"inactive", "send only", "receive only", "both ways"}, VOICE_MODE_INACTIVE);
+}
+
+std::string cause_words(int64_t cause) {
+    return named(cause,
+                 {"normal release", "unavailable resources", "temporary failure", "permanent failure",
+                  "interworking error", "unsupported"},
+                 VOICE_CAUSE_NORMAL_RELEASE);
+}
+
+std::string list_words(const Value &value, std::string_view separator) {
+    std::string text;
+    for (const Value &item : value.list)
+        text += fmt::format("{}{}", text.empty() ? "" : separator, value_words(item));
+    return text;
+}
+
+std::string tones_words(const Item &item) {
+    if (item.bytes.size() % sizeof(voice_tone_t) != 0)
+        return value_words(item.value);
+    std::string text;
+    for (size_t at = 0; at < item.bytes.size(); at += sizeof(voice_tone_t)) {
+        voice_tone_t tone{};
+        std::memcpy(&tone, item.bytes.data() + at, sizeof tone);
+        text += fmt::format("{}{} Hz {:.1f} dBm0 {}/{} ms", text.empty() ? "" : ", ", tone.frequency, tone.level / 10.0,
+                            tone.on_ms, tone.off_ms);
+    }
+    return text;
+}
+
+std::string reason_words(char reason) {
+    return reason == 'P'   ? "withheld"
+           : reason == 'O' ? "unavailable"
+                           : fmt::format("absent ({})", printable({&reason, 1}));
+}
+
+// MMDDhhmm as 11-21 11:38.
+std::string display_time_words(const std::string &time) {
+    const bool digits = time.size() == 8 && time.find_first_not_of("0123456789") == std::string::npos;
+    return digits ? fmt::format("{}-{} {}:{}", time.substr(0, 2), time.substr(2, 2), time.substr(4, 2), time.substr(6))
+                  : printable(time);
+}
+
+std::string caller_words(const CallerDisplay &display) {
+    std::string text;
+    const auto append = [&text](const std::string &part) { text += (text.empty() ? "" : " ") + part; };
+    if (!display.number.empty())
+        append(printable(display.number));
+    else if (display.no_number != 0)
+        append(fmt::format("number {}", reason_words(display.no_number)));
+    if (!display.name.empty())
+        append(fmt::format("\"{}\"", printable(display.name)));
+    else if (display.no_name != 0)
+        append(fmt::format("name {}", reason_words(display.no_name)));
+    if (!display.time.empty())
+        append("at " + display_time_words(display.time));
+    if (!display.called.empty())
+        append("for " + printable(display.called));
+    if (display.call_type != 0)
+        append(fmt::format("call type {}", display.call_type));
+    return text.empty() ? "nothing" : text;
+}
+
+std::string waiting_words(const CallerDisplay &display) {
+    std::string text = display.messages == 1 ? "1 message" : fmt::format("{} messages", display.messages);
+    if (display.lamp)
+        text += *display.lamp ? ", lamp on" : ", lamp off";
+    if (!display.number.empty() || !display.name.empty() || !display.time.empty())
+        text += ", " + caller_words(display);
+    return text;
+}
+
+std::string display_words(const Item &item) {
+    const std::optional<CallerDisplay> display = item_display(item);
+    if (!display)
+        return "bad data block, " + value_words(item.value);
+    return display->kind == CallerDisplay::Kind::call ? caller_words(*display) : waiting_words(*display);
+}
+
+std::string number_words(const Row &row, int64_t number) {
+    switch (row.form) {
+    case Form::codec:
+        return codec_name(number);
+    case Form::mode:
+        return mode_words(number);
+    case Form::endpoint_type:
+        return endpoint_type_words(number);
+    case Form::cause:
+        return cause_words(number);
+    case Form::handset:
+        return libvoice_dect_pp_type_str(static_cast<int32_t>(number));
+    case Form::gain:
+        if (number == -1)
+            return "automatic";
+        break;
+    default:
+        break;
+    }
+    return with_unit(fmt::format("{}", number), row.unit);
+}
+
+std::string item_label(const Item &item) {
+    const Row row = row_of(item.id);
+    if (row.label != nullptr && item.value.type != Value::Type::none)
+        return row.label;
+    const std::string_view meaning = short_meaning(item.id);
+    return meaning.empty() ? fmt::format("{} {:#010x}", item.name, item.id) : std::string(meaning);
+}
+
+// ------------------------------------------------------------------------------------------- Items that belong together
+
+// Takes items out of a record as they are put into words, so that what is left can be listed.
+class Items {
+public:
+    explicit Items(const Record &record) {
+        for (const Item &item : record.items)
+            items_.push_back(&item);
+    }
+
+    // The number of an item that holds one.
+    std::optional<int64_t> number(uint32_t id) const {
+        const auto found = find(id);
+        if (found == items_.end() || (*found)->value.type != Value::Type::number)
+            return std::nullopt;
+        return (*found)->value.number;
+    }
+
+    void take(uint32_t id) {
+        if (const auto found = find(id); found != items_.end())
+            items_.erase(found);
+    }
+
+    void take_zeros() {
+        std::erase_if(items_, [](const Item *item) {
+            return item->value.type == Value::Type::number && item->value.number == 0;
+        });
+    }
+
+    const std::vector<const Item *> &left() const { return items_; }
+
+private:
+    std::vector<const Item *>::const_iterator find(uint32_t id) const {
+        return std::find_if(items_.begin(), items_.end(), [id](const Item *item) { return item->id == id; });
+    }
+
+    std::vector<const Item *> items_;
+};
+
+void add_packets(Items &items, const char *form, uint32_t packets_id, uint32_t bytes_id,
+                 std::vector<std::string> &words) {
+    const std::optional<int64_t> packets = items.number(packets_id);
+    const std::optional<int64_t> bytes = items.number(bytes_id);
+    if (!packets || !bytes)
+        return;
+    words.push_back(fmt::format(fmt::runtime(form), *packets, *bytes));
+    items.take(packets_id);
+    items.take(bytes_id);
+}
+
+struct Coding {
+    uint32_t codec, ptime, payload;
+};
+constexpr Coding kUpstream{LIBVOICE_PARAM_sdp_upstream_codec, LIBVOICE_PARAM_sdp_upstream_ptime,
+                           LIBVOICE_PARAM_sdp_upstream_payload};
+constexpr Coding kDownstream{LIBVOICE_PARAM_sdp_downstream_codec, LIBVOICE_PARAM_sdp_downstream_ptime,
+                             LIBVOICE_PARAM_sdp_downstream_payload};
+
+// "PCMA 20 ms payload 8"; empty, and nothing taken, unless all three are there.
+std::string coding_words(Items &items, const Coding &coding) {
+    const std::optional<int64_t> codec = items.number(coding.codec);
+    const std::optional<int64_t> ptime = items.number(coding.ptime);
+    const std::optional<int64_t> payload = items.number(coding.payload);
+    if (!codec || !ptime || !payload)
+        return "";
+    for (const uint32_t id : {coding.codec, coding.ptime, coding.payload})
+        items.take(id);
+    return fmt::format("{} {} ms payload {}", codec_name(*codec), *ptime, *payload);
+}
+
+void add_media(Items &items, std::vector<std::string> &words) {
+    if (const std::optional<int64_t> mode = items.number(LIBVOICE_PARAM_sdp_stream_mode)) {
+        words.push_back(mode_words(*mode));
+        items.take(LIBVOICE_PARAM_sdp_stream_mode);
+    }
+    const std::string sent = coding_words(items, kUpstream);
+    const std::string received = coding_words(items, kDownstream);
+    if (sent == received && !sent.empty()) {
+        words.push_back(sent);
+        return;
+    }
+    if (!sent.empty())
+        words.push_back("sends " + sent);
+    if (!received.empty())
+        words.push_back("receives " + received);
+}
+
+// Losses are told even when there are none; of the other figures those that are not 0.
+void add_statistics(Items &items, std::vector<std::string> &words) {
+    add_packets(items, "sent {} packets ({} bytes)", LIBVOICE_PARAM_zil_call_stats_txpkts,
+                LIBVOICE_PARAM_zil_call_stats_txbytes, words);
+    add_packets(items, "received {} ({})", LIBVOICE_PARAM_zil_call_stats_rxpkts, LIBVOICE_PARAM_zil_call_stats_rxbytes,
+                words);
+    if (const std::optional<int64_t> lost = items.number(LIBVOICE_PARAM_zil_call_stats_lost)) {
+        words.push_back(fmt::format("lost {}", *lost));
+        items.take(LIBVOICE_PARAM_zil_call_stats_lost);
+    }
+    items.take_zeros();
+}
+
+} // namespace
+
+std::string value_words(const Value &value) {
+    switch (value.type) {
+    case Value::Type::none:
+        return "no value";
+    case Value::Type::text:
+        return fmt::format("\"{}\"", printable(value.text));
+    case Value::Type::number:
+        return fmt::format("{}", value.number);
+    case Value::Type::boolean:
+        return value.number != 0 ? "true" : "false";
+    case Value::Type::descriptor:
+        return value.number < 0 ? "fd -" : fmt::format("fd {}", value.number);
+    case Value::Type::bytes:
+        if (value.bytes.size() > kShownBytes)
+            return fmt::format("{} bytes", value.bytes.size());
+        return value.bytes.empty() ? "no bytes" : fmt::format("{:02X}", fmt::join(value.bytes, " "));
+    case Value::Type::list:
+        return "[" + list_words(value, ", ") + "]";
+    }
+    return {};
+}
+
+std::string item_words(const Item &item) {
+    if (item.value.type == Value::Type::none)
+        return "";
+    const Row row = row_of(item.id);
+    if (row.form == Form::display)
+        return display_words(item);
+    if (row.form == Form::tones)
+        return tones_words(item);
+    if (item.value.type == Value::Type::number)
+        return number_words(row, item.value.number);
+    if (item.value.type == Value::Type::list)
+        return with_unit(list_words(item.value, row.form == Form::times ? "/" : " "), row.unit);
+    return value_words(item.value);
+}
+
+std::vector<std::string> items_summary(const Record &record) {
+    std::vector<std::string> words;
+    Items items(record);
+    if (record.kind == RecordKind::connection || record.kind == RecordKind::stream)
+        add_media(items, words);
+    if (record.identifier == LIBVOICE_EVENT_zil_call_stats)
+        add_statistics(items, words);
+    for (const Item *item : items.left()) {
+        const std::string label = item_label(*item);
+        const std::string value = item_words(*item);
+        words.push_back(value.empty() ? label : label.empty() ? value : label + " " + value);
+    }
+    return words;
+}
+
+std::optional<CallerDisplay> item_display(const Item &item) {
+    if (row_of(item.id).form != Form::display)
+        return std::nullopt;
+    const std::string_view text(reinterpret_cast<const char *>(item.bytes.data()), item.bytes.size());
+    return read_caller_display(text.substr(0, text.find('\0')));
+}
+
+std::string codec_list_words(const Bytes &bytes) {
+    std::string text;
+    for (const voice_codec_t &codec : read_codec_list(bytes))
+        text += (text.empty() ? "" : " ") + codec_name(codec.codec);
+    return text;
+}
+
+std::string endpoint_type_words(int64_t type) {
+    return named(type, {"FXS", "DECT", "FXO"}, VOICE_ENDPOINT_FXS);
+}
+
+} // namespace voicectl
