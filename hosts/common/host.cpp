@@ -25,6 +25,11 @@ bool convert_media;
 int termination = -1; // an eventfd: a signal handler may write it, the loop reads it
 void (*on_terminate)();
 
+constexpr const char *kEnvironmentHelp =
+    "\nEnvironment, besides the two variables of --socket (see the manual page):\n"
+    "  KEX_ALLOW_UIDS, KEX_ALLOW_GIDS, KEX_TIME_FACTOR, LISTEN_PID, LISTEN_FDS\n"
+    "  ZIL_TRACE_LEVEL, ZIL_TRACE_ZONES, ZIL_TRACE_OUTPUT, ZIL_TRACE_TIME, ZIL_TRACE_COLOR\n";
+
 void signal_handler(int) {
     int saved = errno;
     uint64_t one = 1;
@@ -67,6 +72,7 @@ void host_option(int code, const char *value, const char *help) {
         return;
     case HOST_OPTION_HELP:
         fputs(help, stdout);
+        fputs(kEnvironmentHelp, stdout);
         exit(0);
     case HOST_OPTION_VERSION:
         printf("%s %s (libvoice_plugin %s)\n", program_invocation_short_name, LIBVOICE_VERSION, libvoice_version());

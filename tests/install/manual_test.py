@@ -12,7 +12,8 @@ from staged import BIN, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
 
 HOSTS = PROGRAMS[:-1]
 OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
-VARIABLE = re.compile(r'"((?:ZIL|KEX|LISTEN|NO)_[A-Z_]+)"')
+VARIABLE = r"(?:(?:ZIL|KEX|LISTEN|NO)_[A-Z_]+|COLUMNS)"
+MISQUOTED = re.compile("‘[^’]*(?:‘|, )[^’]*’")
 
 
 def page(program):
@@ -52,8 +53,25 @@ def variables(*folders):
     for folder in folders:
         for path in (SOURCE / folder).rglob("*.cpp"):
             if "tests" not in path.parts[len(SOURCE.parts) :]:
-                found.update(VARIABLE.findall(path.read_text()))
+                found.update(re.findall(f'"({VARIABLE})"', path.read_text()))
     return found
+
+
+def documented_variables(program):
+    return {
+        name
+        for line in lines(program, "ENVIRONMENT")
+        if line.startswith(".It Ev ")
+        for name in re.findall(r"[A-Z_]+", line[7:])
+    }
+
+
+def help_of(program):
+    """What --help tells, of the subcommands too."""
+    usage = run(BIN / program, "--help")
+    for subcommand in re.findall(r"^  ([a-z]+) ", usage.partition("Subcommands:")[2], re.MULTILINE):
+        usage += run(BIN / program, subcommand, "--help")
+    return usage
 
 
 class Install(unittest.TestCase):
@@ -69,9 +87,7 @@ class Install(unittest.TestCase):
         """The options of --help, and no others, each with a paragraph and in the synopsis."""
         for program in PROGRAMS:
             with self.subTest(program):
-                usage = run(BIN / program, "--help")
-                for subcommand in re.findall(r"^  ([a-z]+) ", usage.partition("Subcommands:")[2], re.MULTILINE):
-                    usage += run(BIN / program, subcommand, "--help")
+                usage = help_of(program)
                 items = [flags(line) for line in source(program).splitlines() if line.startswith(".It Fl ")]
                 self.assertEqual(set().union(*items), set(OPTION.findall(usage)))
                 synopsis = set()
@@ -100,13 +116,23 @@ class Install(unittest.TestCase):
                 )
 
     def test_manual_environment(self):
-        for program in HOSTS:
+        """The variables of --help, which are those that the program reads, and no others."""
+        for program in PROGRAMS:
             with self.subTest(program):
-                documented = set(re.findall(r"\b[A-Z]+_[A-Z_]+\b", "\n".join(lines(program, "ENVIRONMENT"))))
-                self.assertEqual(documented, variables("src", "bus/src", "hosts"))
-        with self.subTest("voicectl"):
-            documented = set(re.findall(r"\b[A-Z]+_[A-Z_]+\b", "\n".join(lines("voicectl", "ENVIRONMENT"))))
-            self.assertEqual(documented, variables("tool") | {"ZIL_VOIP_IPC_SOCKET_URI"})
+                read = variables("src", "bus/src", "hosts") if program in HOSTS else variables("tool")
+                self.assertEqual(documented_variables(program), read)
+                self.assertEqual(set(re.findall(rf"\b{VARIABLE}\b", help_of(program))), read)
+
+    def test_manual_quotes(self):
+        """No quotation inside another one, and none around a list."""
+        for wrong in ("‘from, ‘to’’", "‘FXS1, fxs1.FXS1’"):
+            self.assertRegex(wrong, MISQUOTED)
+        for right in ("‘from’, ‘to’", "‘LIBV=500,SIGNAL=400’"):
+            self.assertNotRegex(right, MISQUOTED)
+        for program in PROGRAMS:
+            with self.subTest(program):
+                text = re.sub(".\b", "", run("mandoc", "-T", "utf8", page(program)))
+                self.assertEqual(MISQUOTED.findall(text), [])
 
 
 if __name__ == "__main__":
