@@ -8,11 +8,13 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
+
 namespace voicectl {
 
 void complain(const std::string &message) {
     // In one piece, and a standard error that is closed is nobody's concern.
-    static_cast<void>(std::fputs(("voicectl: " + message + "\n").c_str(), stderr));
+    static_cast<void>(std::fputs(fmt::format("voicectl: {}\n", message).c_str(), stderr));
 }
 
 size_t terminal_columns() {

@@ -61,12 +61,12 @@ const char *kind_name(RecordKind kind) {
 // Puts commas between the members of one object or list.
 class Members {
 public:
-    void add(const std::string &member) { text_ += (text_.empty() ? "" : ",") + member; }
+    void add(const std::string &member) { text_ += fmt::format("{}{}", text_.empty() ? "" : ",", member); }
     void add(std::string_view name, const std::string &value) { add(fmt::format("{}:{}", json_string(name), value)); }
     void add_text(std::string_view name, std::string_view value) { add(name, json_string(value)); }
     void add_number(std::string_view name, int64_t value) { add(name, fmt::format("{}", value)); }
-    std::string object() const { return "{" + text_ + "}"; }
-    std::string list() const { return "[" + text_ + "]"; }
+    std::string object() const { return fmt::format("{{{}}}", text_); }
+    std::string list() const { return fmt::format("[{}]", text_); }
 
 private:
     std::string text_;

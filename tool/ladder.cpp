@@ -64,7 +64,7 @@ std::string sockets_words(const Value &list) {
         const std::string one = item.type != Value::Type::descriptor ? value_words(item)
                                 : item.number < 0                    ? "-"
                                                                      : fmt::format("{}", item.number);
-        text += (text.empty() ? "" : " ") + one;
+        text += fmt::format("{}{}", text.empty() ? "" : " ", one);
     }
     return text;
 }
@@ -94,7 +94,7 @@ public:
             add(call_name(step_) + " answered");
             tell_outcome();
             if (step_.elapsed_ns)
-                add("after " + duration(*step_.elapsed_ns));
+                add(fmt::format("after {}", duration(*step_.elapsed_ns)));
             break;
         case Step::Kind::waiting:
             add(call_name(step_) + " is waited for", colour_of::kBad);
@@ -121,12 +121,12 @@ private:
         const std::string why = printable(step_.text);
         add(how, colour_of::kBad);
         if (!why.empty())
-            add(": " + (full_ ? why : shortened(why, kMostReason)), nullptr, 0);
+            add(fmt::format(": {}", full_ ? why : shortened(why, kMostReason)), nullptr, 0);
     }
 
     void tell_so_far() {
         if (step_.elapsed_ns)
-            add(", " + duration(*step_.elapsed_ns) + " so far", nullptr, 0);
+            add(fmt::format(", {} so far", duration(*step_.elapsed_ns)), nullptr, 0);
     }
 
     void tell_record(const Record &record) {
@@ -148,7 +148,7 @@ private:
             for (const std::string &words : items_summary(record))
                 add(words);
         if (!record.fault.empty())
-            add("broken: " + record.fault, colour_of::kBad);
+            add(fmt::format("broken: {}", record.fault), colour_of::kBad);
     }
 
     void tell_all_items(const Record &record, const char *colour) {
@@ -232,7 +232,7 @@ private:
 std::string lane_of(const Step &step) {
     std::string lane = printable(step.peer.name());
     if (!step.endpoint.empty())
-        lane += " " + printable(step.endpoint);
+        lane += fmt::format(" {}", printable(step.endpoint));
     return lane;
 }
 

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include <fmt/format.h>
+
 #include "text.h"
 
 namespace voicectl {
@@ -17,7 +19,7 @@ constexpr size_t kWorthBreaking = 24; // a shorter piece is shown or left out wh
 constexpr size_t kWorthCutting = 16;  // and a shorter word
 
 std::string painted(const std::string &text, const char *colour, bool paint) {
-    return paint && colour != nullptr && !text.empty() ? colour + text + kEndColour : text;
+    return paint && colour != nullptr && !text.empty() ? fmt::format("{}{}{}", colour, text, kEndColour) : text;
 }
 
 // The words of a piece, which it may break between.
@@ -95,7 +97,7 @@ private:
     size_t blanks_before(const Piece &word) const { return at_row_start_ ? 0 : word.blanks; }
 
     void begin_row() {
-        text_ += "\n" + std::string(room_.indent, ' ');
+        text_ += fmt::format("\n{:{}}", "", room_.indent);
         ++row_;
         at_ = room_.indent;
         at_row_start_ = true;

@@ -50,7 +50,7 @@ const CLI::App *chosen_command(const CLI::App &app) {
 std::string either(const std::vector<std::string> &words) {
     std::string text;
     for (size_t i = 0; i < words.size(); ++i)
-        text += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+        text += fmt::format("{}{}", i == 0 ? "" : i + 1 == words.size() ? " or " : ", ", words[i]);
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "text.h"
 
@@ -45,7 +46,7 @@ void add_choice_option(CLI::App &command, const std::string &name, Choice &choic
     std::string shown;
     for (const Word<Choice> &word : words) {
         known.emplace_back(word.word);
-        shown += (shown.empty() ? "" : "|") + known.back();
+        shown += shown.empty() ? known.back() : fmt::format("|{}", known.back());
     }
     const std::string option = name.substr(name.rfind(',') + 1);
     command

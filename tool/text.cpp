@@ -91,7 +91,7 @@ std::string shortened(std::string_view text, size_t columns) {
 
 std::string in_quotes(std::string_view text) {
     constexpr size_t kMost = 40;
-    return "'" + shortened(printable(text), kMost) + "'";
+    return fmt::format("'{}'", shortened(printable(text), kMost));
 }
 
 std::string printable(std::string_view text) {

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -93,13 +94,14 @@ public:
         bool was_connected = false;
         for (const std::string &function : options_.filter.functions)
             if (!is_known_function(function))
-                complain("no function " + in_quotes(function) + " in the voice system; another program may have it");
+                complain(fmt::format("no function {} in the voice system; another program may have it",
+                                     in_quotes(function)));
         while (!done()) {
             std::string why;
             Tap tap = open_tap(address_, why);
             if (tap != nullptr) {
                 was_connected = true;
-                complain("watching " + printable(address_.uri));
+                complain(fmt::format("watching {}", printable(address_.uri)));
                 follow(*tap);
                 traffic_.clear();
                 if (!done())

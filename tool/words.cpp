@@ -134,7 +134,9 @@ std::string display_time_words(const std::string &time) {
 
 std::string caller_words(const CallerDisplay &display) {
     std::string text;
-    const auto append = [&text](const std::string &part) { text += (text.empty() ? "" : " ") + part; };
+    const auto append = [&text](const std::string &part) {
+        text += fmt::format("{}{}", text.empty() ? "" : " ", part);
+    };
     if (!display.number.empty())
         append(printable(display.number));
     else if (display.no_number != 0)
@@ -144,9 +146,9 @@ std::string caller_words(const CallerDisplay &display) {
     else if (display.no_name != 0)
         append(fmt::format("name {}", reason_words(display.no_name)));
     if (!display.time.empty())
-        append("at " + display_time_words(display.time));
+        append(fmt::format("at {}", display_time_words(display.time)));
     if (!display.called.empty())
-        append("for " + printable(display.called));
+        append(fmt::format("for {}", printable(display.called)));
     if (display.call_type != 0)
         append(fmt::format("call type {}", display.call_type));
     return text.empty() ? "nothing" : text;
@@ -157,14 +159,14 @@ std::string waiting_words(const CallerDisplay &display) {
     if (display.lamp)
         text += *display.lamp ? ", lamp on" : ", lamp off";
     if (!display.number.empty() || !display.name.empty() || !display.time.empty())
-        text += ", " + caller_words(display);
+        text += fmt::format(", {}", caller_words(display));
     return text;
 }
 
 std::string display_words(const Item &item) {
     const std::optional<CallerDisplay> display = item_display(item);
     if (!display)
-        return "bad data block, " + value_words(item.value);
+        return fmt::format("bad data block, {}", value_words(item.value));
     return display->kind == CallerDisplay::Kind::call ? caller_words(*display) : waiting_words(*display);
 }
 
@@ -280,9 +282,9 @@ void add_media(Items &items, std::vector<std::string> &words) {
         return;
     }
     if (!sent.empty())
-        words.push_back("sends " + sent);
+        words.push_back(fmt::format("sends {}", sent));
     if (!received.empty())
-        words.push_back("receives " + received);
+        words.push_back(fmt::format("receives {}", received));
 }
 
 // Losses are told even when there are none; of the other figures those that are not 0.
@@ -317,7 +319,7 @@ std::string value_words(const Value &value) {
             return fmt::format("{} bytes", value.bytes.size());
         return value.bytes.empty() ? "no bytes" : fmt::format("{:02X}", fmt::join(value.bytes, " "));
     case Value::Type::list:
-        return "[" + list_words(value, ", ") + "]";
+        return fmt::format("[{}]", list_words(value, ", "));
     }
     return {};
 }
@@ -347,7 +349,7 @@ std::vector<std::string> items_summary(const Record &record) {
     for (const Item *item : items.left()) {
         const std::string label = item_label(*item);
         const std::string value = item_words(*item);
-        words.push_back(value.empty() ? label : label.empty() ? value : label + " " + value);
+        words.push_back(value.empty() ? label : label.empty() ? value : fmt::format("{} {}", label, value));
     }
     return words;
 }
@@ -362,7 +364,7 @@ std::optional<CallerDisplay> item_display(const Item &item) {
 std::string codec_list_words(const Bytes &bytes) {
     std::string text;
     for (const voice_codec_t &codec : read_codec_list(bytes))
-        text += (text.empty() ? "" : " ") + codec_name(codec.codec);
+        text += fmt::format("{}{}", text.empty() ? "" : " ", codec_name(codec.codec));
     return text;
 }
 
