@@ -37,7 +37,7 @@ bool is_whole_block(std::string_view text) {
 
 } // namespace
 
-std::optional<CallerDisplay> read_caller_display(std::string_view text) {
+std::optional<CallerDisplay> caller_display_read(std::string_view text) {
     if (!is_whole_block(text))
         return std::nullopt;
     const std::string block(text); // the decoders want a terminator

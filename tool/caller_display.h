@@ -26,7 +26,7 @@ struct CallerDisplay {
 };
 
 // Reads the hexadecimal text of a block. Empty: not a whole block of a known kind with a right checksum.
-std::optional<CallerDisplay> read_caller_display(std::string_view text);
+std::optional<CallerDisplay> caller_display_read(std::string_view text);
 
 } // namespace voicectl
 

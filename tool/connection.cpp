@@ -52,7 +52,7 @@ Address address_of(const std::string &socket) {
             "the path is the usual one; --socket or ZIL_VOIP_IPC_SOCKET_URI give another"};
 }
 
-Tap open_tap(const Address &address, std::string &why) {
+Tap tap_open(const Address &address, std::string &why) {
     Tap tap(kex_tap_open(address.uri.c_str(), nullptr, 0));
     const int error = errno;
     if (tap != nullptr)

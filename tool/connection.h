@@ -25,7 +25,7 @@ struct CloseTap {
 using Tap = std::unique_ptr<kex_tap_t, CloseTap>;
 
 // Null: not there, and `why` says in one printable sentence what to do.
-Tap open_tap(const Address &address, std::string &why);
+Tap tap_open(const Address &address, std::string &why);
 
 } // namespace voicectl
 

@@ -194,39 +194,39 @@ std::string listener_json(const Step &step) {
     return members.object();
 }
 
-void add_call(const Step &step, Members &members) {
+void call_add(const Step &step, Members &members) {
     members.add_number("serial", step.serial);
     members.add_text("path", step.path);
     members.add_text("function", step.function);
 }
 
 // What the codec list of a registration says.
-void add_codecs(const Step &step, Members &members) {
+void codecs_add(const Step &step, Members &members) {
     const auto found = std::find_if(step.arguments.begin(), step.arguments.end(),
                                     [](const Argument &argument) { return argument.name == "codeclist"; });
     if (found == step.arguments.end() || found->value.type != Value::Type::bytes)
         return;
     Members codecs;
-    for (const voice_codec_t &codec : read_codec_list(found->value.bytes))
+    for (const voice_codec_t &codec : codec_list_read(found->value.bytes))
         codecs.add(codec_json(codec));
     members.add("codecs", codecs.list());
 }
 
-void add_details(const Step &step, Members &members) {
+void details_add(const Step &step, Members &members) {
     switch (step.kind) {
     case Step::Kind::call:
     case Step::Kind::one_way_call: {
-        add_call(step, members);
+        call_add(step, members);
         members.add_number("flags", step.flags);
         Members arguments;
         for (const Argument &argument : step.arguments)
             arguments.add(argument.name, value_json(argument.value));
         members.add("arguments", arguments.object());
-        add_codecs(step, members);
+        codecs_add(step, members);
         break;
     }
     case Step::Kind::reply: {
-        add_call(step, members);
+        call_add(step, members);
         members.add("result", value_json(step.result));
         Members errors;
         for (const ErrorItem &item : step.errors) {
@@ -241,7 +241,7 @@ void add_details(const Step &step, Members &members) {
     }
     case Step::Kind::waiting:
     case Step::Kind::still_waiting:
-        add_call(step, members);
+        call_add(step, members);
         break;
     case Step::Kind::closed:
     case Step::Kind::refused:
@@ -270,7 +270,7 @@ std::string json_line(const Step &step) {
         members.add("to", step.towards_listener ? listener_json(step) : peer_json(step));
         members.add_number("bytes", step.bytes);
     }
-    add_details(step, members);
+    details_add(step, members);
     return members.object();
 }
 

@@ -254,8 +254,8 @@ std::string ladder_line(const Step &step, const Form &form) {
     story.front().blanks = step.kind == Step::Kind::lost ? 2 : blanks;
     pieces.insert(pieces.end(), story.begin(), story.end());
     if (form.full)
-        return join(pieces, form.colour);
-    return lay_out(pieces, {std::max(form.columns, kNarrowest), form.rows, kIndent}, form.colour);
+        return pieces_join(pieces, form.colour);
+    return pieces_lay_out(pieces, {std::max(form.columns, kNarrowest), form.rows, kIndent}, form.colour);
 }
 
 } // namespace voicectl

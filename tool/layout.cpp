@@ -119,22 +119,22 @@ private:
     std::string text_;
 };
 
-bool add_all(Rows &rows, const std::vector<Piece> &pieces) {
+bool rows_add_all(Rows &rows, const std::vector<Piece> &pieces) {
     return std::all_of(pieces.begin(), pieces.end(), [&rows](const Piece &piece) { return rows.add(piece); });
 }
 
 } // namespace
 
-std::string lay_out(const std::vector<Piece> &pieces, const Room &room, bool colour) {
+std::string pieces_lay_out(const std::vector<Piece> &pieces, const Room &room, bool colour) {
     Rows whole(room, 0, colour);
-    if (add_all(whole, pieces))
+    if (rows_add_all(whole, pieces))
         return whole.text();
     Rows marked(room, kLeftOut.size(), colour);
-    add_all(marked, pieces);
+    rows_add_all(marked, pieces);
     return marked.text();
 }
 
-std::string join(const std::vector<Piece> &pieces, bool colour) {
+std::string pieces_join(const std::vector<Piece> &pieces, bool colour) {
     std::string line;
     for (const Piece &piece : pieces)
         line += std::string(line.empty() ? 0 : piece.blanks, ' ') + painted(piece.text, piece.colour, colour);

@@ -24,10 +24,10 @@ struct Room {
 
 // The pieces in as many rows as needed and no more than there are, separated by line breaks. What does not fit is left
 // out, and "..." says so.
-std::string lay_out(const std::vector<Piece> &pieces, const Room &room, bool colour);
+std::string pieces_lay_out(const std::vector<Piece> &pieces, const Room &room, bool colour);
 
 // The pieces on one line, whole.
-std::string join(const std::vector<Piece> &pieces, bool colour);
+std::string pieces_join(const std::vector<Piece> &pieces, bool colour);
 
 } // namespace voicectl
 

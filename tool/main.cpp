@@ -32,7 +32,7 @@ int main(int argc, char **argv) {
         app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
         app.require_subcommand(1);
         std::function<int()> run;
-        voicectl::add_watch(app, run);
+        voicectl::watch_add(app, run);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {

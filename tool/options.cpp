@@ -18,7 +18,7 @@ std::string long_name(const std::string &name) {
     return name.substr(name.rfind(',') + 1);
 }
 
-void add_text_option(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
+void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
                      const std::string &help, const std::string &shown) {
     command.add_option_function<std::string>(name, take, help)
         ->option_text(shown)
@@ -26,7 +26,7 @@ void add_text_option(CLI::App &command, const std::string &name, const std::func
 }
 
 template <typename Number>
-bool read_whole(const std::string &text, Number &number) {
+bool number_read(const std::string &text, Number &number) {
     const char *end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     return error == std::errc() && stop == end;
@@ -54,36 +54,36 @@ std::string either(const std::vector<std::string> &words) {
     return text;
 }
 
-void add_path_option(CLI::App &command, const std::string &name, std::string &path, const std::string &help) {
+void path_option_add(CLI::App &command, const std::string &name, std::string &path, const std::string &help) {
     const auto take = [option = long_name(name), &path](const std::string &text) {
         constexpr size_t kMost = sizeof(sockaddr_un::sun_path) - 1;
         if (text.empty() || text.size() > kMost)
             throw UsageError(fmt::format("{} is a path of 1 to {} characters, not {}", option, kMost, in_quotes(text)));
         path = text;
     };
-    add_text_option(command, name, take, help, "PATH");
+    text_option_add(command, name, take, help, "PATH");
 }
 
-void add_count_option(CLI::App &command, const std::string &name, uint64_t &count, const std::string &help) {
+void count_option_add(CLI::App &command, const std::string &name, uint64_t &count, const std::string &help) {
     const auto take = [option = long_name(name), &count](const std::string &text) {
-        if (!read_whole(text, count) || count < 1 || count > kMostCount)
+        if (!number_read(text, count) || count < 1 || count > kMostCount)
             throw UsageError(
                 fmt::format("{} is a whole number from 1 to {}, not {}", option, kMostCount, in_quotes(text)));
     };
-    add_text_option(command, name, take, help, "N");
+    text_option_add(command, name, take, help, "N");
 }
 
-void add_seconds_option(CLI::App &command, const std::string &name, double &seconds, const std::string &help) {
+void seconds_option_add(CLI::App &command, const std::string &name, double &seconds, const std::string &help) {
     const auto take = [option = long_name(name), &seconds](const std::string &text) {
         // Written so that "nan", which is neither more nor less than anything, is wrong.
-        if (!read_whole(text, seconds) || !(seconds > 0 && seconds <= kMostSeconds))
+        if (!number_read(text, seconds) || !(seconds > 0 && seconds <= kMostSeconds))
             throw UsageError(fmt::format("{} is a number of seconds above 0, {:.0f} at most, not {}", option,
                                          kMostSeconds, in_quotes(text)));
     };
-    add_text_option(command, name, take, help, "SECONDS");
+    text_option_add(command, name, take, help, "SECONDS");
 }
 
-void add_names_option(CLI::App &command, const std::string &name, std::vector<std::string> &names,
+void names_option_add(CLI::App &command, const std::string &name, std::vector<std::string> &names,
                       const std::string &help, std::string (*check)(const std::string &)) {
     const auto take = [option = long_name(name), &names, check](const std::vector<std::string> &given) {
         for (const std::string &one : given) {

@@ -32,15 +32,15 @@ struct Word {
 std::string either(const std::vector<std::string> &words);
 
 // Each adds an option; of one that is given more than once the last counts. The name is as "-n,--count".
-void add_path_option(CLI::App &command, const std::string &name, std::string &path, const std::string &help);
-void add_count_option(CLI::App &command, const std::string &name, uint64_t &count, const std::string &help);
-void add_seconds_option(CLI::App &command, const std::string &name, double &seconds, const std::string &help);
+void path_option_add(CLI::App &command, const std::string &name, std::string &path, const std::string &help);
+void count_option_add(CLI::App &command, const std::string &name, uint64_t &count, const std::string &help);
+void seconds_option_add(CLI::App &command, const std::string &name, double &seconds, const std::string &help);
 // Names add up. One that `check` has a sentence for is wrong; it is empty for the others.
-void add_names_option(CLI::App &command, const std::string &name, std::vector<std::string> &names,
+void names_option_add(CLI::App &command, const std::string &name, std::vector<std::string> &names,
                       const std::string &help, std::string (*check)(const std::string &) = nullptr);
 
 template <typename Choice>
-void add_choice_option(CLI::App &command, const std::string &name, Choice &choice, std::vector<Word<Choice>> words,
+void choice_option_add(CLI::App &command, const std::string &name, Choice &choice, std::vector<Word<Choice>> words,
                        const std::string &help) {
     std::vector<std::string> known;
     std::string shown;

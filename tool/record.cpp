@@ -84,7 +84,7 @@ Value typed_value(uint32_t id, std::span<const uint8_t> bytes) {
     }
 }
 
-void read_items(std::span<const uint8_t> buffer, Record &record) {
+void items_read(std::span<const uint8_t> buffer, Record &record) {
     while (!buffer.empty()) {
         if (buffer.size() < kItemHead) {
             record.fault = fmt::format("{} bytes left where an item's head should be", buffer.size());
@@ -106,7 +106,7 @@ void read_items(std::span<const uint8_t> buffer, Record &record) {
 
 } // namespace
 
-Record read_record(RecordKind kind, std::span<const uint8_t> bytes) {
+Record record_read(RecordKind kind, std::span<const uint8_t> bytes) {
     const Layout layout = layout_of(kind);
     Record record{.kind = kind};
     if (bytes.size() < layout.head) {
@@ -130,13 +130,13 @@ Record read_record(RecordKind kind, std::span<const uint8_t> bytes) {
         record.stream = word_at(bytes, offsetof(voice_stream_info_t, stream));
     const uint32_t length = word_at(bytes, layout.length_at);
     const size_t arrived = bytes.size() - layout.head;
-    read_items(bytes.subspan(layout.head, std::min<size_t>(length, arrived)), record);
+    items_read(bytes.subspan(layout.head, std::min<size_t>(length, arrived)), record);
     if (length > arrived)
         record.fault = fmt::format("{} bytes of parameters announced, {} arrived", length, arrived);
     return record;
 }
 
-std::vector<voice_codec_t> read_codec_list(std::span<const uint8_t> bytes) {
+std::vector<voice_codec_t> codec_list_read(std::span<const uint8_t> bytes) {
     std::vector<voice_codec_t> codecs;
     if (bytes.size() % sizeof(voice_codec_t) != 0)
         return codecs;

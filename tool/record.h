@@ -37,10 +37,10 @@ struct Record {
 };
 
 // Never reads past the bytes; what is broken is said in `fault`.
-Record read_record(RecordKind kind, std::span<const uint8_t> bytes);
+Record record_read(RecordKind kind, std::span<const uint8_t> bytes);
 
 // The codecs that an endpoint offers, best first. Empty: the bytes are no list of codec records.
-std::vector<voice_codec_t> read_codec_list(std::span<const uint8_t> bytes);
+std::vector<voice_codec_t> codec_list_read(std::span<const uint8_t> bytes);
 
 // "off hook" for LIBVOICE_EVENT_al_of; empty for what the vocabulary does not hold.
 std::string_view short_meaning(uint32_t id);

@@ -31,19 +31,19 @@ constexpr Carrier kCarriers[] = {
     {"stream_info", RecordKind::stream},
 };
 
-Value copy_value(const variant_t *variant);
+Value value_copy(const variant_t *variant);
 
-Value copy_list(const variant_t *variant) {
+Value list_copy(const variant_t *variant) {
     Value value{.type = Value::Type::list};
     // The accessor takes a variant that may be filled through it; here it is only read.
     const variant_list_t *list = variant_da_list(const_cast<variant_t *>(variant));
     const uint32_t size = variant_list_size(list);
     for (uint32_t i = 0; i < size; ++i)
-        value.list.push_back(copy_value(variant_list_at(list, i)));
+        value.list.push_back(value_copy(variant_list_at(list, i)));
     return value;
 }
 
-Value copy_bytes(const variant_t *variant) {
+Value bytes_copy(const variant_t *variant) {
     Value value{.type = Value::Type::bytes};
     const void *data = nullptr;
     uint32_t length = 0;
@@ -54,7 +54,7 @@ Value copy_bytes(const variant_t *variant) {
     return value;
 }
 
-Value copy_value(const variant_t *variant) {
+Value value_copy(const variant_t *variant) {
     const char *text = nullptr;
     int boolean = 0;
     int32_t number = 0;
@@ -78,9 +78,9 @@ Value copy_value(const variant_t *variant) {
     case VARIANT_FD:
         return {.type = Value::Type::descriptor, .number = variant_fd(variant)};
     case VARIANT_BYTES:
-        return copy_bytes(variant);
+        return bytes_copy(variant);
     case VARIANT_LIST:
-        return copy_list(variant);
+        return list_copy(variant);
     default:
         return {};
     }
@@ -130,12 +130,12 @@ std::string text_argument(const Step &step, std::string_view name) {
 }
 
 // Takes apart the record that a call carries, if it carries one.
-void read_call_record(Step &step) {
+void call_record_read(Step &step) {
     for (const Carrier &carrier : kCarriers) {
         const Value *value = argument(step, carrier.argument);
         if (value == nullptr || value->type != Value::Type::bytes)
             continue;
-        step.record = read_record(carrier.kind, value->bytes);
+        step.record = record_read(carrier.kind, value->bytes);
         step.record_argument = carrier.argument;
         return;
     }
@@ -167,7 +167,7 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
     step.bytes = record.bytes;
     std::vector<Argument> values;
     for (uint32_t i = 0; i < record.argument_count; ++i)
-        values.push_back({text_or_empty(record.argument_names[i]), copy_value(record.arguments[i])});
+        values.push_back({text_or_empty(record.argument_names[i]), value_copy(record.arguments[i])});
     for (uint32_t i = 0; i < record.error_count; ++i)
         step.errors.push_back(
             {record.error_codes[i], text_or_empty(record.error_descriptions[i]), text_or_empty(record.error_infos[i])});
@@ -204,7 +204,7 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
 
 // Whose call it is. Names are also learned from calls in passing, so that a tap that starts late still finds them.
 void Traffic::understand_call(Step &step, Peer &peer) {
-    read_call_record(step);
+    call_record_read(step);
     if (step.towards_listener) {
         const std::string plugin = text_argument(step, "plugin_name");
         if (!plugin.empty())
@@ -236,9 +236,9 @@ void Traffic::understand_call(Step &step, Peer &peer) {
     }
 }
 
-// Joins a reply, or a side's word that it waits for one, with its call.
+// Joins a reply, or the notice of a process that it waits for one, with its call.
 void Traffic::understand_reply(Step &step, const Peer &peer) {
-    // Whoever waits sent the call; a reply comes from the other side.
+    // Whoever waits sent the call; a reply comes from its peer.
     const bool call_towards_listener = (step.kind == Step::Kind::waiting) == step.towards_listener;
     const auto found = pending_.find({peer.connection, call_towards_listener, step.serial});
     if (found == pending_.end())
@@ -253,15 +253,15 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
         found->second.named = true;
         return;
     }
-    const bool refused = !step.errors.empty() || step.result.type != Value::Type::number;
-    if (call.function == "register_endpoint" && !refused && step.result.number >= 0)
+    const bool rejected = !step.errors.empty() || step.result.type != Value::Type::number;
+    if (call.function == "register_endpoint" && !rejected && step.result.number >= 0)
         endpoints_[static_cast<int32_t>(step.result.number)] = {peer.connection, call.endpoint};
     if (call.function == "deregister_endpoint" && step.errors.empty())
         std::erase_if(endpoints_, [&](const auto &entry) {
             return entry.second.connection == peer.connection && entry.second.name == call.endpoint;
         });
     if (step.result.type == Value::Type::bytes && call.function == "get")
-        step.record = read_record(RecordKind::param_set, step.result.bytes);
+        step.record = record_read(RecordKind::param_set, step.result.bytes);
     pending_.erase(found);
 }
 

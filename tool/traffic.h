@@ -27,7 +27,7 @@ struct ErrorItem {
     std::string info;
 };
 
-// The side of a connection that is not the listener: all traffic runs between such a peer and the listener.
+// The end of a connection that is not the listener: all traffic runs between such a peer and the listener.
 struct Peer {
     uint32_t connection = 0;
     int32_t process_id = 0;
@@ -42,7 +42,7 @@ struct Step {
     Kind kind = Kind::call;
     uint64_t time_ns = 0;
     Peer peer{};
-    std::string listener{}; // process name of the other side
+    std::string listener{}; // its process name
     int32_t listener_process_id = 0;
     bool towards_listener = true;
     std::string endpoint{}; // name, or "#3" for a number whose registration was not seen; empty: the process itself

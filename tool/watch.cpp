@@ -98,7 +98,7 @@ public:
                                      in_quotes(function)));
         while (!done()) {
             std::string why;
-            Tap tap = open_tap(address_, why);
+            Tap tap = tap_open(address_, why);
             if (tap != nullptr) {
                 was_connected = true;
                 complain(fmt::format("watching {}", printable(address_.uri)));
@@ -197,27 +197,27 @@ int watch(const Options &options) {
 
 } // namespace
 
-void add_watch(CLI::App &app, std::function<int()> &run) {
+void watch_add(CLI::App &app, std::function<int()> &run) {
     const auto options = std::make_shared<Options>();
     CLI::App &command =
         *app.add_subcommand("watch", "Show all that passes between the voice application and its plugins");
     command.footer(kEnvironment);
     Filter &filter = options->filter;
-    add_path_option(command, "-s,--socket", options->socket,
+    path_option_add(command, "-s,--socket", options->socket,
                     "The voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
-    add_names_option(command, "-e,--endpoint", filter.endpoints, "Only this endpoint: FXS1, or fxs_a.FXS1");
-    add_names_option(command, "-p,--plugin", filter.plugins, "Only this plugin");
-    add_names_option(command, "-f,--function", filter.functions, "Only calls of this function, and their replies");
-    add_names_option(command, "-k,--package", filter.packages, "Only messages of this package: al, cg, zil ...",
+    names_option_add(command, "-e,--endpoint", filter.endpoints, "Only this endpoint: FXS1, or fxs_a.FXS1");
+    names_option_add(command, "-p,--plugin", filter.plugins, "Only this plugin");
+    names_option_add(command, "-f,--function", filter.functions, "Only calls of this function, and their replies");
+    names_option_add(command, "-k,--package", filter.packages, "Only messages of this package: al, cg, zil ...",
                      package_problem);
-    add_choice_option<Filter::Direction>(
+    choice_option_add<Filter::Direction>(
         command, "-d,--direction", filter.direction,
         {{"in", Filter::Direction::in}, {"out", Filter::Direction::out}, {"both", Filter::Direction::both}},
         "in: what plugins ask; out: what the application asks");
     command.add_flag("-j,--json", options->json, "One JSON object per line");
     command.add_flag("-l,--long", options->full, "Full names and every value, on one line of any length");
-    add_count_option(command, "-n,--count", options->count, "End after so many messages");
-    add_seconds_option(command, "--for", options->seconds, "End after so many seconds");
+    count_option_add(command, "-n,--count", options->count, "End after so many messages");
+    seconds_option_add(command, "--for", options->seconds, "End after so many seconds");
     command.add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
     command.callback([options, &run] { run = [options] { return watch(*options); }; });
 }

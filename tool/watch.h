@@ -12,7 +12,7 @@ class App;
 namespace voicectl {
 
 // Adds the subcommand. `run` becomes what carries it out and returns the exit status, once it was chosen.
-void add_watch(CLI::App &app, std::function<int()> &run);
+void watch_add(CLI::App &app, std::function<int()> &run);
 
 } // namespace voicectl
 

@@ -239,7 +239,7 @@ private:
     std::vector<const Item *> items_;
 };
 
-void add_packets(Items &items, const char *form, uint32_t packets_id, uint32_t bytes_id,
+void packets_add(Items &items, const char *form, uint32_t packets_id, uint32_t bytes_id,
                  std::vector<std::string> &words) {
     const std::optional<int64_t> packets = items.number(packets_id);
     const std::optional<int64_t> bytes = items.number(bytes_id);
@@ -270,7 +270,7 @@ std::string coding_words(Items &items, const Coding &coding) {
     return fmt::format("{} {} ms payload {}", codec_name(*codec), *ptime, *payload);
 }
 
-void add_media(Items &items, std::vector<std::string> &words) {
+void media_add(Items &items, std::vector<std::string> &words) {
     if (const std::optional<int64_t> mode = items.number(LIBVOICE_PARAM_sdp_stream_mode)) {
         words.push_back(mode_words(*mode));
         items.take(LIBVOICE_PARAM_sdp_stream_mode);
@@ -288,10 +288,10 @@ void add_media(Items &items, std::vector<std::string> &words) {
 }
 
 // Losses are told even when there are none; of the other figures those that are not 0.
-void add_statistics(Items &items, std::vector<std::string> &words) {
-    add_packets(items, "sent {} packets ({} bytes)", LIBVOICE_PARAM_zil_call_stats_txpkts,
+void statistics_add(Items &items, std::vector<std::string> &words) {
+    packets_add(items, "sent {} packets ({} bytes)", LIBVOICE_PARAM_zil_call_stats_txpkts,
                 LIBVOICE_PARAM_zil_call_stats_txbytes, words);
-    add_packets(items, "received {} ({})", LIBVOICE_PARAM_zil_call_stats_rxpkts, LIBVOICE_PARAM_zil_call_stats_rxbytes,
+    packets_add(items, "received {} ({})", LIBVOICE_PARAM_zil_call_stats_rxpkts, LIBVOICE_PARAM_zil_call_stats_rxbytes,
                 words);
     if (const std::optional<int64_t> lost = items.number(LIBVOICE_PARAM_zil_call_stats_lost)) {
         words.push_back(fmt::format("lost {}", *lost));
@@ -343,9 +343,9 @@ std::vector<std::string> items_summary(const Record &record) {
     std::vector<std::string> words;
     Items items(record);
     if (record.kind == RecordKind::connection || record.kind == RecordKind::stream)
-        add_media(items, words);
+        media_add(items, words);
     if (record.identifier == LIBVOICE_EVENT_zil_call_stats)
-        add_statistics(items, words);
+        statistics_add(items, words);
     for (const Item *item : items.left()) {
         const std::string label = item_label(*item);
         const std::string value = item_words(*item);
@@ -358,12 +358,12 @@ std::optional<CallerDisplay> item_display(const Item &item) {
     if (row_of(item.id).form != Form::display)
         return std::nullopt;
     const std::string_view text(reinterpret_cast<const char *>(item.bytes.data()), item.bytes.size());
-    return read_caller_display(text.substr(0, text.find('\0')));
+    return caller_display_read(text.substr(0, text.find('\0')));
 }
 
 std::string codec_list_words(const Bytes &bytes) {
     std::string text;
-    for (const voice_codec_t &codec : read_codec_list(bytes))
+    for (const voice_codec_t &codec : codec_list_read(bytes))
         text += fmt::format("{}{}", text.empty() ? "" : " ", codec_name(codec.codec));
     return text;
 }

@@ -20,33 +20,35 @@ namespace {
 constexpr Room kSmall{.columns = 20, .rows = 2, .indent = 4};
 
 TEST(Layout, PiecesStandApartByTheirBlanks) {
-    EXPECT_EQ(lay_out({{"one", nullptr, 0}, {"two"}, {"3", nullptr, 1}}, kSmall, false), "one  two 3");
+    EXPECT_EQ(pieces_lay_out({{"one", nullptr, 0}, {"two"}, {"3", nullptr, 1}}, kSmall, false), "one  two 3");
 }
 
 TEST(Layout, APieceMovesWholeToTheNextRow) {
-    EXPECT_EQ(lay_out({{"0123456789"}, {"two words"}}, kSmall, false), "0123456789\n    two words");
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"two words"}}, kSmall, false), "0123456789\n    two words");
 }
 
 TEST(Layout, TheLastColumnIsUsed) {
-    EXPECT_EQ(lay_out({{"0123456789"}, {"12345678"}}, kSmall, false), "0123456789  12345678");
-    EXPECT_EQ(lay_out({{"0123456789"}, {"12345678"}, {"0123456789abcdef"}}, kSmall, false),
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"12345678"}}, kSmall, false), "0123456789  12345678");
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"12345678"}, {"0123456789abcdef"}}, kSmall, false),
               "0123456789  12345678\n    0123456789abcdef");
 }
 
 TEST(Layout, WhatHasNoRoomIsMarked) {
-    EXPECT_EQ(lay_out({{"0123456789"}, {"12345678"}, {"0123456789"}, {"there is more"}}, kSmall, false),
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"12345678"}, {"0123456789"}, {"there is more"}}, kSmall, false),
               "0123456789  12345678\n    0123456789 ...");
-    EXPECT_EQ(lay_out({{"0123456789"}, {"12345678"}, {"0123456789abcdef"}, {"more"}}, kSmall, false),
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"12345678"}, {"0123456789abcdef"}, {"more"}}, kSmall, false),
               "0123456789  12345678\n    ...");
 }
 
 TEST(Layout, ALongPieceBreaksBetweenItsWords) {
-    EXPECT_EQ(lay_out({{"a piece that is longer than one"}}, kSmall, false), "a piece that is\n    longer than one");
+    EXPECT_EQ(pieces_lay_out({{"a piece that is longer than one"}}, kSmall, false),
+              "a piece that is\n    longer than one");
 }
 
 TEST(Layout, ALongWordIsCut) {
-    EXPECT_EQ(lay_out({{"0123456789012345678901234567890123456789"}}, {.columns = 30, .rows = 1, .indent = 0}, false),
-              "012345678901234567890123456...");
+    EXPECT_EQ(
+        pieces_lay_out({{"0123456789012345678901234567890123456789"}}, {.columns = 30, .rows = 1, .indent = 0}, false),
+        "012345678901234567890123456...");
 }
 
 TEST(Layout, WideCharactersTakeTwoColumns) {
@@ -55,11 +57,12 @@ TEST(Layout, WideCharactersTakeTwoColumns) {
 }
 
 TEST(Layout, ColoursTakeNoColumns) {
-    EXPECT_EQ(lay_out({{"0123456789"}, {"12345678", "\x1B[1m"}}, kSmall, true), "0123456789  \x1B[1m12345678\x1B[0m");
+    EXPECT_EQ(pieces_lay_out({{"0123456789"}, {"12345678", "\x1B[1m"}}, kSmall, true),
+              "0123456789  \x1B[1m12345678\x1B[0m");
 }
 
 TEST(Layout, JoinKeepsEverything) {
-    EXPECT_EQ(join({{"one"}, {"0123456789012345678901234567890123456789"}}, false),
+    EXPECT_EQ(pieces_join({{"one"}, {"0123456789012345678901234567890123456789"}}, false),
               "one  0123456789012345678901234567890123456789");
 }
 

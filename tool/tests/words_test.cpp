@@ -17,7 +17,7 @@ namespace voicectl {
 namespace {
 
 Item item_of(const Bytes &parameters) {
-    const Record record = read_record(RecordKind::param_set, set_bytes(parameters));
+    const Record record = record_read(RecordKind::param_set, set_bytes(parameters));
     EXPECT_EQ(record.items.size(), 1u);
     return record.items.empty() ? Item{} : record.items[0];
 }
@@ -48,7 +48,7 @@ Bytes words(std::initializer_list<uint32_t> list) {
 }
 
 std::vector<std::string> summary(RecordKind kind, const Bytes &bytes) {
-    return items_summary(read_record(kind, bytes));
+    return items_summary(record_read(kind, bytes));
 }
 
 using Words = std::vector<std::string>;
@@ -140,8 +140,8 @@ TEST(Words, BrokenDataBlocksAreSaidSo) {
 TEST(Words, EveryPrefixOfABlockIsReadSafely) {
     const std::string_view whole = kCallerBlock;
     for (size_t size = 0; size < whole.size(); ++size)
-        EXPECT_FALSE(read_caller_display(whole.substr(0, size))) << size;
-    EXPECT_TRUE(read_caller_display(whole));
+        EXPECT_FALSE(caller_display_read(whole.substr(0, size))) << size;
+    EXPECT_TRUE(caller_display_read(whole));
 }
 
 TEST(Words, StatisticsTogether) {
