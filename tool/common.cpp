@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -24,7 +25,10 @@ size_t terminal_columns() {
 
 bool wants_colour() {
     const char *no_colour = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
+    const char *terminal = std::getenv("TERM");
+    if (no_colour != nullptr && *no_colour != '\0')
+        return false;
+    return isatty(STDOUT_FILENO) != 0 && (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
 }
 
 uint64_t now_ns() {

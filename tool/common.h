@@ -20,7 +20,7 @@ void complain(const std::string &message);
 // The columns of the terminal that standard output is, as they are now; 0: it is none, or does not know.
 size_t terminal_columns();
 
-// Whether standard output wants colours: a terminal, and NO_COLOR is not set.
+// Whether standard output wants colours: a terminal that is not dumb, and NO_COLOR is not set.
 bool wants_colour();
 
 // CLOCK_REALTIME, as records carry it.

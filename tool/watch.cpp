@@ -41,6 +41,7 @@ constexpr const char *kEnvironment =
     "Environment:\n"
     "  ZIL_VOIP_IPC_SOCKET_URI     Where the voice application listens, kex://ipc:[PATH]\n"
     "  NO_COLOR                    When set and not empty, no colours on a terminal\n"
+    "  TERM                        dumb: no colours\n"
     "  COLUMNS                     Width of a terminal that does not know its own\n";
 constexpr size_t kUsualColumns = 80;
 constexpr size_t kMostColumns = 10'000;

@@ -276,7 +276,8 @@ CALL = [
     " fxs2 FXS1 +--> event  off hook  al_of$",
     " fxs1 FXS1 +<-- create  both ways  PCMA 20 ms payload 8  line 0  sockets [0-9]+ [0-9]+ -$",
     " fxs1 FXS1 +--> event  on hook  al_on$",
-    " fxs1 FXS1 +--> event  call statistics  zil_call_stats  sent [0-9]+ packets \\([0-9]+ bytes\\)  received [0-9]+ \\([0-9]+\\)  lost 0",
+    " fxs1 FXS1 +--> event  call statistics  zil_call_stats  "
+    "sent [0-9]+ packets \\([0-9]+ bytes\\)  received [0-9]+ \\([0-9]+\\)  lost 0",
 ]
 
 
@@ -302,7 +303,8 @@ def test_caller_display_and_empty_items_in_words(system):
     first.ask("1 dial 201")
     second.expect("displays")
     ladder.expect(
-        r' fxs2 FXS1 +<-- signal  display data  andisp_data  shows 101 "FXS1" at \d\d-\d\d \d\d:\d\d for 201  alerting signal 0$'
+        r" fxs2 FXS1 +<-- signal  display data  andisp_data  "
+        r'shows 101 "FXS1" at \d\d-\d\d \d\d:\d\d for 201  alerting signal 0$'
     )
     application.ask("set 101 tdmc_gain -3")
     ladder.expect(" fxs1 FXS1 +<-- set  endpoint number 0  gain -3 dB$")
@@ -321,11 +323,13 @@ def test_long_form_has_full_names(system):
     talk(first, "201", second)
     first.ask("1 on")
     for pattern in [
-        'fxs1 FXS1 +--> voice_application +register_endpoint +endpoint_path "fxs1.EndPoint.FXS1" +type FXS +codeclist PCMA PCMU$',
+        "fxs1 FXS1 +--> voice_application +register_endpoint "
+        '+endpoint_path "fxs1.EndPoint.FXS1" +type FXS +codeclist PCMA PCMU$',
         "fxs1 FXS1 +--> voice_application +event +off hook +LIBVOICE_EVENT_al_of",
         "fxs2 FXS1 +<-- voice_application +signal +ring +LIBVOICE_SIGNAL_al_ri +LIBVOICE_PARAM_al_ri_cad 1000/4000 ms +"
         "LIBVOICE_PARAM_al_ri_freq 25 Hz$",
-        "fxs1 FXS1 +<-- voice_application +create .*LIBVOICE_PARAM_sdp_upstream_codec PCMA .*filedesc \\[fd [0-9]+, fd [0-9]+, fd -\\]$",
+        "fxs1 FXS1 +<-- voice_application +create .*LIBVOICE_PARAM_sdp_upstream_codec PCMA "
+        ".*filedesc \\[fd [0-9]+, fd [0-9]+, fd -\\]$",
         "LIBVOICE_EVENT_zil_call_stats .*LIBVOICE_PARAM_zil_call_stats_discarded [0-9]+ .*_tsLastRxRtpInUs [0-9]+$",
     ]:
         ladder.expect(pattern)
