@@ -56,6 +56,6 @@ endforeach()
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING
     PATTERN "*.md" PATTERN "examples/*.c" PATTERN "examples/*.cpp" PATTERN "examples/*.h"
     PATTERN man EXCLUDE PATTERN tests EXCLUDE)
-install(FILES hosts/tests/processes/stub_driver.c DESTINATION ${CMAKE_INSTALL_DOCDIR}/hosts/tests/processes
+install(FILES tests/integration/programs/stub_driver.c DESTINATION ${CMAKE_INSTALL_DOCDIR}/tests/integration/programs
     COMPONENT development)
 install(DIRECTORY tests/install/project DESTINATION ${CMAKE_INSTALL_DOCDIR}/tests/install COMPONENT development)
