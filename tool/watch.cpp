@@ -102,7 +102,6 @@ public:
             Tap tap = tap_open(address_, why);
             if (tap != nullptr) {
                 was_connected = true;
-                complain(fmt::format("watching {}", printable(address_.uri)));
                 follow(*tap);
                 traffic_.clear();
                 if (!done())
@@ -127,11 +126,17 @@ private:
     void follow(kex_tap_t &tap) {
         Unseen unseen(options_.filter);
         Clock::time_point patience = Clock::now() + kPatience;
+        bool watching = false;
         while (!done()) {
             kex_tap_record_t record{};
             const int found = kex_tap_next(&tap, &record);
             if (found < 0)
                 break;
+            // Said no earlier: whoever acts on it is seen from his first message on.
+            if (found > 0 && !watching && record.kind != KEX_TAP_REFUSED) {
+                watching = true;
+                complain(fmt::format("watching {}", printable(address_.uri)));
+            }
             if (found > 0) {
                 if (const std::optional<Step> step = traffic_.next(record)) {
                     unseen.note(*step);
