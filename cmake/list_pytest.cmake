@@ -7,6 +7,10 @@ if(NOT result EQUAL 0)
 endif()
 
 string(REGEX MATCHALL "[^\n]+::[^\n]+" cases "${output}")
+# Brackets inside a case's own brackets would hold the elements of a CMake list together.
+if(output MATCHES "\n[^\n[]+\\[[^\n]*[][;][^\n]*\\](\n|$)")
+    message(FATAL_ERROR "a test's name has brackets or semicolons in its brackets:\n${CMAKE_MATCH_0}")
+endif()
 set(text "")
 foreach(case IN LISTS cases)
     string(REGEX REPLACE "^(.*)_test\\.py::test_" "integration.\\1." name "${case}")

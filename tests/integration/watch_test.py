@@ -134,9 +134,11 @@ WRONG = [
 ]
 
 
-@pytest.mark.parametrize(
-    "arguments, sentence", WRONG, ids=lambda value: str(value)[:40] if isinstance(value, list) else ""
-)
+# Plain names, since ctest knows tests by them.
+WRONG_NAMES = [re.sub(r"\W+", "_", f"{place} {arguments}")[:40] for place, (arguments, _) in enumerate(WRONG)]
+
+
+@pytest.mark.parametrize("arguments, sentence", WRONG, ids=WRONG_NAMES)
 def test_wrong_command_line_is_status_two(system, arguments, sentence):
     status, out, err = run(system, *arguments)
     assert (status, out) == (2, "")
