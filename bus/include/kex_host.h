@@ -72,6 +72,37 @@ object_t *kex_declareObject(kex_t *bus, const char *path, const char *class_name
  * refused. */
 object_t *kex_declareTemplate(kex_t *bus, const char *path, const char *class_name);
 
+/* ------------------------------------------------------------------------------------------------------------ Calls */
+
+/** Bytes of a packet where they lie: not zero-terminated, and a zero byte may stand anywhere. */
+typedef struct kex_text {
+    const char *bytes; /**< the first one */
+    uint32_t length;   /**< how many */
+} kex_text_t;
+
+/** A call from a peer while its function runs. */
+typedef struct kex_call {
+    peer_t *peer;        /**< who calls */
+    kex_text_t path;     /**< the object */
+    kex_text_t function; /**< without its class */
+} kex_call_t;
+
+/**
+ * Which call runs: for code that a function has called without saying for whom it works.
+ * @param call  filled in; its texts live until the function returns
+ * @return no when no function runs: in a timer, a reply handler, a close event, or outside of a turn
+ */
+int kex_currentCall(kex_t *bus, kex_call_t *call);
+/** A text argument of the call that runs, by one of its names, as argument_getChar() finds it; lives until the function
+ *  returns. @return no when there is no such argument, when it is no text, or when no function runs. */
+int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text);
+/**
+ * One handler that is asked before each function of the host's: kex_currentCall() tells it about which. When it answers no
+ * the function does not run, and the caller gets the error KEX_ERROR_REFUSED. For hosts that do not trust all peers
+ * alike.
+ */
+void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *userdata);
+
 /* ------------------------------------------------------------------------------------------------------------ Peers */
 
 /** One handler for the closing of any peer of the bus. Runs once per peer, after its last queued call and after

@@ -92,6 +92,67 @@ TEST_F(Call, FlagsArriveAsAttributes) {
     EXPECT_EQ(seen, 0x8001u);
 }
 
+std::string string_of(const kex_text_t &text) {
+    return {text.bytes, text.length};
+}
+
+TEST_F(Call, CurrentCallIsKnownToWhateverItsFunctionCalls) {
+    kex_call_t current = {};
+    kex_text_t name = {};
+    std::string path, function, found;
+    probe(
+        [&](function_call_t *call, argument_list_t *, variant_t *) {
+            EXPECT_TRUE(kex_currentCall(server, &current));
+            EXPECT_EQ(current.peer, fcall_peer(call));
+            path = string_of(current.path);
+            function = string_of(current.function);
+            EXPECT_TRUE(kex_currentText(server, "name", &name));
+            found = string_of(name);
+            EXPECT_FALSE(kex_currentText(server, "number", &name)) << "no text";
+            EXPECT_FALSE(kex_currentText(server, "nothing", &name));
+            EXPECT_FALSE(kex_currentText(server, nullptr, &name));
+            EXPECT_FALSE(kex_currentText(server, "name", nullptr));
+            EXPECT_FALSE(kex_currentCall(server, nullptr));
+            EXPECT_FALSE(kex_currentCall(client, &current)) << "another bus of the process";
+            fcall_destroy(call);
+            EXPECT_TRUE(kex_currentCall(server, &current)) << "until the function returns";
+            return 0;
+        },
+        {{"name", text("fxs1")}, {"number", u32(1)}});
+    EXPECT_EQ(path, "Probe");
+    EXPECT_EQ(function, "run");
+    EXPECT_EQ(found, "fxs1");
+    EXPECT_FALSE(kex_currentCall(server, &current));
+    EXPECT_FALSE(kex_currentText(server, "name", &name));
+    EXPECT_FALSE(kex_currentCall(nullptr, &current));
+    EXPECT_FALSE(kex_currentText(nullptr, "name", &name));
+}
+
+// Lets calls run whose argument "text" is "yes".
+int only_yes(kex_t *bus, void *userdata) {
+    kex_text_t argument;
+    ++*static_cast<int *>(userdata);
+    return kex_currentText(bus, "text", &argument) && string_of(argument) == "yes";
+}
+
+TEST_F(Call, HostMayRejectACallBeforeItsFunctionRuns) {
+    int asked = 0;
+    kex_onCall(server, only_yes, &asked);
+    request_t *r = call("Probe", "echo", {{"text", text("yes")}});
+    EXPECT_THAT(lines_of(r), ElementsAre("value text \"yes\""));
+    request_destroy(r);
+    r = call("Probe", "echo", {{"text", text("no")}});
+    EXPECT_THAT(lines_of(r), ElementsAre("error 65539 Not allowed: echo"));
+    request_destroy(r);
+    EXPECT_EQ(asked, 2);
+    EXPECT_THAT(served::log, ElementsAre("echo"));
+    kex_onCall(server, nullptr, nullptr);
+    r = call("Probe", "echo", {{"text", text("no")}});
+    EXPECT_THAT(lines_of(r), ElementsAre("value text \"no\""));
+    request_destroy(r);
+    kex_onCall(nullptr, only_yes, nullptr);
+}
+
 TEST_F(Call, ReturnValueMayBeSetAfterTheCallIsDestroyed) {
     EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
                     EXPECT_EQ(variant_type(value), uint32_t{VARIANT_NONE});

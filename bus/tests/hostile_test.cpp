@@ -285,13 +285,16 @@ TEST_F(Hostile, RepliesNobodyAskedForArePassedOver) {
     expect_alive();
 }
 
-TEST_F(Hostile, OneWayCallsAreNeverAnswered) {
+TEST_F(Hostile, OneWayCallsAreAnsweredOnlyWhenTheyFindNothing) {
     auto raw = connected_peer();
     raw->send(Packet(kOneWayCall, 1).text("Probe").text("echo").byte(0));
-    raw->send(Packet(kOneWayCall, 2).text("nobody").text("echo").byte(0));
     settle();
     EXPECT_THAT(served::log, ElementsAre("echo"));
     EXPECT_THAT(raw->receive_all(), IsEmpty());
+    raw->send(Packet(kOneWayCall, 2).text("nobody").text("echo").byte(0));
+    settle();
+    EXPECT_THAT(served::log, ElementsAre("echo"));
+    EXPECT_THAT(raw->receive_all(), testing::SizeIs(1));
 }
 
 TEST_F(Hostile, FloodIsReadNoFurtherThanItIsDispatched) {

@@ -720,6 +720,42 @@ TEST_F(Harness, TheHostIsToldOfEachClosingAfterThePeersOwnHandler) {
     EXPECT_FALSE(peer_disconnect(nullptr));
 }
 
+// Notes which call runs, and lets it run when its argument "name" is "yes".
+int on_call(kex_t *on, void *userdata) {
+    kex_call_t call;
+    kex_text_t name;
+    const bool runs = kex_currentCall(on, &call) != 0;
+    const bool named = kex_currentText(on, "name", &name) != 0;
+    const auto text_of = [](kex_text_t text) { return std::string(text.bytes, text.length); };
+    bus().note(
+        *static_cast<std::string *>(userdata) +
+        (runs ? text_of(call.path) + " " + text_of(call.function) + " from " + peer_processName(call.peer) : "") +
+        (named ? " " + text_of(name) : ""));
+    return named && text_of(name) == "yes";
+}
+
+int ends_the_call(function_call_t *call, argument_list_t *, variant_t *) {
+    fcall_destroy(call);
+    return KEX_FUNCTION_DONE;
+}
+
+TEST_F(Harness, TheHostIsToldWhichCallRunsAndMayRejectIt) {
+    std::string text = "before ";
+    kex_onCall(bus().handle(), on_call, &text);
+    bus().clear_log();
+    fake::Call call;
+    call.on(bus().object("tel")).from(bus().peer("fxs1")).named("init").with("name", Value::chars("yes"));
+    EXPECT_EQ(call.run(ends_the_call), KEX_FUNCTION_DONE);
+    EXPECT_LOG("before tel init from fxs1 yes", "fcall_destroy(call1)");
+    fake::Call rejected;
+    rejected.named("init").with("name", Value::u32(1));
+    EXPECT_EQ(rejected.run(ends_the_call), KEX_FUNCTION_FAILED);
+    EXPECT_THAT(rejected.errors(), testing::ElementsAre("65539 \"Not allowed\" \"init\""));
+    kex_call_t none;
+    EXPECT_FALSE(kex_currentCall(bus().handle(), &none));
+    kex_onCall(bus().handle(), nullptr, nullptr);
+}
+
 TEST_F(Harness, PeersHaveProcesses) {
     peer_t *peer = bus().peer("application");
     EXPECT_STREQ(peer_processName(peer), "application");

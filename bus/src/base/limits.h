@@ -31,6 +31,9 @@ constexpr uint32_t kPacketsPerRead = 8;             // taken by one system call;
 constexpr uint32_t kPacketsPerTurn = 64;            // read from one peer before the calls of others get their turn
 constexpr uint32_t kMaxPacketsPerTurn = 2048; // the same while a new connection waits for those known to be drained
 
+constexpr uint32_t kMissedCallsTold = 10;                // calls that find nothing, traced in a second
+constexpr uint64_t kMissedCallsPeriod = 1 * kSecond;     // what is more is counted
+constexpr uint64_t kLongCall = 1 * kSecond;              // a function that ran longer is traced
 constexpr uint64_t kHelloLimit = 2 * kSecond;            // a connection that says nothing is closed
 constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visible
 constexpr uint64_t kNextWaitNotice = 10 * kSecond;       // and stays so

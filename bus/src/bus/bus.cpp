@@ -3,6 +3,7 @@
 #include "base/contract.h"
 #include "base/trace.h"
 #include "bus/environment.h"
+#include "calls/call.h"
 #include "calls/calls.h"
 #include "calls/function.h"
 #include "calls/object.h"
@@ -163,6 +164,34 @@ int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
 
 int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
     return bus != nullptr && r != nullptr && request_wait(&bus->calls, r, timeout);
+}
+
+// ----------------------------------------------------------------------------------------- Calls
+
+int kex_currentCall(kex_t *bus, kex_call_t *call) {
+    const argument_list_t *running = bus != nullptr ? bus->calls.running : nullptr;
+    if (running == nullptr || call == nullptr)
+        return 0;
+    call->peer = fcall_peer(running->call);
+    call->path = {running->parsed.path.bytes, running->parsed.path.length};
+    call->function = {running->parsed.function.bytes, running->parsed.function.length};
+    return 1;
+}
+
+int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text) {
+    const argument_list_t *running = bus != nullptr ? bus->calls.running : nullptr;
+    Text found;
+    if (running == nullptr || argument == nullptr || text == nullptr || !argument_find_text(running, argument, found))
+        return 0;
+    *text = {found.bytes, found.length};
+    return 1;
+}
+
+void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *userdata) {
+    if (bus == nullptr)
+        return;
+    bus->calls.call_handler = handler;
+    bus->calls.call_userdata = userdata;
 }
 
 // ----------------------------------------------------------------------------------------- Data model

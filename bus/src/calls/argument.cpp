@@ -70,6 +70,15 @@ int argument_get_number(argument_list_t *a, const char *name, Number *number,
 
 } // namespace
 
+namespace bus {
+
+bool argument_find_text(const argument_list_t *arguments, const char *name, Text &text) {
+    const wire::Argument *argument = argument_find(arguments, name);
+    return argument != nullptr && wire::argument_text(arguments->call->message, *argument, text);
+}
+
+} // namespace bus
+
 int argument_getChar(argument_list_t *a, const char *name, uint32_t, char **text) {
     variant_t value;
     if (text == nullptr)

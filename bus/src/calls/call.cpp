@@ -3,6 +3,7 @@
 #include "calls/call.h"
 #include "base/trace.h"
 #include "calls/listing.h"
+#include "calls/missed.h"
 #include "calls/object.h"
 #include "transport/output.h"
 #include "transport/send.h"
@@ -60,6 +61,61 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
     connection_flush_if_much(connection);
 }
 
+// Nobody waits for the answer to a one-way call, but whoever watches the caller's side is to see that it found nothing.
+void call_send_miss(function_call_t *call) {
+    Connection *connection = call->peer->connection;
+    if (connection->closed)
+        return;
+    wire::Writer writer = call_write_reply(call, nullptr);
+    output_add(connection, writer, 1);
+}
+
+// A function takes its time by the kernel's clock: whoever waits for it does so too.
+void call_run_entry(function_call_t *call, argument_list_t *arguments, variant_t *value) {
+    uint64_t begin = clock_monotonic();
+    call->request.reply.being_built = true;
+    arguments->function->entry(call, arguments, value); // its status adds nothing to the reply
+    call->request.reply.being_built = false;
+    uint64_t took = clock_monotonic() - begin;
+    char title[kCallTitle];
+    if (took >= kLongCall)
+        note(ZIL_TRACE_WARNING, "%s ran for %u.%u s: nothing else was done meanwhile",
+             call_title(arguments->parsed, title, sizeof title), static_cast<unsigned>(took / kSecond),
+             static_cast<unsigned>(took % kSecond / (100 * kMillisecond)));
+}
+
+// A call that finds nothing is told to whoever set the two sides up.
+void call_miss(function_call_t *call, const wire::Call &parsed, const char *why) {
+    char title[kCallTitle];
+    call->missed_told = missed_call_tell(call->peer, call_title(parsed, title, sizeof title), why);
+}
+
+// The object that is called and the function of its class; null after an error item.
+object_t *call_find_target(function_call_t *call, argument_list_t *arguments) {
+    const wire::Call &parsed = arguments->parsed;
+    const Calls *calls = call->peer->calls;
+    object_t *object = object_find(calls, parsed.path.bytes, parsed.path.length);
+    if (object == nullptr || !object_is_callable(object)) {
+        call_miss(call, parsed,
+                  object == nullptr ? "there is no such object" : "the object is a template, or not committed");
+        call_add_error(call, KEX_ERROR_NO_OBJECT, "No such object", parsed.path);
+        return nullptr;
+    }
+    arguments->function = function_find(calls, object->class_name, parsed.function);
+    if (arguments->function != nullptr)
+        return object;
+    char why[kShownName + 64] = "no such function is declared for objects without a class";
+    if (*object->class_name != '\0')
+        snprintf(why, sizeof why, "no such function is declared for class '%.64s'", object->class_name);
+    call_miss(call, parsed, why);
+    call_add_error(call, KEX_ERROR_NO_FUNCTION, "No such function", parsed.function);
+    return nullptr;
+}
+
+bool call_may_run(const Calls *calls) {
+    return calls->call_handler == nullptr || calls->call_handler(calls->bus, calls->call_userdata) != 0;
+}
+
 void call_run_function(function_call_t *call, argument_list_t *arguments, variant_t *value) {
     const wire::Call &parsed = arguments->parsed;
     Calls *calls = call->peer->calls;
@@ -68,21 +124,17 @@ void call_run_function(function_call_t *call, argument_list_t *arguments, varian
             call_add_error(call, KEX_ERROR_TOO_LARGE, "The listing is too large", parsed.path);
         return;
     }
-    object_t *object = object_find(calls, parsed.path.bytes, parsed.path.length);
-    if (object == nullptr || !object_is_callable(object)) {
-        call_add_error(call, KEX_ERROR_NO_OBJECT, "No such object", parsed.path);
+    object_t *object = call_find_target(call, arguments);
+    if (object == nullptr)
         return;
-    }
-    arguments->function = function_find(calls, object->class_name, parsed.function);
-    if (arguments->function == nullptr) {
-        call_add_error(call, KEX_ERROR_NO_FUNCTION, "No such function", parsed.function);
-        return;
-    }
     call->object = object;
     object_pin(object);
-    call->request.reply.being_built = true;
-    arguments->function->entry(call, arguments, value); // its status adds nothing to the reply
-    call->request.reply.being_built = false;
+    calls->running = arguments;
+    if (call_may_run(calls))
+        call_run_entry(call, arguments, value);
+    else
+        call_add_error(call, KEX_ERROR_REFUSED, "Not allowed", parsed.function);
+    calls->running = nullptr;
     object_unpin(object);
 }
 
@@ -99,6 +151,8 @@ void call_run(Task *task) {
     call->peer->running = nullptr;
     if (!call->one_way)
         call_send_reply(call, &value);
+    else if (call->missed_told)
+        call_send_miss(call);
     variant_cleanup(&value);
     call_release(call);
 }
@@ -168,10 +222,14 @@ const char *call_title(const Peer *peer, uint32_t serial, char *buffer, size_t s
         return "a call";
     wire::Call parsed;
     wire::call_read(call->message, parsed);
+    return call_title(parsed, buffer, size);
+}
+
+const char *call_title(const wire::Call &call, char *buffer, size_t size) {
     char path[kShownName];
     char function[kShownName];
-    printable(path, sizeof path, parsed.path.bytes, parsed.path.length);
-    printable(function, sizeof function, parsed.function.bytes, parsed.function.length);
+    printable(path, sizeof path, call.path.bytes, call.path.length);
+    printable(function, sizeof function, call.function.bytes, call.function.length);
     snprintf(buffer, size, "'%s' of '%s'", function, path);
     return buffer;
 }

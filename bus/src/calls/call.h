@@ -14,6 +14,7 @@ struct function_call : bus::Task {
     object_t *object;
     request_t request; // the caller's side as the function sees it
     bool one_way;
+    bool missed_told; // it found nothing, and that was traced
     bus::wire::Descriptors descriptors;
     bus::wire::Message message; // a copy; it stands behind this structure, after the descriptors
 };
@@ -27,7 +28,8 @@ struct argument_list {
 
 namespace bus {
 
-constexpr size_t kShownName = 64; // bytes of a name from a peer that are shown
+constexpr size_t kShownName = 64;                  // bytes of a name from a peer that are shown
+constexpr size_t kCallTitle = 2 * kShownName + 16; // room for both of them
 
 // Queues a call that is well formed. False: no memory; the descriptors are still the caller's.
 bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);
@@ -35,6 +37,9 @@ bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &des
 bool call_is_queued(const Peer *peer, uint32_t serial);
 // For messages: "'signal' of 'P.EndPoint.1'", or "a call" when it is not here.
 const char *call_title(const Peer *peer, uint32_t serial, char *buffer, size_t size);
+const char *call_title(const wire::Call &call, char *buffer, size_t size);
+// A text argument by one of its names, where it lies. False: there is none, or it is no text.
+bool argument_find_text(const argument_list_t *arguments, const char *name, Text &text);
 
 } // namespace bus
 

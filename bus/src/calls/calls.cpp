@@ -3,6 +3,7 @@
 #include "calls/calls.h"
 #include "calls/call.h"
 #include "calls/function.h"
+#include "calls/missed.h"
 #include "calls/object.h"
 #include "calls/peer.h"
 #include "calls/request.h"
@@ -47,6 +48,7 @@ bool calls_begin(Calls *calls, Transport *transport, kex_t *bus) {
     calls->transport = transport;
     calls->bus = bus;
     transport_report_to(transport, calls, &kReports);
+    missed_calls_begin(calls);
     return objects_begin(calls);
 }
 

@@ -9,12 +9,24 @@ namespace bus {
 
 struct Function;
 
+// Calls that find no object or no function are traced, but a peer that sends many must not fill the trace.
+struct MissedCalls {
+    Module module;
+    uint64_t period_end;
+    uint32_t told; // in this period
+    uint32_t more; // not told
+};
+
 struct Calls {
     Transport *transport;
     kex_t *bus;      // for handlers, which are given it; nothing of it is known here
     peer_t *handles; // newest first
     object_t *root;  // of the data model
     List<Function> functions;
+    MissedCalls missed;
+    argument_list_t *running; // of the call whose function runs; null: none does
+    int (*call_handler)(kex_t *bus, void *userdata);
+    void *call_userdata;
     void (*closed_handler)(kex_t *bus, peer_t *peer, void *userdata);
     void *closed_userdata;
 };

@@ -17,7 +17,7 @@
 //   kind          body
 //   1 hello       text: name of the process
 //   2 call        text: path, text: function, count (1), then per argument text: name, value
-//   3 one-way     as a call; no reply is sent
+//   3 one-way     as a call; a reply is sent only when it found no object or no function
 //   4 reply       count (1), then per error item code (4), text: description, text: info;
 //                 then 0 (1), or 1 (1) and a value
 //   5 refused     text: why; the connection closes after it

@@ -191,6 +191,14 @@ bool argument_read(const Message &message, const Argument &argument, Descriptors
     return get_value(reader, value);
 }
 
+bool argument_text(const Message &message, const Argument &argument, Text &text) {
+    if (argument_type(message, argument) != VARIANT_TEXT)
+        return false;
+    Reader reader = reader_at(message.data, message.size, argument.at + 1, nullptr); // behind the type code
+    text = get_text(reader);
+    return reader.why == nullptr;
+}
+
 void reply_write(Writer &writer, uint32_t serial, const reply_t *reply, const variant_t *value) {
     put_head(writer, kReply, serial, 0);
     put_byte(writer, static_cast<uint8_t>(reply->errors));

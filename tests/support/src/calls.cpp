@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fcntl.h>
 
+#include "kex_host.h"
 #include "state.h"
 
 using fake::act;
@@ -42,6 +43,11 @@ Call &Call::from(peer_t *peer) {
     return *this;
 }
 
+Call &Call::named(const std::string &function) {
+    state_->call.name = function;
+    return *this;
+}
+
 Call &Call::attributes(uint32_t attributes) {
     state_->call.request.attributes = attributes;
     return *this;
@@ -52,10 +58,36 @@ Call &Call::with(const std::string &name, Value value) {
     return *this;
 }
 
+namespace {
+
+// While it lives a call runs, as kex_currentCall() tells.
+class Running {
+public:
+    explicit Running(const function_call_t *call) : before_(bus().state().running) { bus().state().running = call; }
+    ~Running() { bus().state().running = before_; }
+    Running(const Running &) = delete;
+    Running &operator=(const Running &) = delete;
+
+private:
+    const function_call_t *before_;
+};
+
+bool may_run() {
+    const Bus::State &s = bus().state();
+    return !s.call_handler || s.call_handler(bus().handle(), s.call_userdata) != 0;
+}
+
+} // namespace
+
 int Call::run(kex_function_t *function) {
     function_call &call = state_->call;
     call.destroyed = 0;
     call.errors.clear();
+    const Running running(&call);
+    if (!may_run()) {
+        call.errors.push_back(text("%u \"Not allowed\" %s", KEX_ERROR_REFUSED, quoted(call.name.c_str()).c_str()));
+        return KEX_FUNCTION_FAILED;
+    }
     variant_t return_value{};
     Value none;
     make_own(&return_value, none);
@@ -200,6 +232,45 @@ int argument_getList(argument_list_t *a, const char *name, uint32_t attributes, 
     bus().state().lists.insert(made);
     *list = made;
     return 1;
+}
+
+// ----------------------------------------------------------------------------------------------- The call that runs
+
+int kex_currentCall(kex_t *on, kex_call_t *call) {
+    const function_call_t *running = on == bus().handle() ? bus().state().running : nullptr;
+    look(text("kex_currentCall(%s) = ", fake::shown_bus(on).c_str()) +
+         (running ? text("call%u", running->id) : "none"));
+    if (!running || !call)
+        return 0;
+    static const std::string none;
+    const std::string &path = running->object ? running->object->path : none;
+    call->peer = running->peer;
+    call->path = {path.data(), static_cast<uint32_t>(path.size())};
+    call->function = {running->name.data(), static_cast<uint32_t>(running->name.size())};
+    return 1;
+}
+
+int kex_currentText(kex_t *on, const char *argument, kex_text_t *result) {
+    const function_call_t *running = on == bus().handle() ? bus().state().running : nullptr;
+    const Value *found = nullptr;
+    if (running && argument && result)
+        for (const auto &one : running->arguments.arguments)
+            if (one.first == argument && one.second.type == VARIANT_TEXT && one.second.present)
+                found = &one.second;
+    look(text("kex_currentText(%s, %s) = ", fake::shown_bus(on).c_str(), quoted(argument).c_str()) +
+         (found ? found->str() : "none"));
+    if (found)
+        *result = {found->data.data(), static_cast<uint32_t>(found->data.size())};
+    return found != nullptr;
+}
+
+void kex_onCall(kex_t *on, int (*handler)(kex_t *bus, void *userdata), void *userdata) {
+    act(text("kex_onCall(%s, %s, %s)", fake::shown_bus(on).c_str(),
+             fake::shown_function(reinterpret_cast<const void *>(handler)).c_str(), userdata ? "data" : "null"));
+    if (on != bus().handle())
+        return;
+    bus().state().call_handler = handler;
+    bus().state().call_userdata = userdata;
 }
 
 } // extern "C"

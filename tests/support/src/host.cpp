@@ -357,6 +357,7 @@ void kex_destroy(kex_t *on) {
     s.polled.reset();
     s.clock = nullptr;
     s.closed_handler = nullptr;
+    s.call_handler = nullptr;
     s.created = false;
     s.destroyed = true;
 }

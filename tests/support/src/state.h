@@ -76,6 +76,7 @@ struct function_call {
     unsigned id = 0;
     object_t *object = nullptr;
     peer_t *peer = nullptr;
+    std::string name; // of the function
     request_t request;
     reply_t reply;
     argument_list_t arguments;
@@ -164,6 +165,9 @@ struct Bus::State {
     std::vector<std::vector<std::string>> declared_functions;
     void (*closed_handler)(kex_t *, peer_t *, void *) = nullptr;
     void *closed_userdata = nullptr;
+    const function_call_t *running = nullptr; // the call whose function runs
+    int (*call_handler)(kex_t *, void *) = nullptr;
+    void *call_userdata = nullptr;
 
     std::map<const variant_t *, Held> variants;
     std::set<variant_list *> lists; // handed out by argument_getList

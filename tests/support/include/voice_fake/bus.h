@@ -238,11 +238,13 @@ public:
 
     Call &on(object_t *object);
     Call &from(peer_t *peer);
-    Call &attributes(uint32_t attributes); // 0x8001 unless set
+    Call &named(const std::string &function); // for kex_currentCall(); "" unless set
+    Call &attributes(uint32_t attributes);    // 0x8001 unless set
     // Adds an argument. Descriptors stay the test's own: the callee gets duplicates, as over a real connection.
     Call &with(const std::string &name, Value value);
 
-    int run(kex_function_t *function); // the status
+    int
+    run(kex_function_t *function); // the status; failed, and the function not run, when kex_onCall()'s handler says no
     // Afterwards:
     const Value &returned() const;                  // VARIANT_NONE when no return value was set
     const std::vector<std::string> &errors() const; // 196640 "Missing mandatory argument" "signal"
