@@ -32,6 +32,8 @@
 #include <limits.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -119,9 +121,13 @@ const char *take_tone(const char *value) {
     return nullptr;
 }
 
+// A folder that is missing shows here, not when the first call comes.
 const char *take_directory(const char *value) {
+    struct stat status;
     wav_directory = value;
-    return nullptr;
+    if (stat(value, &status) == 0 && !S_ISDIR(status.st_mode))
+        return strerror(ENOTDIR);
+    return access(value, W_OK | X_OK) == 0 ? nullptr : strerror(errno);
 }
 
 const char *take_modem(const char *value) {

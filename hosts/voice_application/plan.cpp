@@ -70,13 +70,24 @@ const char *codecs_read(plan *into, char *list) {
     return into->codec_count == 0 ? "codecs: expected names like PCMA,PCMU,G722" : nullptr;
 }
 
-const char *row_read(plan *into, char *row) {
-    char *rest = row;
-    const char *word = next_word(&rest);
-    if (word == nullptr || *word == '#')
-        return nullptr;
+// Whether a word begins with a quote that nothing ends: the rest of the line would silently become part of it.
+bool quote_is_open(const char *row) {
+    for (const char *at = row + strspn(row, " \t"); *at != 0; at += strspn(at, " \t")) {
+        if (*at != '"') {
+            at += strcspn(at, " \t");
+            continue;
+        }
+        const char *end = strchr(at + 1, '"');
+        if (end == nullptr)
+            return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+const char *setting_read(plan *into, const char *word, char **rest) {
     if (strcmp(word, "country") == 0) {
-        const char *country = next_word(&rest);
+        const char *country = next_word(rest);
         if (country == nullptr || strlen(country) != 2 || !isupper(static_cast<unsigned char>(country[0])) ||
             !isupper(static_cast<unsigned char>(country[1])))
             return "country: expected two capital letters";
@@ -84,32 +95,69 @@ const char *row_read(plan *into, char *row) {
         return nullptr;
     }
     if (strcmp(word, "number") == 0)
-        return number_read(into, &rest);
+        return number_read(into, rest);
     if (strcmp(word, "exchange") == 0) {
-        if (!digits_copy(into->exchange_prefix, sizeof into->exchange_prefix, next_word(&rest)))
+        if (!digits_copy(into->exchange_prefix, sizeof into->exchange_prefix, next_word(rest)))
             return "exchange: expected a prefix of up to 7 digits";
-        const char *endpoint = next_word(&rest);
+        const char *endpoint = next_word(rest);
         if (endpoint != nullptr && !word_copy(into->exchange_endpoint, sizeof into->exchange_endpoint, endpoint))
             return "exchange: endpoint name too long";
         return nullptr;
     }
     if (strcmp(word, "incoming") == 0)
-        return digits_copy(into->incoming_number, sizeof into->incoming_number, next_word(&rest))
+        return digits_copy(into->incoming_number, sizeof into->incoming_number, next_word(rest))
                    ? nullptr
                    : "incoming: expected a number";
     if (strcmp(word, "ports") == 0)
-        return ports_read(into, next_word(&rest));
+        return ports_read(into, next_word(rest));
     if (strcmp(word, "codecs") == 0)
-        return codecs_read(into, next_word(&rest));
+        return codecs_read(into, next_word(rest));
     if (strcmp(word, "address") == 0) {
         in_addr address;
-        const char *text = next_word(&rest);
+        const char *text = next_word(rest);
         if (text == nullptr || inet_pton(AF_INET, text, &address) != 1)
             return "address: expected an IPv4 address";
         snprintf(into->address, sizeof into->address, "%s", text);
         return nullptr;
     }
     return "unknown word; known are country, number, exchange, incoming, codecs, address, ports";
+}
+
+const char *row_read(plan *into, char *row) {
+    char *rest = row;
+    const bool open = quote_is_open(row);
+    const char *word = next_word(&rest);
+    if (word == nullptr || *word == '#')
+        return nullptr;
+    if (open)
+        return "a quote is not closed";
+    const char *wrong = setting_read(into, word, &rest);
+    if (wrong != nullptr)
+        return wrong;
+    const char *more = next_word(&rest);
+    return more == nullptr ? nullptr : refuse("'%s' is too much: a name with blanks stands in quotes", more);
+}
+
+// Whether some endpoint can have the number without being named in the file: see plan_default_number().
+bool number_is_default(const char *number) {
+    return strlen(number) == 3 && number[0] >= '1' && number[0] <= '8' &&
+           isdigit(static_cast<unsigned char>(number[1])) && isdigit(static_cast<unsigned char>(number[2])) &&
+           strcmp(number + 1, "00") != 0;
+}
+
+bool row_is_of(const char *row, const char *word) {
+    const char *first = row + strspn(row, " \t");
+    return strncmp(first, word, strlen(word)) == 0;
+}
+
+// The number that an exchange line rings may stand above the line that gives it to somebody.
+bool incoming_is_known(const plan *from) {
+    if (from->incoming_number[0] == 0 || number_is_default(from->incoming_number))
+        return true;
+    for (uint32_t i = 0; i < from->number_count; i++)
+        if (strcmp(from->numbers[i].number, from->incoming_number) == 0)
+            return true;
+    return false;
 }
 
 // The figure at the end of a name; 1 when there is none.
@@ -130,6 +178,7 @@ const char *plan_load(plan *into, const char *path) {
     char row[256];
     const char *wrong = nullptr;
     int number = 0;
+    int incoming_row = 0;
     while (wrong == nullptr && fgets(row, sizeof row, file) != nullptr) {
         number++;
         size_t length = strcspn(row, "\r\n");
@@ -138,13 +187,20 @@ const char *plan_load(plan *into, const char *path) {
             break;
         }
         row[length] = 0;
+        incoming_row = row_is_of(row, "incoming") ? number : incoming_row;
         wrong = row_read(into, row);
     }
     int error = ferror(file) != 0 ? errno : 0; // a directory, for example
     fclose(file);
     if (wrong == nullptr && error != 0)
         return refuse("%s: %s", path, strerror(error));
-    return wrong == nullptr ? nullptr : refuse("%s:%d: %s", path, number, wrong);
+    if (wrong == nullptr && !incoming_is_known(into)) {
+        number = incoming_row;
+        wrong = "incoming: no line has this number";
+    }
+    char why[200]; // it may stand in the buffer that is written next
+    snprintf(why, sizeof why, "%s", wrong == nullptr ? "" : wrong);
+    return wrong == nullptr ? nullptr : refuse("%s:%d: %s", path, number, why);
 }
 
 const plan_number *plan_find(const plan *from, const char *plugin, const char *endpoint) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string>
@@ -64,6 +65,46 @@ TEST_F(Plan, TheFirstBadLineIsNamed) {
     EXPECT_EQ(load("ports 30000\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
     EXPECT_EQ(load("ports 30000-30002\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
     EXPECT_EQ(load("address localhost\n"), ":1: address: expected an IPv4 address");
+}
+
+TEST_F(Plan, WhatWouldSilentlyMeanSomethingElseIsSaid) {
+    EXPECT_EQ(load("number 10 FXS1 \"Kitchen\nnumber 11 FXS2\n"), ":1: a quote is not closed");
+    EXPECT_EQ(load("country DE\n\"\n"), ":2: a quote is not closed");
+    EXPECT_EQ(load("# a \"comment\n"), "");
+    EXPECT_EQ(load("number 10 FXS1 5\"-screen\n"), "") << "no quote at its begin";
+    EXPECT_EQ(load("number 12 FXS1 Front door\n"), ":1: 'door' is too much: a name with blanks stands in quotes");
+    EXPECT_EQ(load("country DE AT\n"), ":1: 'AT' is too much: a name with blanks stands in quotes");
+}
+
+TEST_F(Plan, NumberThatExchangeLinesRingIsSomebodys) {
+    EXPECT_EQ(load("country DE\nincoming 10\nnumber 11 FXS1\n"), ":2: incoming: no line has this number");
+    plan_ = plan();
+    EXPECT_EQ(load("incoming 11\nnumber 11 FXS1\n"), "") << "it may stand in front";
+    for (const char *by_name : {"101", "199", "899", "510"}) {
+        plan_ = plan();
+        EXPECT_EQ(load((std::string("incoming ") + by_name + "\n").c_str()), "") << "a name gives it: " << by_name;
+    }
+    for (const char *nobodys : {"100", "001", "901", "1010", "10", "1*1"}) {
+        plan_ = plan();
+        EXPECT_EQ(load((std::string("incoming ") + nobodys + "\n").c_str()), ":1: incoming: no line has this number");
+    }
+}
+
+// A file that is being written, or was on a full disk.
+TEST_F(Plan, FileThatIsCutAnywhereIsReadOrNamed) {
+    const std::string whole = "# all\ncountry AT\nnumber 10 FXS1 \"Front door\"\nnumber 11 fxs2.FXS1\nexchange 9 FXO2\n"
+                              "incoming 11\ncodecs pcmu,PCMA\naddress 127.0.0.2\nports 40000-40003\n";
+    unsigned refused = 0;
+    for (size_t end = 0; end <= whole.size(); end++) {
+        plan_ = plan();
+        const std::string begin = whole.substr(0, end);
+        const std::string wrong = load(begin.c_str());
+        const std::string place = ":" + std::to_string(std::count(begin.begin(), begin.end(), '\n') + 1) + ": ";
+        EXPECT_TRUE(wrong.empty() || wrong.rfind(place, 0) == 0) << begin << "|" << wrong;
+        refused += !wrong.empty();
+    }
+    EXPECT_GT(refused, 60u);
+    EXPECT_LT(refused, whole.size() - 20);
 }
 
 TEST_F(Plan, AMissingFileIsAnError) {
