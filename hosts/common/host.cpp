@@ -6,6 +6,7 @@
 #include "libvoice_plugin.h"
 
 #include <errno.h>
+#include <limits.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -48,23 +49,71 @@ void terminate_from_loop(int fd, void *) {
     on_terminate();
 }
 
+// A value that was given may be of any length: an error stays one that can be read.
 void print_error(const char *format, va_list arguments) {
-    fputs("error: ", stderr);
-    vfprintf(stderr, format, arguments);
-    fputc('\n', stderr);
+    char text[400];
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers start the list
+    int length = vsnprintf(text, sizeof text, format, arguments);
+    const bool is_cut = length >= static_cast<int>(sizeof text);
+    for (size_t end = sizeof text - 1; is_cut && end > 0 && (text[end] & 0x80) != 0; end--)
+        text[end] = 0; // no part of a character
+    fprintf(stderr, "error: %s%s\n", text, is_cut ? "..." : "");
+}
+
+// Bytes of the UTF-8 character that a text begins with; 0: it is none, or a control character.
+size_t character_length(const unsigned char *text) {
+    const unsigned char lead = *text;
+    if (lead < 0x80)
+        return lead >= ' ' && lead != 0x7F;
+    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4)
+        return 0;
+    for (size_t i = 1; i < length; i++)
+        if ((text[i] & 0xC0) != 0x80)
+            return 0;
+    return length;
+}
+
+bool is_text(const char *value) {
+    const unsigned char *at = reinterpret_cast<const unsigned char *>(value);
+    for (size_t length; *at != 0; at += length) {
+        length = character_length(at);
+        if (length == 0)
+            return false;
+    }
+    return true;
+}
+
+// A socket's address holds no more.
+void validate_socket_path(const char *name, const char *path) {
+    if (strlen(path) >= sizeof(sockaddr_un::sun_path))
+        host_usage_error("--%s %s: a path has 1 to %zu characters", name, path, sizeof(sockaddr_un::sun_path) - 1);
 }
 
 } // namespace
 
+void host_validate_option(int code, const char *name, const char *value) {
+    if (code == '?' || value == nullptr)
+        return; // getopt_long has said what is wrong, or there is no value
+    if (*value == 0)
+        host_usage_error("--%s: the value is empty", name);
+    if (strlen(value) >= PATH_MAX)
+        host_usage_error("--%s: the value is too long: %d characters at most", name, PATH_MAX - 1);
+    if (!is_text(value))
+        host_usage_error("--%s: the value is no UTF-8 text", name);
+}
+
 void host_option(int code, const char *value, const char *help) {
     switch (code) {
     case HOST_OPTION_CONTROL:
+        validate_socket_path("control", value);
         control_path = value;
         return;
     case HOST_OPTION_NO_STDIN:
         no_stdin = true;
         return;
     case HOST_OPTION_SOCKET:
+        validate_socket_path("socket", value);
         socket_path = value;
         return;
     case HOST_OPTION_CONVERT_MEDIA:
@@ -110,10 +159,6 @@ void host_fail(const char *format, ...) {
 
 kex_t *host_start(const char *process_name) {
     if (socket_path != nullptr) {
-        // Refused here: a plugin would try for ever to connect to an address that cannot be.
-        if (*socket_path == 0 || strlen(socket_path) >= sizeof(sockaddr_un::sun_path))
-            host_usage_error("--socket %s: a path has 1 to %zu characters", socket_path,
-                             sizeof(sockaddr_un::sun_path) - 1);
         char uri[sizeof(sockaddr_un::sun_path) + 16];
         snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);
         // The library reads its two variables at each connection, and one does not follow from the other.

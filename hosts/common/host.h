@@ -39,6 +39,8 @@ enum host_option_code {
 constexpr int kExitFailure = 1; // could not do its work
 constexpr int kExitUsage = 2;   // was asked for something that makes no sense
 
+/** Ends the process when the value of an option, as getopt_long() has found it, is empty, too long or no text. */
+void host_validate_option(int code, const char *name, const char *value);
 /** Takes one of HOST_OPTIONS, or what getopt_long() makes of an unknown one. `help` is printed for --help. */
 void host_option(int code, const char *value, const char *help);
 /** What host_option() took. */

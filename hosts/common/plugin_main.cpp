@@ -211,18 +211,23 @@ void read_options(int count, char **words) {
     for (int i = 0; plugin->options != nullptr && plugin->options[i].name != nullptr && i < kOwnOptions; i++)
         table[used++] = {plugin->options[i].name, required_argument, nullptr, OPTION_OWN + i};
     memcpy(&table[used], of_host, sizeof of_host);
-    for (int code; (code = getopt_long(count, words, "", table, nullptr)) != -1;)
+    for (int code, row = 0; (code = getopt_long(count, words, "", table, &row)) != -1;) {
+        host_validate_option(code, table[row].name, optarg);
         take_option(code, optarg);
+    }
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
     if (!name_is_valid(name, kPluginNameLength))
         host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
                          kPluginNameLength);
+    if (plugin->lines == 0)
+        return;
     char last[64];
     endpoint_name(lines, last, sizeof last);
-    if (plugin->lines > 0 && (!name_is_plain(stem) || !name_is_valid(last, kEndpointNameLength)))
-        host_usage_error("endpoint name '%s': at most %u plain characters without dots, blanks and quotes", last,
-                         kEndpointNameLength);
+    if (!name_is_plain(stem))
+        host_usage_error("endpoint name '%s': plain characters without dots, blanks and quotes", last);
+    if (strlen(last) > kEndpointNameLength)
+        host_usage_error("endpoint name '%s': name too long: %u characters at most", last, kEndpointNameLength);
 }
 
 // The plugin's object, and the template of its endpoints.
@@ -233,7 +238,81 @@ void declare_objects(kex_t *bus) {
         host_fail("cannot declare the objects of '%s'", name);
 }
 
+// ---------------------------------------------------------------------------------------------------- Being taken in
+
+constexpr uint32_t kLook = 1000;     // ms between two looks
+constexpr uint32_t kLooksToWait = 2; // until what is missing is said
+
+#define NO_APPLICATION                                                                                   \
+    "no application at %s: start voice_application there, or say where it is by --socket PATH (else by " \
+    "ZIL_VOIP_IPC_SOCKET_URI)"
+
+int32_t (*init)(const char *country); // the plugin's own callback
+bool initialised;                     // on this connection
+bool was_connected;                   // ever
+bool looked_connected;                // at the last look
+uint32_t looks;                       // since that changed
+kex_timer_t *look_timer;
+kex_timer_t *input_timer;
+int exit_status;
+
+int32_t init_came(const char *country) {
+    initialised = true;
+    return init(country);
+}
+
+// The library waits for "init", or for an application, as long as it takes, and without a word on standard output.
+void look(kex_timer_t *timer) {
+    if (initialised)
+        return;
+    const bool connected = plugin_is_connected();
+    looks = connected == looked_connected ? looks + 1 : 1;
+    looked_connected = connected;
+    was_connected = was_connected || connected;
+    if (looks == kLooksToWait && connected)
+        say("no \"init\" came from the application: is another plugin named %s running? --name NAME gives this one a "
+            "name of "
+            "its own",
+            name);
+    if (looks == kLooksToWait && !was_connected)
+        say(NO_APPLICATION, libvoice_get_ipc_socket_uri());
+    kex_timer_start(timer, kLook);
+}
+
+void look_begin() {
+    looks = 0;
+    if (look_timer == nullptr)
+        look_timer = kex_timer_create();
+    kex_timer_setHandler(look_timer, look);
+    kex_timer_start(look_timer, kLook);
+}
+
+void leave() {
+    if (initialised)
+        plugin_leave();
+    else
+        host_stop(); // under this name another plugin may be known: it is not ours to deregister
+}
+
+void leave_without_input(kex_timer_t *) {
+    if (!was_connected && !plugin_is_connected()) {
+        fprintf(stderr, "error: " NO_APPLICATION "\n", libvoice_get_ipc_socket_uri());
+        exit_status = kExitFailure;
+    }
+    host_terminate();
+}
+
+// The input may end before the first attempt to connect, which has the first turn of all timers.
+void input_ended() {
+    input_timer = kex_timer_create();
+    kex_timer_setHandler(input_timer, leave_without_input);
+    kex_timer_start(input_timer, 0);
+}
+
 void application_lost(kex_t *, peer_t *, void *) {
+    initialised = false;
+    was_connected = true;
+    look_begin();
     if (plugin->lost != nullptr)
         plugin->lost();
     else
@@ -268,13 +347,19 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     program->begin(lines);
     kex_onPeerClosed(bus, application_lost, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
-    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, run_command, host_terminate))
+    if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, run_command, input_ended))
         return kExitFailure;
-    libvoice_init(program->callbacks != nullptr ? program->callbacks() : line_plugin_callbacks());
+    libvoice_callbacks_t callbacks = program->callbacks != nullptr ? program->callbacks() : line_plugin_callbacks();
+    init = callbacks.voice_plugin_init;
+    callbacks.voice_plugin_init = init_came;
+    libvoice_init(callbacks);
+    look_begin();
 
-    int result = host_run(plugin_leave);
+    int result = host_run(leave);
     console_stop();
     line_plugin_end();
+    kex_timer_destroy(look_timer);
+    kex_timer_destroy(input_timer);
     host_end();
-    return result;
+    return result != 0 ? result : exit_status;
 }

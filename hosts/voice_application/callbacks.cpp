@@ -13,7 +13,7 @@
 namespace {
 
 int32_t country_get(char *country, uint32_t size) {
-    if (size < sizeof the_plan.country)
+    if (size < sizeof the_plan.country || plugins_reject_current())
         return -1;
     memcpy(country, the_plan.country, sizeof the_plan.country);
     plugins_look_soon(); // the table has the plugin when this call is over

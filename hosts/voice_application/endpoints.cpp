@@ -4,6 +4,8 @@
 
 #include "codecs.h"
 #include "console.h"
+#include "host.h"
+#include "kex_host.h"
 #include "line_events.h"
 #include "names.h"
 #include "plugins.h"
@@ -13,11 +15,20 @@
 
 namespace {
 
+// The entry holds what fits; the call that runs has the whole name.
+bool name_is_cut() {
+    kex_text_t name;
+    return kex_currentText(host_bus(), "endpoint_name", &name) &&
+           strnlen(name.bytes, name.length) > kEndpointNameLength;
+}
+
 // Why an endpoint is not taken, or null.
 const char *endpoint_validate(const libvoice_endpoint_t *entry) {
     char path[LIBVOICE_ENDPOINT_PATH_BYTES];
     if (!name_is_plain(entry->name) || !name_is_plain(entry->plugin_table->plugin_name))
         return "bad name";
+    if (name_is_cut())
+        return command_error("name too long: %u characters at most", kEndpointNameLength);
     snprintf(path, sizeof path, "%s.EndPoint.%s", entry->plugin_table->plugin_name, entry->name);
     if (strcmp(entry->endpoint_path, path) != 0)
         return "its path is not that of its plugin";
@@ -29,22 +40,37 @@ const char *endpoint_validate(const libvoice_endpoint_t *entry) {
     return nullptr;
 }
 
-void line_give_number(line *who, const libvoice_endpoint_t *entry) {
+// A number by the settings or by default. Null, or why there is none.
+const char *number_find(line *who, const plan_number *row, const char *name) {
+    if (who->type == VOICE_ENDPOINT_FXO)
+        return nullptr; // those are reached by the prefix
+    if (row != nullptr)
+        memcpy(who->number, row->number, sizeof who->number);
+    else if (!plan_default_number(who->type, who->plugin, name, who->number)) {
+        who->number[0] = 0;
+        return "its name gives none, and the settings do not name it";
+    }
+    for (const line &other : lines) {
+        if (&other == who || !other.used || strcmp(other.number, who->number) != 0)
+            continue;
+        who->number[0] = 0;
+        return command_error("%s is taken by %s.%s", other.number, other.plugin, endpt_table[other.endpoint].name);
+    }
+    return nullptr;
+}
+
+// Null, or why it has no number: it can call then, but not be called.
+const char *line_give_number(line *who, const libvoice_endpoint_t *entry) {
     const char *name = entry->name;
     const plan_number *row = plan_find(&the_plan, who->plugin, name);
-    if (row != nullptr && who->type != VOICE_ENDPOINT_FXO) // those are reached by the prefix
-        memcpy(who->number, row->number, sizeof who->number);
-    else if (!plan_default_number(who->type, who->plugin, name, who->number))
-        who->number[0] = 0;
-    for (const line &other : lines)
-        if (&other != who && other.used && strcmp(other.number, who->number) == 0)
-            who->number[0] = 0; // taken: this one can call, but not be called
+    const char *why = number_find(who, row, name);
     snprintf(who->name, sizeof who->name, "%s", row != nullptr && row->name[0] != 0 ? row->name : name);
     static_assert(sizeof who->label >= sizeof who->number);
     if (who->number[0] != 0)
         memcpy(who->label, who->number, sizeof who->number);
     else
         snprintf(who->label, sizeof who->label, "%s.%s", entry->plugin_table->plugin_name, name);
+    return why;
 }
 
 // "PCMA,PCMU"
@@ -66,6 +92,7 @@ int32_t endpoint_registered(libvoice_endpoint_t *entry) {
     int32_t endpoint = static_cast<int32_t>(entry - endpt_table);
     entry->endpoint = endpoint;
     plugins_say_new();
+    plugins_endpoint_came(entry->plugin_table);
     const char *wrong = endpoint_validate(entry);
     if (wrong != nullptr) {
         say("endpoint refused plugin=%s: %s", entry->plugin_table->plugin_name, wrong);
@@ -78,12 +105,14 @@ int32_t endpoint_registered(libvoice_endpoint_t *entry) {
     who->endpoint = endpoint;
     who->type = entry->type;
     snprintf(who->plugin, sizeof who->plugin, "%s", entry->plugin_table->plugin_name);
-    line_give_number(who, entry);
+    const char *why = line_give_number(who, entry);
 
     char codecs[128];
     codecs_list(entry, codecs, sizeof codecs);
     say("endpoint %d %s.%s number=%s codecs=%s", endpoint, who->plugin, entry->name,
         who->number[0] != 0 ? who->number : "none", codecs);
+    if (why != nullptr)
+        say("endpoint %d %s.%s has no number: %s", endpoint, who->plugin, entry->name, why);
 
     // Requests sent from here wait in the plugin until it has our answer.
     libvoice_set_params(endpoint, LIBVOICE_PARAM_zil_ep_dispname, who->name,

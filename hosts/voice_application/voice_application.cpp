@@ -36,7 +36,8 @@ void read_options(int count, char **words) {
     enum { CONFIG = 1 };
     static const option options[] = {{"config", required_argument, nullptr, CONFIG}, HOST_OPTIONS};
     const char *config = nullptr;
-    for (int code; (code = getopt_long(count, words, "", options, nullptr)) != -1;) {
+    for (int code, row = 0; (code = getopt_long(count, words, "", options, &row)) != -1;) {
+        host_validate_option(code, options[row].name, optarg);
         if (code == CONFIG)
             config = optarg;
         else
@@ -57,12 +58,13 @@ int main(int count, char **words) {
     if (kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
         host_fail("cannot declare %s", LIBVOICE_APPLICATION_PATH);
     kex_onPeerClosed(bus, plugins_peer_closed, nullptr);
+    kex_onCall(bus, plugins_may_call, nullptr);
     libvoice_app_init(application_callbacks());
     libvoice_plugin_init_table();
 
     const char *socket = libvoice_get_ipc_socket();
     if (libvoice_app_connect(kex_connection(bus), socket) == nullptr)
-        host_fail("cannot listen on %s", socket);
+        host_fail("cannot listen on %s (--socket, else ZIL_VOIP_IPC_SOCKET)", socket);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command_run, host_terminate))
         return kExitFailure;

@@ -115,6 +115,7 @@ Application::Application() {
     kex_t *on = host_start("voice_application");
     kex_declareObject(on, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS);
     kex_onPeerClosed(on, plugins_peer_closed, nullptr);
+    kex_onCall(on, plugins_may_call, nullptr);
     libvoice_app_init(application_callbacks());
     libvoice_plugin_init_table();
     testing::internal::CaptureStdout();

@@ -74,9 +74,99 @@ TEST_F(Registration, NumberThatIsTakenLeavesALineWithoutOne) {
     telephone("fxs1", "FXS1");
     app().said();
     const int32_t second = telephone("cellar1", "FXS1");
-    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 number=none codecs=PCMA,PCMU");
+    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 number=none codecs=PCMA,PCMU",
+                 "endpoint 1 cellar1.FXS1 has no number: 101 is taken by fxs1.FXS1");
     app().event(second, LIBVOICE_EVENT_al_of);
     EXPECT_LINES(app().said(), "line cellar1.FXS1 dial-tone");
+}
+
+TEST_F(Registration, NameThatGivesNoNumberIsSaid) {
+    app().register_plugin("fxs9");
+    app().register_plugin("fxo1");
+    app().said();
+    telephone("fxs9", "FXS1");
+    app().register_endpoint("fxo1", "FXO1", VOICE_ENDPOINT_FXO);
+    EXPECT_LINES(app().said(), "endpoint 0 fxs9.FXS1 number=none codecs=PCMA,PCMU",
+                 "endpoint 0 fxs9.FXS1 has no number: its name gives none, and the settings do not name it",
+                 "endpoint 1 fxo1.FXO1 number=none codecs=PCMA,PCMU");
+}
+
+// A name belongs to the connection that registered it first, until that one is gone.
+TEST_F(Registration, NameOfAnotherConnectionIsRejected) {
+    app().register_plugin("fxs1");
+    app().said();
+    bus().process(bus().peer("fxs1"), "fxs_plugin", 11);
+    bus().process(bus().peer("twin"), "fxs_plugin", 12);
+    Call twin;
+    twin.from(bus().peer("twin")).with("plugin_name", Value::chars("fxs1"));
+    EXPECT_EQ(twin.run(__VoiceService_register_plugin), KEX_FUNCTION_FAILED);
+    EXPECT_LINES(app().said(),
+                 "plugin fxs1 rejected: fxs_plugin (process 12) wants the name of fxs_plugin (process 11)");
+    EXPECT_EQ(libvoice_plugin_get_index_by_peer(bus().peer("twin")), -1);
+    EXPECT_EQ(
+        Call().from(bus().peer("fxs1")).with("plugin_name", Value::chars("fxs1")).run(__VoiceService_register_plugin),
+        KEX_FUNCTION_DONE)
+        << "the holder may register again";
+    app().close("fxs1");
+    EXPECT_LINES(app().said(), "plugin fxs1 lost");
+    EXPECT_EQ(twin.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE) << "now it is free";
+    bus().advance(0);
+    EXPECT_LINES(app().said(), "plugin fxs1 registered");
+}
+
+TEST_F(Registration, OnlyTheHolderOfANameTakesLeaveUnderIt) {
+    app().register_plugin("fxs1");
+    app().said();
+    bus().process(bus().peer("fxs1"), "fxs_plugin", 11);
+    bus().process(bus().peer("twin"), "fxs_plugin", 12);
+    const auto leave = [](const char *peer, const char *name) {
+        Call call;
+        call.from(bus().peer(peer)).named("deregister_plugin").with("plugin_name", Value::chars(name));
+        return call.run(__VoiceService_deregister_plugin);
+    };
+    EXPECT_EQ(leave("twin", "fxs1"), KEX_FUNCTION_FAILED);
+    EXPECT_LINES(
+        app().said(),
+        "plugin fxs1 stays: fxs_plugin (process 12) cannot deregister what fxs_plugin (process 11) registered");
+    EXPECT_NE(libvoice_plugin_get_entry("fxs1"), nullptr);
+    EXPECT_EQ(leave("twin", "nobody"), KEX_FUNCTION_FAILED) << "the library's answer";
+    EXPECT_LINES(app().said());
+    EXPECT_EQ(leave("fxs1", "fxs1"), KEX_FUNCTION_DONE);
+}
+
+TEST_F(Registration, NamesThatTheTablesWouldCutAreNamed) {
+    Call longest;
+    longest.from(bus().peer("p")).with("plugin_name", Value::chars("12345678901234567890"));
+    EXPECT_EQ(longest.run(__VoiceService_register_plugin), KEX_FUNCTION_FAILED);
+    EXPECT_LINES(app().said(), "plugin 12345678901234567890 rejected: name too long: 19 characters at most");
+    app().register_plugin("fxs1");
+    app().said();
+    EXPECT_EQ(telephone("fxs1", "123456789012345"), 0);
+    app().said();
+    EXPECT_EQ(telephone("fxs1", "1234567890123456"), -1);
+    EXPECT_LINES(app().said(), "endpoint refused plugin=fxs1: name too long: 15 characters at most");
+}
+
+TEST_F(Registration, PluginWithoutAnEndpointIsHintedAtOnce) {
+    app().register_plugin("tel");
+    app().register_plugin("fxs1");
+    app().said();
+    telephone("fxs1", "FXS1");
+    app().said();
+    bus().advance(1999);
+    EXPECT_LINES(app().said());
+    bus().advance(1);
+    EXPECT_LINES(app().said(), "plugin tel registered, but no endpoint came (right for a DSP plugin only)");
+    bus().advance(60000);
+    EXPECT_LINES(app().said());
+}
+
+TEST_F(Registration, PluginThatWentAwayIsNotHintedAt) {
+    app().register_plugin("tel");
+    app().close("tel");
+    app().said();
+    bus().advance(60000);
+    EXPECT_LINES(app().said());
 }
 
 TEST_F(Registration, DisplayNameIsSetAndAHandsetIsAskedForItsType) {
