@@ -45,9 +45,6 @@ bool read_number(const char *text, long low, long high, long *value);
 
 #ifdef __cplusplus
 }
-
-/** command_error() under the name that call logic still uses. */
-#define refuse command_error
 #endif
 
 #endif

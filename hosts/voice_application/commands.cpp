@@ -59,11 +59,11 @@ const char *line_change_codec(line *who, const char *name) {
     if (wanted == nullptr)
         return "codec LINE CODEC: a codec like PCMA, PCMU, G722";
     if (it == nullptr || it->state != CALL_TALKING)
-        return refuse("%s is not talking", who->label);
+        return command_error("%s is not talking", who->label);
     voice_codec_t codec = {};
     for (const party *own : {&it->from, &it->to})
         if (!media_offers(own->who, wanted->codec, &codec))
-            return refuse("%s does not offer %s", own->who->label, codec_name(wanted->codec));
+            return command_error("%s does not offer %s", own->who->label, codec_name(wanted->codec));
     it->codec = codec;
     const char *wrong = media_change(it, VOICE_MODE_SEND_RECEIVE);
     if (wrong != nullptr)
@@ -81,7 +81,7 @@ const char *call_hang_up(const char *text) {
             call_end(&it, nullptr, "ended by command");
             return nullptr;
         }
-    return refuse("there is no call %ld", id);
+    return command_error("there is no call %ld", id);
 }
 
 // ------------------------------------------------------------------------------------------------ The table of them
@@ -126,7 +126,7 @@ const char *set_by_words(line *who, char **rest) {
 
 const char *flash_exchange(line *who, char **) {
     if (who->type != VOICE_ENDPOINT_FXO)
-        return refuse("%s is no exchange line", who->label);
+        return command_error("%s is no exchange line", who->label);
     line_signal(who, LIBVOICE_SIGNAL_fxo_fl);
     return nullptr;
 }
@@ -154,7 +154,7 @@ const char *line_command_run(const line_command &known, char **rest) {
     const char *text = next_word(rest);
     line *who = line_of_text(text);
     if (who == nullptr)
-        return refuse("there is no line '%s'", text == nullptr ? "" : text);
+        return command_error("there is no line '%s'", text == nullptr ? "" : text);
     return known.run(who, rest);
 }
 
@@ -169,5 +169,5 @@ const char *command_run(char *text) {
     for (const line_command &known : kLineCommands)
         if (strcmp(verb, known.verb) == 0)
             return line_command_run(known, &rest);
-    return refuse("unknown command '%s'; try help", verb);
+    return command_error("unknown command '%s'; try help", verb);
 }

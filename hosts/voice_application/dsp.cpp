@@ -183,7 +183,7 @@ bool channel_destroy(const char *plugin, int channel) {
 
 const char *dsp_command(const char *plugin, const char *verb, const char *argument) {
     if (plugin == nullptr || libvoice_plugin_get_entry(plugin) == nullptr)
-        return refuse("there is no plugin '%s'", plugin == nullptr ? "" : plugin);
+        return command_error("there is no plugin '%s'", plugin == nullptr ? "" : plugin);
     bool sent = true;
     if (verb == nullptr) {
         last_dsp++;

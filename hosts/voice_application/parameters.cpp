@@ -65,7 +65,7 @@ const char *parameter_set(const line *who, const char *name, const char *value) 
         int32_t word = static_cast<int32_t>(number);
         sent = libvoice_set_params(who->endpoint, id, &word, sizeof word);
     } else {
-        return refuse("'%s' is no value of %s", value, name);
+        return command_error("'%s' is no value of %s", value, name);
     }
     return sent ? nullptr : "not sent";
 }

@@ -135,7 +135,7 @@ const char *row_read(plan *into, char *row) {
     if (wrong != nullptr)
         return wrong;
     const char *more = next_word(&rest);
-    return more == nullptr ? nullptr : refuse("'%s' is too much: a name with blanks stands in quotes", more);
+    return more == nullptr ? nullptr : command_error("'%s' is too much: a name with blanks stands in quotes", more);
 }
 
 // Whether some endpoint can have the number without being named in the file: see plan_default_number().
@@ -174,7 +174,7 @@ long figure_of(const char *name) {
 const char *plan_load(plan *into, const char *path) {
     FILE *file = fopen(path, "re");
     if (file == nullptr)
-        return refuse("%s: %s", path, strerror(errno));
+        return command_error("%s: %s", path, strerror(errno));
     char row[256];
     const char *wrong = nullptr;
     int number = 0;
@@ -193,14 +193,14 @@ const char *plan_load(plan *into, const char *path) {
     int error = ferror(file) != 0 ? errno : 0; // a directory, for example
     fclose(file);
     if (wrong == nullptr && error != 0)
-        return refuse("%s: %s", path, strerror(error));
+        return command_error("%s: %s", path, strerror(error));
     if (wrong == nullptr && !incoming_is_known(into)) {
         number = incoming_row;
         wrong = "incoming: no line has this number";
     }
     char why[200]; // it may stand in the buffer that is written next
     snprintf(why, sizeof why, "%s", wrong == nullptr ? "" : wrong);
-    return wrong == nullptr ? nullptr : refuse("%s:%d: %s", path, number, why);
+    return wrong == nullptr ? nullptr : command_error("%s:%d: %s", path, number, why);
 }
 
 const plan_number *plan_find(const plan *from, const char *plugin, const char *endpoint) {
