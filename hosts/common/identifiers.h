@@ -1,30 +1,17 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file identifiers.h
- * Parameters by their short names ("tdmc_gain"), and the type of value that an identifier carries.
+ * Parameters by their short names ("tdmc_gain"), and which of them are numbers.
  */
 #pragma once
 
-#include "libvoice_plugin.h"
-
-/** Bits 24 to 27 of an identifier (see libvoice_ids.h). */
-enum identifier_type : uint32_t {
-    IDENTIFIER_SIGNAL_OR_EVENT = 0, // no value: it is the signal or event itself
-    IDENTIFIER_INTEGER = 1,         // 32 bits, signed; enumerations too
-    IDENTIFIER_STRING = 2,          // terminated text
-    IDENTIFIER_HEX = 3,             // bytes, or words in host byte order
-    IDENTIFIER_BOOLEAN = 4,         // 32 bits, 0 or 1
-};
+#include "voice_records.h"
 
 constexpr uint32_t kUnknownIdentifier = 0xFFFFFFFF; // what libvoice_str_to_param() answers to a name that is none
 
-constexpr identifier_type identifier_value_type(uint32_t id) {
-    return static_cast<identifier_type>(id >> 24 & 0xF);
-}
-
 /** Whether its value is one signed word of 32 bits. */
-constexpr bool identifier_is_number(uint32_t id) {
-    return identifier_value_type(id) == IDENTIFIER_INTEGER || identifier_value_type(id) == IDENTIFIER_BOOLEAN;
+inline bool identifier_is_number(uint32_t id) {
+    return voice_id_value_type(id) == VOICE_VALUE_INTEGER || voice_id_value_type(id) == VOICE_VALUE_BOOLEAN;
 }
 
 /** A parameter's name without "LIBVOICE_PARAM_". Other names stay whole. */

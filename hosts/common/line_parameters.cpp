@@ -11,10 +11,10 @@
 
 namespace {
 
-static_assert(static_cast<int>(LINE_VALUE_INTEGER) == IDENTIFIER_INTEGER);
-static_assert(static_cast<int>(LINE_VALUE_TEXT) == IDENTIFIER_STRING);
-static_assert(static_cast<int>(LINE_VALUE_BYTES) == IDENTIFIER_HEX);
-static_assert(static_cast<int>(LINE_VALUE_BOOLEAN) == IDENTIFIER_BOOLEAN);
+static_assert(static_cast<int>(LINE_VALUE_INTEGER) == VOICE_VALUE_INTEGER);
+static_assert(static_cast<int>(LINE_VALUE_TEXT) == VOICE_VALUE_STRING);
+static_assert(static_cast<int>(LINE_VALUE_BYTES) == VOICE_VALUE_HEX);
+static_assert(static_cast<int>(LINE_VALUE_BOOLEAN) == VOICE_VALUE_BOOLEAN);
 
 constexpr uint32_t kValueBytes = 256;
 
@@ -33,7 +33,7 @@ bool item_read(uint8_t **cursor, uint32_t *remaining, uint32_t *id, uint32_t *le
 
 bool value_read(uint32_t id, const uint8_t *bytes, uint32_t length, char *text, line_value_t *value) {
     *value = {};
-    value->type = static_cast<line_value_type_t>(identifier_value_type(id));
+    value->type = static_cast<line_value_type_t>(voice_id_value_type(id));
     switch (value->type) {
     case LINE_VALUE_INTEGER:
     case LINE_VALUE_BOOLEAN:
@@ -88,7 +88,7 @@ int32_t line_get_callback(libvoice_param_set_t *request, libvoice_param_set_t **
         if (!item_read(&cursor, &remaining, &id, &length, &bytes))
             break;
         line_value_t value = {};
-        value.type = static_cast<line_value_type_t>(identifier_value_type(id));
+        value.type = static_cast<line_value_type_t>(voice_id_value_type(id));
         if (id != LIBVOICE_PARAM_zil_ep_id && line->driver->get != nullptr &&
             line->driver->get(line->userdata, id, &value))
             value_add(block, id, &value);

@@ -19,7 +19,7 @@ void parameter_say(const char *label, uint32_t id, const uint8_t *value, uint32_
         memcpy(&number, value, sizeof number);
         const char *text = id == LIBVOICE_PARAM_zil_dect_pp_type ? libvoice_dect_pp_type_str(number) : "";
         say("param %s %s=%d%s%s", label, name, number, *text != 0 ? " " : "", text);
-    } else if (identifier_value_type(id) == IDENTIFIER_STRING) {
+    } else if (voice_id_value_type(id) == VOICE_VALUE_STRING) {
         say("param %s %s=\"%.*s\"", label, name,
             static_cast<int>(strnlen(reinterpret_cast<const char *>(value), length)),
             reinterpret_cast<const char *>(value));
@@ -59,7 +59,7 @@ const char *parameter_set(const line *who, const char *name, const char *value) 
         return "set LINE PARAMETER VALUE: for example set 101 tdmc_gain -3";
     long number;
     int sent;
-    if (identifier_value_type(id) == IDENTIFIER_STRING) {
+    if (voice_id_value_type(id) == VOICE_VALUE_STRING) {
         sent = libvoice_set_params(who->endpoint, id, value, static_cast<uint32_t>(strlen(value) + 1));
     } else if (identifier_is_number(id) && read_number(value, INT32_MIN, INT32_MAX, &number)) {
         int32_t word = static_cast<int32_t>(number);
