@@ -35,7 +35,7 @@ using Entry = libvoice_endpoint_t;
 bool claimed(const Entry &entry) {
     return entry.used != 0;
 }
-bool free_slot(const Entry &entry) {
+bool unclaimed(const Entry &entry) {
     return entry.used == 0;
 }
 bool marked_exactly_one(const Entry &entry) {
@@ -48,21 +48,21 @@ bool any_state(const Entry &) {
 using State = bool(const Entry &);
 
 // The first match in index order, or null. There is no clever index beside the table: it has 32 entries.
-Entry *find(State *state) {
+Entry *entry_find(State *state) {
     for (Entry &entry : endpt_table)
         if (state(entry))
             return &entry;
     return nullptr;
 }
 
-Entry *find(State *state, int32_t endpoint) {
+Entry *entry_find(State *state, int32_t endpoint) {
     for (Entry &entry : endpt_table)
         if (state(entry) && entry.endpoint == endpoint)
             return &entry;
     return nullptr;
 }
 
-Entry *find(State *state, const char *name) {
+Entry *entry_find(State *state, const char *name) {
     for (Entry &entry : endpt_table)
         if (state(entry) && voice::same_name(entry.name, name))
             return &entry;
@@ -96,16 +96,16 @@ extern "C" {
 // ---- Endpoint table
 
 int is_valid_endpoint(int32_t endpoint) {
-    return find(marked_exactly_one, endpoint) != nullptr;
+    return entry_find(marked_exactly_one, endpoint) != nullptr;
 }
 
 libvoice_endpoint_t *get_endpt_entry(int32_t endpoint) {
-    return find(any_state, endpoint);
+    return entry_find(any_state, endpoint);
 }
 
 int libvoice_set_endpoint_userdata_by_name(const char *name, void *userdata) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, name);
+    Entry *entry = entry_find(claimed, name);
     if (!entry) {
         TRACE_LEAVE();
         return 0;
@@ -117,7 +117,7 @@ int libvoice_set_endpoint_userdata_by_name(const char *name, void *userdata) {
 
 int libvoice_set_endpoint_userdata_by_endpoint(int32_t endpoint, void *userdata) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     if (!entry) {
         TRACE_LEAVE();
         return 0;
@@ -129,7 +129,7 @@ int libvoice_set_endpoint_userdata_by_endpoint(int32_t endpoint, void *userdata)
 
 int libvoice_set_endpoint(const char *name, int32_t endpoint, void *userdata) {
     TRACE_ENTER();
-    Entry *entry = find(free_slot);
+    Entry *entry = entry_find(unclaimed);
     if (!entry) {
         TRACE_LEAVE();
         return 0;
@@ -142,7 +142,7 @@ int libvoice_set_endpoint(const char *name, int32_t endpoint, void *userdata) {
 
 int libvoice_set_endpoint_by_name(const char *name, int32_t endpoint, void *userdata) {
     TRACE_ENTER();
-    Entry *entry = find(free_slot, name);
+    Entry *entry = entry_find(unclaimed, name);
     if (!entry) {
         TRACE_LEAVE();
         return 0;
@@ -154,7 +154,7 @@ int libvoice_set_endpoint_by_name(const char *name, int32_t endpoint, void *user
 
 int32_t libvoice_get_endpoint_index_by_name(const char *name) {
     TRACE_ENTER();
-    const int32_t index = index_of(find(claimed, name));
+    const int32_t index = index_of(entry_find(claimed, name));
     if (index < 0) {
         TRACE_LEAVE();
         return -1;
@@ -165,7 +165,7 @@ int32_t libvoice_get_endpoint_index_by_name(const char *name) {
 
 int32_t libvoice_get_endpoint_by_name(const char *name) {
     TRACE_ENTER();
-    const Entry *entry = find(claimed, name);
+    const Entry *entry = entry_find(claimed, name);
     if (!entry) {
         TRACE_LEAVE();
         return -1;
@@ -176,7 +176,7 @@ int32_t libvoice_get_endpoint_by_name(const char *name) {
 
 int32_t libvoice_get_endpoint_index_by_endpoint(int32_t endpoint) {
     TRACE_ENTER();
-    const int32_t index = index_of(find(claimed, endpoint));
+    const int32_t index = index_of(entry_find(claimed, endpoint));
     if (index < 0) {
         TRACE_LEAVE();
         return -1;
@@ -187,7 +187,7 @@ int32_t libvoice_get_endpoint_index_by_endpoint(int32_t endpoint) {
 
 char *libvoice_get_name_by_endpoint(int32_t endpoint) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     if (!entry) {
         TRACE_LEAVE();
         return nullptr;
@@ -197,12 +197,12 @@ char *libvoice_get_name_by_endpoint(int32_t endpoint) {
 }
 
 char *libvoice_get_endpoint_name(int32_t endpoint) {
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     return entry ? entry->name : nullptr;
 }
 
 char *libvoice_get_endpoint_path(int32_t endpoint) {
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     return entry ? entry->endpoint_path : nullptr;
 }
 
@@ -212,7 +212,7 @@ char *libvoice_get_endpoint_path_by_name(const char *name) {
 }
 
 peer_t *libvoice_get_endpoint_peer(int32_t endpoint) {
-    const Entry *entry = find(claimed, endpoint);
+    const Entry *entry = entry_find(claimed, endpoint);
     return entry && entry->plugin_table ? entry->plugin_table->peer : nullptr;
 }
 
@@ -229,7 +229,7 @@ char *libvoice_get_plugin_name_by_endpoint(int32_t endpoint) {
 
 libvoice_endpoint_t *libvoice_get_next_free_endpoint() {
     TRACE_ENTER();
-    Entry *entry = find(free_slot);
+    Entry *entry = entry_find(unclaimed);
     if (!entry) {
         TRACE_LEAVE();
         return nullptr;
@@ -251,7 +251,7 @@ char *libvoice_get_next_free_endpoint_name() {
 
 libvoice_endpoint_t *libvoice_get_endpoint_entry_by_name(const char *name) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, name);
+    Entry *entry = entry_find(claimed, name);
     if (!entry) {
         TRACE_LEAVE();
         return nullptr;
@@ -262,7 +262,7 @@ libvoice_endpoint_t *libvoice_get_endpoint_entry_by_name(const char *name) {
 
 libvoice_endpoint_t *libvoice_get_endpoint_entry_by_endpoint(int32_t endpoint) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     if (!entry) {
         TRACE_LEAVE();
         return nullptr;
@@ -285,7 +285,7 @@ void libvoice_delete_endpoint_entry(libvoice_endpoint_t *entry) {
 
 int32_t libvoice_delete_endpoint_entry_by_endpoint(int32_t endpoint) {
     TRACE_ENTER();
-    Entry *entry = find(claimed, endpoint);
+    Entry *entry = entry_find(claimed, endpoint);
     if (!entry) {
         TRACE_LEAVE();
         return -1;

@@ -49,7 +49,7 @@ request_t *endpoint_request(const char *path, const char *function) {
 bool send_for_reply(request_t *request, const char *plugin, void (*on_reply)(request_t *, reply_item_t *)) {
     if (on_reply)
         request_setReplyHandler(request, on_reply);
-    return voice::send(request, libvoice_plugin_get_peer_by_name(plugin));
+    return voice::request_send(request, libvoice_plugin_get_peer_by_name(plugin));
 }
 
 // The ending of the five context and stream requests.
@@ -154,7 +154,7 @@ int libvoice_kex_register_plugin(const char *plugin_name) {
     }
     voice::add_text(request, "plugin_name", plugin_name);
     int registered = 0;
-    if (!voice::send(request, peer_handle))
+    if (!voice::request_send(request, peer_handle))
         TRACE_ERROR("Failed to send 'register_plugin' request.");
     else if (reply_t *reply = voice::good_reply(request))
         variant_toBool(_reply_return_value(reply), &registered);
@@ -184,7 +184,7 @@ uint32_t libvoice_send_event(libvoice_event_t *event) {
         return 1;
     }
     voice::add_text(request, "plugin_name", plugin);
-    if (!add_record(request, "event", event) || !voice::send(request, peer_handle)) {
+    if (!add_record(request, "event", event) || !voice::request_send(request, peer_handle)) {
         TRACE_ERROR("Error sending kex request");
         // Kept: the request is left as it is.
         TRACE_LEAVE();
@@ -379,7 +379,7 @@ int libvoice_get_params(int32_t endpoint, uint32_t id, uint32_t context) {
     request_setData(request, word);
     add_record(request, "param_set_request", &set->head);
     free(set);
-    if (!word || !voice::send(request, libvoice_get_endpoint_peer(endpoint))) {
+    if (!word || !voice::request_send(request, libvoice_get_endpoint_peer(endpoint))) {
         TRACE_ERROR_Z(kNoZone, "Failed to send request.");
         request_destroy(request);
         free(word);

@@ -133,7 +133,7 @@ int libvoice_kex_register_endpoint(int32_t type, const char *name, void *, const
     voice::add_u16(request, "type", static_cast<uint16_t>(type));
     voice::add_bytes(request, "codeclist", codec_list.bytes, codec_list.length);
     reply_t *reply = nullptr;
-    if (!voice::send(request, libvoice_get_kex_peer_handler()))
+    if (!voice::request_send(request, libvoice_get_kex_peer_handler()))
         TRACE_ERROR("Failed to send register request.");
     else
         reply = voice::good_reply(request);
@@ -172,7 +172,7 @@ int libvoice_kex_deregister_endpoint(int32_t endpoint) {
     // Kept: the receiver calls this argument "endpoint".
     voice::add_u16(request, "endpoint_id", static_cast<uint16_t>(endpoint));
     bool deregistered = false;
-    if (!voice::send(request, libvoice_get_kex_peer_handler()))
+    if (!voice::request_send(request, libvoice_get_kex_peer_handler()))
         TRACE_ERROR("Failed to send deregister request.");
     else
         deregistered = voice::good_reply(request) != nullptr;

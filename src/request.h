@@ -72,13 +72,13 @@ inline bool add_fds(request_t *request, const char *name, const int32_t (&fds)[3
     return true;
 }
 
-inline bool send(request_t *request, peer_t *peer) {
+inline bool request_send(request_t *request, peer_t *peer) {
     return kex_sendRequest(libvoice_get_kex_handler(), peer, request) != 0;
 }
 
 // Writes the caller's trace message when it cannot be sent. The request is gone afterwards in both cases.
 inline bool send_and_forget(request_t *request, peer_t *peer, const char *zone, Where here = Where::caller()) {
-    const bool sent = send(request, peer);
+    const bool sent = request_send(request, peer);
     if (!sent)
         TRACE_ERROR_Z_AT(zone, here, "Failed to send request.");
     request_destroy(request);
