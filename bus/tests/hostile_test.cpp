@@ -147,7 +147,7 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
         {"other byte order", Packet(kCall).set(2, 'X').bytes(), {}, "the byte order differs"},
         {"unknown kind", Packet(99).bytes(), {}, "the kind of the packet is unknown"},
         {"kind 0", Packet(0).bytes(), {}, "the kind of the packet is unknown"},
-        {"bytes behind the end", Packet(full_call()).byte(0).bytes(), {0, 0}, "the packet goes on after its end"},
+        {"bytes behind the end", Packet(full_call()).byte(0).bytes(), {0, 0}, "the packet has trailing bytes"},
         {"second hello", hello("again").bytes(), {}, "a second hello came"},
         {"tap hello after hello", Packet(kTapHello).text("t").bytes(), {}, "a second hello came"},
         {"tap record", Packet(kTapRecord).bytes(), {}, "the kind of the packet is unknown"},
@@ -395,7 +395,7 @@ TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
     for (int fd : fillers)
         close(fd);
     setrlimit(RLIMIT_NOFILE, &limit);
-    // Judged only now: the sanitizers' own checks need descriptors too.
+    // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_THAT(after_ten, ElementsAre("note nothing")) << "ten fit into the spare ones";
     EXPECT_EQ(refused_ten, "");
     EXPECT_EQ(after_many, 1u);
@@ -430,7 +430,7 @@ TEST_F(Hostile, DescriptorsAreTakenAsFastAsCallsGiveThemBack) {
     size_t served = served::log.size();
     std::string refused = raw->refusal();
     setrlimit(RLIMIT_NOFILE, &limit);
-    // Judged only now: the sanitizers' own checks need descriptors too.
+    // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_EQ(sent, kCalls);
     EXPECT_EQ(served, kCalls) << "28 at a time fit, 80 come";
     EXPECT_EQ(refused, "");

@@ -28,14 +28,19 @@ protected:
     peer_t *listen(kex_t *on, const std::string &path) {
         return connection_listenOnIPC(kex_connection(on), path.c_str());
     }
-    // A socket whose listener has died.
-    void leave_stale_socket() {
+    // A socket that somebody listens on without the bus's rules; -1: it cannot be made.
+    int listen_without_lock() {
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
         socket.copy(address.sun_path, sizeof address.sun_path - 1);
         int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-        ASSERT_EQ(::listen(fd, 1), 0);
+        bool listens = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 && ::listen(fd, 1) == 0;
+        return listens ? fd : -1;
+    }
+    // A socket whose listener has died.
+    void leave_stale_socket() {
+        int fd = listen_without_lock();
+        ASSERT_GE(fd, 0);
         close(fd);
     }
 
@@ -69,12 +74,8 @@ TEST_F(Listen, LiveListenerIsRefused) {
 
 TEST_F(Listen, LiveListenerWithoutALockIsRefused) {
     CapturedTrace trace;
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    socket.copy(address.sun_path, sizeof address.sun_path - 1);
-    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(fd, 1), 0);
+    int fd = listen_without_lock();
+    ASSERT_GE(fd, 0);
     EXPECT_EQ(listen(bus, socket), nullptr);
     EXPECT_EQ(access(socket.c_str(), F_OK), 0);
     EXPECT_THAT(trace.text(), HasSubstr("another process listens there already"));
@@ -84,12 +85,8 @@ TEST_F(Listen, LiveListenerWithoutALockIsRefused) {
 TEST_F(Listen, LiveListenerThatMayNotBeKnockedAtIsLeftAlone) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    socket.copy(address.sun_path, sizeof address.sun_path - 1);
-    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(fd, 1), 0);
+    int fd = listen_without_lock();
+    ASSERT_GE(fd, 0);
     ASSERT_EQ(chmod(socket.c_str(), 0600), 0);
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0); // the stranger could remove what stands here
     pid_t child = fork();

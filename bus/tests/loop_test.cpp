@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The loop: running, stopping, timers, watched descriptors, a host's own loop around it.
-#include "served_functions.h"
 #include "support/bus_test.h"
 
 #include <algorithm>

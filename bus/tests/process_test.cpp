@@ -102,7 +102,7 @@ TEST_F(Process, WaitOnOneThatIsKilledFailsAtOnce) {
     request_t *r = request_create_executeFunction("Probe", "run", 0);
     ASSERT_TRUE(kex_sendRequest(bus, peer, r));
     EXPECT_FALSE(kex_waitForReply(bus, r, nullptr));
-    EXPECT_THAT(lines_of(r), ElementsAre("error 65541 Peer closed: the other side is gone"));
+    EXPECT_THAT(lines_of(r), ElementsAre("error 65541 Peer closed: the peer is gone"));
     request_destroy(r);
     kex_destroy(bus);
     close(ready[0]);

@@ -3,7 +3,6 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 using namespace support;

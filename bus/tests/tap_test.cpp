@@ -109,7 +109,7 @@ TEST_F(Tap, ShowsWhoComesAndGoes) {
     EXPECT_THAT(read_all(),
                 ElementsAre("connected visitor>server", "refused server>visitor \"this is no packet of the bus\"",
                             "closed visitor>server \"this is no packet of the bus\"", "connected second>server",
-                            "closed second>server \"the other side is gone\""));
+                            "closed second>server \"the peer is gone\""));
 }
 
 TEST_F(Tap, ShowsOneWayCallsAndWaiting) {

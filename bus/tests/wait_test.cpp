@@ -95,7 +95,7 @@ TEST_F(Wait, FailsAtOnceWhenThePeerCloses) {
     raw.send(note(1));
     raw.close();
     EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
-    EXPECT_THAT(lines_of(request), ElementsAre("error 65541 Peer closed: the other side is gone"));
+    EXPECT_THAT(lines_of(request), ElementsAre("error 65541 Peer closed: the peer is gone"));
     EXPECT_TRUE(turn_until([] { return !served::log.empty(); })) << "the call from before is not lost";
 }
 

@@ -2,7 +2,6 @@
 // The trace service (ziltrace.h): filters, time stamps, colour and where trace messages go, all from the environment.
 #include "base/trace.h"
 
-#include <ctype.h>
 #include <errno.h>
 #include <limits.h>
 #include <pthread.h>
@@ -11,7 +10,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>

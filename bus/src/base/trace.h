@@ -6,7 +6,6 @@
 #include "base/contract.h"
 
 #include <stddef.h>
-#include <stdint.h>
 
 namespace bus {
 

@@ -197,7 +197,7 @@ void arrival_take(Connection *connection, Arrival &arrival) {
     spare_received(connection->transport->spare, arrival.descriptors.count);
     const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
     if (at_end && !connection->closed)
-        end_take(connection, "the other side is gone");
+        end_take(connection, "the peer is gone");
     const char *why = connection->closed ? nullptr : packet_take(connection, arrival);
     wire::descriptors_close(arrival.descriptors);
     if (why != nullptr)

@@ -10,7 +10,7 @@ namespace {
 
 bool get_end(Reader &reader) {
     if (reader.why == nullptr && reader.at != reader.size)
-        fail(reader.why, "the packet goes on after its end");
+        fail(reader.why, "the packet has trailing bytes");
     return reader.why == nullptr;
 }
 

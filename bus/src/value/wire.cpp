@@ -87,7 +87,7 @@ bool get_array(Reader &reader, variant_t *value) {
     uint32_t length = get_word(reader);
     if (length > kMaxByteArray)
         return fail(reader.why, "a byte array is too long");
-    const uint8_t *bytes = take(reader, length);
+    const uint8_t *bytes = get_bytes(reader, length);
     if (bytes == nullptr)
         return false;
     return value == nullptr || variant_setByteArray(value, bytes, length) || fail(reader.why, "out of memory");

@@ -117,7 +117,7 @@ inline Reader reader_at(const uint8_t *data, uint32_t size, uint32_t at, Descrip
     return reader;
 }
 
-inline const uint8_t *take(Reader &reader, uint32_t length) {
+inline const uint8_t *get_bytes(Reader &reader, uint32_t length) {
     if (reader.why == nullptr && length > reader.size - reader.at)
         reader.why = "the packet is cut off";
     if (reader.why != nullptr)
@@ -130,7 +130,7 @@ inline const uint8_t *take(Reader &reader, uint32_t length) {
 template <class Number>
 Number get_number(Reader &reader) {
     Number number = 0;
-    const uint8_t *bytes = take(reader, sizeof number);
+    const uint8_t *bytes = get_bytes(reader, sizeof number);
     if (bytes != nullptr)
         memcpy(&number, bytes, sizeof number);
     return number;
@@ -148,7 +148,7 @@ inline uint64_t get_long(Reader &reader) {
 
 inline Text get_text(Reader &reader) {
     uint32_t length = get_word(reader);
-    const uint8_t *bytes = take(reader, length);
+    const uint8_t *bytes = get_bytes(reader, length);
     if (bytes == nullptr)
         return {"", 0};
     return {reinterpret_cast<const char *>(bytes), length};

@@ -3,7 +3,6 @@
 #include "bus_test.h"
 
 #include <chrono>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
