@@ -51,13 +51,13 @@ uint32_t words_read(const ordered_signal *order, uint32_t id, void *words, uint3
     return count;
 }
 
-const char *stop(const line_t *line, uint32_t signal) {
+const char *signal_stop(const line_t *line, uint32_t signal) {
     if (line->driver->stop != nullptr)
         line->driver->stop(line->userdata, signal);
     return nullptr;
 }
 
-const char *play(const line_t *line, const ordered_signal *order) {
+const char *tone_play(const line_t *line, const ordered_signal *order) {
     voice_tone_t list[kListTones];
     line_tone_t tone = {order->id, order->appearance, nullptr, 0};
     if (order->id == LIBVOICE_SIGNAL_tonegen_pt) {
@@ -70,7 +70,7 @@ const char *play(const line_t *line, const ordered_signal *order) {
     return line->driver->play(line->userdata, &tone);
 }
 
-const char *ring(const line_t *line, const ordered_signal *order) {
+const char *ringing_start(const line_t *line, const ordered_signal *order) {
     uint32_t cadence[kCadenceWords];
     line_ring_t ring = {nullptr, 0, -1};
     ring.count = words_read(order, LIBVOICE_PARAM_al_ri_cad, cadence, kCadenceWords);
@@ -80,7 +80,7 @@ const char *ring(const line_t *line, const ordered_signal *order) {
     return line->driver->ring(line->userdata, &ring);
 }
 
-const char *display(const line_t *line, const ordered_signal *order) {
+const char *display_show(const line_t *line, const ordered_signal *order) {
     bool with_ringing = order->id == LIBVOICE_SIGNAL_andisp_dwa;
     uint32_t id = with_ringing ? LIBVOICE_PARAM_andisp_dwa_ddb : LIBVOICE_PARAM_andisp_data_db;
     char text[LIBVOICE_DB_TEXT_BYTES * 2];
@@ -105,7 +105,7 @@ const char *display(const line_t *line, const ordered_signal *order) {
     return line->driver->display(line->userdata, &display);
 }
 
-const char *dial(const line_t *line, const ordered_signal *order) {
+const char *number_dial(const line_t *line, const ordered_signal *order) {
     char digits[kDigitBytes];
     if (!params_text(order->params, order->length, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits))
         return "dials nothing: no digits";
@@ -113,29 +113,29 @@ const char *dial(const line_t *line, const ordered_signal *order) {
     return line->driver->dial(line->userdata, digits);
 }
 
-const char *run(const line_t *line, const ordered_signal *order) {
+const char *signal_run(const line_t *line, const ordered_signal *order) {
     const line_driver_t *driver = line->driver;
     if (is_tone(order->id) && driver->play != nullptr)
-        return order->stops ? stop(line, order->id) : play(line, order);
+        return order->stops ? signal_stop(line, order->id) : tone_play(line, order);
     switch (order->id) {
     case LIBVOICE_SIGNAL_zil_cancel_all_signals:
-        return stop(line, order->id);
+        return signal_stop(line, order->id);
     case LIBVOICE_SIGNAL_al_ri:
     case LIBVOICE_SIGNAL_alert_ri:
         if (driver->ring == nullptr)
             break;
-        return order->stops ? stop(line, LIBVOICE_SIGNAL_al_ri) : ring(line, order);
+        return order->stops ? signal_stop(line, LIBVOICE_SIGNAL_al_ri) : ringing_start(line, order);
     case LIBVOICE_SIGNAL_andisp_data:
         if (driver->display == nullptr)
             break;
-        return display(line, order);
+        return display_show(line, order);
     case LIBVOICE_SIGNAL_andisp_dwa: { // display with alerting: it rings, and shows the caller
         if (driver->ring == nullptr || driver->display == nullptr)
             break;
         if (order->stops)
-            return stop(line, LIBVOICE_SIGNAL_al_ri);
-        const char *wrong = ring(line, order);
-        return wrong != nullptr ? wrong : display(line, order);
+            return signal_stop(line, LIBVOICE_SIGNAL_al_ri);
+        const char *wrong = ringing_start(line, order);
+        return wrong != nullptr ? wrong : display_show(line, order);
     }
     case LIBVOICE_SIGNAL_fxo_of:
         if (driver->seize == nullptr)
@@ -152,7 +152,7 @@ const char *run(const line_t *line, const ordered_signal *order) {
     case LIBVOICE_SIGNAL_fxoen_sd:
         if (driver->dial == nullptr)
             break;
-        return dial(line, order);
+        return number_dial(line, order);
     default:
         if (driver->signal == nullptr)
             break;
@@ -171,7 +171,7 @@ int32_t line_signal_callback(libvoice_signal_t *message) {
         return 1;
     const ordered_signal order = {head.signal, head.line, (head.flags & VOICE_SIGNAL_STOP) != 0,
                                   libvoice_signal_params(message), head.length};
-    const char *wrong = run(line, &order);
+    const char *wrong = signal_run(line, &order);
     if (wrong == nullptr)
         return 0;
     say("%d %s", line->number, wrong);

@@ -6,7 +6,7 @@
 
 namespace {
 
-bool add(uint8_t *params, uint32_t capacity, uint32_t *length, uint32_t id, const void *value, uint32_t bytes) {
+bool item_add(uint8_t *params, uint32_t capacity, uint32_t *length, uint32_t id, const void *value, uint32_t bytes) {
     uint8_t *cursor = params + *length;
     uint32_t remaining = capacity - *length;
     if (libvoice_add_param(id, bytes, value, &cursor, &remaining) != LIBVOICE_OK)
@@ -45,7 +45,7 @@ bool signal_add_int(signal_message *message, uint32_t id, int32_t value) {
 }
 
 bool signal_add_bytes(signal_message *message, uint32_t id, const void *value, uint32_t length) {
-    return add(message->params, sizeof message->params, &message->head.length, id, value, length);
+    return item_add(message->params, sizeof message->params, &message->head.length, id, value, length);
 }
 
 bool event_add_int(event_message *message, uint32_t id, int32_t value) {
@@ -57,16 +57,16 @@ bool event_add_text(event_message *message, uint32_t id, const char *text) {
 }
 
 bool event_add_bytes(event_message *message, uint32_t id, const void *value, uint32_t length) {
-    return add(message->params, sizeof message->params, &message->head.length, id, value, length);
+    return item_add(message->params, sizeof message->params, &message->head.length, id, value, length);
 }
 
 bool params_add_int(void *params, uint32_t capacity, uint32_t *length, uint32_t id, int32_t value) {
-    return add(static_cast<uint8_t *>(params), capacity, length, id, &value, sizeof value);
+    return item_add(static_cast<uint8_t *>(params), capacity, length, id, &value, sizeof value);
 }
 
 bool params_add_bytes(void *params, uint32_t capacity, uint32_t *length, uint32_t id, const void *value,
                       uint32_t bytes) {
-    return add(static_cast<uint8_t *>(params), capacity, length, id, value, bytes);
+    return item_add(static_cast<uint8_t *>(params), capacity, length, id, value, bytes);
 }
 
 bool params_bytes(const void *params, uint32_t length, uint32_t id, const uint8_t **value, uint32_t *bytes) {

@@ -17,7 +17,7 @@ bool is_published(const char *name) {
 }
 
 void unpublish(const char *name) {
-    if (is_published(name)) // deleting what is not there writes an error line
+    if (is_published(name)) // deleting what is not there writes an error message
         libvoice_kex_datamodel_delete_endpoint(name);
 }
 

@@ -43,16 +43,16 @@ telephone handsets[kHandsets];
 line_driver_t telephone_operations; // of any telephone
 line_driver_t driver;
 
-void report_properties(const telephone *handset, bool reachable) {
+void handset_report_properties(const telephone *handset, bool reachable) {
     const line_property_t property = {kSoftware, kHardware, reachable};
     line_report_property(handset->line, &property);
 }
 
-void registered(void *line) {
-    report_properties(static_cast<const telephone *>(line), true);
+void handset_registered(void *line) {
+    handset_report_properties(static_cast<const telephone *>(line), true);
 }
 
-const char *signal(void *line, uint32_t signal, const void *params, uint32_t length) {
+const char *handset_signal(void *line, uint32_t signal, const void *params, uint32_t length) {
     if (signal != LIBVOICE_SIGNAL_zil_deregister)
         return telephone_operations.signal(line, signal, params, length);
     line_deregister_later(static_cast<const telephone *>(line)->line);
@@ -61,19 +61,19 @@ const char *signal(void *line, uint32_t signal, const void *params, uint32_t len
 
 // --------------------------------------------------------------------------------------------------------- Commands
 
-const char *lift(int number, char *) {
+const char *handset_lift(int number, char *) {
     return telephone_lift(&handsets[number - 1]);
 }
 
-const char *hang_up(int number, char *) {
+const char *handset_hang_up(int number, char *) {
     return telephone_hang_up(&handsets[number - 1]);
 }
 
-const char *flash(int number, char *) {
+const char *handset_flash(int number, char *) {
     return telephone_flash(&handsets[number - 1]);
 }
 
-const char *dial(int number, char *rest) {
+const char *handset_dial(int number, char *rest) {
     const telephone *handset = &handsets[number - 1];
     const char *digits = next_word(&rest);
     if (digits == nullptr)
@@ -87,23 +87,23 @@ const char *dial(int number, char *rest) {
     return nullptr;
 }
 
-const char *deregister(int number, char *) {
+const char *handset_deregister(int number, char *) {
     return line_deregister(handsets[number - 1].line);
 }
 
-const char *go_away(int number, char *) {
+const char *handset_go_away(int number, char *) {
     say("%d out of reach", number);
-    report_properties(&handsets[number - 1], false);
+    handset_report_properties(&handsets[number - 1], false);
     return nullptr;
 }
 
-const char *come_back(int number, char *) {
+const char *handset_come_back(int number, char *) {
     say("%d in reach", number);
-    report_properties(&handsets[number - 1], true);
+    handset_report_properties(&handsets[number - 1], true);
     return nullptr;
 }
 
-void status(int lines) {
+void handsets_status(int lines) {
     for (int i = 0; i < lines; i++) {
         telephone_answer_status(&handsets[i]);
         answer("%d type=\"%s\" codecs=%s name=\"%s\"", i + 1, libvoice_dect_pp_type_str(kModels[i].type),
@@ -112,21 +112,21 @@ void status(int lines) {
 }
 
 constexpr plugin_command_t kCommands[] = {
-    {"off", "", lift},
-    {"on", "", hang_up},
-    {"dial", "DIGITS", dial},
-    {"flash", "", flash},
-    {"deregister", "", deregister},
-    {"away", "", go_away},
-    {"back", "", come_back},
+    {"off", "", handset_lift},
+    {"on", "", handset_hang_up},
+    {"dial", "DIGITS", handset_dial},
+    {"flash", "", handset_flash},
+    {"deregister", "", handset_deregister},
+    {"away", "", handset_go_away},
+    {"back", "", handset_come_back},
     {},
 };
 
-void begin(int lines) {
+void handsets_begin(int lines) {
     audio_begin(host_bus());
     telephone_operations = driver = telephone_driver();
-    driver.signal = signal;
-    driver.registered = registered;
+    driver.signal = handset_signal;
+    driver.registered = handset_registered;
     uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
     for (int i = 0; i < lines; i++) {
         telephone *handset = &handsets[i];
@@ -146,7 +146,7 @@ int main(int count, char **words) {
     program.line_word = "handset";
     program.lines = kHandsets;
     program.commands = kCommands;
-    program.begin = begin;
-    program.status = status;
+    program.begin = handsets_begin;
+    program.status = handsets_status;
     return plugin_main(&program, count, words);
 }

@@ -40,7 +40,7 @@ struct channel {
 };
 channel channels[kChannels];
 
-void hears(const audio *sound, const char *what) {
+void channel_hears(const audio *sound, const char *what) {
     say("channel %s hears %s", sound->who, *what == 0 ? "silence" : what);
 }
 
@@ -136,7 +136,7 @@ int32_t dsp_destroy(const char *name, uint32_t line) {
 
 // ------------------------------------------------------------------------------------------ Callbacks of every plugin
 
-int32_t init(const char *country) {
+int32_t plugin_init(const char *country) {
     say("ready country=%s channels on request", country);
     return 0;
 }
@@ -144,11 +144,11 @@ int32_t init(const char *country) {
 // A plugin without lines rejects whatever is asked of a line; the library does not test whether a callback is set.
 libvoice_callbacks_t callbacks() {
     libvoice_callbacks_t table = line_plugin_callbacks();
-    table.voice_plugin_init = init;
+    table.voice_plugin_init = plugin_init;
     return table;
 }
 
-void lost() {
+void channels_lost() {
     say("application lost");
     for (channel &one : channels)
         for (uint32_t line = 0; line < kSessions; line++)
@@ -156,14 +156,14 @@ void lost() {
                 channel_close_media(&one, line);
 }
 
-void status(int) {
+void channels_status(int) {
     for (const channel &one : channels)
         for (uint32_t i = 0; i < kSessions; i++)
             if (one.used && one.sound.sessions[i].open)
                 answer("channel %s line=%u %s", one.name, i, audio_text(&one.sound, i));
 }
 
-void declare_objects() {
+void dsp_objects_declare() {
     kex_t *bus = host_bus();
     char path[128];
     snprintf(path, sizeof path, "%s.DSPPlugin", plugin_name());
@@ -176,11 +176,11 @@ void declare_objects() {
         host_fail("cannot declare %s", path);
 }
 
-void begin(int) {
-    declare_objects();
+void channels_begin(int) {
+    dsp_objects_declare();
     audio_begin(host_bus());
     for (uint32_t i = 0; i < kChannels; i++)
-        audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, hears);
+        audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, channel_hears);
     libvoice_dsp_callbacks_t dsp = {};
     dsp.dsp_plugin_signal = dsp_signal;
     dsp.dsp_plugin_create = dsp_create;
@@ -197,9 +197,9 @@ int main(int count, char **words) {
     program.about = "Simulated DSP channels as a voice plugin.";
     program.name = "dsp1";
     program.stem = "DSP";
-    program.begin = begin;
-    program.status = status;
+    program.begin = channels_begin;
+    program.status = channels_status;
     program.callbacks = callbacks;
-    program.lost = lost;
+    program.lost = channels_lost;
     return plugin_main(&program, count, words);
 }

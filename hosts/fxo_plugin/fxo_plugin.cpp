@@ -38,7 +38,7 @@ telephone *line_of(void *line) {
 
 // --------------------------------------------------------------------------------------------- The line driver's part
 
-const char *seize(void *line) {
+const char *exchange_line_seize(void *line) {
     telephone *seized = line_of(line);
     say("%d %s", seized->number, seized->ringing ? "answered" : "seized");
     seized->ringing = false;
@@ -46,7 +46,7 @@ const char *seize(void *line) {
     return nullptr;
 }
 
-const char *release(void *line) {
+const char *exchange_line_release(void *line) {
     telephone *released = line_of(line);
     if (released->off_hook)
         say("%d released", released->number);
@@ -54,14 +54,14 @@ const char *release(void *line) {
     return nullptr;
 }
 
-const char *flash(void *line) {
+const char *exchange_line_flash(void *line) {
     if (!line_of(line)->off_hook)
         return "hook-flash on an idle line";
     say("%d hook-flash", line_of(line)->number);
     return nullptr;
 }
 
-const char *dial(void *line, const char *digits) {
+const char *exchange_line_dial(void *line, const char *digits) {
     if (!line_of(line)->off_hook)
         return "is not seized: does not dial";
     say("%d dials %s", line_of(line)->number, digits);
@@ -69,14 +69,14 @@ const char *dial(void *line, const char *digits) {
 }
 
 // Nobody would ever put it back, and nobody would answer.
-void lost(void *line) {
+void exchange_line_lost(void *line) {
     telephone_stop_ringing(line_of(line));
-    release(line);
+    exchange_line_release(line);
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
 
-const char *ring(int number, char *rest) {
+const char *exchange_ring(int number, char *rest) {
     telephone *ringing = &exchange_lines[number - 1];
     const char *caller = next_word(&rest);
     const char *name = next_word(&rest);
@@ -94,7 +94,7 @@ const char *ring(int number, char *rest) {
     return nullptr;
 }
 
-const char *stop(int number, char *) {
+const char *exchange_stop(int number, char *) {
     telephone *ringing = &exchange_lines[number - 1];
     if (!ringing->ringing)
         return command_error("%d does not ring", number);
@@ -104,7 +104,7 @@ const char *stop(int number, char *) {
     return nullptr;
 }
 
-const char *hang_up(int number, char *) {
+const char *exchange_hang_up(int number, char *) {
     const telephone *seized = &exchange_lines[number - 1];
     if (!seized->off_hook)
         return command_error("%d is not seized", number);
@@ -113,7 +113,7 @@ const char *hang_up(int number, char *) {
     return nullptr;
 }
 
-void status(int lines) {
+void exchange_lines_status(int lines) {
     for (int i = 0; i < lines; i++) {
         const telephone *one = &exchange_lines[i];
         answer("%d %s%s", i + 1,
@@ -125,13 +125,13 @@ void status(int lines) {
 }
 
 constexpr plugin_command_t kCommands[] = {
-    {"ring", "[NUMBER [NAME]]", ring},
-    {"stop", "", stop},
-    {"hangup", "", hang_up},
+    {"ring", "[NUMBER [NAME]]", exchange_ring},
+    {"stop", "", exchange_stop},
+    {"hangup", "", exchange_hang_up},
     {},
 };
 
-void begin(int lines) {
+void exchange_lines_begin(int lines) {
     audio_begin(host_bus());
     driver = telephone_driver();
     driver.play = nullptr; // nobody listens on this side but the far end of a call
@@ -139,11 +139,11 @@ void begin(int lines) {
     driver.ring = nullptr;
     driver.display = nullptr;
     driver.signal = nullptr;
-    driver.seize = seize;
-    driver.release = release;
-    driver.flash = flash;
-    driver.dial = dial;
-    driver.lost = lost;
+    driver.seize = exchange_line_seize;
+    driver.release = exchange_line_release;
+    driver.flash = exchange_line_flash;
+    driver.dial = exchange_line_dial;
+    driver.lost = exchange_line_lost;
     uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
     for (int i = 0; i < lines; i++) {
         telephone *one = &exchange_lines[i];
@@ -164,7 +164,7 @@ int main(int count, char **words) {
     program.lines = 1;
     program.most_lines = kMaxLines;
     program.commands = kCommands;
-    program.begin = begin;
-    program.status = status;
+    program.begin = exchange_lines_begin;
+    program.status = exchange_lines_status;
     return plugin_main(&program, count, words);
 }

@@ -48,7 +48,7 @@ telephone phones[kMaxLines];
 line_driver_t driver;
 
 // Caller display as an analogue telephone gets it: as the sound of a modem between the first and the second ring.
-void write_display(const telephone *phone, const char *text) {
+void display_write(const telephone *phone, const char *text) {
     static unsigned written;
     char path[PATH_MAX];
     uint8_t block[kBlockBytes];
@@ -60,28 +60,28 @@ void write_display(const telephone *phone, const char *text) {
         say("%d display wav=%s failed: %s", phone->number, path, bytes > 0 ? strerror(errno) : "bad data block");
 }
 
-const char *display(void *line, const line_display_t *shown) {
+const char *fxs_display(void *line, const line_display_t *shown) {
     const char *wrong = telephone_display(line, shown);
     if (wrong == nullptr && wav_directory != nullptr && !shown->with_ringing)
-        write_display(static_cast<const telephone *>(line), shown->block);
+        display_write(static_cast<const telephone *>(line), shown->block);
     return wrong;
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
 
-const char *lift(int number, char *) {
+const char *fxs_lift(int number, char *) {
     return telephone_lift(&phones[number - 1]);
 }
 
-const char *hang_up(int number, char *) {
+const char *fxs_hang_up(int number, char *) {
     return telephone_hang_up(&phones[number - 1]);
 }
 
-const char *flash(int number, char *) {
+const char *fxs_flash(int number, char *) {
     return telephone_flash(&phones[number - 1]);
 }
 
-const char *dial(int number, char *rest) {
+const char *fxs_dial(int number, char *rest) {
     const telephone *phone = &phones[number - 1];
     const char *digits = next_word(&rest);
     if (digits == nullptr)
@@ -96,24 +96,24 @@ const char *dial(int number, char *rest) {
     return nullptr;
 }
 
-void status(int lines) {
+void fxs_status(int lines) {
     for (int i = 0; i < lines; i++)
         telephone_answer_status(&phones[i]);
 }
 
 constexpr plugin_command_t kCommands[] = {
-    {"off", "", lift}, {"on", "", hang_up}, {"dial", "DIGITS", dial}, {"flash", "", flash}, {},
+    {"off", "", fxs_lift}, {"on", "", fxs_hang_up}, {"dial", "DIGITS", fxs_dial}, {"flash", "", fxs_flash}, {},
 };
 
 // ---------------------------------------------------------------------------------------------------------- Options
 
-const char *take_codecs(const char *value) {
+const char *codecs_take(const char *value) {
     voice_codec_t list[LIBVOICE_ENDPOINT_CODECS];
     codecs = value;
     return codecs_parse(value, list, LIBVOICE_ENDPOINT_CODECS) < 0 ? "PCMA, PCMU, G722, G729, G726-32" : nullptr;
 }
 
-const char *take_tone(const char *value) {
+const char *tone_take(const char *value) {
     long tone;
     if (!read_number(value, 300, 1500, &tone) || tone % kDetectorStep != 0)
         return "300 to 1500 Hz, a multiple of 20";
@@ -122,7 +122,7 @@ const char *take_tone(const char *value) {
 }
 
 // A folder that is missing shows here, not when the first call comes.
-const char *take_directory(const char *value) {
+const char *wav_directory_take(const char *value) {
     struct stat status;
     wav_directory = value;
     if (stat(value, &status) == 0 && !S_ISDIR(status.st_mode))
@@ -130,7 +130,7 @@ const char *take_directory(const char *value) {
     return access(value, W_OK | X_OK) == 0 ? nullptr : strerror(errno);
 }
 
-const char *take_modem(const char *value) {
+const char *wav_modem_take(const char *value) {
     for (const fsk_modem *modem : {&kV23, &kBell202})
         if (strcmp(value, modem->name) == 0) {
             wav_modem = modem;
@@ -140,17 +140,17 @@ const char *take_modem(const char *value) {
 }
 
 constexpr plugin_option_t kOptions[] = {
-    {"codecs", "LIST", "codecs, best first (PCMA,PCMU)", take_codecs},
-    {"tone", "HZ", "what telephone 1 says, each next one 40 Hz more (by the plugin's name)", take_tone},
-    {"display-wav", "DIR", "write each caller display as the sound that goes over the line", take_directory},
-    {"display-modem", "M", "its modem: v23 (Europe) or bell202 (v23)", take_modem},
+    {"codecs", "LIST", "codecs, best first (PCMA,PCMU)", codecs_take},
+    {"tone", "HZ", "what telephone 1 says, each next one 40 Hz more (by the plugin's name)", tone_take},
+    {"display-wav", "DIR", "write each caller display as the sound that goes over the line", wav_directory_take},
+    {"display-modem", "M", "its modem: v23 (Europe) or bell202 (v23)", wav_modem_take},
     {},
 };
 
-void begin(int lines) {
+void fxs_begin(int lines) {
     audio_begin(host_bus());
     driver = telephone_driver();
-    driver.display = display;
+    driver.display = fxs_display;
     uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());
     for (int i = 0; i < lines; i++)
         telephone_begin(&phones[i], plugin_add_line(&driver, &phones[i], VOICE_ENDPOINT_FXS, codecs), frequency);
@@ -169,7 +169,7 @@ int main(int count, char **words) {
     program.most_lines = kMaxLines;
     program.options = kOptions;
     program.commands = kCommands;
-    program.begin = begin;
-    program.status = status;
+    program.begin = fxs_begin;
+    program.status = fxs_status;
     return plugin_main(&program, count, words);
 }

@@ -39,14 +39,14 @@ bool is_known(uint32_t codec) {
     return codec == LIBVOICE_CODEC_PCMA || codec == LIBVOICE_CODEC_PCMU || codec == LIBVOICE_CODEC_G722;
 }
 
-void encode(uint32_t codec, const int16_t *samples, uint8_t *payload) {
+void frame_encode(uint32_t codec, const int16_t *samples, uint8_t *payload) {
     for (uint32_t i = 0; i < kFrameSamples; i++)
         payload[i] = codec == LIBVOICE_CODEC_PCMA   ? g711_alaw_encode(samples[i])
                      : codec == LIBVOICE_CODEC_PCMU ? g711_ulaw_encode(samples[i])
                                                     : 0;
 }
 
-void decode(uint32_t codec, const uint8_t *payload, uint32_t bytes, int16_t *samples) {
+void frame_decode(uint32_t codec, const uint8_t *payload, uint32_t bytes, int16_t *samples) {
     constexpr int16_t kSilence = 0;
     for (uint32_t i = 0; i < kFrameSamples; i++)
         samples[i] = i >= bytes                     ? kSilence
@@ -55,7 +55,7 @@ void decode(uint32_t codec, const uint8_t *payload, uint32_t bytes, int16_t *sam
                                                     : kSilence;
 }
 
-void add_to(int16_t *mix, const int16_t *samples) {
+void mix_add(int16_t *mix, const int16_t *samples) {
     for (uint32_t i = 0; i < kFrameSamples; i++) {
         int sum = mix[i] + samples[i];
         mix[i] = static_cast<int16_t>(sum > INT16_MAX ? INT16_MAX : sum < INT16_MIN ? INT16_MIN : sum);
@@ -89,7 +89,7 @@ void note_time(uint32_t *seconds, uint32_t *microseconds) {
     *microseconds = static_cast<uint32_t>(now.tv_nsec / 1000);
 }
 
-void take_packet(media_session *session, const uint8_t *bytes, size_t size) {
+void packet_receive(media_session *session, const uint8_t *bytes, size_t size) {
     rtp_packet packet;
     const bool good = rtp_read(bytes, size, &packet);
     if (!good || packet.payload_type != session->media.payload_type) {
@@ -107,7 +107,7 @@ void take_packet(media_session *session, const uint8_t *bytes, size_t size) {
         session->counts.overruns++;
         return;
     }
-    decode(session->media.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
+    frame_decode(session->media.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
 }
 
 void rtp_readable(int fd, void *userdata) {
@@ -119,7 +119,7 @@ void rtp_readable(int fd, void *userdata) {
         if (size < 0 && errno != ECONNREFUSED)
             return;
         if (size >= 0)
-            take_packet(session, bytes, static_cast<size_t>(size));
+            packet_receive(session, bytes, static_cast<size_t>(size));
     }
 }
 
@@ -137,10 +137,10 @@ void rtcp_readable(int fd, void *userdata) {
 
 // ---------------------------------------------------------------------------------------------------------- Sending
 
-void send_frame(media_session *session, const int16_t *samples) {
+void frame_send(media_session *session, const int16_t *samples) {
     uint8_t payload[kFrameSamples], packet[kRtpHeadBytes + kFrameSamples];
     rtp_sender before = session->sender;
-    encode(session->media.codec, samples, payload);
+    frame_encode(session->media.codec, samples, payload);
     uint32_t size = rtp_write(&session->sender, static_cast<uint8_t>(session->media.payload_type), payload,
                               sizeof payload, kFrameSamples, packet, sizeof packet);
     ssize_t sent = send(session->media.media, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -154,7 +154,7 @@ void send_frame(media_session *session, const int16_t *samples) {
     note_time(&session->counts.last_tx_s, &session->counts.last_tx_us);
 }
 
-void send_report(media_session *session) {
+void report_send(media_session *session) {
     constexpr uint64_t kNtpEpoch = 2208988800; // seconds from 1900 to 1970
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
@@ -168,7 +168,7 @@ void send_report(media_session *session) {
         session->counts.tx_reports++;
 }
 
-void tick(audio *sound) {
+void audio_tick(audio *sound) {
     int16_t voice[kFrameSamples], heard[kFrameSamples] = {}, in[kSessions][kFrameSamples] = {};
     bool listens = false;
     tone_generator_next(&sound->voice, voice, kFrameSamples);
@@ -184,7 +184,7 @@ void tick(audio *sound) {
         memcpy(in[i], session->frames[0], sizeof in[i]);
         session->waiting--;
         memmove(session->frames[0], session->frames[1], session->waiting * sizeof session->frames[0]);
-        add_to(heard, in[i]);
+        mix_add(heard, in[i]);
     }
     for (uint32_t i = 0; i < kSessions; i++) {
         media_session *session = &sound->sessions[i];
@@ -196,12 +196,12 @@ void tick(audio *sound) {
             for (uint32_t other = 0; other < kSessions; other++) // a conference: everybody but himself
                 if (other != i && session->media.context != 0 &&
                     sound->sessions[other].media.context == session->media.context)
-                    add_to(out, in[other]);
-            send_frame(session, out);
+                    mix_add(out, in[other]);
+            frame_send(session, out);
         }
         session->ticks++;
         if (session->ticks >= kFirstReport && (session->ticks - kFirstReport) % kReportEvery == 0)
-            send_report(session);
+            report_send(session);
     }
     if (!listens || !tone_detector_listen(&sound->detector, heard, kFrameSamples))
         return;
@@ -215,20 +215,20 @@ void tick(audio *sound) {
     }
 }
 
-void ticked(int fd, void *) {
+void ticker_ready(int fd, void *) {
     uint64_t times = 0;
     if (read(fd, &times, sizeof times) != sizeof times)
         return;
     for (uint64_t i = 0; i < times && i < kMaxCatchUp; i++)
         for (uint32_t k = 0; k < audio_count; k++)
-            tick(audios[k]);
+            audio_tick(audios[k]);
 }
 
 // The clock stands still while nobody speaks.
-bool run_ticker(bool on) {
+bool ticker_run(bool on) {
     if (ticker < 0) {
         ticker = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-        if (ticker < 0 || !kex_watch(audio_bus, ticker, nullptr, ticked))
+        if (ticker < 0 || !kex_watch(audio_bus, ticker, nullptr, ticker_ready))
             return false;
     }
     itimerspec period = {};
@@ -237,19 +237,19 @@ bool run_ticker(bool on) {
     return timerfd_settime(ticker, 0, &period, nullptr) == 0;
 }
 
-void close_socket(int fd) {
+void socket_close(int fd) {
     if (fd < 0)
         return;
     kex_unwatch(audio_bus, fd);
     close(fd);
 }
 
-bool watch_sockets(media_session *session) {
+bool sockets_watch(media_session *session) {
     return kex_watch(audio_bus, session->media.media, session, rtp_readable) &&
            (session->media.control < 0 || kex_watch(audio_bus, session->media.control, session, rtcp_readable));
 }
 
-void unwatch_sockets(const media_session *session) {
+void sockets_unwatch(const media_session *session) {
     for (int fd : {session->media.media, session->media.control})
         if (fd >= 0)
             kex_unwatch(audio_bus, fd);
@@ -302,7 +302,7 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) 
     const char *wrong = media_check(media);
     if (wrong == nullptr)
         wrong = sockets_check(media, true);
-    if (wrong == nullptr && !run_ticker(true))
+    if (wrong == nullptr && !ticker_run(true))
         wrong = "no clock";
     if (wrong != nullptr)
         return wrong;
@@ -312,9 +312,9 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) 
     session->media = *media;
     rtp_sender_start(&session->sender);
     detector_reset(sound);
-    if (!watch_sockets(session)) {
-        unwatch_sockets(session);
-        run_ticker(open_sessions > 0);
+    if (!sockets_watch(session)) {
+        sockets_unwatch(session);
+        ticker_run(open_sessions > 0);
         return "media sockets cannot be watched";
     }
     session->open = true;
@@ -339,16 +339,16 @@ const char *audio_change(audio *sound, uint32_t index, const line_media_t *media
         session->media.media = before.media;
     if (media->control < 0)
         session->media.control = before.control;
-    if (!watch_sockets(session)) {
-        unwatch_sockets(session);
+    if (!sockets_watch(session)) {
+        sockets_unwatch(session);
         session->media = before;
-        watch_sockets(session);
+        sockets_watch(session);
         return "media sockets cannot be watched";
     }
     if (media->media >= 0)
-        close_socket(before.media);
+        socket_close(before.media);
     if (media->control >= 0)
-        close_socket(before.control);
+        socket_close(before.control);
     session->sender.talking = false; // what follows is a new talkspurt
     session->waiting = 0;
     detector_reset(sound);
@@ -370,12 +370,12 @@ bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
         statistics->jitter = rtp_jitter(&session->receiver);
         statistics->peak_jitter = session->receiver.peak_jitter;
     }
-    close_socket(session->media.media);
-    close_socket(session->media.control);
+    socket_close(session->media.media);
+    socket_close(session->media.control);
     session->open = false;
     detector_reset(sound);
     if (--open_sessions == 0)
-        run_ticker(false);
+        ticker_run(false);
     return true;
 }
 

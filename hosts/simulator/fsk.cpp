@@ -4,7 +4,6 @@
 #include "fsk.h"
 
 #include <ctype.h>
-#include <errno.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>

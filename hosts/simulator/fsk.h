@@ -5,7 +5,6 @@
  */
 #pragma once
 
-#include <stddef.h>
 #include <stdint.h>
 
 /** Frequencies of a modem of 1200 bit/s. */

@@ -38,7 +38,7 @@ telephone *telephone_of(void *line) {
     return static_cast<telephone *>(line);
 }
 
-void hear(telephone *phone, const char *tone) {
+void telephone_hear(telephone *phone, const char *tone) {
     if (strcmp(phone->tone, tone) == 0)
         return;
     snprintf(phone->tone, sizeof phone->tone, "%s", tone);
@@ -60,7 +60,7 @@ const char *ignored(uint32_t signal) {
 
 constexpr char kListTone[] = "tone-"; // begins the name of a tone that is none of the network's
 
-const char *play(void *line, const line_tone_t *tone) {
+const char *telephone_play(void *line, const line_tone_t *tone) {
     char text[64];
     const char *name = tone_name(tone->signal);
     if (name == nullptr && tone->count == 0)
@@ -68,11 +68,11 @@ const char *play(void *line, const line_tone_t *tone) {
     // One plain tone of a list is enough to be told by; the rest of the list is the same with pauses.
     if (name == nullptr)
         snprintf(text, sizeof text, "%s%uHz", kListTone, tone->list[0].frequency);
-    hear(telephone_of(line), name != nullptr ? name : text);
+    telephone_hear(telephone_of(line), name != nullptr ? name : text);
     return nullptr;
 }
 
-void stop(void *line, uint32_t signal) {
+void telephone_stop(void *line, uint32_t signal) {
     telephone *phone = telephone_of(line);
     bool all = signal == LIBVOICE_SIGNAL_zil_cancel_all_signals;
     const char *name = tone_name(signal);
@@ -80,10 +80,10 @@ void stop(void *line, uint32_t signal) {
         telephone_stop_ringing(phone);
     if (all || (name != nullptr && strcmp(phone->tone, name) == 0) ||
         (signal == LIBVOICE_SIGNAL_tonegen_pt && strncmp(phone->tone, kListTone, sizeof kListTone - 1) == 0))
-        hear(phone, "");
+        telephone_hear(phone, "");
 }
 
-const char *ring(void *line, const line_ring_t *ring) {
+const char *telephone_ring(void *line, const line_ring_t *ring) {
     telephone *phone = telephone_of(line);
     if (phone->off_hook)
         return "is off hook: does not ring";
@@ -97,7 +97,7 @@ const char *ring(void *line, const line_ring_t *ring) {
     return nullptr;
 }
 
-const char *other_signal(void *line, uint32_t signal, const void *, uint32_t) {
+const char *telephone_other_signal(void *line, uint32_t signal, const void *, uint32_t) {
     if (signal != LIBVOICE_SIGNAL_xal_nd) // network disconnect: the line's current is taken away for a moment
         return ignored(signal);
     say("%d line open", telephone_of(line)->number);
@@ -106,7 +106,7 @@ const char *other_signal(void *line, uint32_t signal, const void *, uint32_t) {
 
 // -------------------------------------------------------------------------------------------------------------- Media
 
-const char *open_media(void *line, uint32_t appearance, const line_media_t *media) {
+const char *telephone_open(void *line, uint32_t appearance, const line_media_t *media) {
     telephone *phone = telephone_of(line);
     const char *wrong = audio_open(&phone->sound, appearance, media);
     if (wrong == nullptr)
@@ -114,7 +114,7 @@ const char *open_media(void *line, uint32_t appearance, const line_media_t *medi
     return wrong;
 }
 
-const char *change_media(void *line, uint32_t appearance, const line_media_t *media) {
+const char *telephone_change(void *line, uint32_t appearance, const line_media_t *media) {
     telephone *phone = telephone_of(line);
     const char *wrong = audio_change(&phone->sound, appearance, media);
     if (wrong == nullptr)
@@ -122,7 +122,7 @@ const char *change_media(void *line, uint32_t appearance, const line_media_t *me
     return wrong;
 }
 
-void close_media(void *line, uint32_t appearance) {
+void telephone_close(void *line, uint32_t appearance) {
     telephone *phone = telephone_of(line);
     line_statistics_t statistics;
     if (!audio_close(&phone->sound, appearance, &statistics))
@@ -144,7 +144,7 @@ int32_t *number_of(telephone *phone, uint32_t parameter) {
     }
 }
 
-bool get(void *line, uint32_t parameter, line_value_t *value) {
+bool telephone_get(void *line, uint32_t parameter, line_value_t *value) {
     telephone *phone = telephone_of(line);
     if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
         value->text = phone->name;
@@ -159,7 +159,7 @@ bool get(void *line, uint32_t parameter, line_value_t *value) {
     return true;
 }
 
-bool set(void *line, uint32_t parameter, const line_value_t *value) {
+bool telephone_set(void *line, uint32_t parameter, const line_value_t *value) {
     telephone *phone = telephone_of(line);
     if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
         snprintf(phone->name, sizeof phone->name, "%s", value->text);
@@ -178,16 +178,16 @@ bool set(void *line, uint32_t parameter, const line_value_t *value) {
 
 line_driver_t telephone_driver() {
     line_driver_t driver = {};
-    driver.play = play;
-    driver.stop = stop;
-    driver.ring = ring;
+    driver.play = telephone_play;
+    driver.stop = telephone_stop;
+    driver.ring = telephone_ring;
     driver.display = telephone_display;
-    driver.open = open_media;
-    driver.change = change_media;
-    driver.close = close_media;
-    driver.get = get;
-    driver.set = set;
-    driver.signal = other_signal;
+    driver.open = telephone_open;
+    driver.change = telephone_change;
+    driver.close = telephone_close;
+    driver.get = telephone_get;
+    driver.set = telephone_set;
+    driver.signal = telephone_other_signal;
     return driver;
 }
 

@@ -30,6 +30,6 @@ libvoice_app_callbacks_t application_callbacks() {
     callbacks.voice_app_endpoint_deleted = endpoint_deleted;
     callbacks.voice_app_get_done = parameters_get_done;
     // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which plugins_peer_closed() sees, and with
-    // the slot set the request to a plugin for whom the table has no room would never be given back.
+    // it set the request to a plugin for whom the table has no room would never be given back.
     return callbacks;
 }

@@ -86,19 +86,19 @@ const char *call_hang_up(const char *text) {
 
 // ------------------------------------------------------------------------------------------------ The table of them
 
-const char *print_help(char **) {
+const char *help_print(char **) {
     answer("status | calls | stats | hangup CALL | mwi LINE COUNT | codec LINE CODEC");
     answer("set LINE PARAMETER VALUE | get LINE PARAMETER | flash LINE | deregister LINE |");
     answer("dsp PLUGIN [codec CODEC | destroy] | watch | quit");
     return nullptr;
 }
 
-const char *leave(char **) {
+const char *application_leave(char **) {
     host_terminate();
     return nullptr;
 }
 
-const char *drive_dsp(char **rest) {
+const char *dsp_drive(char **rest) {
     const char *plugin = next_word(rest);
     const char *verb = next_word(rest);
     return dsp_command(plugin, verb, next_word(rest));
@@ -114,24 +114,24 @@ constexpr command kCommands[] = {
     {"calls", [](char **) { return calls_print(); }},
     {"stats", [](char **) { return statistics_print(); }},
     {"hangup", [](char **rest) { return call_hang_up(next_word(rest)); }},
-    {"dsp", drive_dsp},
-    {"help", print_help},
-    {"quit", leave},
+    {"dsp", dsp_drive},
+    {"help", help_print},
+    {"quit", application_leave},
 };
 
-const char *set_by_words(line *who, char **rest) {
+const char *line_set_parameter(line *who, char **rest) {
     const char *name = next_word(rest);
     return parameter_set(who, name, next_word(rest));
 }
 
-const char *flash_exchange(line *who, char **) {
+const char *exchange_flash(line *who, char **) {
     if (who->type != VOICE_ENDPOINT_FXO)
         return command_error("%s is no exchange line", who->label);
     line_signal(who, LIBVOICE_SIGNAL_fxo_fl);
     return nullptr;
 }
 
-const char *deregister_handset(line *who, char **) {
+const char *handset_ask_to_leave(line *who, char **) {
     line_signal(who, LIBVOICE_SIGNAL_zil_deregister);
     return nullptr;
 }
@@ -144,10 +144,10 @@ struct line_command {
 constexpr line_command kLineCommands[] = {
     {"mwi", [](line *who, char **rest) { return line_show_messages(who, next_word(rest)); }},
     {"codec", [](line *who, char **rest) { return line_change_codec(who, next_word(rest)); }},
-    {"set", set_by_words},
+    {"set", line_set_parameter},
     {"get", [](line *who, char **rest) { return parameter_get(who, next_word(rest)); }},
-    {"flash", flash_exchange},
-    {"deregister", deregister_handset},
+    {"flash", exchange_flash},
+    {"deregister", handset_ask_to_leave},
 };
 
 const char *line_command_run(const line_command &known, char **rest) {

@@ -2,13 +2,11 @@
 // Media of a call: codecs, sockets, and the requests that set them up in both plugins.
 #include "media.h"
 
-#include "codecs.h"
 #include "console.h"
 #include "descriptors.h"
 
 #include <arpa/inet.h>
 #include <initializer_list>
-#include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -5,7 +5,6 @@
 #include "console.h"
 #include "identifiers.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 

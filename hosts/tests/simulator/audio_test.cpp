@@ -9,7 +9,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>

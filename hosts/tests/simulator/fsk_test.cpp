@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -9,7 +9,6 @@
 #include "plan.h"
 #include "plugins.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <regex>
