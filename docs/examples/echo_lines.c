@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 
 /* [lines] */
-struct line {
+struct echo_line {
     const char *name;
     int32_t endpoint; /* -1: not registered */
     int off_hook;
@@ -17,25 +17,25 @@ struct line {
     int silent;       /* a parameter: echo cancellation is on */
     char display[32]; /* a parameter: what the application calls this line */
 };
-static struct line lines[ECHO_LINES] = {
+static struct echo_line lines[ECHO_LINES] = {
     {.name = "ECHO1", .endpoint = -1, .media = -1},
     {.name = "ECHO2", .endpoint = -1, .media = -1},
 };
 
-static struct line *line_of(int32_t endpoint) {
+static struct echo_line *line_of(int32_t endpoint) {
     for (int i = 0; i < ECHO_LINES; i++)
         if (endpoint >= 0 && lines[i].endpoint == endpoint)
             return &lines[i];
     return NULL;
 }
 
-static void report(struct line *line, uint32_t event) {
+static void report(struct echo_line *line, uint32_t event) {
     const char *wrong = voice_event_report(line->endpoint, event, 0);
     if (wrong != NULL)
         fprintf(stderr, "%s: %s: %s\n", line->name, libvoice_param_str(event), wrong);
 }
 
-static void hook(struct line *line, int off_hook) {
+static void hook(struct echo_line *line, int off_hook) {
     if (line->off_hook == off_hook)
         return;
     line->off_hook = off_hook;
@@ -45,7 +45,7 @@ static void hook(struct line *line, int off_hook) {
 static int32_t init(const char *country) {
     const voice_codec_t codecs[] = {VOICE_CODEC_PCMA, VOICE_CODEC_PCMU};
     for (int i = 0; i < ECHO_LINES; i++) {
-        struct line *line = &lines[i];
+        struct echo_line *line = &lines[i];
         const char *wrong = voice_endpoint_register(VOICE_ENDPOINT_FXS, line->name, codecs, 2, &line->endpoint, NULL);
         dprintf(1, "%s %s\n", line->name, wrong == NULL ? "registered" : wrong);
         if (wrong == NULL && line->off_hook) /* the application starts from idle lines */
@@ -56,7 +56,7 @@ static int32_t init(const char *country) {
 
 static int32_t play(libvoice_signal_t *message) {
     const voice_signal_t signal = voice_signal_head(message);
-    struct line *line = line_of(signal.endpoint);
+    struct echo_line *line = line_of(signal.endpoint);
     if (line == NULL)
         return -1;
     if (signal.flags & VOICE_SIGNAL_STOP)
@@ -70,7 +70,7 @@ static int32_t play(libvoice_signal_t *message) {
 /* [end] */
 
 /* [media] */
-static void close_media(struct line *line) {
+static void close_media(struct echo_line *line) {
     if (line->media < 0)
         return;
     kex_unwatch(libvoice_get_kex_handler(), line->media); /* before closing it */
@@ -81,7 +81,7 @@ static void close_media(struct line *line) {
 
 /* A packet has come: it goes back where it came from, as a stream of our own. */
 static void packet_came(int fd, void *userdata) {
-    struct line *line = (struct line *)userdata;
+    struct echo_line *line = (struct echo_line *)userdata;
     uint8_t packet[1500];
     const ssize_t size = recv(fd, packet, sizeof packet, MSG_DONTWAIT);
     if (size < 12 || line->silent || !(line->format.mode & VOICE_MODE_SEND_ONLY))
@@ -92,7 +92,7 @@ static void packet_came(int fd, void *userdata) {
 }
 
 /* "create" and "modify": the second may leave the socket as it is. */
-static const char *take_media(struct line *line, void *cnx_info, int32_t media) {
+static const char *take_media(struct echo_line *line, void *cnx_info, int32_t media) {
     voice_media_t format;
     const char *wrong = voice_connection_read(cnx_info, &format);
     if (wrong == NULL && format.sent.codec != format.received.codec)
@@ -112,7 +112,7 @@ static const char *take_media(struct line *line, void *cnx_info, int32_t media) 
 }
 
 static int32_t set_up_media(int32_t endpoint, uint32_t appearance, void *cnx_info, int32_t **descriptors) {
-    struct line *line = line_of(endpoint);
+    struct echo_line *line = line_of(endpoint);
     const char *wrong = appearance != 0 ? "one call at a time" : "unknown endpoint";
     if (line != NULL && appearance == 0)
         wrong = take_media(line, cnx_info, (*descriptors)[VOICE_DESCRIPTOR_MEDIA]);
@@ -127,7 +127,7 @@ static int32_t set_up_media(int32_t endpoint, uint32_t appearance, void *cnx_inf
 }
 
 static int32_t end_media(int32_t endpoint, uint32_t appearance) {
-    struct line *line = line_of(endpoint);
+    struct echo_line *line = line_of(endpoint);
     if (line == NULL || appearance != 0 || line->media < 0)
         return -1;
     close_media(line);
@@ -145,7 +145,7 @@ void echo_lines_lost(void) {
 
 /* [parameters] */
 static int32_t get(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t reserved) {
-    const struct line *line = line_of(voice_set_endpoint(request));
+    const struct echo_line *line = line_of(voice_set_endpoint(request));
     voice_params_t asked = voice_set_params(request);
     voice_item_t item;
     voice_set_message_t answer;
@@ -162,7 +162,7 @@ static int32_t get(libvoice_param_set_t *request, libvoice_param_set_t **result,
 }
 
 static int32_t set(libvoice_param_set_t *params) {
-    struct line *line = line_of(voice_set_endpoint(params));
+    struct echo_line *line = line_of(voice_set_endpoint(params));
     voice_params_t rest = voice_set_params(params);
     voice_item_t item;
     int taken = line != NULL;

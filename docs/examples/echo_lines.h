@@ -11,7 +11,7 @@ extern "C" {
 
 #define ECHO_LINES 2
 
-/* What the library calls. Leaving is the program's own business: that slot is empty. */
+/* What the library calls. Leaving is the program's own business: that callback is unset. */
 libvoice_callbacks_t echo_lines_callbacks(void);
 /* The application is gone: the lines are idle again, their media is closed. */
 void echo_lines_lost(void);

@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-/* What the library calls, for libvoice_init(). Leaving is the program's own business: its slot is empty. */
+/* What the library calls, for libvoice_init(). Leaving is the program's own business: its callback is unset. */
 libvoice_callbacks_t door_callbacks(void);
 
 #ifdef __cplusplus

@@ -6,22 +6,21 @@
 #include "voice_records.h"
 
 #include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 enum { LINES = 2, NONE = -1 };
 
-struct line {
+struct echo_line {
     const char *name;
     int32_t endpoint; /* its number; NONE: not registered */
     int media, control;
 };
 
 static kex_t *bus;
-static struct line lines[LINES] = {{"ECHO1", NONE, NONE, NONE}, {"ECHO2", NONE, NONE, NONE}};
+static struct echo_line lines[LINES] = {{"ECHO1", NONE, NONE, NONE}, {"ECHO2", NONE, NONE, NONE}};
 
-static struct line *line_of(int32_t endpoint) {
+static struct echo_line *line_of(int32_t endpoint) {
     for (int i = 0; i < LINES; i++)
         if (endpoint != NONE && lines[i].endpoint == endpoint)
             return &lines[i];
@@ -51,14 +50,14 @@ static void close_one(int *socket) {
     *socket = NONE;
 }
 
-static void close_media(struct line *of) {
+static void close_media(struct echo_line *of) {
     close_one(&of->media);
     close_one(&of->control);
 }
 
 /* The descriptors are ours, whatever we answer. */
 static int32_t create(int32_t endpoint, uint32_t appearance, void *cnx_info, int32_t **descriptors) {
-    struct line *of = line_of(endpoint);
+    struct echo_line *of = line_of(endpoint);
     (void)appearance, (void)cnx_info;
     for (int i = of == NULL ? 0 : 2; i < LIBVOICE_DESCRIPTORS; i++)
         if ((*descriptors)[i] >= 0)
@@ -84,7 +83,7 @@ static int32_t modify(int32_t endpoint, uint32_t appearance, void *cnx_info, int
 }
 
 static int32_t destroy(int32_t endpoint, uint32_t appearance) {
-    struct line *of = line_of(endpoint);
+    struct echo_line *of = line_of(endpoint);
     (void)appearance;
     if (of == NULL || of->media < 0)
         return -1;
