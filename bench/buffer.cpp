@@ -6,7 +6,6 @@
 //   bench_buffer --once       one iteration, as a test
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>

@@ -4,7 +4,6 @@
 #define BENCH_MEASURE_H
 
 #include <algorithm>
-#include <cstdint>
 #include <vector>
 
 #include <sched.h>

@@ -17,7 +17,7 @@
  *       if (!voice_params_get_text(voice_event_params(message), LIBVOICE_PARAM_dd_ce_ds, number, sizeof number))
  *           return -1;
  *
- * How does it judge?
+ * What does it check?
  *   An identifier carries the type of its value in bits 27 to 24; adding or asking for another type is answered no. A
  *   writer remembers the first thing that went wrong: test the result of the send, not of each addition. A reader
  *   believes a value only when it has the length that its type needs, and leaves its outputs alone otherwise.

@@ -2,7 +2,6 @@
 /* A host in C: brings a platform of its own, links the shared library and calls through it. Built twice, as a
  * position-independent program and as a fixed one, whose data references the linker moves into the program: host and
  * library must see one copy of the exported tables either way. */
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -191,7 +190,7 @@ static int32_t on_signal(libvoice_signal_t *message) {
 
 int main(void) {
     struct kex bus = {0};
-    struct peer peer = {0};
+    struct peer application = {0};
     CHECK(strcmp(libvoice_version(), LIBVOICE_VERSION) == 0);
 
     /* One copy of the tables: written here, read there, and the other way round. */
@@ -211,7 +210,7 @@ int main(void) {
 
     /* A request leaves ... */
     libvoice_set_kex_handler(&bus);
-    CHECK(libvoice_set_kex_peer_handler(&peer) == 1);
+    CHECK(libvoice_set_kex_peer_handler(&application) == 1);
     struct {
         libvoice_event_t head;
         char params[4];

@@ -40,7 +40,7 @@ from wire import Fd, I32, RawPeer, U16, U32, head, reply, text
 
 LINE = "fxs1.EndPoint.FXS1"
 CHANNEL = "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1"
-SLOTS = 10  # descriptors that a callback is handed at most
+MOST_DESCRIPTORS = 10  # descriptors that a callback is handed at most
 LINE_0 = ("ep_line_id", U32(0))
 NOT_CONNECTED = "media descriptor is no connected socket"
 
@@ -99,8 +99,8 @@ def check_slots(plugin, mark, count):
     def traced():
         return [int(line[3 : line.index("]")]) for line in plugin.plugin.err.since(mark, r"^fd\[\d+\] = \d+ ?$")]
 
-    until("the trace is complete", lambda: len(traced()) >= min(count, SLOTS))
-    assert traced() == list(range(min(count, SLOTS)))
+    until("the trace is complete", lambda: len(traced()) >= min(count, MOST_DESCRIPTORS))
+    assert traced() == list(range(min(count, MOST_DESCRIPTORS)))
 
 
 # --- Lists of descriptors

@@ -29,7 +29,7 @@ def good_call():
     return call(1, APPLICATION, "register_plugin", [("plugin_name", "raw")])[0]
 
 
-def greeted(system):
+def peer_after_hello(system):
     return RawPeer.connect(system.socket)
 
 
@@ -115,8 +115,8 @@ BROKEN_PACKETS = {
 
 @pytest.mark.parametrize("packet", BROKEN_PACKETS.values(), ids=BROKEN_PACKETS.keys())
 def test_broken_packet(system, application, packet):
-    with greeted(system) as peer:
-        assert peer.call(APPLICATION, "nothing", []).kind == REPLY  # the greeting was taken
+    with peer_after_hello(system) as peer:
+        assert peer.call(APPLICATION, "nothing", []).kind == REPLY  # the hello was taken
         peer.send(packet)
         assert peer.refusal() != ""
 
@@ -124,7 +124,7 @@ def test_broken_packet(system, application, packet):
 def test_every_prefix_of_a_call(system, application):
     whole = good_call()
     for length in range(1, len(whole)):
-        with greeted(system) as peer:
+        with peer_after_hello(system) as peer:
             peer.send(whole[:length])
             assert peer.refusal() != "", f"{length} of {len(whole)} bytes"
 
@@ -133,7 +133,7 @@ def test_every_byte_of_a_call_changed(system, application):
     whole = good_call()
     for at in range(len(whole)):
         for bits in (0x01, 0x80, 0xFF):
-            with greeted(system) as peer:
+            with peer_after_hello(system) as peer:
                 peer.send(whole[:at] + bytes([whole[at] ^ bits]) + whole[at + 1 :])
                 try:
                     peer.send(head(99))  # the end, whatever the first one was taken for
@@ -144,7 +144,7 @@ def test_every_byte_of_a_call_changed(system, application):
 
 def test_descriptors_that_no_value_names(system, application):
     for packet in (HELLO_PACKET, good_call()):
-        with greeted(system) as peer, open(os.devnull, "rb") as null:
+        with peer_after_hello(system) as peer, open(os.devnull, "rb") as null:
             peer.send(packet, [null.fileno()] * 10)
             assert peer.refusal() != ""
 
@@ -160,13 +160,13 @@ def test_descriptor_named_twice(system, application):
         + text("other")
         + struct.pack("=Bii", 18, 0, 5)
     )
-    with greeted(system) as peer, open(os.devnull, "rb") as null:
+    with peer_after_hello(system) as peer, open(os.devnull, "rb") as null:
         peer.send(twice, [null.fileno()])
         assert peer.refusal() != ""
 
 
 def test_descriptors_in_a_call_that_has_no_use_for_them(system, application):
-    with greeted(system) as peer, open(os.devnull, "rb") as null:
+    with peer_after_hello(system) as peer, open(os.devnull, "rb") as null:
         for _ in range(50):
             answer = peer.call(APPLICATION, "event", [("plugin_name", "raw"), ("event", [Fd(null.fileno())] * 10)])
             assert answer.errors == [(196640, "Missing mandatory argument", "event")]
@@ -180,12 +180,12 @@ def test_silent_peer_is_closed(system, application):
 def test_peer_that_leaves_at_once(system, application):
     for _ in range(50):
         RawPeer.connect(system.socket, hello=False).close()
-        greeted(system).close()
+        peer_after_hello(system).close()
 
 
 def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
     for _ in range(20):
-        peer = greeted(system)
+        peer = peer_after_hello(system)
         peer.send(good_call())
         peer.close()
     until("none of them is left in the table", lambda: application.plugins() == ["fxs1"])
@@ -193,7 +193,7 @@ def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
 
 def test_peer_that_never_reads(system, application):
     """Its replies pile up to the limit, then it is closed: the application's memory does not grow with it."""
-    with greeted(system) as peer:
+    with peer_after_hello(system) as peer:
         peer.socket.settimeout(5)
         packet = call(1, APPLICATION, "nothing", [])[0]
         sent = 0
@@ -210,11 +210,11 @@ def test_peer_that_never_reads(system, application):
 
 
 def test_flood_of_one_way_calls_leaves_room_for_others(system, application):
-    with greeted(system) as peer:
+    with peer_after_hello(system) as peer:
         packet = call(1, APPLICATION, "nothing", [], one_way=True)[0]
         for _ in range(20_000):
             peer.send(packet)
-    with greeted(system) as other:
+    with peer_after_hello(system) as other:
         assert other.call(APPLICATION, "event", []).errors[0][0] == 196638
 
 
@@ -237,7 +237,7 @@ NEVER_DECLARED = {
 
 @pytest.mark.parametrize("function", NEVER_DECLARED.values(), ids=NEVER_DECLARED.keys())
 def test_function_that_was_never_declared(system, application, function):
-    with greeted(system) as peer:
+    with peer_after_hello(system) as peer:
         answer = peer.call(APPLICATION, function, [("plugin_name", "raw")])
         if answer.kind == REPLY:
             assert answer.result is None
@@ -264,7 +264,7 @@ def test_function_that_was_never_declared(system, application, function):
     ids=lambda path: path.replace("\0", "0").replace(".", "-")[:40] or "empty",
 )
 def test_object_that_is_not_there(system, application, path):
-    with greeted(system) as peer:
+    with peer_after_hello(system) as peer:
         answer = peer.call(path, "event", [])
         if answer.kind == REPLY:
             assert answer.result is None

@@ -9,14 +9,12 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <type_traits>
 #include <unistd.h>
 #include <vector>

@@ -204,7 +204,7 @@ class RawPeer:
         return self.call(APPLICATION, "register_plugin", [("plugin_name", plugin)]).result
 
     def refusal(self):
-        """Why the other side closed the connection: the text of its last packet, or "" when it gave none."""
+        """Why the peer closed the connection: the text of its last packet, or "" when it gave none."""
         why = ""
         while (packet := self.receive()) is not None:
             if packet.kind == REFUSED:
@@ -212,7 +212,7 @@ class RawPeer:
         return why
 
     def closed(self, limit=20):
-        """Whether the other side has closed within the limit; what it still sends is passed over."""
+        """Whether the peer has closed within the limit; what it still sends is passed over."""
         while select.select([self.socket], [], [], limit)[0]:
             if self.receive() is None:
                 return True
@@ -238,7 +238,7 @@ class RawListener:
         self.socket.settimeout(20)
 
     def accept(self, name="raw"):
-        """The next peer, which has said hello and was greeted."""
+        """The next peer, after the hello of both sides."""
         peer = RawPeer(self.socket.accept()[0])
         hello = peer.receive()
         assert hello.kind == HELLO, hello.kind

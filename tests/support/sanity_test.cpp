@@ -91,7 +91,7 @@ TEST_F(Harness, AWrongLogIsNoticedAtItsFirstDifference) {
     EXPECT_THAT(fake::difference({"x f: <any>"}, {"x f: "}), HasSubstr("line 1")) << "an empty text is no text";
 }
 
-// ---- the judge
+// ---- what is left behind
 
 TEST_F(Harness, ALeakedRequestIsNoticed) {
     make_request();

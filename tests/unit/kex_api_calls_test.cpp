@@ -2,7 +2,6 @@
 // Requests: argument order and types, flags, the peer they travel to, what their sender answers, and who destroys them.
 #include "voice_test.h"
 
-#include <fcntl.h>
 #include <memory>
 #include <sys/mman.h>
 #include <unistd.h>

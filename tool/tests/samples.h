@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
-#include <string>
 #include <string_view>
 #include <vector>
 

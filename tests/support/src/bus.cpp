@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The fake bus itself: the common log, faults, and the judge of what was left behind.
+// The fake bus itself: the common log, faults, and the check of what was left behind.
 #include <cctype>
 #include <cerrno>
 #include <cinttypes>

@@ -3,7 +3,6 @@
 #include "voice_fake/memory.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 
 extern "C" {

@@ -75,13 +75,13 @@ object_t *add_object(const std::string &path) {
 }
 
 peer_t *Bus::peer(const std::string &name) {
-    auto &slot = state_->peers[name];
-    if (!slot) {
-        slot = std::make_unique<::peer>();
-        slot->name = slot->process_name = name;
-        slot->process_id = 1000 + static_cast<int32_t>(state_->peers.size());
+    auto &entry = state_->peers[name];
+    if (!entry) {
+        entry = std::make_unique<::peer>();
+        entry->name = entry->process_name = name;
+        entry->process_id = 1000 + static_cast<int32_t>(state_->peers.size());
     }
-    return slot.get();
+    return entry.get();
 }
 
 void Bus::process(peer_t *peer, const std::string &name, int32_t id) {

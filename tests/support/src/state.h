@@ -4,6 +4,8 @@
 #define VOICE_FAKE_STATE_H
 
 #include <deque>
+#include <map>
+#include <set>
 #include <unistd.h>
 
 #include "voice_fake/bus.h"

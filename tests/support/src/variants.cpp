@@ -2,7 +2,6 @@
 // Variants and lists of the fake bus. A variant holds a pointer to its value and a mark, so that one that was never
 // initialised is told apart from an empty one.
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "state.h"

@@ -13,7 +13,7 @@
 //       kex_sendRequest(bus, fxs, r1) = 1
 //       request_destroy(r1)
 //
-//   It plays the other side too: it answers requests as scripted, calls bus functions with scripted arguments and keeps
+//   It plays the peer too: it answers requests as scripted, calls bus functions with scripted arguments and keeps
 //   their replies, fires timers by a virtual clock, closes peers and holds a small data model.
 //
 // How does a host's loop run?
@@ -25,18 +25,16 @@
 //   There is one bus: kex_create() gives it, and gives it again after kex_destroy(). kex_declareFunctions() keeps what it
 //   is told and looks up no symbols: a test calls functions itself (Call).
 //
-// How does it judge?
+// What does it check?
 //   check() reports what the code under test left behind (requests, filled variants, lists, descriptors) and every
-//   misuse seen on the way (a call destroyed twice, a trace line out of frame, ...). What a test knows will stay, it
+//   misuse seen on the way (a call destroyed twice, a trace message out of frame, ...). What a test knows will stay, it
 //   declares. Any platform call can be made to fail, by name or as the n-th of all.
 #ifndef VOICE_FAKE_BUS_H
 #define VOICE_FAKE_BUS_H
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -208,7 +206,7 @@ public:
     bool exists(const std::string &path) const;
     std::string class_of(const std::string &path) const; // as it was declared, or as its template was; else ""
 
-    // ---- the judge
+    // ---- what is left behind
     Live live() const;
     void leaves_requests(unsigned count, const std::string &why); // declares what will stay alive
     void leaves_descriptors(int count, const std::string &why);

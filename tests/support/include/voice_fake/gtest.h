@@ -10,7 +10,7 @@
 
 namespace fake {
 
-// Starts each test with a fresh bus and ends it with the judge's check.
+// Starts each test with a fresh bus and ends it with its check.
 class BusTest : public ::testing::Test {
 protected:
     BusTest() { bus().reset(); }
