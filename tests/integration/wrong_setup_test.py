@@ -6,11 +6,13 @@ import subprocess
 
 import pytest
 
+from dialling import talk
 from processes import QUICK_RETRY
-from test_calls import talk
 from wire import APPLICATION, RawPeer, call
 
-NOBODY = r"no application at kex://ipc:\[.*\]: start voice_application there, or say where it is by --socket PATH \(else by "
+NOBODY = (
+    r"no application at kex://ipc:\[.*\]: start voice_application there, or say where it is by --socket PATH \(else by "
+)
 NOBODY += r"ZIL_VOIP_IPC_SOCKET_URI\)"
 ALONE = "^plugin tel registered, but no endpoint came"
 
@@ -20,8 +22,10 @@ def test_second_plugin_of_a_name_waits_until_it_is_free(system):
     first = system.start_fxs("fxs1")
     second = system.start_fxs("fxs1", ready=False, environment={"KEX_TIME_FACTOR": "4"})
     # Both are named, with their processes, by the one that knows of both; the second says what it lacks.
-    application.expect(f"^plugin fxs1 rejected: fxs_plugin \\(process {second.pid}\\) wants the name of "
-                       f"fxs_plugin \\(process {first.pid}\\)$")
+    application.expect(
+        f"^plugin fxs1 rejected: fxs_plugin \\(process {second.pid}\\) wants the name of "
+        f"fxs_plugin \\(process {first.pid}\\)$"
+    )
     second.err.expect("Plugin registration failed. Trying again in 10s.")
     second.expect('^no "init" came from the application: is another plugin named fxs1 running\\? --name NAME ')
     first.ask("1 off")
@@ -70,7 +74,10 @@ def test_name_can_be_deregistered_by_its_holder_only(system):
         assert [error[:2] for error in answer.errors] == [(65539, "Not allowed")]
         stranger.send(call(99, APPLICATION, "deregister_plugin", [("plugin_name", "fxs1\0")], one_way=True)[0])
         for _ in range(2):
-            application.expect(f"^plugin fxs1 stays: raw \\(process \\d+\\) cannot deregister what fxs_plugin \\(process {first.pid}\\) ")
+            application.expect(
+                f"^plugin fxs1 stays: raw \\(process \\d+\\) "
+                f"cannot deregister what fxs_plugin \\(process {first.pid}\\) "
+            )
         assert stranger.register("raw1") is True
         assert stranger.call(APPLICATION, "deregister_plugin", [("plugin_name", "raw1")]).errors == []
     assert application.plugins() == ["fxs1"]
@@ -90,8 +97,13 @@ def test_plugin_name_that_the_table_would_cut(system):
         application.expect("^plugin n{40,} rejected: name too long")
 
 
-@pytest.mark.parametrize("mistake, missing", [("misnamed", "calls 'init' of 'tel': there is no such object$"),
-                                              ("undeclared", "calls 'init' of 'tel': no such function is declared for objects without a class$")])
+@pytest.mark.parametrize(
+    "mistake, missing",
+    [
+        ("misnamed", "calls 'init' of 'tel': there is no such object$"),
+        ("undeclared", "calls 'init' of 'tel': no such function is declared for objects without a class$"),
+    ],
+)
 def test_plugin_that_init_does_not_reach(system, mistake, missing):
     application = system.start_application()
     watcher = system.start_watcher()
@@ -112,7 +124,9 @@ def test_template_without_a_class(system):
     application = system.start_application()
     plugin = system.start("tel", "wrong_plugin", "classless")
     plugin.expect("^endpoint 0$")
-    plugin.err.expect(r"calls 'set' of 'tel\.EndPoint\.TEL1': no such function is declared for objects without a class$")
+    plugin.err.expect(
+        r"calls 'set' of 'tel\.EndPoint\.TEL1': no such function is declared for objects without a class$"
+    )
     assert application.lines() != {} and application.out.since(0, ALONE) == []
 
 
@@ -156,8 +170,14 @@ def test_number_that_is_taken_is_said_with_its_holder(system):
 
 def run(system, *words, stdin=subprocess.DEVNULL, environment=None):
     program, *arguments = words
-    return subprocess.run([system.bin / program, *arguments], env={**system.environment, **(environment or {})}, stdin=stdin,
-                          capture_output=True, text=True, timeout=20)
+    return subprocess.run(
+        [system.bin / program, *arguments],
+        env={**system.environment, **(environment or {})},
+        stdin=stdin,
+        capture_output=True,
+        text=True,
+        timeout=20,
+    )
 
 
 def settings(system, text):
@@ -166,11 +186,14 @@ def settings(system, text):
     return path
 
 
-@pytest.mark.parametrize("text, row, why", [
-    ('country DE\nnumber 10 FXS1 "Kitchen\n', 2, "a quote is not closed"),
-    ("incoming 10\nnumber 11 FXS1\n", 1, "incoming: no line has this number"),
-    ("number 10 FXS1 Front door\n", 1, "'door' is too much: a name with blanks stands in quotes"),
-])
+@pytest.mark.parametrize(
+    "text, row, why",
+    [
+        ('country DE\nnumber 10 FXS1 "Kitchen\n', 2, "a quote is not closed"),
+        ("incoming 10\nnumber 11 FXS1\n", 1, "incoming: no line has this number"),
+        ("number 10 FXS1 Front door\n", 1, "'door' is too much: a name with blanks stands in quotes"),
+    ],
+)
 def test_settings_that_mean_something_else(system, text, row, why):
     path = settings(system, text)
     done = run(system, "voice_application", "--config", str(path))
@@ -186,7 +209,9 @@ def test_settings_cut_anywhere(system):
         if done.returncode == 0:
             assert done.stdout.startswith("ready "), (whole[:end], done)
         else:
-            assert done.returncode == 1 and done.stderr.startswith(f"error: {path}:{whole[:end].count(chr(10)) + 1}: "), (whole[:end], done)
+            assert done.returncode == 1 and done.stderr.startswith(
+                f"error: {path}:{whole[:end].count(chr(10)) + 1}: "
+            ), (whole[:end], done)
 
 
 @pytest.mark.parametrize("where, why", [("/nowhere", "No such file or directory"), ("/dev/null", "Not a directory")])

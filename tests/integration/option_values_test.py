@@ -11,25 +11,46 @@ FINE = (0, 1)  # an application without input leaves; a plugin without an applic
 
 # What a value may be besides: for each option, the status with "-1" and with "abc".
 STATUS = {
-    "name": FINE, "stem": FINE, "socket": FINE,
+    "name": FINE,
+    "stem": FINE,
+    "socket": FINE,
     "control": None,  # a socket of that name: the host runs on
     "config": (1,),  # there is no such file
-    "lines": (2,), "tone": (2,), "codecs": (2,), "display-wav": (2,), "display-modem": (2,),
+    "lines": (2,),
+    "tone": (2,),
+    "codecs": (2,),
+    "display-wav": (2,),
+    "display-modem": (2,),
 }
-VALUES = {"empty": b"", "huge": b"9" * 100_000, "negative": b"-1", "no number": b"abc", "no text": b"a\xffb", "control": b"a\nb"}
+VALUES = {
+    "empty": b"",
+    "huge": b"9" * 100_000,
+    "negative": b"-1",
+    "no number": b"abc",
+    "no text": b"a\xffb",
+    "control": b"a\nb",
+}
 ALWAYS_WRONG = ("empty", "huge", "no text", "control")
 
 
 def run(system, host, *words):
     """Without input, in a folder of its own; nothing may take long."""
-    return subprocess.run([system.bin / host, *words], env=system.environment, cwd=system.folder, stdin=subprocess.DEVNULL,
-                          capture_output=True, timeout=20)
+    return subprocess.run(
+        [system.bin / host, *words],
+        env=system.environment,
+        cwd=system.folder,
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        timeout=20,
+    )
 
 
 def options(system, host):
     """The options that --help lists, and whether a value follows."""
     text = run(system, host, "--help").stdout.decode()
-    rows = re.findall(r"--([a-z-]+)( [A-Z]+)?", "\n".join(line for line in text.splitlines() if line.startswith("  --")))
+    rows = re.findall(
+        r"--([a-z-]+)( [A-Z]+)?", "\n".join(line for line in text.splitlines() if line.startswith("  --"))
+    )
     assert len(rows) >= 6, text
     return {name: value != "" for name, value in rows}
 
@@ -69,9 +90,23 @@ def test_what_is_no_option(system, host):
         complains(run(system, host, *words), (2,))
 
 
-@pytest.mark.parametrize("words", [["--lines", "0"], ["--lines", "33"], ["--lines", "99999999999999999999"], ["--lines", "1x"],
-                                   ["--lines", "1.5"], ["--tone", "310"], ["--tone", "299"], ["--tone", "0x1F4"], ["--codecs", ","],
-                                   ["--codecs", "PCMA,,PCMU"], ["--codecs", "PCMA,OPUS"], ["--display-modem", "V23"]],
-                         ids=" ".join)
+@pytest.mark.parametrize(
+    "words",
+    [
+        ["--lines", "0"],
+        ["--lines", "33"],
+        ["--lines", "99999999999999999999"],
+        ["--lines", "1x"],
+        ["--lines", "1.5"],
+        ["--tone", "310"],
+        ["--tone", "299"],
+        ["--tone", "0x1F4"],
+        ["--codecs", ","],
+        ["--codecs", "PCMA,,PCMU"],
+        ["--codecs", "PCMA,OPUS"],
+        ["--display-modem", "V23"],
+    ],
+    ids=" ".join,
+)
 def test_numbers_and_words_out_of_range(system, words):
     complains(run(system, "fxs_plugin", *words), (2,))
