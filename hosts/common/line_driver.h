@@ -18,13 +18,16 @@
  *
  * How does it work?
  *   A plugin gives each line a table and a pointer of its own with line_add(); every operation gets that pointer first.
- *   All operations are called from the bus's loop, one at a time, and must not block: the application waits for the
- *   answer to most of them. Reports may be made at any time from the same thread, also from inside an operation; those
- *   that come while the line is not registered are remembered where that matters (off hook) and dropped otherwise.
+ *   All operations are called from the bus's loop, one at a time, and must not block: nothing else runs meanwhile.
+ *   A driver reads its device in the same loop, by kex_watch() (kex_host.h), and has its timers there (kex.h); the bus is
+ *   libvoice_get_kex_handler(), from plugin_program_t.begin on. Reports may be made at any time from the same thread, also
+ *   from inside an operation; those that come while the line is not registered are remembered where that matters (off
+ *   hook) and dropped otherwise.
  *
  *   Answers: most operations return a text. NULL says done. Any other text says why it cannot be done, as a sentence
  *   without its subject ("is off hook: does not ring"): the plugin says it with the line's number before it, and the
- *   application is told that the signal failed. The text must stay until the next call of the same line.
+ *   call on the bus is answered by an error. An application that sends one-way, as voice_application does, does not see
+ *   that; of media it learns by the cause. The text must stay until the next call of the same line.
  *
  *   An operation that is null cannot be done by this line: what the application wants of it is rejected in the same
  *   way, or, where nothing is lost by it, passed over; each says which.
@@ -124,7 +127,8 @@ typedef struct line_driver {
     /** Plays a tone into the receiver, in place of the one before, until stop. Null: rejected. */
     const char *(*play)(void *line, const line_tone_t *tone);
     /** Stops a signal if it runs: a tone by its identifier, LIBVOICE_SIGNAL_al_ri for ringing,
-     *  LIBVOICE_SIGNAL_zil_cancel_all_signals for all tones and ringing. Null: nothing there to stop. */
+     *  LIBVOICE_SIGNAL_zil_cancel_all_signals for all tones and ringing. Also when nothing runs. Null: nothing there to
+     *  stop. */
     void (*stop)(void *line, uint32_t signal);
     /** Rings until stop, or until the line goes off hook. Null: rejected. */
     const char *(*ring)(void *line, const line_ring_t *ring);
@@ -137,8 +141,9 @@ typedef struct line_driver {
     const char *(*dial)(void *line, const char *digits); /**< 1 to 63 of 0-9 * # A-D, as the application sent them */
     const char *(*flash)(void *line);                    /**< opens the loop for a moment */
 
-    /** Begins the media of an appearance, which has none. A text is also told to the application as the failure's cause,
-     *  by which it ends the call. Null: rejected with the cause "no media here". */
+    /** Begins the media of an appearance, which has none; in a conference when media->context is not 0. A text is also
+     *  told to the application as the failure's cause, by which it ends the call. Null: rejected with the cause "no media
+     *  here". */
     const char *(*open)(void *line, uint32_t appearance, const line_media_t *media);
     /** Changes media that is open; context and stream stay. On a text what was stays. Null: rejected with a cause. */
     const char *(*change)(void *line, uint32_t appearance, const line_media_t *media);
@@ -148,8 +153,8 @@ typedef struct line_driver {
     /** Writes a parameter's value: what value->type asks for. Texts and bytes are the driver's and are read before the
      *  next call. @return no: not a parameter of this line; it is then left out of the answer. Null: always no. */
     bool (*get)(void *line, uint32_t parameter, line_value_t *value);
-    /** Takes a parameter's value. @return no: not one of this line, or not that value; the application is told that the
-     *  set failed, but the other values of the set are taken. Null: always no. */
+    /** Takes a parameter's value. @return no: not one of this line, or not that value; the set is then answered by an
+     *  error, but its other values are taken. Null: always no. */
     bool (*set)(void *line, uint32_t parameter, const line_value_t *value);
 
     /** Any other signal, with its parameters as libvoice_get_param() reads them. Null: rejected. */
@@ -158,8 +163,8 @@ typedef struct line_driver {
     /** The application has taken the line, and knows nothing of it but what is reported from here on. Whether it is off
      *  hook is reported by the plugin afterwards. Null: nothing to do. */
     void (*registered)(void *line);
-    /** The application is gone, or one begins anew, or the line was deregistered: nothing that was ordered holds any
-     *  more. Media has been closed and signals stopped before. Null: nothing to do. */
+    /** The application is gone, or one begins anew (the first one too), or the line was deregistered: nothing that was
+     *  ordered holds any more. Media has been closed and signals stopped before. Null: nothing to do. */
     void (*lost)(void *line);
 } line_driver_t;
 

@@ -9,7 +9,8 @@
  *   other commands come from the program's table and are given a line's number: "1 dial 201".
  *
  * How does it work?
- *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the lines. --help and the console's help are written from the tables.
+ *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the lines.
+ *   --help and the console's help are written from the tables.
  *
  * C11 and C++17.
  */
@@ -52,7 +53,8 @@ typedef struct plugin_program {
     int most_lines;          /**< with --lines; not more than `lines`: there is no --lines. Both 0: no endpoints */
     const plugin_option_t *options;
     const plugin_command_t *commands;
-    /** Bus and plugin are there: adds `lines` lines. It ends the process with host_fail() if it cannot. */
+    /** Bus and plugin are there: adds `lines` lines. It ends the process if it cannot: with host_fail() in C++, with a
+     *  line on standard error and exit(1) in C. */
     void (*begin)(int lines);
     void (*status)(int lines); /**< answers the status command behind its first line; null: "1 registered" */
     libvoice_callbacks_t (*callbacks)(void); /**< null: line_plugin_callbacks() */
