@@ -91,7 +91,7 @@ typedef struct voice_codec {
 #define VOICE_CODEC_PCMU \
     { LIBVOICE_CODEC_PCMU, 0, VOICE_PTIME_20MS, 64000 } /**< ITU-T G.711 mu-law, 20 ms. */
 
-/** Directions of a stream, seen from the endpoint (LIBVOICE_PARAM_sdp_stream_mode). */
+/** Directions of a stream, seen from the endpoint (LIBVOICE_PARAM_sdp_stream_mode): one bit each, to be tested by &. */
 enum voice_stream_mode {
     VOICE_MODE_INACTIVE = 0,     /**< on hold */
     VOICE_MODE_SEND_ONLY = 1,    /**< the endpoint sends */

@@ -16,6 +16,8 @@
  *       }
  *       return kex_run(bus);
  *
+ *   The process name of kex_create() is only shown; the plugin's name is the one that endpoints and requests go by.
+ *
  * How does it work?
  *   One name serves for the plugin's object, for its template of endpoints and for its registration, so that they
  *   cannot differ. Nothing is allocated. On another bus than the bundled one, write these steps for it: they are the
