@@ -16,6 +16,7 @@ namespace {
 constexpr uint64_t kOverdueNs = 1'000'000'000;
 // A tap that started late, or lost copies, never sees some replies; what is this old is forgotten.
 constexpr size_t kMostPending = 10'000;
+constexpr size_t kMostOneWay = 500; // an answer to one comes at once, or never
 
 // Which argument carries which record.
 struct Carrier {
@@ -188,16 +189,19 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
         break;
     }
     step.peer = peer;
-    if (*kind == Step::Kind::call) {
-        if (pending_.size() >= kMostPending)
-            pending_.clear();
-        pending_[{step.peer.connection, step.towards_listener, step.serial}] = {step};
+    if (*kind == Step::Kind::call || *kind == Step::Kind::one_way_call) {
+        const bool one_way = *kind == Step::Kind::one_way_call;
+        Calls &calls = one_way ? one_way_ : pending_;
+        if (calls.size() >= (one_way ? kMostOneWay : kMostPending))
+            calls.clear();
+        calls[{step.peer.connection, step.towards_listener, step.serial}] = {step};
     }
     if (*kind == Step::Kind::closed) {
         const uint32_t gone = peer_end.connection;
         peers_.erase(gone);
         std::erase_if(endpoints_, [gone](const auto &entry) { return entry.second.connection == gone; });
-        std::erase_if(pending_, [gone](const auto &entry) { return std::get<0>(entry.first) == gone; });
+        for (Calls *calls : {&pending_, &one_way_})
+            std::erase_if(*calls, [gone](const auto &entry) { return std::get<0>(entry.first) == gone; });
     }
     return step;
 }
@@ -240,8 +244,11 @@ void Traffic::understand_call(Step &step, Peer &peer) {
 void Traffic::understand_reply(Step &step, const Peer &peer) {
     // Whoever waits sent the call; a reply comes from its peer.
     const bool call_towards_listener = (step.kind == Step::Kind::waiting) == step.towards_listener;
-    const auto found = pending_.find({peer.connection, call_towards_listener, step.serial});
-    if (found == pending_.end())
+    const CallKey key = {peer.connection, call_towards_listener, step.serial};
+    // A one-way call is answered too when it found no object or no function.
+    Calls &calls = one_way_.contains(key) ? one_way_ : pending_;
+    const auto found = calls.find(key);
+    if (found == calls.end())
         return;
     const Step &call = found->second.call;
     step.endpoint = call.endpoint;
@@ -262,7 +269,7 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
         });
     if (step.result.type == Value::Type::bytes && call.function == "get")
         step.record = record_read(RecordKind::param_set, step.result.bytes);
-    pending_.erase(found);
+    calls.erase(found);
 }
 
 std::string Traffic::endpoint_name(int32_t number) const {

@@ -77,6 +77,7 @@ private:
         Step call;
         bool named = false;
     };
+    using Calls = std::map<CallKey, Pending>;
     struct Owner {
         uint32_t connection;
         std::string name;
@@ -88,7 +89,8 @@ private:
 
     std::map<uint32_t, Peer> peers_;
     std::map<int32_t, Owner> endpoints_; // by the number that the application gave
-    std::map<CallKey, Pending> pending_;
+    Calls pending_;
+    Calls one_way_;
 };
 
 } // namespace voicectl

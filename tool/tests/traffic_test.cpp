@@ -231,6 +231,14 @@ TEST_F(Ladder, OneWayCallIsNotWaitedFor) {
     EXPECT_TRUE(traffic.overdue(9000 * kMs).empty());
 }
 
+// As a plugin's bus answers an application whose "init" found nothing.
+TEST_F(Ladder, OneWayCallThatFoundNothingIsJoinedWithItsAnswer) {
+    line(Sample(KEX_TAP_ONE_WAY_CALL, out, 1, "tel", 10).call(1, "tel", "init"));
+    EXPECT_EQ(line(Sample(KEX_TAP_REPLY, in, 1, "tel", 11).serial(1).with_error(65537, "No such object", "tel")),
+              "00:00:00.011  tel                      --> voice_application  init answered"
+              "  error 65537 \"No such object\" \"tel\"  after 1.00 ms");
+}
+
 TEST_F(Ladder, AnsweredCallIsNotWaitedFor) {
     line(Sample(KEX_TAP_CALL, in, 1, "x", 5000).call(1, kApplication, "register_plugin"));
     line(Sample(KEX_TAP_REPLY, out, 1, "x", 5001).serial(1));
