@@ -112,9 +112,7 @@ def test_plugin_that_init_does_not_reach(system, mistake, missing):
     # On the side where the mistake is, where the call came from, and for whoever watches.
     plugin.err.expect(f"'voice_application' \\(process {application.pid}\\) {missing}")
     sent = watcher.expect_message(kind="one_way_call", function="init")
-    answer = watcher.expect_message(kind="reply", serial=sent["serial"])
-    while answer["from"]["process"] != "wrong_plugin":
-        answer = watcher.expect_message(kind="reply", serial=sent["serial"])
+    answer = watcher.expect_message(kind="reply", serial=sent["serial"], function="init")
     assert [error["code"] for error in answer["errors"]] == [65537 if mistake == "misnamed" else 65538]
     application.expect(ALONE)
     assert plugin.out.all == []
