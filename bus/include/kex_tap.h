@@ -24,7 +24,7 @@ enum kex_tap_kind {
     KEX_TAP_CLOSED = 2,       /**< a peer is gone; text: why */
     KEX_TAP_CALL = 3,         /**< a call that expects a reply */
     KEX_TAP_ONE_WAY_CALL = 4, /**< a call that expects none */
-    KEX_TAP_REPLY = 5,        /**< the reply to `serial`; to a one-way call only when it found nothing */
+    KEX_TAP_REPLY = 5,        /**< the reply to `serial`, or the notice that this one-way call found nothing */
     KEX_TAP_REFUSED = 6,      /**< a packet or connection was refused; text: why */
     KEX_TAP_WAITING = 7,      /**< a side says that it waits for the reply to `serial` */
     KEX_TAP_LOST = 8,         /**< `lost` copies were dropped before this record because the tap was slow */

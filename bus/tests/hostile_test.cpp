@@ -285,7 +285,7 @@ TEST_F(Hostile, RepliesNobodyAskedForArePassedOver) {
     expect_alive();
 }
 
-TEST_F(Hostile, OneWayCallsAreAnsweredOnlyWhenTheyFindNothing) {
+TEST_F(Hostile, OneWayCallsGetNoReplyButANoticeWhenTheyFindNothing) {
     auto raw = connected_peer();
     raw->send(Packet(kOneWayCall, 1).text("Probe").text("echo").byte(0));
     settle();
@@ -294,7 +294,13 @@ TEST_F(Hostile, OneWayCallsAreAnsweredOnlyWhenTheyFindNothing) {
     raw->send(Packet(kOneWayCall, 2).text("nobody").text("echo").byte(0));
     settle();
     EXPECT_THAT(served::log, ElementsAre("echo"));
-    EXPECT_THAT(raw->receive_all(), testing::SizeIs(1));
+    EXPECT_THAT(raw->receive_all(), ElementsAre(Packet(kMissed, 2)
+                                                    .byte(1)
+                                                    .word(KEX_ERROR_NO_OBJECT)
+                                                    .text("No such object")
+                                                    .text("nobody")
+                                                    .byte(0)
+                                                    .bytes()));
 }
 
 TEST_F(Hostile, FloodIsReadNoFurtherThanItIsDispatched) {

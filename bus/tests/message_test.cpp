@@ -98,7 +98,7 @@ TEST_F(Message, ReplyReadsBack) {
     bus::reply_append_error(&reply, 1, bus::text_of(""), bus::text_of(""));
     variant_t value = text("v");
     bus::wire::Writer writer = begin();
-    bus::wire::reply_write(writer, 5, &reply, &value);
+    bus::wire::reply_write(writer, bus::wire::kReply, 5, &reply, &value);
     reply_t back = {};
     bus::wire::Message message;
     ASSERT_EQ(bus::wire::message_open(writer.data, writer.size, message), nullptr);

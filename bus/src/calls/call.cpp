@@ -39,7 +39,8 @@ void call_add_error(function_call_t *call, uint32_t code, const char *descriptio
 
 wire::Writer call_write_reply(const function_call_t *call, const variant_t *value) {
     wire::Writer writer = output_begin(call->peer->connection);
-    wire::reply_write(writer, call->request.serial, &call->request.reply, value);
+    wire::reply_write(writer, call->one_way ? wire::kMissed : wire::kReply, call->request.serial, &call->request.reply,
+                      value);
     return writer;
 }
 
@@ -61,7 +62,7 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
     connection_flush_if_much(connection);
 }
 
-// Nobody waits for the answer to a one-way call, but whoever watches the caller's side is to see that it found nothing.
+// A one-way call gets no reply, but whoever watches the caller's side is to see that it found nothing.
 void call_send_miss(function_call_t *call) {
     Connection *connection = call->peer->connection;
     if (connection->closed)

@@ -117,6 +117,7 @@ bool message_fill(kex_tap_t *tap, const wire::TapRecord &from, kex_tap_record_t 
     case wire::kOneWayCall:
         return call_fill(tap, message, record);
     case wire::kReply:
+    case wire::kMissed:
         return reply_fill(tap, message, record);
     case wire::kRefused:
         record->text = text_keep(tap, wire::refusal_reason(message));

@@ -17,13 +17,14 @@
 //   kind          body
 //   1 hello       text: name of the process
 //   2 call        text: path, text: function, count (1), then per argument text: name, value
-//   3 one-way     as a call; a reply is sent only when it found no object or no function
+//   3 one-way     as a call; no reply is sent
 //   4 reply       count (1), then per error item code (4), text: description, text: info;
 //                 then 0 (1), or 1 (1) and a value
 //   5 refused     text: why; the connection closes after it
 //   6 waiting     nothing
 //   7 tap hello   text: name of the process
 //   8 tap record  kind (4), time (8), from, to, lost (4), text: why, size (4), packet
+//   9 missed      as a reply: a one-way call found no object or no function; for taps, the caller drops it
 //
 // `from` and `to` of a tap record are each process (4), connection (4), text: name. Its packet is the one that passed,
 // head included, and as long as `size` says; events without a packet have none.
@@ -57,6 +58,7 @@ enum Kind : uint8_t {
     kWaiting = 6,
     kTapHello = 7,
     kTapRecord = 8,
+    kMissed = 9,
 };
 
 constexpr uint8_t kMagic = 'k';

@@ -72,6 +72,7 @@ void get_body(Reader &reader, uint8_t kind) {
         get_call(reader, call);
         break;
     case kReply:
+    case kMissed:
         get_reply(reader, nullptr);
         break;
     case kWaiting:
@@ -199,8 +200,8 @@ bool argument_text(const Message &message, const Argument &argument, Text &text)
     return reader.why == nullptr;
 }
 
-void reply_write(Writer &writer, uint32_t serial, const reply_t *reply, const variant_t *value) {
-    put_head(writer, kReply, serial, 0);
+void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *reply, const variant_t *value) {
+    put_head(writer, kind, serial, 0);
     put_byte(writer, static_cast<uint8_t>(reply->errors));
     for (const reply_item_t *item = reply->first; item != nullptr; item = item->next) {
         put_word(writer, item->code);

@@ -22,7 +22,7 @@ void tap_hello_write(Writer &writer, const char *name);
 void call_write(Writer &writer, uint32_t serial, uint32_t flags, const char *path, const char *function,
                 const Parameters &parameters);
 // Error items, then the value unless it is null or none.
-void reply_write(Writer &writer, uint32_t serial, const reply_t *reply, const variant_t *value);
+void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *reply, const variant_t *value);
 void refusal_write(Writer &writer, const char *why);
 void waiting_write(Writer &writer, uint32_t serial);
 

@@ -29,6 +29,7 @@ int32_t tap_record_kind(uint8_t message_kind) {
     case kOneWayCall:
         return KEX_TAP_ONE_WAY_CALL;
     case kReply:
+    case kMissed:
         return KEX_TAP_REPLY;
     case kRefused:
         return KEX_TAP_REFUSED;

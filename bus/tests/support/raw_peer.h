@@ -27,7 +27,7 @@ private:
     std::string bytes_;
 };
 
-enum RawKind : uint8_t { kHello = 1, kCall, kOneWayCall, kReply, kRefused, kWaiting, kTapHello, kTapRecord };
+enum RawKind : uint8_t { kHello = 1, kCall, kOneWayCall, kReply, kRefused, kWaiting, kTapHello, kTapRecord, kMissed };
 
 Packet hello(const std::string &name = "raw");
 // A call without arguments.
