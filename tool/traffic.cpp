@@ -245,7 +245,7 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
     // Whoever waits sent the call; a reply comes from its peer.
     const bool call_towards_listener = (step.kind == Step::Kind::waiting) == step.towards_listener;
     const CallKey key = {peer.connection, call_towards_listener, step.serial};
-    // A one-way call is answered too when it found no object or no function.
+    // The notice that a one-way call found nothing is shown like a reply.
     Calls &calls = one_way_.contains(key) ? one_way_ : pending_;
     const auto found = calls.find(key);
     if (found == calls.end())
