@@ -29,9 +29,6 @@ constexpr IdClass id_class(uint32_t id) {
 constexpr ValueType id_value_type(uint32_t id) {
     return static_cast<ValueType>(id >> 24 & 0xFu);
 }
-constexpr uint8_t id_package(uint32_t id) {
-    return static_cast<uint8_t>(id >> 16);
-}
 constexpr uint8_t id_item(uint32_t id) {
     return static_cast<uint8_t>(id >> 8);
 }

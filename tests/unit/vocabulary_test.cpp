@@ -21,6 +21,10 @@
 namespace voice_test {
 namespace {
 
+constexpr uint8_t id_package(uint32_t id) {
+    return static_cast<uint8_t>(id >> 16);
+}
+
 using namespace voice;
 
 class Vocabulary : public VoiceTest {

@@ -159,7 +159,7 @@ int tap_connect(const char *uri) {
     return fd;
 }
 
-bool hello_send(kex_tap_t *tap) {
+bool tap_hello_send(kex_tap_t *tap) {
     wire::Writer writer = wire::packet_begin(tap->packet, sizeof tap->packet);
     wire::tap_hello_write(writer, "tap");
     return send(tap->fd, writer.data, writer.size, MSG_NOSIGNAL) == static_cast<ssize_t>(writer.size);
@@ -179,7 +179,7 @@ kex_tap_t *kex_tap_open(const char *uri, char *why, size_t size) {
     if (tap != nullptr) {
         tap->fd = fd;
         tap->texts = static_cast<char *>(malloc(kTextRoom));
-        if (tap->texts != nullptr && hello_send(tap))
+        if (tap->texts != nullptr && tap_hello_send(tap))
             return tap;
     }
     int error = errno;

@@ -51,7 +51,7 @@ std::string take_apart(TraceLine &line, const char *const *head) {
     const std::string head_text = fake::text("%s%-7.7s%s - ", "", head[1], "");
     line.zone = head[1];
     if (!starts(line.rendered, head_text))
-        return "a colour slot is not empty";
+        return "a colour field is not empty";
     const size_t place = read_place(line);
     if (place == std::string::npos)
         return "no place at the end";
@@ -67,7 +67,7 @@ std::string take_apart(TraceLine &line, const char *const *head) {
         line.tag = head[4];
         const std::string tag = "[" + line.tag + "]";
         if (line.rendered.compare(head_text.size(), tag.size(), tag) != 0)
-            return "a colour slot is not empty";
+            return "a colour field is not empty";
         const size_t message = head_text.size() + tag.size();
         line.message = line.rendered.substr(message, place - message);
         const char *expected = line.level == ZIL_TRACE_ERROR     ? "x"
