@@ -222,6 +222,7 @@ static inline uint32_t voice_id_class(uint32_t id) {
 #define VOICE_WRONG_ROOM "the parameters do not fit into the record"                /**< Sentence of an addition. */
 #define VOICE_WRONG_VALUE "a parameter has no value"                                /**< Sentence of an addition. */
 #define VOICE_WRONG_EVENT "the identifier is not that of an event"                  /**< Sentence of an event. */
+#define VOICE_WRONG_KEY "a telephone has no such key"                               /**< Sentence of a digit. */
 #define VOICE_WRONG_SIGNAL "the identifier is not that of a signal"                 /**< Sentence of a signal. */
 #define VOICE_WRONG_ENDPOINT "no endpoint has that number"                          /**< Sentence of a signal. */
 #define VOICE_WRONG_NOT_SENT "not sent: there is no connection"                     /**< Sentence of a send. */
@@ -558,6 +559,33 @@ static inline const char *voice_event_report(int32_t endpoint, uint32_t id, uint
     voice_event_message_t event;
     voice_event_begin(&event, endpoint, id, line);
     return voice_event_send(&event);
+}
+#define VOICE_KEYS "0123456789ABCD*#" /**< The keys of a telephone (ITU-T Q.23). */
+
+/** The event that reports a key, or 0: there is no such key. The identifiers do not follow one upon the other. */
+static inline uint32_t voice_key_event(char key) {
+    static const uint32_t events[sizeof VOICE_KEYS - 1] = {
+        LIBVOICE_EVENT_dd_d0, LIBVOICE_EVENT_dd_d1, LIBVOICE_EVENT_dd_d2, LIBVOICE_EVENT_dd_d3,
+        LIBVOICE_EVENT_dd_d4, LIBVOICE_EVENT_dd_d5, LIBVOICE_EVENT_dd_d6, LIBVOICE_EVENT_dd_d7,
+        LIBVOICE_EVENT_dd_d8, LIBVOICE_EVENT_dd_d9, LIBVOICE_EVENT_dd_da, LIBVOICE_EVENT_dd_db,
+        LIBVOICE_EVENT_dd_dc, LIBVOICE_EVENT_dd_dd, LIBVOICE_EVENT_dd_ds, LIBVOICE_EVENT_dd_do,
+    };
+    for (uint32_t i = 0; i < sizeof VOICE_KEYS - 1; i++)
+        if (VOICE_KEYS[i] == key)
+            return events[i];
+    return 0;
+}
+/** The key that an event reports, or 0: it reports none. */
+static inline char voice_event_key(uint32_t id) {
+    for (const char *key = VOICE_KEYS; *key != 0; key++)
+        if (voice_key_event(*key) == id)
+            return *key;
+    return 0;
+}
+/** Sends the event of a key. @param key  one of VOICE_KEYS @return as voice_event_send(), or VOICE_WRONG_KEY. */
+static inline const char *voice_event_report_digit(int32_t endpoint, uint32_t line, char key) {
+    const uint32_t id = voice_key_event(key);
+    return id == 0 ? VOICE_WRONG_KEY : voice_event_report(endpoint, id, line);
 }
 /**
  * Sends LIBVOICE_EVENT_g_cause: a media command cannot be followed, or media has failed. The application ends the call

@@ -93,6 +93,30 @@ TEST_F(Records, EventWithoutParametersIsItsHead) {
     EXPECT_EQ(sent(1, "event"), words({7, LIBVOICE_EVENT_al_of, 1, 0, 0}));
 }
 
+TEST_F(Records, EveryKeyIsReportedByItsOwnEvent) {
+    const std::pair<char, uint32_t> keys[] = {
+        {'0', 0x20061000}, {'1', 0x20061100}, {'2', 0x20061200}, {'3', 0x20061300},
+        {'4', 0x20061400}, {'5', 0x20061500}, {'6', 0x20061600}, {'7', 0x20061700},
+        {'8', 0x20061800}, {'9', 0x20061900}, {'A', 0x20061A00}, {'B', 0x20061B00},
+        {'C', 0x20061C00}, {'D', 0x20061D00}, {'*', 0x20062000}, {'#', 0x20062100},
+    };
+    unsigned request = 0;
+    for (const auto &[key, id] : keys) {
+        EXPECT_STREQ(voice_event_report_digit(7, 1, key), nullptr) << key;
+        EXPECT_EQ(sent(++request, "event"), words({7, id, 1, 0, 0})) << key;
+        EXPECT_EQ(voice_event_key(id), key);
+    }
+    EXPECT_EQ(voice_event_key(LIBVOICE_EVENT_dd_d0 + 1), 0);
+}
+
+TEST_F(Records, WhatIsNoKeyIsNotReported) {
+    for (const uint32_t id : {LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_al_of, LIBVOICE_SIGNAL_dg_d0, 0u})
+        EXPECT_EQ(voice_event_key(id), 0) << id;
+    for (const char key : {'a', 'E', '+', ' ', '\0'})
+        EXPECT_STREQ(voice_event_report_digit(7, 0, key), VOICE_WRONG_KEY) << key;
+    EXPECT_EQ(bus().requests_made(), 0u);
+}
+
 TEST_F(Records, CauseIsReportedWithItsText) {
     EXPECT_STREQ(voice_event_report_cause(7, 1, VOICE_CAUSE_UNSUPPORTED, "no G729 here"), nullptr);
     EXPECT_EQ(sent(1, "event"), words({7, LIBVOICE_EVENT_g_cause, 1, 0, 12 + 8 + 16}) +

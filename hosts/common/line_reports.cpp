@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What drivers report, as events for the application.
 #include "caller_display.h"
-#include "digits.h"
 #include "line.h"
 #include "message.h"
 #include "plugin.h"
@@ -51,13 +50,13 @@ bool line_report_flash(line_t *line) {
 }
 
 bool line_report_digit(line_t *line, char key) {
-    uint32_t event = event_of_key(key);
+    uint32_t event = voice_key_event(key);
     return event != 0 && plain_report(line, event);
 }
 
 bool line_report_number(line_t *line, const char *digits) {
     size_t length = strlen(digits);
-    if (length == 0 || length > kNumberKeys || digits[strspn(digits, kKeys)] != 0 || !may_report(line))
+    if (length == 0 || length > kNumberKeys || digits[strspn(digits, VOICE_KEYS)] != 0 || !may_report(line))
         return false;
     event_message message;
     event_begin(&message, line->endpoint, LIBVOICE_EVENT_dd_ce, 0);

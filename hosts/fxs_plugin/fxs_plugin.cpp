@@ -21,7 +21,6 @@
  */
 #include "codecs.h"
 #include "console.h"
-#include "digits.h"
 #include "fsk.h"
 #include "host.h"
 #include "plugin_main.h"
@@ -86,8 +85,8 @@ const char *fxs_dial(int number, char *rest) {
     const char *digits = next_word(&rest);
     if (digits == nullptr)
         return command_error("dial what? %d dial 201", number);
-    if (digits[strspn(digits, kKeys)] != 0)
-        return command_error("'%s': a telephone has the keys %s", digits, kKeys);
+    if (digits[strspn(digits, VOICE_KEYS)] != 0)
+        return command_error("'%s': a telephone has the keys %s", digits, VOICE_KEYS);
     if (!phone->off_hook)
         return command_error("%d is on hook: lift it first", number);
     say("%d dials %s", number, digits);

@@ -4,7 +4,6 @@
 
 #include "caller_display.h"
 #include "console.h"
-#include "digits.h"
 #include "exchange.h"
 #include "line_events.h"
 #include "statistics.h"
@@ -20,7 +19,7 @@ bool event_take_number(line *who, const voice_event_t *head, const uint8_t *para
     if (!params_text(params, head->length, LIBVOICE_PARAM_dd_ce_ds, number, sizeof number))
         return false;
     for (const char *digit = number; *digit != 0; digit++)
-        if (event_of_key(*digit) != 0)
+        if (voice_key_event(*digit) != 0)
             line_digit(who, *digit);
     return true;
 }
@@ -63,8 +62,8 @@ int32_t event_arrived(libvoice_event_t *message) {
         say("event %s of unknown endpoint %d ignored", libvoice_param_str(head.event), head.endpoint);
         return 1;
     }
-    if (key_of_event(head.event) != 0) {
-        line_digit(who, key_of_event(head.event));
+    if (voice_event_key(head.event) != 0) {
+        line_digit(who, voice_event_key(head.event));
         return 0;
     }
     switch (head.event) {

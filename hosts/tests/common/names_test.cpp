@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Names of plugins and endpoints, keys and their events, short names of parameters.
-#include "digits.h"
+// Names of plugins and endpoints, short names of parameters.
 #include "identifiers.h"
 #include "names.h"
 #include "printable.h"
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
 TEST(Names, PlainCharactersOnly) {
@@ -23,28 +21,6 @@ TEST(Names, AsLongAsTheTablesKeepThem) {
     EXPECT_TRUE(name_is_valid(std::string(15, 'e').c_str(), kEndpointNameLength));
     EXPECT_FALSE(name_is_valid(std::string(16, 'e').c_str(), kEndpointNameLength));
     EXPECT_FALSE(name_is_valid("", kEndpointNameLength));
-}
-
-TEST(Digits, EachKeyHasItsEvent) {
-    EXPECT_EQ(event_of_key('0'), LIBVOICE_EVENT_dd_d0);
-    EXPECT_EQ(event_of_key('9'), LIBVOICE_EVENT_dd_d9);
-    EXPECT_EQ(event_of_key('A'), LIBVOICE_EVENT_dd_da);
-    EXPECT_EQ(event_of_key('D'), LIBVOICE_EVENT_dd_dd);
-    EXPECT_EQ(event_of_key('*'), LIBVOICE_EVENT_dd_ds);
-    EXPECT_EQ(event_of_key('#'), LIBVOICE_EVENT_dd_do);
-    std::set<uint32_t> events;
-    for (const char *key = kKeys; *key != 0; key++) {
-        EXPECT_EQ(key_of_event(event_of_key(*key)), *key);
-        events.insert(event_of_key(*key));
-    }
-    EXPECT_EQ(events.size(), 16u);
-}
-
-TEST(Digits, WhatIsNoKeyHasNone) {
-    for (char key : {'a', 'E', ' ', '\0', '+'})
-        EXPECT_EQ(event_of_key(key), 0u) << key;
-    for (uint32_t event : {LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_al_of, LIBVOICE_SIGNAL_dg_d0, 0u})
-        EXPECT_EQ(key_of_event(event), 0) << event;
 }
 
 TEST(Identifiers, ShortNamesBothWays) {
