@@ -6,8 +6,7 @@
 #include "console.h"
 #include "host.h"
 #include "line.h"
-#include "names.h"
-#include "plugin.h"
+#include "voice_start.h"
 
 #include <string.h>
 
@@ -18,11 +17,12 @@ uint32_t lines_used;
 kex_timer_t *deregister_timer;
 
 bool line_register(line_t *line) {
-    bool is_new;
+    int is_new;
+    int32_t endpoint;
     if (line->withdrawn)
         return false;
-    int32_t endpoint = plugin_register_endpoint(line->type, line->name, line->codecs, line->codec_count, &is_new);
-    if (endpoint < 0) {
+    if (voice_endpoint_register(line->type, line->name, line->codecs, line->codec_count, &endpoint, &is_new) !=
+        nullptr) {
         line->endpoint = -1;
         say("%d refused: the application does not take %s", line->number, line->name);
         return false;
@@ -100,7 +100,7 @@ void line_rest(line_t *line) {
 }
 
 line_t *line_add(const line_driver_t *driver, void *userdata, int32_t type, const char *name, const char *codecs) {
-    if (lines_used == LIBVOICE_ENDPOINTS || !name_is_valid(name, kEndpointNameLength) ||
+    if (lines_used == LIBVOICE_ENDPOINTS || voice_endpoint_name_wrong(name) != nullptr ||
         (driver->open != nullptr && driver->close == nullptr))
         return nullptr;
     plugin_line *line = &lines[lines_used];

@@ -7,8 +7,8 @@
 #include "kex_host.h"
 #include "line.h"
 #include "line_plugin.h"
-#include "names.h"
 #include "plugin.h"
+#include "voice_start.h"
 
 #include <stdarg.h>
 #include <stdio.h>
@@ -217,17 +217,18 @@ void read_options(int count, char **words) {
     }
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
-    if (!name_is_valid(name, kPluginNameLength))
+    if (voice_plugin_name_wrong(name) != nullptr)
         host_usage_error("plugin name '%s': 1 to %u plain characters without dots, blanks and quotes", name,
-                         kPluginNameLength);
+                         LIBVOICE_PLUGIN_NAME_BYTES - 1);
     if (plugin->lines == 0)
         return;
     char last[64];
     endpoint_name(lines, last, sizeof last);
-    if (!name_is_plain(stem))
+    if (!voice_name_is_plain(stem))
         host_usage_error("endpoint name '%s': plain characters without dots, blanks and quotes", last);
-    if (strlen(last) > kEndpointNameLength)
-        host_usage_error("endpoint name '%s': name too long: %u characters at most", last, kEndpointNameLength);
+    if (strlen(last) >= LIBVOICE_ENDPOINT_NAME_BYTES)
+        host_usage_error("endpoint name '%s': name too long: %u characters at most", last,
+                         LIBVOICE_ENDPOINT_NAME_BYTES - 1);
 }
 
 // The plugin's object, and the template of its endpoints.

@@ -7,8 +7,8 @@
 #include "host.h"
 #include "kex_host.h"
 #include "line_events.h"
-#include "names.h"
 #include "plugins.h"
+#include "voice_start.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -19,16 +19,16 @@ namespace {
 bool name_is_cut() {
     kex_text_t name;
     return kex_currentText(host_bus(), "endpoint_name", &name) &&
-           strnlen(name.bytes, name.length) > kEndpointNameLength;
+           strnlen(name.bytes, name.length) >= LIBVOICE_ENDPOINT_NAME_BYTES;
 }
 
 // Why an endpoint is not taken, or null.
 const char *endpoint_validate(const libvoice_endpoint_t *entry) {
     char path[LIBVOICE_ENDPOINT_PATH_BYTES];
-    if (!name_is_plain(entry->name) || !name_is_plain(entry->plugin_table->plugin_name))
+    if (!voice_name_is_plain(entry->name) || !voice_name_is_plain(entry->plugin_table->plugin_name))
         return "bad name";
     if (name_is_cut())
-        return command_error("name too long: %u characters at most", kEndpointNameLength);
+        return command_error("name too long: %u characters at most", LIBVOICE_ENDPOINT_NAME_BYTES - 1);
     snprintf(path, sizeof path, "%s.EndPoint.%s", entry->plugin_table->plugin_name, entry->name);
     if (strcmp(entry->endpoint_path, path) != 0)
         return "its path is not that of its plugin";

@@ -6,7 +6,6 @@
 #include "host.h"
 #include "kex_host.h"
 #include "lines.h"
-#include "names.h"
 #include "timer.h"
 
 #include <stdio.h>
@@ -65,8 +64,8 @@ bool plugins_reject_current() {
     char name[128];
     if (!kex_currentCall(host_bus(), &call) || !current_name_read(name, sizeof name))
         return false;
-    if (strlen(name) > kPluginNameLength) {
-        say("plugin %s rejected: name too long: %u characters at most", name, kPluginNameLength);
+    if (strlen(name) >= LIBVOICE_PLUGIN_NAME_BYTES) {
+        say("plugin %s rejected: name too long: %u characters at most", name, LIBVOICE_PLUGIN_NAME_BYTES - 1);
         return true;
     }
     const voice_plugin_entry_t *holder = entry_of_another(name, call.peer);

@@ -1,27 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Names of plugins and endpoints, short names of parameters.
+// Short names of parameters.
 #include "identifiers.h"
-#include "names.h"
 #include "printable.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
-
-TEST(Names, PlainCharactersOnly) {
-    for (const char *name : {"fxs1", "A", "a-b_c", "~!", "1", "12345678901234567890"})
-        EXPECT_TRUE(name_is_plain(name)) << name;
-    for (const char *name : {"", "a.b", "a b", "a\nb", "a\"b", "\x7F", "\xC3\xA4", "\t"})
-        EXPECT_FALSE(name_is_plain(name)) << name;
-}
-
-TEST(Names, AsLongAsTheTablesKeepThem) {
-    EXPECT_TRUE(name_is_valid(std::string(19, 'p').c_str(), kPluginNameLength));
-    EXPECT_FALSE(name_is_valid(std::string(20, 'p').c_str(), kPluginNameLength));
-    EXPECT_TRUE(name_is_valid(std::string(15, 'e').c_str(), kEndpointNameLength));
-    EXPECT_FALSE(name_is_valid(std::string(16, 'e').c_str(), kEndpointNameLength));
-    EXPECT_FALSE(name_is_valid("", kEndpointNameLength));
-}
 
 TEST(Identifiers, ShortNamesBothWays) {
     EXPECT_STREQ(identifier_name(LIBVOICE_PARAM_tdmc_gain), "tdmc_gain");
