@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Media, contexts and streams of lines: who owns which descriptor, and what is open.
 #include "console.h"
-#include "descriptors.h"
 #include "line.h"
 #include "media_record.h"
 
@@ -11,8 +10,7 @@
 namespace {
 
 constexpr uint32_t kContexts = 16;
-constexpr uint32_t kUsedDescriptors = 2;   // media, control; what else was sent (fax) is of no use here
-constexpr uint32_t kStreamDescriptors = 3; // for a stream so many are sent, and only these entries are filled
+constexpr int kUsedDescriptors = 2; // media, control; what else was sent (fax) is of no use here
 
 uint32_t contexts[kContexts]; // ids; 0: free
 
@@ -73,17 +71,17 @@ const char *media_change(const line_t *line, uint32_t appearance, line_media_t *
 }
 
 // "create" and "modify" differ in what is asked of the driver.
-int32_t connection_callback(int32_t endpoint, uint32_t appearance, const void *cnx_info, const int32_t *descriptors,
+int32_t connection_callback(int32_t endpoint, uint32_t appearance, const void *cnx_info, int32_t *const *descriptors,
                             bool is_new) {
     line_t *line = line_of_endpoint(endpoint);
     line_media_t media;
     const char *wrong = line == nullptr ? "unknown endpoint" : media_read_connection(cnx_info, &media);
     if (wrong == nullptr) {
-        media.media = descriptors[0];
-        media.control = descriptors[1];
+        media.media = (*descriptors)[VOICE_DESCRIPTOR_MEDIA];
+        media.control = (*descriptors)[VOICE_DESCRIPTOR_CONTROL];
         wrong = is_new ? media_open(line, appearance, &media) : media_change(line, appearance, &media);
     }
-    descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, LIBVOICE_DESCRIPTORS);
+    voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, LIBVOICE_DESCRIPTORS);
     if (line == nullptr)
         return 1;
     return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);
@@ -104,11 +102,11 @@ void line_contexts_forget() {
 }
 
 int32_t line_create_callback(int32_t endpoint, uint32_t appearance, void *cnx_info, int32_t **descriptors) {
-    return connection_callback(endpoint, appearance, cnx_info, *descriptors, true);
+    return connection_callback(endpoint, appearance, cnx_info, descriptors, true);
 }
 
 int32_t line_modify_callback(int32_t endpoint, uint32_t appearance, void *cnx_info, int32_t **descriptors) {
-    return connection_callback(endpoint, appearance, cnx_info, *descriptors, false);
+    return connection_callback(endpoint, appearance, cnx_info, descriptors, false);
 }
 
 int32_t line_destroy_callback(int32_t endpoint, uint32_t appearance) {
@@ -141,7 +139,7 @@ int32_t line_add_stream_callback(uint32_t context, void *stream_info, int32_t **
         wrong = "streams are numbered from 1";
     if (wrong == nullptr)
         wrong = media_open(line, appearance, &media);
-    descriptors_close(*descriptors, wrong == nullptr ? kUsedDescriptors : 0, kStreamDescriptors);
+    voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, VOICE_STREAM_DESCRIPTORS);
     if (line == nullptr)
         return 1;
     return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);

@@ -3,7 +3,6 @@
 #include "console.h"
 #include "identifiers.h"
 #include "line.h"
-#include "message.h"
 #include "printable.h"
 
 #include <stdlib.h>
@@ -18,105 +17,78 @@ static_assert(static_cast<int>(LINE_VALUE_BOOLEAN) == VOICE_VALUE_BOOLEAN);
 
 constexpr uint32_t kValueBytes = 256;
 
-line_t *line_of_set(const libvoice_param_set_t *set, const uint8_t *params) {
-    int32_t endpoint;
-    if (!params_int(params, set->length, LIBVOICE_PARAM_zil_ep_id, &endpoint))
-        return nullptr;
-    return line_of_endpoint(endpoint);
-}
-
-// Reads the next item. @return no: what follows is broken, and nothing after it can be read.
-bool item_read(uint8_t **cursor, uint32_t *remaining, uint32_t *id, uint32_t *length, uint8_t **value) {
-    *value = nullptr;
-    return libvoice_get_current_param(id, length, value, cursor, remaining) == LIBVOICE_OK;
-}
-
-bool value_read(uint32_t id, const uint8_t *bytes, uint32_t length, char *text, line_value_t *value) {
+bool value_read(const voice_item_t *item, char *text, line_value_t *value) {
     *value = {};
-    value->type = static_cast<line_value_type_t>(voice_id_value_type(id));
+    value->type = static_cast<line_value_type_t>(voice_id_value_type(item->id));
     switch (value->type) {
     case LINE_VALUE_INTEGER:
+        return voice_item_get_i32(item, &value->number) != 0;
     case LINE_VALUE_BOOLEAN:
-        if (length < sizeof value->number)
-            return false;
-        memcpy(&value->number, bytes, sizeof value->number);
-        return true;
-    case LINE_VALUE_TEXT: {
-        size_t used = strnlen(reinterpret_cast<const char *>(bytes), length);
-        used = used < kValueBytes ? used : kValueBytes - 1;
-        memcpy(text, bytes, used);
-        text[used] = 0;
+        return voice_item_get_bool(item, &value->number) != 0;
+    case LINE_VALUE_TEXT:
+        voice_item_get_text(item, text, kValueBytes);
         text_make_printable(text);
         value->text = text;
         return true;
-    }
     case LINE_VALUE_BYTES:
-        value->bytes = bytes;
-        value->length = length;
+        value->bytes = item->value;
+        value->length = item->length;
         return true;
     default:
         return false; // a signal or an event is no parameter
     }
 }
 
-void value_add(libvoice_param_block_t *block, uint32_t id, const line_value_t *value) {
-    uint32_t *used = &block->head.length;
-    if (value->type == LINE_VALUE_TEXT && value->text != nullptr)
-        params_add_bytes(block->buffer, sizeof block->buffer, used, id, value->text,
-                         static_cast<uint32_t>(strlen(value->text) + 1));
+// What does not fit is left out of the answer.
+void value_add(voice_set_message_t *set, uint32_t id, const line_value_t *value) {
+    if (value->type == LINE_VALUE_TEXT)
+        voice_set_add_text(set, id, value->text);
     else if (value->type == LINE_VALUE_BYTES)
-        params_add_bytes(block->buffer, sizeof block->buffer, used, id, value->bytes, value->length);
+        voice_set_add_bytes(set, id, value->bytes, value->length);
     else if (identifier_is_number(id))
-        params_add_int(block->buffer, sizeof block->buffer, used, id, value->number);
+        voice_set_add(set, id, voice_id_value_type(id), &value->number, sizeof value->number);
 }
 
 } // namespace
 
 int32_t line_get_callback(libvoice_param_set_t *request, libvoice_param_set_t **result, int32_t) {
-    uint8_t *cursor = libvoice_set_params_of(request);
-    uint32_t remaining = request->length;
-    line_t *line = line_of_set(request, cursor);
+    const line_t *line = line_of_endpoint(voice_set_endpoint(request));
     if (line == nullptr)
         return 1;
-    libvoice_param_block_t *block = static_cast<libvoice_param_block_t *>(calloc(1, sizeof *block));
-    if (block == nullptr)
+    voice_set_message_t answer;
+    voice_set_begin(&answer, static_cast<libvoice_param_block_t *>(malloc(sizeof *answer.block)), line->endpoint);
+    if (answer.block == nullptr)
         return 1;
-    params_add_int(block->buffer, sizeof block->buffer, &block->head.length, LIBVOICE_PARAM_zil_ep_id, line->endpoint);
-    while (remaining > 0) {
-        uint32_t id = 0, length = 0;
-        uint8_t *bytes;
-        if (!item_read(&cursor, &remaining, &id, &length, &bytes))
-            break;
+    voice_params_t rest = voice_set_params(request);
+    for (voice_item_t item; voice_params_next(&rest, &item);) {
         line_value_t value = {};
-        value.type = static_cast<line_value_type_t>(voice_id_value_type(id));
-        if (id != LIBVOICE_PARAM_zil_ep_id && line->driver->get != nullptr &&
-            line->driver->get(line->userdata, id, &value))
-            value_add(block, id, &value);
+        value.type = static_cast<line_value_type_t>(voice_id_value_type(item.id));
+        if (item.id != LIBVOICE_PARAM_zil_ep_id && line->driver->get != nullptr &&
+            line->driver->get(line->userdata, item.id, &value))
+            value_add(&answer, item.id, &value);
     }
-    *result = &block->head; // the library frees it
+    voice_set_end(&answer, result);
     return 0;
 }
 
 int32_t line_set_callback(libvoice_param_set_t *params) {
-    uint8_t *cursor = libvoice_set_params_of(params);
-    uint32_t remaining = params->length;
-    const line_t *line = line_of_set(params, cursor);
+    const line_t *line = line_of_endpoint(voice_set_endpoint(params));
     if (line == nullptr)
         return 1;
     int32_t result = 0;
-    while (remaining > 0) {
-        uint32_t id = 0, length = 0;
-        uint8_t *bytes;
-        if (!item_read(&cursor, &remaining, &id, &length, &bytes) || bytes == nullptr)
+    voice_params_t rest = voice_set_params(params);
+    while (rest.length > 0) {
+        voice_item_t item;
+        if (!voice_params_next(&rest, &item))
             return 1;
-        if (id == LIBVOICE_PARAM_zil_ep_id)
+        if (item.id == LIBVOICE_PARAM_zil_ep_id)
             continue;
         char text[kValueBytes];
         line_value_t value;
-        if (line->driver->set != nullptr && value_read(id, bytes, length, text, &value) &&
-            line->driver->set(line->userdata, id, &value))
+        if (line->driver->set != nullptr && value_read(&item, text, &value) &&
+            line->driver->set(line->userdata, item.id, &value))
             continue;
-        say("%d ignores param %s", line->number, identifier_name(id));
+        say("%d ignores param %s", line->number, identifier_name(item.id));
         result = 1;
     }
     return result;

@@ -2,7 +2,6 @@
 // What drivers report, as events for the application.
 #include "caller_display.h"
 #include "line.h"
-#include "message.h"
 #include "plugin.h"
 
 #include <string.h>
@@ -19,9 +18,7 @@ bool may_report(const line_t *line) {
 bool plain_report(const line_t *line, uint32_t event) {
     if (!may_report(line))
         return false;
-    event_message message;
-    event_begin(&message, line->endpoint, event, 0);
-    return event_send(&message);
+    return voice_event_report(line->endpoint, event, 0) == nullptr;
 }
 
 } // namespace
@@ -39,10 +36,10 @@ bool line_report_on_hook(line_t *line) {
 void line_report_state(line_t *line) {
     if (!line->off_hook || !may_report(line))
         return;
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_al_of, 0);
-    event_add_int(&message, LIBVOICE_PARAM_al_of_init, 1);
-    event_send(&message);
+    voice_event_message_t message;
+    voice_event_begin(&message, line->endpoint, LIBVOICE_EVENT_al_of, 0);
+    voice_event_add_bool(&message, LIBVOICE_PARAM_al_of_init, 1);
+    voice_event_send(&message);
 }
 
 bool line_report_flash(line_t *line) {
@@ -58,11 +55,12 @@ bool line_report_number(line_t *line, const char *digits) {
     size_t length = strlen(digits);
     if (length == 0 || length > kNumberKeys || digits[strspn(digits, VOICE_KEYS)] != 0 || !may_report(line))
         return false;
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_dd_ce, 0);
-    event_add_text(&message, LIBVOICE_PARAM_dd_ce_ds, digits);
-    event_add_text(&message, LIBVOICE_PARAM_dd_ce_meth, "UM"); // unambiguous match: the user has sent a whole number
-    return event_send(&message);
+    voice_event_message_t message;
+    voice_event_begin(&message, line->endpoint, LIBVOICE_EVENT_dd_ce, 0);
+    voice_event_add_text(&message, LIBVOICE_PARAM_dd_ce_ds, digits);
+    voice_event_add_text(&message, LIBVOICE_PARAM_dd_ce_meth,
+                         "UM"); // unambiguous match: the user has sent a whole number
+    return voice_event_send(&message) == nullptr;
 }
 
 bool line_report_exchange_ring(line_t *line, const char *number, const char *name) {
@@ -72,10 +70,10 @@ bool line_report_exchange_ring(line_t *line, const char *number, const char *nam
     // Who calls, as the exchange sends it between two rings: the same block that a telephone's display gets.
     char text[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = caller_display_encode(number, name, nullptr, text);
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_fxo_ri, 0);
-    event_add_bytes(&message, LIBVOICE_PARAM_fxo_ri_cid, text, length);
-    return event_send(&message);
+    voice_event_message_t message;
+    voice_event_begin(&message, line->endpoint, LIBVOICE_EVENT_fxo_ri, 0);
+    voice_event_add_bytes(&message, LIBVOICE_PARAM_fxo_ri_cid, text, length);
+    return voice_event_send(&message) == nullptr;
 }
 
 bool line_report_exchange_release(line_t *line) {
@@ -85,12 +83,12 @@ bool line_report_exchange_release(line_t *line) {
 bool line_report_property(line_t *line, const line_property_t *property) {
     if (!may_report(line))
         return false;
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_zil_dect_property, 0);
-    event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_sw_version, property->software);
-    event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_hw_version, property->hardware);
-    event_add_int(&message, LIBVOICE_PARAM_zil_dect_property_reachability_status, property->reachable);
-    return event_send(&message);
+    voice_event_message_t message;
+    voice_event_begin(&message, line->endpoint, LIBVOICE_EVENT_zil_dect_property, 0);
+    voice_event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_sw_version, property->software);
+    voice_event_add_text(&message, LIBVOICE_PARAM_zil_dect_property_hw_version, property->hardware);
+    voice_event_add_i32(&message, LIBVOICE_PARAM_zil_dect_property_reachability_status, property->reachable);
+    return voice_event_send(&message) == nullptr;
 }
 
 bool line_report_statistics(line_t *line, uint32_t appearance, const line_statistics_t *statistics) {
@@ -117,21 +115,17 @@ bool line_report_statistics(line_t *line, uint32_t appearance, const line_statis
         {LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInS, statistics->last_rx_s},
         {LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInUs, statistics->last_rx_us},
     };
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_zil_call_stats, appearance);
+    voice_event_message_t message;
+    voice_event_begin(&message, line->endpoint, LIBVOICE_EVENT_zil_call_stats, appearance);
     for (const auto &item : items)
-        event_add_int(&message, item.id, static_cast<int32_t>(item.value));
-    return event_send(&message);
+        voice_event_add_u32(&message, item.id, item.value);
+    return voice_event_send(&message) == nullptr;
 }
 
 bool line_report_cause(line_t *line, uint32_t appearance, uint32_t cause, const char *why) {
     if (!may_report(line))
         return false;
-    event_message message;
-    event_begin(&message, line->endpoint, LIBVOICE_EVENT_g_cause, appearance);
-    event_add_int(&message, LIBVOICE_PARAM_g_cause_generalcause, static_cast<int32_t>(cause));
-    event_add_text(&message, LIBVOICE_PARAM_g_cause_failurecause, why);
-    return event_send(&message);
+    return voice_event_report_cause(line->endpoint, appearance, static_cast<int32_t>(cause), why) == nullptr;
 }
 
 int line_number(const line_t *line) {

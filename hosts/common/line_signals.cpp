@@ -3,7 +3,6 @@
 #include "caller_display.h"
 #include "console.h"
 #include "line.h"
-#include "message.h"
 #include "printable.h"
 
 #include <initializer_list>
@@ -21,8 +20,7 @@ struct ordered_signal {
     uint32_t id;
     uint32_t appearance;
     bool stops;
-    const uint8_t *params;
-    uint32_t length;
+    voice_params_t params;
 };
 
 const char *ignored(uint32_t signal) {
@@ -40,17 +38,6 @@ bool is_tone(uint32_t signal) {
     return false;
 }
 
-// Copies an item's words, as many as there is room for. @return how many; 0: it is not there.
-uint32_t words_read(const ordered_signal *order, uint32_t id, void *words, uint32_t room) {
-    const uint8_t *bytes;
-    uint32_t length;
-    if (!params_bytes(order->params, order->length, id, &bytes, &length))
-        return 0;
-    uint32_t count = length / 4 < room ? length / 4 : room;
-    memcpy(words, bytes, count * 4);
-    return count;
-}
-
 const char *signal_stop(const line_t *line, uint32_t signal) {
     if (line->driver->stop != nullptr)
         line->driver->stop(line->userdata, signal);
@@ -61,10 +48,8 @@ const char *tone_play(const line_t *line, const ordered_signal *order) {
     voice_tone_t list[kListTones];
     line_tone_t tone = {order->id, order->appearance, nullptr, 0};
     if (order->id == LIBVOICE_SIGNAL_tonegen_pt) {
-        constexpr uint32_t kToneWords = sizeof list[0] / 4;
         tone.list = list;
-        tone.count = words_read(order, LIBVOICE_PARAM_tonegen_pt_tl, list, kListTones * kToneWords) / kToneWords;
-        if (tone.count == 0)
+        if (!voice_params_get_tones(order->params, list, kListTones, &tone.count))
             return "plays nothing: no tone list";
     }
     return line->driver->play(line->userdata, &tone);
@@ -73,10 +58,10 @@ const char *tone_play(const line_t *line, const ordered_signal *order) {
 const char *ringing_start(const line_t *line, const ordered_signal *order) {
     uint32_t cadence[kCadenceWords];
     line_ring_t ring = {nullptr, 0, -1};
-    ring.count = words_read(order, LIBVOICE_PARAM_al_ri_cad, cadence, kCadenceWords);
-    ring.cadence_ms = ring.count > 0 ? cadence : nullptr;
-    params_int(order->params, order->length, LIBVOICE_PARAM_alert_ri_pattern, &ring.pattern);
-    params_int(order->params, order->length, LIBVOICE_PARAM_andisp_dwa_pattern, &ring.pattern);
+    if (voice_params_get_words(order->params, LIBVOICE_PARAM_al_ri_cad, cadence, kCadenceWords, &ring.count))
+        ring.cadence_ms = cadence;
+    voice_params_get_i32(order->params, LIBVOICE_PARAM_alert_ri_pattern, &ring.pattern);
+    voice_params_get_i32(order->params, LIBVOICE_PARAM_andisp_dwa_pattern, &ring.pattern);
     return line->driver->ring(line->userdata, &ring);
 }
 
@@ -86,7 +71,7 @@ const char *display_show(const line_t *line, const ordered_signal *order) {
     char text[LIBVOICE_DB_TEXT_BYTES * 2];
     caller_display caller = {};
     message_display waiting = {};
-    if (!params_text(order->params, order->length, id, text, sizeof text))
+    if (!voice_params_get_block(order->params, id, text, sizeof text))
         return "displays nothing: no data block";
     bool is_messages = display_is_messages(text);
     if (!(is_messages ? message_display_decode(text, &waiting) : caller_display_decode(text, &caller)))
@@ -107,7 +92,7 @@ const char *display_show(const line_t *line, const ordered_signal *order) {
 
 const char *number_dial(const line_t *line, const ordered_signal *order) {
     char digits[kDigitBytes];
-    if (!params_text(order->params, order->length, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits))
+    if (!voice_params_get_text(order->params, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits))
         return "dials nothing: no digits";
     text_make_printable(digits);
     return line->driver->dial(line->userdata, digits);
@@ -156,7 +141,7 @@ const char *signal_run(const line_t *line, const ordered_signal *order) {
     default:
         if (driver->signal == nullptr)
             break;
-        return driver->signal(line->userdata, order->id, order->params, order->length);
+        return driver->signal(line->userdata, order->id, order->params.bytes, order->params.length);
     }
     return ignored(order->id);
 }
@@ -164,13 +149,12 @@ const char *signal_run(const line_t *line, const ordered_signal *order) {
 } // namespace
 
 int32_t line_signal_callback(libvoice_signal_t *message) {
-    voice_signal_t head;
-    memcpy(&head, message, sizeof head);
+    const voice_signal_t head = voice_signal_head(message);
     const line_t *line = line_of_endpoint(head.endpoint);
     if (line == nullptr)
         return 1;
     const ordered_signal order = {head.signal, head.line, (head.flags & VOICE_SIGNAL_STOP) != 0,
-                                  libvoice_signal_params(message), head.length};
+                                  voice_signal_params(message)};
     const char *wrong = signal_run(line, &order);
     if (wrong == nullptr)
         return 0;

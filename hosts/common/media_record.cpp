@@ -2,33 +2,32 @@
 // What the application says of media, from its records.
 #include "media_record.h"
 
-#include "message.h"
-
 namespace {
 
-const char *read_media(uint32_t version, const uint32_t *params, uint32_t length, line_media_t *media) {
-    int32_t mode = VOICE_MODE_SEND_RECEIVE, up = -1, down = -1, up_payload = -1, down_payload = -1, ptime = 0;
+const char *read_media(uint32_t version, const uint32_t *words, uint32_t length, line_media_t *media) {
+    const voice_params_t params = {reinterpret_cast<const uint8_t *>(words), length};
+    uint32_t mode = VOICE_MODE_SEND_RECEIVE, up, down, up_payload, down_payload, ptime;
     *media = {};
     media->media = media->control = -1;
     if (version != VOICE_CNX_VERSION)
         return "media record of another version";
     if (length > VOICE_CNX_PARAMETER_BYTES)
         return "media record is longer than its room";
-    params_int(params, length, LIBVOICE_PARAM_sdp_stream_mode, &mode);
-    if (!params_int(params, length, LIBVOICE_PARAM_sdp_upstream_codec, &up) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_payload, &up_payload) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_upstream_ptime, &ptime) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_codec, &down) ||
-        !params_int(params, length, LIBVOICE_PARAM_sdp_downstream_payload, &down_payload))
+    voice_params_get_u32(params, LIBVOICE_PARAM_sdp_stream_mode, &mode);
+    if (!voice_params_get_u32(params, LIBVOICE_PARAM_sdp_upstream_codec, &up) ||
+        !voice_params_get_u32(params, LIBVOICE_PARAM_sdp_upstream_payload, &up_payload) ||
+        !voice_params_get_u32(params, LIBVOICE_PARAM_sdp_upstream_ptime, &ptime) ||
+        !voice_params_get_u32(params, LIBVOICE_PARAM_sdp_downstream_codec, &down) ||
+        !voice_params_get_u32(params, LIBVOICE_PARAM_sdp_downstream_payload, &down_payload))
         return "media record lacks codec or packet time";
-    if (mode < VOICE_MODE_INACTIVE || mode > VOICE_MODE_SEND_RECEIVE)
+    if (mode > VOICE_MODE_SEND_RECEIVE)
         return "unknown stream mode";
-    if (up != down || up_payload != down_payload || up_payload < 0 || up_payload > 127)
+    if (up != down || up_payload != down_payload || up_payload > 127)
         return "both directions must have the same codec";
-    media->mode = static_cast<uint32_t>(mode);
-    media->codec = static_cast<uint32_t>(up);
-    media->payload_type = static_cast<uint32_t>(up_payload);
-    media->ptime_ms = static_cast<uint32_t>(ptime);
+    media->mode = mode;
+    media->codec = up;
+    media->payload_type = up_payload;
+    media->ptime_ms = ptime;
     return nullptr;
 }
 

@@ -15,7 +15,6 @@
  */
 #include "audio.h"
 #include "console.h"
-#include "descriptors.h"
 #include "host.h"
 #include "kex_host.h"
 #include "line_plugin.h"
@@ -81,8 +80,8 @@ bool channel_close_media(channel *one, uint32_t line) {
 }
 
 // What becomes of media that was asked for: said, and the descriptors closed that nobody took.
-int32_t channel_answer(const char *name, const char *wrong, uint32_t line, const int32_t *descriptors) {
-    descriptors_close(descriptors, wrong == nullptr ? 2 : 0, LIBVOICE_DESCRIPTORS);
+int32_t channel_answer(const char *name, const char *wrong, uint32_t line, int32_t *const *descriptors) {
+    voice_descriptors_close(descriptors, wrong == nullptr ? 2 : 0, LIBVOICE_DESCRIPTORS);
     if (wrong != nullptr)
         say("channel %s refuses media: %s", name, wrong);
     else
@@ -93,9 +92,7 @@ int32_t channel_answer(const char *name, const char *wrong, uint32_t line, const
 // ------------------------------------------------------------------------------------------- Callbacks of a DSP plugin
 
 int32_t dsp_signal(const char *name, libvoice_signal_t *message) {
-    voice_signal_t head;
-    memcpy(&head, message, sizeof head);
-    say("channel %s plays %s", name, libvoice_param_str(head.signal));
+    say("channel %s plays %s", name, libvoice_param_str(voice_signal_head(message).signal));
     return 0;
 }
 
@@ -112,7 +109,7 @@ int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **de
         if (one != nullptr)
             channel_free_if_idle(one);
     }
-    int32_t result = channel_answer(name, wrong, line, *descriptors);
+    int32_t result = channel_answer(name, wrong, line, descriptors);
     if (result == 0 && *endpoint_path != 0)
         say("channel %s serves %s", name, endpoint_path);
     return result;
@@ -126,7 +123,7 @@ int32_t dsp_modify(const char *name, uint32_t line, void *cnx_info, int32_t **de
     channel *one = channel_find(name);
     if (wrong == nullptr)
         wrong = one == nullptr ? "there is no media to change" : audio_change(&one->sound, line, &media);
-    return channel_answer(name, wrong, line, *descriptors);
+    return channel_answer(name, wrong, line, descriptors);
 }
 
 int32_t dsp_destroy(const char *name, uint32_t line) {

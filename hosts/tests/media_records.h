@@ -2,7 +2,7 @@
 // What the application sends about media, for tests.
 #pragma once
 
-#include "message.h"
+#include "voice_records.h"
 
 #include <string.h>
 #include <utility>
@@ -14,7 +14,7 @@ inline uint32_t media_items(uint32_t *params, uint32_t codec, uint32_t payload, 
                              {LIBVOICE_PARAM_sdp_upstream_ptime, ptime},
                              {LIBVOICE_PARAM_sdp_downstream_codec, codec},
                              {LIBVOICE_PARAM_sdp_downstream_payload, payload}})
-        params_add_int(params, VOICE_CNX_PARAMETER_BYTES, &length, id, static_cast<int32_t>(value));
+        voice_params_add(params, VOICE_CNX_PARAMETER_BYTES, &length, id, VOICE_VALUE_INTEGER, &value, sizeof value);
     return length;
 }
 

@@ -46,10 +46,10 @@ const char *line_show_messages(line *who, const char *count) {
         return "mwi LINE COUNT: the count is a number from 0 to 255";
     char text[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = message_display_encode(static_cast<uint8_t>(messages), text);
-    signal_message message;
-    signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
-    signal_add_bytes(&message, LIBVOICE_PARAM_andisp_data_db, text, length);
-    signal_send(&message);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
+    voice_signal_add_bytes(&message, LIBVOICE_PARAM_andisp_data_db, text, length);
+    voice_signal_send(&message);
     return nullptr;
 }
 

@@ -4,7 +4,6 @@
 
 #include "codecs.h"
 #include "console.h"
-#include "descriptors.h"
 #include "host.h"
 #include "media.h"
 
@@ -133,7 +132,7 @@ bool dsp_create(const char *plugin) {
 bool channel_start(const char *plugin, int channel, const voice_codec_t *codec) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
-    int32_t descriptors[3] = {-1, -1, -1};
+    int32_t descriptors[3] = {-1, -1, -1}, *all = descriptors;
     if (!media_open_sockets(ports[channel], ports[1 - channel], descriptors))
         return false;
     voice_cnx_info_t info;
@@ -144,17 +143,17 @@ bool channel_start(const char *plugin, int channel, const voice_codec_t *codec) 
     request_add_text(request, "endpoint_path", "");
     request_add_number(request, "ep_line_id", kLine);
     bool sent = request_ask(request, plugin, "create", name);
-    descriptors_close(descriptors, 0, 3);
+    voice_descriptors_close(&all, 0, 3);
     return sent;
 }
 
 bool channel_play(const char *plugin, int channel, uint32_t signal) {
     char name[16], path[LIBVOICE_ENDPOINT_PATH_BYTES];
     channel_path(plugin, channel, path, sizeof path, name, sizeof name);
-    signal_message message;
-    signal_begin(&message, 0, signal, kLine);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, 0, signal, kLine);
     request_t *request = request_begin(path, "signal");
-    request_add_bytes(request, "signal", &message, static_cast<uint32_t>(sizeof message.head));
+    request_add_bytes(request, "signal", &message, static_cast<uint32_t>(sizeof message.record));
     return request_ask(request, plugin, "signal", name);
 }
 

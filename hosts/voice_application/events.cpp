@@ -9,14 +9,13 @@
 #include "statistics.h"
 
 #include <stdio.h>
-#include <string.h>
 
 namespace {
 
 // A whole number at once, as a handset sends it.
-bool event_take_number(line *who, const voice_event_t *head, const uint8_t *params) {
+bool event_take_number(line *who, voice_params_t params) {
     char number[kNumberBytes];
-    if (!params_text(params, head->length, LIBVOICE_PARAM_dd_ce_ds, number, sizeof number))
+    if (!voice_params_get_text(params, LIBVOICE_PARAM_dd_ce_ds, number, sizeof number))
         return false;
     for (const char *digit = number; *digit != 0; digit++)
         if (voice_key_event(*digit) != 0)
@@ -24,29 +23,29 @@ bool event_take_number(line *who, const voice_event_t *head, const uint8_t *para
     return true;
 }
 
-void event_take_cause(line *who, const voice_event_t *head, const uint8_t *params) {
+void event_take_cause(line *who, uint32_t appearance, voice_params_t params) {
     int32_t cause = 0;
     char text[80] = "media failed", why[160];
-    params_int(params, head->length, LIBVOICE_PARAM_g_cause_generalcause, &cause);
-    params_text(params, head->length, LIBVOICE_PARAM_g_cause_failurecause, text, sizeof text);
+    voice_params_get_i32(params, LIBVOICE_PARAM_g_cause_generalcause, &cause);
+    voice_params_get_text(params, LIBVOICE_PARAM_g_cause_failurecause, text, sizeof text);
     snprintf(why, sizeof why, "%s: %s (cause %d)", who->label, text, cause);
-    line_failed(who, head->line, why);
+    line_failed(who, appearance, why);
 }
 
-void event_take_exchange_ring(line *who, const voice_event_t *head, const uint8_t *params) {
+void event_take_exchange_ring(line *who, voice_params_t params) {
     char text[LIBVOICE_DB_TEXT_BYTES * 2];
     caller_display caller = {};
-    if (params_text(params, head->length, LIBVOICE_PARAM_fxo_ri_cid, text, sizeof text))
+    if (voice_params_get_block(params, LIBVOICE_PARAM_fxo_ri_cid, text, sizeof text))
         caller_display_decode(text, &caller);
     exchange_ring(who, caller.number, caller.name);
 }
 
-void event_take_handset_property(const line *who, const voice_event_t *head, const uint8_t *params) {
+void event_take_handset_property(const line *who, voice_params_t params) {
     char software[40] = "?", hardware[40] = "?";
     int32_t reachable = 0;
-    params_text(params, head->length, LIBVOICE_PARAM_zil_dect_property_sw_version, software, sizeof software);
-    params_text(params, head->length, LIBVOICE_PARAM_zil_dect_property_hw_version, hardware, sizeof hardware);
-    params_int(params, head->length, LIBVOICE_PARAM_zil_dect_property_reachability_status, &reachable);
+    voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_sw_version, software, sizeof software);
+    voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_hw_version, hardware, sizeof hardware);
+    voice_params_get_i32(params, LIBVOICE_PARAM_zil_dect_property_reachability_status, &reachable);
     say("handset %s software=%s hardware=%s reachable=%s", who->label, software, hardware,
         reachable != 0 ? "yes" : "no");
 }
@@ -54,9 +53,8 @@ void event_take_handset_property(const line *who, const voice_event_t *head, con
 } // namespace
 
 int32_t event_arrived(libvoice_event_t *message) {
-    voice_event_t head;
-    memcpy(&head, message, sizeof head);
-    const uint8_t *params = libvoice_event_params(message);
+    const voice_event_t head = voice_event_head(message);
+    const voice_params_t params = voice_event_params(message);
     line *who = line_of_endpoint(head.endpoint);
     if (who == nullptr) {
         say("event %s of unknown endpoint %d ignored", libvoice_param_str(head.event), head.endpoint);
@@ -77,21 +75,21 @@ int32_t event_arrived(libvoice_event_t *message) {
         line_flash(who);
         return 0;
     case LIBVOICE_EVENT_dd_ce:
-        return event_take_number(who, &head, params) ? 0 : 1;
+        return event_take_number(who, params) ? 0 : 1;
     case LIBVOICE_EVENT_zil_call_stats:
-        statistics_take(who, &head, params);
+        statistics_take(who, head.line, params);
         return 0;
     case LIBVOICE_EVENT_g_cause:
-        event_take_cause(who, &head, params);
+        event_take_cause(who, head.line, params);
         return 0;
     case LIBVOICE_EVENT_fxo_ri:
-        event_take_exchange_ring(who, &head, params);
+        event_take_exchange_ring(who, params);
         return 0;
     case LIBVOICE_EVENT_fxo_rh:
         exchange_release(who);
         return 0;
     case LIBVOICE_EVENT_zil_dect_property:
-        event_take_handset_property(who, &head, params);
+        event_take_handset_property(who, params);
         return 0;
     default:
         say("event %s of %s ignored", libvoice_param_str(head.event), who->label);

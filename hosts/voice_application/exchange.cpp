@@ -51,10 +51,10 @@ void line_call_exchange(line *from, const char *digits) {
 void exchange_dial(line *who, const char *digits) {
     if (!who->reachable)
         return;
-    signal_message message;
-    signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_fxoen_sd, 0);
-    signal_add_bytes(&message, LIBVOICE_PARAM_fxoen_sd_ds, digits, static_cast<uint32_t>(strlen(digits) + 1));
-    signal_send(&message);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_fxoen_sd, 0);
+    voice_signal_add_text(&message, LIBVOICE_PARAM_fxoen_sd_ds, digits);
+    voice_signal_send(&message);
 }
 
 void exchange_seize(line *who) {

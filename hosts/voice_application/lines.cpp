@@ -54,9 +54,7 @@ bool line_is_free(const line *who) {
 void line_signal(line *who, uint32_t signal) {
     if (!who->used || !who->reachable)
         return;
-    signal_message message;
-    signal_begin(&message, who->endpoint, signal, who->active);
-    signal_send(&message);
+    voice_signal_start(who->endpoint, signal, who->active);
 }
 
 void line_silence(line *who) {

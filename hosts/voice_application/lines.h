@@ -9,8 +9,8 @@
  */
 #pragma once
 
-#include "message.h"
 #include "plan.h"
+#include "voice_records.h"
 
 constexpr uint32_t kAppearances = 2; // calls per line: the active and the held one
 

@@ -3,17 +3,13 @@
 #include "media.h"
 
 #include "console.h"
-#include "descriptors.h"
 
 #include <arpa/inet.h>
 #include <initializer_list>
-#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
-
-constexpr int32_t kPacketMs = 20;
 
 uint32_t last_context;
 uint16_t next_port; // where to look for free ports: moves on, so that ports just closed rest a while
@@ -42,43 +38,21 @@ bool port_is_ours(uint16_t port) {
     return false;
 }
 
-void parameters_fill(const voice_codec_t *codec, uint32_t mode, uint32_t *params, uint32_t *length) {
-    const struct {
-        uint32_t id;
-        uint32_t value;
-    } items[] = {
-        {LIBVOICE_PARAM_sdp_stream_mode, mode},
-        {LIBVOICE_PARAM_sdp_upstream_codec, codec->codec},
-        {LIBVOICE_PARAM_sdp_upstream_ptime, kPacketMs},
-        {LIBVOICE_PARAM_sdp_upstream_payload, codec->payload_type},
-        {LIBVOICE_PARAM_sdp_downstream_codec, codec->codec},
-        {LIBVOICE_PARAM_sdp_downstream_ptime, kPacketMs},
-        {LIBVOICE_PARAM_sdp_downstream_payload, codec->payload_type},
-    };
-    for (const auto &item : items)
-        params_add_int(params, VOICE_CNX_PARAMETER_BYTES, length, item.id, static_cast<int32_t>(item.value));
-}
-
 void connection_fill(const call *it, const party *own, const party *far, uint32_t mode, voice_cnx_info_t *info) {
     media_fill_connection(&it->codec, mode, info);
     sockaddr_in local = address_of(own->port), remote = address_of(far->port);
-    static_assert(sizeof local == sizeof info->local);
-    memcpy(info->local, &local, sizeof local);
-    memcpy(info->remote, &remote, sizeof remote);
+    voice_connection_set_addresses(info, &local, &remote);
 }
 
 void stream_fill(const call *it, const party *own, uint32_t mode, voice_stream_info_t *info) {
-    memset(info, 0, sizeof *info);
-    info->stream = own->stream;
-    info->mode = mode;
-    info->version = VOICE_CNX_VERSION;
-    parameters_fill(&it->codec, mode, info->params, &info->length);
+    const voice_media_t media = voice_media_of(&it->codec, mode);
+    voice_stream_begin(info, own->stream, &media);
 }
 
 // Sets up one party. The sockets, where we open them, go to the plugin; our copies close here.
 const char *party_start_media(call *it, party *own, const party *far) {
     line *who = own->who;
-    int32_t descriptors[3] = {-1, -1, -1}; // media, control, no fax
+    int32_t descriptors[VOICE_STREAM_DESCRIPTORS] = {-1, -1, -1}, *all = descriptors; // media, control, no fax
     if ((who->context != 0 || !libvoice_get_convert_media()) && !media_open_sockets(own->port, far->port, descriptors))
         return "no media sockets";
     uint32_t result;
@@ -93,7 +67,7 @@ const char *party_start_media(call *it, party *own, const party *far) {
         result = libvoice_create_media(who->endpoint, own->appearance, &info, descriptors[0], descriptors[1],
                                        descriptors[2]);
     }
-    descriptors_close(descriptors, 0, sizeof descriptors / sizeof descriptors[0]);
+    voice_descriptors_close(&all, 0, VOICE_STREAM_DESCRIPTORS);
     return result == VOICE_SERVICE_OK ? nullptr : voice_service_strerror(result);
 }
 
@@ -135,26 +109,22 @@ bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *desc
 }
 
 void media_fill_connection(const voice_codec_t *codec, uint32_t mode, voice_cnx_info_t *info) {
-    memset(info, 0, sizeof *info);
-    info->version = VOICE_CNX_VERSION;
-    parameters_fill(codec, mode, info->params, &info->length);
+    const voice_media_t media = voice_media_of(codec, mode);
+    voice_connection_begin(info, &media);
 }
 
 bool media_offers(const line *who, uint32_t codec, voice_codec_t *record) {
     const libvoice_endpoint_t *entry = &endpt_table[who->endpoint];
-    for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
-        memcpy(record, entry->codec_list[i].bytes, sizeof *record);
+    for (uint32_t i = 0; voice_endpoint_codec(entry, i, record); i++)
         if (record->codec == codec && record->payload_type < 128)
             return true;
-    }
     return false;
 }
 
 const char *media_choose_codec(const line *from, const line *to, voice_codec_t *codec) {
     const libvoice_endpoint_t *entry = &endpt_table[from->endpoint];
-    for (uint32_t i = 0; i < entry->num_of_codecs && i < LIBVOICE_ENDPOINT_CODECS; i++) {
-        voice_codec_t offered, taken;
-        memcpy(&offered, entry->codec_list[i].bytes, sizeof offered);
+    voice_codec_t offered, taken;
+    for (uint32_t i = 0; voice_endpoint_codec(entry, i, &offered); i++) {
         bool allowed = the_plan.codec_count == 0;
         for (uint32_t k = 0; k < the_plan.codec_count; k++)
             allowed = allowed || the_plan.codecs[k] == offered.codec;

@@ -15,23 +15,23 @@ constexpr uint32_t kNoAnswerMs = 120000;
 
 void line_ring(line *who) {
     const uint32_t cadence[] = {kRingOnMs, kRingOffMs};
-    signal_message message;
-    signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_al_ri, 0);
-    signal_add_bytes(&message, LIBVOICE_PARAM_al_ri_cad, cadence, sizeof cadence);
-    signal_add_int(&message, LIBVOICE_PARAM_al_ri_freq, 25);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_al_ri, 0);
+    voice_signal_add_cadence(&message, cadence, 2);
+    voice_signal_add_i32(&message, LIBVOICE_PARAM_al_ri_freq, 25);
     if (who->reachable)
-        signal_send(&message);
+        voice_signal_send(&message);
 }
 
 void call_display_caller(call *it) {
     char text[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = caller_display_encode(it->from_number, it->from_name, it->to_text, text);
-    signal_message message;
-    signal_begin(&message, it->to.who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
-    signal_add_bytes(&message, LIBVOICE_PARAM_andisp_data_db, text, length);
-    signal_add_int(&message, LIBVOICE_PARAM_andisp_data_tas, 0);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, it->to.who->endpoint, LIBVOICE_SIGNAL_andisp_data, 0);
+    voice_signal_add_bytes(&message, LIBVOICE_PARAM_andisp_data_db, text, length);
+    voice_signal_add_i32(&message, LIBVOICE_PARAM_andisp_data_tas, 0);
     if (it->to.who->reachable)
-        signal_send(&message);
+        voice_signal_send(&message);
 }
 
 void call_ringing_timer(kex_timer_t *timer) {

@@ -34,15 +34,15 @@ uint32_t statistics_seen;
 
 } // namespace
 
-void statistics_take(const line *who, const voice_event_t *head, const uint8_t *params) {
+void statistics_take(const line *who, uint32_t appearance, voice_params_t params) {
     statistics_row *row = &statistics[statistics_seen++ % kStatisticsKept];
     memset(row, 0, sizeof *row);
-    row->call = head->line < kAppearances ? who->last_call[head->line] : 0;
+    row->call = appearance < kAppearances ? who->last_call[appearance] : 0;
     snprintf(row->line, sizeof row->line, "%s", who->label);
     char text[256] = "";
     size_t used = 0;
     for (size_t i = 0; i < kStatisticCount; i++) {
-        params_int(params, head->length, kStatistics[i].id, &row->values[i]);
+        voice_params_get_i32(params, kStatistics[i].id, &row->values[i]);
         used += static_cast<size_t>(
             snprintf(text + used, sizeof text - used, " %s=%d", kStatistics[i].name, row->values[i]));
     }

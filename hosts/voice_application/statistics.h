@@ -8,6 +8,6 @@
 #include "lines.h"
 
 /** Takes the event with a call's figures. */
-void statistics_take(const line *who, const voice_event_t *head, const uint8_t *params);
+void statistics_take(const line *who, uint32_t appearance, voice_params_t params);
 /** Answers a command with the table. @return null: it always can. */
 const char *statistics_print();

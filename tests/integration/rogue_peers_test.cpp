@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Real hosts against peers that send them broken records: each is refused, nothing is left open, and the host goes on.
 #include "host_process.h"
-#include "message.h"
 #include "udp_pair.h"
+#include "voice_records.h"
 
 #include "kex_host.h"
 
@@ -96,14 +96,15 @@ private:
 template <typename Message>
 bytes bytes_of(const Message &message) {
     const uint8_t *first = reinterpret_cast<const uint8_t *>(&message);
-    return bytes(first, first + sizeof message.head + message.head.length);
+    return bytes(first, first + sizeof message.record + message.record.length);
 }
 
 bytes signal_of(int32_t endpoint, uint32_t signal, uint32_t parameter = 0, const std::string &value = "") {
-    signal_message message;
-    signal_begin(&message, endpoint, signal, 0);
+    voice_signal_message_t message;
+    voice_signal_begin(&message, endpoint, signal, 0);
     if (parameter != 0)
-        signal_add_bytes(&message, parameter, value.data(), static_cast<uint32_t>(value.size()));
+        voice_signal_add(&message, parameter, voice_id_value_type(parameter), value.data(),
+                         static_cast<uint32_t>(value.size()));
     return bytes_of(message);
 }
 
@@ -112,13 +113,17 @@ bytes resized(bytes value, size_t size) {
     return value;
 }
 
+void word_add(voice_cnx_info_t *info, uint32_t id, uint32_t value) {
+    voice_params_add(info->params, sizeof info->params, &info->length, id, VOICE_VALUE_INTEGER, &value, sizeof value);
+}
+
 voice_cnx_info_t good_connection() {
     voice_cnx_info_t info = {};
     info.version = VOICE_CNX_VERSION;
     for (uint32_t id : {LIBVOICE_PARAM_sdp_upstream_codec, LIBVOICE_PARAM_sdp_upstream_payload,
                         LIBVOICE_PARAM_sdp_downstream_codec, LIBVOICE_PARAM_sdp_downstream_payload})
-        params_add_int(info.params, sizeof info.params, &info.length, id, LIBVOICE_CODEC_PCMA);
-    params_add_int(info.params, sizeof info.params, &info.length, LIBVOICE_PARAM_sdp_upstream_ptime, 20);
+        word_add(&info, id, LIBVOICE_CODEC_PCMA);
+    word_add(&info, LIBVOICE_PARAM_sdp_upstream_ptime, 20);
     return info;
 }
 
@@ -375,29 +380,32 @@ TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
         Call request = call("event");
         return request.with("plugin_name", std::string("bad1")).with("event", event).answer();
     };
-    event_message event;
-    event_begin(&event, 0, LIBVOICE_EVENT_al_of, 0);
+    voice_event_message_t event;
+    voice_event_begin(&event, 0, LIBVOICE_EVENT_al_of, 0);
     const bytes off_hook = bytes_of(event);
     bytes too_long = off_hook;
     too_long[16] = too_long[17] = too_long[18] = too_long[19] = 0xFF;
     for (const bytes &row : {bytes(), resized(off_hook, 3), resized(off_hook, 19), too_long})
         EXPECT_EQ(send(row), 0);
     for (int32_t endpoint : {-1, 1, 31, 32, 99, INT32_MIN, INT32_MAX}) {
-        event_begin(&event, endpoint, LIBVOICE_EVENT_al_of, 0);
+        voice_event_begin(&event, endpoint, LIBVOICE_EVENT_al_of, 0);
         EXPECT_EQ(send(bytes_of(event)), 0);
     }
+    const std::pair<uint32_t, std::string> broken[] = {{LIBVOICE_PARAM_dd_ce_ds, "12\n\xFF"},
+                                                       {LIBVOICE_PARAM_g_cause_failurecause, "xx"},
+                                                       {LIBVOICE_PARAM_fxo_ri_cid, "80FF"},
+                                                       {LIBVOICE_PARAM_zil_call_stats_txpkts, "x"}};
     // Everything that an endpoint can report, at any time, with no parameters, with broken ones, from lines that are
     // not there.
     for (uint32_t id : {LIBVOICE_EVENT_al_fl, LIBVOICE_EVENT_al_on, LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_dd_d5,
                         LIBVOICE_EVENT_g_cause, LIBVOICE_EVENT_fxo_ri, LIBVOICE_EVENT_fxo_rh,
                         LIBVOICE_EVENT_zil_call_stats, LIBVOICE_EVENT_zil_dect_property, 0xFFFFFFFFu}) {
         for (uint32_t line : {0u, 1u, 2u, 0xFFFFFFFFu}) {
-            event_begin(&event, 0, id, line);
+            voice_event_begin(&event, 0, id, line);
             EXPECT_EQ(send(bytes_of(event)), 0);
-            event_add_bytes(&event, LIBVOICE_PARAM_dd_ce_ds, "12\n\xFF", 4);
-            event_add_bytes(&event, LIBVOICE_PARAM_g_cause_failurecause, "xx", 2);
-            event_add_bytes(&event, LIBVOICE_PARAM_fxo_ri_cid, "80FF", 4);
-            event_add_bytes(&event, LIBVOICE_PARAM_zil_call_stats_txpkts, "x", 1);
+            for (const auto &[parameter, value] : broken)
+                voice_event_add(&event, parameter, voice_id_value_type(parameter), value.data(),
+                                static_cast<uint32_t>(value.size()));
             EXPECT_EQ(send(bytes_of(event)), 0);
         }
     }

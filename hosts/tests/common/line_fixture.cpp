@@ -210,6 +210,10 @@ static voice_event_t head_of(const std::string &bytes) {
     return head;
 }
 
+static voice_params_t params_of(const std::string &bytes) {
+    return {reinterpret_cast<const uint8_t *>(bytes.data()) + sizeof(voice_event_t), head_of(bytes).length};
+}
+
 std::vector<std::string> LineTest::events() const {
     std::vector<std::string> all;
     for (unsigned id = 1; id <= bus().requests_made(); id++) {
@@ -224,13 +228,20 @@ std::vector<std::string> LineTest::events() const {
 
 bool LineTest::event_int(uint32_t id, int32_t *value) {
     const std::string bytes = last_event();
-    return params_int(bytes.data() + 20, head_of(bytes).length, id, value);
+    voice_item_t item; // of an integer or a boolean
+    uint32_t word;
+    if (!voice_params_find(params_of(bytes), id, &item) || !voice_item_get_word(&item, voice_id_value_type(id), &word))
+        return false;
+    *value = static_cast<int32_t>(word);
+    return true;
 }
 
 std::string LineTest::event_text(uint32_t id) {
     const std::string bytes = last_event();
     char text[300] = "";
-    params_text(bytes.data() + 20, head_of(bytes).length, id, text, sizeof text);
+    voice_item_t item; // of a data block too
+    if (voice_params_find(params_of(bytes), id, &item))
+        voice_item_copy_text(&item, voice_id_value_type(id), text, sizeof text);
     return text;
 }
 

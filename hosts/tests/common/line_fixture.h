@@ -4,7 +4,7 @@
 
 #include "line_plugin.h"
 #include "media_records.h"
-#include "message.h"
+#include "voice_records.h"
 
 #include "voice_fake/gtest.h"
 

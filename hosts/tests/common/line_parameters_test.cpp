@@ -23,11 +23,11 @@ protected:
         add_int(LIBVOICE_PARAM_zil_ep_id, endpoint);
     }
     void add_int(uint32_t id, int32_t value) {
-        params_add_int(block_.buffer, sizeof block_.buffer, &block_.head.length, id, value);
+        add_bytes(id, std::string(reinterpret_cast<const char *>(&value), sizeof value));
     }
     void add_bytes(uint32_t id, const std::string &value) {
-        params_add_bytes(block_.buffer, sizeof block_.buffer, &block_.head.length, id, value.data(),
-                         static_cast<uint32_t>(value.size()));
+        voice_params_add(block_.buffer, sizeof block_.buffer, &block_.head.length, id, voice_id_value_type(id),
+                         value.data(), static_cast<uint32_t>(value.size()));
     }
     int32_t set() { return callbacks_.voice_plugin_set(&block_.head); }
     int32_t get(libvoice_param_set_t **result) { return callbacks_.voice_plugin_get(&block_.head, result, 0); }
@@ -67,9 +67,13 @@ TEST_F(LineParameters, LongTextsAreCut) {
         uint8_t buffer[600];
     } large = {};
     const std::string name(400, 'x');
-    params_add_int(large.buffer, sizeof large.buffer, &large.head.length, LIBVOICE_PARAM_zil_ep_id, 7);
-    ASSERT_TRUE(params_add_bytes(large.buffer, sizeof large.buffer, &large.head.length, LIBVOICE_PARAM_zil_ep_dispname,
-                                 name.data(), static_cast<uint32_t>(name.size())));
+    const int32_t endpoint = 7;
+    ASSERT_EQ(voice_params_add(large.buffer, sizeof large.buffer, &large.head.length, LIBVOICE_PARAM_zil_ep_id,
+                               VOICE_VALUE_INTEGER, &endpoint, sizeof endpoint),
+              nullptr);
+    ASSERT_EQ(voice_params_add(large.buffer, sizeof large.buffer, &large.head.length, LIBVOICE_PARAM_zil_ep_dispname,
+                               VOICE_VALUE_STRING, name.data(), static_cast<uint32_t>(name.size())),
+              nullptr);
     EXPECT_EQ(callbacks_.voice_plugin_set(&large.head), 0);
     EXPECT_EQ(news(), (Texts{"L1 set LIBVOICE_PARAM_zil_ep_dispname \"" + std::string(255, 'x') + "\""}));
 }
@@ -107,19 +111,19 @@ TEST_F(LineParameters, WhatTheDriverHasIsAnswered) {
     libvoice_param_set_t *result = nullptr;
     ASSERT_EQ(get(&result), 0);
     ASSERT_NE(result, nullptr);
-    const uint8_t *params = reinterpret_cast<libvoice_param_block_t *>(result)->buffer;
+    const voice_params_t params = voice_set_params(result);
     int32_t value = 0;
-    EXPECT_TRUE(params_int(params, result->length, LIBVOICE_PARAM_zil_ep_id, &value));
+    EXPECT_TRUE(voice_params_get_i32(params, LIBVOICE_PARAM_zil_ep_id, &value));
     EXPECT_EQ(value, 7);
-    EXPECT_TRUE(params_int(params, result->length, LIBVOICE_PARAM_tdmc_gain, &value));
+    EXPECT_TRUE(voice_params_get_i32(params, LIBVOICE_PARAM_tdmc_gain, &value));
     EXPECT_EQ(value, -3);
-    EXPECT_FALSE(params_int(params, result->length, LIBVOICE_PARAM_tdmc_rxgain, &value)) << "left out";
+    EXPECT_FALSE(voice_params_get_i32(params, LIBVOICE_PARAM_tdmc_rxgain, &value)) << "left out";
     char text[16];
-    EXPECT_TRUE(params_text(params, result->length, LIBVOICE_PARAM_zil_ep_dispname, text, sizeof text));
+    EXPECT_TRUE(voice_params_get_text(params, LIBVOICE_PARAM_zil_ep_dispname, text, sizeof text));
     EXPECT_STREQ(text, "Study");
     const uint8_t *bytes;
     uint32_t length;
-    ASSERT_TRUE(params_bytes(params, result->length, LIBVOICE_PARAM_al_ri_cad, &bytes, &length));
+    ASSERT_TRUE(voice_params_get_bytes(params, LIBVOICE_PARAM_al_ri_cad, &bytes, &length));
     EXPECT_EQ(length, 4u);
     EXPECT_EQ(result->length, 12u + 12u + 16u + 12u) << "nothing else";
     free(result); // as the library does
@@ -130,9 +134,10 @@ TEST_F(LineTest, ADriverWithoutParametersHasNone) {
     add("L1", &nothing);
     init(7);
     news();
-    libvoice_param_block_t block = {};
-    params_add_int(block.buffer, sizeof block.buffer, &block.head.length, LIBVOICE_PARAM_zil_ep_id, 7);
-    params_add_int(block.buffer, sizeof block.buffer, &block.head.length, LIBVOICE_PARAM_tdmc_gain, 7);
+    libvoice_param_block_t block;
+    voice_set_message_t asked;
+    voice_set_begin(&asked, &block, 7);
+    ASSERT_TRUE(voice_set_add_i32(&asked, LIBVOICE_PARAM_tdmc_gain, 7));
     EXPECT_EQ(callbacks_.voice_plugin_set(&block.head), 1);
     EXPECT_EQ(news(), (Texts{"says: 1 ignores param tdmc_gain"}));
     libvoice_param_set_t *result = nullptr;

@@ -14,19 +14,19 @@ protected:
         news();
     }
     // A signal for line 7. Items are added before it is sent.
-    signal_message *message(uint32_t id, uint32_t flags = 0, uint32_t appearance = 0) {
-        signal_begin(&message_, 7, id, appearance);
-        message_.head.flags = flags;
+    voice_signal_message_t *message(uint32_t id, uint32_t flags = 0, uint32_t appearance = 0) {
+        voice_signal_begin(&message_, 7, id, appearance);
+        voice_signal_set_flags(&message_, flags);
         return &message_;
     }
     // Whether it was accepted.
-    bool send() { return callbacks_.voice_plugin_signal(reinterpret_cast<libvoice_signal_t *>(&message_)) == 0; }
+    bool send() { return callbacks_.voice_plugin_signal(&message_.record) == 0; }
     bool send(uint32_t id, uint32_t flags = 0) {
         message(id, flags);
         return send();
     }
 
-    signal_message message_ = {};
+    voice_signal_message_t message_ = {};
 };
 
 constexpr uint32_t kStop = VOICE_SIGNAL_STOP;
@@ -45,10 +45,10 @@ TEST_F(LineSignal, TonesArePlayedAndStopped) {
 
 TEST_F(LineSignal, AToneListIsDecoded) {
     const voice_tone_t list[] = {{440, -100, 200, 0}, {0, 0, 0, 300}};
-    signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list, sizeof list);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list, sizeof list);
     EXPECT_TRUE(send());
     EXPECT_EQ(news(), (Texts{"L1 play LIBVOICE_SIGNAL_tonegen_pt line=0 440/-100/200/0 0/0/0/300"}));
-    signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list, 15);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list, 15);
     EXPECT_FALSE(send()) << "not one whole tone";
     EXPECT_FALSE(send(LIBVOICE_SIGNAL_tonegen_pt));
     EXPECT_EQ(news(), (Texts{"says: 1 plays nothing: no tone list", "says: 1 plays nothing: no tone list"}));
@@ -58,8 +58,8 @@ TEST_F(LineSignal, AToneListIsDecoded) {
 
 TEST_F(LineSignal, ALongToneListIsCutAtThirtyTwo) {
     const std::vector<voice_tone_t> list(31, {400, 0, 1, 1}); // what the room of a message holds
-    ASSERT_TRUE(signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list.data(),
-                                 static_cast<uint32_t>(list.size() * sizeof list[0])));
+    ASSERT_TRUE(voice_signal_add_bytes(message(LIBVOICE_SIGNAL_tonegen_pt), LIBVOICE_PARAM_tonegen_pt_tl, list.data(),
+                                       static_cast<uint32_t>(list.size() * sizeof list[0])));
     EXPECT_TRUE(send());
     const std::string text = news().front();
     EXPECT_EQ(std::count(text.begin(), text.end(), ' '), 3 + 31) << text;
@@ -67,9 +67,9 @@ TEST_F(LineSignal, ALongToneListIsCutAtThirtyTwo) {
 
 TEST_F(LineSignal, RingingBringsItsCadence) {
     const uint32_t cadence[] = {1000, 4000};
-    signal_add_bytes(message(LIBVOICE_SIGNAL_al_ri), LIBVOICE_PARAM_al_ri_cad, cadence, sizeof cadence);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_al_ri), LIBVOICE_PARAM_al_ri_cad, cadence, sizeof cadence);
     EXPECT_TRUE(send());
-    signal_add_int(message(LIBVOICE_SIGNAL_alert_ri), LIBVOICE_PARAM_alert_ri_pattern, 2);
+    voice_signal_add_i32(message(LIBVOICE_SIGNAL_alert_ri), LIBVOICE_PARAM_alert_ri_pattern, 2);
     EXPECT_TRUE(send());
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_al_ri));
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_alert_ri, kStop));
@@ -80,15 +80,15 @@ TEST_F(LineSignal, RingingBringsItsCadence) {
 TEST_F(LineSignal, DisplaysAreDecoded) {
     char block[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = caller_display_encode("201", "Study", "101", block);
-    signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
     EXPECT_TRUE(send());
-    signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_dwa), LIBVOICE_PARAM_andisp_dwa_ddb, block, length);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_dwa), LIBVOICE_PARAM_andisp_dwa_ddb, block, length);
     EXPECT_TRUE(send());
     length = caller_display_encode("", "", nullptr, block);
-    signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
     EXPECT_TRUE(send());
     length = message_display_encode(3, block);
-    signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block, length);
     EXPECT_TRUE(send());
     EXPECT_EQ(news(), (Texts{"L1 display number=201 name=Study called=101 why=-", "L1 ring pattern=-1",
                              "L1 display number=201 name=Study called=101 why=- with ringing",
@@ -97,8 +97,8 @@ TEST_F(LineSignal, DisplaysAreDecoded) {
 
 TEST_F(LineSignal, BrokenBlocksReachNoDisplay) {
     for (const char *block : {"80050203313031FF", "8", "", "82FF", "nonsense"}) {
-        signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block,
-                         static_cast<uint32_t>(strlen(block) + 1));
+        voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_data), LIBVOICE_PARAM_andisp_data_db, block,
+                               static_cast<uint32_t>(strlen(block) + 1));
         EXPECT_FALSE(send()) << block;
         EXPECT_EQ(news(), (Texts{"says: 1 displays nothing: bad data block"})) << block;
     }
@@ -108,7 +108,7 @@ TEST_F(LineSignal, BrokenBlocksReachNoDisplay) {
 
 TEST_F(LineSignal, TowardsAnExchange) {
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_of));
-    signal_add_bytes(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, "030#\n", 6);
+    voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, "030#\n");
     EXPECT_TRUE(send());
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_fl));
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_on));
@@ -123,7 +123,7 @@ TEST_F(LineSignal, AllStopsTogether) {
 }
 
 TEST_F(LineSignal, AllOthersComeWithTheirParameters) {
-    signal_add_int(message(LIBVOICE_SIGNAL_xal_nd), LIBVOICE_PARAM_tdmc_gain, 1);
+    voice_signal_add_i32(message(LIBVOICE_SIGNAL_xal_nd), LIBVOICE_PARAM_tdmc_gain, 1);
     EXPECT_TRUE(send());
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_zil_deregister));
     EXPECT_EQ(news(), (Texts{"L1 signal LIBVOICE_SIGNAL_xal_nd of 12 bytes",
@@ -143,7 +143,7 @@ TEST_F(LineSignal, WhyNotIsSaidWithTheLinesNumber) {
 TEST_F(LineSignal, ALineThatDoesNotRingDisplaysNothing) {
     char block[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = caller_display_encode("201", nullptr, nullptr, block);
-    signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_dwa), LIBVOICE_PARAM_andisp_dwa_ddb, block, length);
+    voice_signal_add_bytes(message(LIBVOICE_SIGNAL_andisp_dwa), LIBVOICE_PARAM_andisp_dwa_ddb, block, length);
     answers("is off hook");
     EXPECT_FALSE(send());
     EXPECT_EQ(news(), (Texts{"L1 ring pattern=-1", "says: 1 is off hook"}));
@@ -151,7 +151,7 @@ TEST_F(LineSignal, ALineThatDoesNotRingDisplaysNothing) {
 
 TEST_F(LineSignal, UnknownEndpointsAreRejected) {
     for (int32_t endpoint : {-1, 0, 8, INT32_MAX}) {
-        signal_begin(&message_, endpoint, LIBVOICE_SIGNAL_cg_dt, 0);
+        voice_signal_begin(&message_, endpoint, LIBVOICE_SIGNAL_cg_dt, 0);
         EXPECT_FALSE(send()) << endpoint;
     }
     EXPECT_EQ(news(), Texts{});
@@ -162,11 +162,11 @@ TEST_F(LineTest, WhatADriverCannotDoIsRejectedByName) {
     add("L1", &nothing);
     init(7);
     news();
-    signal_message message;
+    voice_signal_message_t message;
     auto send = [&](uint32_t id, uint32_t flags) {
-        signal_begin(&message, 7, id, 0);
-        message.head.flags = flags;
-        return callbacks_.voice_plugin_signal(reinterpret_cast<libvoice_signal_t *>(&message));
+        voice_signal_begin(&message, 7, id, 0);
+        voice_signal_set_flags(&message, flags);
+        return callbacks_.voice_plugin_signal(&message.record);
     };
     for (uint32_t id :
          {LIBVOICE_SIGNAL_cg_dt, LIBVOICE_SIGNAL_tonegen_pt, LIBVOICE_SIGNAL_al_ri, LIBVOICE_SIGNAL_alert_ri,
