@@ -110,29 +110,29 @@ void packet_receive(media_session *session, const uint8_t *bytes, size_t size) {
     frame_decode(session->media.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
 }
 
-void rtp_readable(int fd, void *userdata) {
-    media_session *session = static_cast<media_session *>(userdata);
+void report_receive(media_session *session, const uint8_t *bytes, size_t size) {
+    session->counts.rx_reports += rtcp_is_report(bytes, size);
+}
+
+// Reads what has arrived. A port that nobody listens on any more shows here as an error; the next packet may come
+// through again.
+void socket_read(int fd, media_session *session, void (*receive)(media_session *, const uint8_t *, size_t)) {
     uint8_t bytes[kMaxPacket];
-    // A port that nobody listens on any more shows here as an error; the next packet may come through again.
     for (int i = 0; i < 16; i++) {
         ssize_t size = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
         if (size < 0 && errno != ECONNREFUSED)
             return;
         if (size >= 0)
-            packet_receive(session, bytes, static_cast<size_t>(size));
+            receive(session, bytes, static_cast<size_t>(size));
     }
 }
 
+void rtp_readable(int fd, void *userdata) {
+    socket_read(fd, static_cast<media_session *>(userdata), packet_receive);
+}
+
 void rtcp_readable(int fd, void *userdata) {
-    media_session *session = static_cast<media_session *>(userdata);
-    uint8_t bytes[kMaxPacket];
-    for (int i = 0; i < 16; i++) {
-        ssize_t size = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
-        if (size < 0 && errno != ECONNREFUSED)
-            return;
-        if (size >= 0 && rtcp_is_report(bytes, static_cast<size_t>(size)))
-            session->counts.rx_reports++;
-    }
+    socket_read(fd, static_cast<media_session *>(userdata), report_receive);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Sending
