@@ -179,7 +179,7 @@ void endpoint_name(int number, char *text, size_t size) {
     snprintf(text, size, "%s%d", stem, number);
 }
 
-void take_option(int code, const char *value) {
+void option_take(int code, const char *value) {
     long number;
     if (code == OPTION_NAME) {
         name = value;
@@ -199,7 +199,7 @@ void take_option(int code, const char *value) {
     }
 }
 
-void read_options(int count, char **words) {
+void options_read(int count, char **words) {
     static const option of_host[] = {HOST_OPTIONS};
     option table[3 + kOwnOptions + sizeof of_host / sizeof of_host[0]];
     int used = 0;
@@ -213,7 +213,7 @@ void read_options(int count, char **words) {
     memcpy(&table[used], of_host, sizeof of_host);
     for (int code, row = 0; (code = getopt_long(count, words, "", table, &row)) != -1;) {
         host_validate_option(code, table[row].name, optarg);
-        take_option(code, optarg);
+        option_take(code, optarg);
     }
     if (optind < count)
         host_usage_error("'%s' is no option", words[optind]);
@@ -232,7 +232,7 @@ void read_options(int count, char **words) {
 }
 
 // The plugin's object, and the template of its endpoints.
-void declare_objects(kex_t *bus) {
+void objects_declare(kex_t *bus) {
     char path[64];
     snprintf(path, sizeof path, "%s.EndPoint", name);
     if (kex_declareObject(bus, name, nullptr) == nullptr || kex_declareTemplate(bus, path, "EndPoint") == nullptr)
@@ -340,9 +340,9 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     name = program->name;
     stem = program->stem;
     lines = program->lines;
-    read_options(count, words);
+    options_read(count, words);
     kex_t *bus = host_start(program->program);
-    declare_objects(bus);
+    objects_declare(bus);
     libvoice_set_pluginname(name);
     libvoice_set_ep_suffix(stem);
     program->begin(lines);

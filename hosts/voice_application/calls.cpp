@@ -94,6 +94,15 @@ void call_reject(line *from, const char *to_text, uint32_t tone, const char *why
     line_reject(from, tone);
 }
 
+call *call_place(line *from, line *to, const char *digits) {
+    voice_codec_t codec;
+    const char *wrong = media_choose_codec(from, to, &codec);
+    call *it = wrong == nullptr ? call_begin(from, to, digits, &codec) : nullptr;
+    if (it == nullptr)
+        call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, wrong != nullptr ? wrong : "too many calls");
+    return it;
+}
+
 void call_answer(call *it) {
     timer_stop(&it->timer);
     line_silence(it->from.who);

@@ -50,6 +50,8 @@ call *call_begin(line *from, line *to, const char *to_text, const voice_codec_t 
 void call_say_rejected(const line *from, const char *to_text, const char *why);
 /** The same, and the caller hears a tone. */
 void call_reject(line *from, const char *to_text, uint32_t tone, const char *why);
+/** Begins a call with a codec that both offer. @return null: there is none, or no room; the caller hears it. */
+call *call_place(line *from, line *to, const char *digits);
 /** The call is answered: both lines talk. */
 void call_answer(call *it);
 /** Ends a call: `leaving` is the line that left it, or null. The other lines learn it. */

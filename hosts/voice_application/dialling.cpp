@@ -4,7 +4,6 @@
 
 #include "calls.h"
 #include "exchange.h"
-#include "media.h"
 #include "ringing.h"
 #include "timer.h"
 
@@ -17,17 +16,13 @@ constexpr uint32_t kFirstDigitMs = 20000; // dial tone without a digit
 constexpr uint32_t kNextDigitMs = 4000;   // a number is complete when nothing follows
 
 void line_call_line(line *from, const char *digits, line *to) {
-    voice_codec_t codec;
     if (to == nullptr)
         return call_reject(from, digits, LIBVOICE_SIGNAL_cg_sit, "not registered");
     if (!line_is_free(to))
         return call_reject(from, digits, LIBVOICE_SIGNAL_cg_bt, "busy");
-    const char *wrong = media_choose_codec(from, to, &codec);
-    if (wrong != nullptr)
-        return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, wrong);
-    call *it = call_begin(from, to, digits, &codec);
+    call *it = call_place(from, to, digits);
     if (it == nullptr)
-        return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, "too many calls");
+        return;
     snprintf(it->from_number, sizeof it->from_number, "%s", from->number);
     snprintf(it->from_name, sizeof it->from_name, "%s", from->name);
     call_ring(it);

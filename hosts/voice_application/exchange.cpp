@@ -34,15 +34,11 @@ void line_call_exchange(line *from, const char *digits) {
             (the_plan.exchange_endpoint[0] == 0 || line_of_text(the_plan.exchange_endpoint) == &who) &&
             line_is_free(&who))
             to = &who;
-    voice_codec_t codec;
     if (to == nullptr)
         return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, "no exchange line is free");
-    const char *wrong = media_choose_codec(from, to, &codec);
-    if (wrong != nullptr)
-        return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, wrong);
-    call *it = call_begin(from, to, digits, &codec);
+    call *it = call_place(from, to, digits);
     if (it == nullptr)
-        return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, "too many calls");
+        return;
     exchange_seize(to);
     exchange_dial(to, digits + strlen(the_plan.exchange_prefix));
     call_answer(it);

@@ -32,7 +32,7 @@ constexpr char kHelp[] =
     "  --config FILE      country, numbers, codecs, ports (see voice_application.conf)\n" HOST_OPTIONS_HELP "\n"
     "Commands, one per line: see \"help\".\n";
 
-void read_options(int count, char **words) {
+void options_read(int count, char **words) {
     enum { CONFIG = 1 };
     static const option options[] = {{"config", required_argument, nullptr, CONFIG}, HOST_OPTIONS};
     const char *config = nullptr;
@@ -53,7 +53,7 @@ void read_options(int count, char **words) {
 } // namespace
 
 int main(int count, char **words) {
-    read_options(count, words);
+    options_read(count, words);
     kex_t *bus = host_start("voice_application");
     if (kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
         host_fail("cannot declare %s", LIBVOICE_APPLICATION_PATH);
