@@ -198,7 +198,7 @@ private:
     std::string argument_words(const Argument &argument) const {
         const Value &value = argument.value;
         if (argument.name == "codeclist" && value.type == Value::Type::bytes)
-            if (const std::string codecs = codec_list_words(value.bytes); !codecs.empty())
+            if (std::string codecs = codec_list_words(value.bytes); !codecs.empty())
                 return codecs;
         if (argument.name == "type" && step_.function == "register_endpoint" && value.type == Value::Type::number)
             return endpoint_type_words(value.number);

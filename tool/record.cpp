@@ -61,7 +61,7 @@ Value words_value(std::span<const uint8_t> bytes) {
 
 // The bytes of an item by the type that its identifier gives them.
 Value typed_value(uint32_t id, std::span<const uint8_t> bytes) {
-    const Value plain{.type = Value::Type::bytes, .bytes = {bytes.begin(), bytes.end()}};
+    Value plain{.type = Value::Type::bytes, .bytes = {bytes.begin(), bytes.end()}};
     const bool has_word = bytes.size() >= sizeof(uint32_t);
     if (bytes.empty())
         return {};
