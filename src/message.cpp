@@ -4,7 +4,7 @@
 
 #include <stdio.h> // snprintf
 
-#include "identifier.h"
+#include "../vocabulary/identifier.h"
 #include "libvoice_plugin.h"
 #include "trace.h"
 #include "vocabulary.h"

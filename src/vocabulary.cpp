@@ -2,7 +2,7 @@
 // Look-ups in the vocabulary of identifiers, both ways, by perfect hashes that vocabulary/generate.py computes.
 #include "vocabulary.h"
 
-#include "identifier.h"
+#include "../vocabulary/identifier.h"
 #include "libvoice_ids.h"
 
 namespace voice {
