@@ -251,7 +251,7 @@ def test_reconnect_stays(system):
 def test_reader_that_leaves_ends_it(system):
     application = system.start_application()
     shell = subprocess.Popen(
-        ["sh", "-c", f"{system.bin}/voicectl watch --json | head -n 1"],
+        ["sh", "-c", '"$0" watch --json | head -n 1', f"{system.bin}/voicectl"],
         env=system.environment,
         stdout=subprocess.PIPE,
         stderr=subprocess.PIPE,
