@@ -16,9 +16,17 @@ QUICK = "pause() { sleep 0.1; }; "  # between two looks at a log
 LIMIT = 30
 
 
-def suites():
-    rows = (ROOT / "tests" / "suites.txt").read_text(encoding="utf-8").splitlines()
+def first_words(name):
+    rows = (ROOT / "tests" / name).read_text(encoding="utf-8").splitlines()
     return [row.split()[0] for row in rows if re.match(r"[a-z]", row)]
+
+
+def suites():
+    return first_words("suites.txt")
+
+
+def long_runs():
+    return first_words("long_runs.txt")
 
 
 class Scripts(unittest.TestCase):
@@ -85,7 +93,7 @@ class Scripts(unittest.TestCase):
     def test_list_names_every_suite(self):
         done = self.run_script("test", "--list")
         self.assertEqual(done.returncode, 0)
-        named = [row.split()[0] for row in done.stdout.splitlines()]
+        named = [row.split()[0] for row in done.stdout.partition("Long runs:")[0].splitlines()]
         self.assertEqual(named, suites() + ["format", "library", "tidy", "builds"])
         self.assertTrue(all(len(row.split()) > 1 for row in done.stdout.splitlines()), done.stdout)
 
@@ -116,6 +124,18 @@ class Scripts(unittest.TestCase):
                     done = self.run_script(script, word)
                     self.assertEqual((done.returncode, done.stderr), (0, ""))
                     self.assertRegex(done.stdout, f"^usage: (./)?{script}")
+
+    def test_every_long_run_is_listed_and_explains_itself(self):
+        listed = self.run_script("test", "--list").stdout.partition("Long runs:\n")[2]
+        self.assertGreater(len(long_runs()), 1)
+        self.assertEqual([row.split()[0] for row in listed.splitlines()], long_runs())
+        for name in long_runs():
+            with self.subTest(name):
+                done = self.run_script("test", name, "--help")
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+                self.assertRegex(done.stdout, "^usage: ")
+                wrong = self.run_script("test", name, "--no-such-option")
+                self.assertEqual((wrong.returncode, wrong.stdout), (2, ""))
 
     def test_every_test_belongs_to_a_suite(self):
         done = subprocess.run(
