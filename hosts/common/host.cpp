@@ -49,6 +49,34 @@ void terminate_from_loop(int fd, void *) {
     on_terminate();
 }
 
+void signals_handle(void (*on_termination)(int), void (*on_alarm)(int)) {
+    struct sigaction action = {};
+    action.sa_flags = SA_RESTART;
+    action.sa_handler = on_alarm;
+    sigaction(SIGALRM, &action, nullptr);
+    action.sa_handler = on_termination;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+// A signal that comes before the loop runs waits in the eventfd for its first turn.
+void signals_begin() {
+    termination = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (termination < 0 || !kex_watch(bus, termination, nullptr, terminate_from_loop))
+        host_fail("cannot wait for signals: %s", strerror(errno));
+    signals_handle(signal_handler, alarm_handler);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+// The process is leaving: a second signal changes nothing, and none must touch a bus that is being given back.
+void signals_end() {
+    signals_handle(SIG_IGN, SIG_IGN);
+    alarm(0);
+    kex_unwatch(bus, termination);
+    close(termination);
+    termination = -1;
+}
+
 // A value that was given may be of any length: an error stays one that can be read.
 void print_error(const char *format, va_list arguments) {
     char text[400];
@@ -168,11 +196,11 @@ kex_t *host_start(const char *process_name) {
     bus = kex_create(process_name);
     if (bus == nullptr)
         host_fail("no message bus: %s", strerror(errno));
+    signals_begin();
     libvoice_set_kex_handler(bus);
     libvoice_set_convert_media(convert_media);
     if (!kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS))
         host_fail("bus functions are missing from this program: was it linked with -rdynamic and libvoice_plugin?");
-    signal(SIGPIPE, SIG_IGN);
     return bus;
 }
 
@@ -182,22 +210,9 @@ kex_t *host_bus() {
 
 int host_run(void (*terminate)()) {
     on_terminate = terminate;
-    termination = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (termination < 0 || !kex_watch(bus, termination, nullptr, terminate_from_loop))
-        host_fail("cannot wait for signals: %s", strerror(errno));
-    struct sigaction action = {};
-    action.sa_handler = signal_handler;
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGINT, &action, nullptr);
-    action.sa_handler = alarm_handler;
-    sigaction(SIGALRM, &action, nullptr);
-
     int status = kex_run(bus);
-    int error = errno;
-    kex_unwatch(bus, termination);
     if (status != 0)
-        host_fail("the bus loop failed: %s", strerror(error));
+        host_fail("the bus loop failed: %s", strerror(errno));
     return 0;
 }
 
@@ -210,6 +225,7 @@ void host_stop() {
 }
 
 void host_end() {
+    signals_end();
     kex_destroy(bus);
     bus = nullptr;
 }

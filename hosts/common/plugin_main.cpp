@@ -250,16 +250,20 @@ constexpr uint32_t kLooksToWait = 2; // until what is missing is said
 
 int32_t (*init)(const char *country); // the plugin's own callback
 bool initialised;                     // on this connection
-bool was_connected;                   // ever
-bool looked_connected;                // at the last look
-uint32_t looks;                       // since that changed
+bool is_leaving;
+bool was_connected;    // ever
+bool looked_connected; // at the last look
+uint32_t looks;        // since that changed
 kex_timer_t *look_timer;
 kex_timer_t *input_timer;
 int exit_status;
 
 int32_t init_came(const char *country) {
     initialised = true;
-    return init(country);
+    if (!is_leaving)
+        return init(country);
+    plugin_leave();
+    return 0;
 }
 
 // The library waits for "init", or for an application, as long as it takes, and without a word on standard output.
@@ -288,11 +292,14 @@ void look_begin() {
     kex_timer_start(look_timer, kLook);
 }
 
+// Until "init" has come another plugin may be known under this name, which is not ours to deregister. A young connection may
+// be registered, with "init" on its way: that is waited for, as long as host_run() lets us.
 void leave() {
+    is_leaving = true;
     if (initialised)
         plugin_leave();
-    else
-        host_stop(); // under this name another plugin may be known: it is not ours to deregister
+    else if (!plugin_is_connected() || looks >= kLooksToWait)
+        host_stop();
 }
 
 void leave_without_input(kex_timer_t *) {
@@ -318,6 +325,8 @@ void application_lost(kex_t *, peer_t *, void *) {
         plugin->lost();
     else
         line_plugin_application_lost();
+    if (is_leaving)
+        host_stop();
 }
 
 } // namespace

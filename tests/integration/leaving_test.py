@@ -1,0 +1,117 @@
+# SPDX-License-Identifier: MIT
+"""SIGTERM at any moment: a host that has said something takes its leave, and one that has not leaves nothing behind."""
+
+import fcntl
+import os
+import random
+import re
+import signal
+import subprocess
+import time
+from pathlib import Path
+
+import pytest
+
+from processes import PATIENCE, QUICK_RETRY, until
+from wire import RawListener, U32, call, reply
+
+PLUGINS = ["fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin"]
+SEED = 4711
+MOMENTS = 24  # signals to each plugin
+LATEST = 0.06  # seconds after its start: by then it waits for commands
+
+
+def leave(process, delay):
+    """Its exit status when SIGTERM comes so many seconds after its start."""
+    time.sleep(delay)
+    return process.terminate()
+
+
+@pytest.mark.parametrize("program", PLUGINS)
+def test_plugin_leaves_at_any_moment(system, program):
+    application = system.start_application()
+    moments = random.Random(SEED)
+    registered = 0
+    for _ in range(MOMENTS):
+        mark = application.out.mark()
+        plugin = system.start(program, program, "--name", "some1")
+        status = leave(plugin, moments.uniform(0, LATEST))
+        if status != 0:  # it did not get as far as to hear the signal
+            assert (status, plugin.out.all, plugin.err.all) == (-signal.SIGTERM, [], [])
+        until("the table forgets it", lambda: application.plugins() == [])
+        came = application.out.since(mark, "^plugin some1 registered$")
+        registered += len(came)
+        # Who was taken in takes leave: nothing is "lost".
+        until("it has left", lambda: len(application.out.since(mark, "^plugin some1 left$")) == len(came))
+        assert application.out.since(mark, "^plugin some1 lost$") == []
+    assert registered > 0, "no moment was late enough to mean something"
+
+
+def test_application_leaves_at_any_moment(system):
+    moments = random.Random(SEED)
+    heard = 0
+    for _ in range(MOMENTS):
+        application = system.start("voice_application", "voice_application")
+        status = leave(application, moments.uniform(0, LATEST))
+        if status != 0:
+            assert (status, application.out.all, application.err.all) == (-signal.SIGTERM, [], [])
+            continue
+        heard += 1
+        assert not system.socket.exists(), "its socket is left behind"
+    assert heard > 0, "no moment was late enough to mean something"
+
+
+def sleeps(pid):
+    with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+        return file.read().rpartition(")")[2].split()[0] == "S"
+
+
+def test_signal_between_ready_and_the_loop_is_heard(system):
+    # Nobody reads the pipe that "ready" goes into, and it is full: there the process stands still.
+    reading, writing = os.pipe()
+    os.set_blocking(writing, False)
+    filled = 0
+    try:
+        while True:
+            filled += os.write(writing, b"." * 4096)
+    except BlockingIOError:
+        os.set_blocking(writing, True)
+    assert filled >= fcntl.fcntl(writing, fcntl.F_GETPIPE_SZ) // 2
+    with subprocess.Popen(
+        [system.bin / "voice_application", "--no-stdin"], stdout=writing, env=system.environment
+    ) as application:
+        os.close(writing)
+        until("it listens", system.socket.exists)
+        until("it waits for its reader", lambda: sleeps(application.pid))
+        application.terminate()
+        written = b""
+        while part := os.read(reading, 65536):
+            written += part
+        os.close(reading)
+        assert application.wait(PATIENCE) == 0
+    assert written[filled:].startswith(b"ready ")
+    assert not system.socket.exists()
+
+
+def signal_taken(pid):
+    """Whether no signal waits for a process any more: its handler has run."""
+    pending = re.findall(r"^(?:Sig|Shd)Pnd:\s*(\w+)$", Path(f"/proc/{pid}/status").read_text(encoding="ascii"), re.M)
+    return all(int(mask, 16) == 0 for mask in pending)
+
+
+def test_signal_between_registration_and_init_is_no_loss(system):
+    with RawListener(system.socket) as listener:
+        plugin = system.start("fxs1", "fxs_plugin", "--no-stdin", environment=QUICK_RETRY)
+        with listener.accept() as application:
+            registration = application.receive()
+            assert registration.function == "register_plugin"
+            application.send(reply(registration.serial, True))
+            plugin.child.terminate()
+            until("the plugin has the signal", lambda: signal_taken(plugin.pid))
+            application.send(call(1, "fxs1", "init", [("country", "DE")], one_way=True)[0])
+            # It registers no line any more, and takes leave under the name that it now knows to be its own.
+            leave_taking = application.receive()
+            assert (leave_taking.function, leave_taking.arguments) == ("deregister_plugin", {"plugin_name": "fxs1"})
+            application.send(call(2, "fxs1", "exit", [("reason", U32(32))], one_way=True)[0])
+            assert plugin.wait() == 0
+            assert plugin.out.all == ["exit reason=32"]
