@@ -5,6 +5,7 @@
 import os
 import pty
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -104,6 +105,9 @@ class Scripts(unittest.TestCase):
             (["test", ""], "there is no suite ''"),
             (["test", "--fast"], "there is no option --fast"),
             (["test", "-k"], "-k needs a name"),
+            (["test", "-k", ""], "-k needs a name"),
+            (["test", "format", "-k", "AddParam"], "--list and -k are about tests"),
+            (["test", "--list", "unit", "tidy"], "--list and -k are about tests"),
             (["test", "--list", "nothing"], "there is no suite 'nothing'"),
             (["demo", "--fast"], "there is no '--fast'"),
             (["demo", "now"], "there is no 'now'"),
@@ -145,6 +149,82 @@ class Scripts(unittest.TestCase):
         self.assertTrue("scripts.scripts" in names)
         strays = {name for name in names if re.split(r"[./]", name)[0] not in suites()}
         self.assertEqual({name for name in strays if not name.endswith("_NOT_BUILT")}, set())
+
+    def test_every_test_that_a_build_can_have_belongs_to_a_suite(self):
+        """Those too that an option leaves out of this build."""
+        named = suites()
+        self.assertEqual(sorted(set(named)), sorted(named))
+        found = set()
+        for file in ROOT.rglob("CMakeLists.txt"):
+            if not any(part.startswith(("build", ".")) for part in file.relative_to(ROOT).parts):
+                text = file.read_text(encoding="utf-8")
+                found |= set(re.findall(r"add_test\(NAME (\w+)[./]|TEST_PREFIX \"(\w+)[./]", text))
+        found = {one or other for one, other in found}
+        self.assertLessEqual({"bench", "unit", "install"}, found)
+        self.assertEqual(found - set(named), set())
+
+    # -------------------------------------------------------------------------------------------- Chosen by name
+
+    TESTS = {"unit.A.One": "true", "unit.B.One": "false", "hosts.A.One": "true", "bench.a/One": "true"}
+
+    def run_chosen(self, *words):
+        """./test on a build tree whose tests were built by hand: status, last row, names of those that ran."""
+        self.tree.mkdir(exist_ok=True)
+        rules = "".join(f"build suite_{name}: phony\n" for name in suites())
+        (self.tree / "build.ninja").write_text(f"build all: phony\n{rules}")
+        options = "".join(f"VOICE_{name}:BOOL=ON\n" for name in ("TESTS", "BENCH", "WERROR"))
+        (self.tree / "CMakeCache.txt").write_text(
+            f"{options}CMAKE_GENERATOR:INTERNAL=Ninja\nCMAKE_MAKE_PROGRAM:FILEPATH={shutil.which('ninja')}\n"
+            f"CMAKE_PROJECT_NAME:STATIC=voice_plugin\nCMAKE_HOME_DIRECTORY:INTERNAL={ROOT}\n"
+            f"CMAKE_CACHEFILE_DIR:INTERNAL={self.tree}\n"
+        )
+        rows = "".join(f"add_test([=[{name}]=] {command})\n" for name, command in self.TESTS.items())
+        (self.tree / "CTestTestfile.cmake").write_text(rows + "add_test(unbuilt_NOT_BUILT unbuilt_NOT_BUILT)\n")
+        done = subprocess.run(
+            [ROOT / "test", *words],
+            env={**os.environ, "VOICE_BUILD_DIR": str(self.tree)},
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=LIMIT,
+            check=False,
+        )
+        log = self.tree / "test.log"
+        ran = re.findall(r"Test +#\d+: (\S+)", log.read_text()) if log.exists() else []
+        log.unlink(missing_ok=True)
+        return done, ran
+
+    def test_name_fits_anywhere(self):
+        for words, status, wanted in [
+            (["unit"], 1, {"unit.A.One", "unit.B.One"}),
+            (["unit", "-k", "A"], 0, {"unit.A.One"}),
+            (["unit", "-k", "t.A"], 0, {"unit.A.One"}),
+            (["unit", "-k", "^unit.A.One$"], 0, {"unit.A.One"}),
+            (["unit", "bench", "-k", "[aA]..?One"], 0, {"unit.A.One", "bench.a/One"}),
+            (["-k", "s.A"], 0, {"hosts.A.One"}),
+            (["bench"], 0, {"bench.a/One"}),
+        ]:
+            with self.subTest(words):
+                done, ran = self.run_chosen(*words)
+                self.assertEqual((set(ran), done.returncode), (wanted, status), done.stderr)
+                self.assertRegex(done.stdout, rf"{len(wanted) - status} passed, {status} failed\n$")
+
+    def test_name_of_no_test_is_said(self):
+        for words, wanted in [
+            (["unit", "-k", "hosts"], "./test: no test of unit has a name that contains 'hosts'"),
+            (["-k", "Two"], "./test: no test has a name that contains 'Two'"),
+            (["unit", "-k", "["], "./test: no test of unit has a name that contains '['"),
+        ]:
+            with self.subTest(words):
+                done, ran = self.run_chosen(*words)
+                self.assertEqual((done.returncode, done.stderr.strip(), ran), (2, wanted, []))
+                self.assertNotIn("passed", done.stdout)
+
+    def test_list_of_a_suite_names_its_tests(self):
+        done, ran = self.run_chosen("--list", "unit")
+        self.assertEqual((done.returncode, done.stdout, ran), (0, "unit.A.One\nunit.B.One\n", []))
+        done, ran = self.run_chosen("--list", "-k", "A.One")
+        self.assertEqual((done.returncode, done.stdout, ran), (0, "unit.A.One\nhosts.A.One\n", []))
 
     # ------------------------------------------------------------------------------------------------ Progress
 
