@@ -15,7 +15,7 @@ target_compile_options(voice_core_flags INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
     $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
     $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
-    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_link_options(voice_core_flags INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--gc-sections)
 
 # voice_core_link(target map): links with the C driver, so that a stray use of the C++ runtime fails to link, and

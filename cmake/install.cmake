@@ -8,7 +8,7 @@ set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugi
 foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator ${VOICE_PROGRAMS})
     if(TARGET ${target}) # VOICE_HOSTS and VOICE_TOOL
         target_compile_options(${target} PRIVATE
-            -fdebug-prefix-map=${CMAKE_BINARY_DIR}=build -fdebug-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+            -fdebug-prefix-map=${PROJECT_BINARY_DIR}=build -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
     endif()
 endforeach()
 foreach(target IN LISTS VOICE_PROGRAMS)
@@ -20,9 +20,9 @@ endforeach()
 # CMake: find_package(voice_plugin) gives voice_plugin::voice_plugin, and as far as they are installed voice_plugin::kex
 # and voice_plugin::fake_bus.
 set(VOICE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/voice_plugin)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/voice_plugin-config-version.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/voice_plugin-config-version.cmake
     COMPATIBILITY SameMajorVersion)
-install(FILES cmake/voice_plugin-config.cmake ${CMAKE_BINARY_DIR}/package/voice_plugin-config-version.cmake
+install(FILES cmake/voice_plugin-config.cmake ${PROJECT_BINARY_DIR}/package/voice_plugin-config-version.cmake
     DESTINATION ${VOICE_CMAKE_DIR} COMPONENT development)
 install(EXPORT voice_plugin-voice_plugin NAMESPACE voice_plugin:: DESTINATION ${VOICE_CMAKE_DIR} COMPONENT development)
 install(EXPORT voice_plugin-kex NAMESPACE voice_plugin:: DESTINATION ${VOICE_CMAKE_DIR} COMPONENT bus)
@@ -38,8 +38,8 @@ foreach(folder LIBDIR INCLUDEDIR)
     endif()
 endforeach()
 function(voice_install_pc name component)
-    configure_file(cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
-    install(FILES ${CMAKE_BINARY_DIR}/package/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT ${component})
 endfunction()
 voice_install_pc(voice_plugin development)

@@ -126,13 +126,16 @@ is_configured() {
 }
 
 # configure FOLDER [-DNAME=VALUE ...]: makes a build tree, once; from then on the build itself notices changes.
-configure() {
-    local folder=$1
-    shift
+configure() { configure_from . "$@"; }
+
+# configure_from SOURCES FOLDER [-DNAME=VALUE ...]: the same for another project.
+configure_from() {
+    local sources=$1 folder=$2
+    shift 2
     ! is_configured "$folder" "$@" || return 0
     mkdir -p "$folder"
     say "Configuring $folder"
-    if ! cmake -S . -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
+    if ! cmake -S "$sources" -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
         cat "$folder/configure.log" >&2
         say "Configuring failed (cmake, above)." >&2
         return 1
