@@ -113,6 +113,8 @@ class Scripts(unittest.TestCase):
             (["demo", "now"], "there is no 'now'"),
             (["bench/run", "bus"], "there is no 'bus'"),
             (["tests/coverage", "--fast"], "there is no '--fast'"),
+            (["tests/steady", "--fast"], "unrecognized arguments: --fast"),
+            (["tests/steady", "-n", "0"], "-n needs a number from 1"),
         ]:
             with self.subTest(words):
                 done = self.run_script(*words)
@@ -122,7 +124,7 @@ class Scripts(unittest.TestCase):
                 self.assertEqual(done.stdout, "")
 
     def test_help_is_an_answer(self):
-        for script in ("test", "demo", "bench/run", "tests/coverage"):
+        for script in ("test", "demo", "bench/run", "tests/coverage", "tests/steady"):
             for word in ("--help", "-h"):
                 with self.subTest(f"{script} {word}"):
                     done = self.run_script(script, word)
