@@ -26,9 +26,11 @@ constexpr uint32_t kMaxReceivedCalls = 1024;        // from one peer, not yet di
 constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise
 constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
 constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
-constexpr uint32_t kFlushBytes = 64 * 1024;         // queued beyond this, kex_sendRequest tries to send at once
-constexpr uint32_t kPacketsPerRead = 8;             // taken by one system call; each has a buffer of kMaxPacket
-constexpr uint32_t kPacketsPerTurn = 64;            // read from one peer before the calls of others get their turn
+constexpr uint32_t kMaxClosings = 256;        // closed beside the loop at a time; beyond it no descriptor is taken in
+constexpr uint32_t kMaxClosers = 8;           // threads that do so
+constexpr uint32_t kFlushBytes = 64 * 1024;   // queued beyond this, kex_sendRequest tries to send at once
+constexpr uint32_t kPacketsPerRead = 8;       // taken by one system call; each has a buffer of kMaxPacket
+constexpr uint32_t kPacketsPerTurn = 64;      // read from one peer before the calls of others get their turn
 constexpr uint32_t kMaxPacketsPerTurn = 2048; // the same while a new connection waits for those known to be drained
 
 constexpr uint32_t kMissedCallsTold = 10;                // calls that find nothing, traced in a second

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements connection.h: how a connection begins and ends.
 #include "transport/connection.h"
+#include "base/closer.h"
 #include "base/trace.h"
 #include "transport/output.h"
 #include "transport/send.h"
@@ -62,7 +63,7 @@ Connection *connection_begin(Transport *transport, int fd, Role role) {
     connection->number = ++transport->last_number;
     connection->hello_deadline = role == Role::server ? clock_now(transport->loop->clock) + kHelloLimit : 0;
     if (!source_add(transport->loop, connection, fd, connection_ready)) {
-        close(fd);
+        connected_socket_close(fd);
         free(connection);
         return nullptr;
     }
@@ -81,7 +82,7 @@ void connection_close(Connection *connection, const char *why) {
     if (connection->role == Role::tap)
         transport->taps--;
     source_remove(transport->loop, connection);
-    close(connection->fd);
+    connected_socket_close(connection->fd);
     connection->fd = -1;
     output_clear(connection);
     if (connection->hello_received && connection->role != Role::tap) {
@@ -104,7 +105,7 @@ void connection_refuse(Connection *connection, const char *why) {
 void socket_refuse(Transport *transport, int fd, const char *why) {
     note(ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(socket_process_id(fd)), why);
     refusal_send(transport, fd, why);
-    close(fd);
+    connected_socket_close(fd);
 }
 
 uint64_t connections_deadline(const Transport *transport) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements receive.h: one packet at a time, validated before any of it is used.
 #include "transport/receive.h"
+#include "base/closer.h"
 #include "base/trace.h"
 #include "transport/tap.h"
 
@@ -43,7 +44,8 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
         if (count > kKernelDescriptors - arrival.descriptors.count)
             count = kKernelDescriptors - arrival.descriptors.count;
         memcpy(arrival.fds + arrival.descriptors.count, CMSG_DATA(head), count * sizeof(int));
-        arrival.descriptors.count += count;
+        for (uint32_t i = 0; i < count; i++)
+            foreign_descriptor_tame(arrival.fds[arrival.descriptors.count++]);
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements message.h: the head and every body, each written and read side by side.
 #include "value/message.h"
+#include "base/closer.h"
 
 #include <unistd.h>
 
@@ -105,7 +106,7 @@ void packet_discard(Writer &writer) {
 void descriptors_close(Descriptors &descriptors) {
     for (uint32_t i = 0; i < descriptors.count; i++) {
         if (descriptors.fds[i] >= 0)
-            close(descriptors.fds[i]);
+            foreign_descriptor_close(descriptors.fds[i]);
         descriptors.fds[i] = -1;
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What values and lists of them consist of (kex.h, "Variants"): making, copying and releasing them.
 #include "value/variant.h"
+#include "base/closer.h"
 #include "base/limits.h"
 #include "base/list.h"
 
@@ -155,7 +156,7 @@ void variant_cleanup(variant_t *v) {
     else if (value->type == VARIANT_LIST)
         variant_list_destroy(value->list);
     else if (value->type == VARIANT_FD && value->ownership == Ownership::ours)
-        close(static_cast<int>(value->integer));
+        foreign_descriptor_close(static_cast<int>(value->integer)); // read from an argument, as a rule
     value_reset(v, VARIANT_NONE);
 }
 

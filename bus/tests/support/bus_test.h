@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace support {
@@ -36,6 +37,9 @@ class DescriptorTest : public testing::Test {
 protected:
     DescriptorTest() : descriptors_before_(open_descriptors()) {}
     ~DescriptorTest() override {
+        // What came from a peer may be closed beside the loop.
+        for (int i = 0; i < 2000 && open_descriptors() != descriptors_before_; i++)
+            usleep(1000);
         EXPECT_EQ(open_descriptors(), descriptors_before_) << "descriptors opened by the test are still open";
     }
 

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+// Implements closer.h.
+//
+// What cannot be proved to close at once is closed by threads of the process. A helper process would not do: it needs a copy
+// of the descriptor, and some files (those of a file system in user space) are flushed by each close and not only by the
+// last. The threads share nothing with the loop but the ring of jobs. They are started when there is something to close and
+// end when there is nothing left, so that a host without threads has none as long as its peers send what voice needs; all
+// signals are blocked in them, so that handlers run where the host expects them.
+#include "base/closer.h"
+#include "base/limits.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#ifndef STATX_TYPE // musl before 1.2.5
+#include <linux/stat.h>
+#endif
+
+namespace bus {
+
+namespace {
+
+constexpr uint32_t kRing = 2 * kMaxClosings;
+constexpr uint32_t kKernelDescriptors = 253; // the most that the kernel passes in one packet
+constexpr size_t kStack = 256 * 1024;        // of a thread; only what is used of it takes memory
+constexpr unsigned kMemoryDevices = 1;       // /dev/null and its relatives
+
+struct Job {
+    int fd;
+    bool unread; // a connected socket with packets in it
+};
+
+// One thread puts in (that of the loop), several take out. Counters run on for ever; a job stands at its counter modulo the
+// size of the ring.
+struct Ring {
+    Job jobs[kRing];
+    uint32_t head;    // taken out so far
+    uint32_t tail;    // put in so far
+    uint32_t closed;  // done so far
+    uint32_t threads; // that run
+    pid_t owner;      // whose threads they are: a forked child has none of them
+};
+
+Ring ring;
+
+uint32_t load(const uint32_t &counter) {
+    return __atomic_load_n(&counter, __ATOMIC_SEQ_CST);
+}
+
+// ----------------------------------------------------------------------------------------- In a thread
+
+bool job_take(Job &job) {
+    for (;;) {
+        uint32_t head = load(ring.head);
+        if (head == load(ring.tail))
+            return false;
+        job = ring.jobs[head % kRing];
+        if (__atomic_compare_exchange_n(&ring.head, &head, head + 1, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
+            return true;
+    }
+}
+
+// Takes one packet out, with what came in it. False: there is none left.
+bool packet_drop(int fd) {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kKernelDescriptors) + CMSG_SPACE(sizeof(ucred))];
+    msghdr message = {};
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    if (recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC) < 0)
+        return errno == EINTR || errno == ECONNRESET; // a reset is reported once, in front of what can still be read
+    for (cmsghdr *head = CMSG_FIRSTHDR(&message); head != nullptr; head = CMSG_NXTHDR(&message, head)) {
+        if (head->cmsg_level != SOL_SOCKET || head->cmsg_type != SCM_RIGHTS)
+            continue;
+        for (size_t at = 0; at < head->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
+            int came;
+            memcpy(&came, CMSG_DATA(head) + at, sizeof came);
+            foreign_descriptor_tame(came);
+            close(came);
+        }
+    }
+    // Packets come with their sender's credentials; the end comes without anything.
+    return message.msg_controllen > 0 || (message.msg_flags & MSG_CTRUNC) != 0;
+}
+
+void *thread_run(void *) {
+    for (;;) {
+        Job job;
+        while (job_take(job)) {
+            while (job.unread && packet_drop(job.fd)) {
+            }
+            close(job.fd);
+            __atomic_add_fetch(&ring.closed, 1, __ATOMIC_SEQ_CST);
+        }
+        // Whoever puts a job in looks at the number of threads after it; we look for a job after leaving.
+        __atomic_sub_fetch(&ring.threads, 1, __ATOMIC_SEQ_CST);
+        if (load(ring.head) == load(ring.tail))
+            return nullptr;
+        __atomic_add_fetch(&ring.threads, 1, __ATOMIC_SEQ_CST);
+    }
+}
+
+// ----------------------------------------------------------------------------------------- In the loop
+
+bool thread_start() {
+    pthread_attr_t attributes;
+    pthread_t thread;
+    sigset_t all;
+    sigset_t before;
+    if (pthread_attr_init(&attributes) != 0)
+        return false;
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, kStack);
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before); // a thread begins with the mask of its maker
+    __atomic_add_fetch(&ring.threads, 1, __ATOMIC_SEQ_CST);
+    const bool started = pthread_create(&thread, &attributes, thread_run, nullptr) == 0;
+    if (!started)
+        __atomic_sub_fetch(&ring.threads, 1, __ATOMIC_SEQ_CST);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return started;
+}
+
+void ring_own() {
+    const pid_t self = getpid();
+    if (ring.owner == self)
+        return;
+    ring.owner = self;
+    ring.threads = 0;
+    ring.closed = ring.head; // what the parent's threads were at is not to be waited for here
+}
+
+// One that is held up does not hold up the next one: a thread for each, up to the limit.
+void job_put(Job job) {
+    ring_own();
+    const uint32_t tail = ring.tail;
+    if (tail - load(ring.head) == kRing) {
+        close(job.fd); // connections are not read long before it comes to this
+        return;
+    }
+    ring.jobs[tail % kRing] = job;
+    __atomic_store_n(&ring.tail, tail + 1, __ATOMIC_SEQ_CST);
+    while (load(ring.threads) < kMaxClosers && load(ring.threads) < closings_pending() && thread_start()) {
+    }
+    if (load(ring.threads) > 0)
+        return;
+    // No thread can be made: better late than never.
+    while (job_take(job)) {
+        close(job.fd);
+        __atomic_add_fetch(&ring.closed, 1, __ATOMIC_SEQ_CST);
+    }
+}
+
+bool option_get(int fd, int option, int &value) {
+    socklen_t length = sizeof value;
+    return getsockopt(fd, SOL_SOCKET, option, &value, &length) == 0;
+}
+
+// Asks no file system: that could take as long as the close.
+bool closes_at_once(int fd) {
+    int domain = 0;
+    int type = 0;
+    if (option_get(fd, SO_DOMAIN, domain))
+        return (domain == AF_INET || domain == AF_INET6) && option_get(fd, SO_TYPE, type) && type == SOCK_DGRAM;
+    struct statx status = {};
+    if (syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE, &status) != 0)
+        return errno == EBADF;
+    switch (status.stx_mode & S_IFMT) {
+    case S_IFIFO:
+        return true;
+    case S_IFCHR:
+        return status.stx_rdev_major == kMemoryDevices;
+    case S_IFREG: // on a disk of this machine, or in memory
+        return status.stx_dev_major != 0 || fcntl(fd, F_GET_SEALS) >= 0;
+    default:
+        return false;
+    }
+}
+
+// Nothing can come any more, and what is there shows.
+bool socket_has_unread(int fd) {
+    const int on = 1;
+    msghdr message = {};
+    shutdown(fd, SHUT_RDWR);
+    // With it each packet brings something that does not fit, also an empty one; the end does not.
+    setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
+    ssize_t size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
+    if (size < 0 && errno == ECONNRESET)
+        size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
+    return size >= 0 && (message.msg_flags & MSG_CTRUNC) != 0;
+}
+
+} // namespace
+
+void foreign_descriptor_tame(int fd) {
+    const linger none = {};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+}
+
+void foreign_descriptor_close(int fd) {
+    if (closes_at_once(fd))
+        close(fd);
+    else
+        job_put({fd, false});
+}
+
+void connected_socket_close(int fd) {
+    if (socket_has_unread(fd))
+        job_put({fd, true});
+    else
+        close(fd);
+}
+
+uint32_t closings_pending() {
+    return ring.tail - load(ring.closed);
+}
+
+} // namespace bus

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Closing what peers had a hand in. The last close of a file may take as long as whoever made it chose: a stream socket
+// that lingers, a local socket in whose queue such a one lies, a file of a file system that does not answer, a serial line
+// that drains. Nothing of that may hold up a turn.
+#ifndef KEX_CLOSER_H
+#define KEX_CLOSER_H
+
+#include <stdint.h>
+
+namespace bus {
+
+// A descriptor that has just come from a peer: from now on its close does not linger, whoever closes it.
+void foreign_descriptor_tame(int fd);
+// Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
+void foreign_descriptor_close(int fd);
+// Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop.
+void connected_socket_close(int fd);
+// How many descriptors are being closed beside the loop.
+uint32_t closings_pending();
+
+} // namespace bus
+
+#endif

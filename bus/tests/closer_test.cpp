@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: MIT
+// Descriptors whose last close takes as long as their sender chose: nobody here waits for it.
+#include "base/closer.h"
+#include "base/limits.h"
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <grp.h>
+#include <netinet/in.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr int kLinger = 3; // seconds
+constexpr uid_t kStranger = 65534;
+constexpr std::chrono::milliseconds kNoWait(1000); // far from the time that it lingers, on a loaded machine too
+
+// A stream socket whose last close waits for a reader that does not read.
+class Lingering {
+public:
+    Lingering() {
+        int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        int small = 4096;
+        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(listener, 1), 0);
+        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length);
+        fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        reader_ = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        close(listener);
+        std::string block(64 * 1024, 'x');
+        while (::send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL) > 0)
+            ;
+        linger on = {1, kLinger};
+        setsockopt(fd, SOL_SOCKET, SO_LINGER, &on, sizeof on);
+    }
+    ~Lingering() {
+        forget();
+        close(reader_);
+    }
+    void forget() {
+        if (fd >= 0)
+            close(fd);
+        fd = -1;
+    }
+    int fd;
+
+private:
+    int reader_;
+};
+
+class Closer : public DescriptorTest {
+protected:
+    Closer() {
+        served::reset();
+        bus = kex_create("victim");
+        served::declare(bus);
+        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
+    }
+    ~Closer() override {
+        kex_destroy(bus);
+        served::reset();
+        wait_for_closings();
+    }
+    static void wait_for_closings() {
+        auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (bus::closings_pending() > 0 && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_EQ(bus::closings_pending(), 0u);
+    }
+    std::chrono::steady_clock::duration time_of_settling() {
+        auto begin = std::chrono::steady_clock::now();
+        turn_until_idle({bus});
+        return std::chrono::steady_clock::now() - begin;
+    }
+    // Said hello, and read ours.
+    void greet(RawPeer &raw) {
+        raw.send(hello());
+        turn_until_idle({bus});
+        raw.receive_all();
+    }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus;
+};
+
+Packet call_with_descriptor(const std::string &function) {
+    return Packet(kOneWayCall, 1).text("Probe").text(function).byte(1).text("fd").byte(18).word(0).word(1);
+}
+
+TEST_F(Closer, LastCloseOfALingeringSocketWaits) {
+    Lingering one;
+    auto begin = std::chrono::steady_clock::now();
+    one.forget();
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(kLinger - 1)) << "else nothing is tested";
+}
+
+TEST_F(Closer, DescriptorThatNobodyTakesIsClosedWithoutWaiting) {
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {one.fd}));
+    // Only ours is left. Closed while another copy is under way: nothing waits here.
+    one.forget();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_THAT(served::log, ElementsAre("note nothing"));
+}
+
+TEST_F(Closer, DescriptorThatAFunctionClosesDoesNotLinger) {
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    static std::chrono::steady_clock::duration took;
+    served::probe = [](function_call_t *call, argument_list_t *arguments, variant_t *) {
+        variant_list_t *list = nullptr;
+        int fd = -1;
+        EXPECT_TRUE(argument_getList(arguments, "fds", 0, &list));
+        fd = variant_fd(variant_list_at(list, 0));
+        variant_list_destroy(list);
+        auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(close(fd), 0);
+        took = std::chrono::steady_clock::now() - begin;
+        fcall_destroy(call);
+        return 0;
+    };
+    ASSERT_TRUE(raw.send(
+        Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").byte(13).word(1).byte(18).word(0).word(1),
+        {one.fd}));
+    one.forget();
+    turn_until_idle({bus});
+    EXPECT_LT(took, kNoWait);
+}
+
+TEST_F(Closer, BrokenPacketsDescriptorIsClosedWithoutWaiting) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    ASSERT_TRUE(raw.send("?", {one.fd}));
+    one.forget();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_EQ(raw.refusal(), "the packet is cut off");
+}
+
+TEST_F(Closer, PacketsThatLieUnreadInARefusedConnectionHoldNobodyUp) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    Lingering another;
+    ASSERT_TRUE(raw.send("?"));
+    ASSERT_TRUE(raw.send("", {one.fd}));
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {another.fd}));
+    one.forget();
+    another.forget();
+    auto begin = std::chrono::steady_clock::now();
+    turn_until_idle({bus});
+    wait_for_closings();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait) << "taken out and tamed";
+}
+
+TEST_F(Closer, PacketBehindAnEmptyOneIsFound) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    ASSERT_TRUE(raw.send(""));
+    ASSERT_TRUE(raw.send("", {one.fd}));
+    one.forget();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_TRUE(raw.is_closed());
+}
+
+TEST_F(Closer, StrangersPacketHoldsNobodyUp) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    CapturedTrace trace;
+    ASSERT_EQ(chmod(socket.c_str(), 0666), 0);
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
+    Lingering one;
+    pid_t child = fork();
+    if (child == 0) {
+        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        RawPeer raw(socket);
+        _exit(other && raw.send(call_with_descriptor("note"), {one.fd}) ? 0 : 1);
+    }
+    one.forget();
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_THAT(trace.text(), HasSubstr("its user may not connect"));
+    wait_for_closings();
+}
+
+// Nobody can look into a socket that may still be in use elsewhere.
+TEST_F(Closer, SocketWithALingeringOneInItsQueueIsClosedBesideTheLoop) {
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    int pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+    {
+        RawPeer sender(pair[0]);
+        ASSERT_TRUE(sender.send("x", {one.fd}));
+    }
+    one.forget();
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {pair[1]}));
+    close(pair[1]);
+    auto begin = std::chrono::steady_clock::now();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_EQ(bus::closings_pending(), 1u);
+    // Another one does not wait for the first.
+    Lingering second;
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {second.fd}));
+    second.forget();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    while (bus::closings_pending() > 1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(kLinger));
+    EXPECT_EQ(served::log.size(), 2u);
+}
+
+TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {
+    int files[] = {open("/dev/null", O_RDONLY | O_CLOEXEC), memfd_create("memory", MFD_CLOEXEC),
+                   ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0),
+                   -1};
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    files[4] = ends[0];
+    close(ends[1]);
+    for (int fd : files) {
+        bus::foreign_descriptor_close(fd);
+        EXPECT_EQ(bus::closings_pending(), 0u);
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    }
+}
+
+TEST_F(Closer, RestIsClosedToo) {
+    std::vector<int> fds;
+    for (uint32_t i = 0; i < 2 * bus::kMaxClosings; i++)
+        fds.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    for (int fd : fds)
+        bus::foreign_descriptor_close(fd);
+    wait_for_closings();
+    for (int fd : fds)
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+}
+
+TEST_F(Closer, ForkedChildClosesByItself) {
+    // Something is under way in the parent; the child has no thread of it.
+    int pair[2];
+    Lingering one;
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+    {
+        RawPeer sender(pair[0]);
+        ASSERT_TRUE(sender.send("x", {one.fd}));
+    }
+    one.forget();
+    bus::foreign_descriptor_close(pair[1]);
+    pid_t child = fork();
+    if (child == 0) {
+        int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        bus::foreign_descriptor_close(fd);
+        for (int i = 0; i < 2000 && fcntl(fd, F_GETFD) != -1; i++)
+            usleep(1000);
+        _exit(fcntl(fd, F_GETFD) == -1 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Closer, ItsThreadsTakeNoSignal) {
+    int pair[2];
+    Lingering one;
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+    {
+        RawPeer sender(pair[0]);
+        ASSERT_TRUE(sender.send("x", {one.fd}));
+    }
+    one.forget();
+    static std::thread::id handled_by;
+    handled_by = {};
+    auto before = signal(SIGUSR1, [](int) { handled_by = std::this_thread::get_id(); });
+    bus::foreign_descriptor_close(pair[1]);
+    sigset_t blocked, saved;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &blocked, &saved);
+    kill(getpid(), SIGUSR1); // goes to any thread that does not block it
+    usleep(20000);
+    EXPECT_EQ(handled_by, std::thread::id()) << "no other thread may take it";
+    pthread_sigmask(SIG_SETMASK, &saved, nullptr);
+    EXPECT_EQ(handled_by, std::this_thread::get_id());
+    signal(SIGUSR1, before);
+}
+
+} // namespace
