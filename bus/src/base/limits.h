@@ -26,12 +26,16 @@ constexpr uint32_t kMaxReceivedCalls = 1024;        // from one peer, not yet di
 constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise
 constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
 constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
-constexpr uint32_t kMaxClosings = 256;        // closed beside the loop at a time; beyond it no descriptor is taken in
-constexpr uint32_t kMaxClosers = 8;           // threads that do so
-constexpr uint32_t kFlushBytes = 64 * 1024;   // queued beyond this, kex_sendRequest tries to send at once
-constexpr uint32_t kPacketsPerRead = 8;       // taken by one system call; each has a buffer of kMaxPacket
-constexpr uint32_t kPacketsPerTurn = 64;      // read from one peer before the calls of others get their turn
-constexpr uint32_t kMaxPacketsPerTurn = 2048; // the same while a new connection waits for those known to be drained
+constexpr uint32_t kMaxClosings = 256;      // closed beside the loop at a time; beyond it no descriptor is taken in
+constexpr uint32_t kMaxClosers = 8;         // threads that do so
+constexpr uint32_t kFlushBytes = 64 * 1024; // queued beyond this, kex_sendRequest tries to send at once
+constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call; each has a buffer of kMaxPacket
+constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
+constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit of the loop while newcomers wait for it
+
+constexpr uint64_t kTurnBudget = 50 * kMillisecond; // of a turn of the loop, foreign functions' own time apart
+constexpr uint64_t kTurnWork = kTurnBudget - 10 * kMillisecond; // reading and running; what is left is for sending
+constexpr uint64_t kTurnReading = kTurnWork / 2;                // reading alone
 
 constexpr uint32_t kMissedCallsTold = 10;                // calls that find nothing, traced in a second
 constexpr uint64_t kMissedCallsPeriod = 1 * kSecond;     // what is more is counted

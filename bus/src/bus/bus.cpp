@@ -49,7 +49,7 @@ bool bus_begin(kex_t *bus, const char *process_name) {
 
 void bus_end(kex_t *bus) {
     watches_end(&bus->loop);
-    loop_drop_tasks(&bus->loop);
+    tasks_drop(&bus->loop);
     timers_end(&bus->loop);
     transport_end(&bus->transport);
     calls_end(&bus->calls);
@@ -85,7 +85,7 @@ void kex_destroy(kex_t *bus) {
     transport_drain(&bus->transport, kExitFlushLimit);
     loop_freeze(&bus->loop);
     transport_close(&bus->transport, "this process ends");
-    loop_drop_tasks(&bus->loop);
+    tasks_drop(&bus->loop);
     bus_end(bus);
 }
 

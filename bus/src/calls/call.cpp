@@ -165,7 +165,7 @@ void call_drop(Task *task) {
 const function_call_t *call_find(const Peer *peer, uint32_t serial) {
     if (peer->running != nullptr && peer->running->request.serial == serial)
         return peer->running;
-    for (Task *task : peer->calls->transport->loop->tasks) {
+    for (Task *task : peer->connection->lane.tasks) {
         if (task->run != call_run)
             continue;
         const function_call_t *call = static_cast<const function_call_t *>(task);
@@ -209,7 +209,7 @@ bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &des
     call->request.flags = message.flags;
     call->request.serial = message.serial;
     account_add(peer->connection->received, message.size, call->descriptors.count);
-    task_push(peer->calls->transport->loop, call);
+    lane_push(&peer->connection->lane, call);
     return true;
 }
 

@@ -44,12 +44,13 @@ void request_run(Task *task) {
 }
 
 void request_complete(request_t *r, RequestState state) {
+    Lane *lane = &r->peer->connection->lane;
     r->peer->pending.remove(r);
     r->peer = nullptr;
     r->packet = nullptr;
     r->state = state;
     if (request_has_handler(r))
-        task_push(r->calls->transport->loop, r);
+        lane_push(lane, r);
 }
 
 void request_fail(request_t *r, uint32_t code, const char *description, const char *info) {
@@ -203,8 +204,7 @@ void request_destroy(request_t *r) {
         r->peer->pending.remove(r);
         r->peer = nullptr;
     }
-    if (List<Task>::holds(r))
-        r->calls->transport->loop->tasks.remove(r);
+    task_remove(r);
     if (r->in_handler)
         r->destroyed = true;
     else

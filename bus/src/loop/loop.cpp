@@ -17,8 +17,6 @@ namespace {
 constexpr int kEventsPerTurn = 128;
 constexpr uint64_t kAtOnce = 1; // as an absolute time: long past
 
-Loop *dispatching;
-
 // ----------------------------------------------------------------------------------------- Waking
 
 void timer_set(Loop *loop, uint64_t when) {
@@ -39,7 +37,7 @@ void work_show(Loop *loop) {
 }
 
 bool has_work(Loop *loop) {
-    bool work = loop->tasks.first != nullptr;
+    bool work = loop->lanes.first != nullptr;
     for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
         work = module->has_work != nullptr && module->has_work(module->self);
     return work;
@@ -117,33 +115,18 @@ void modules_expire(Loop *loop) {
     }
 }
 
-uint32_t tasks_run(Loop *loop) {
-    uint32_t ran = 0;
-    Loop *before = dispatching; // a handler may take a turn of another bus
-    dispatching = loop;
-    // Only what stands in the queue now: what the handlers add waits for the next turn, so that reading goes on.
-    for (uint32_t left = loop->tasks.count; left > 0 && loop->stopped == 0; left--) {
-        Task *task = loop->tasks.pop();
-        if (task == nullptr)
-            break;
-        ran++;
-        task->run(task);
-    }
-    dispatching = before;
-    return ran;
-}
-
 int turn_run(Loop *loop, int timeout) {
     loop->in_turn = true;
     if (sources_poll(loop, timeout) != 0) {
         loop->in_turn = false;
         return -1;
     }
+    loop->turn_began = clock_monotonic();
     phase_run(loop, &Module::begin);
     phase_run(loop, &Module::read);
     phase_run(loop, &Module::accept);
     modules_expire(loop);
-    uint32_t ran = tasks_run(loop);
+    uint32_t ran = tasks_run(loop, loop->turn_began + kTurnWork);
     phase_run(loop, &Module::send);
     loop->in_turn = false;
     return static_cast<int>(ran);
@@ -158,6 +141,7 @@ bool own_source_add(Loop *loop, LoopSource *source, int fd, void (*ready)(Source
 } // namespace
 
 bool loop_begin(Loop *loop) {
+    lane_begin(&loop->own, loop, kWholeLane);
     loop->epoll_fd = epoll_create1(EPOLL_CLOEXEC);
     bool timer =
         own_source_add(loop, &loop->timer, timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), timer_ready);
@@ -175,16 +159,6 @@ void loop_end(Loop *loop) {
 
 void loop_freeze(Loop *loop) {
     loop->in_turn = true;
-}
-
-void loop_drop_tasks(Loop *loop) {
-    Loop *before = dispatching;
-    dispatching = loop;
-    while (Task *task = loop->tasks.pop()) {
-        if (task->drop != nullptr)
-            task->drop(task);
-    }
-    dispatching = before;
 }
 
 void loop_join(Loop *loop, Module *module) {
@@ -226,11 +200,6 @@ void source_remove(Loop *loop, Source *source) {
     source->watched = false;
 }
 
-void task_push(Loop *loop, Task *task) {
-    loop->tasks.push(task);
-    loop_wake(loop);
-}
-
 void loop_wake(Loop *loop) {
     if (!loop->in_turn)
         loop_arm(loop);
@@ -267,10 +236,6 @@ int loop_dispatch(Loop *loop) {
     int ran = turn_run(loop, 0);
     loop_arm(loop);
     return loop->stopped != 0 ? -1 : ran;
-}
-
-Loop *loop_dispatching() {
-    return dispatching;
 }
 
 } // namespace bus

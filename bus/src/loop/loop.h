@@ -7,6 +7,7 @@
 #include "base/clock.h"
 #include "base/contract.h"
 #include "base/list.h"
+#include "loop/lane.h"
 #include "loop/module.h"
 #include "loop/source.h"
 #include "loop/task.h"
@@ -44,8 +45,10 @@ struct Loop {
     volatile sig_atomic_t stopped;
     bool work_shown;
     bool in_turn;
-    uint64_t armed; // what the kernel's timer is set to
-    List<Task> tasks;
+    uint64_t turn_began; // by the kernel's clock
+    uint64_t armed;      // what the kernel's timer is set to
+    Lane own;            // timers and watches
+    List<Lane> lanes;    // those with tasks, the one that is visited first
     List<Module> modules;
     Timers timers;
     Watches watches;
@@ -56,8 +59,6 @@ bool loop_begin(Loop *loop);
 void loop_end(Loop *loop);
 // From now on no turn begins and nothing wakes the host.
 void loop_freeze(Loop *loop);
-// Takes the tasks out of the queue without running them.
-void loop_drop_tasks(Loop *loop);
 
 // The module, its functions filled in, takes part in every turn from now on.
 void loop_join(Loop *loop, Module *module);
@@ -68,8 +69,6 @@ void source_set_interest(Loop *loop, Source *source, bool reads, bool writes);
 // Harmless for one that is not watched.
 void source_remove(Loop *loop, Source *source);
 
-// Queues a task, from anywhere.
-void task_push(Loop *loop, Task *task);
 // Something has to happen soon although no descriptor says so. Free of cost inside a turn.
 void loop_wake(Loop *loop);
 
@@ -77,9 +76,6 @@ void loop_wake(Loop *loop);
 int loop_run(Loop *loop);
 void loop_stop(Loop *loop);
 int loop_dispatch(Loop *loop);
-
-// The loop whose tasks run now; null: none.
-Loop *loop_dispatching();
 
 } // namespace bus
 

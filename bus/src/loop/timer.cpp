@@ -29,7 +29,7 @@ void timer_stop(kex_timer_t *timer) {
         timers.idle.push(timer);
         timer->running = false;
     }
-    timer->loop->tasks.remove(timer);
+    task_remove(timer);
 }
 
 uint64_t timers_deadline(void *self) {
@@ -43,7 +43,7 @@ void timers_expire(void *self, uint64_t now) {
     while (running.first != nullptr && running.first->deadline <= now) {
         kex_timer_t *timer = running.first;
         timer_stop(timer);
-        task_push(loop, timer);
+        lane_push(&loop->own, timer);
     }
 }
 
@@ -63,7 +63,7 @@ void timers_begin(Loop *loop, uint32_t time_factor) {
 void timers_end(Loop *loop) {
     for (List<kex_timer_t> *list : {&loop->timers.running, &loop->timers.idle}) {
         while (list->first != nullptr) {
-            loop->tasks.remove(list->first);
+            task_remove(list->first);
             free(list->pop());
         }
     }

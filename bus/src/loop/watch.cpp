@@ -23,7 +23,7 @@ void watch_run(Task *task) {
 
 void watch_queue(Watch *watch) {
     if (!List<Task>::holds(watch))
-        task_push(watch->loop, watch);
+        lane_push(&watch->loop->own, watch);
 }
 
 void watch_ready(Source *source) {
@@ -62,7 +62,7 @@ void watch_destroy(Watch *watch) {
     source_remove(loop, watch);
     if (watch->always_ready)
         loop->watches.always_ready--;
-    loop->tasks.remove(watch);
+    task_remove(watch);
     loop->watches.list.remove(watch);
     free(watch);
 }

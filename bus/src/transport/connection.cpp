@@ -5,6 +5,7 @@
 #include "base/trace.h"
 #include "transport/output.h"
 #include "transport/send.h"
+#include "transport/succession.h"
 #include "transport/tap.h"
 #include "value/tap_record.h"
 
@@ -26,6 +27,7 @@ void close_event_run(Task *task) {
     transport->reports->closed(connection);
     transport->connections.remove(connection);
     free(connection);
+    newcomers_release(transport);
 }
 
 void refusal_send(Transport *transport, int fd, const char *why) {
@@ -55,6 +57,7 @@ Connection *connection_begin(Transport *transport, int fd, Role role) {
         socket_refuse(transport, fd, "there are too many connections");
         return nullptr;
     }
+    lane_begin(&connection->lane, transport->loop, 1);
     connection->run = close_event_run;
     connection->transport = transport;
     connection->role = role;
@@ -79,6 +82,7 @@ void connection_close(Connection *connection, const char *why) {
     Transport *transport = connection->transport;
     connection->closed = true;
     transport->open_connections--;
+    end_note(connection);
     if (connection->role == Role::tap)
         transport->taps--;
     source_remove(transport->loop, connection);
@@ -91,7 +95,7 @@ void connection_close(Connection *connection, const char *why) {
         tap_event(connection, KEX_TAP_CLOSED, why);
     }
     transport->reports->ended(connection, why);
-    task_push(transport->loop, connection);
+    lane_push(&connection->lane, connection);
 }
 
 void connection_refuse(Connection *connection, const char *why) {
@@ -130,7 +134,7 @@ void connections_expire(Transport *transport, uint64_t now) {
 
 void connections_free(Transport *transport) {
     while (Connection *connection = transport->connections.pop()) {
-        transport->loop->tasks.remove(connection);
+        task_remove(connection);
         free(connection);
     }
 }

@@ -20,6 +20,7 @@ enum class Role : uint8_t {
 // Its task is the close event.
 struct Connection : Source, Task, Node<Connection> {
     Transport *transport;
+    Lane lane;  // its calls, replies and close event
     Peer *peer; // what the layer above keeps for it; null until the peer has said hello to us who listen, and for taps
     Role role;
     bool hello_received;
@@ -28,6 +29,9 @@ struct Connection : Source, Task, Node<Connection> {
     bool write_closed;   // nothing can be sent any more; what the peer sent before can still be read
     uint8_t batch_power; // its next read takes up to 2 to the power of this many packets
     uint32_t number;
+    uint32_t end_number; // its end was noticed as the so-many-th; 0: it has not ended
+    uint32_t behind;     // how many ends had been noticed when it was accepted: those come first
+    uint32_t reads;      // batches read in this turn
     int32_t process_id;
     char name[kMaxProcessName + 1];
     char refusal[128]; // the reason the peer gave for refusing us

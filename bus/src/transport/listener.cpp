@@ -3,6 +3,7 @@
 #include "transport/listener.h"
 #include "base/trace.h"
 #include "transport/connection.h"
+#include "transport/succession.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -222,19 +223,15 @@ void listener_close(Listener *listener) {
     free(listener);
 }
 
-bool listeners_ready(const Transport *transport) {
-    bool any = false;
-    for (Listener *listener : transport->listeners)
-        any |= listener->ready_to_accept;
-    return any;
-}
-
 void listeners_accept(Transport *transport) {
+    const uint32_t last_known = transport->last_number;
     for (Listener *listener : transport->listeners) {
         if (listener->ready_to_accept)
             listener_accept(listener);
         listener->ready_to_accept = false;
     }
+    if (transport->last_number != last_known)
+        newcomers_line_up(transport, last_known);
 }
 
 void listeners_close(Transport *transport) {

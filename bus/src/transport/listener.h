@@ -11,8 +11,6 @@ namespace bus {
 Listener *listener_open(Transport *transport, const char *path);
 void listener_close(Listener *listener);
 
-// Whether somebody waits at any of them.
-bool listeners_ready(const Transport *transport);
 // Takes in who waits.
 void listeners_accept(Transport *transport);
 void listeners_close(Transport *transport);

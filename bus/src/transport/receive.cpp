@@ -210,28 +210,43 @@ void arrival_take(Connection *connection, Arrival &arrival) {
 
 // ----------------------------------------------------------------------------------------- In a turn
 
-// Everything that is there, the end of file included.
-void connection_read_all(Connection *connection) {
-    bool more = true;
-    for (uint32_t i = 0; more && i < kMaxPacketsPerTurn && !connection_is_full(connection); i += kPacketsPerRead)
-        more = connection_receive(connection, kPacketsPerRead, Reading::may_hold_back);
-}
-
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
 // one that sends many is read in ever larger batches. What is left makes the loop come back at once; it is left when
-// much has been read, so that the calls of others do not stand behind all that one peer can send.
-void connection_read_some(Connection *connection) {
-    bool more = !connection_is_full(connection);
-    for (uint32_t i = 0; more && i < kPacketsPerTurn && !connection_is_full(connection); i += kPacketsPerRead) {
-        const uint32_t batch_size = 1u << connection->batch_power;
-        more = connection_receive(connection, batch_size, Reading::may_hold_back);
-        const bool largest = batch_size == kPacketsPerRead;
-        if (more && !largest)
-            connection->batch_power++;
-        if (!more)
-            connection->batch_power = 0;
-        more = more && largest;
+// much has been read, so that the calls of others do not stand behind all that one peer can send. Nobody but newcomers waits
+// for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
+bool connection_read_batch(Connection *connection) {
+    const bool may_go_on = connection->end_number != 0 || connection->reads < kPacketsPerTurn / kPacketsPerRead;
+    if (!may_go_on || connection_is_full(connection))
+        return false;
+    const uint32_t batch_size = 1u << connection->batch_power;
+    const bool more = connection_receive(connection, batch_size, Reading::may_hold_back);
+    const bool largest = batch_size == kPacketsPerRead;
+    connection->reads++;
+    if (more && !largest)
+        connection->batch_power++;
+    if (!more)
+        connection->batch_power = 0;
+    return more && largest;
+}
+
+// A batch from each that is ready, beginning where the last turn had to stop. True: some may have more.
+bool round_read(Transport *transport, uint64_t end) {
+    bool more = false;
+    const uint32_t first = transport->read_last;
+    transport->read_last = 0;
+    for (const bool behind_it : {true, false}) {
+        for (Connection *connection : transport->connections) {
+            if (!connection->readable || (connection->number > first) != behind_it)
+                continue;
+            connection->readable = connection_read_batch(connection);
+            more |= connection->readable;
+            if (clock_monotonic() < end)
+                continue;
+            transport->read_last = connection->number;
+            return false;
+        }
     }
+    return more;
 }
 
 } // namespace
@@ -263,21 +278,18 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     return count == room && !connection->closed;
 }
 
-void connections_read(Transport *transport, bool newcomers) {
-    bool any = newcomers;
+void connections_read(Transport *transport) {
+    bool any = false;
     for (Connection *connection : transport->connections) {
         any |= connection->readable;
-        newcomers |= connection->readable && !connection->hello_received && connection->role == Role::server;
+        connection->reads = 0;
     }
-    if (!any)
-        return;
-    for (Connection *connection : transport->connections) {
-        if (newcomers)
-            connection_read_all(connection);
-        else if (connection->readable)
-            connection_read_some(connection);
+    const uint64_t end = transport->loop->turn_began + kTurnReading;
+    while (any)
+        any = round_read(transport, end);
+    // What is left shows again in the next turn.
+    for (Connection *connection : transport->connections)
         connection->readable = false;
-    }
 }
 
 } // namespace bus

@@ -14,8 +14,8 @@ enum class Reading : uint8_t { may_hold_back, reads_on };
 // Reads what one system call brings, at most so many packets (a power of two up to kPacketsPerRead). False: nothing
 // more is to be read now, or the connection is closed.
 bool connection_receive(Connection *connection, uint32_t packets, Reading reading);
-// Those that are ready; with newcomers at a listener all of them, to the end.
-void connections_read(Transport *transport, bool newcomers);
+// Those that are ready, in turn, as far as a turn's time for reading goes.
+void connections_read(Transport *transport);
 
 } // namespace bus
 

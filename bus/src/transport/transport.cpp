@@ -6,6 +6,7 @@
 #include "transport/listener.h"
 #include "transport/receive.h"
 #include "transport/send.h"
+#include "transport/succession.h"
 #include "value/tap_record.h"
 
 #include <string.h>
@@ -19,7 +20,7 @@ Transport *transport_of(void *self) {
 }
 
 void transport_read(void *self) {
-    connections_read(transport_of(self), listeners_ready(transport_of(self)));
+    connections_read(transport_of(self));
 }
 
 void transport_accept(void *self) {
@@ -81,6 +82,7 @@ void transport_close(Transport *transport, const char *why) {
     transport->ending = true;
     for (Connection *connection : transport->connections)
         connection_close(connection, why);
+    newcomers_release(transport);
 }
 
 void transport_end(Transport *transport) {

@@ -46,6 +46,8 @@ struct Transport {
     uint32_t open_connections;
     uint32_t taps;
     uint32_t last_number; // of a connection
+    uint32_t ends;        // noticed so far
+    uint32_t read_last;   // number of the connection at which the last turn's time for reading ran out; 0: it did not
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
     uint8_t *incoming;    // kPacketsPerRead packets, so that none is read on the stack

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// Implements lane.h.
+#include "loop/lane.h"
+#include "loop/loop.h"
+
+namespace bus {
+
+namespace {
+
+Loop *dispatching;
+
+void lane_show(Lane *lane) {
+    if (lane->held || lane->tasks.first == nullptr || List<Lane>::holds(lane))
+        return;
+    lane->ran = 0;
+    lane->loop->lanes.push(lane);
+    loop_wake(lane->loop);
+}
+
+// Out of the loop's list first: a task may end its own lane.
+Task *task_take(Lane *lane) {
+    Task *task = lane->tasks.pop();
+    task->lane = nullptr;
+    List<Lane> &lanes = lane->loop->lanes;
+    if (lane->tasks.first == nullptr) {
+        lanes.remove(lane);
+    } else if (++lane->ran >= lane->share) {
+        lanes.remove(lane);
+        lane->ran = 0;
+        lanes.push(lane);
+    }
+    return task;
+}
+
+uint32_t tasks_count(const Loop *loop) {
+    uint32_t count = 0;
+    for (const Lane *lane : loop->lanes)
+        count += lane->tasks.count;
+    return count;
+}
+
+} // namespace
+
+void lane_begin(Lane *lane, Loop *loop, uint32_t share) {
+    lane->loop = loop;
+    lane->share = share;
+}
+
+void lane_push(Lane *lane, Task *task) {
+    lane->tasks.push(task);
+    task->lane = lane;
+    lane_show(lane);
+}
+
+void lane_hold(Lane *lane) {
+    lane->held = true;
+    lane->loop->lanes.remove(lane);
+}
+
+void lane_release(Lane *lane) {
+    lane->held = false;
+    lane_show(lane);
+}
+
+void task_remove(Task *task) {
+    Lane *lane = task->lane;
+    if (lane == nullptr)
+        return;
+    lane->tasks.remove(task);
+    task->lane = nullptr;
+    if (lane->tasks.first == nullptr)
+        lane->loop->lanes.remove(lane);
+}
+
+uint32_t tasks_run(Loop *loop, uint64_t end) {
+    uint32_t ran = 0;
+    Loop *before = dispatching; // a handler may take a turn of another bus
+    dispatching = loop;
+    // Only as many as stand in the queue now: what the handlers add waits for the next turn, so that reading goes on.
+    for (uint32_t left = tasks_count(loop); left > 0 && loop->stopped == 0; left--) {
+        Lane *lane = loop->lanes.first;
+        if (lane == nullptr)
+            break;
+        Task *task = task_take(lane);
+        ran++;
+        task->run(task);
+        if (clock_monotonic() >= end)
+            break;
+    }
+    dispatching = before;
+    return ran;
+}
+
+void tasks_drop(Loop *loop) {
+    Loop *before = dispatching;
+    dispatching = loop;
+    while (Lane *lane = loop->lanes.first) {
+        Task *task = task_take(lane);
+        if (task->drop != nullptr)
+            task->drop(task);
+    }
+    dispatching = before;
+}
+
+Loop *loop_dispatching() {
+    return dispatching;
+}
+
+} // namespace bus

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+// Who runs when: peers take turns, and a turn has its time.
+#include "base/limits.h"
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+using namespace support;
+using testing::ElementsAre;
+
+namespace {
+
+class Lanes : public DescriptorTest {
+protected:
+    Lanes() {
+        served::reset();
+        bus = kex_create("busy");
+        served::declare(bus);
+        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
+    }
+    ~Lanes() override {
+        raws.clear();
+        kex_destroy(bus);
+        served::reset();
+    }
+    RawPeer &connect() {
+        raws.push_back(std::make_unique<RawPeer>(socket));
+        raws.back()->send(hello());
+        turn_until_idle({bus});
+        raws.back()->receive_all();
+        return *raws.back();
+    }
+    static Packet note(uint32_t number) {
+        return Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
+    }
+    static Packet run() { return Packet(kOneWayCall, 1).text("Probe").text("run").byte(0); }
+    // "run" takes this long from now on.
+    static void make_run_take(std::chrono::milliseconds time) {
+        served::probe = [time](function_call_t *call, argument_list_t *, variant_t *) {
+            auto end = std::chrono::steady_clock::now() + time;
+            while (std::chrono::steady_clock::now() < end)
+                ;
+            served::log.push_back("run");
+            fcall_destroy(call);
+            return 0;
+        };
+    }
+    static ptrdiff_t place_of(const std::string &line) {
+        return std::find(served::log.begin(), served::log.end(), line) - served::log.begin();
+    }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus;
+    std::vector<std::unique_ptr<RawPeer>> raws;
+};
+
+TEST_F(Lanes, PeersTakeTurnsAndEachKeepsItsOrder) {
+    RawPeer &first = connect();
+    RawPeer &second = connect();
+    for (uint32_t i = 0; i < 8; i++)
+        ASSERT_TRUE(first.send(note(i)));
+    for (uint32_t i = 100; i < 103; i++)
+        ASSERT_TRUE(second.send(note(i)));
+    turn_until_idle({bus});
+    ASSERT_EQ(served::log.size(), 11u);
+    EXPECT_LE(place_of("note 102"), 6) << "it does not stand behind all that the first one sent";
+    EXPECT_LT(place_of("note 100"), place_of("note 101"));
+    EXPECT_LT(place_of("note 101"), place_of("note 102"));
+    for (uint32_t i = 1; i < 8; i++)
+        EXPECT_LT(place_of("note " + std::to_string(i - 1)), place_of("note " + std::to_string(i)));
+}
+
+TEST_F(Lanes, TurnEndsWhenItsTimeIsOver) {
+    constexpr std::chrono::milliseconds kFunction(5);
+    make_run_take(kFunction);
+    RawPeer &raw = connect();
+    for (int i = 0; i < 60; i++)
+        ASSERT_TRUE(raw.send(run()));
+    kex_dispatch(bus);
+    EXPECT_GE(served::log.size(), 1u);
+    EXPECT_LE(served::log.size(), bus::kTurnWork / bus::kMillisecond / 5) << "40 ms for reading and running";
+    turn_until_idle({bus});
+    EXPECT_EQ(served::log.size(), 60u) << "the rest follows at once";
+}
+
+TEST_F(Lanes, FunctionThatIsLongerThanATurnRunsWhole) {
+    make_run_take(std::chrono::milliseconds(80));
+    RawPeer &raw = connect();
+    ASSERT_TRUE(raw.send(run()));
+    ASSERT_TRUE(raw.send(run()));
+    kex_dispatch(bus);
+    EXPECT_EQ(served::log.size(), 1u);
+    kex_dispatch(bus);
+    EXPECT_EQ(served::log.size(), 2u);
+}
+
+TEST_F(Lanes, CallThatTakesNothingWaitsForOneCallOfEachBusyPeer) {
+    constexpr size_t kBusy = 7;
+    make_run_take(std::chrono::milliseconds(3));
+    for (size_t i = 0; i < kBusy; i++)
+        connect();
+    RawPeer &light = connect();
+    for (auto &raw : raws) {
+        for (int i = 0; i < 100 && raw.get() != &light; i++)
+            ASSERT_TRUE(raw->send(run()));
+    }
+    kex_dispatch(bus); // all of them are busy now
+    size_t before = served::log.size();
+    ASSERT_TRUE(light.send(note(1)));
+    for (int i = 0; i < 10 && place_of("note 1") == static_cast<ptrdiff_t>(served::log.size()); i++)
+        kex_dispatch(bus);
+    EXPECT_LE(static_cast<size_t>(place_of("note 1")) - before, kBusy);
+    turn_until_idle({bus});
+    EXPECT_EQ(served::log.size(), 100 * kBusy + 1);
+}
+
+TEST_F(Lanes, HostsOwnTimersDoNotStandBehindPeers) {
+    make_run_take(std::chrono::milliseconds(3));
+    for (int i = 0; i < 4; i++)
+        connect();
+    for (auto &raw : raws) {
+        for (int i = 0; i < 50; i++)
+            ASSERT_TRUE(raw->send(run()));
+    }
+    kex_dispatch(bus);
+    size_t before = served::log.size();
+    kex_timer_t *timers[20];
+    for (kex_timer_t *&timer : timers) {
+        timer = kex_timer_create();
+        kex_timer_setHandler(timer, [](kex_timer_t *) { served::log.push_back("timer"); });
+        kex_timer_start(timer, 0);
+    }
+    kex_dispatch(bus);
+    kex_dispatch(bus);
+    EXPECT_EQ(std::count(served::log.begin(), served::log.end(), "timer"), 20);
+    EXPECT_LE(static_cast<size_t>(place_of("timer")) - before, 4u);
+    for (kex_timer_t *timer : timers)
+        kex_timer_destroy(timer);
+    turn_until_idle({bus});
+}
+
+TEST_F(Lanes, ReadingIsSharedOutByBatches) {
+    constexpr uint32_t kMany = 200;
+    RawPeer &flood = connect();
+    RawPeer &second = connect();
+    for (uint32_t turn = 0; turn < 4; turn++) { // until the bus reads large batches from it
+        for (uint32_t i = 0; i < 64; i++)
+            flood.send(note(0));
+        kex_dispatch(bus);
+    }
+    turn_until_idle({bus});
+    served::log.clear();
+    for (uint32_t i = 0; i < kMany; i++)
+        ASSERT_TRUE(flood.send(note(0)));
+    ASSERT_TRUE(second.send(note(1)));
+    kex_dispatch(bus);
+    EXPECT_LE(place_of("note 1"), 2);
+    EXPECT_LE(served::log.size(), 65u) << "64 packets from one peer in a turn";
+    turn_until_idle({bus});
+    EXPECT_EQ(served::log.size(), kMany + 1);
+}
+
+} // namespace

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+// Who ended first is finished first, and who comes new is taken in at once.
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+using namespace support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+class Succession : public DescriptorTest {
+protected:
+    Succession() {
+        served::reset();
+        bus = kex_create("server");
+        served::declare(bus);
+        kex_onPeerClosed(
+            bus,
+            [](kex_t *, peer_t *peer, void *) {
+                served::log.push_back(std::string("closed ") + peer_processName(peer));
+            },
+            nullptr);
+        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
+    }
+    ~Succession() override {
+        kex_destroy(bus);
+        served::reset();
+    }
+    std::unique_ptr<RawPeer> connect(const std::string &name) {
+        auto raw = std::make_unique<RawPeer>(socket);
+        EXPECT_TRUE(raw->send(hello(name)));
+        return raw;
+    }
+    std::unique_ptr<RawPeer> known(const std::string &name) {
+        auto raw = connect(name);
+        turn_until_idle({bus});
+        raw->receive_all();
+        return raw;
+    }
+    static Packet note(uint32_t number) {
+        return Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
+    }
+    static ptrdiff_t place_of(const std::string &line) {
+        return std::find(served::log.begin(), served::log.end(), line) - served::log.begin();
+    }
+    static bool has(const std::string &line) { return place_of(line) < static_cast<ptrdiff_t>(served::log.size()); }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus;
+};
+
+TEST_F(Succession, WhoComesBackFindsItsOldConnectionFinished) {
+    auto old = known("old");
+    uint32_t sent = 0;
+    while (old->send(note(1)))
+        sent++;
+    ASSERT_GT(sent, 140u) << "more than a turn reads";
+    old->close();
+    auto back = connect("back");
+    ASSERT_TRUE(back->send(note(2)));
+    turn_until_idle({bus});
+    ASSERT_EQ(served::log.size(), sent + 2);
+    EXPECT_EQ(served::log[sent], "closed old");
+    EXPECT_EQ(served::log[sent + 1], "note 2");
+}
+
+TEST_F(Succession, NewcomerIsTakenInWhileOthersAreDrained) {
+    auto flood = known("flood");
+    auto other = known("other");
+    while (flood->send(note(1)))
+        ;
+    auto newcomer = connect("newcomer");
+    ASSERT_TRUE(other->send(note(3)));
+    kex_dispatch(bus);
+    auto packets = newcomer->receive_all();
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(kind_of(packets[0]), kHello);
+    EXPECT_LE(std::count(served::log.begin(), served::log.end(), "note 1"), 64) << "nobody was drained for it";
+    EXPECT_TRUE(has("note 3"));
+    ASSERT_TRUE(newcomer->send(note(4)));
+    kex_dispatch(bus); // its hello
+    kex_dispatch(bus);
+    EXPECT_TRUE(has("note 4")) << "the flood goes on, and it does not wait for its end";
+    turn_until_idle({bus});
+}
+
+TEST_F(Succession, OthersGoOnWhileANewcomerWaits) {
+    static std::chrono::milliseconds time;
+    time = std::chrono::milliseconds(3);
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        auto end = std::chrono::steady_clock::now() + time;
+        while (std::chrono::steady_clock::now() < end)
+            ;
+        served::log.push_back("run");
+        fcall_destroy(call);
+        return 0;
+    };
+    auto old = known("old");
+    auto other = known("other");
+    for (int i = 0; i < 50; i++)
+        ASSERT_TRUE(old->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
+    old->close();
+    auto newcomer = connect("newcomer");
+    ASSERT_TRUE(newcomer->send(note(2)));
+    ASSERT_TRUE(other->send(note(3)));
+    kex_dispatch(bus);
+    EXPECT_TRUE(has("note 3"));
+    EXPECT_FALSE(has("closed old")) << "150 ms are no turn";
+    EXPECT_FALSE(has("note 2"));
+    turn_until_idle({bus});
+    EXPECT_LT(place_of("closed old"), place_of("note 2"));
+}
+
+TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
+    auto old = known("old");
+    while (old->send(note(1)))
+        ;
+    old->close();
+    auto second = connect("second");
+    ASSERT_TRUE(second->send(note(2)));
+    kex_dispatch(bus);
+    second->close();
+    auto third = connect("third");
+    ASSERT_TRUE(third->send(note(3)));
+    turn_until_idle({bus});
+    EXPECT_LT(place_of("closed old"), place_of("note 2"));
+    EXPECT_LT(place_of("note 2"), place_of("closed second"));
+    EXPECT_LT(place_of("closed second"), place_of("note 3"));
+}
+
+TEST_F(Succession, EndingWhileNewcomersWaitLosesNothing) {
+    auto old = known("old");
+    while (old->send(note(1)))
+        ;
+    old->close();
+    auto newcomer = connect("newcomer");
+    ASSERT_TRUE(newcomer->send(note(2)));
+    kex_dispatch(bus);
+    kex_dispatch(bus);
+    EXPECT_FALSE(has("note 2"));
+    // The sanitizers tell what is left.
+}
+
+} // namespace
