@@ -103,6 +103,26 @@ int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text);
  */
 void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *userdata);
 
+/** A call whose function has ended with KEX_FUNCTION_FAILED. All texts live until the handler returns. */
+typedef struct kex_failed_call {
+    kex_t *bus;               /**< whose function it was */
+    peer_t *peer;             /**< who called; its connection may have ended meanwhile */
+    const char *process_name; /**< of the peer, as peer_processName() gives it: "" for one without a name */
+    int32_t process_id;       /**< of the peer, as peer_processId() gives it: 0 when the kernel knows none */
+    kex_text_t path;          /**< the object */
+    kex_text_t function;      /**< without its class */
+} kex_failed_call_t;
+
+/**
+ * One handler that is told of each function of the host's that has ended with KEX_FUNCTION_FAILED: the status adds nothing to
+ * the reply, so that the caller learns only what the function itself has added. It runs at once, before the reply is
+ * queued: a request that it sends to the peer arrives in front of the reply. kex_currentCall() and kex_currentText() still
+ * tell what was called; the function_call_t is gone. Not told of: calls that found no object or no function, and calls that
+ * the handler of kex_onCall() has rejected.
+ * @param handler  null: nobody is told any more. A later one replaces it.
+ */
+void kex_onFailed(kex_t *bus, void (*handler)(const kex_failed_call_t *call, void *userdata), void *userdata);
+
 /* ------------------------------------------------------------------------------------------------------------ Peers */
 
 /** One handler for the closing of any peer of the bus. Runs once per peer, after its last queued call and after

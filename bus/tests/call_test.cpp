@@ -153,6 +153,70 @@ TEST_F(Call, HostMayRejectACallBeforeItsFunctionRuns) {
     kex_onCall(nullptr, only_yes, nullptr);
 }
 
+// Writes down what the host is told, and who may still be asked about the call then.
+void failed_note(const kex_failed_call_t *call, void *userdata) {
+    kex_call_t current = {};
+    kex_text_t name = {};
+    EXPECT_TRUE(kex_currentCall(call->bus, &current));
+    EXPECT_EQ(current.peer, call->peer);
+    EXPECT_TRUE(kex_currentText(call->bus, "name", &name));
+    static_cast<std::vector<std::string> *>(userdata)->push_back(string_of(call->path) + " " +
+                                                                 string_of(call->function) + " " + string_of(name));
+    EXPECT_STREQ(call->process_name, "client");
+    EXPECT_EQ(call->process_id, getpid());
+}
+
+TEST_F(Call, HostIsToldOfAFunctionThatFailed) {
+    std::vector<std::string> told;
+    const auto end_with = [&](int status) {
+        return probe(
+            [status](function_call_t *call, argument_list_t *, variant_t *value) {
+                fcall_destroy(call);
+                variant_setUInt32(value, 7);
+                return status;
+            },
+            {{"name", text("fxs1")}});
+    };
+    kex_onFailed(server, failed_note, &told);
+    EXPECT_THAT(end_with(KEX_FUNCTION_DONE), ElementsAre("value u32 7"));
+    EXPECT_THAT(told, ElementsAre());
+    EXPECT_THAT(end_with(KEX_FUNCTION_FAILED), ElementsAre("value u32 7")) << "the status adds nothing";
+    EXPECT_THAT(told, ElementsAre("Probe run fxs1"));
+    request_destroy(call("nobody", "run"));
+    request_destroy(call("Probe", "nothing"));
+    EXPECT_EQ(told.size(), 1u) << "no function ended";
+    kex_onFailed(server, nullptr, nullptr);
+    EXPECT_THAT(end_with(KEX_FUNCTION_FAILED), ElementsAre("value u32 7"));
+    EXPECT_EQ(told.size(), 1u);
+    kex_onFailed(nullptr, failed_note, &told);
+}
+
+TEST_F(Call, WhatTheHostSendsAboutAFailureArrivesBeforeTheReply) {
+    static std::vector<std::string> order;
+    order.clear();
+    served::declare(client);
+    kex_onFailed(
+        server,
+        [](const kex_failed_call_t *call, void *) {
+            request_t *r = request_create_executeFunction("Plain", "plain", 0);
+            EXPECT_TRUE(kex_sendRequest(call->bus, call->peer, r));
+            request_destroy(r);
+        },
+        nullptr);
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        fcall_destroy(call);
+        return int{KEX_FUNCTION_FAILED};
+    };
+    request_t *r = request_create_executeFunction("Probe", "run", 0);
+    request_setDoneHandler(r, [](request_t *done) {
+        order = served::log;
+        request_destroy(done);
+    });
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    EXPECT_TRUE(turn_until([] { return !order.empty(); })) << "the call has run when the reply comes";
+    EXPECT_THAT(order, ElementsAre("plain Plain"));
+}
+
 TEST_F(Call, ReturnValueMayBeSetAfterTheCallIsDestroyed) {
     EXPECT_THAT(probe([](function_call_t *call, argument_list_t *, variant_t *value) {
                     EXPECT_EQ(variant_type(value), uint32_t{VARIANT_NONE});

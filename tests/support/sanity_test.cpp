@@ -720,13 +720,16 @@ TEST_F(Harness, TheHostIsToldOfEachClosingAfterThePeersOwnHandler) {
     EXPECT_FALSE(peer_disconnect(nullptr));
 }
 
+std::string text_of(kex_text_t text) {
+    return {text.bytes, text.length};
+}
+
 // Notes which call runs, and lets it run when its argument "name" is "yes".
 int on_call(kex_t *on, void *userdata) {
     kex_call_t call;
     kex_text_t name;
     const bool runs = kex_currentCall(on, &call) != 0;
     const bool named = kex_currentText(on, "name", &name) != 0;
-    const auto text_of = [](kex_text_t text) { return std::string(text.bytes, text.length); };
     bus().note(
         *static_cast<std::string *>(userdata) +
         (runs ? text_of(call.path) + " " + text_of(call.function) + " from " + peer_processName(call.peer) : "") +
@@ -754,6 +757,33 @@ TEST_F(Harness, TheHostIsToldWhichCallRunsAndMayRejectIt) {
     kex_call_t none;
     EXPECT_FALSE(kex_currentCall(bus().handle(), &none));
     kex_onCall(bus().handle(), nullptr, nullptr);
+}
+
+int fails_the_call(function_call_t *call, argument_list_t *, variant_t *) {
+    fcall_destroy(call);
+    return KEX_FUNCTION_FAILED;
+}
+
+TEST_F(Harness, TheHostIsToldOfAFunctionThatFailed) {
+    const auto told = [](const kex_failed_call_t *call, void *userdata) {
+        bus().note(*static_cast<std::string *>(userdata) + text_of(call->path) + " " + text_of(call->function) +
+                   " from " + call->process_name);
+        EXPECT_EQ(call->bus, bus().handle());
+        EXPECT_EQ(call->process_id, peer_processId(call->peer));
+    };
+    std::string text = "failed ";
+    kex_onFailed(bus().handle(), told, &text);
+    bus().clear_log();
+    fake::Call call;
+    call.on(bus().object("tel")).from(bus().peer("fxs1")).named("create");
+    EXPECT_EQ(call.run(ends_the_call), KEX_FUNCTION_DONE);
+    EXPECT_EQ(call.run(fails_the_call), KEX_FUNCTION_FAILED);
+    EXPECT_LOG("fcall_destroy(call1)", "fcall_destroy(call1)", "failed tel create from fxs1");
+    kex_onFailed(bus().handle(), nullptr, nullptr);
+    bus().clear_log();
+    EXPECT_EQ(call.run(fails_the_call), KEX_FUNCTION_FAILED);
+    EXPECT_LOG("fcall_destroy(call1)");
+    kex_onFailed(nullptr, told, &text);
 }
 
 TEST_F(Harness, PeersHaveProcesses) {

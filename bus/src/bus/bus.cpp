@@ -194,6 +194,13 @@ void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *us
     bus->calls.call_userdata = userdata;
 }
 
+void kex_onFailed(kex_t *bus, void (*handler)(const kex_failed_call_t *call, void *userdata), void *userdata) {
+    if (bus == nullptr)
+        return;
+    bus->calls.failed_handler = handler;
+    bus->calls.failed_userdata = userdata;
+}
+
 // ----------------------------------------------------------------------------------------- Data model
 
 int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count, uint32_t columns) {

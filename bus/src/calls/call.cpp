@@ -71,11 +71,26 @@ void call_send_miss(function_call_t *call) {
     output_add(connection, writer, 1);
 }
 
+// The status adds nothing to the reply: that the function failed is known to this process only.
+void call_tell_failed(const function_call_t *call, const wire::Call &parsed) {
+    const Calls *calls = call->peer->calls;
+    if (calls->failed_handler == nullptr)
+        return;
+    const Connection *connection = call->peer->connection;
+    const kex_failed_call_t failed = {calls->bus,
+                                      call->peer->handle,
+                                      connection->name,
+                                      connection->process_id,
+                                      {parsed.path.bytes, parsed.path.length},
+                                      {parsed.function.bytes, parsed.function.length}};
+    calls->failed_handler(&failed, calls->failed_userdata);
+}
+
 // A function takes its time by the kernel's clock: whoever waits for it does so too.
-void call_run_entry(function_call_t *call, argument_list_t *arguments, variant_t *value) {
+int call_run_entry(function_call_t *call, argument_list_t *arguments, variant_t *value) {
     uint64_t begin = clock_monotonic();
     call->request.reply.being_built = true;
-    arguments->function->entry(call, arguments, value); // its status adds nothing to the reply
+    const int status = arguments->function->entry(call, arguments, value);
     call->request.reply.being_built = false;
     uint64_t took = clock_monotonic() - begin;
     char title[kCallTitle];
@@ -83,6 +98,7 @@ void call_run_entry(function_call_t *call, argument_list_t *arguments, variant_t
         note(ZIL_TRACE_WARNING, "%s ran for %u.%u s: nothing else was done meanwhile",
              call_title(arguments->parsed, title, sizeof title), static_cast<unsigned>(took / kSecond),
              static_cast<unsigned>(took % kSecond / (100 * kMillisecond)));
+    return status;
 }
 
 // A call that finds nothing is told to whoever set the two sides up.
@@ -131,10 +147,10 @@ void call_run_function(function_call_t *call, argument_list_t *arguments, varian
     call->object = object;
     object_pin(object);
     calls->running = arguments;
-    if (call_may_run(calls))
-        call_run_entry(call, arguments, value);
-    else
+    if (!call_may_run(calls))
         call_add_error(call, KEX_ERROR_REFUSED, "Not allowed", parsed.function);
+    else if (call_run_entry(call, arguments, value) == KEX_FUNCTION_FAILED)
+        call_tell_failed(call, parsed);
     calls->running = nullptr;
     object_unpin(object);
 }

@@ -27,6 +27,8 @@ struct Calls {
     argument_list_t *running; // of the call whose function runs; null: none does
     int (*call_handler)(kex_t *bus, void *userdata);
     void *call_userdata;
+    void (*failed_handler)(const kex_failed_call_t *call, void *userdata);
+    void *failed_userdata;
     void (*closed_handler)(kex_t *bus, peer_t *peer, void *userdata);
     void *closed_userdata;
 };

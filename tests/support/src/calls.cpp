@@ -77,6 +77,22 @@ bool may_run() {
     return !s.call_handler || s.call_handler(bus().handle(), s.call_userdata) != 0;
 }
 
+// What the handler of kex_onFailed() is told.
+void tell_failed(const function_call_t &call) {
+    const Bus::State &s = bus().state();
+    if (!s.failed_handler)
+        return;
+    static const std::string none;
+    const std::string &path = call.object ? call.object->path : none;
+    const kex_failed_call_t failed = {bus().handle(),
+                                      call.peer,
+                                      peer_processName(call.peer),
+                                      peer_processId(call.peer),
+                                      {path.data(), static_cast<uint32_t>(path.size())},
+                                      {call.name.data(), static_cast<uint32_t>(call.name.size())}};
+    s.failed_handler(&failed, s.failed_userdata);
+}
+
 } // namespace
 
 int Call::run(kex_function_t *function) {
@@ -97,6 +113,8 @@ int Call::run(kex_function_t *function) {
         state_->returned = *held;
     bus().state().return_values.erase(&return_value);
     drop_own(&return_value);
+    if (status == KEX_FUNCTION_FAILED)
+        tell_failed(call);
     if (call.destroyed != 1)
         bus().problem(text("call%u was destroyed %u times", call.id, call.destroyed));
     return status;
@@ -271,6 +289,15 @@ void kex_onCall(kex_t *on, int (*handler)(kex_t *bus, void *userdata), void *use
         return;
     bus().state().call_handler = handler;
     bus().state().call_userdata = userdata;
+}
+
+void kex_onFailed(kex_t *on, void (*handler)(const kex_failed_call_t *call, void *userdata), void *userdata) {
+    act(text("kex_onFailed(%s, %s, %s)", fake::shown_bus(on).c_str(),
+             fake::shown_function(reinterpret_cast<const void *>(handler)).c_str(), userdata ? "data" : "null"));
+    if (on != bus().handle())
+        return;
+    bus().state().failed_handler = handler;
+    bus().state().failed_userdata = userdata;
 }
 
 } // extern "C"

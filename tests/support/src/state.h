@@ -8,6 +8,7 @@
 #include <set>
 #include <unistd.h>
 
+#include "kex_host.h"
 #include "voice_fake/bus.h"
 
 struct kex {};
@@ -170,6 +171,8 @@ struct Bus::State {
     const function_call_t *running = nullptr; // the call whose function runs
     int (*call_handler)(kex_t *, void *) = nullptr;
     void *call_userdata = nullptr;
+    void (*failed_handler)(const kex_failed_call_t *, void *) = nullptr;
+    void *failed_userdata = nullptr;
 
     std::map<const variant_t *, Held> variants;
     std::set<variant_list *> lists; // handed out by argument_getList

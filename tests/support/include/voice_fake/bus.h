@@ -241,8 +241,9 @@ public:
     // Adds an argument. Descriptors stay the test's own: the callee gets duplicates, as over a real connection.
     Call &with(const std::string &name, Value value);
 
-    int
-    run(kex_function_t *function); // the status; failed, and the function not run, when kex_onCall()'s handler says no
+    // The status; failed, and the function not run, when kex_onCall()'s handler says no. The one of kex_onFailed() is told
+    // when the function itself failed.
+    int run(kex_function_t *function);
     // Afterwards:
     const Value &returned() const;                  // VARIANT_NONE when no return value was set
     const std::vector<std::string> &errors() const; // 196640 "Missing mandatory argument" "signal"
