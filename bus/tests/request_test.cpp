@@ -249,6 +249,32 @@ TEST_F(Request, QueueOfOneMebibyteThenNo) {
     EXPECT_TRUE(turn_until([&] { return served::log.size() == accepted; })) << "the accepted ones all arrive";
 }
 
+TEST_F(Request, FourThousandAndNinetySixWithoutAnAnswerThenNo) {
+    static size_t answered;
+    answered = 0;
+    const auto send = [&] {
+        request_t *r = make("note", {});
+        request_setDoneHandler(r, [](request_t *done) {
+            answered++;
+            request_destroy(done);
+        });
+        const bool sent = kex_sendRequest(client, to_server, r);
+        if (!sent)
+            request_destroy(r);
+        return sent;
+    };
+    CapturedTrace trace;
+    for (size_t i = 0; i < 4096; i++)
+        ASSERT_TRUE(send()) << i;
+    EXPECT_EQ(trace.text(), "");
+    EXPECT_FALSE(send());
+    EXPECT_THAT(trace.text(), testing::HasSubstr("request 'note' of 'Probe' to '"));
+    EXPECT_THAT(trace.text(), testing::HasSubstr(" not queued: too many requests wait for its answers\n"));
+    EXPECT_TRUE(turn_until([] { return answered == 4096; })) << "each of them is answered";
+    EXPECT_TRUE(send());
+    EXPECT_TRUE(turn_until([] { return answered == 4097; }));
+}
+
 TEST_F(Request, QueueOfNinetySixDescriptorsThenNo) {
     // Small packets stay queued until the turn ends, so the count is exact.
     for (int i = 0; i < 3; i++) {

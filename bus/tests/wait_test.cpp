@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/time.h>
 #include <thread>
 #include <unistd.h>
@@ -53,6 +55,13 @@ protected:
     request_t *request = nullptr;
     uint32_t serial = 0;
 };
+
+// How much of what the raw peer has sent has not been read.
+int unread_bytes(const RawPeer &raw) {
+    int bytes = 0;
+    EXPECT_EQ(ioctl(raw.fd(), SIOCOUTQ, &bytes), 0);
+    return bytes;
+}
 
 // A clock that moves by itself: each look at it is some time later.
 struct RunningClock {
@@ -262,6 +271,19 @@ TEST_F(Wait, FloodDuringAWaitForSomebodyElseIsLeftAlone) {
     raw.send(reply());
     EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
     EXPECT_TRUE(turn_until([&] { return served::log.size() == sent; }));
+}
+
+TEST_F(Wait, PeerThatSendsWithoutEndCannotKeepItFromItsTime) {
+    RunningClock clock;
+    kex_setClock(server, RunningClock::read, &clock);
+    size_t lying = 0;
+    while (raw.send(Packet(kWaiting, 999)))
+        lying++;
+    ASSERT_GT(lying, 140u) << "the socket holds more than the wait reads between two looks at its time";
+    timeval limit = {1, 0};
+    EXPECT_FALSE(kex_waitForReply(server, request, &limit));
+    EXPECT_GT(unread_bytes(raw), 0) << "the time was over before all was read";
+    kex_setClock(server, nullptr, nullptr);
 }
 
 } // namespace

@@ -21,6 +21,7 @@ constexpr uint32_t kMaxProcessName = 63;            // bytes kept of a process n
 constexpr uint32_t kMaxPeers = 64;                  // connections of one bus, taps included
 constexpr uint32_t kMaxQueuedBytes = 1024 * 1024;   // to one peer; beyond it kex_sendRequest says no
 constexpr uint32_t kMaxQueuedDescriptors = 96;      // to one peer, likewise
+constexpr uint32_t kMaxPendingRequests = 4096;      // to one peer, without an answer; beyond it it says no, too
 constexpr uint32_t kReplyAllowance = 2;             // replies may fill this many times the queue, then the peer goes
 constexpr uint32_t kMaxReceivedCalls = 1024;        // from one peer, not yet dispatched; beyond it it is not read
 constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise

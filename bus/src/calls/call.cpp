@@ -163,6 +163,7 @@ void call_run(Task *task) {
     wire::call_read(call->message, arguments.parsed); // it was validated when it came
     variant_t value;
     variant_initialize(&value, VARIANT_NONE);
+    call->peer->queued.remove(call);
     call->peer->running = call;
     call_run_function(call, &arguments, &value);
     call->peer->running = nullptr;
@@ -181,11 +182,8 @@ void call_drop(Task *task) {
 const function_call_t *call_find(const Peer *peer, uint32_t serial) {
     if (peer->running != nullptr && peer->running->request.serial == serial)
         return peer->running;
-    for (Task *task : peer->connection->lane.tasks) {
-        if (task->run != call_run)
-            continue;
-        const function_call_t *call = static_cast<const function_call_t *>(task);
-        if (call->peer == peer && call->request.serial == serial)
+    for (const function_call_t *call : peer->queued) {
+        if (call->request.serial == serial)
             return call;
     }
     return nullptr;
@@ -225,6 +223,7 @@ bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &des
     call->request.flags = message.flags;
     call->request.serial = message.serial;
     account_add(peer->connection->received, message.size, call->descriptors.count);
+    peer->queued.push(call);
     lane_push(&peer->connection->lane, call);
     return true;
 }

@@ -9,7 +9,7 @@
 #include "value/message.h"
 
 // Its task runs the function.
-struct function_call : bus::Task {
+struct function_call : bus::Task, bus::Node<function_call> {
     bus::Peer *peer;
     object_t *object;
     request_t request; // the caller's side as the function sees it

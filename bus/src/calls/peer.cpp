@@ -30,11 +30,17 @@ peer_t *handle_create(Calls *calls) {
     return handle;
 }
 
+void peer_free(Peer *peer) {
+    if (peer != nullptr)
+        pending_end(peer->pending);
+    free(peer);
+}
+
 // Takes back the one that was made last, before anybody has seen it.
 void handle_discard(Calls *calls) {
     peer_t *handle = calls->handles;
     calls->handles = handle->next;
-    free(handle->peer);
+    peer_free(handle->peer);
     free(handle);
 }
 
@@ -123,7 +129,7 @@ void peer_close_event(Peer *peer) {
     if (calls->closed_handler != nullptr)
         calls->closed_handler(calls->bus, handle, calls->closed_userdata);
     handle->peer = nullptr;
-    free(peer);
+    peer_free(peer);
 }
 
 void peers_end(Calls *calls) {

@@ -4,6 +4,7 @@
 #define KEX_PEER_H
 
 #include "calls/calls.h"
+#include "calls/pending.h"
 #include "transport/connection.h"
 
 namespace bus {
@@ -13,12 +14,12 @@ struct Peer {
     Calls *calls;
     Connection *connection;
     peer_t *handle;
-    bool close_told; // the close event runs
-    uint32_t last_serial;
-    List<request_t> pending;  // sent or queued, without an answer yet
-    function_call_t *running; // the call of the peer whose function runs now
-    request_t *awaited;       // kex_waitForReply runs for this one
-    uint32_t awaited_by_it;   // serial of our answer that the peer says it waits for; 0: none
+    bool close_told;              // the close event runs
+    Pending pending;              // sent or queued, without an answer yet
+    List<function_call_t> queued; // calls of the peer that have not been run yet
+    function_call_t *running;     // the one whose function runs now
+    request_t *awaited;           // kex_waitForReply runs for this one
+    uint32_t awaited_by_it;       // serial of our answer that the peer says it waits for; 0: none
     void *closed_userdata;
     int (*closed_handler)(peer_t *peer, int event, void *userdata);
 };

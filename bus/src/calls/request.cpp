@@ -45,7 +45,7 @@ void request_run(Task *task) {
 
 void request_complete(request_t *r, RequestState state) {
     Lane *lane = &r->peer->connection->lane;
-    r->peer->pending.remove(r);
+    pending_remove(r->peer->pending, r);
     r->peer = nullptr;
     r->packet = nullptr;
     r->state = state;
@@ -61,27 +61,26 @@ void request_fail(request_t *r, uint32_t code, const char *description, const ch
 
 // The request that waits for the reply of this serial, or null.
 request_t *request_find(const Peer *peer, uint32_t serial) {
-    request_t *r = peer->pending.first;
-    while (r != nullptr && (r->serial != serial || r->state != RequestState::left))
-        r = List<request_t>::after(r);
-    return r;
+    request_t *r = pending_find(peer->pending, serial);
+    return r != nullptr && r->state == RequestState::left ? r : nullptr;
 }
 
-uint32_t serial_next(Peer *peer) {
-    peer->last_serial += peer->last_serial == UINT32_MAX ? 2 : 1; // 0 is no serial
-    return peer->last_serial;
-}
-
-// Null: it does not fit, or the queue is full (traced).
-OutPacket *request_queue(const request_t *r, Connection *connection, uint32_t serial) {
+// Null: it does not fit, or the queue is full, which `why` tells.
+OutPacket *request_write(const request_t *r, Connection *connection, const char *&why) {
     wire::Writer writer = output_begin(connection);
-    wire::call_write(writer, serial, r->flags, r->path, r->function, r->parameters);
-    const char *why = writer.why;
-    OutPacket *packet = output_add(connection, writer, 1);
+    wire::call_write(writer, r->serial, r->flags, r->path, r->function, r->parameters);
+    why = writer.why != nullptr ? writer.why : "the queue is full";
+    return output_add(connection, writer, 1);
+}
+
+// With its serial. Null: it cannot be queued (traced).
+OutPacket *request_queue(request_t *r, Peer *peer) {
+    const char *why = pending_reserve(peer->pending, r->serial);
+    OutPacket *packet = why == nullptr ? request_write(r, peer->connection, why) : nullptr;
     if (packet == nullptr) {
         char title[kTitleSize];
         note(ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s", r->function, r->path,
-             connection_title(connection, title, sizeof title), why != nullptr ? why : "the queue is full");
+             connection_title(peer->connection, title, sizeof title), why);
     }
     return packet;
 }
@@ -94,19 +93,17 @@ bool request_send(Calls *calls, peer_t *to, request_t *r) {
     Peer *peer = peer_open(to);
     if (peer == nullptr || peer->calls != calls || r->state != RequestState::fresh)
         return false;
-    Connection *connection = peer->connection;
-    uint32_t serial = serial_next(peer);
-    OutPacket *packet = request_queue(r, connection, serial);
+    OutPacket *packet = request_queue(r, peer);
     if (packet == nullptr)
         return false;
     packet->request = r;
     r->packet = packet;
     r->calls = calls;
     r->peer = peer;
-    r->serial = serial;
     r->state = RequestState::queued;
-    peer->pending.push(r);
-    connection_flush_if_much(connection);
+    pending_add(peer->pending, r);
+    parameters_clear(r->parameters); // they are in the packet
+    connection_flush_if_much(peer->connection);
     return true;
 }
 
@@ -120,8 +117,8 @@ void request_unsent(request_t *r, const char *why) {
 }
 
 void requests_fail(Peer *peer, const char *why) {
-    while (peer->pending.first != nullptr)
-        request_fail(peer->pending.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
+    while (peer->pending.requests.first != nullptr)
+        request_fail(peer->pending.requests.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
 }
 
 bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors) {
@@ -201,7 +198,7 @@ void request_destroy(request_t *r) {
     if (r->packet != nullptr)
         r->packet->request = nullptr;
     if (r->peer != nullptr) {
-        r->peer->pending.remove(r);
+        pending_remove(r->peer->pending, r);
         r->peer = nullptr;
     }
     task_remove(r);
