@@ -1,24 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /* Sizes and offsets of everything that crosses the library's border, as written numbers. DO NOT EVER CHANGE ONE: hosts
- * that are not recompiled depend on them. N(wide, narrow): hosts with 64-bit and with 32-bit pointers. */
-#include <stddef.h>
+ * that are not recompiled depend on them. */
+#include "layout.h"
 
 #include "libvoice_plugin.h"
-
-#ifdef __cplusplus
-#define ASSERT(condition) static_assert(condition, #condition)
-#else
-#define ASSERT(condition) _Static_assert(condition, #condition)
-#endif
-
-#if UINTPTR_MAX == 0xFFFFFFFFu
-#define N(wide, narrow) (narrow)
-#else
-#define N(wide, narrow) (wide)
-#endif
-
-#define SIZE(type, bytes) ASSERT(sizeof(type) == (bytes))
-#define AT(type, field, offset) ASSERT(offsetof(type, field) == (offset))
 
 /* Records that travel as bytes: the same on every host. */
 SIZE(libvoice_signal_t, 28);
@@ -35,8 +20,10 @@ SIZE(libvoice_param_set_t, 8);
 AT(libvoice_param_set_t, params, 0);
 AT(libvoice_param_set_t, length, 4);
 SIZE(libvoice_param_block_t, 264);
+AT(libvoice_param_block_t, head, 0);
 AT(libvoice_param_block_t, buffer, 8);
 SIZE(libvoice_codec_record_t, 16);
+AT(libvoice_codec_record_t, bytes, 0);
 ASSERT(LIBVOICE_CNX_INFO_BYTES == 704);
 ASSERT(LIBVOICE_CNX_INFO_SOCKET_BYTES == 736);
 ASSERT(LIBVOICE_CNX_INFO_LOCAL == 704);
@@ -68,7 +55,6 @@ ASSERT(sizeof(libvoice_result_texts) == N(80, 40));
 ASSERT(sizeof(voice_service_result_texts) == N(104, 52));
 
 /* Callback tables: plain arrays of pointers. */
-#define CALLBACK(type, field, place) AT(type, field, (place)*N(8, 4))
 SIZE(libvoice_callbacks_t, N(112, 56));
 CALLBACK(libvoice_callbacks_t, voice_plugin_init, 0);
 CALLBACK(libvoice_callbacks_t, voice_plugin_exit, 1);
@@ -118,6 +104,7 @@ AT(libvoice_db_message_fields, messages, N(112, 56));
 
 /* The platform's one open type. */
 SIZE(variant_t, 32);
+AT(variant_t, opaque, 0);
 typedef struct after_a_byte {
     char byte;
     variant_t variant;
