@@ -222,13 +222,33 @@ static inline const char *voice_plugin_prepare(kex_t *bus, const char *name, con
         return "the bus does not take the plugin's objects: its name is that of an object with a class";
     return NULL;
 }
+/** The plugin's own voice_plugin_init, which voice_plugin_run() puts voice_plugin_init_came() before. Weak, as the next one:
+ *  all files of a program share them. */
+__attribute__((weak)) int32_t (*voice_plugin_own_init)(const char *country);
+/** The connection on which "init" has come last, only to be compared. */
+__attribute__((weak)) peer_t *voice_plugin_initialised_by;
+
+/** Stands before the plugin's own voice_plugin_init. */
+static inline int32_t voice_plugin_init_came(const char *country) {
+    voice_plugin_initialised_by = libvoice_get_kex_peer_handler();
+    return voice_plugin_own_init(country);
+}
+/** Whether "init" has come on the connection that there is now: the application has registered the plugin under its name.
+ *  For a plugin started by this header. */
+static inline int voice_plugin_is_initialised(void) {
+    peer_t *application = libvoice_get_kex_peer_handler();
+    return application != NULL && application == voice_plugin_initialised_by;
+}
 /** Hands bus, name and callbacks to the library: from the next turn of the loop it connects and registers. */
 static inline void voice_plugin_run(kex_t *bus, const char *name, const libvoice_callbacks_t *callbacks) {
+    libvoice_callbacks_t handed_over = *callbacks;
+    voice_plugin_own_init = callbacks->voice_plugin_init;
+    handed_over.voice_plugin_init = voice_plugin_init_came;
     libvoice_set_kex_handler(bus);
     libvoice_set_pluginname(name);
     if (*libvoice_get_ep_suffix() == 0)
         libvoice_set_ep_suffix(name);
-    libvoice_init(*callbacks);
+    libvoice_init(handed_over);
 }
 
 /**
@@ -359,11 +379,13 @@ static inline const char *voice_endpoint_register(int32_t type, const char *name
 /**
  * Takes leave of the application: sends "deregister_plugin" without waiting. Its answer is voice_plugin_exit with
  * LIBVOICE_EXIT_DEREGISTERED; there stop the loop. Do not wait for it longer than a second.
- * @return no: there is no application to take leave of; stop the loop at once
+ * @return no: there is nothing to take leave of, stop the loop at once: no application, or no "init" from it, and then
+ * another plugin may be known under the name, whose lines would go. (A plugin that was not started by this header is
+ * not held back: it looks itself whether "init" came.)
  */
 static inline int voice_plugin_leave(void) {
     peer_t *application = libvoice_get_kex_peer_handler();
-    if (application == NULL)
+    if (application == NULL || (voice_plugin_own_init != NULL && !voice_plugin_is_initialised()))
         return 0;
     request_t *request = request_create_executeFunction(LIBVOICE_APPLICATION_PATH, "deregister_plugin",
                                                         LIBVOICE_REQUEST_FLAGS_LIFECYCLE);

@@ -58,6 +58,8 @@ protected:
         libvoice_set_ep_suffix("");
         libvoice_set_kex_handler(nullptr);
         libvoice_set_kex_peer_handler(nullptr);
+        voice_plugin_own_init = nullptr;
+        voice_plugin_initialised_by = nullptr;
         bus().clear_log();
     }
     // After a sentence: nothing was handed to the library, and nothing will run.
@@ -83,7 +85,9 @@ TEST_F(Start, PluginIsDeclaredUnderOneName) {
     EXPECT_EQ(libvoice_get_kex_handler(), the_bus);
     EXPECT_STREQ(libvoice_get_pluginname(), "tel");
     EXPECT_STREQ(libvoice_get_ep_suffix(), "tel");
-    EXPECT_EQ(memcmp(&libvoice_registered_callbacks, &callbacks, sizeof callbacks), 0);
+    libvoice_callbacks_t handed_over = libvoice_registered_callbacks;
+    handed_over.voice_plugin_init = plugin_init; // the helper stands before this one only
+    EXPECT_EQ(memcmp(&handed_over, &callbacks, sizeof callbacks), 0);
     EXPECT_EQ(bus().timers_armed(), 1u) << "the connection cycle";
 }
 
@@ -284,7 +288,14 @@ protected:
     void SetUp() override {
         const libvoice_callbacks_t callbacks = plugin_callbacks();
         ASSERT_STREQ(voice_plugin_start(the_bus, "tel", &callbacks), nullptr);
-        libvoice_set_kex_peer_handler(bus().peer("application"));
+        connect("application");
+    }
+    // A connection to an application, on which "init" comes unless it is another plugin's.
+    static void connect(const char *application, bool is_initialised = true) {
+        libvoice_set_kex_peer_handler(bus().peer(application));
+        if (is_initialised) {
+            EXPECT_EQ(libvoice_registered_callbacks.voice_plugin_init("DE"), 0);
+        }
         bus().clear_log();
     }
     const char *add(const char *name) {
@@ -415,6 +426,40 @@ TEST_F(Endpoints, WithoutAnApplicationThereIsNoLeaveToTake) {
     EXPECT_FALSE(voice_plugin_leave());
     bus().fail("request_create_executeFunction");
     EXPECT_FALSE(voice_plugin_leave());
+}
+
+TEST_F(Start, InitReachesThePluginsOwnCallbackWithItsAnswer) {
+    libvoice_callbacks_t callbacks = plugin_callbacks();
+    static std::string named;
+    callbacks.voice_plugin_init = [](const char *country) -> int32_t {
+        named = country;
+        return -7;
+    };
+    ASSERT_STREQ(voice_plugin_start(the_bus, "tel", &callbacks), nullptr);
+    EXPECT_EQ(libvoice_registered_callbacks.voice_plugin_init("AT"), -7);
+    EXPECT_EQ(named, "AT");
+}
+
+// Another plugin may be known under this name: its lines are not ours to take away.
+TEST_F(Endpoints, WithoutInitOnThisConnectionThereIsNoLeaveToTake) {
+    EXPECT_TRUE(voice_plugin_is_initialised());
+    connect("application started again", false);
+    EXPECT_FALSE(voice_plugin_is_initialised());
+    EXPECT_FALSE(voice_plugin_leave());
+    EXPECT_EQ(bus().requests_made(), 0u);
+    libvoice_set_kex_peer_handler(nullptr);
+    EXPECT_FALSE(voice_plugin_is_initialised());
+    connect("application started again");
+    EXPECT_TRUE(voice_plugin_is_initialised());
+    EXPECT_TRUE(voice_plugin_leave());
+}
+
+TEST_F(Start, PluginStartedByHandTakesLeaveAsItLikes) {
+    libvoice_set_kex_handler(the_bus);
+    libvoice_set_pluginname("tel");
+    libvoice_set_kex_peer_handler(bus().peer("application"));
+    EXPECT_TRUE(voice_plugin_leave());
+    EXPECT_EQ(bus().record(1).function, "deregister_plugin");
 }
 
 // ---------------------------------------------------------------------------------------------------------- Rejections

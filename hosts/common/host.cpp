@@ -197,10 +197,8 @@ kex_t *host_start(const char *process_name) {
     if (bus == nullptr)
         host_fail("no message bus: %s", strerror(errno));
     signals_begin();
-    libvoice_set_kex_handler(bus);
+    libvoice_set_kex_handler(bus); // where drivers look for it, also before the start
     libvoice_set_convert_media(convert_media);
-    if (!kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS))
-        host_fail("bus functions are missing from this program: was it linked with -rdynamic and libvoice_plugin?");
     return bus;
 }
 

@@ -52,7 +52,7 @@ bool host_reads_stdin();
 /** "error: ...", exit status 1. */
 [[noreturn, gnu::format(printf, 1, 2)]] void host_fail(const char *format, ...);
 
-/** Makes the bus, hands it to the library and declares the bus functions. From here on SIGTERM and SIGINT do not end the
+/** Makes the bus, and hands it to the library; voice_start.h does the rest of a start. From here on SIGTERM and SIGINT do not end the
  *  process but wait for host_run(): nothing is registered yet that such an end would leave behind. Ends the process when
  *  it cannot. */
 kex_t *host_start(const char *process_name);

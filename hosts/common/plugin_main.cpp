@@ -231,14 +231,6 @@ void options_read(int count, char **words) {
                          LIBVOICE_ENDPOINT_NAME_BYTES - 1);
 }
 
-// The plugin's object, and the template of its endpoints.
-void objects_declare(kex_t *bus) {
-    char path[64];
-    snprintf(path, sizeof path, "%s.EndPoint", name);
-    if (kex_declareObject(bus, name, nullptr) == nullptr || kex_declareTemplate(bus, path, "EndPoint") == nullptr)
-        host_fail("cannot declare the objects of '%s'", name);
-}
-
 // ---------------------------------------------------------------------------------------------------- Being taken in
 
 constexpr uint32_t kLook = 1000;     // ms between two looks
@@ -249,7 +241,6 @@ constexpr uint32_t kLooksToWait = 2; // until what is missing is said
     "ZIL_VOIP_IPC_SOCKET_URI)"
 
 int32_t (*init)(const char *country); // the plugin's own callback
-bool initialised;                     // on this connection
 bool is_leaving;
 bool was_connected;    // ever
 bool looked_connected; // at the last look
@@ -259,7 +250,6 @@ kex_timer_t *input_timer;
 int exit_status;
 
 int32_t init_came(const char *country) {
-    initialised = true;
     if (!is_leaving)
         return init(country);
     plugin_leave();
@@ -268,7 +258,7 @@ int32_t init_came(const char *country) {
 
 // The library waits for "init", or for an application, as long as it takes, and without a word on standard output.
 void look(kex_timer_t *timer) {
-    if (initialised)
+    if (voice_plugin_is_initialised())
         return;
     const bool connected = plugin_is_connected();
     looks = connected == looked_connected ? looks + 1 : 1;
@@ -292,14 +282,22 @@ void look_begin() {
     kex_timer_start(look_timer, kLook);
 }
 
-// Until "init" has come another plugin may be known under this name, which is not ours to deregister. A young connection may
-// be registered, with "init" on its way: that is waited for, as long as host_run() lets us.
+// A young connection may be registered, with "init" on its way: that is waited for, as long as host_run() lets us.
 void leave() {
     is_leaving = true;
-    if (initialised)
+    if (voice_plugin_is_initialised() || !plugin_is_connected() || looks >= kLooksToWait)
         plugin_leave();
-    else if (!plugin_is_connected() || looks >= kLooksToWait)
-        host_stop();
+}
+
+void plugin_start(kex_t *bus) {
+    libvoice_callbacks_t callbacks = plugin->callbacks != nullptr ? plugin->callbacks() : line_plugin_callbacks();
+    init = callbacks.voice_plugin_init;
+    callbacks.voice_plugin_init = init_came;
+    libvoice_set_ep_suffix(stem);
+    const char *wrong = plugin->dsp != nullptr ? voice_dsp_plugin_start(bus, name, &callbacks, plugin->dsp)
+                                               : voice_plugin_start(bus, name, &callbacks);
+    if (wrong != nullptr)
+        host_fail("%s: %s", name, wrong);
 }
 
 void leave_without_input(kex_timer_t *) {
@@ -318,7 +316,6 @@ void input_ended() {
 }
 
 void application_lost(kex_t *, peer_t *, void *) {
-    initialised = false;
     was_connected = true;
     look_begin();
     if (plugin->lost != nullptr)
@@ -351,18 +348,12 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     lines = program->lines;
     options_read(count, words);
     kex_t *bus = host_start(program->program);
-    objects_declare(bus);
-    libvoice_set_pluginname(name);
-    libvoice_set_ep_suffix(stem);
     program->begin(lines);
+    plugin_start(bus);
     kex_onPeerClosed(bus, application_lost, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, run_command, input_ended))
         return kExitFailure;
-    libvoice_callbacks_t callbacks = program->callbacks != nullptr ? program->callbacks() : line_plugin_callbacks();
-    init = callbacks.voice_plugin_init;
-    callbacks.voice_plugin_init = init_came;
-    libvoice_init(callbacks);
     look_begin();
 
     int result = host_run(leave);

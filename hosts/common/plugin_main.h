@@ -53,12 +53,13 @@ typedef struct plugin_program {
     int most_lines;          /**< with --lines; not more than `lines`: there is no --lines. Both 0: no endpoints */
     const plugin_option_t *options;
     const plugin_command_t *commands;
-    /** Bus and plugin are there: adds `lines` lines. It ends the process if it cannot: with host_fail() in C++, with a
+    /** The bus is there, the plugin not yet on it: adds `lines` lines. It ends the process if it cannot: with host_fail() in C++, with a
      *  line on standard error and exit(1) in C. */
     void (*begin)(int lines);
     void (*status)(int lines); /**< answers the status command behind its first line; null: "1 registered" */
     libvoice_callbacks_t (*callbacks)(void); /**< null: line_plugin_callbacks() */
-    void (*lost)(void);                      /**< the connection has closed; null: line_plugin_application_lost() */
+    const libvoice_dsp_callbacks_t *dsp; /**< of a DSP plugin, which has its objects then; copied. Null: it is none */
+    void (*lost)(void);                  /**< the connection has closed; null: line_plugin_application_lost() */
 } plugin_program_t;
 
 /** Runs a plugin. @return the exit status. */

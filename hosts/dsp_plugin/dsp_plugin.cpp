@@ -16,7 +16,6 @@
 #include "audio.h"
 #include "console.h"
 #include "host.h"
-#include "kex_host.h"
 #include "line_plugin.h"
 #include "media_record.h"
 #include "plugin_main.h"
@@ -160,35 +159,20 @@ void channels_status(int) {
                 answer("channel %s line=%u %s", one.name, i, audio_text(&one.sound, i));
 }
 
-void dsp_objects_declare() {
-    kex_t *bus = host_bus();
-    char path[128];
-    snprintf(path, sizeof path, "%s.DSPPlugin", plugin_name());
-    bool declared = kex_declareObject(bus, path, "DSPPlugin") != nullptr;
-    snprintf(path, sizeof path, "%s.DSPPlugin.DSP", plugin_name());
-    declared = declared && kex_declareTemplate(bus, path, "DSP") != nullptr;
-    snprintf(path, sizeof path, "%s.DSPPlugin.DSP.DSP_CHANNEL", plugin_name());
-    declared = declared && kex_declareTemplate(bus, path, "DSP_CHANNEL") != nullptr;
-    if (!declared)
-        host_fail("cannot declare %s", path);
-}
-
 void channels_begin(int) {
-    dsp_objects_declare();
     audio_begin(host_bus());
     for (uint32_t i = 0; i < kChannels; i++)
         audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, channel_hears);
-    libvoice_dsp_callbacks_t dsp = {};
-    dsp.dsp_plugin_signal = dsp_signal;
-    dsp.dsp_plugin_create = dsp_create;
-    dsp.dsp_plugin_modify = dsp_modify;
-    dsp.dsp_plugin_destroy = dsp_destroy;
-    libvoice_dsp_init(dsp);
 }
 
 } // namespace
 
 int main(int count, char **words) {
+    libvoice_dsp_callbacks_t dsp = {};
+    dsp.dsp_plugin_signal = dsp_signal;
+    dsp.dsp_plugin_create = dsp_create;
+    dsp.dsp_plugin_modify = dsp_modify;
+    dsp.dsp_plugin_destroy = dsp_destroy;
     plugin_program_t program = {};
     program.program = "dsp_plugin";
     program.about = "Simulated DSP channels as a voice plugin.";
@@ -197,6 +181,7 @@ int main(int count, char **words) {
     program.begin = channels_begin;
     program.status = channels_status;
     program.callbacks = callbacks;
+    program.dsp = &dsp;
     program.lost = channels_lost;
     return plugin_main(&program, count, words);
 }

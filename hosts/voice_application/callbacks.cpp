@@ -7,6 +7,7 @@
 #include "parameters.h"
 #include "plan.h"
 #include "plugins.h"
+#include "voice_start.h"
 
 #include <string.h>
 
@@ -20,9 +21,7 @@ int32_t country_get(char *country, uint32_t size) {
     return 0;
 }
 
-} // namespace
-
-libvoice_app_callbacks_t application_callbacks() {
+libvoice_app_callbacks_t callbacks_get() {
     libvoice_app_callbacks_t callbacks = {};
     callbacks.voice_app_get_country = country_get;
     callbacks.voice_app_event = event_arrived;
@@ -32,4 +31,18 @@ libvoice_app_callbacks_t application_callbacks() {
     // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which plugins_peer_closed() sees, and with
     // it set the request to a plugin for whom the table has no room would never be given back.
     return callbacks;
+}
+
+} // namespace
+
+const char *application_start(kex_t *bus) {
+    const libvoice_app_callbacks_t callbacks = callbacks_get();
+    const char *wrong = voice_application_start(bus, &callbacks);
+    kex_onPeerClosed(bus, plugins_peer_closed, nullptr);
+    kex_onCall(bus, plugins_may_call, nullptr);
+    return wrong;
+}
+
+void application_end() {
+    plugins_end();
 }

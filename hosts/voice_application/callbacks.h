@@ -7,5 +7,7 @@
 
 #include "libvoice_plugin.h"
 
-/** For libvoice_app_init(). */
-libvoice_app_callbacks_t application_callbacks();
+/** Starts the application on a bus: it listens, and has its handlers. @return null, or a sentence that says what is wrong */
+const char *application_start(kex_t *bus);
+/** After the loop: gives back what is kept. */
+void application_end();

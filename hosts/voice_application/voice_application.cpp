@@ -19,9 +19,7 @@
 #include "commands.h"
 #include "console.h"
 #include "host.h"
-#include "kex_host.h"
 #include "plan.h"
-#include "plugins.h"
 
 namespace {
 
@@ -55,16 +53,10 @@ void options_read(int count, char **words) {
 int main(int count, char **words) {
     options_read(count, words);
     kex_t *bus = host_start("voice_application");
-    if (kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
-        host_fail("cannot declare %s", LIBVOICE_APPLICATION_PATH);
-    kex_onPeerClosed(bus, plugins_peer_closed, nullptr);
-    kex_onCall(bus, plugins_may_call, nullptr);
-    libvoice_app_init(application_callbacks());
-    libvoice_plugin_init_table();
-
     const char *socket = libvoice_get_ipc_socket();
-    if (libvoice_app_connect(kex_connection(bus), socket) == nullptr)
-        host_fail("cannot listen on %s (--socket, else ZIL_VOIP_IPC_SOCKET)", socket);
+    const char *wrong = application_start(bus);
+    if (wrong != nullptr)
+        host_fail("%s: %s", socket, wrong);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, command_run, host_terminate))
         return kExitFailure;
@@ -72,7 +64,7 @@ int main(int count, char **words) {
 
     int result = host_run(host_stop);
     console_stop();
-    plugins_end();
+    application_end();
     host_end();
     return result;
 }

@@ -4,10 +4,8 @@
 
 #include "callbacks.h"
 #include "host.h"
-#include "kex_host.h"
 #include "local_sockets.h"
 #include "plan.h"
-#include "plugins.h"
 
 #include <cstdio>
 #include <cstring>
@@ -111,19 +109,14 @@ Application::Application() {
     memset(static_cast<void *>(lines), 0, sizeof lines);
     the_plan = plan();
     strcpy(the_plan.address, voice_test::own_host().c_str()); // tests run side by side
-    kex_t *on = host_start("voice_application");
-    kex_declareObject(on, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS);
-    kex_onPeerClosed(on, plugins_peer_closed, nullptr);
-    kex_onCall(on, plugins_may_call, nullptr);
-    libvoice_app_init(application_callbacks());
-    libvoice_plugin_init_table();
+    EXPECT_STREQ(application_start(host_start("voice_application")), nullptr);
     testing::internal::CaptureStdout();
 }
 
 Application::~Application() {
     for (const std::string &name : plugins_)
         close(name);
-    plugins_end();
+    application_end();
     output_ += testing::internal::GetCapturedStdout();
     if (testing::Test::HasFailure()) // what went wrong was captured too
         fputs(output_.c_str(), stdout);

@@ -37,9 +37,9 @@ TEST_F(Registration, PluginsAreSaidWhenTheyComeAndGo) {
 TEST_F(Registration, CountryIsThatOfTheSettings) {
     char country[3] = "";
     strcpy(the_plan.country, "FR");
-    EXPECT_EQ(application_callbacks().voice_app_get_country(country, sizeof country), 0);
+    EXPECT_EQ(libvoice_app_registered_callbacks.voice_app_get_country(country, sizeof country), 0);
     EXPECT_STREQ(country, "FR");
-    EXPECT_LT(application_callbacks().voice_app_get_country(country, 2), 0) << "no room for it";
+    EXPECT_LT(libvoice_app_registered_callbacks.voice_app_get_country(country, 2), 0) << "no room for it";
 }
 
 TEST_F(Registration, EndpointsAreNumberedByTheirNames) {
