@@ -153,7 +153,7 @@ static inline int32_t voice_reject_add_stream(uint32_t context, void *stream_inf
                                               int32_t endpoint, uint32_t line) {
     (void)context;
     free(stream_info);
-    voice_descriptors_close(descriptors, 0, VOICE_STREAM_DESCRIPTORS);
+    voice_descriptors_close(descriptors, 0, LIBVOICE_DESCRIPTORS);
     voice_event_report_cause(endpoint, line, VOICE_CAUSE_UNSUPPORTED, "no conferences here");
     return -1;
 }

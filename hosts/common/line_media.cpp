@@ -139,7 +139,7 @@ int32_t line_add_stream_callback(uint32_t context, void *stream_info, int32_t **
         wrong = "streams are numbered from 1";
     if (wrong == nullptr)
         wrong = media_open(line, appearance, &media);
-    voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, VOICE_STREAM_DESCRIPTORS);
+    voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, LIBVOICE_DESCRIPTORS);
     if (line == nullptr)
         return 1;
     return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);

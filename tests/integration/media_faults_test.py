@@ -160,6 +160,25 @@ def test_three_descriptors_of_a_stream(phone):
     phone.holds()
 
 
+@pytest.mark.parametrize("count", [1, 3, 4, 10, 12, 64])
+def test_descriptors_of_a_stream_beyond_the_third_are_closed(phone, count):
+    assert phone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
+    for _ in range(3):
+        arguments = [
+            ("ep_id", I32(0)),
+            ("ctx_id", U32(7)),
+            ("line_id", U32(1)),
+            ("stream_info", stream(2)),
+            ("filedesc", phone.sockets(count)),
+        ]
+        assert phone.call("fxs1", "add_stream", arguments).result is True
+        phone.holds(min(count, 2))
+        assert phone.call("fxs1", "add_stream", arguments).result is False
+        phone.holds(min(count, 2))
+        assert phone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
+        phone.holds()
+
+
 def pipe_to_read():
     reading, writing = os.pipe()
     return reading, [writing]
