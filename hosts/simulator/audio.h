@@ -11,24 +11,10 @@
 
 #include "kex.h"
 #include "line_driver.h"
-#include "rtp.h"
+#include "session.h"
 #include "tone.h"
 
 constexpr uint32_t kSessions = LINE_APPEARANCES;
-
-struct audio;
-
-struct media_session {
-    bool open;
-    audio *owner;
-    line_media_t media; // with its two sockets
-    rtp_sender sender;
-    rtp_receiver receiver;
-    line_statistics_t counts; // what sender and receiver do not count themselves
-    uint32_t ticks;
-    uint32_t waiting; // frames that have arrived and were not heard yet
-    int16_t frames[4][kFrameSamples];
-};
 
 struct audio {
     char who[40];

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// Frames of sound: payload and mix.
+#include "frame.h"
+
+#include "libvoice_plugin.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+
+TEST(Frame, KnownCodecs) {
+    for (uint32_t codec : {LIBVOICE_CODEC_PCMA, LIBVOICE_CODEC_PCMU, LIBVOICE_CODEC_G722})
+        EXPECT_TRUE(frame_codec_is_known(codec)) << codec;
+    for (uint32_t codec : {uint32_t{LIBVOICE_CODEC_G729}, uint32_t{LIBVOICE_CODEC_OPUS}, 96u, 255u})
+        EXPECT_FALSE(frame_codec_is_known(codec)) << codec;
+}
+
+TEST(Frame, G711ComesBackAsItWent) {
+    for (uint32_t codec : {LIBVOICE_CODEC_PCMA, LIBVOICE_CODEC_PCMU}) {
+        int16_t samples[kFrameSamples], heard[kFrameSamples];
+        uint8_t payload[kFrameSamples];
+        for (uint32_t i = 0; i < kFrameSamples; i++)
+            samples[i] = static_cast<int16_t>(i % 2 == 0 ? 8000 : -8000);
+        frame_encode(codec, samples, payload);
+        frame_decode(codec, payload, sizeof payload, heard);
+        for (uint32_t i = 0; i < kFrameSamples; i++)
+            EXPECT_NEAR(heard[i], samples[i], 300) << codec << " " << i;
+    }
+}
+
+TEST(Frame, WhatAShortPayloadLacksIsSilence) {
+    uint8_t payload[kFrameSamples] = {0x55 ^ 0x7F, 0x55 ^ 0x7F};
+    int16_t samples[kFrameSamples];
+    std::fill(std::begin(samples), std::end(samples), int16_t{-1});
+    frame_decode(LIBVOICE_CODEC_PCMA, payload, 2, samples);
+    EXPECT_NE(samples[1], 0);
+    EXPECT_EQ(std::count(std::begin(samples) + 2, std::end(samples), 0), kFrameSamples - 2);
+}
+
+TEST(Frame, WidebandIsSilentHere) {
+    int16_t samples[kFrameSamples] = {1000, -1000};
+    uint8_t payload[kFrameSamples];
+    frame_encode(LIBVOICE_CODEC_G722, samples, payload);
+    EXPECT_EQ(std::count(std::begin(payload), std::end(payload), 0), kFrameSamples);
+    payload[0] = 0xAA;
+    frame_decode(LIBVOICE_CODEC_G722, payload, sizeof payload, samples);
+    EXPECT_EQ(std::count(std::begin(samples), std::end(samples), 0), kFrameSamples);
+}
+
+TEST(Frame, MixStopsAtTheLoudestSample) {
+    int16_t mix[kFrameSamples] = {30000, -30000, 5, INT16_MAX};
+    const int16_t more[kFrameSamples] = {30000, -30000, -7, INT16_MIN};
+    frame_add(mix, more);
+    EXPECT_EQ(mix[0], INT16_MAX);
+    EXPECT_EQ(mix[1], INT16_MIN);
+    EXPECT_EQ(mix[2], -2);
+    EXPECT_EQ(mix[3], -1);
+    EXPECT_EQ(mix[4], 0);
+}
