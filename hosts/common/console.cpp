@@ -3,6 +3,7 @@
 #include "console.h"
 
 #include "kex_host.h"
+#include "printable.h"
 
 #include <errno.h>
 #ifdef __GLIBC__
@@ -61,10 +62,7 @@ size_t format_line(char *line, size_t size, const char *format, va_list argument
         length = 0;
     if (static_cast<size_t>(length) > size - 2)
         length = static_cast<int>(size - 2);
-    // Texts come from outside: none of them may break a line in two or steer a terminal.
-    for (int i = 0; i < length; i++)
-        if (static_cast<unsigned char>(line[i]) < ' ' || line[i] == 0x7F)
-            line[i] = '.';
+    line_make_printable(line);
     line[length] = '\n';
     line[length + 1] = 0;
     return static_cast<size_t>(length) + 1;

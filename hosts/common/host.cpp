@@ -4,6 +4,7 @@
 
 #include "kex_host.h"
 #include "libvoice_plugin.h"
+#include "printable.h"
 
 #include <errno.h>
 #include <limits.h>
@@ -83,31 +84,17 @@ void print_error(const char *format, va_list arguments) {
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers start the list
     int length = vsnprintf(text, sizeof text, format, arguments);
     const bool is_cut = length >= static_cast<int>(sizeof text);
-    for (size_t end = sizeof text - 1; is_cut && end > 0 && (text[end] & 0x80) != 0; end--)
-        text[end] = 0; // no part of a character
+    line_make_printable(text); // also a last character of which a part is left
     fprintf(stderr, "error: %s%s\n", text, is_cut ? "..." : "");
 }
 
-// Bytes of the UTF-8 character that a text begins with; 0: it is none, or a control character.
-size_t character_length(const unsigned char *text) {
-    const unsigned char lead = *text;
-    if (lead < 0x80)
-        return lead >= ' ' && lead != 0x7F;
-    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4)
-        return 0;
-    for (size_t i = 1; i < length; i++)
-        if ((text[i] & 0xC0) != 0x80)
-            return 0;
-    return length;
-}
-
 bool is_text(const char *value) {
-    const unsigned char *at = reinterpret_cast<const unsigned char *>(value);
-    for (size_t length; *at != 0; at += length) {
-        length = character_length(at);
-        if (length == 0)
+    for (size_t left = strlen(value); left > 0;) {
+        const character read = character_read(value, left);
+        if (read.bytes == 0 || character_is_control(read.code))
             return false;
+        value += read.bytes;
+        left -= read.bytes;
     }
     return true;
 }

@@ -19,7 +19,7 @@ def head(kind, serial=0, flags=0, magic=b"k", version=1, order=ORDER):
 
 
 def text(value):
-    raw = value if isinstance(value, bytes) else value.encode()
+    raw = value if isinstance(value, bytes) else value.encode(errors="surrogateescape")
     return struct.pack("=I", len(raw)) + raw
 
 

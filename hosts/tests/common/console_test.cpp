@@ -97,6 +97,8 @@ TEST_F(Console, TextsFromOutsideStayOnOneLine) {
     ASSERT_EQ(received_until("ok\n"), "ok\n");
     say("plugin %s registered", "a\nb\r\033[2J\x7F\xC3\xA9");
     EXPECT_EQ(received_until("registered\n"), "plugin a.b..[2J.\xC3\xA9 registered\n");
+    say("plugin %s left", "\xC2\x9B[31m\xE2\x80\xA8");
+    EXPECT_EQ(received_until("left\n"), "plugin ..[31m... left\n");
 }
 
 TEST_F(Console, ALiveSocketOfAnotherKindIsNotTakenOver) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Short names of parameters.
 #include "identifiers.h"
-#include "printable.h"
 
 #include <gtest/gtest.h>
 
@@ -22,10 +21,4 @@ TEST(Identifiers, IntegersAndBooleansAreNumbers) {
     EXPECT_TRUE(identifier_is_number(LIBVOICE_PARAM_al_of_init));
     for (uint32_t id : {LIBVOICE_PARAM_dd_ce_ds, LIBVOICE_PARAM_al_ri_cad, LIBVOICE_EVENT_al_of})
         EXPECT_FALSE(identifier_is_number(id)) << id;
-}
-
-TEST(Printable, ControlCharactersAndQuotesBecomeDots) {
-    char text[] = "a\"b\nc\x1B\x7F\xC3\xA9";
-    text_make_printable(text);
-    EXPECT_STREQ(text, "a.b.c..\xC3\xA9");
 }
