@@ -22,6 +22,7 @@ namespace {
 
 constexpr int kClients = 8;
 constexpr size_t kLineBytes = 512;
+constexpr uint32_t kAcceptAgain = 1000; // ms until a connection is tried again that no descriptor was left for
 
 // A source of commands. Standard input is one of them; its answers go to standard output.
 struct source {
@@ -40,7 +41,8 @@ source standard_input;
 source clients[kClients];
 int listener = -1;
 char listener_path[sizeof(sockaddr_un::sun_path)];
-source *asking; // whose command runs now
+source *asking;            // whose command runs now
+kex_timer_t *accept_timer; // runs while the listener is not watched
 
 void forget(source *who) {
     kex_unwatch(console_bus, who->in);
@@ -137,10 +139,29 @@ void readable(int fd, void *userdata) {
         input_ended();
 }
 
+void accept_client(int fd, void *);
+
+void accept_again(kex_timer_t *) {
+    if (!kex_watch(console_bus, listener, nullptr, accept_client))
+        kex_timer_start(accept_timer, kAcceptAgain);
+}
+
+// Whoever waits at the socket would wake the loop again and again while nothing can be done for him.
+void accept_later() {
+    kex_unwatch(console_bus, listener);
+    if (accept_timer == nullptr)
+        accept_timer = kex_timer_create();
+    kex_timer_setHandler(accept_timer, accept_again);
+    kex_timer_start(accept_timer, kAcceptAgain);
+}
+
 void accept_client(int fd, void *) {
     int client = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
-    if (client < 0)
+    if (client < 0) {
+        if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+            accept_later();
         return;
+    }
     for (source &entry : clients) {
         if (entry.in >= 0)
             continue;
@@ -227,6 +248,8 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
 }
 
 void console_stop() {
+    kex_timer_destroy(accept_timer);
+    accept_timer = nullptr;
     for (source &client : clients)
         if (client.in >= 0)
             forget(&client);
