@@ -64,9 +64,10 @@ typedef struct line_tone {
 
 /** How to ring. */
 typedef struct line_ring {
-    const uint32_t *cadence_ms; /**< milliseconds on and off in turn, repeated; NULL: the country's own */
-    uint32_t count;             /**< words in the cadence, at most 64 */
-    int32_t pattern;            /**< LIBVOICE_PARAM_alert_ri_pattern or _andisp_dwa_pattern; -1: none was given */
+    const uint32_t
+        *cadence_ms; /**< milliseconds on and off in turn, repeated; NULL: that of the country of `registered` */
+    uint32_t count;  /**< words in the cadence, at most 64 */
+    int32_t pattern; /**< LIBVOICE_PARAM_alert_ri_pattern or _andisp_dwa_pattern; -1: none was given */
 } line_ring_t;
 
 /** What a display shows: a data block, decoded. Texts are never NULL and hold nothing that breaks a line of output. */
@@ -161,8 +162,9 @@ typedef struct line_driver {
     const char *(*signal)(void *line, uint32_t signal, const void *params, uint32_t length);
 
     /** The application has taken the line, and knows nothing of it but what is reported from here on. Whether it is off
-     *  hook is reported by the plugin afterwards. Null: nothing to do. */
-    void (*registered)(void *line);
+     *  hook is reported by the plugin afterwards. `country` is the application's, ISO 3166 ("DE"): its cadences and tones
+     *  hold until the next time. Null: nothing to do. */
+    void (*registered)(void *line, const char *country);
     /** The application is gone, or one begins anew (the first one too), or the line was deregistered: nothing that was
      *  ordered holds any more. Media has been closed and signals stopped before. Null: nothing to do. */
     void (*lost)(void *line);

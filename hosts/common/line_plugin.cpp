@@ -16,7 +16,7 @@ plugin_line lines[LIBVOICE_ENDPOINTS];
 uint32_t lines_used;
 kex_timer_t *deregister_timer;
 
-bool line_register(line_t *line) {
+bool line_register(line_t *line, const char *country) {
     int is_new;
     int32_t endpoint;
     if (line->withdrawn)
@@ -36,7 +36,7 @@ bool line_register(line_t *line) {
     line->endpoint = endpoint;
     say("%d registered %s endpoint=%d", line->number, line->name, endpoint);
     if (line->driver->registered != nullptr)
-        line->driver->registered(line->userdata);
+        line->driver->registered(line->userdata, country);
     return true;
 }
 
@@ -45,7 +45,7 @@ bool line_register(line_t *line) {
 int32_t init_callback(const char *country) {
     int registered = 0;
     for (uint32_t i = 0; i < lines_used; i++)
-        registered += line_register(&lines[i]);
+        registered += line_register(&lines[i], country);
     say("ready country=%s lines=%d", country, registered);
     for (uint32_t i = 0; i < lines_used; i++)
         line_report_state(&lines[i]);

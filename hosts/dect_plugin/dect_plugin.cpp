@@ -48,7 +48,7 @@ void handset_report_properties(const telephone *handset, bool reachable) {
     line_report_property(handset->line, &property);
 }
 
-void handset_registered(void *line) {
+void handset_registered(void *line, const char *) {
     handset_report_properties(static_cast<const telephone *>(line), true);
 }
 

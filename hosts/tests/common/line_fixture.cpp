@@ -141,7 +141,7 @@ line_driver_t whole_driver() {
     driver.signal = [](void *line, uint32_t signal, const void *, uint32_t length) {
         return note(line, fake::text("signal %s of %u bytes", libvoice_param_str(signal), length)), driver_answer;
     };
-    driver.registered = [](void *line) { note(line, "registered"); };
+    driver.registered = [](void *line, const char *country) { note(line, std::string("registered ") + country); };
     driver.lost = [](void *line) { note(line, "lost"); };
     return driver;
 }

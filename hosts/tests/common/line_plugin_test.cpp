@@ -20,8 +20,8 @@ TEST_F(LineTest, InitRegistersEachLineAndSaysSo) {
     EXPECT_EQ(bus().record(2).parameter("endpoint_name").str(), "\"L2\"");
     EXPECT_EQ(news(),
               (Texts{"L1 stop LIBVOICE_SIGNAL_zil_cancel_all_signals", "L1 lost", "says: 1 registered L1 endpoint=7",
-                     "L1 registered", "L2 stop LIBVOICE_SIGNAL_zil_cancel_all_signals", "L2 lost",
-                     "says: 2 registered L2 endpoint=7", "L2 registered", "says: ready country=DE lines=2"}));
+                     "L1 registered DE", "L2 stop LIBVOICE_SIGNAL_zil_cancel_all_signals", "L2 lost",
+                     "says: 2 registered L2 endpoint=7", "L2 registered DE", "says: ready country=DE lines=2"}));
     EXPECT_TRUE(bus().exists("stub.EndPoint.L1"));
 }
 
