@@ -44,5 +44,6 @@ const char *application_start(kex_t *bus) {
 }
 
 void application_end() {
+    endpoints_end();
     plugins_end();
 }

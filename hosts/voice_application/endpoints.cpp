@@ -8,6 +8,7 @@
 #include "kex_host.h"
 #include "line_events.h"
 #include "plugins.h"
+#include "timer.h"
 #include "voice_start.h"
 
 #include <stdio.h>
@@ -40,37 +41,57 @@ const char *endpoint_validate(const libvoice_endpoint_t *entry) {
     return nullptr;
 }
 
-// A number by the settings or by default. Null, or why there is none.
-const char *number_find(line *who, const plan_number *row, const char *name) {
-    if (who->type == VOICE_ENDPOINT_FXO)
-        return nullptr; // those are reached by the prefix
-    if (row != nullptr)
-        memcpy(who->number, row->number, sizeof who->number);
-    else if (!plan_default_number(who->type, who->plugin, name, who->number)) {
-        who->number[0] = 0;
-        return "its name gives none, and the settings do not name it";
-    }
-    for (const line &other : lines) {
-        if (&other == who || !other.used || strcmp(other.number, who->number) != 0)
-            continue;
-        who->number[0] = 0;
-        return command_error("%s is taken by %s.%s", other.number, other.plugin, endpt_table[other.endpoint].name);
-    }
+const line *number_holder(const char *number) {
+    for (const line &who : lines)
+        if (who.used && strcmp(who.number, number) == 0)
+            return &who;
     return nullptr;
 }
 
+// The number that a line is to have, by the settings or by default; none for exchange lines, which are reached by the
+// prefix.
+void number_choose(line *who, const plan_number *row, const char *name) {
+    if (who->type == VOICE_ENDPOINT_FXO)
+        return;
+    if (row != nullptr)
+        memcpy(who->wanted, row->number, sizeof who->wanted);
+    else if (!plan_default_number(who->type, who->plugin, name, who->wanted))
+        who->wanted[0] = 0;
+}
+
 // Null, or why it has no number: it can call then, but not be called.
-const char *line_give_number(line *who, const libvoice_endpoint_t *entry) {
-    const char *name = entry->name;
-    const plan_number *row = plan_find(&the_plan, who->plugin, name);
-    const char *why = number_find(who, row, name);
-    snprintf(who->name, sizeof who->name, "%s", row != nullptr && row->name[0] != 0 ? row->name : name);
+const char *number_take(line *who) {
+    if (who->wanted[0] == 0)
+        return who->type == VOICE_ENDPOINT_FXO ? nullptr : "its name gives none, and the settings do not name it";
+    const line *holder = number_holder(who->wanted);
+    if (holder != nullptr)
+        return command_error("%s is taken by %s.%s", holder->number, holder->plugin,
+                             endpt_table[holder->endpoint].name);
+    memcpy(who->number, who->wanted, sizeof who->number);
     static_assert(sizeof who->label >= sizeof who->number);
-    if (who->number[0] != 0)
-        memcpy(who->label, who->number, sizeof who->number);
-    else
-        snprintf(who->label, sizeof who->label, "%s.%s", entry->plugin_table->plugin_name, name);
-    return why;
+    memcpy(who->label, who->number, sizeof who->number);
+    return nullptr;
+}
+
+void line_name(line *who, const libvoice_endpoint_t *entry) {
+    const plan_number *row = plan_find(&the_plan, who->plugin, entry->name);
+    snprintf(who->name, sizeof who->name, "%s", row != nullptr && row->name[0] != 0 ? row->name : entry->name);
+    snprintf(who->label, sizeof who->label, "%s.%s", entry->plugin_table->plugin_name, entry->name);
+    number_choose(who, row, entry->name);
+}
+
+constexpr uint32_t kNumberRest = 30000; // ms that the number of a lost line waits for its plugin to come back
+kex_timer_t *number_timer;
+
+// A number that has become free goes to a line that wants it. Null: any number.
+void number_give(const char *number) {
+    for (line &who : lines) {
+        if (!who.used || who.number[0] != 0 || who.wanted[0] == 0)
+            continue;
+        if ((number == nullptr || strcmp(who.wanted, number) == 0) && number_take(&who) == nullptr)
+            say("endpoint %d %s.%s has the number %s now", who.endpoint, who.plugin, endpt_table[who.endpoint].name,
+                who.number);
+    }
 }
 
 // "PCMA,PCMU"
@@ -105,7 +126,8 @@ int32_t endpoint_registered(libvoice_endpoint_t *entry) {
     who->endpoint = endpoint;
     who->type = entry->type;
     snprintf(who->plugin, sizeof who->plugin, "%s", entry->plugin_table->plugin_name);
-    const char *why = line_give_number(who, entry);
+    line_name(who, entry);
+    const char *why = number_take(who);
 
     char codecs[128];
     codecs_list(entry, codecs, sizeof codecs);
@@ -127,5 +149,16 @@ void endpoint_deleted(libvoice_endpoint_t *entry) {
     if (who == nullptr)
         return; // one that we refused
     say("endpoint %d %s.%s gone", who->endpoint, who->plugin, entry->name);
+    const bool is_lost = !who->reachable;
     line_gone(who, "is gone");
+    // A plugin that crashed is mostly back soon, and its telephones should be called as before.
+    if (is_lost)
+        timer_start(
+            &number_timer, [](kex_timer_t *) { number_give(nullptr); }, kNumberRest);
+    else if (who->number[0] != 0)
+        number_give(who->number);
+}
+
+void endpoints_end() {
+    timer_stop(&number_timer);
 }

@@ -37,6 +37,7 @@ struct line {
     int32_t type;
     char plugin[LIBVOICE_PLUGIN_NAME_BYTES];
     char number[kNumberBytes];    // empty: can call, but not be called
+    char wanted[kNumberBytes];    // the number that it has, or gets when it is free; empty: none
     char label[40];               // how output speaks of it: its number, or "plugin.endpoint"
     char name[kDisplayNameBytes]; // what displays show
     char digits[kNumberBytes];    // dialled so far

@@ -80,6 +80,63 @@ TEST_F(Registration, NumberThatIsTakenLeavesALineWithoutOne) {
     EXPECT_LINES(app().said(), "line cellar1.FXS1 dial-tone");
 }
 
+TEST_F(Registration, NumberOfALineThatLeftGoesToTheOneThatWantsIt) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    app().register_plugin("attic1");
+    const int32_t first = telephone("fxs1", "FXS1");
+    const int32_t second = telephone("cellar1", "FXS1");
+    telephone("attic1", "FXS1");
+    app().said();
+    app().deregister_endpoint(first);
+    EXPECT_LINES(app().said(), "endpoint 0 fxs1.FXS1 gone", "endpoint 1 cellar1.FXS1 has the number 101 now");
+    EXPECT_EQ(line_of_text("101"), line_of_endpoint(second));
+    app().event(second, LIBVOICE_EVENT_al_of);
+    EXPECT_LINES(app().said(), "line 101 dial-tone");
+    app().event(second, LIBVOICE_EVENT_al_on);
+    app().said();
+    // The one that had it before comes later: it waits like the other one.
+    telephone("fxs1", "FXS1");
+    EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS1 has no number: 101 is taken by cellar1.FXS1"));
+    app().deregister_endpoint(second);
+    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 gone", "endpoint 0 fxs1.FXS1 has the number 101 now");
+}
+
+TEST_F(Registration, OtherNumbersThatBecomeFreeAreNotWanted) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    const int32_t other = telephone("fxs1", "FXS2");
+    telephone("cellar1", "FXS1");
+    app().said();
+    app().deregister_endpoint(other);
+    EXPECT_LINES(app().said(), "endpoint 1 fxs1.FXS2 gone");
+}
+
+TEST_F(Registration, NumberOfALostLineWaitsHalfAMinuteForIt) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    telephone("cellar1", "FXS1");
+    app().said();
+    app().close("fxs1");
+    EXPECT_LINES(app().said(), "plugin fxs1 lost", "endpoint 0 fxs1.FXS1 gone");
+    bus().advance(29999);
+    Call again;
+    again.from(bus().peer("fxs1 again")).with("plugin_name", Value::chars("fxs1"));
+    ASSERT_EQ(again.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
+    telephone("fxs1", "FXS1");
+    EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS1 number=101 codecs=PCMA,PCMU")) << "back in time";
+    bus().advance(60000);
+    EXPECT_LINES(app().said());
+    app().close("fxs1 again");
+    app().said();
+    bus().advance(29999);
+    EXPECT_LINES(app().said());
+    bus().advance(1);
+    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
+}
+
 TEST_F(Registration, NameThatGivesNoNumberIsSaid) {
     app().register_plugin("fxs9");
     app().register_plugin("fxo1");
