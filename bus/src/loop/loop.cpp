@@ -2,6 +2,7 @@
 // Implements loop.h: one epoll descriptor with everything behind it. No other file knows epoll.
 #include "loop/loop.h"
 #include "base/limits.h"
+#include "loop/wake.h"
 
 #include <errno.h>
 #include <initializer_list>
@@ -15,75 +16,9 @@ namespace bus {
 namespace {
 
 constexpr int kEventsPerTurn = 128;
-constexpr uint64_t kAtOnce = 1; // as an absolute time: long past
-
-// ----------------------------------------------------------------------------------------- Waking
-
-void timer_set(Loop *loop, uint64_t when) {
-    if (when == loop->armed)
-        return;
-    itimerspec setting = {};
-    setting.it_value.tv_sec = static_cast<time_t>(when / kSecond);
-    setting.it_value.tv_nsec = static_cast<long>(when % kSecond);
-    if (timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
-        loop->armed = when;
-}
-
-// An event counter does this for a fraction of what a timer costs that is due at once.
-void work_show(Loop *loop) {
-    const uint64_t one = 1;
-    if (!loop->work_shown)
-        loop->work_shown = write(loop->work.fd, &one, sizeof one) == static_cast<ssize_t>(sizeof one);
-}
-
-bool has_work(Loop *loop) {
-    bool work = loop->lanes.first != nullptr;
-    for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
-        work = module->has_work != nullptr && module->has_work(module->self);
-    return work;
-}
-
-uint64_t modules_deadline(Loop *loop) {
-    uint64_t soonest = kNever;
-    for (Module *module : loop->modules) {
-        uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
-        if (deadline != kNever && (soonest == kNever || deadline < soonest))
-            soonest = deadline;
-    }
-    return soonest;
-}
-
-// The poll descriptor becomes readable when the next deadline is there, or at once while work is left over.
-void loop_arm(Loop *loop) {
-    if (has_work(loop)) {
-        work_show(loop);
-        return;
-    }
-    uint64_t deadline = modules_deadline(loop);
-    // A replaced clock does not move the kernel's timer.
-    if (deadline != kNever && loop->clock.now != nullptr)
-        deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
-    timer_set(loop, deadline);
-}
-
-void timer_ready(Source *source) {
-    Loop *loop = static_cast<LoopSource *>(source)->loop;
-    uint64_t expirations;
-    if (read(source->fd, &expirations, sizeof expirations) > 0)
-        loop->armed = kNever;
-}
-
-void work_ready(Source *source) {
-    Loop *loop = static_cast<LoopSource *>(source)->loop;
-    uint64_t count;
-    if (read(source->fd, &count, sizeof count) > 0)
-        loop->work_shown = false;
-}
 
 // Stays readable: whoever polls the loop is to learn that it has been stopped.
 void stop_ready(Source *) {}
-
-// ----------------------------------------------------------------------------------------- The turn
 
 int sources_poll(Loop *loop, int timeout) {
     epoll_event events[kEventsPerTurn];
@@ -198,11 +133,6 @@ void source_remove(Loop *loop, Source *source) {
         return;
     epoll_ctl(loop->epoll_fd, EPOLL_CTL_DEL, source->fd, nullptr);
     source->watched = false;
-}
-
-void loop_wake(Loop *loop) {
-    if (!loop->in_turn)
-        loop_arm(loop);
 }
 
 int loop_run(Loop *loop) {

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// Implements wake.h.
+#include "loop/wake.h"
+#include "base/limits.h"
+
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+namespace bus {
+
+namespace {
+
+constexpr uint64_t kAtOnce = 1; // as an absolute time: long past
+
+void timer_set(Loop *loop, uint64_t when) {
+    if (when == loop->armed)
+        return;
+    itimerspec setting = {};
+    setting.it_value.tv_sec = static_cast<time_t>(when / kSecond);
+    setting.it_value.tv_nsec = static_cast<long>(when % kSecond);
+    if (timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
+        loop->armed = when;
+}
+
+// An event counter does this for a fraction of what a timer costs that is due at once.
+void work_show(Loop *loop) {
+    const uint64_t one = 1;
+    if (!loop->work_shown)
+        loop->work_shown = write(loop->work.fd, &one, sizeof one) == static_cast<ssize_t>(sizeof one);
+}
+
+bool has_work(Loop *loop) {
+    bool work = loop->lanes.first != nullptr;
+    for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
+        work = module->has_work != nullptr && module->has_work(module->self);
+    return work;
+}
+
+uint64_t modules_deadline(Loop *loop) {
+    uint64_t soonest = kNever;
+    for (Module *module : loop->modules) {
+        uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
+        if (deadline != kNever && (soonest == kNever || deadline < soonest))
+            soonest = deadline;
+    }
+    return soonest;
+}
+
+} // namespace
+
+void loop_arm(Loop *loop) {
+    if (has_work(loop)) {
+        work_show(loop);
+        return;
+    }
+    uint64_t deadline = modules_deadline(loop);
+    // A replaced clock does not move the kernel's timer.
+    if (deadline != kNever && loop->clock.now != nullptr)
+        deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
+    timer_set(loop, deadline);
+}
+
+void loop_wake(Loop *loop) {
+    if (!loop->in_turn)
+        loop_arm(loop);
+}
+
+void timer_ready(Source *source) {
+    Loop *loop = static_cast<LoopSource *>(source)->loop;
+    uint64_t expirations;
+    if (read(source->fd, &expirations, sizeof expirations) > 0)
+        loop->armed = kNever;
+}
+
+void work_ready(Source *source) {
+    Loop *loop = static_cast<LoopSource *>(source)->loop;
+    uint64_t count;
+    if (read(source->fd, &count, sizeof count) > 0)
+        loop->work_shown = false;
+}
+
+} // namespace bus
