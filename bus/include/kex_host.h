@@ -15,6 +15,8 @@
 
 #include "kex.h"
 
+#include <sys/types.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -125,6 +127,15 @@ void kex_onFailed(kex_t *bus, void (*handler)(const kex_failed_call_t *call, voi
 
 /* ------------------------------------------------------------------------------------------------------------ Peers */
 
+/**
+ * Keeps places for a user among the bus's 64 connections, so that others cannot take them all; a host calls it before it
+ * listens, for the user of a plugin that must always find room. Users other than the own one and root have 32 places
+ * together; reserved ones come on top of these. The 8 connections that one process may have hold for reserved places too.
+ * @param uid     the user. Reserving alone lets nobody in: see KEX_ALLOW_UIDS in bus/README.md
+ * @param places  how many connections, in place of what was reserved for this user before; 0 gives them up
+ * @return yes; no when there would be more than 64 reserved places, or more than 8 users with such
+ */
+int kex_reserve(kex_t *bus, uid_t uid, unsigned places);
 /** One handler for the closing of any peer of the bus. Runs once per peer, after its last queued call and after
  *  its own handler; the handle still compares equal to what calls gave, and is good for nothing else. */
 void kex_onPeerClosed(kex_t *bus, void (*handler)(kex_t *bus, peer_t *peer, void *userdata), void *userdata);

@@ -465,6 +465,7 @@ TEST_F(Harness, TheHostsCallsAreLinesToo) {
     kex_declareObject(made, "tel", nullptr);
     kex_declareTemplate(made, "tel.EndPoint", "EndPoint");
     kex_onPeerClosed(made, nullptr, nullptr);
+    EXPECT_TRUE(kex_reserve(made, 7, 2));
     kex_setClock(made, nullptr, nullptr);
     bus().name_function(reinterpret_cast<const void *>(counts), "counts");
     int count = 0;
@@ -476,7 +477,7 @@ TEST_F(Harness, TheHostsCallsAreLinesToo) {
     EXPECT_LOG("kex_create(\"tel\") = bus", "kex_declareFunctions(bus, 2 rows of 3) = 1",
                "kex_declareObject(bus, \"tel\", null) = <tel>",
                "kex_declareTemplate(bus, \"tel.EndPoint\", \"EndPoint\") = <tel.EndPoint>",
-               "kex_onPeerClosed(bus, null, null)", "kex_setClock(bus, null, null)",
+               "kex_onPeerClosed(bus, null, null)", "kex_reserve(bus, 7, 2)", "kex_setClock(bus, null, null)",
                "kex_watch(bus, 2, data, counts) = 1", "kex_unwatch(bus, 2) = 1", "kex_unwatch(bus, 2) = 0",
                "kex_stop(bus)", "kex_destroy(bus)");
 }

@@ -13,6 +13,7 @@
 #include "loop/loop.h"
 #include "loop/timer.h"
 #include "loop/watch.h"
+#include "transport/admission.h"
 #include "transport/transport.h"
 
 #include <errno.h>
@@ -145,6 +146,10 @@ kex_timer_t *kex_timer_create(void) {
 
 peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
     return connection != nullptr && path != nullptr ? peer_listen(&connection->bus->calls, path) : nullptr;
+}
+
+int kex_reserve(kex_t *bus, uid_t uid, unsigned places) {
+    return bus != nullptr && places_reserve(&bus->transport, uid, places);
 }
 
 peer_t *kex_client_connect(kex_t *bus, const char *uri) {

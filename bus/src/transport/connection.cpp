@@ -3,6 +3,7 @@
 #include "transport/connection.h"
 #include "base/closer.h"
 #include "base/trace.h"
+#include "transport/admission.h"
 #include "transport/output.h"
 #include "transport/send.h"
 #include "transport/succession.h"
@@ -36,6 +37,13 @@ void refusal_send(Transport *transport, int fd, const char *why) {
     send(fd, writer.data, writer.size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
+// Whom we connect to ourselves is not counted against anybody.
+const char *connection_refusal(const Transport *transport, Role role, const Credentials &credentials) {
+    if (role != Role::client)
+        return admission_refusal(transport, credentials.process_id, credentials.user_id);
+    return transport->open_connections >= kMaxPeers ? "there are too many connections" : nullptr;
+}
+
 void hello_send(Connection *connection) {
     wire::Writer writer = output_begin(connection);
     wire::hello_write(writer, connection->transport->name);
@@ -52,9 +60,11 @@ const char *connection_title(const Connection *connection, char *buffer, size_t 
 }
 
 Connection *connection_begin(Transport *transport, int fd, Role role) {
-    Connection *connection = transport->open_connections < kMaxPeers ? make<Connection>() : nullptr;
+    const Credentials credentials = socket_credentials(fd);
+    const char *why = connection_refusal(transport, role, credentials);
+    Connection *connection = why == nullptr ? make<Connection>() : nullptr;
     if (connection == nullptr) {
-        socket_refuse(transport, fd, "there are too many connections");
+        socket_refuse(transport, fd, why != nullptr ? why : "out of memory");
         return nullptr;
     }
     lane_begin(&connection->lane, transport->loop, 1);
@@ -62,7 +72,8 @@ Connection *connection_begin(Transport *transport, int fd, Role role) {
     connection->transport = transport;
     connection->role = role;
     connection->packet_limit = socket_packet_limit(fd);
-    connection->process_id = socket_process_id(fd);
+    connection->process_id = credentials.process_id;
+    connection->user_id = credentials.user_id;
     connection->number = ++transport->last_number;
     connection->hello_deadline = role == Role::server ? clock_now(transport->loop->clock) + kHelloLimit : 0;
     if (!source_add(transport->loop, connection, fd, connection_ready)) {
@@ -107,7 +118,8 @@ void connection_refuse(Connection *connection, const char *why) {
 }
 
 void socket_refuse(Transport *transport, int fd, const char *why) {
-    note(ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(socket_process_id(fd)), why);
+    note(ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(socket_credentials(fd).process_id),
+         why);
     refusal_send(transport, fd, why);
     connected_socket_close(fd);
 }

@@ -33,6 +33,7 @@ struct Connection : Source, Task, Node<Connection> {
     uint32_t behind;     // how many ends had been noticed when it was accepted: those come first
     uint32_t reads;      // batches read in this turn
     int32_t process_id;
+    uint32_t user_id;
     char name[kMaxProcessName + 1];
     char refusal[128]; // the reason the peer gave for refusing us
     uint32_t packet_limit;

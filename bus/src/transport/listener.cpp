@@ -153,7 +153,7 @@ int socket_accept(const Listener *listener) {
 }
 
 void socket_take(Transport *transport, int fd) {
-    if (socket_may_connect(transport->access, fd))
+    if (socket_is_trusted(transport->access, fd, socket_credentials(fd)))
         connection_begin(transport, fd, Role::server);
     else
         socket_refuse(transport, fd, "its user may not connect");

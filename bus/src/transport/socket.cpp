@@ -99,22 +99,18 @@ uint32_t socket_packet_limit(int fd) {
     return limit;
 }
 
-int32_t socket_process_id(int fd) {
+Credentials socket_credentials(int fd) {
     ucred credentials = {};
     socklen_t length = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
-        return 0;
-    return credentials.pid;
+        return {0, UINT32_MAX, UINT32_MAX}; // is no user
+    return {credentials.pid, credentials.uid, credentials.gid};
 }
 
-bool socket_may_connect(const Access &access, int fd) {
-    ucred credentials = {};
-    socklen_t length = sizeof credentials;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
-        return false;
-    return credentials.uid == 0 || credentials.uid == geteuid() ||
-           ids_contain(access.uids, access.uid_count, credentials.uid) ||
-           is_in_allowed_group(access, fd, credentials.gid);
+bool socket_is_trusted(const Access &access, int fd, const Credentials &credentials) {
+    const uint32_t user = credentials.user_id;
+    return user != UINT32_MAX && (user == 0 || user == geteuid() || ids_contain(access.uids, access.uid_count, user) ||
+                                  is_in_allowed_group(access, fd, credentials.group_id));
 }
 
 } // namespace bus

@@ -30,9 +30,16 @@ int socket_open();
 int socket_connect(const sockaddr_un *address);
 // Asks for room for the largest packet and tells what the kernel grants.
 uint32_t socket_packet_limit(int fd);
-// Whom the kernel vouches for; 0: nobody.
-int32_t socket_process_id(int fd);
-bool socket_may_connect(const Access &access, int fd);
+// Whom the kernel vouches for: who connected, or on the connecting side who listens. Zero as process: nobody, or one of
+// another namespace.
+struct Credentials {
+    int32_t process_id;
+    uint32_t user_id;
+    uint32_t group_id;
+};
+Credentials socket_credentials(int fd);
+// Our own user, root, and whom the lists allow.
+bool socket_is_trusted(const Access &access, int fd, const Credentials &credentials);
 
 } // namespace bus
 

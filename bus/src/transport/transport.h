@@ -33,6 +33,12 @@ struct Reports {
     void (*closed)(Connection *connection);
 };
 
+// Places for connections of a user, kept also while they are not used. No places: this one is not in use.
+struct Reservation {
+    uint32_t user_id;
+    uint32_t places;
+};
+
 struct Transport {
     Loop *loop;
     Module module;
@@ -43,6 +49,7 @@ struct Transport {
     SpareDescriptors spare;
     List<Connection> connections; // oldest first
     List<Listener> listeners;
+    Reservation reservations[kMaxReservations];
     uint32_t open_connections;
     uint32_t taps;
     uint32_t last_number; // of a connection

@@ -478,6 +478,11 @@ object_t *kex_declareTemplate(kex_t *on, const char *path, const char *class_nam
 
 // ------------------------------------------------------------------------------------------------------------ Peers
 
+int kex_reserve(kex_t *on, uid_t uid, unsigned places) {
+    act(text("kex_reserve(%s, %u, %u)", shown_bus(on).c_str(), static_cast<unsigned>(uid), places));
+    return is_usable(on, "kex_reserve"); // nobody connects to this bus
+}
+
 void kex_onPeerClosed(kex_t *on, void (*handler)(kex_t *bus, peer_t *peer, void *userdata), void *userdata) {
     act(text("kex_onPeerClosed(%s, %s, %s)", shown_bus(on).c_str(),
              fake::shown_function(reinterpret_cast<const void *>(handler)).c_str(), userdata ? "data" : "null"));
