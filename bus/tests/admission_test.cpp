@@ -97,7 +97,6 @@ protected:
         unsetenv("KEX_ALLOW_UIDS");
         EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
         chmod(scratch.path(".").c_str(), 0755);
-        chmod(socket.c_str(), 0666);
     }
     ~Admission() override {
         crowds.clear();

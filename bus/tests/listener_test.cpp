@@ -3,8 +3,12 @@
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
 
+#include <chrono>
+#include <csignal>
 #include <fcntl.h>
+#include <functional>
 #include <grp.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -170,6 +174,93 @@ TEST_F(Listen, InheritedSocketIsUsed) {
     EXPECT_EQ(status, 0);
 }
 
+// What a child process found, which begins with what a service manager would have left it.
+int activated(const std::string &count, const std::function<bool()> &body) {
+    pid_t child = fork();
+    if (child == 0) {
+        setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+        setenv("LISTEN_FDS", count.c_str(), 1);
+        _exit(body() ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+}
+
+TEST_F(Listen, ImpossibleNumbersOfInheritedSocketsAreRefusedWithASentence) {
+    for (const char *count :
+         {"2000000000", "2147483647", "4294967296", "99999999999999999999", "-1", "x", "1x", "", " 1"}) {
+        CapturedTrace trace;
+        auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(activated(count, [&] { return listen(bus, socket) != nullptr; }), 0) << "it makes its own: " << count;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << count;
+        EXPECT_THAT(trace.text(), HasSubstr("LISTEN_FDS is not a number of descriptors that this process can have"))
+            << count;
+    }
+}
+
+TEST_F(Listen, DescriptorsThatAreNotOpenAreNotLookedAt) {
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(activated(std::to_string(limit.rlim_cur), [&] { return listen(bus, socket) != nullptr; }), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST_F(Listen, InheritedSocketThatAnotherProcessHoldsIsLetGo) {
+    EXPECT_EQ(activated("1",
+                        [&] {
+                            int held = listen_without_lock(); // the service manager keeps it
+                            if (dup2(held, 3) != 3)
+                                return false;
+                            kex_t *own = kex_create("activated");
+                            peer_t *listener = listen(own, socket);
+                            bool good = listener != nullptr && peer_disconnect(listener) && fcntl(3, F_GETFD) < 0;
+                            RawPeer raw(socket); // reaches the socket, which is not ours any more
+                            for (int i = 0; i < 3; i++)
+                                good &= kex_dispatch(own) == 0;
+                            pollfd quiet = {kex_pollDescriptor(own), POLLIN, 0};
+                            good &= raw.connected() && poll(&quiet, 1, 0) == 0;
+                            kex_destroy(own);
+                            return good;
+                        }),
+              0);
+}
+
+TEST_F(Listen, DescriptorZeroIsAsGoodAsOthers) {
+    pid_t child = fork();
+    if (child == 0) {
+        close(STDIN_FILENO);
+        peer_t *listener = listen(bus, socket); // its lock is descriptor 0
+        bool good = listener != nullptr && fcntl(0, F_GETFD) >= 0 && peer_disconnect(listener) && fcntl(0, F_GETFD) < 0;
+        good &= listen(second, socket) != nullptr; // the lock was given back
+        _exit(good ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Listen, ConnectionOnDescriptorZeroIsOneLikeOthers) {
+    ASSERT_NE(listen(bus, socket), nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        RawPeer raw(socket);
+        close(STDIN_FILENO);
+        raw.send(hello());
+        support::turn_until_idle({bus});
+        bool good = fcntl(0, F_GETFD) >= 0; // what was accepted
+        good &= raw.receive_all().size() == 1;
+        raw.send("?");
+        support::turn_until_idle({bus});
+        good &= raw.refusal() == "the packet is cut off" && fcntl(0, F_GETFD) < 0;
+        _exit(good ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 // Connects as another user, in a process of its own, and tells what it was answered: 0 nothing, 1 refused.
 int connect_as(uid_t user, gid_t group, const std::string &path, const std::vector<kex_t *> &buses) {
     int answered[2];
@@ -218,11 +309,94 @@ TEST_F(Listen, OtherUsersAreRefusedUnlessAllowed) {
         unsetenv(row.variable);
         std::string path = scratch.path("strict");
         ASSERT_NE(listen(strict, path), nullptr);
-        ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+        // So that the kernel lets them get as far as our own check.
+        ASSERT_TRUE(row.answer == 0 || chmod(path.c_str(), 0666) == 0);
         EXPECT_EQ(connect_as(kStranger, kStranger, path, {strict}), row.answer) << row.variable << "=" << row.value;
         kex_destroy(strict);
     }
 }
+
+TEST_F(Listen, SocketIsForEverybodyWhenOthersAreAllowed) {
+    const struct {
+        const char *variable;
+        std::string value;
+        mode_t mode;
+    } rows[] = {
+        {"KEX_ALLOW_UIDS", "65534", 0666},
+        {"KEX_ALLOW_GIDS", "65534", 0666},
+        {"KEX_ALLOW_UIDS", "0," + std::to_string(geteuid()), 0660}, // these two may come anyway
+        {"KEX_ALLOW_GIDS", std::to_string(getegid()), 0660},        // the group has its right by the mode
+        {"KEX_ALLOW_UIDS", "65534,x", 0660},                        // allows nobody
+    };
+    CapturedTrace trace;
+    for (const auto &row : rows) {
+        setenv(row.variable, row.value.c_str(), 1);
+        kex_t *own = kex_create("own");
+        unsetenv(row.variable);
+        ASSERT_NE(listen(own, socket), nullptr);
+        struct stat status;
+        ASSERT_EQ(stat(socket.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777u, row.mode) << row.variable << "=" << row.value;
+        kex_destroy(own);
+        ASSERT_EQ(stat((socket + ".lock").c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0007u, 0u) << "the lock is not theirs";
+    }
+}
+
+// ----------------------------------------------------------------------------------------- Whom we connect to
+
+TEST_F(Listen, ListenerOfAnotherUserIsNotObeyed) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    CapturedTrace trace;
+    int ready[2];
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        bool listens = other && ::listen(listen_without_lock(), 8) == 0;
+        _exit(listens && write(ready[1], "r", 1) == 1 && pause() != 0);
+    }
+    char byte;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    EXPECT_EQ(kex_client_connect(bus, uri_of(socket).c_str()), nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("user 65534 listens at 'kex://ipc:[" + socket +
+                                        "]', who is not trusted: set KEX_ALLOW_UIDS=65534 for this process"));
+    for (const char *variable : {"KEX_ALLOW_UIDS", "KEX_ALLOW_GIDS"}) {
+        setenv(variable, "65534", 1);
+        kex_t *trusting = kex_create("trusting");
+        unsetenv(variable);
+        EXPECT_NE(kex_client_connect(trusting, uri_of(socket).c_str()), nullptr) << variable;
+        kex_destroy(trusting);
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
+}
+
+TEST_F(Listen, ListenerOfRootIsObeyedByOthers) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    setenv("KEX_ALLOW_UIDS", "65534", 1);
+    kex_t *own = kex_create("root");
+    unsetenv("KEX_ALLOW_UIDS");
+    ASSERT_NE(listen(own, socket), nullptr);
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        kex_t *caller = other ? kex_create("caller") : nullptr;
+        _exit(caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) != nullptr ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "as with a socket that the service manager has opened";
+    kex_destroy(own);
+}
+
+// ----------------------------------------------------------------------------------------- Descriptors
 
 TEST_F(Listen, FullDescriptorTableTurnsAwayWithAWord) {
     CapturedTrace trace;

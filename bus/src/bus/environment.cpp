@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Implements environment.h.
 #include "bus/environment.h"
+#include "base/number.h"
 #include "base/trace.h"
 
-#include <errno.h>
 #include <stdlib.h>
 
 namespace bus {
@@ -12,21 +12,12 @@ namespace {
 
 constexpr uint32_t kMaxFactor = 1000000;
 
-bool number_read(const char *text, char **end, uint32_t *number) {
-    errno = 0;
-    unsigned long value = strtoul(text, end, 10);
-    if (*end == text || *text == '-' || errno != 0 || value > UINT32_MAX)
-        return false;
-    *number = static_cast<uint32_t>(value);
-    return true;
-}
-
 // "100,1000". A list that does not read so is passed over as a whole: half an allow-list helps nobody.
 uint32_t variable_ids(const char *variable, uint32_t *ids) {
     const char *text = getenv(variable);
     uint32_t count = 0;
     while (text != nullptr && *text != '\0') {
-        char *end;
+        const char *end;
         if (count == Access::kMaxIds || !number_read(text, &end, &ids[count]) || (*end != '\0' && *end != ',')) {
             note(ZIL_TRACE_ERROR, "%s is not a list of at most %u numbers: nobody is allowed by it", variable,
                  Access::kMaxIds);
@@ -40,7 +31,7 @@ uint32_t variable_ids(const char *variable, uint32_t *ids) {
 
 uint32_t variable_factor(const char *variable) {
     const char *text = getenv(variable);
-    char *end;
+    const char *end;
     uint32_t factor = 1;
     if (text == nullptr || *text == '\0')
         return 1;

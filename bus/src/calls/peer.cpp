@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements peer.h.
 #include "calls/peer.h"
+#include "base/closer.h"
 #include "base/trace.h"
 #include "transport/listener.h"
 #include "transport/send.h"
@@ -58,12 +59,22 @@ Peer *peer_create(Calls *calls) {
     return peer;
 }
 
-int uri_connect(const char *uri) {
+// Whoever listens there will be obeyed: it has to be somebody who might connect to us.
+int uri_connect(const Access &access, const char *uri) {
     sockaddr_un address;
     int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;
-    if (fd < 0)
+    if (fd < 0) {
         note(ZIL_TRACE_NOTICE, "cannot connect to '%s': %s", uri, strerror(errno));
-    return fd;
+        return -1;
+    }
+    const Credentials listener = socket_credentials(fd);
+    if (socket_is_trusted(access, fd, listener))
+        return fd;
+    note(ZIL_TRACE_ERROR,
+         "user %u listens at '%s', who is not trusted: set KEX_ALLOW_UIDS=%u for this process if that is right",
+         listener.user_id, uri, listener.user_id);
+    connected_socket_close(fd);
+    return -1;
 }
 
 const Connection *handle_connection(const peer_t *handle) {
@@ -92,7 +103,7 @@ Peer *peer_open(peer_t *handle) {
 
 peer_t *peer_connect(Calls *calls, const char *uri) {
     // A handler that runs while its bus ends may want to connect again: nobody would close that connection any more.
-    int fd = !calls->transport->ending ? uri_connect(uri) : -1;
+    int fd = !calls->transport->ending ? uri_connect(calls->transport->access, uri) : -1;
     if (fd < 0)
         return nullptr;
     Peer *peer = peer_create(calls);

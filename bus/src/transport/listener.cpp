@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements listener.h: who may listen at a path, and who may connect.
 #include "transport/listener.h"
+#include "base/number.h"
 #include "base/trace.h"
 #include "transport/connection.h"
 #include "transport/succession.h"
@@ -10,6 +11,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,7 +27,8 @@ struct Listener : Source, Node<Listener> {
 namespace {
 
 constexpr int kBacklog = 64;
-constexpr mode_t kSocketMode = 0660; // user and group; who of them may talk is decided at accept
+constexpr mode_t kUserAndGroup = 0660;
+constexpr mode_t kEverybody = 0666;
 constexpr int kFirstInherited = 3;
 
 // Writes a trace message and answers -1.
@@ -39,7 +42,7 @@ int listen_failed(const char *path, const char *what) {
 int lock_take(const char *path) {
     char lock_path[sizeof(sockaddr_un::sun_path) + 8];
     snprintf(lock_path, sizeof lock_path, "%s.lock", path);
-    int fd = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kSocketMode);
+    int fd = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kUserAndGroup);
     if (fd < 0) {
         char what[256];
         snprintf(what, sizeof what, "its lock file cannot be opened: %s", strerror(errno));
@@ -77,13 +80,27 @@ bool path_clear(const sockaddr_un *address) {
     return true;
 }
 
+// Who may talk is decided at accept. The mode lets as many get there as may be let in: an allow-list that names others would
+// be in vain without it.
+mode_t socket_mode(const Access &access) {
+    for (uint32_t i = 0; i < access.uid_count; i++) {
+        if (access.uids[i] != 0 && access.uids[i] != geteuid())
+            return kEverybody;
+    }
+    for (uint32_t i = 0; i < access.gid_count; i++) {
+        if (access.gids[i] != getegid())
+            return kEverybody;
+    }
+    return kUserAndGroup;
+}
+
 // The mode is on the socket before it has a name; the umask can only narrow it, which chmod then undoes before anybody
 // can connect.
-int socket_listen(const sockaddr_un *address) {
+int socket_listen(const sockaddr_un *address, mode_t mode) {
     int fd = socket_open();
-    if (fd >= 0 && fchmod(fd, kSocketMode) == 0 &&
+    if (fd >= 0 && fchmod(fd, mode) == 0 &&
         bind(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 &&
-        chmod(address->sun_path, kSocketMode) == 0 && listen(fd, kBacklog) == 0)
+        chmod(address->sun_path, mode) == 0 && listen(fd, kBacklog) == 0)
         return fd;
     int error = errno;
     if (fd >= 0)
@@ -91,9 +108,24 @@ int socket_listen(const sockaddr_un *address) {
     return listen_failed(address->sun_path, strerror(error));
 }
 
-int variable_number(const char *variable) {
-    const char *value = getenv(variable);
-    return value != nullptr ? atoi(value) : 0;
+// False: there is no such variable, or it is no number.
+bool variable_number(const char *variable, uint32_t *number) {
+    const char *text = getenv(variable);
+    const char *end;
+    return text != nullptr && number_read(text, &end, number) && *end == '\0';
+}
+
+// How many sockets a service manager has opened for this process; 0 as well when it says so in a way that cannot be.
+uint32_t sockets_inherited() {
+    uint32_t process;
+    uint32_t count;
+    rlimit limit;
+    if (!variable_number("LISTEN_PID", &process) || process != static_cast<uint32_t>(getpid()))
+        return 0;
+    if (variable_number("LISTEN_FDS", &count) && getrlimit(RLIMIT_NOFILE, &limit) == 0 && count <= limit.rlim_cur)
+        return count;
+    note(ZIL_TRACE_ERROR, "LISTEN_FDS is not a number of descriptors that this process can have: none is inherited");
+    return 0;
 }
 
 bool socket_listens_at(int fd, const sockaddr_un *address) {
@@ -113,10 +145,11 @@ bool socket_listens_at(int fd, const sockaddr_un *address) {
 
 // A socket that a service manager has opened at this path for us (LISTEN_PID, LISTEN_FDS), or -1.
 int socket_inherited(const sockaddr_un *address) {
-    if (variable_number("LISTEN_PID") != getpid())
-        return -1;
-    int end = kFirstInherited + variable_number("LISTEN_FDS");
-    for (int fd = kFirstInherited; fd < end; fd++) {
+    const uint32_t count = sockets_inherited();
+    for (uint32_t i = 0; i < count; i++) {
+        const int fd = kFirstInherited + static_cast<int>(i);
+        if (fcntl(fd, F_GETFD) < 0)
+            return -1; // they stand one behind the other
         if (!socket_listens_at(fd, address))
             continue;
         fcntl(fd, F_SETFD, FD_CLOEXEC);
@@ -198,7 +231,7 @@ Listener *listener_open(Transport *transport, const char *path) {
     if (!inherited) {
         lock_fd = lock_take(path);
         if (lock_fd >= 0 && path_clear(&address))
-            fd = socket_listen(&address);
+            fd = socket_listen(&address, socket_mode(transport->access));
     }
     Listener *listener = fd >= 0 ? listener_create(transport, fd, lock_fd, inherited ? "" : path) : nullptr;
     if (listener != nullptr)
