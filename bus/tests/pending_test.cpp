@@ -72,7 +72,7 @@ TEST_F(PendingRequests, FourThousandAndNinetySixAndNoMore) {
     uint32_t serial = 0;
     EXPECT_STREQ(pending_reserve(pending, serial), "too many requests wait for its answers");
     EXPECT_EQ(serial, 0u);
-    EXPECT_LE(pending.place_count, 16384u);
+    EXPECT_LE(pending.place_count, 8192u);
     pending_remove(pending, made[7].get());
     const request_t *r = add();
     EXPECT_EQ(pending_find(pending, r->serial), r);

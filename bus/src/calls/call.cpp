@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements call.h.
 #include "calls/call.h"
+#include "base/footprint.h"
 #include "base/trace.h"
 #include "calls/listing.h"
 #include "calls/missed.h"
@@ -23,7 +24,7 @@ void call_free(function_call_t *call) {
 
 // What a call holds is the peer's to answer for until it has run.
 void call_release(function_call_t *call) {
-    account_remove(call->peer->connection->received, call->message.size, call->descriptors.count);
+    account_remove(call->peer->connection->received, call->footprint, call->descriptors.count);
     call_free(call);
 }
 
@@ -192,11 +193,13 @@ const function_call_t *call_find(const Peer *peer, uint32_t serial) {
 // With its descriptors and its message behind it. Null: no memory.
 function_call_t *call_create(const wire::Message &message, wire::Descriptors &descriptors) {
     size_t fds_size = sizeof(int) * descriptors.count;
-    void *memory = malloc(sizeof(function_call_t) + fds_size + message.size);
+    const size_t whole = sizeof(function_call_t) + fds_size + message.size;
+    void *memory = malloc(whole);
     if (memory == nullptr)
         return nullptr;
     function_call_t *call = static_cast<function_call_t *>(memory);
     *call = {};
+    call->footprint = footprint(whole);
     call->descriptors = {reinterpret_cast<int *>(call + 1), descriptors.count};
     memcpy(call->descriptors.fds, descriptors.fds, fds_size);
     descriptors.count = 0;
@@ -222,7 +225,7 @@ bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &des
     call->request.state = RequestState::arrived;
     call->request.flags = message.flags;
     call->request.serial = message.serial;
-    account_add(peer->connection->received, message.size, call->descriptors.count);
+    account_add(peer->connection->received, call->footprint, call->descriptors.count);
     peer->queued.push(call);
     lane_push(&peer->connection->lane, call);
     return true;

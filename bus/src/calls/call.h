@@ -15,6 +15,7 @@ struct function_call : bus::Task, bus::Node<function_call> {
     request_t request; // the caller's side as the function sees it
     bool one_way;
     bool missed_told; // it found nothing, and that was traced
+    uint32_t footprint;
     bus::wire::Descriptors descriptors;
     bus::wire::Message message; // a copy; it stands behind this structure, after the descriptors
 };

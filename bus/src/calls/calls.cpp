@@ -35,8 +35,10 @@ void connection_ended(Connection *connection, const char *why) {
 }
 
 void connection_closed(Connection *connection) {
-    if (connection->peer != nullptr)
-        peer_close_event(connection->peer);
+    if (connection->peer == nullptr)
+        return;
+    requests_leave(connection->peer);
+    peer_close_event(connection->peer);
 }
 
 constexpr Reports kReports = {hello_received, call_received,  reply_received,   waiting_received,

@@ -16,6 +16,7 @@ struct Peer {
     peer_t *handle;
     bool close_told;              // the close event runs
     Pending pending;              // sent or queued, without an answer yet
+    List<request_t> answered;     // whose replies wait for their handlers to run
     List<function_call_t> queued; // calls of the peer that have not been run yet
     function_call_t *running;     // the one whose function runs now
     request_t *awaited;           // kex_waitForReply runs for this one

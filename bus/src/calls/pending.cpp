@@ -33,9 +33,9 @@ bool places_grow(Pending &pending) {
 const char *pending_reserve(Pending &pending, uint32_t &serial) {
     if (pending.requests.count >= kMaxPendingRequests)
         return "too many requests wait for its answers";
-    if (2 * (pending.requests.count + 1) >= pending.place_count && !places_grow(pending))
+    if (2 * (pending.requests.count + 1) > pending.place_count && !places_grow(pending))
         return "out of memory";
-    // More than half of the places are free: those of old requests that have to be passed over make less than one step for
+    // At least half of the places are free: those of old requests that have to be passed over make less than one step for
     // each serial.
     do
         pending.last_serial++;

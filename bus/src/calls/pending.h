@@ -14,7 +14,7 @@ namespace bus {
 struct Pending {
     List<request_t> requests; // oldest first
     request_t **places;
-    uint32_t place_count; // a power of two, more than twice as many as there are requests
+    uint32_t place_count; // a power of two, at least twice as many as there are requests
     uint32_t last_serial;
 };
 

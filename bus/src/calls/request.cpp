@@ -24,10 +24,30 @@ void request_free(request_t *r) {
     free(r);
 }
 
+// The reply of a request with handlers is the peer's to answer for until they run; another one is the host's own.
+void reply_count(request_t *r, Peer *peer, uint32_t descriptors) {
+    if (!request_has_handler(r))
+        return;
+    r->answered_by = peer;
+    r->reply_footprint = reply_footprint(&r->reply);
+    r->reply_descriptors = descriptors;
+    peer->answered.push(r);
+    account_add(peer->connection->received, r->reply_footprint, descriptors);
+}
+
+void reply_uncount(request_t *r) {
+    if (r->answered_by == nullptr)
+        return;
+    r->answered_by->answered.remove(r);
+    account_remove(r->answered_by->connection->received, r->reply_footprint, r->reply_descriptors);
+    r->answered_by = nullptr;
+}
+
 // Runs the handlers. Any of them may destroy the request, which keeps its memory until the last has returned. They also
 // run when the bus goes away before their turn: they own the request.
 void request_run(Task *task) {
     request_t *r = static_cast<request_t *>(task);
+    reply_uncount(r);
     r->in_handler = true;
     reply_item_t *item = r->reply.first;
     while (r->reply_handler != nullptr && !r->destroyed) {
@@ -121,6 +141,11 @@ void requests_fail(Peer *peer, const char *why) {
         request_fail(peer->pending.requests.first, KEX_ERROR_PEER_CLOSED, "Peer closed", why);
 }
 
+void requests_leave(Peer *peer) {
+    while (peer->answered.first != nullptr)
+        reply_uncount(peer->answered.first);
+}
+
 bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors) {
     request_t *r = request_find(peer, message.serial);
     if (r == nullptr)
@@ -128,6 +153,7 @@ bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors 
     if (!wire::reply_read(message, &descriptors, &r->reply))
         return false;
     request_complete(r, RequestState::answered);
+    reply_count(r, peer, descriptors.count);
     return true;
 }
 
@@ -201,6 +227,7 @@ void request_destroy(request_t *r) {
         pending_remove(r->peer->pending, r);
         r->peer = nullptr;
     }
+    reply_uncount(r);
     task_remove(r);
     if (r->in_handler)
         r->destroyed = true;

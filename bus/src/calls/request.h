@@ -36,6 +36,9 @@ struct request : bus::Task, bus::Node<request> {
     bus::Peer *peer;        // while queued or left
     bus::OutPacket *packet; // while queued
     reply_t reply;
+    bus::Peer *answered_by;   // while the reply waits for the handlers to run: it counts among what that peer has sent
+    uint32_t reply_footprint; // what it counts
+    uint32_t reply_descriptors;
     void *data;
     void (*reply_handler)(request_t *r, reply_item_t *item);
     void (*done_handler)(request_t *r);
@@ -54,6 +57,8 @@ void request_sent(request_t *r);
 void request_unsent(request_t *r, const char *why);
 // All that the peer has not answered yet: its connection has ended.
 void requests_fail(Peer *peer, const char *why);
+// The peer goes away; replies of it may still wait for their handlers.
+void requests_leave(Peer *peer);
 // A reply has come; one that nobody expects any more is passed over. False: no memory.
 bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);
 

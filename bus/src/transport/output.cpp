@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements output.h.
 #include "transport/output.h"
+#include "base/footprint.h"
 
 #include <string.h>
 #include <unistd.h>
@@ -9,16 +10,20 @@ namespace bus {
 
 namespace {
 
+size_t packet_size(const wire::Writer &writer) {
+    return sizeof(OutPacket) + sizeof(int) * writer.fd_count + writer.size;
+}
+
 bool output_has_room(const Connection *connection, const wire::Writer &writer, uint32_t allowance) {
     const Account &queued = connection->queued;
-    return account_fits(queued.bytes, writer.size, kMaxQueuedBytes * allowance) &&
+    return account_fits(queued.bytes, footprint(packet_size(writer)), kMaxQueuedBytes * allowance) &&
            account_fits(queued.descriptors, writer.fd_count, kMaxQueuedDescriptors * allowance);
 }
 
 // Takes the writer's descriptors over. Null: no memory.
 OutPacket *packet_create(wire::Writer &writer) {
     size_t fds_size = sizeof(int) * writer.fd_count;
-    OutPacket *packet = static_cast<OutPacket *>(malloc(sizeof(OutPacket) + fds_size + writer.size));
+    OutPacket *packet = static_cast<OutPacket *>(malloc(packet_size(writer)));
     if (packet == nullptr)
         return nullptr;
     *packet = {};
@@ -26,6 +31,7 @@ OutPacket *packet_create(wire::Writer &writer) {
     packet->data = reinterpret_cast<uint8_t *>(packet->fds + writer.fd_count);
     packet->fd_count = writer.fd_count;
     packet->size = writer.size;
+    packet->footprint = footprint(packet_size(writer));
     memcpy(packet->fds, writer.fds, fds_size);
     memcpy(packet->data, writer.data, writer.size);
     return packet;
@@ -47,7 +53,7 @@ OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t all
         return nullptr;
     }
     connection->output.push(packet);
-    account_add(connection->queued, packet->size, packet->fd_count);
+    account_add(connection->queued, packet->footprint, packet->fd_count);
     if (!transport->loop->in_turn) {
         transport->output_waits = true;
         loop_wake(transport->loop);
@@ -57,7 +63,7 @@ OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t all
 
 OutPacket *output_take(Connection *connection) {
     OutPacket *packet = connection->output.pop();
-    account_remove(connection->queued, packet->size, packet->fd_count);
+    account_remove(connection->queued, packet->footprint, packet->fd_count);
     if (packet->request != nullptr)
         connection->transport->reports->sent(packet->request);
     return packet;

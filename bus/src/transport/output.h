@@ -12,6 +12,7 @@ struct OutPacket : Node<OutPacket> {
     int *fds;
     uint32_t fd_count;
     uint32_t size;
+    uint32_t footprint; // what counts against the limit of the peer
     uint8_t *data;
 };
 

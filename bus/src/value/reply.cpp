@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Replies and their items (kex.h, "Requests and replies").
 #include "value/reply.h"
+#include "base/footprint.h"
 #include "base/limits.h"
 #include "base/list.h"
+#include "value/variant.h"
 
+#include <initializer_list>
 #include <string.h>
 
 using namespace bus;
@@ -62,6 +65,16 @@ bool reply_append_error(reply_t *reply, uint32_t code, Text description, Text in
     item->info = copy_of_info;
     reply->errors++;
     return true;
+}
+
+uint32_t reply_footprint(const reply_t *reply) {
+    uint32_t whole = 0;
+    for (const reply_item_t *item = reply->first; item != nullptr; item = item->next) {
+        whole += footprint(sizeof(reply_item_t)) + value_footprint(&item->value);
+        for (const char *text : {item->description, item->info})
+            whole += text != nullptr ? footprint(strlen(text) + 1) : 0;
+    }
+    return whole;
 }
 
 variant_t *reply_append_value(reply_t *reply) {

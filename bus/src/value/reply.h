@@ -29,6 +29,8 @@ void reply_clear(reply_t *reply);
 bool reply_append_error(reply_t *reply, uint32_t code, Text description, Text info);
 // An empty return value to be filled; null: no memory.
 variant_t *reply_append_value(reply_t *reply);
+// Of the items, with all that they hold.
+uint32_t reply_footprint(const reply_t *reply);
 
 } // namespace bus
 

@@ -2,6 +2,7 @@
 // What values and lists of them consist of (kex.h, "Variants"): making, copying and releasing them.
 #include "value/variant.h"
 #include "base/closer.h"
+#include "base/footprint.h"
 #include "base/limits.h"
 #include "base/list.h"
 
@@ -106,6 +107,22 @@ bool value_copy(variant_t *copy, const variant_t *v) {
         inside(copy)->integer = from->integer;
         return true;
     }
+}
+
+uint32_t value_footprint(const variant_t *v) {
+    const Value *value = inside(v);
+    if (value->type == VARIANT_TEXT)
+        return value->text != nullptr ? footprint(strlen(value->text) + 1) : 0;
+    if (value->type == VARIANT_BYTES)
+        return value->bytes != nullptr ? footprint(value->length) : 0;
+    if (value->type != VARIANT_LIST || value->list == nullptr)
+        return 0;
+    const variant_list_t *list = value->list;
+    uint32_t whole = footprint(sizeof *list);
+    whole += list->items != nullptr ? footprint(list->capacity * sizeof(variant_t)) : 0;
+    for (uint32_t i = 0; i < list->count; i++)
+        whole += value_footprint(&list->items[i]);
+    return whole;
 }
 
 uint32_t value_nesting(const variant_t *v) {

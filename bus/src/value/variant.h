@@ -48,6 +48,8 @@ bool value_set_bytes(variant_t *v, const void *bytes, uint32_t length);
 // Makes *copy a copy of *v without looking at what *copy held. Descriptors are borrowed. False: no memory; *copy is
 // valid.
 bool value_copy(variant_t *copy, const variant_t *v);
+// Of what the value has allocated; nothing for one that stands in its variant alone.
+uint32_t value_footprint(const variant_t *v);
 // How many lists stand inside each other: 0 for a value that is none.
 uint32_t value_nesting(const variant_t *v);
 // Appends an empty value and hands it out to be filled; null: no memory.

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+// What is kept for a peer takes no more of the heap than is promised, however small the pieces are that it sends.
+#include "served_functions.h"
+#include "support/bus_test.h"
+#include "support/counted_memory.h"
+#include "support/raw_peer.h"
+
+#include <memory>
+#include <unistd.h>
+
+using namespace support;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr size_t kMebibyte = 1024 * 1024;
+constexpr size_t kOnePacket = 128 * 1024; // a limit is passed by one packet at most
+constexpr size_t kFixed = 32 * 1024;      // of a connection, whatever it sends
+
+class Accounts : public DescriptorTest {
+protected:
+    Accounts() {
+        served::reset();
+        bus = kex_create("victim");
+        served::declare(bus);
+        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
+        raw = std::make_unique<RawPeer>(socket);
+        EXPECT_TRUE(raw->send(hello()));
+        served::probe = [this](function_call_t *call, argument_list_t *, variant_t *) {
+            peer = fcall_peer(call);
+            fcall_destroy(call);
+            return 0;
+        };
+        raw->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+        turn_until_idle({bus});
+        EXPECT_NE(peer, nullptr);
+        raw->receive_all();
+        served::log.reserve(100000);
+    }
+    ~Accounts() override {
+        for (request_t *r : requests)
+            request_destroy(r);
+        kex_destroy(bus);
+        served::reset();
+    }
+
+    // To the raw peer, with a handler that does nothing.
+    request_t *send_request() {
+        request_t *r = request_create_executeFunction("Theirs", "slow", 0);
+        request_setDoneHandler(r, [](request_t *) {});
+        EXPECT_TRUE(kex_sendRequest(bus, peer, r));
+        requests.push_back(r);
+        return r;
+    }
+
+    ScratchDirectory scratch;
+    std::string socket = scratch.path("bus");
+    kex_t *bus;
+    std::unique_ptr<RawPeer> raw;
+    peer_t *peer = nullptr;
+    std::vector<request_t *> requests;
+};
+
+TEST_F(Accounts, RepliesOfFewBytesThatNobodyReadsTakeTwoMebibytes) {
+    CapturedTrace trace;
+    const CountedMemory memory;
+    const std::string call = Packet(kCall, 1).text("Probe").text("note").byte(0).bytes();
+    while (trace.text().empty()) {
+        while (raw->send(call))
+            ;
+        kex_dispatch(bus);
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("it does not read its replies"));
+    EXPECT_GT(memory.most(), 3 * kMebibyte / 2) << "the queue is used";
+    EXPECT_LE(memory.most(), 2 * kMebibyte + kOnePacket);
+    EXPECT_LE(memory.held(), kFixed) << "all of it is given back";
+}
+
+TEST_F(Accounts, RequestsOfFewBytesThatNobodyReadsTakeOneMebibyte) {
+    CapturedTrace trace;
+    const CountedMemory memory;
+    size_t sent = 0;
+    for (; sent < 100000; sent++) {
+        request_t *r = request_create_executeFunction("a", "b", 0);
+        const bool queued = kex_sendRequest(bus, peer, r);
+        request_destroy(r);
+        if (!queued)
+            break;
+        kex_dispatch(bus); // what the kernel takes has left
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("the queue is full"));
+    EXPECT_GT(memory.most(), kMebibyte - kOnePacket);
+    EXPECT_LE(memory.most(), kMebibyte + kFixed);
+}
+
+TEST_F(Accounts, CallsThatAreNotRunYetTakeOneMebibyte) {
+    CapturedTrace trace;
+    request_t *r = send_request();
+    kex_dispatch(bus);
+    const CountedMemory memory;
+    // In the kernel lies as much as it takes; the rest follows while the wait reads.
+    const std::string call =
+        Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("x").byte(0).text(std::string(900, 'x')).bytes();
+    const timeval at_once = {0, 0};
+    while (trace.text().empty()) {
+        while (raw->send(call))
+            ;
+        EXPECT_FALSE(kex_waitForReply(bus, r, &at_once));
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("it sent too much while its reply was waited for"));
+    EXPECT_GT(memory.most(), kMebibyte - kOnePacket);
+    EXPECT_LE(memory.most(), kMebibyte + kOnePacket);
+}
+
+// A value of one byte takes 32 in memory: a reply of 4,000 of them a hundred times what it was on the way.
+TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
+    CapturedTrace trace;
+    request_t *awaited = send_request();
+    for (int i = 0; i < 100; i++)
+        send_request();
+    kex_dispatch(bus);
+    std::vector<uint32_t> serials;
+    for (const std::string &packet : raw->receive_all())
+        serials.push_back(serial_of(packet));
+    const CountedMemory memory;
+    const timeval at_once = {0, 0};
+    for (size_t i = serials.size() - 1; i > 0 && trace.text().empty(); i--) {
+        raw->send(Packet(kReply, serials[i]).byte(0).byte(1).byte(13).word(4000).raw(std::string(4000, '\xFF')));
+        EXPECT_FALSE(kex_waitForReply(bus, awaited, &at_once));
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("it sent too much while its reply was waited for"));
+    EXPECT_GT(memory.most(), kMebibyte - kOnePacket);
+    EXPECT_LE(memory.most(), kMebibyte + 2 * kOnePacket)
+        << "one reply is twice as large in memory as the largest packet";
+}
+
+TEST_F(Accounts, RepliesStopCountingWhenTheirHandlersHaveRun) {
+    for (int i = 0; i < 100; i++)
+        send_request();
+    kex_dispatch(bus);
+    const std::vector<std::string> sent = raw->receive_all();
+    for (const std::string &packet : sent) {
+        ASSERT_TRUE(raw->send(
+            Packet(kReply, serial_of(packet)).byte(0).byte(1).byte(13).word(4000).raw(std::string(4000, '\xFF'))));
+        turn_until_idle({bus});
+    }
+    EXPECT_FALSE(raw->is_closed());
+    for (request_t *r : requests)
+        EXPECT_NE(request_reply(r), nullptr);
+    raw->send(Packet(kCall, 5).text("Probe").text("note").byte(0));
+    turn_until_idle({bus});
+    EXPECT_EQ(raw->receive_all().size(), 1u) << "13 MiB of replies later it is still read";
+}
+
+TEST_F(Accounts, RequestDestroyedBeforeItsHandlersRanCountsNoMore) {
+    request_t *awaited = send_request();
+    request_t *other = send_request();
+    kex_dispatch(bus);
+    const std::vector<std::string> sent = raw->receive_all();
+    ASSERT_EQ(sent.size(), 2u);
+    ASSERT_TRUE(raw->send(Packet(kReply, serial_of(sent[1])).byte(0).byte(1).byte(8).word(1)));
+    const timeval at_once = {0, 0};
+    EXPECT_FALSE(kex_waitForReply(bus, awaited, &at_once)) << "the other one is answered, its handler waits";
+    request_destroy(other);
+    requests.pop_back();
+    raw->close();
+    turn_until_idle({bus});
+}
+
+} // namespace

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Implements counted_memory.h: the linker sends the functions of the heap here (--wrap).
+#include "counted_memory.h"
+
+#include <algorithm>
+#include <malloc.h>
+
+namespace {
+
+constexpr size_t kHead = sizeof(size_t);
+
+size_t held_now;
+size_t most_held;
+
+template <class Block>
+Block *taken(Block *block) {
+    if (block != nullptr)
+        held_now += malloc_usable_size(block) + kHead;
+    most_held = std::max(most_held, held_now);
+    return block;
+}
+
+void given_back(void *block) {
+    if (block != nullptr)
+        held_now -= malloc_usable_size(block) + kHead;
+}
+
+} // namespace
+
+extern "C" {
+
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_reallocarray(void *block, size_t count, size_t size);
+char *__real_strdup(const char *text);
+char *__real_strndup(const char *text, size_t length);
+void __real_free(void *block);
+
+void *__wrap_malloc(size_t size);
+void *__wrap_calloc(size_t count, size_t size);
+void *__wrap_reallocarray(void *block, size_t count, size_t size);
+char *__wrap_strdup(const char *text);
+char *__wrap_strndup(const char *text, size_t length);
+void __wrap_free(void *block);
+
+void *__wrap_malloc(size_t size) {
+    return taken(__real_malloc(size));
+}
+void *__wrap_calloc(size_t count, size_t size) {
+    return taken(__real_calloc(count, size));
+}
+void *__wrap_reallocarray(void *block, size_t count, size_t size) {
+    given_back(block);
+    return taken(__real_reallocarray(block, count, size));
+}
+char *__wrap_strdup(const char *text) {
+    return taken(__real_strdup(text));
+}
+char *__wrap_strndup(const char *text, size_t length) {
+    return taken(__real_strndup(text, length));
+}
+void __wrap_free(void *block) {
+    given_back(block);
+    __real_free(block);
+}
+
+} // extern "C"
+
+namespace support {
+
+CountedMemory::CountedMemory() : before_(held_now) {
+    most_held = held_now;
+}
+
+size_t CountedMemory::held() const {
+    return held_now - before_;
+}
+
+size_t CountedMemory::most() const {
+    return most_held - before_;
+}
+
+} // namespace support
