@@ -17,6 +17,8 @@ constexpr uint64_t kOverdueNs = 1'000'000'000;
 // A tap that started late, or lost copies, never sees some replies; what is this old is forgotten.
 constexpr size_t kMostPending = 10'000;
 constexpr size_t kMostOneWay = 500; // an answer to one comes at once, or never
+// More than a listener has connections: the end of those that came first has been lost.
+constexpr size_t kMostConnections = 256;
 
 // Which argument carries which record.
 struct Carrier {
@@ -153,6 +155,10 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
     step.towards_listener = record.to.connection == 0;
     const kex_tap_end_t &peer_end = step.towards_listener ? record.from : record.to;
     const kex_tap_end_t &listener_end = step.towards_listener ? record.to : record.from;
+    // A connection that is refused before it has said hello is heard of once and never again.
+    const bool is_known = peers_.contains(peer_end.connection);
+    while (!is_known && peers_.size() >= kMostConnections)
+        forget(peers_.begin()->first);
     Peer &peer = peers_[peer_end.connection];
     peer.connection = peer_end.connection;
     peer.process_id = peer_end.process_id;
@@ -196,14 +202,16 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
             calls.clear();
         calls[{step.peer.connection, step.towards_listener, step.serial}] = {step};
     }
-    if (*kind == Step::Kind::closed) {
-        const uint32_t gone = peer_end.connection;
-        peers_.erase(gone);
-        std::erase_if(endpoints_, [gone](const auto &entry) { return entry.second.connection == gone; });
-        for (Calls *calls : {&pending_, &one_way_})
-            std::erase_if(*calls, [gone](const auto &entry) { return std::get<0>(entry.first) == gone; });
-    }
+    if (*kind == Step::Kind::closed || (*kind == Step::Kind::refused && !is_known))
+        forget(peer_end.connection);
     return step;
+}
+
+void Traffic::forget(uint32_t connection) {
+    peers_.erase(connection);
+    std::erase_if(endpoints_, [connection](const auto &entry) { return entry.second.connection == connection; });
+    for (Calls *calls : {&pending_, &one_way_})
+        std::erase_if(*calls, [connection](const auto &entry) { return std::get<0>(entry.first) == connection; });
 }
 
 // Whose call it is. Names are also learned from calls in passing, so that a tap that starts late still finds them.

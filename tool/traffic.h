@@ -70,6 +70,8 @@ public:
     std::vector<Step> overdue(uint64_t now_ns);
     // Forgets everything: the listener is gone.
     void clear();
+    // How many connections are remembered.
+    size_t connection_count() const { return peers_.size(); }
 
 private:
     using CallKey = std::tuple<uint32_t, bool, uint32_t>; // connection, towards the listener, serial
@@ -83,6 +85,7 @@ private:
         std::string name;
     };
 
+    void forget(uint32_t connection);
     void understand_call(Step &step, Peer &peer);
     void understand_reply(Step &step, const Peer &peer);
     std::string endpoint_name(int32_t number) const;

@@ -4,10 +4,15 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "value/tap_record.h"
 
+#include <csignal>
 #include <ctime>
 #include <fcntl.h>
 #include <memory>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace support;
@@ -170,6 +175,144 @@ TEST_F(Tap, SlowOneLosesCopiesThatAreCountedAndSlowsNobody) {
     }));
     EXPECT_GT(lost, 0u);
     EXPECT_GT(seen, 10u);
+}
+
+// The last record of a tap that was not taken.
+std::string refusal_of(kex_tap_t *tap) {
+    kex_tap_record_t record;
+    std::string line;
+    while (kex_tap_next(tap, &record) == 1)
+        line = line_of(record);
+    return line;
+}
+
+TEST_F(Tap, AProcessHasTwo) {
+    CapturedTrace trace;
+    kex_tap_t *second = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    kex_tap_t *third = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    turn_until_idle();
+    EXPECT_EQ(refusal_of(third), "refused > \"this process has as many taps as one may have\"");
+    EXPECT_EQ(refusal_of(second), "closed tap>server \"this process has as many taps as one may have\"");
+    kex_tap_close(second);
+    kex_tap_close(third);
+    turn_until_idle();
+    second = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    turn_until_idle();
+    EXPECT_EQ(refusal_of(second), "watching server>tap") << "a place is free again";
+    read_all();
+    request_destroy(call("Probe", "note"));
+    EXPECT_EQ(read_all().size(), 2u);
+    EXPECT_EQ(refusal_of(second), "reply server>client #1") << "both have both records";
+    kex_tap_close(second);
+}
+
+// A process that opens taps, as another user if asked for, and tells how many it has got.
+class Watchers {
+public:
+    Watchers(const std::string &socket, uid_t user) {
+        EXPECT_EQ(pipe(ready_), 0);
+        process_ = fork();
+        if (process_ == 0)
+            watch(socket, user);
+        close(ready_[1]);
+    }
+    ~Watchers() {
+        close(ready_[0]);
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+    Watchers(const Watchers &) = delete;
+    Watchers &operator=(const Watchers &) = delete;
+
+    // After both of its taps have been answered.
+    int taken() const {
+        char count = -1;
+        EXPECT_EQ(read(ready_[0], &count, 1), 1);
+        return count;
+    }
+    int answered() const { return ready_[0]; }
+
+private:
+    [[noreturn]] void watch(const std::string &socket, uid_t user) {
+        alarm(30);
+        char count = setresuid(user, user, user) == 0 ? 0 : 100;
+        RawPeer taps[2] = {RawPeer(socket), RawPeer(socket)};
+        for (RawPeer &tap : taps) {
+            tap.send(Packet(kTapHello).text("tap"));
+            pollfd poll_fd = {tap.fd(), POLLIN, 0};
+            while (poll(&poll_fd, 1, -1) == 1) {
+                const auto packet = tap.receive();
+                if (packet.has_value() && kind_of(*packet) == kHello)
+                    continue;
+                count = static_cast<char>(count + (packet.has_value() && kind_of(*packet) == kTapRecord));
+                break;
+            }
+        }
+        if (write(ready_[1], &count, 1) == 1)
+            pause();
+        _exit(0);
+    }
+
+    int ready_[2];
+    pid_t process_;
+};
+
+// How many of its two taps each of so many processes has got.
+std::vector<int> taps_of(const std::vector<kex_t *> &buses, std::vector<std::unique_ptr<Watchers>> &all,
+                         const std::string &socket, size_t processes, uid_t user) {
+    std::vector<int> counts;
+    for (size_t i = 0; i < processes; i++) {
+        all.push_back(std::make_unique<Watchers>(socket, user));
+        pollfd answered = {all.back()->answered(), POLLIN, 0};
+        for (int tries = 0; tries < 10000 && poll(&answered, 1, 1) == 0; tries++)
+            support::turn_until_idle(buses);
+        counts.push_back(all.back()->taken());
+    }
+    return counts;
+}
+
+TEST_F(Tap, ThereAreEight) {
+    CapturedTrace trace;
+    kex_tap_close(tap);
+    tap = nullptr;
+    turn_until_idle();
+    std::vector<std::unique_ptr<Watchers>> watchers;
+    EXPECT_THAT(taps_of({server, client}, watchers, socket, 5, geteuid()), ElementsAre(2, 2, 2, 2, 0));
+    EXPECT_THAT(trace.text(), HasSubstr("refused: there are too many taps"));
+}
+
+TEST_F(Tap, TwoOfTheEightAreKeptForTheOwnUserAndRoot) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    constexpr uid_t kOther = 12345;
+    kex_tap_close(tap);
+    tap = nullptr;
+    kex_destroy(server);
+    setenv("KEX_ALLOW_UIDS", "12345", 1);
+    server = kex_create("server");
+    unsetenv("KEX_ALLOW_UIDS");
+    ASSERT_NE(connection_listenOnIPC(kex_connection(server), socket.c_str()), nullptr);
+    ASSERT_EQ(chmod(socket.c_str(), 0666), 0);
+    ASSERT_EQ(chmod(scratch.path("").c_str(), 0755), 0);
+    CapturedTrace trace;
+    std::vector<std::unique_ptr<Watchers>> watchers;
+    EXPECT_THAT(taps_of({server}, watchers, socket, 4, kOther), ElementsAre(2, 2, 2, 0));
+    EXPECT_THAT(trace.text(), HasSubstr("refused: the places that are left for taps are kept for the listener's own"));
+    EXPECT_THAT(taps_of({server}, watchers, socket, 1, 0), ElementsAre(2));
+}
+
+TEST_F(Tap, RecordSaysItsSizeBeforeItIsWritten) {
+    bus::wire::TapRecord record = {};
+    record.from.name = bus::text_of("sender");
+    record.to.name = bus::text_of("receiver's name");
+    record.text = bus::text_of("why");
+    const std::string packet(1000, 'x');
+    record.packet = reinterpret_cast<const uint8_t *>(packet.data());
+    record.size = 1000;
+    std::vector<uint8_t> memory(bus::wire::kMaxTapRecord);
+    bus::wire::Writer writer = bus::wire::packet_begin(memory.data(), bus::wire::kMaxTapRecord);
+    bus::wire::tap_record_write(writer, record);
+    EXPECT_EQ(bus::wire::tap_record_size(record), writer.size);
 }
 
 TEST_F(Tap, IsNoPeer) {

@@ -56,6 +56,22 @@ TEST_F(Ladder, ConnectionShowsTheProcess) {
               "01:01:01.007  fxs_plugin               --> voice_application  connected, process 1001");
 }
 
+TEST_F(Ladder, ConnectionsThatAreRefusedAreForgotten) {
+    register_line();
+    for (uint32_t connection = 2; connection < 10'000; ++connection)
+        line(Sample(KEX_TAP_REFUSED, out, connection, "stranger").text("no hello came first"));
+    EXPECT_EQ(traffic.connection_count(), 1U);
+    EXPECT_NE(line(Sample(KEX_TAP_REFUSED, out, 1, "fxs_plugin").text("the packet is cut off")).find("fxs_a"),
+              std::string::npos);
+    EXPECT_EQ(traffic.connection_count(), 1U) << "its end is still to come, and shows its name";
+}
+
+TEST_F(Ladder, ConnectionsWhoseEndWasLostAreForgottenWhenThereAreManyOthers) {
+    for (uint32_t connection = 1; connection < 10'000; ++connection)
+        line(Sample(KEX_TAP_CONNECTED, in, connection, "plugin").text(""));
+    EXPECT_EQ(traffic.connection_count(), 256U);
+}
+
 TEST_F(Ladder, ReasonOfAClosedConnectionCannotSteerTheTerminal) {
     EXPECT_EQ(line(Sample(KEX_TAP_CLOSED, in, 1, "fxs\x1B[2J").text("end\nof file")),
               "00:00:00.000  fxs\\x1B[2J               --> voice_application  closed: end\\x0Aof file");

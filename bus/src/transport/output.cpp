@@ -37,6 +37,24 @@ OutPacket *packet_create(wire::Writer &writer) {
     return packet;
 }
 
+uint32_t shared_footprint(uint32_t size) {
+    return footprint(sizeof(OutPacket)) + footprint(sizeof(SharedPacket) + size);
+}
+
+bool output_is_open(const Connection *connection) {
+    return !connection->closed && !connection->write_closed;
+}
+
+void packet_push(Connection *connection, OutPacket *packet) {
+    Transport *transport = connection->transport;
+    connection->output.push(packet);
+    account_add(connection->queued, packet->footprint, packet->fd_count);
+    if (!transport->loop->in_turn) {
+        transport->output_waits = true;
+        loop_wake(transport->loop);
+    }
+}
+
 } // namespace
 
 wire::Writer output_begin(Connection *connection) {
@@ -44,20 +62,47 @@ wire::Writer output_begin(Connection *connection) {
 }
 
 OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance) {
-    Transport *transport = connection->transport;
-    bool may_leave = writer.why == nullptr && !connection->closed && !connection->write_closed &&
-                     output_has_room(connection, writer, allowance);
+    bool may_leave =
+        writer.why == nullptr && output_is_open(connection) && output_has_room(connection, writer, allowance);
     OutPacket *packet = may_leave ? packet_create(writer) : nullptr;
     if (packet == nullptr) {
         wire::packet_discard(writer);
         return nullptr;
     }
-    connection->output.push(packet);
-    account_add(connection->queued, packet->footprint, packet->fd_count);
-    if (!transport->loop->in_turn) {
-        transport->output_waits = true;
-        loop_wake(transport->loop);
-    }
+    packet_push(connection, packet);
+    return packet;
+}
+
+SharedPacket *shared_packet_create(const wire::Writer &writer) {
+    void *memory = writer.why == nullptr ? malloc(sizeof(SharedPacket) + writer.size) : nullptr;
+    if (memory == nullptr)
+        return nullptr;
+    SharedPacket *shared = static_cast<SharedPacket *>(memory);
+    *shared = {1, writer.size, reinterpret_cast<uint8_t *>(shared + 1)};
+    memcpy(shared->data, writer.data, writer.size);
+    return shared;
+}
+
+void shared_packet_release(SharedPacket *shared) {
+    if (shared != nullptr && --shared->users == 0)
+        free(shared);
+}
+
+bool output_takes(const Connection *connection, uint32_t size) {
+    return output_is_open(connection) &&
+           account_fits(connection->queued.bytes, shared_footprint(size), kMaxQueuedBytes);
+}
+
+OutPacket *output_add_shared(Connection *connection, SharedPacket *shared) {
+    OutPacket *packet = make<OutPacket>();
+    if (packet == nullptr)
+        return nullptr;
+    shared->users++;
+    packet->shared = shared;
+    packet->data = shared->data;
+    packet->size = shared->size;
+    packet->footprint = shared_footprint(shared->size);
+    packet_push(connection, packet);
     return packet;
 }
 
@@ -72,6 +117,7 @@ OutPacket *output_take(Connection *connection) {
 void output_free(OutPacket *packet) {
     for (uint32_t i = 0; i < packet->fd_count; i++)
         close(packet->fds[i]);
+    shared_packet_release(packet->shared);
     free(packet);
 }
 

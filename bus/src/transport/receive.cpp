@@ -133,12 +133,8 @@ const char *hello_take(Connection *connection, const wire::Message &message) {
     printable(connection->name, sizeof connection->name, name.bytes, name.length);
     connection->hello_received = true;
     connection->hello_deadline = kNever;
-    if (message.kind == wire::kTapHello) {
-        connection->role = Role::tap;
-        connection->transport->taps++;
-        tap_begin(connection);
-        return nullptr;
-    }
+    if (message.kind == wire::kTapHello)
+        return tap_admit(connection);
     if (!connection->transport->reports->hello(connection))
         return "out of memory";
     tap_event(connection, KEX_TAP_CONNECTED, "");

@@ -26,39 +26,50 @@ bool record_queue(Connection *tap, const wire::TapRecord &record) {
 }
 
 // A tap that has lost copies is told so in front of the next one that finds room.
-void record_copy(Connection *tap, const Connection *about, const wire::TapRecord &record) {
-    if (tap->lost > 0) {
-        wire::TapRecord lost = {};
-        lost.kind = KEX_TAP_LOST;
-        lost.time = record.time;
-        lost.from = end_of(about);
-        lost.to = end_here(tap->transport);
-        lost.lost = tap->lost;
-        lost.text = text_of("");
-        if (!record_queue(tap, lost)) {
-            tap->lost++;
-            return;
-        }
-        tap->lost = 0;
-    }
-    if (!record_queue(tap, record))
-        tap->lost++;
+bool loss_tell(Connection *tap, const wire::TapRecord &next) {
+    if (tap->lost == 0)
+        return true;
+    wire::TapRecord lost = {};
+    lost.kind = KEX_TAP_LOST;
+    lost.time = next.time;
+    lost.from = next.from;
+    lost.to = next.to;
+    lost.lost = tap->lost;
+    lost.text = text_of("");
+    if (!record_queue(tap, lost))
+        return false;
+    tap->lost = 0;
+    return true;
 }
 
+SharedPacket *record_encode(const Transport *transport, const wire::TapRecord &record) {
+    wire::Writer writer = wire::packet_begin(transport->outgoing, wire::kMaxTapRecord);
+    wire::tap_record_write(writer, record);
+    return shared_packet_create(writer);
+}
+
+// Written once, for the first tap that can take it: a tap that does not read costs a comparison.
 void record_copy_to_taps(const Connection *about, TapDirection direction, wire::TapRecord &record) {
     const Transport *transport = about->transport;
     const bool received = direction == TapDirection::received;
     record.time = clock_wall();
     record.from = received ? end_of(about) : end_here(transport);
     record.to = received ? end_here(transport) : end_of(about);
-    for (Connection *connection : transport->connections) {
-        if (connection->role == Role::tap && !connection->closed && connection != about)
-            record_copy(connection, about, record);
+    const uint32_t size = wire::tap_record_size(record);
+    SharedPacket *copy = nullptr;
+    for (Connection *tap : transport->connections) {
+        if (tap->role != Role::tap || tap->closed || tap == about)
+            continue;
+        bool taken = output_takes(tap, size) && loss_tell(tap, record);
+        if (taken && copy == nullptr)
+            copy = record_encode(transport, record);
+        taken = taken && copy != nullptr && output_add_shared(tap, copy) != nullptr;
+        tap->lost += !taken;
     }
+    shared_packet_release(copy);
 }
 
-} // namespace
-
+// Tells a new tap that copies begin: its client has connected long before the listener knows of it.
 void tap_begin(Connection *tap) {
     wire::TapRecord record = {};
     record.kind = KEX_TAP_WATCHING;
@@ -68,6 +79,33 @@ void tap_begin(Connection *tap) {
     record.text = text_of("");
     if (!record_queue(tap, record))
         tap->lost++;
+}
+
+bool is_of_others(const Connection *tap) {
+    return tap->user_id != 0 && tap->user_id != geteuid();
+}
+
+} // namespace
+
+const char *tap_admit(Connection *tap) {
+    uint32_t of_process = 0;
+    uint32_t of_others = 0;
+    for (Connection *other : tap->transport->connections) {
+        if (other->role != Role::tap || other->closed)
+            continue;
+        of_process += other->process_id == tap->process_id;
+        of_others += is_of_others(other);
+    }
+    if (of_process >= kMaxTapsOfProcess)
+        return "this process has as many taps as one may have";
+    if (tap->transport->taps >= kMaxTaps)
+        return "there are too many taps";
+    if (is_of_others(tap) && of_others >= kMaxTapsOfOthers)
+        return "the places that are left for taps are kept for the listener's own user";
+    tap->role = Role::tap;
+    tap->transport->taps++;
+    tap_begin(tap);
+    return nullptr;
 }
 
 void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size) {

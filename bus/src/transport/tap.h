@@ -9,8 +9,8 @@ namespace bus {
 
 enum class TapDirection : uint8_t { sent, received };
 
-// Tells a new tap that copies begin: its client has connected long before the listener knows of it.
-void tap_begin(Connection *tap);
+// A connection becomes a tap, which is told that copies begin. A sentence when it may not, else null.
+const char *tap_admit(Connection *connection);
 // Both cost a comparison while nobody taps.
 void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size);
 void tap_event(const Connection *connection, kex_tap_kind kind, const char *text);

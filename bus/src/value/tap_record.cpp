@@ -40,6 +40,11 @@ int32_t tap_record_kind(uint8_t message_kind) {
     }
 }
 
+uint32_t tap_record_size(const TapRecord &record) {
+    constexpr uint32_t kNumbers = kHeadSize + 10 * sizeof(uint32_t) + sizeof(uint64_t);
+    return kNumbers + record.from.name.length + record.to.name.length + record.text.length + record.size;
+}
+
 void tap_record_write(Writer &writer, const TapRecord &record) {
     put_head(writer, kTapRecord, 0, 0);
     put_word(writer, static_cast<uint32_t>(record.kind));

@@ -29,6 +29,8 @@ struct TapRecord {
 
 // The kind of a record about such a message; 0: none is made.
 int32_t tap_record_kind(uint8_t message_kind);
+// How many bytes it will have, without writing it.
+uint32_t tap_record_size(const TapRecord &record);
 void tap_record_write(Writer &writer, const TapRecord &record);
 // Texts and packet stay where they are in the message.
 bool tap_record_read(const Message &message, TapRecord &record);
