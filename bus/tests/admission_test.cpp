@@ -130,7 +130,7 @@ TEST_F(Admission, OneProcessHasEightPlaces) {
     EXPECT_EQ(crowd(geteuid(), 8).taken_in(), 8u) << "another one has its own";
 }
 
-TEST_F(Admission, PlacesAreGivenBack) {
+TEST_F(Admission, SixtyFourAndNoMoreUntilOneIsGivenBack) {
     ASSERT_EQ(crowd(geteuid(), 8).taken_in(), 8u);
     crowds.clear();
     EXPECT_EQ(crowd_in(geteuid(), 64), 64u);

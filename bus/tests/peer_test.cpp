@@ -4,7 +4,6 @@
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
 
-#include <memory>
 #include <set>
 #include <unistd.h>
 
@@ -160,27 +159,6 @@ TEST_F(Peer, ResetIsNotTheEndOfWhatCanBeRead) {
     raw.close();
     EXPECT_TRUE(turn_until([] { return served::log.size() == 3; }));
     EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "note 3"));
-}
-
-TEST_F(Peer, SixtyFourAndNoMore) {
-    std::vector<std::unique_ptr<RawPeer>> peers;
-    for (int i = 0; i < 63; i++) { // with the fixture's client: 64
-        peers.push_back(std::make_unique<RawPeer>(socket));
-        ASSERT_TRUE(peers.back()->send(hello()));
-        turn_until_idle();
-    }
-    RawPeer one_more(socket);
-    one_more.send(hello());
-    turn_until_idle();
-    EXPECT_EQ(one_more.refusal(), "there are too many connections");
-    EXPECT_TRUE(one_more.is_closed());
-    peers.pop_back();
-    turn_until_idle();
-    RawPeer replacement(socket);
-    replacement.send(hello());
-    turn_until_idle();
-    EXPECT_EQ(replacement.refusal(), "");
-    EXPECT_FALSE(replacement.is_closed());
 }
 
 TEST_F(Peer, ConnectingChecksTheUri) {

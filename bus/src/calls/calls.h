@@ -19,9 +19,8 @@ struct MissedCalls {
 
 struct Calls {
     Transport *transport;
-    kex_t *bus;      // for handlers, which are given it; nothing of it is known here
-    peer_t *handles; // newest first
-    object_t *root;  // of the data model
+    kex_t *bus;     // for handlers, which are given it; nothing of it is known here
+    object_t *root; // of the data model
     List<Function> functions;
     MissedCalls missed;
     argument_list_t *running; // of the call whose function runs; null: none does

@@ -3,6 +3,7 @@
 #include "calls/peer.h"
 #include "base/closer.h"
 #include "base/trace.h"
+#include "calls/handle.h"
 #include "transport/listener.h"
 #include "transport/send.h"
 
@@ -12,24 +13,7 @@
 
 using namespace bus;
 
-// It outlives its connection, so that a closed peer's handle is never given to another: some twenty bytes per peer that
-// ever said hello, until the bus goes.
-struct peer {
-    Peer *peer;         // null once closed
-    Listener *listener; // for the handle that stands for a listener
-    peer_t *next;
-};
-
 namespace {
-
-peer_t *handle_create(Calls *calls) {
-    peer_t *handle = make<peer_t>();
-    if (handle == nullptr)
-        return nullptr;
-    handle->next = calls->handles;
-    calls->handles = handle;
-    return handle;
-}
 
 void peer_free(Peer *peer) {
     if (peer != nullptr)
@@ -37,12 +21,10 @@ void peer_free(Peer *peer) {
     free(peer);
 }
 
-// Takes back the one that was made last, before anybody has seen it.
-void handle_discard(Calls *calls) {
-    peer_t *handle = calls->handles;
-    calls->handles = handle->next;
-    peer_free(handle->peer);
-    free(handle);
+// With its handle.
+void peer_destroy(Peer *peer) {
+    handle_destroy(peer->handle);
+    peer_free(peer);
 }
 
 // With its handle.
@@ -55,7 +37,7 @@ Peer *peer_create(Calls *calls) {
     }
     peer->calls = calls;
     peer->handle = handle;
-    handle->peer = peer;
+    handle_find(handle)->peer = peer;
     return peer;
 }
 
@@ -77,8 +59,19 @@ int uri_connect(const Access &access, const char *uri) {
     return -1;
 }
 
+Peer *handle_peer(const peer_t *handle) {
+    const Handle *found = handle_find(handle);
+    return found != nullptr ? found->peer : nullptr;
+}
+
 const Connection *handle_connection(const peer_t *handle) {
-    return handle != nullptr && handle->peer != nullptr ? handle->peer->connection : nullptr;
+    const Peer *peer = handle_peer(handle);
+    return peer != nullptr ? peer->connection : nullptr;
+}
+
+Listener *handle_listener(const peer_t *handle) {
+    const Handle *found = handle_find(handle);
+    return found != nullptr ? found->listener : nullptr;
 }
 
 } // namespace
@@ -97,8 +90,8 @@ Peer *peer_for(Calls *calls, Connection *connection) {
 }
 
 Peer *peer_open(peer_t *handle) {
-    const Connection *connection = handle_connection(handle);
-    return connection != nullptr && !connection->closed ? handle->peer : nullptr;
+    Peer *peer = handle_peer(handle);
+    return peer != nullptr && !peer->connection->closed ? peer : nullptr;
 }
 
 peer_t *peer_connect(Calls *calls, const char *uri) {
@@ -113,7 +106,7 @@ peer_t *peer_connect(Calls *calls, const char *uri) {
     }
     peer->connection = connection_begin(calls->transport, fd, Role::client);
     if (peer->connection == nullptr) {
-        handle_discard(calls);
+        peer_destroy(peer);
         return nullptr;
     }
     peer->connection->peer = peer;
@@ -124,11 +117,13 @@ peer_t *peer_listen(Calls *calls, const char *path) {
     peer_t *handle = !calls->transport->ending ? handle_create(calls) : nullptr;
     if (handle == nullptr)
         return nullptr;
-    handle->listener = listener_open(calls->transport, path);
-    if (handle->listener != nullptr)
-        return handle;
-    handle_discard(calls);
-    return nullptr;
+    Listener *listener = listener_open(calls->transport, path);
+    if (listener == nullptr) {
+        handle_destroy(handle);
+        return nullptr;
+    }
+    handle_find(handle)->listener = listener;
+    return handle;
 }
 
 void peer_close_event(Peer *peer) {
@@ -139,24 +134,25 @@ void peer_close_event(Peer *peer) {
         peer->closed_handler(handle, PEER_EVENT_CLOSED, peer->closed_userdata);
     if (calls->closed_handler != nullptr)
         calls->closed_handler(calls->bus, handle, calls->closed_userdata);
-    handle->peer = nullptr;
-    peer_free(peer);
+    peer_destroy(peer);
 }
 
 void peers_end(Calls *calls) {
-    while (calls->handles != nullptr)
-        handle_discard(calls);
+    for (peer_t *handle = handle_first(calls); handle != nullptr; handle = handle_first(calls)) {
+        peer_free(handle_peer(handle));
+        handle_destroy(handle);
+    }
 }
 
 } // namespace bus
 
 int peer_setEventHandler(peer_t *handle, int event, void *userdata,
                          int (*handler)(peer_t *peer, int event, void *userdata)) {
-    if (handle != nullptr && handle->listener != nullptr && event == PEER_EVENT_CLOSED)
+    if (handle_listener(handle) != nullptr && event == PEER_EVENT_CLOSED)
         return 1; // a listener closes with its bus, when no event runs any more
     // As long as the close event has not run, a handler can still be told: the end may already have been read while
     // calls that came before it wait for their turn.
-    Peer *peer = handle != nullptr ? handle->peer : nullptr;
+    Peer *peer = handle_peer(handle);
     if (peer == nullptr || peer->close_told || event != PEER_EVENT_CLOSED)
         return 0;
     peer->closed_handler = handler;
@@ -175,9 +171,10 @@ int32_t peer_processId(peer_t *handle) {
 }
 
 int peer_disconnect(peer_t *handle) {
-    if (handle != nullptr && handle->listener != nullptr) {
-        listener_close(handle->listener);
-        handle->listener = nullptr;
+    Listener *listener = handle_listener(handle);
+    if (listener != nullptr) {
+        listener_close(listener);
+        handle_destroy(handle);
         return 1;
     }
     Peer *peer = peer_open(handle);
