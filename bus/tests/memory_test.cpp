@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 using namespace support;
+using testing::HasSubstr;
 
 extern "C" int __Memory_all(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
 
@@ -28,6 +29,25 @@ extern "C" int __Memory_all(function_call_t *call, argument_list_t *arguments, v
     reply_addError(request_reply(fcall_request(call)), 1, "description", "info");
     fcall_destroy(call);
     return variant_setChar(return_value, "answer") ? 0 : 2;
+}
+
+extern "C" int __Memory_whole(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
+
+static int calls_with_all;    // arguments
+static int calls_with_a_part; // of them
+
+// Counts calls whose two arguments it can read, and those for which one is missing.
+extern "C" int __Memory_whole(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    char *chars = nullptr;
+    variant_list_t *items = nullptr;
+    const int read = argument_getChar(arguments, "text", 0, &chars) + argument_getList(arguments, "list", 0, &items);
+    (read == 2 && variant_list_size(items) == 1 ? calls_with_all : calls_with_a_part)++;
+    free(chars);
+    variant_list_destroy(items);
+    if (read < 2)
+        reply_addError(request_reply(fcall_request(call)), 1, "an argument is missing", "");
+    fcall_destroy(call);
+    return variant_setChar(return_value, "answer") ? 0 : KEX_FUNCTION_FAILED;
 }
 
 namespace {
@@ -140,6 +160,128 @@ TEST_F(Memory, ConnectionsAndCalls) {
         variant_cleanup(&items);
         kex_destroy(client);
     });
+}
+
+// Server and client, connected before any allocation fails.
+struct Connected {
+    explicit Connected(const ScratchDirectory &scratch) {
+        const std::string socket = scratch.path("bus");
+        const char *const rows[] = {"Memory", "whole"};
+        kex_declareFunctions(server, rows, 1, 2);
+        kex_declareObject(server, "M", "Memory");
+        connection_listenOnIPC(kex_connection(server), socket.c_str());
+        peer = kex_client_connect(client, uri_of(socket).c_str());
+        kex_onPeerClosed(server, count_closed, &closed_at_server);
+        kex_onPeerClosed(client, count_closed, &closed_at_client);
+        turns();
+    }
+    ~Connected() {
+        kex_destroy(client);
+        kex_destroy(server);
+    }
+    Connected(const Connected &) = delete;
+    Connected &operator=(const Connected &) = delete;
+
+    static void count_closed(kex_t *, peer_t *, void *counter) { ++*static_cast<int *>(counter); }
+    void turns() {
+        for (int i = 0; i < 4; i++) {
+            kex_dispatch(client);
+            kex_dispatch(server);
+        }
+    }
+    // A call with a text and a list, as the library makes it: no step is looked at but the sending.
+    bool send(void (*done)(request_t *r)) {
+        variant_t chars = {};
+        variant_t items;
+        variant_initialize(&items, VARIANT_LIST);
+        request_t *r = request_create_executeFunction("M", "whole", 0);
+        variant_setChar(&chars, "text");
+        variant_list_add(variant_da_list(&items), &chars);
+        request_addParameter(r, "text", &chars);
+        request_addParameter(r, "list", &items);
+        request_setDoneHandler(r, done);
+        const bool sent = kex_sendRequest(client, peer, r) != 0;
+        variant_cleanup(&chars);
+        variant_cleanup(&items);
+        if (!sent || done == nullptr)
+            request_destroy(r);
+        return sent;
+    }
+
+    kex_t *server = kex_create("server");
+    kex_t *client = kex_create("client");
+    peer_t *peer = nullptr;
+    int closed_at_server = 0;
+    int closed_at_client = 0;
+};
+
+// Two processes keep tables of each other by the calls between them: one call less, and they differ for ever.
+TEST_F(Memory, CallsArriveWholeOrTheConnectionEnds) {
+    setenv("ZIL_TRACE_LEVEL", "0", 1);
+    bus::trace_configure();
+    bool failed = true;
+    for (uint32_t n = 1; failed && n < 200; n++) {
+        SCOPED_TRACE(n);
+        Connected both(scratch);
+        calls_with_all = calls_with_a_part = 0;
+        static std::string answer;
+        answer.clear();
+        {
+            FailingAllocation failing(n);
+            both.send([](request_t *r) {
+                answer = lines_of(r).empty() ? "nothing" : lines_of(r).front();
+                request_destroy(r);
+            });
+            both.turns();
+            failed = failing.has_failed();
+        }
+        if (answer == "value text \"answer\"") {
+            EXPECT_EQ(calls_with_all, 1);
+            EXPECT_EQ(both.closed_at_server + both.closed_at_client, 0);
+        } else {
+            EXPECT_TRUE(answer.empty() || answer.find("Peer closed") != std::string::npos) << answer;
+            EXPECT_EQ(both.closed_at_server, 1);
+            EXPECT_EQ(both.closed_at_client, 1);
+        }
+        EXPECT_EQ(kex_client_connect(both.client, uri.c_str()) != nullptr, true) << "a new connection begins anew";
+    }
+    EXPECT_FALSE(failed) << "there is no end to it";
+}
+
+TEST_F(Memory, LostRequestSaysWhyItsConnectionEnds) {
+    setenv("ZIL_TRACE_LEVEL", "100", 1);
+    bus::trace_configure();
+    Connected both(scratch);
+    CapturedTrace trace;
+    {
+        FailingAllocation failing(1);
+        EXPECT_FALSE(both.send(nullptr));
+    }
+    both.turns();
+    EXPECT_THAT(trace.text(), HasSubstr("connection to 'server' (process " + std::to_string(getpid()) +
+                                        ") refused: a request to it is lost: out of memory"));
+    EXPECT_THAT(trace.text(), HasSubstr("refused this process: a request to it is lost: out of memory"));
+}
+
+// A process without memory for the timer of its next attempt would never attempt anything again.
+TEST_F(Memory, TimerIsMadeFromTheSpareOne) {
+    setenv("ZIL_TRACE_LEVEL", "0", 1);
+    bus::trace_configure();
+    kex_t *bus = kex_create("bus");
+    for (int round = 0; round < 2; round++) { // one that is destroyed is spare again
+        static int fired;
+        fired = 0;
+        FailingAllocation failing(1);
+        kex_timer_t *timer = kex_timer_create();
+        ASSERT_NE(timer, nullptr);
+        EXPECT_TRUE(failing.has_failed());
+        kex_timer_setHandler(timer, [](kex_timer_t *) { fired++; });
+        kex_timer_start(timer, 0);
+        kex_dispatch(bus);
+        EXPECT_EQ(fired, 1);
+        kex_timer_destroy(timer);
+    }
+    kex_destroy(bus);
 }
 
 } // namespace

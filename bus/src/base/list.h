@@ -3,6 +3,8 @@
 #ifndef KEX_LIST_H
 #define KEX_LIST_H
 
+#include "base/memory.h"
+
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -71,7 +73,7 @@ struct List {
 // A zero-filled object, or null. All of the bus's structures are valid when zero-filled; free() releases them.
 template <class T>
 T *make() {
-    return static_cast<T *>(calloc(1, sizeof(T)));
+    return static_cast<T *>(memory_take_zeroed(1, sizeof(T)));
 }
 
 } // namespace bus

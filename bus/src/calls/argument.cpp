@@ -116,7 +116,7 @@ int argument_getByteArray(argument_list_t *a, const char *name, uint32_t, void *
         return 1;
     }
     uint32_t size = inside(&value)->length;
-    uint8_t *block = static_cast<uint8_t *>(calloc(1, size > kShortestArray ? size : kShortestArray));
+    uint8_t *block = static_cast<uint8_t *>(memory_take_zeroed(1, size > kShortestArray ? size : kShortestArray));
     if (block != nullptr) {
         memcpy(block, inside(&value)->bytes, size);
         *data = block;

@@ -58,8 +58,10 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
         wire::packet_discard(writer);
         writer = call_write_reply(call, nullptr);
     }
+    const uint32_t failures = memory_failures();
     if (output_add(connection, writer, kReplyAllowance) == nullptr && !connection->write_closed)
-        connection_refuse(connection, "it does not read its replies");
+        connection_refuse(connection, memory_failures() != failures ? "a reply to it is lost: out of memory"
+                                                                    : "it does not read its replies");
     connection_flush_if_much(connection);
 }
 
@@ -156,6 +158,13 @@ void call_run_function(function_call_t *call, argument_list_t *arguments, varian
     object_unpin(object);
 }
 
+// What its function could not read, make or answer is missing on one side: both begin anew on another connection.
+void call_lose(const function_call_t *call) {
+    Connection *connection = call->peer->connection;
+    if (!connection->closed)
+        connection_refuse(connection, "a call from it is lost: out of memory");
+}
+
 void call_run(Task *task) {
     function_call_t *call = static_cast<function_call_t *>(task);
     argument_list_t arguments;
@@ -166,8 +175,11 @@ void call_run(Task *task) {
     variant_initialize(&value, VARIANT_NONE);
     call->peer->queued.remove(call);
     call->peer->running = call;
+    const uint32_t failures = memory_failures();
     call_run_function(call, &arguments, &value);
     call->peer->running = nullptr;
+    if (memory_failures() != failures)
+        call_lose(call);
     if (!call->one_way)
         call_send_reply(call, &value);
     else if (call->missed_told)
@@ -194,7 +206,7 @@ const function_call_t *call_find(const Peer *peer, uint32_t serial) {
 function_call_t *call_create(const wire::Message &message, wire::Descriptors &descriptors) {
     size_t fds_size = sizeof(int) * descriptors.count;
     const size_t whole = sizeof(function_call_t) + fds_size + message.size;
-    void *memory = malloc(whole);
+    void *memory = memory_take(whole);
     if (memory == nullptr)
         return nullptr;
     function_call_t *call = static_cast<function_call_t *>(memory);

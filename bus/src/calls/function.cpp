@@ -48,12 +48,12 @@ Function *function_create(const char *const *row, uint32_t columns, kex_function
     if (function == nullptr)
         return nullptr;
     function->entry = entry;
-    function->class_name = strdup(row[0]);
-    function->name = strdup(row[1]);
-    function->arguments = static_cast<char **>(calloc(columns, sizeof(char *)));
+    function->class_name = memory_take_text(row[0]);
+    function->name = memory_take_text(row[1]);
+    function->arguments = static_cast<char **>(memory_take_zeroed(columns, sizeof(char *)));
     bool complete = function->class_name != nullptr && function->name != nullptr && function->arguments != nullptr;
     for (uint32_t i = 2; complete && i < columns && row[i] != nullptr; i++) {
-        char *argument = strdup(row[i]);
+        char *argument = memory_take_text(row[i]);
         complete = argument != nullptr;
         if (complete)
             function->arguments[function->argument_count++] = argument;

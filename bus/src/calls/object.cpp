@@ -12,8 +12,8 @@ object_t *object_create(const char *name, size_t length, const char *class_name)
     object_t *object = make<object_t>();
     if (object == nullptr)
         return nullptr;
-    object->name = strndup(name, length);
-    object->class_name = strdup(class_name);
+    object->name = memory_take_text(name, length);
+    object->class_name = memory_take_text(class_name);
     if (object->name == nullptr || object->class_name == nullptr) {
         free(object->name);
         free(object->class_name);
@@ -154,7 +154,7 @@ object_t *object_declare(Calls *calls, const char *path, const char *class_name,
     const char *wanted_class = class_name != nullptr ? class_name : "";
     if (object->declared)
         return object->kind == kind && strcmp(object->class_name, wanted_class) == 0 ? object : nullptr;
-    char *copy = object->kind == ObjectKind::plain ? strdup(wanted_class) : nullptr;
+    char *copy = object->kind == ObjectKind::plain ? memory_take_text(wanted_class) : nullptr;
     if (copy == nullptr)
         return nullptr;
     free(object->class_name);

@@ -17,7 +17,7 @@ request_t *&place_of(const Pending &pending, uint32_t serial) {
 // Requests that stand at different places stand at different ones among twice as many, too.
 bool places_grow(Pending &pending) {
     const uint32_t count = pending.place_count > 0 ? 2 * pending.place_count : kFirstPlaces;
-    request_t **places = static_cast<request_t **>(calloc(count, sizeof(request_t *)));
+    request_t **places = static_cast<request_t **>(memory_take_zeroed(count, sizeof(request_t *)));
     if (places == nullptr)
         return false;
     free(pending.places);

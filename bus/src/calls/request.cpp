@@ -93,6 +93,13 @@ OutPacket *request_write(const request_t *r, Connection *connection, const char 
     return output_add(connection, writer, 1);
 }
 
+// Stands for each request that there was no memory for, so that its sending can tell the peer.
+request_t lost_request;
+
+bool request_is_whole(const request_t *r) {
+    return r != &lost_request && r->failures == memory_failures();
+}
+
 // With its serial. Null: it cannot be queued (traced).
 OutPacket *request_queue(request_t *r, Peer *peer) {
     const char *why = pending_reserve(peer->pending, r->serial);
@@ -113,7 +120,9 @@ bool request_send(Calls *calls, peer_t *to, request_t *r) {
     Peer *peer = peer_open(to);
     if (peer == nullptr || peer->calls != calls || r->state != RequestState::fresh)
         return false;
-    OutPacket *packet = request_queue(r, peer);
+    OutPacket *packet = request_is_whole(r) ? request_queue(r, peer) : nullptr;
+    if (packet == nullptr && !request_is_whole(r))
+        connection_refuse(peer->connection, "a request to it is lost: out of memory");
     if (packet == nullptr)
         return false;
     packet->request = r;
@@ -164,23 +173,21 @@ request_t *request_create_executeFunction(const char *path, const char *function
         return nullptr;
     if (strnlen(path, kMaxPath + 1) > kMaxPath || strnlen(function, kMaxPath + 1) > kMaxPath)
         return nullptr;
+    const uint32_t failures = memory_failures();
     request_t *r = make<request_t>();
     if (r == nullptr)
-        return nullptr;
+        return &lost_request;
+    r->failures = failures;
     r->run = request_run;
     r->drop = request_run;
     r->flags = flags;
-    r->path = strdup(path);
-    r->function = strdup(function);
-    if (r->path == nullptr || r->function == nullptr) {
-        request_free(r);
-        return nullptr;
-    }
-    return r;
+    r->path = memory_take_text(path);
+    r->function = memory_take_text(function);
+    return r; // without one of them it is not whole
 }
 
 int request_addParameter(request_t *r, const char *name, const variant_t *value) {
-    if (r == nullptr || name == nullptr || value == nullptr || r->state != RequestState::fresh)
+    if (r == nullptr || r == &lost_request || name == nullptr || value == nullptr || r->state != RequestState::fresh)
         return 0;
     if (r->parameters.count == kMaxArguments || value_nesting(value) > kMaxNesting)
         return 0;
@@ -188,17 +195,17 @@ int request_addParameter(request_t *r, const char *name, const variant_t *value)
 }
 
 void request_setReplyHandler(request_t *r, void (*handler)(request_t *r, reply_item_t *item)) {
-    if (r != nullptr)
+    if (r != nullptr && r != &lost_request)
         r->reply_handler = handler;
 }
 
 void request_setDoneHandler(request_t *r, void (*handler)(request_t *r)) {
-    if (r != nullptr)
+    if (r != nullptr && r != &lost_request)
         r->done_handler = handler;
 }
 
 void request_setData(request_t *r, void *data) {
-    if (r != nullptr)
+    if (r != nullptr && r != &lost_request)
         r->data = data;
 }
 
@@ -217,7 +224,7 @@ reply_t *request_reply(request_t *r) {
 
 void request_destroy(request_t *r) {
     // The request of a running call belongs to the bus.
-    if (r == nullptr || r->state == RequestState::arrived)
+    if (r == nullptr || r->state == RequestState::arrived || r == &lost_request)
         return;
     if (r->state == RequestState::queued && !request_has_handler(r))
         wire::call_make_one_way(r->packet->data);

@@ -29,6 +29,7 @@ struct request : bus::Task, bus::Node<request> {
     bool destroyed; // inside a handler of its own
     uint32_t flags;
     uint32_t serial;
+    uint32_t failures; // of memory, before it was made: what is added to it is all there while they are no more
     char *path;
     char *function;
     bus::Parameters parameters;
@@ -50,6 +51,8 @@ inline bool request_is_under_way(const request_t *r) {
     return r->state == RequestState::queued || r->state == RequestState::left;
 }
 
+// One for which memory lacks is not sent, and the connection ends: a call that is left out of a sequence leaves two tables that
+// differ, while a new connection begins with none.
 bool request_send(Calls *calls, peer_t *to, request_t *r);
 // The packet is on its way: too late to become one-way.
 void request_sent(request_t *r);

@@ -27,6 +27,7 @@ struct Timers {
     Module module;
     List<kex_timer_t> running; // soonest first
     List<kex_timer_t> idle;
+    kex_timer_t *spare;   // for when there is no memory: who waits for a timer that never was waits for ever
     uint32_t time_factor; // time runs this many times as fast
 };
 

@@ -32,6 +32,21 @@ void timer_stop(kex_timer_t *timer) {
     task_remove(timer);
 }
 
+kex_timer_t *spare_take(Timers &timers) {
+    kex_timer_t *spare = timers.spare;
+    timers.spare = nullptr;
+    return spare;
+}
+
+// The memory of a timer that has gone becomes the spare one when there is none.
+void timer_release(Timers &timers, kex_timer_t *timer) {
+    *timer = {};
+    if (timers.spare == nullptr)
+        timers.spare = timer;
+    else
+        free(timer);
+}
+
 uint64_t timers_deadline(void *self) {
     const kex_timer_t *soonest = static_cast<Loop *>(self)->timers.running.first;
     return soonest != nullptr ? soonest->deadline : kNever;
@@ -53,6 +68,7 @@ namespace bus {
 
 void timers_begin(Loop *loop, uint32_t time_factor) {
     loop->timers.time_factor = time_factor;
+    loop->timers.spare = make<kex_timer_t>();
     Module &module = loop->timers.module;
     module.self = loop;
     module.deadline = timers_deadline;
@@ -67,10 +83,13 @@ void timers_end(Loop *loop) {
             free(list->pop());
         }
     }
+    free(loop->timers.spare);
 }
 
 kex_timer_t *timer_create(Loop *loop) {
     kex_timer_t *timer = make<kex_timer_t>();
+    if (timer == nullptr)
+        timer = spare_take(loop->timers);
     if (timer == nullptr)
         return nullptr;
     timer->run = timer_run;
@@ -108,6 +127,7 @@ void kex_timer_destroy(kex_timer_t *timer) {
     if (timer == nullptr)
         return;
     timer_stop(timer);
-    timer->loop->timers.idle.remove(timer);
-    free(timer);
+    Timers &timers = timer->loop->timers;
+    timers.idle.remove(timer);
+    timer_release(timers, timer);
 }

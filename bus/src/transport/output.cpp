@@ -23,7 +23,7 @@ bool output_has_room(const Connection *connection, const wire::Writer &writer, u
 // Takes the writer's descriptors over. Null: no memory.
 OutPacket *packet_create(wire::Writer &writer) {
     size_t fds_size = sizeof(int) * writer.fd_count;
-    OutPacket *packet = static_cast<OutPacket *>(malloc(packet_size(writer)));
+    OutPacket *packet = static_cast<OutPacket *>(memory_take(packet_size(writer)));
     if (packet == nullptr)
         return nullptr;
     *packet = {};

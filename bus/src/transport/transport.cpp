@@ -63,8 +63,8 @@ bool transport_begin(Transport *transport, Loop *loop, const char *process_name,
     transport->access = access;
     transport->spare.original = loop->stop.fd;
     printable(transport->name, sizeof transport->name, process_name, strlen(process_name));
-    transport->incoming = static_cast<uint8_t *>(malloc(size_t{kPacketsPerRead} * kMaxPacket));
-    transport->outgoing = static_cast<uint8_t *>(malloc(wire::kMaxTapRecord));
+    transport->incoming = static_cast<uint8_t *>(memory_take(size_t{kPacketsPerRead} * kMaxPacket));
+    transport->outgoing = static_cast<uint8_t *>(memory_take(wire::kMaxTapRecord));
     transport_join(transport);
     return transport->incoming != nullptr && transport->outgoing != nullptr && spare_fill(transport->spare);
 }

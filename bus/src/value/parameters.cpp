@@ -22,7 +22,7 @@ bool parameters_add(Parameters &parameters, const char *name, const variant_t *v
     Parameter *parameter = make<Parameter>();
     if (parameter == nullptr)
         return false;
-    parameter->name = strdup(name);
+    parameter->name = memory_take_text(name);
     if (!value_copy(&parameter->value, value) || parameter->name == nullptr) {
         parameter_free(parameter);
         return false;

@@ -25,7 +25,7 @@ reply_item_t *item_append(reply_t *reply, int32_t type) {
 }
 
 char *text_copy(Text text) {
-    char *bytes = static_cast<char *>(malloc(size_t{text.length} + 1));
+    char *bytes = static_cast<char *>(memory_take(size_t{text.length} + 1));
     if (bytes == nullptr)
         return nullptr;
     memcpy(bytes, text.bytes, text.length);

@@ -25,7 +25,7 @@ void value_reset(variant_t *v, uint32_t type) {
 
 // Copies `length` bytes and ends them with a zero byte.
 void *bytes_copy(const void *data, uint32_t length) {
-    uint8_t *copy = static_cast<uint8_t *>(malloc(size_t{length} + 1));
+    uint8_t *copy = static_cast<uint8_t *>(memory_take(size_t{length} + 1));
     if (copy == nullptr)
         return nullptr;
     if (length > 0)
@@ -140,7 +140,7 @@ uint32_t value_nesting(const variant_t *v) {
 variant_t *list_append(variant_list_t *list) {
     if (list->count == list->capacity) {
         uint32_t capacity = list->capacity > 0 ? list->capacity * 2 : kFirstCapacity;
-        void *items = capacity > list->capacity ? reallocarray(list->items, capacity, sizeof(variant_t)) : nullptr;
+        void *items = capacity > list->capacity ? memory_grow(list->items, capacity, sizeof(variant_t)) : nullptr;
         if (items == nullptr)
             return nullptr;
         list->items = static_cast<variant_t *>(items);

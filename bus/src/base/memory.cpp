@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// Implements memory.h.
+#include "base/memory.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+namespace bus {
+
+namespace {
+
+uint32_t failures;
+
+template <class T>
+T *counted(T *memory) {
+    if (memory == nullptr)
+        failures++;
+    return memory;
+}
+
+} // namespace
+
+void *memory_take(size_t size) {
+    return counted(malloc(size));
+}
+
+void *memory_take_zeroed(size_t count, size_t size) {
+    return counted(calloc(count, size));
+}
+
+void *memory_grow(void *memory, size_t count, size_t size) {
+    return counted(reallocarray(memory, count, size));
+}
+
+char *memory_take_text(const char *text) {
+    return counted(strdup(text));
+}
+
+char *memory_take_text(const char *text, size_t length) {
+    return counted(strndup(text, length));
+}
+
+uint32_t memory_failures() {
+    return failures;
+}
+
+} // namespace bus
