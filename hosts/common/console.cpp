@@ -37,6 +37,7 @@ kex_t *console_bus;
 console_command_t *run_command;
 void (*input_ended)();
 bool input_may_end;
+bool input_has_failed;
 source standard_input;
 source clients[kClients];
 int listener = -1;
@@ -134,6 +135,10 @@ void readable(int fd, void *userdata) {
         take_text(who, text, static_cast<size_t>(got));
         return;
     }
+    if (got < 0 && who == &standard_input) {
+        input_has_failed = true;
+        fprintf(stderr, "error: standard input cannot be read: %s\n", strerror(errno));
+    }
     forget(who);
     if (who == &standard_input && !input_may_end)
         input_ended();
@@ -227,6 +232,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     run_command = command;
     input_ended = ended;
     input_may_end = keep_going;
+    input_has_failed = false;
     setvbuf(stdout, nullptr, _IOLBF, 0);
     for (source &client : clients)
         client.in = -1;
@@ -247,7 +253,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     return false;
 }
 
-void console_stop() {
+bool console_stop() {
     kex_timer_destroy(accept_timer);
     accept_timer = nullptr;
     for (source &client : clients)
@@ -261,6 +267,7 @@ void console_stop() {
     if (listener_path[0] != 0)
         unlink(listener_path);
     listener_path[0] = 0;
+    return !input_has_failed;
 }
 
 void say(const char *format, ...) {

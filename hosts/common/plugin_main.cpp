@@ -357,7 +357,8 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     look_begin();
 
     int result = host_run(leave);
-    console_stop();
+    if (!console_stop())
+        exit_status = kExitFailure;
     line_plugin_end();
     kex_timer_destroy(look_timer);
     kex_timer_destroy(input_timer);

@@ -63,7 +63,8 @@ int main(int count, char **words) {
     say("ready socket=%s country=%s", socket, the_plan.country);
 
     int result = host_run(host_stop);
-    console_stop();
+    if (!console_stop())
+        result = kExitFailure;
     application_end();
     host_end();
     return result;

@@ -74,7 +74,7 @@ OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t all
 }
 
 SharedPacket *shared_packet_create(const wire::Writer &writer) {
-    void *memory = writer.why == nullptr ? malloc(sizeof(SharedPacket) + writer.size) : nullptr;
+    void *memory = writer.why == nullptr ? memory_take(sizeof(SharedPacket) + writer.size) : nullptr;
     if (memory == nullptr)
         return nullptr;
     SharedPacket *shared = static_cast<SharedPacket *>(memory);

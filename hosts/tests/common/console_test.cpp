@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <string.h>
@@ -88,6 +89,43 @@ TEST_F(Console, LinesWithoutAWordAreNoCommands) {
     send_text("\n \n\t\n \t \r\n\0\n\0status\n\r\nstatus\t\r\nhelp\0\xFF\n"s);
     EXPECT_EQ(received_until("ok\nok\n"), "ok\nok\n");
     EXPECT_EQ(first_words, (std::vector<std::string>{"status", "help"}));
+}
+
+// A terminal that has gone answers so, and the process must not look as if it had been told to leave.
+TEST_F(Console, InputThatCannotBeReadIsSaidAndIsAFailure) {
+    static int ends;
+    ends = 0;
+    const int input = dup(STDIN_FILENO);
+    const int folder = open(directory_, O_RDONLY | O_DIRECTORY | O_CLOEXEC); // can be opened, not read
+    ASSERT_EQ(dup2(folder, STDIN_FILENO), STDIN_FILENO);
+    testing::internal::CaptureStderr();
+    const bool started = console_start(bus_, true, nullptr, false, remember, [] { ends++; });
+    for (int turns = 0; turns < 5; turns++)
+        kex_dispatch(bus_);
+    EXPECT_FALSE(console_stop());
+    dup2(input, STDIN_FILENO);
+    close(input);
+    close(folder);
+    EXPECT_TRUE(started);
+    EXPECT_EQ(ends, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "error: standard input cannot be read: Is a directory\n");
+}
+
+TEST_F(Console, InputThatEndsIsNoFailure) {
+    static int ends;
+    ends = 0;
+    const int input = dup(STDIN_FILENO);
+    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(nothing, STDIN_FILENO), STDIN_FILENO);
+    const bool started = console_start(bus_, true, nullptr, false, remember, [] { ends++; });
+    for (int turns = 0; turns < 5; turns++)
+        kex_dispatch(bus_);
+    EXPECT_TRUE(console_stop());
+    dup2(input, STDIN_FILENO);
+    close(input);
+    close(nothing);
+    EXPECT_TRUE(started);
+    EXPECT_EQ(ends, 1);
 }
 
 TEST_F(Console, TextsFromOutsideStayOnOneLine) {
