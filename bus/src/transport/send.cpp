@@ -25,11 +25,11 @@ size_t descriptors_attach(const OutPacket *packet, msghdr &message, char *contro
     const size_t bytes = CMSG_SPACE(sizeof(int) * packet->fd_count);
     memset(control, 0, bytes);
     message.msg_control = control;
-    message.msg_controllen = bytes;
+    message.msg_controllen = static_cast<decltype(message.msg_controllen)>(bytes); // each C library has its own type
     cmsghdr *head = CMSG_FIRSTHDR(&message);
     head->cmsg_level = SOL_SOCKET;
     head->cmsg_type = SCM_RIGHTS;
-    head->cmsg_len = CMSG_LEN(sizeof(int) * packet->fd_count);
+    head->cmsg_len = static_cast<decltype(head->cmsg_len)>(CMSG_LEN(sizeof(int) * packet->fd_count));
     memcpy(CMSG_DATA(head), packet->fds, sizeof(int) * packet->fd_count);
     return bytes;
 }
