@@ -95,7 +95,7 @@ class Scripts(unittest.TestCase):
         done = self.run_script("test", "--list")
         self.assertEqual(done.returncode, 0)
         named = [row.split()[0] for row in done.stdout.partition("Long runs:")[0].splitlines()]
-        self.assertEqual(named, suites() + ["format", "library", "tidy", "builds"])
+        self.assertEqual(named, suites() + ["format", "library", "processors", "tidy", "builds"])
         self.assertTrue(all(len(row.split()) > 1 for row in done.stdout.splitlines()), done.stdout)
 
     def test_what_does_not_exist_is_named(self):
@@ -300,10 +300,22 @@ class Scripts(unittest.TestCase):
     def test_every_package_stands_in_a_group_that_a_script_installs(self):
         rows = (ROOT / "packages.txt").read_text(encoding="utf-8").splitlines()
         groups = [row[1:-1] for row in rows if row.startswith("[")]
-        self.assertEqual(groups, ["build", "demo", "tests", "format", "tidy", "builds", "bench"])
+        self.assertEqual(
+            groups,
+            ["build", "demo", "tests", "format", "tidy", "builds", "processors", "targets", "bench"],
+        )
         scripts = "".join((ROOT / name).read_text(encoding="utf-8") for name in ("test", "demo", "bench/run"))
+        runs = re.findall(r"^\w+ *\|[^|]*\|([^|]*)\|", (ROOT / "tests/long_runs.txt").read_text("utf-8"), re.M)
         for group in groups:
-            self.assertRegex(scripts, rf"(install_packages|groups=\(|groups\+=\()[^\n]*\b{group}\b")
+            if group not in " ".join(runs).split():
+                self.assertRegex(scripts, rf"(install_packages|groups=\(|groups\+=\()[^\n]*\b{group}\b")
+
+    def test_one_suite_needs_no_compiler_of_another_target(self):
+        _, suite = self.shell("packages build tests")
+        _, everything = self.shell("packages build tests processors")
+        self.assertEqual([name for name in suite.split() if "g++-" in name or "qemu" in name], [])
+        for package in ("g++-i686-linux-gnu", "g++-mips-linux-gnu", "googletest", "qemu-user"):
+            self.assertIn(package, everything.split())
 
 
 if __name__ == "__main__":

@@ -1,0 +1,56 @@
+# shellcheck shell=bash
+# The results of a long run of several parts: counted from what ctest and pytest write down, shown as a table. Sourced after
+# cmake/setup.sh.
+
+passed=0 failed=0 rows=()
+
+# row WHERE WHAT PASSED FAILED NOT_RUN TIME
+row() { printf '%-11s%-28s%7s%8s%9s%8s\n' "$@"; }
+
+# count WHERE WHAT RESULTS NOT_RUN SECONDS: the results of a part, a JUnit file.
+count() {
+    local total=0 bad=0 skipped=0
+    attribute() { tr '\n' ' ' <"$1" | grep -o '<testsuite [^>]*' | grep -oP "\b$2=\"\K[0-9]+" | head -n 1 || echo 0; }
+    if [ -s "$3" ]; then
+        total=$(attribute "$3" tests) bad=$(($(attribute "$3" failures) + $(attribute "$3" errors)))
+        skipped=$(($(attribute "$3" skipped) + $(attribute "$3" disabled)))
+    fi
+    [ "$((total - skipped))" -gt 0 ] || bad=1 total=$((skipped + 1)) # nothing ran
+    passed=$((passed + total - bad - skipped))
+    failed=$((failed + bad))
+    rows+=("$(row "$1" "$2" "$((total - bad - skipped))" "$bad" "$(($4 + skipped))" "$5 s")")
+}
+
+# fail WHERE WHAT: for what is no test.
+fail() {
+    failed=$((failed + 1))
+    rows+=("$(row "$1" "$2" 0 1 - -)")
+}
+
+# show_table [NOT_RUN]: all rows, the reasons why tests were not run, and the counts. Status 1 when something failed.
+show_table() {
+    row where what passed failed 'not run' time
+    printf '%s\n' "${rows[@]}"
+    if [ $# -gt 0 ]; then
+        say 'Not run, and why:'
+        grep -v '^#' "$1"
+    fi
+    say "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
+}
+
+# not_run FILE WHERE: the pattern of the tests that are not run there. Rows of FILE: where (or all) | pattern | why.
+not_run() {
+    local pattern
+    pattern=$(sed -n "/^[^#|]*\b\($2\|all\)\b[^|]*|/{s/^[^|]*| *\([^ ]*\) *|.*/\1/p}" "$1" | paste -sd '|')
+    printf '%s\n' "${pattern:-^\$}"
+}
+
+# test_names TREE: the names of all its tests.
+test_names() { ctest --test-dir "$1" -N | sed -n 's/^ *Test *#[0-9]*: //p' | sort; }
+
+# show_failures LOG: what the tests that failed had to say.
+show_failures() {
+    grep -vE '^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* (Passed|Skipped) +[0-9.]+ sec$|^Test project |^$' \
+        "$1" | head -n 300 >&2
+}
