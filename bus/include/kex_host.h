@@ -98,6 +98,9 @@ int kex_currentCall(kex_t *bus, kex_call_t *call);
 /** A text argument of the call that runs, by one of its names, as argument_getChar() finds it; lives until the function
  *  returns. @return no when there is no such argument, when it is no text, or when no function runs. */
 int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text);
+/** A number of the call that runs, by the name of its argument, as argument_getUInt32() finds it. @return no when there is no
+ *  such argument, when it is none or does not fit, or when no function runs. */
+int kex_currentUInt32(kex_t *bus, const char *argument, uint32_t *number);
 /**
  * One handler that is asked before each function of the host's: kex_currentCall() tells it about which. When it answers no
  * the function does not run, and the caller gets the error KEX_ERROR_REFUSED. For hosts that do not trust all peers
@@ -118,8 +121,8 @@ typedef struct kex_failed_call {
 /**
  * One handler that is told of each function of the host's that has ended with KEX_FUNCTION_FAILED: the status adds nothing to
  * the reply, so that the caller learns only what the function itself has added. It runs at once, before the reply is
- * queued: a request that it sends to the peer arrives in front of the reply. kex_currentCall() and kex_currentText() still
- * tell what was called; the function_call_t is gone. Not told of: calls that found no object or no function, and calls that
+ * queued: a request that it sends to the peer arrives in front of the reply. kex_currentCall() and its
+ * relatives still tell what was called; the function_call_t is gone. Not told of: calls that found no object or no function, and calls that
  * the handler of kex_onCall() has rejected.
  * @param handler  null: nobody is told any more. A later one replaces it.
  */

@@ -112,6 +112,14 @@ TEST_F(Call, CurrentCallIsKnownToWhateverItsFunctionCalls) {
             EXPECT_FALSE(kex_currentText(server, "nothing", &name));
             EXPECT_FALSE(kex_currentText(server, nullptr, &name));
             EXPECT_FALSE(kex_currentText(server, "name", nullptr));
+            uint32_t number = 0;
+            EXPECT_TRUE(kex_currentUInt32(server, "number", &number));
+            EXPECT_EQ(number, 1u);
+            EXPECT_FALSE(kex_currentUInt32(server, "name", &number)) << "no number";
+            EXPECT_FALSE(kex_currentUInt32(server, "nothing", &number));
+            EXPECT_FALSE(kex_currentUInt32(server, nullptr, &number));
+            EXPECT_FALSE(kex_currentUInt32(server, "number", nullptr));
+            EXPECT_FALSE(kex_currentUInt32(client, "number", &number)) << "another bus of the process";
             EXPECT_FALSE(kex_currentCall(server, nullptr));
             EXPECT_FALSE(kex_currentCall(client, &current)) << "another bus of the process";
             fcall_destroy(call);
@@ -126,6 +134,9 @@ TEST_F(Call, CurrentCallIsKnownToWhateverItsFunctionCalls) {
     EXPECT_FALSE(kex_currentText(server, "name", &name));
     EXPECT_FALSE(kex_currentCall(nullptr, &current));
     EXPECT_FALSE(kex_currentText(nullptr, "name", &name));
+    uint32_t number;
+    EXPECT_FALSE(kex_currentUInt32(server, "number", &number));
+    EXPECT_FALSE(kex_currentUInt32(nullptr, "number", &number));
 }
 
 // Lets calls run whose argument "text" is "yes".
@@ -160,6 +171,8 @@ void failed_note(const kex_failed_call_t *call, void *userdata) {
     EXPECT_TRUE(kex_currentCall(call->bus, &current));
     EXPECT_EQ(current.peer, call->peer);
     EXPECT_TRUE(kex_currentText(call->bus, "name", &name));
+    uint32_t number = 0;
+    EXPECT_FALSE(kex_currentUInt32(call->bus, "name", &number));
     static_cast<std::vector<std::string> *>(userdata)->push_back(string_of(call->path) + " " +
                                                                  string_of(call->function) + " " + string_of(name));
     EXPECT_STREQ(call->process_name, "client");

@@ -2,8 +2,10 @@
 // Media, contexts and streams of lines: who owns which descriptor, and what is open.
 #include "console.h"
 #include "line.h"
+#include "line_plugin.h"
 #include "media_record.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -38,10 +40,26 @@ bool stream_find(uint32_t context, uint32_t stream, line_t **found, uint32_t *ap
     return false;
 }
 
+bool is_text(kex_text_t text, const char *wanted) {
+    return text.length == strlen(wanted) && memcmp(text.bytes, wanted, text.length) == 0;
+}
+
+line_t *line_of_path(kex_text_t path) {
+    for (uint32_t i = 0; i < line_count(); i++) {
+        char own[LIBVOICE_ENDPOINT_PATH_BYTES];
+        snprintf(own, sizeof own, "%s.EndPoint.%s", libvoice_get_pluginname(), line_at(i)->name);
+        if (is_text(path, own))
+            return line_at(i);
+    }
+    return nullptr;
+}
+
+bool media_was_asked; // of us, in the call that runs
+
 // Media that cannot be had: the application is told why, so that it can end the call.
-int32_t media_reject(line_t *line, uint32_t appearance, const char *why) {
+int32_t media_reject(line_t *line, uint32_t appearance, uint32_t cause, const char *why) {
     say("%d refuses media: %s", line->number, why);
-    line_report_cause(line, appearance, VOICE_CAUSE_UNSUPPORTED, why);
+    line_report_cause(line, appearance, cause, why);
     return 1;
 }
 
@@ -75,6 +93,7 @@ int32_t connection_callback(int32_t endpoint, uint32_t appearance, const void *c
                             bool is_new) {
     line_t *line = line_of_endpoint(endpoint);
     line_media_t media;
+    media_was_asked = true;
     const char *wrong = line == nullptr ? "unknown endpoint" : media_read_connection(cnx_info, &media);
     if (wrong == nullptr) {
         media.media = (*descriptors)[VOICE_DESCRIPTOR_MEDIA];
@@ -84,10 +103,25 @@ int32_t connection_callback(int32_t endpoint, uint32_t appearance, const void *c
     voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, LIBVOICE_DESCRIPTORS);
     if (line == nullptr)
         return 1;
-    return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);
+    return wrong == nullptr ? 0 : media_reject(line, appearance, VOICE_CAUSE_UNSUPPORTED, wrong);
 }
 
 } // namespace
+
+int line_plugin_call_begins(kex_t *, void *) {
+    media_was_asked = false;
+    return 1;
+}
+
+// With addresses in place of descriptors the library opens the sockets, before it asks us.
+void line_plugin_call_failed(const kex_failed_call_t *call, void *) {
+    uint32_t appearance;
+    line_t *line = line_of_path(call->path);
+    if (media_was_asked || line == nullptr || !is_text(call->function, "create") ||
+        !kex_currentUInt32(call->bus, "ep_line_id", &appearance))
+        return;
+    media_reject(line, appearance, VOICE_CAUSE_FAILURE_TEMPORARY, "no media sockets");
+}
 
 bool line_close_media(line_t *line, uint32_t appearance) {
     if (appearance >= LINE_APPEARANCES || !line->sessions[appearance].open)
@@ -142,7 +176,7 @@ int32_t line_add_stream_callback(uint32_t context, void *stream_info, int32_t **
     voice_descriptors_close(descriptors, wrong == nullptr ? kUsedDescriptors : 0, LIBVOICE_DESCRIPTORS);
     if (line == nullptr)
         return 1;
-    return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);
+    return wrong == nullptr ? 0 : media_reject(line, appearance, VOICE_CAUSE_UNSUPPORTED, wrong);
 }
 
 int32_t line_modify_stream_callback(uint32_t context, void *stream_info) {
@@ -155,7 +189,7 @@ int32_t line_modify_stream_callback(uint32_t context, void *stream_info) {
         return 1;
     if (wrong == nullptr)
         wrong = media_change(line, appearance, &media);
-    return wrong == nullptr ? 0 : media_reject(line, appearance, wrong);
+    return wrong == nullptr ? 0 : media_reject(line, appearance, VOICE_CAUSE_UNSUPPORTED, wrong);
 }
 
 int32_t line_remove_stream_callback(uint32_t context, uint32_t stream) {

@@ -15,6 +15,7 @@
 #ifndef LINE_PLUGIN_H
 #define LINE_PLUGIN_H
 
+#include "kex_host.h"
 #include "libvoice_plugin.h"
 #include "line_driver.h"
 
@@ -35,6 +36,11 @@ line_t *line_add(const line_driver_t *driver, void *userdata, int32_t type, cons
 
 /** The callbacks of the contract, all fourteen. */
 libvoice_callbacks_t line_plugin_callbacks(void);
+/** For kex_onCall(): a call begins. All may run. */
+int line_plugin_call_begins(kex_t *bus, void *userdata);
+/** For kex_onFailed(): a call has failed. Media that the library could not open sockets for is reported to the application,
+ *  which hears nothing else of it. */
+void line_plugin_call_failed(const kex_failed_call_t *call, void *userdata);
 /** The connection has closed: lines are brought to rest and not registered any more. The library connects again. */
 void line_plugin_application_lost(void);
 

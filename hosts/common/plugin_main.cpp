@@ -351,6 +351,8 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     program->begin(lines);
     plugin_start(bus);
     kex_onPeerClosed(bus, application_lost, nullptr);
+    kex_onCall(bus, line_plugin_call_begins, nullptr);
+    kex_onFailed(bus, line_plugin_call_failed, nullptr);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();
     if (!console_start(bus, host_reads_stdin(), host_control_path(), keep_going, run_command, input_ended))
         return kExitFailure;

@@ -33,6 +33,7 @@ struct call {
     char from_number[kNumberBytes]; // what the callee's display shows
     char from_name[kDisplayNameBytes];
     char to_text[kNumberBytes]; // as dialled
+    uint32_t media_tries;       // how often other ports were tried since media was wanted
     bool used;
     bool displayed; // the caller, to the callee
 };

@@ -29,7 +29,7 @@ void event_take_cause(line *who, uint32_t appearance, voice_params_t params) {
     voice_params_get_i32(params, LIBVOICE_PARAM_g_cause_generalcause, &cause);
     voice_params_get_text(params, LIBVOICE_PARAM_g_cause_failurecause, text, sizeof text);
     snprintf(why, sizeof why, "%s: %s (cause %d)", who->label, text, cause);
-    line_failed(who, appearance, why);
+    line_failed(who, appearance, cause == VOICE_CAUSE_FAILURE_TEMPORARY, why);
 }
 
 void event_take_exchange_ring(line *who, voice_params_t params) {

@@ -3,6 +3,7 @@
 #include "line_events.h"
 
 #include "calls.h"
+#include "console.h"
 #include "dialling.h"
 #include "exchange.h"
 #include "hold.h"
@@ -72,9 +73,14 @@ void line_flash(line *who) {
     line_resume(who);
 }
 
-void line_failed(line *who, uint32_t appearance, const char *why) {
-    if (appearance < kAppearances && who->calls[appearance] != nullptr)
-        call_end(who->calls[appearance], nullptr, why);
+void line_failed(line *who, uint32_t appearance, bool is_temporary, const char *why) {
+    call *it = appearance < kAppearances ? who->calls[appearance] : nullptr;
+    if (it == nullptr)
+        return;
+    if (is_temporary && media_try_other_ports(it))
+        say("call %u %s tries other media ports: %s", it->id, call_text(it), why);
+    else
+        call_end(it, nullptr, why);
 }
 
 void line_gone(line *who, const char *why) {

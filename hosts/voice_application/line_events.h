@@ -14,7 +14,8 @@ void line_off_hook(line *who);
 void line_on_hook(line *who);
 void line_digit(line *who, char digit);
 void line_flash(line *who);
-/** A plugin could not do what it was told; the call of that appearance ends. */
-void line_failed(line *who, uint32_t appearance, const char *why);
+/** A plugin could not do what it was told: the call of that appearance ends, unless it may work at other media ports.
+ *  @param is_temporary  it may work another time */
+void line_failed(line *who, uint32_t appearance, bool is_temporary, const char *why);
 /** The line was taken back, or its plugin has gone. */
 void line_gone(line *who, const char *why);

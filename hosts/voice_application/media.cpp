@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr uint32_t kAttempts = 4; // another process may take a port between the look and the bind
+
 uint32_t last_context;
 uint16_t next_port; // where to look for free ports: moves on, so that ports just closed rest a while
 
@@ -86,6 +88,25 @@ void party_stop_media(party *own) {
         libvoice_destroy_media(who->endpoint, own->appearance);
 }
 
+const char *media_open(call *it) {
+    const char *wrong = nullptr;
+    for (uint32_t attempt = 0; attempt < kAttempts; attempt++) {
+        it->from.port = media_take_ports();
+        it->to.port = it->from.port == 0 ? 0 : media_take_ports();
+        if (it->to.port == 0) {
+            it->from.port = 0;
+            return "no media ports left";
+        }
+        wrong = party_start_media(it, &it->from, &it->to);
+        if (wrong == nullptr)
+            wrong = party_start_media(it, &it->to, &it->from);
+        if (wrong == nullptr)
+            return nullptr;
+        media_stop(it);
+    }
+    return wrong;
+}
+
 } // namespace
 
 // An even port whose neighbour is free too; 0: none left. Others may use the range, so each is tried before it is given
@@ -137,23 +158,16 @@ const char *media_choose_codec(const line *from, const line *to, voice_codec_t *
 }
 
 const char *media_start(call *it) {
-    constexpr int kAttempts = 4; // another process may take a port between the look and the bind
-    const char *wrong = nullptr;
-    for (int attempt = 0; attempt < kAttempts; attempt++) {
-        it->from.port = media_take_ports();
-        it->to.port = it->from.port == 0 ? 0 : media_take_ports();
-        if (it->to.port == 0) {
-            it->from.port = 0;
-            return "no media ports left";
-        }
-        wrong = party_start_media(it, &it->from, &it->to);
-        if (wrong == nullptr)
-            wrong = party_start_media(it, &it->to, &it->from);
-        if (wrong == nullptr)
-            return nullptr;
-        media_stop(it);
-    }
-    return wrong;
+    it->media_tries = 1;
+    return media_open(it);
+}
+
+bool media_try_other_ports(call *it) {
+    if (!libvoice_get_convert_media() || it->from.port == 0 || it->media_tries == kAttempts)
+        return false;
+    it->media_tries++;
+    media_stop(it);
+    return media_open(it) == nullptr;
 }
 
 void media_stop(call *it) {

@@ -767,8 +767,15 @@ int fails_the_call(function_call_t *call, argument_list_t *, variant_t *) {
 
 TEST_F(Harness, TheHostIsToldOfAFunctionThatFailed) {
     const auto told = [](const kex_failed_call_t *call, void *userdata) {
+        uint32_t line = 7;
         bus().note(*static_cast<std::string *>(userdata) + text_of(call->path) + " " + text_of(call->function) +
                    " from " + call->process_name);
+        EXPECT_TRUE(kex_currentUInt32(call->bus, "line", &line));
+        EXPECT_EQ(line, 1u);
+        EXPECT_FALSE(kex_currentUInt32(call->bus, "name", &line)) << "no number";
+        EXPECT_FALSE(kex_currentUInt32(call->bus, "less", &line)) << "does not fit";
+        EXPECT_FALSE(kex_currentUInt32(call->bus, "nothing", &line));
+        EXPECT_FALSE(kex_currentUInt32(nullptr, "line", &line));
         EXPECT_EQ(call->bus, bus().handle());
         EXPECT_EQ(call->process_id, peer_processId(call->peer));
     };
@@ -776,7 +783,8 @@ TEST_F(Harness, TheHostIsToldOfAFunctionThatFailed) {
     kex_onFailed(bus().handle(), told, &text);
     bus().clear_log();
     fake::Call call;
-    call.on(bus().object("tel")).from(bus().peer("fxs1")).named("create");
+    call.on(bus().object("tel")).from(bus().peer("fxs1")).named("create").with("line", Value::u32(1));
+    call.with("name", Value::chars("x")).with("less", Value::i32(-1));
     EXPECT_EQ(call.run(ends_the_call), KEX_FUNCTION_DONE);
     EXPECT_EQ(call.run(fails_the_call), KEX_FUNCTION_FAILED);
     EXPECT_LOG("fcall_destroy(call1)", "fcall_destroy(call1)", "failed tel create from fxs1");

@@ -192,6 +192,11 @@ int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text) {
     return 1;
 }
 
+int kex_currentUInt32(kex_t *bus, const char *argument, uint32_t *number) {
+    return bus != nullptr && bus->calls.running != nullptr &&
+           argument_getUInt32(bus->calls.running, argument, 0, number);
+}
+
 void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *userdata) {
     if (bus == nullptr)
         return;

@@ -185,6 +185,37 @@ TEST_F(LineMedia, StreamsThatCannotBeAreClosedAndReported) {
     EXPECT_EQ(news().back(), std::string("says: ") + kLost + "media record of another version");
 }
 
+// With addresses in place of descriptors the library opens the sockets, and asks nobody when it cannot.
+TEST_F(LineMedia, SocketsThatTheLibraryCannotOpenAreReportedOnce) {
+    libvoice_registered_callbacks = callbacks_;
+    kex_onCall(fake::bus().handle(), line_plugin_call_begins, nullptr);
+    kex_onFailed(fake::bus().handle(), line_plugin_call_failed, nullptr);
+    const auto create = [](const char *path, const std::string &info) {
+        fake::Call call;
+        call.on(fake::bus().object(path)).named("create").with("cnx_info", fake::Value::bytes(info));
+        call.with("ep_line_id", fake::Value::u32(1)).with("filedesc", fake::Value::fds({-1, -1, -1}));
+        return call.run(__EndPoint_create);
+    };
+    const std::string by_address(LIBVOICE_CNX_INFO_SOCKET_BYTES, '\xFF'); // of no family
+    EXPECT_EQ(create("stub.EndPoint.L1", by_address), KEX_FUNCTION_FAILED);
+    EXPECT_EQ(news(), (Texts{std::string("says: ") + kLost + "no media sockets"}));
+    EXPECT_EQ(event_text(LIBVOICE_PARAM_g_cause_failurecause), "no media sockets");
+    int32_t cause = 0;
+    EXPECT_TRUE(event_int(LIBVOICE_PARAM_g_cause_generalcause, &cause));
+    EXPECT_EQ(cause, VOICE_CAUSE_FAILURE_TEMPORARY);
+    EXPECT_EQ(events().back(), "7 LIBVOICE_EVENT_g_cause line=1");
+
+    // What we reject ourselves is reported there.
+    const std::string broken(LIBVOICE_CNX_INFO_BYTES, '\0');
+    EXPECT_EQ(create("stub.EndPoint.L1", broken), KEX_FUNCTION_FAILED);
+    EXPECT_EQ(news().size(), 1u);
+    EXPECT_EQ(create("stub.EndPoint.L9", by_address), KEX_FUNCTION_FAILED) << "none of ours";
+    EXPECT_EQ(news(), Texts());
+    kex_onCall(fake::bus().handle(), nullptr, nullptr);
+    kex_onFailed(fake::bus().handle(), nullptr, nullptr);
+    libvoice_registered_callbacks = {};
+}
+
 TEST_F(LineMedia, SixteenContextsAndEachOnce) {
     EXPECT_EQ(callbacks_.voice_plugin_create_ctx(0), 1) << "0 is no context";
     for (uint32_t id = 1; id <= 16; id++)

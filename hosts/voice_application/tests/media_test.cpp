@@ -236,6 +236,49 @@ TEST_F(Media, HoldByAddressDestroysAndCreates) {
     EXPECT_EQ(app().sent(), "T1: silence, create | T2: silence, create");
 }
 
+std::string cause(int32_t number) {
+    return item(LIBVOICE_PARAM_g_cause_generalcause, word(static_cast<uint32_t>(number))) +
+           item(LIBVOICE_PARAM_g_cause_failurecause, std::string("no media sockets\0", 17));
+}
+
+// Another process took a port between our look and the plugin's opening.
+TEST_F(Media, PortsThatAPluginCannotOpenAreLeftForOthers) {
+    libvoice_set_convert_media(1);
+    const int32_t from = telephone("T1"), to = telephone("T2");
+    talk(from, to);
+    app().sent();
+    app().said();
+    const call *made = line_of_endpoint(from)->calls[0];
+    for (int tries = 2; tries <= 4; tries++) {
+        const uint16_t before[] = {made->from.port, made->to.port};
+        app().event(tries % 2 == 0 ? from : to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+        EXPECT_EQ(app().sent(), "T1: destroy, create | T2: destroy, create");
+        EXPECT_LINES(app().said(), std::string("call N 101->102 tries other media ports: ") +
+                                       (tries % 2 == 0 ? "101" : "102") + ": no media sockets (cause 3)");
+        for (uint16_t port : before) {
+            EXPECT_NE(made->from.port, port);
+            EXPECT_NE(made->to.port, port);
+        }
+    }
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+    EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 3)"));
+    EXPECT_EQ(app().state(from), "busy");
+}
+
+TEST_F(Media, OtherFailuresEndTheCallAtOnce) {
+    const int32_t from = telephone("T1"), to = telephone("T2");
+    talk(from, to);
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+    EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 3)"))
+        << "with descriptors it was no port";
+    app().event(from, LIBVOICE_EVENT_al_on);
+    app().event(to, LIBVOICE_EVENT_al_on);
+    libvoice_set_convert_media(1);
+    talk(from, to);
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_UNSUPPORTED));
+    EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 6)"));
+}
+
 TEST_F(Media, WhatCannotBeSentIsTriedAgainOnOtherPorts) {
     const int32_t from = telephone("T1"), to = telephone("T2");
     app().event(from, LIBVOICE_EVENT_al_of);

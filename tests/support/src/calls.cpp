@@ -282,6 +282,20 @@ int kex_currentText(kex_t *on, const char *argument, kex_text_t *result) {
     return found != nullptr;
 }
 
+int kex_currentUInt32(kex_t *on, const char *argument, uint32_t *number) {
+    const function_call_t *running = on == bus().handle() ? bus().state().running : nullptr;
+    const Value *found = nullptr;
+    if (running && argument && number)
+        for (const auto &one : running->arguments.arguments)
+            if (one.first == argument && fake::integer_fits<uint32_t>(one.second) && one.second.present)
+                found = &one.second;
+    look(text("kex_currentUInt32(%s, %s) = ", fake::shown_bus(on).c_str(), quoted(argument).c_str()) +
+         (found ? found->str() : "none"));
+    if (found)
+        *number = static_cast<uint32_t>(found->number);
+    return found != nullptr;
+}
+
 void kex_onCall(kex_t *on, int (*handler)(kex_t *bus, void *userdata), void *userdata) {
     act(text("kex_onCall(%s, %s, %s)", fake::shown_bus(on).c_str(),
              fake::shown_function(reinterpret_cast<const void *>(handler)).c_str(), userdata ? "data" : "null"));
