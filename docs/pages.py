@@ -6,6 +6,8 @@
     the part of the file between the lines '/* [PART] */' and '/* [end] */'. FILE is relative to the tree's root.
   - A code span in double quotes (`"Missing argument ctx_id"`) is a string literal of the sources, tests aside.
   - A code span that looks like a name of the system (`libvoice_init`, `kex_sendRequest()`) occurs in the sources.
+  - A code span that looks like a file's name (`common/line_driver.h`, `fxs_plugin.cpp`) is the end of a file's path.
+  - A code span that looks like a test (`line_plugin_test.InitMayComeTwice`) names a file of tests and a case in it.
   - A relative link leads to a file, and its anchor to a heading there.
   - Pages are ASCII.
 
@@ -41,9 +43,14 @@ NAME = re.compile(
     r"\w+$"
 )
 
+FILE = re.compile(r"[\w./-]*\w\.(?:h|c|cpp|py|conf|csv|inc|md|map|sh|txt)")
+
+TEST = re.compile(r"\w+_test\.(?!(?:c|cpp|py)$)\w+")
+
 
 def pages(root):
     found = [root / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md")]
+    found += [root / folder / "README.md" for folder in ("bus", "hosts", "tool")]
     found += sorted((root / "docs").rglob("*.md"))
     return [path for path in found if path.exists()]
 
@@ -58,11 +65,20 @@ def sources(root):
                 yield aside, path.read_text(encoding="utf-8", errors="replace")
 
 
+def ends_of_paths(root):
+    """Each file's path, and each end of it from a folder on: a/b.c, b.c."""
+    for path in root.rglob("*.*"):
+        parts = path.relative_to(root).parts
+        if not parts[0].startswith(("build", ".", "obj-")):
+            yield from ("/".join(parts[at:]) for at in range(len(parts)))
+
+
 class Tree:
-    """Names and string literals of the sources."""
+    """Names and string literals of the sources, and the files."""
 
     def __init__(self, root):
         self.root = root
+        self.files = set(ends_of_paths(root))
         self.literals, self.names = set(), set()
         for aside, text in sources(root):
             self.names.update(re.findall(r"\w+", text))
@@ -70,6 +86,10 @@ class Tree:
                 continue
             joined = re.sub(r'"\s*\n\s*"', "", text)
             self.literals.update(re.findall(r'"((?:\\.|[^"\\\n])*)"', joined))
+
+    def has_test(self, stem, case):
+        named = re.compile(rf"\b{case}\b")
+        return any(named.search(path.read_text(encoding="utf-8")) for path in self.root.rglob(f"{stem}.*"))
 
 
 def example(root, reference):
@@ -104,6 +124,10 @@ def check_prose(tree, path, number, row, fault):
             fault(number, f"no source has the text {span}")
         elif NAME.fullmatch(name) and name not in tree.names:
             fault(number, f"no source has the name {name}")
+        elif TEST.fullmatch(span) and not tree.has_test(*span.split(".")):
+            fault(number, f"no such test: {span}")
+        elif FILE.fullmatch(span) and span.removeprefix("../") not in tree.files:
+            fault(number, f"no such file: {span}")
     for target in re.findall(r"\]\(([^)\s]+)\)", re.sub(r"`[^`]*`", "", row)):
         if re.match(r"[a-z]+:", target):
             continue

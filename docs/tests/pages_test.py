@@ -51,6 +51,31 @@ class Pages(unittest.TestCase):
     def test_name_that_no_source_has(self):
         self.assert_fault("`libvoice_thin`\n", "docs/p.md:1: no source has the name libvoice_thin")
 
+    def test_file_that_is_there_by_the_end_of_its_path(self):
+        self.write("hosts/common/line.h", "")
+        self.assert_fine("`line.h`, `common/line.h`, `hosts/common/line.h`, `../hosts/common/line.h`\n")
+
+    def test_file_that_is_nowhere(self):
+        self.write("hosts/common/line.h", "")
+        self.write("build/common/made.h", "")
+        for name in ("lines.h", "simulator/line.h", "ine.h", "made.h"):
+            with self.subTest(name):
+                self.assert_fault(f"`{name}`\n", f"docs/p.md:1: no such file: {name}")
+
+    def test_tests(self):
+        self.write("hosts/tests/line_test.cpp", "TEST_F(Line, IsThere) {}\n")
+        self.assert_fine("`line_test.IsThere`, `line_test.cpp`\n")
+        for name in ("line_test.IsTher", "lines_test.IsThere"):
+            with self.subTest(name):
+                self.assert_fault(f"`{name}`\n", f"docs/p.md:1: no such test: {name}")
+
+    def test_pages_of_the_parts(self):
+        for folder in ("bus", "hosts", "tool"):
+            with self.subTest(folder):
+                page = self.write(f"{folder}/README.md", "[x](no.md)\n")
+                self.assertEqual(self.run_on("", "--check")[1], [f"{folder}/README.md:1: link to no.md: no such file"])
+                page.unlink()
+
     def test_link_to_nowhere(self):
         self.assert_fault("[x](no.md)\n", "docs/p.md:1: link to no.md: no such file")
 
