@@ -16,7 +16,7 @@ from processes import QUICK_RETRY, System, Unmet, until
 
 COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR") and os.environ.get("TERM") != "dumb"
 # Telephones by their number: plugin, place in it, endpoint.
-PHONES = {
+TELEPHONES = {
     "101": ("fxs1", 1, "FXS1"),
     "102": ("fxs1", 2, "FXS2"),
     "201": ("fxs2", 1, "FXS1"),
@@ -123,9 +123,9 @@ class Demonstration:
         with self.step("Three processes find each other on a private socket"):
             self.start_application()
             self.plugins = {}
-            self.phones = {}
-            self.start_plugin("fxs1", "fxs_plugin", PHONES)
-            self.start_plugin("fxs2", "fxs_plugin", PHONES)
+            self.telephones = {}
+            self.start_plugin("fxs1", "fxs_plugin", TELEPHONES)
+            self.start_plugin("fxs2", "fxs_plugin", TELEPHONES)
             self.everything_registers()
         with self.step("Telephone 101 of process fxs1 calls 201 of process fxs2"):
             self.call("101", "201")
@@ -170,11 +170,11 @@ class Demonstration:
         self.ladder.err.expect("watching")
         self.registered = set()  # plugins that the application of now has told to begin
 
-    def start_plugin(self, name, program, phones):
+    def start_plugin(self, name, program, telephones):
         self.plugins[name] = self.system.start(name, program, "--name", name, environment=QUICK_RETRY)
-        self.phones |= {
+        self.telephones |= {
             number: Telephone(number, self.plugins[plugin], line, endpoint, self.ladder)
-            for number, (plugin, line, endpoint) in phones.items()
+            for number, (plugin, line, endpoint) in telephones.items()
             if plugin == name
         }
 
@@ -185,15 +185,15 @@ class Demonstration:
             self.ladder.out.expect_from(0, f" {name} .* register_plugin answered +true")
             self.registered.add(name)
         plugins, lines = self.application.plugins(), self.application.lines()
-        if set(plugins) != self.plugins.keys() or not self.phones.keys() <= lines.keys():
+        if set(plugins) != self.plugins.keys() or not self.telephones.keys() <= lines.keys():
             raise Unmet(
-                f"{sorted(self.plugins)} with {sorted(self.phones)} should be registered, "
+                f"{sorted(self.plugins)} with {sorted(self.telephones)} should be registered, "
                 f"these are: {plugins}, {sorted(lines)}"
             )
         self.remark = f"{len(plugins)} plugins, {len(lines)} lines"
 
     def call(self, caller, callee):
-        one, other = self.phones[caller], self.phones[callee]
+        one, other = self.telephones[caller], self.telephones[callee]
         one.lifts()
         one.hears("dial-tone", "cg_dt")
         one.dials(callee)
@@ -204,41 +204,41 @@ class Demonstration:
         other.displays(caller)
         other.lifts()
         self.application.expect(f"^call [0-9]+ {caller}->{callee} answered")
-        for phone in (one, other):
-            phone.expect("talking ")
+        for telephone in (one, other):
+            telephone.expect("talking ")
         other.on_bus("create ")
         self.remark = f"rang after {rang * 1000:.1f} ms, displayed {caller}"
 
     def talk(self, *numbers):
         """Each sends a tone of its own and must hear that of the others."""
         for number in numbers:
-            self.phones[number].hears_sound()
+            self.telephones[number].hears_sound()
 
     def change_codec(self, *numbers):
         self.application.ask(f"codec {numbers[0]} PCMU")
         for number in numbers:
-            self.phones[number].expect("talking .*codec=PCMU")
-            self.phones[number].on_bus("modify ")
+            self.telephones[number].expect("talking .*codec=PCMU")
+            self.telephones[number].on_bus("modify ")
             say(f"  {number} talks on in PCMU")
         self.remark = "PCMA to PCMU by modify"
 
     def three_parties(self, host, first, second):
-        self.phones[host].flashes()
-        self.phones[host].hears("dial-tone", "cg_dt")
-        self.phones[host].dials(second)
-        self.phones[second].rings()
-        self.phones[second].lifts()
+        self.telephones[host].flashes()
+        self.telephones[host].hears("dial-tone", "cg_dt")
+        self.telephones[host].dials(second)
+        self.telephones[second].rings()
+        self.telephones[second].lifts()
         self.application.expect(f"^call [0-9]+ {host}->{second} answered")
-        self.phones[host].flashes()
+        self.telephones[host].flashes()
         (members,) = self.application.expect(f"^conference [0-9]+ {host}: (.*)$").groups()
-        self.phones[host].on_bus("add_stream ")
+        self.telephones[host].on_bus("add_stream ")
         say(f"  {host} talks with {members}")
         self.talk(host, first, second)
         self.remark = f"a context of {host}, {first} and {second}"
 
     def hang_up(self, *numbers):
         for number in numbers:
-            self.phones[number].hangs_up()
+            self.telephones[number].hangs_up()
         self.count(*numbers)
         for number in numbers:
             until(f"{number} is idle", lambda number=number: self.application.lines()[number][0] == "idle")
@@ -247,7 +247,9 @@ class Demonstration:
         """What each telephone has sent and received itself."""
         counted = []
         for number in numbers:
-            sent, received, lost = map(int, self.phones[number].expect(r"media ended .*tx=(\d+) rx=(\d+) lost=(\d+)"))
+            sent, received, lost = map(
+                int, self.telephones[number].expect(r"media ended .*tx=(\d+) rx=(\d+) lost=(\d+)")
+            )
             say(f"  {number} has sent {sent} packets of sound and received {received}, {lost} were lost")
             counted.append((number, sent, received))
         self.carried(counted)
@@ -261,19 +263,19 @@ class Demonstration:
         )
 
     def exchange_calls(self, callee):
-        exchange, phone = self.plugins["fxo1"], self.phones[callee]
+        exchange, telephone = self.plugins["fxo1"], self.telephones[callee]
         say("  the exchange rings, the caller is 03012345678")
         exchange.ask('1 ring 03012345678 "Aunt Mary"')
-        phone.rings()
-        phone.displays("03012345678")
-        phone.lifts()
+        telephone.rings()
+        telephone.displays("03012345678")
+        telephone.lifts()
         exchange.expect("^1 answered$")
         self.talk(callee)
         say("  the exchange releases the line")
         exchange.ask("1 hangup")
         self.count(callee)
-        phone.hears("busy-tone", "cg_bt")
-        phone.hangs_up()
+        telephone.hears("busy-tone", "cg_bt")
+        telephone.hangs_up()
 
     def drive_dsp(self):
         dsp = self.plugins["dsp1"]
@@ -305,8 +307,8 @@ class Demonstration:
             plugin.freeze()
         begin = time.monotonic()
         self.start_application()
-        for phone in self.phones.values():
-            phone.watch(self.ladder)
+        for telephone in self.telephones.values():
+            telephone.watch(self.ladder)
         for plugin in self.plugins.values():
             plugin.thaw()
         self.everything_registers()

@@ -43,20 +43,20 @@ uint32_t tone_frequency;            // --tone; 0: by the plugin's name
 const char *wav_directory;          // --display-wav; null: none
 const fsk_modem *wav_modem = &kV23; // --display-modem
 
-telephone phones[kMaxLines];
+telephone telephones[kMaxLines];
 line_driver_t driver;
 
 // Caller display as an analogue telephone gets it: as the sound of a modem between the first and the second ring.
-void display_write(const telephone *phone, const char *text) {
+void display_write(const telephone *one, const char *text) {
     static unsigned written;
     char path[PATH_MAX];
     uint8_t block[kBlockBytes];
     uint32_t bytes = fsk_line_block(text, block);
-    snprintf(path, sizeof path, "%s/%s-%d-%u.wav", wav_directory, plugin_name(), phone->number, ++written);
+    snprintf(path, sizeof path, "%s/%s-%d-%u.wav", wav_directory, plugin_name(), one->number, ++written);
     if (bytes > 0 && fsk_write_wav(path, wav_modem, block, bytes))
-        say("%d display wav=%s modem=%s bytes=%u", phone->number, path, wav_modem->name, bytes);
+        say("%d display wav=%s modem=%s bytes=%u", one->number, path, wav_modem->name, bytes);
     else
-        say("%d display wav=%s failed: %s", phone->number, path, bytes > 0 ? strerror(errno) : "bad data block");
+        say("%d display wav=%s failed: %s", one->number, path, bytes > 0 ? strerror(errno) : "bad data block");
 }
 
 const char *fxs_display(void *line, const line_display_t *shown) {
@@ -69,35 +69,35 @@ const char *fxs_display(void *line, const line_display_t *shown) {
 // --------------------------------------------------------------------------------------------------------- Commands
 
 const char *fxs_lift(int number, char *) {
-    return telephone_lift(&phones[number - 1]);
+    return telephone_lift(&telephones[number - 1]);
 }
 
 const char *fxs_hang_up(int number, char *) {
-    return telephone_hang_up(&phones[number - 1]);
+    return telephone_hang_up(&telephones[number - 1]);
 }
 
 const char *fxs_flash(int number, char *) {
-    return telephone_flash(&phones[number - 1]);
+    return telephone_flash(&telephones[number - 1]);
 }
 
 const char *fxs_dial(int number, char *rest) {
-    const telephone *phone = &phones[number - 1];
+    const telephone *one = &telephones[number - 1];
     const char *digits = next_word(&rest);
     if (digits == nullptr)
         return command_error("dial what? %d dial 201", number);
     if (digits[strspn(digits, VOICE_KEYS)] != 0)
         return command_error("'%s': a telephone has the keys %s", digits, VOICE_KEYS);
-    if (!phone->off_hook)
+    if (!one->off_hook)
         return command_error("%d is on hook: lift it first", number);
     say("%d dials %s", number, digits);
     for (; *digits != 0; digits++)
-        line_report_digit(phone->line, *digits);
+        line_report_digit(one->line, *digits);
     return nullptr;
 }
 
 void fxs_status(int lines) {
     for (int i = 0; i < lines; i++)
-        telephone_answer_status(&phones[i]);
+        telephone_answer_status(&telephones[i]);
 }
 
 constexpr plugin_command_t kCommands[] = {
@@ -152,7 +152,8 @@ void fxs_begin(int lines) {
     driver.display = fxs_display;
     uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());
     for (int i = 0; i < lines; i++)
-        telephone_begin(&phones[i], plugin_add_line(&driver, &phones[i], VOICE_ENDPOINT_FXS, codecs), frequency);
+        telephone_begin(&telephones[i], plugin_add_line(&driver, &telephones[i], VOICE_ENDPOINT_FXS, codecs),
+                        frequency);
 }
 
 } // namespace

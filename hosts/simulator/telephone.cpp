@@ -38,11 +38,11 @@ telephone *telephone_of(void *line) {
     return static_cast<telephone *>(line);
 }
 
-void telephone_hear(telephone *phone, const char *tone) {
-    if (strcmp(phone->tone, tone) == 0)
+void telephone_hear(telephone *one, const char *tone) {
+    if (strcmp(one->tone, tone) == 0)
         return;
-    snprintf(phone->tone, sizeof phone->tone, "%s", tone);
-    say("%d hears %s", phone->number, *tone == 0 ? "silence" : tone);
+    snprintf(one->tone, sizeof one->tone, "%s", tone);
+    say("%d hears %s", one->number, *tone == 0 ? "silence" : tone);
 }
 
 // What comes over RTP, said like any tone. It does not hide a tone that the application plays.
@@ -73,27 +73,27 @@ const char *telephone_play(void *line, const line_tone_t *tone) {
 }
 
 void telephone_stop(void *line, uint32_t signal) {
-    telephone *phone = telephone_of(line);
+    telephone *one = telephone_of(line);
     bool all = signal == LIBVOICE_SIGNAL_zil_cancel_all_signals;
     const char *name = tone_name(signal);
     if (all || signal == LIBVOICE_SIGNAL_al_ri)
-        telephone_stop_ringing(phone);
-    if (all || (name != nullptr && strcmp(phone->tone, name) == 0) ||
-        (signal == LIBVOICE_SIGNAL_tonegen_pt && strncmp(phone->tone, kListTone, sizeof kListTone - 1) == 0))
-        telephone_hear(phone, "");
+        telephone_stop_ringing(one);
+    if (all || (name != nullptr && strcmp(one->tone, name) == 0) ||
+        (signal == LIBVOICE_SIGNAL_tonegen_pt && strncmp(one->tone, kListTone, sizeof kListTone - 1) == 0))
+        telephone_hear(one, "");
 }
 
 const char *telephone_ring(void *line, const line_ring_t *ring) {
-    telephone *phone = telephone_of(line);
-    if (phone->off_hook)
+    telephone *one = telephone_of(line);
+    if (one->off_hook)
         return "is off hook: does not ring";
     char cadence[96] = "";
     size_t used = 0;
     for (uint32_t i = 0; i < ring->count && used < sizeof cadence - 12; i++)
         used += static_cast<size_t>(
             snprintf(cadence + used, sizeof cadence - used, "%s%u", i == 0 ? " cadence=" : "/", ring->cadence_ms[i]));
-    phone->ringing = true;
-    say("%d rings%s", phone->number, cadence);
+    one->ringing = true;
+    say("%d rings%s", one->number, cadence);
     return nullptr;
 }
 
@@ -107,52 +107,52 @@ const char *telephone_other_signal(void *line, uint32_t signal, const void *, ui
 // -------------------------------------------------------------------------------------------------------------- Media
 
 const char *telephone_open(void *line, uint32_t appearance, const line_media_t *media) {
-    telephone *phone = telephone_of(line);
-    const char *wrong = audio_open(&phone->sound, appearance, media);
+    telephone *one = telephone_of(line);
+    const char *wrong = audio_open(&one->sound, appearance, media);
     if (wrong == nullptr)
-        say("%d %s", phone->number, audio_begin_text(&phone->sound, appearance));
+        say("%d %s", one->number, audio_begin_text(&one->sound, appearance));
     return wrong;
 }
 
 const char *telephone_change(void *line, uint32_t appearance, const line_media_t *media) {
-    telephone *phone = telephone_of(line);
-    const char *wrong = audio_change(&phone->sound, appearance, media);
+    telephone *one = telephone_of(line);
+    const char *wrong = audio_change(&one->sound, appearance, media);
     if (wrong == nullptr)
-        say("%d %s", phone->number, audio_begin_text(&phone->sound, appearance));
+        say("%d %s", one->number, audio_begin_text(&one->sound, appearance));
     return wrong;
 }
 
 void telephone_close(void *line, uint32_t appearance) {
-    telephone *phone = telephone_of(line);
+    telephone *one = telephone_of(line);
     line_statistics_t statistics;
-    if (!audio_close(&phone->sound, appearance, &statistics))
+    if (!audio_close(&one->sound, appearance, &statistics))
         return;
-    say("%d %s", phone->number, audio_end_text(appearance, &statistics));
-    line_report_statistics(phone->line, appearance, &statistics);
+    say("%d %s", one->number, audio_end_text(appearance, &statistics));
+    line_report_statistics(one->line, appearance, &statistics);
 }
 
 // --------------------------------------------------------------------------------------------------------- Parameters
 
-int32_t *number_of(telephone *phone, uint32_t parameter) {
+int32_t *number_of(telephone *one, uint32_t parameter) {
     switch (parameter) {
     case LIBVOICE_PARAM_tdmc_gain:
-        return &phone->gain;
+        return &one->gain;
     case LIBVOICE_PARAM_tdmc_rxgain:
-        return &phone->receive_gain;
+        return &one->receive_gain;
     default:
         return nullptr;
     }
 }
 
 bool telephone_get(void *line, uint32_t parameter, line_value_t *value) {
-    telephone *phone = telephone_of(line);
+    telephone *one = telephone_of(line);
     if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
-        value->text = phone->name;
+        value->text = one->name;
         return true;
     }
-    const int32_t *number = number_of(phone, parameter);
-    if (parameter == LIBVOICE_PARAM_zil_dect_pp_type && phone->handset_type >= 0)
-        number = &phone->handset_type; // it can be asked for, not set
+    const int32_t *number = number_of(one, parameter);
+    if (parameter == LIBVOICE_PARAM_zil_dect_pp_type && one->handset_type >= 0)
+        number = &one->handset_type; // it can be asked for, not set
     if (number == nullptr)
         return false;
     value->number = *number;
@@ -160,17 +160,17 @@ bool telephone_get(void *line, uint32_t parameter, line_value_t *value) {
 }
 
 bool telephone_set(void *line, uint32_t parameter, const line_value_t *value) {
-    telephone *phone = telephone_of(line);
+    telephone *one = telephone_of(line);
     if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
-        snprintf(phone->name, sizeof phone->name, "%s", value->text);
-        say("%d param %s=\"%s\"", phone->number, identifier_name(parameter), phone->name);
+        snprintf(one->name, sizeof one->name, "%s", value->text);
+        say("%d param %s=\"%s\"", one->number, identifier_name(parameter), one->name);
         return true;
     }
-    int32_t *number = number_of(phone, parameter);
+    int32_t *number = number_of(one, parameter);
     if (number == nullptr)
         return false;
     *number = value->number;
-    say("%d param %s=%d", phone->number, identifier_name(parameter), *number);
+    say("%d param %s=%d", one->number, identifier_name(parameter), *number);
     return true;
 }
 
@@ -191,68 +191,67 @@ line_driver_t telephone_driver() {
     return driver;
 }
 
-void telephone_begin(telephone *phone, line_t *line, uint32_t frequency) {
+void telephone_begin(telephone *one, line_t *line, uint32_t frequency) {
     char who[16];
-    phone->line = line;
-    phone->number = line_number(line);
-    phone->handset_type = -1;
-    snprintf(who, sizeof who, "%d", phone->number);
-    audio_start(&phone->sound, who, frequency + static_cast<uint32_t>(phone->number - 1) % kToneCycle * kToneStep,
+    one->line = line;
+    one->number = line_number(line);
+    one->handset_type = -1;
+    snprintf(who, sizeof who, "%d", one->number);
+    audio_start(&one->sound, who, frequency + static_cast<uint32_t>(one->number - 1) % kToneCycle * kToneStep,
                 hears_sound);
 }
 
 const char *telephone_display(void *line, const line_display_t *display) {
-    const telephone *phone = telephone_of(line);
+    const telephone *one = telephone_of(line);
     if (display->is_messages) {
-        say("%d displays messages=%u lamp=%s", phone->number, display->messages, display->lamp ? "on" : "off");
+        say("%d displays messages=%u lamp=%s", one->number, display->messages, display->lamp ? "on" : "off");
         return nullptr;
     }
     const char *number = display->number;
     if (*number == 0 && display->no_number != 0)
         number = display->no_number == 'P' ? "withheld" : "unavailable";
-    say("%d displays number=%s name=\"%s\" time=%s", phone->number, number, display->name, display->time);
+    say("%d displays number=%s name=\"%s\" time=%s", one->number, number, display->name, display->time);
     return nullptr;
 }
 
-void telephone_stop_ringing(telephone *phone) {
-    if (!phone->ringing)
+void telephone_stop_ringing(telephone *one) {
+    if (!one->ringing)
         return;
-    phone->ringing = false;
-    say("%d stops ringing", phone->number);
+    one->ringing = false;
+    say("%d stops ringing", one->number);
 }
 
-const char *telephone_lift(telephone *phone) {
-    if (phone->off_hook)
-        return command_error("%d is off hook already", phone->number);
-    phone->off_hook = true;
-    say("%d off hook", phone->number);
-    telephone_stop_ringing(phone);
-    line_report_off_hook(phone->line);
+const char *telephone_lift(telephone *one) {
+    if (one->off_hook)
+        return command_error("%d is off hook already", one->number);
+    one->off_hook = true;
+    say("%d off hook", one->number);
+    telephone_stop_ringing(one);
+    line_report_off_hook(one->line);
     return nullptr;
 }
 
-const char *telephone_hang_up(telephone *phone) {
-    if (!phone->off_hook)
-        return command_error("%d is on hook already", phone->number);
-    phone->off_hook = false;
-    say("%d on hook", phone->number);
-    phone->tone[0] = 0; // nobody listens any more
-    line_report_on_hook(phone->line);
+const char *telephone_hang_up(telephone *one) {
+    if (!one->off_hook)
+        return command_error("%d is on hook already", one->number);
+    one->off_hook = false;
+    say("%d on hook", one->number);
+    one->tone[0] = 0; // nobody listens any more
+    line_report_on_hook(one->line);
     return nullptr;
 }
 
-const char *telephone_flash(telephone *phone) {
-    if (!phone->off_hook)
-        return command_error("%d is on hook: lift it first", phone->number);
-    say("%d flashes", phone->number);
-    line_report_flash(phone->line);
+const char *telephone_flash(telephone *one) {
+    if (!one->off_hook)
+        return command_error("%d is on hook: lift it first", one->number);
+    say("%d flashes", one->number);
+    line_report_flash(one->line);
     return nullptr;
 }
 
-void telephone_answer_status(const telephone *phone) {
-    answer("%d %s%s%s%s%s", phone->number, phone->off_hook ? "off hook" : "on hook", phone->ringing ? ", rings" : "",
-           phone->tone[0] != 0 ? ", hears " : "", phone->tone,
-           line_is_registered(phone->line) ? "" : ", not registered");
+void telephone_answer_status(const telephone *one) {
+    answer("%d %s%s%s%s%s", one->number, one->off_hook ? "off hook" : "on hook", one->ringing ? ", rings" : "",
+           one->tone[0] != 0 ? ", hears " : "", one->tone, line_is_registered(one->line) ? "" : ", not registered");
 }
 
 uint32_t tone_of_plugin(const char *name) {

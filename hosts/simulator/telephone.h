@@ -33,20 +33,20 @@ line_driver_t telephone_driver();
 
 /** Makes a telephone of a line. @param frequency  Hz, of telephone 1's tone; each next one has 40 Hz more, the sixth that
  *  of the first again */
-void telephone_begin(telephone *phone, line_t *line, uint32_t frequency);
+void telephone_begin(telephone *one, line_t *line, uint32_t frequency);
 
 /* What the user does. Each reports it and answers null, or why it cannot be done now. */
-const char *telephone_lift(telephone *phone);
-const char *telephone_hang_up(telephone *phone);
-const char *telephone_flash(telephone *phone);
+const char *telephone_lift(telephone *one);
+const char *telephone_hang_up(telephone *one);
+const char *telephone_flash(telephone *one);
 
 /* Operations that others are made of. */
 const char *telephone_display(void *line, const line_display_t *display);
 /** Ends ringing, if it rings. */
-void telephone_stop_ringing(telephone *phone);
+void telephone_stop_ringing(telephone *one);
 
 /** "1 off hook, hears dial-tone" for the status command. */
-void telephone_answer_status(const telephone *phone);
+void telephone_answer_status(const telephone *one);
 
 /** A tone of its own for each plugin of a kind, by the figure at the end of its name: 400 Hz for fxs1, 600 Hz for fxs2.
  */

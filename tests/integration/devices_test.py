@@ -10,7 +10,7 @@ from processes import until
 def house(system):
     """Telephones 101 and 102, handsets 501 and 502, one line to the exchange, and a DSP."""
     system.application = system.start_application()
-    system.phones = system.start_fxs("fxs1")
+    system.telephones = system.start_fxs("fxs1")
     system.handsets = system.start("dect1", "dect_plugin", "--name", "dect1")
     system.exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
     system.dsp = system.start("dsp1", "dsp_plugin", "--name", "dsp1")
@@ -32,21 +32,21 @@ def test_handset_calls_a_telephone(house):
     house.handsets.ask("1 off")
     house.handsets.expect("^1 hears dial-tone$")
     house.handsets.ask("1 dial 101")
-    house.phones.expect("^1 rings ")
-    house.phones.ask("1 off")
+    house.telephones.expect("^1 rings ")
+    house.telephones.ask("1 off")
     house.handsets.expect("^1 hears .*Hz$")
-    house.phones.expect("^1 hears .*Hz$")
+    house.telephones.expect("^1 hears .*Hz$")
     house.handsets.ask("1 on")
-    house.phones.expect("^1 hears busy-tone$")
-    house.phones.ask("1 on")
+    house.telephones.expect("^1 hears busy-tone$")
+    house.telephones.ask("1 on")
     idle(house, "101")
 
 
 def test_no_common_codec(house):
-    house.phones.ask("1 off")
-    house.phones.expect("^1 hears dial-tone$")
-    house.phones.ask("1 dial 502")
-    house.phones.expect("^1 hears congestion-tone$")
+    house.telephones.ask("1 off")
+    house.telephones.expect("^1 hears dial-tone$")
+    house.telephones.ask("1 dial 502")
+    house.telephones.expect("^1 hears congestion-tone$")
     house.application.expect("^call 1 101->502 refused: no common codec$")
 
 
@@ -58,23 +58,23 @@ def test_one_handset_is_deregistered_alone(house):
 
 def test_exchange_calls_in(house):
     house.exchange.ask('1 ring 03012345678 "Aunt Mary"')
-    house.phones.expect("^1 rings ")
-    house.phones.expect('^1 displays number=03012345678 name="Aunt Mary" ')
-    house.phones.ask("1 off")
+    house.telephones.expect("^1 rings ")
+    house.telephones.expect('^1 displays number=03012345678 name="Aunt Mary" ')
+    house.telephones.ask("1 off")
     house.exchange.expect("^1 (answered|seized)$")
     house.exchange.expect("^1 hears .*Hz$")
-    house.phones.expect("^1 hears .*Hz$")
+    house.telephones.expect("^1 hears .*Hz$")
     house.exchange.ask("1 hangup")
-    house.phones.expect("^1 hears busy-tone$")
-    house.phones.ask("1 on")
+    house.telephones.expect("^1 hears busy-tone$")
+    house.telephones.ask("1 on")
     idle(house, "101")
 
 
 def test_exchange_stops_ringing(house):
     house.exchange.ask("1 ring 030")
-    house.phones.expect("^1 rings ")
+    house.telephones.expect("^1 rings ")
     house.exchange.ask("1 stop")
-    house.phones.expect("^1 stops ringing$")
+    house.telephones.expect("^1 stops ringing$")
     idle(house, "101")
 
 
@@ -82,16 +82,16 @@ def test_call_out_over_the_exchange(system):
     plan = system.folder / "plan.conf"
     plan.write_text("exchange 0 FXO1\n")
     application = system.start_application("--config", plan)
-    phones = system.start_fxs("fxs1")
+    telephones = system.start_fxs("fxs1")
     exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
     exchange.expect("^ready ")
-    phones.ask("1 off")
-    phones.expect("^1 hears dial-tone$")
-    phones.ask("1 dial 030#")
+    telephones.ask("1 off")
+    telephones.expect("^1 hears dial-tone$")
+    telephones.ask("1 dial 030#")
     exchange.expect("^1 seized$")
     exchange.expect("^1 dials 30$")
-    phones.expect("^1 hears .*Hz$")
-    phones.ask("1 on")
+    telephones.expect("^1 hears .*Hz$")
+    telephones.ask("1 on")
     exchange.expect("^1 released$")
     until("101 is idle", lambda: application.lines()["101"][0] == "idle")
 
@@ -118,6 +118,6 @@ def test_dsp_channels_are_created_and_driven(house):
 
 
 def test_every_plugin_is_killed_at_once(house):
-    for plugin in (house.phones, house.handsets, house.exchange, house.dsp):
+    for plugin in (house.telephones, house.handsets, house.exchange, house.dsp):
         plugin.child.kill()
     until("all are gone", lambda: house.application.plugins() == [] and house.application.lines() == {})

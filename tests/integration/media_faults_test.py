@@ -73,7 +73,7 @@ class Plugin(FakeApplication):
 
 
 @pytest.fixture
-def phone(system):
+def telephone(system):
     one = Plugin(system, "fxs1", "fxs_plugin", "--lines", "1", ZIL_TRACE_LEVEL="400")
     yield one
     one.close()
@@ -109,7 +109,7 @@ def check_slots(plugin, mark, count):
 @pytest.mark.parametrize("count", [1, 2, 3, 10, 12, 64])
 @pytest.mark.parametrize("path", [LINE, CHANNEL], ids=["line", "channel"])
 def test_ten_descriptors_are_taken_and_the_rest_is_closed(request, path, count):
-    plugin = request.getfixturevalue("phone" if path == LINE else "channel")
+    plugin = request.getfixturevalue("telephone" if path == LINE else "channel")
     mark = plugin.plugin.err.mark()
     answer = media_call(plugin, "create", connection(), plugin.sockets(count), path)
     assert (answer.result, answer.errors) == (True, [])
@@ -126,16 +126,16 @@ def test_ten_descriptors_are_taken_and_the_rest_is_closed(request, path, count):
 @pytest.mark.parametrize("path", [LINE, CHANNEL], ids=["line", "channel"])
 @pytest.mark.parametrize("function", ["create", "modify"])
 def test_an_empty_list_fails_without_an_error_entry(request, path, function):
-    plugin = request.getfixturevalue("phone" if path == LINE else "channel")
+    plugin = request.getfixturevalue("telephone" if path == LINE else "channel")
     answer = media_call(plugin, function, connection(), [], path)
     assert (answer.result, answer.errors) == (False, [])
     plugin.plugin.err.expect("Empty argument filedesc")
     plugin.holds()
 
 
-def test_three_descriptors_of_a_stream(phone):
-    assert phone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
-    for files in (phone.sockets(2) + [Fd(-1)], phone.sockets(3)):
+def test_three_descriptors_of_a_stream(telephone):
+    assert telephone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
+    for files in (telephone.sockets(2) + [Fd(-1)], telephone.sockets(3)):
         arguments = [
             ("ep_id", I32(0)),
             ("ctx_id", U32(7)),
@@ -143,40 +143,40 @@ def test_three_descriptors_of_a_stream(phone):
             ("stream_info", stream(2)),
             ("filedesc", files),
         ]
-        assert phone.call("fxs1", "add_stream", arguments).result is True
-        phone.holds(2)
+        assert telephone.call("fxs1", "add_stream", arguments).result is True
+        telephone.holds(2)
         # The same once more is refused, and the sockets that came with it do not stay.
-        assert phone.call("fxs1", "add_stream", arguments).result is False
-        phone.holds(2)
+        assert telephone.call("fxs1", "add_stream", arguments).result is False
+        telephone.holds(2)
         assert (
-            phone.call("fxs1", "modify_stream", [("ctx_id", U32(7)), ("stream_info", stream(2, codec=PCMU))]).result
+            telephone.call("fxs1", "modify_stream", [("ctx_id", U32(7)), ("stream_info", stream(2, codec=PCMU))]).result
             is True
         )
-        assert phone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
-        phone.holds()
-    assert phone.call("fxs1", "destroy_ctx", [("ctx_id", U32(7))]).result is True
-    answer = phone.call("fxs1", "add_stream", arguments[:-1] + [("filedesc", [])])
+        assert telephone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
+        telephone.holds()
+    assert telephone.call("fxs1", "destroy_ctx", [("ctx_id", U32(7))]).result is True
+    answer = telephone.call("fxs1", "add_stream", arguments[:-1] + [("filedesc", [])])
     assert (answer.result, answer.errors) == (False, [])
-    phone.holds()
+    telephone.holds()
 
 
 @pytest.mark.parametrize("count", [1, 3, 4, 10, 12, 64])
-def test_descriptors_of_a_stream_beyond_the_third_are_closed(phone, count):
-    assert phone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
+def test_descriptors_of_a_stream_beyond_the_third_are_closed(telephone, count):
+    assert telephone.call("fxs1", "create_ctx", [("ctx_id", U32(7))]).result is True
     for _ in range(3):
         arguments = [
             ("ep_id", I32(0)),
             ("ctx_id", U32(7)),
             ("line_id", U32(1)),
             ("stream_info", stream(2)),
-            ("filedesc", phone.sockets(count)),
+            ("filedesc", telephone.sockets(count)),
         ]
-        assert phone.call("fxs1", "add_stream", arguments).result is True
-        phone.holds(min(count, 2))
-        assert phone.call("fxs1", "add_stream", arguments).result is False
-        phone.holds(min(count, 2))
-        assert phone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
-        phone.holds()
+        assert telephone.call("fxs1", "add_stream", arguments).result is True
+        telephone.holds(min(count, 2))
+        assert telephone.call("fxs1", "add_stream", arguments).result is False
+        telephone.holds(min(count, 2))
+        assert telephone.call("fxs1", "remove_stream", [("ctx_id", U32(7)), ("stream_id", U32(2))]).result is True
+        telephone.holds()
 
 
 def pipe_to_read():
@@ -240,35 +240,35 @@ STRANGE = {
 
 
 @pytest.mark.parametrize("make", STRANGE.values(), ids=STRANGE.keys())
-def test_descriptors_that_are_no_media_socket(phone, make):
+def test_descriptors_that_are_no_media_socket(telephone, make):
     strange, others = make()
-    media_socket, control_socket = phone.sockets()
+    media_socket, control_socket = telephone.sockets()
     for files in ([Fd(strange)], [Fd(strange), control_socket, Fd(strange)], [media_socket, Fd(strange), Fd(-1)]):
-        mark = phone.plugin.out.mark()
-        answer = media_call(phone, "create", connection(), files)
+        mark = telephone.plugin.out.mark()
+        answer = media_call(telephone, "create", connection(), files)
         assert (answer.result, answer.errors) == (False, [])
-        phone.plugin.out.expect_from(mark, "^1 refuses media: (media|control) descriptor is no connected socket$")
-        phone.holds()
+        telephone.plugin.out.expect_from(mark, "^1 refuses media: (media|control) descriptor is no connected socket$")
+        telephone.holds()
     # In a running call they change nothing.
-    assert media_call(phone, "create", connection(), phone.sockets()).result is True
-    ports = udp_sockets(phone.plugin)
+    assert media_call(telephone, "create", connection(), telephone.sockets()).result is True
+    ports = udp_sockets(telephone.plugin)
     for files in ([Fd(strange)], [Fd(-1), Fd(strange)]):
-        assert media_call(phone, "modify", connection(), files).result is False
-        phone.holds(2)
-    assert udp_sockets(phone.plugin) == ports
-    phone.far.sockets[0].settimeout(20)
-    assert len(phone.far.sockets[0].recv(2048)) == 172
-    assert phone.call(LINE, "destroy", [LINE_0]).result is True
-    phone.holds()
+        assert media_call(telephone, "modify", connection(), files).result is False
+        telephone.holds(2)
+    assert udp_sockets(telephone.plugin) == ports
+    telephone.far.sockets[0].settimeout(20)
+    assert len(telephone.far.sockets[0].recv(2048)) == 172
+    assert telephone.call(LINE, "destroy", [LINE_0]).result is True
+    telephone.holds()
     for one in (strange, *others):
         os.close(one)
 
 
-def test_no_descriptor_at_all_in_the_list(phone):
-    for files in ([Fd(-1)], [Fd(-1)] * 3, [Fd(-1)] * 12, ["x"], [U32(3)], [[phone.sockets()[0]]], [None]):
-        assert media_call(phone, "create", connection(), files).result is False
-        phone.holds()
-    phone.plugin.out.expect_from(0, f"^1 refuses media: {NOT_CONNECTED}$")
+def test_no_descriptor_at_all_in_the_list(telephone):
+    for files in ([Fd(-1)], [Fd(-1)] * 3, [Fd(-1)] * 12, ["x"], [U32(3)], [[telephone.sockets()[0]]], [None]):
+        assert media_call(telephone, "create", connection(), files).result is False
+        telephone.holds()
+    telephone.plugin.out.expect_from(0, f"^1 refuses media: {NOT_CONNECTED}$")
 
 
 # --- Records of any size
@@ -294,37 +294,37 @@ def sized(size, host, ports):
         (70_000, "opened"),
     ],
 )
-def test_connection_information_of_any_size(phone, size, outcome):
-    free, other = Pair(phone.host), Pair(phone.host)
+def test_connection_information_of_any_size(telephone, size, outcome):
+    free, other = Pair(telephone.host), Pair(telephone.host)
     ports = free.port, other.port
     free.close()
     other.close()
-    info = sized(size, phone.host, ports)
-    answer = media_call(phone, "create", info, phone.sockets())
+    info = sized(size, telephone.host, ports)
+    answer = media_call(telephone, "create", info, telephone.sockets())
     assert (answer.result, answer.errors) == (outcome in ("taken", "opened"), [])
     if outcome == "refused":
-        phone.plugin.expect("^1 refuses media: media record (of another version|lacks codec or packet time)$")
+        telephone.plugin.expect("^1 refuses media: media record (of another version|lacks codec or packet time)$")
     elif outcome == "no sockets":
-        phone.plugin.err.expect("Failed to create and connect to media sockets")
+        telephone.plugin.err.expect("Failed to create and connect to media sockets")
     if answer.result:
         # What came as descriptors is not looked at where there are addresses, and is closed.
-        near = phone.near.port, phone.far.port
+        near = telephone.near.port, telephone.far.port
         media_ports = near if outcome == "taken" else ports
         until(
             "its sockets are there",
-            lambda: udp_sockets(phone.plugin)
+            lambda: udp_sockets(telephone.plugin)
             == [(media_ports[0], media_ports[1]), (media_ports[0] + 1, media_ports[1] + 1)],
         )
-        phone.holds(2)
+        telephone.holds(2)
         # A change has descriptors in every size.
-        assert media_call(phone, "modify", info, phone.sockets()).result is True
-        phone.holds(2)
-        assert media_call(phone, "modify", info, [Fd(-1)] * 3).result is True
-        assert phone.call(LINE, "modify", [("cnx_info", info), LINE_0]).errors == [
+        assert media_call(telephone, "modify", info, telephone.sockets()).result is True
+        telephone.holds(2)
+        assert media_call(telephone, "modify", info, [Fd(-1)] * 3).result is True
+        assert telephone.call(LINE, "modify", [("cnx_info", info), LINE_0]).errors == [
             (196640, "Missing mandatory argument", "filedesc")
         ]
-        assert phone.call(LINE, "destroy", [LINE_0]).result is True
-    phone.holds()
+        assert telephone.call(LINE, "destroy", [LINE_0]).result is True
+    telephone.holds()
 
 
 @pytest.mark.parametrize("size", [0, 1, 704, 705, 736, 70_000])
@@ -377,45 +377,50 @@ def check_no_sockets(plugin, local, remote, why):
     plugin.holds()
 
 
-def test_local_ports_that_are_taken(phone):
-    remote = address(phone.host, phone.far.port)
-    check_no_sockets(phone, address(phone.host, phone.near.port), remote, BIND + "Address already in use")
+def test_local_ports_that_are_taken(telephone):
+    remote = address(telephone.host, telephone.far.port)
+    check_no_sockets(telephone, address(telephone.host, telephone.near.port), remote, BIND + "Address already in use")
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as neighbour:
-        free = Pair(phone.host)
+        free = Pair(telephone.host)
         free.close()
-        neighbour.bind((phone.host, free.port + 1))
-        check_no_sockets(phone, address(phone.host, free.port), remote, BIND + "Address already in use")
-    assert socket_create(phone, address(phone.host, free.port), remote).result is True
-    phone.holds(2)
+        neighbour.bind((telephone.host, free.port + 1))
+        check_no_sockets(telephone, address(telephone.host, free.port), remote, BIND + "Address already in use")
+    assert socket_create(telephone, address(telephone.host, free.port), remote).result is True
+    telephone.holds(2)
 
 
-def test_addresses_that_cannot_be(phone):
-    free = Pair(phone.host)
+def test_addresses_that_cannot_be(telephone):
+    free = Pair(telephone.host)
     free.close()
-    here, there = address(phone.host, free.port), address(phone.host, phone.far.port)
+    here, there = address(telephone.host, free.port), address(telephone.host, telephone.far.port)
     strange = struct.pack("=H", 99) + there[2:]
-    check_no_sockets(phone, address("192.0.2.1", free.port), there, BIND + "Cannot assign requested address")
-    check_no_sockets(phone, strange, there, BIND + "Address family not supported by protocol")
-    check_no_sockets(phone, here, strange, CONNECT + "Address family not supported by protocol")
-    check_no_sockets(phone, b"\xff" * 16, b"\xff" * 16, BIND)
+    check_no_sockets(telephone, address("192.0.2.1", free.port), there, BIND + "Cannot assign requested address")
+    check_no_sockets(telephone, strange, there, BIND + "Address family not supported by protocol")
+    check_no_sockets(telephone, here, strange, CONNECT + "Address family not supported by protocol")
+    check_no_sockets(telephone, b"\xff" * 16, b"\xff" * 16, BIND)
     # The broadcast address may not be connected to without asking for it.
     check_no_sockets(
-        phone, address("0.0.0.0", free.port), address("255.255.255.255", 4000), CONNECT + "Permission denied"
+        telephone, address("0.0.0.0", free.port), address("255.255.255.255", 4000), CONNECT + "Permission denied"
     )
 
 
-def test_local_port_0_where_port_1_is_taken(phone):
+def test_local_port_0_where_port_1_is_taken(telephone):
     """Port 0 lets the system choose, but the control socket then wants port 1."""
-    if not can_bind(phone.host, 1):
+    if not can_bind(telephone.host, 1):
         pytest.skip("no right to bind port 1: see the next test")
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as first:
-        first.bind((phone.host, 1))
+        first.bind((telephone.host, 1))
         check_no_sockets(
-            phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Address already in use"
+            telephone,
+            address(telephone.host, 0),
+            address(telephone.host, telephone.far.port),
+            BIND + "Address already in use",
         )
-    assert socket_create(phone, address(phone.host, 0), address(phone.host, phone.far.port)).result is True
-    phone.holds(2)
-    (control, _), (media_port, _) = udp_sockets(phone.plugin)
+    assert (
+        socket_create(telephone, address(telephone.host, 0), address(telephone.host, telephone.far.port)).result is True
+    )
+    telephone.holds(2)
+    (control, _), (media_port, _) = udp_sockets(telephone.plugin)
     assert control == 1 and media_port > 1
 
 
@@ -425,9 +430,11 @@ def test_local_port_0_where_port_1_may_not_be_bound(system):
     words = [system.bin / "fxs_plugin"]
     if os.geteuid() == 0:
         words = ["/usr/bin/setpriv", "--bounding-set=-net_bind_service", "--inh-caps=-net_bind_service", *words]
-    phone = Plugin(system, "fxs1", *words, "--lines", "1")
-    check_no_sockets(phone, address(phone.host, 0), address(phone.host, phone.far.port), BIND + "Permission denied")
-    phone.close()
+    telephone = Plugin(system, "fxs1", *words, "--lines", "1")
+    check_no_sockets(
+        telephone, address(telephone.host, 0), address(telephone.host, telephone.far.port), BIND + "Permission denied"
+    )
+    telephone.close()
 
 
 def test_ports_that_others_took_are_passed_over(system):
@@ -539,10 +546,10 @@ def run_failing_calls(plugin, objects, check):
                 plugin.holds()
 
 
-@pytest.mark.parametrize("kind", ["phone", "channel"])
+@pytest.mark.parametrize("kind", ["telephone", "channel"])
 def test_every_wrong_argument_leaves_descriptors_and_heap_as_they_were(request, kind):
     plugin = request.getfixturevalue(kind)
-    objects = {"fxs1": PLUGIN_FUNCTIONS, LINE: ENDPOINT_FUNCTIONS} if kind == "phone" else DSP_FUNCTIONS
+    objects = {"fxs1": PLUGIN_FUNCTIONS, LINE: ENDPOINT_FUNCTIONS} if kind == "telephone" else DSP_FUNCTIONS
     run_failing_calls(plugin, objects, check=True)
     heap = settled_heap(plugin.plugin)
     for _ in range(10):
@@ -577,7 +584,7 @@ def good_calls(plugin, path):
     yield "fxs1", "destroy_ctx", [("ctx_id", U32(1))]
 
 
-@pytest.mark.parametrize("kind, path", [("phone", LINE), ("channel", CHANNEL)], ids=["line", "channel"])
+@pytest.mark.parametrize("kind, path", [("telephone", LINE), ("channel", CHANNEL)], ids=["line", "channel"])
 def test_good_calls_leave_descriptors_and_heap_as_they_were(request, kind, path):
     plugin = request.getfixturevalue(kind)
     for turn in range(100):
@@ -592,14 +599,14 @@ def test_good_calls_leave_descriptors_and_heap_as_they_were(request, kind, path)
 
 
 @pytest.mark.parametrize("length", [235, 236, 237, 1000])
-def test_plugin_takes_parameter_sets_of_any_length(phone, length):
+def test_plugin_takes_parameter_sets_of_any_length(telephone, length):
     """The sender's limit of 236 bytes is no limit of the receiver."""
     name = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"n" * (length - 1) + b"\0")
-    answer = phone.call(LINE, "set", [("param_set_params", set_record(len(name), name))])
+    answer = telephone.call(LINE, "set", [("param_set_params", set_record(len(name), name))])
     assert (answer.result, answer.errors) == (True, [])
-    phone.plugin.expect('^1 param zil_ep_dispname="n{50}"$')
+    telephone.plugin.expect('^1 param zil_ep_dispname="n{50}"$')
     wanted = item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"")
-    result = phone.call(LINE, "get", [("param_set_request", set_record(len(wanted), wanted))]).result
+    result = telephone.call(LINE, "get", [("param_set_request", set_record(len(wanted), wanted))]).result
     assert result[8:] == item("LIBVOICE_PARAM_zil_ep_id", 0) + item("LIBVOICE_PARAM_zil_ep_dispname", b"n" * 50 + b"\0")
 
 
@@ -733,12 +740,12 @@ def test_application_that_leaves_with_questions_open(asked):
 
 def test_question_to_a_telephone_that_is_killed_is_ended_once(system):
     application = start_application(system)
-    phone = system.start_fxs("fxs1")
+    telephone = system.start_fxs("fxs1")
     application.ask("get 101 tdmc_gain")
     application.expect("^param 101 tdmc_gain=0$")
-    phone.freeze()
+    telephone.freeze()
     application.ask("get 101 tdmc_gain")
-    phone.kill()
+    telephone.kill()
     application.expect(r"^param (101|\?): no answer$")
     application.expect("^plugin fxs1 lost$")
     assert len(application.out.since(0, ": no answer$")) == 1

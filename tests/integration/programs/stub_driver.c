@@ -10,7 +10,7 @@ struct telephone {
     int media[LINE_APPEARANCES]; /* sockets for RTP */
 };
 
-static struct telephone phone;
+static struct telephone one;
 
 static const char *play(void *data, const line_tone_t *tone) {
     const struct telephone *played = data;
@@ -43,12 +43,12 @@ static void close_media(void *data, uint32_t appearance) {
 
 static const char *lift(int number, char *rest) {
     (void)rest;
-    return line_report_off_hook(phone.line) ? NULL : command_error("%d: nobody was told", number);
+    return line_report_off_hook(one.line) ? NULL : command_error("%d: nobody was told", number);
 }
 
 static const char *hang_up(int number, char *rest) {
     (void)rest;
-    return line_report_on_hook(phone.line) ? NULL : command_error("%d: nobody was told", number);
+    return line_report_on_hook(one.line) ? NULL : command_error("%d: nobody was told", number);
 }
 
 static const line_driver_t driver = {.play = play, .ring = ring, .open = open_media, .close = close_media};
@@ -56,7 +56,7 @@ static const plugin_command_t commands[] = {{"off", "", lift}, {"on", "", hang_u
 
 static void begin(int lines) {
     (void)lines;
-    phone.line = plugin_add_line(&driver, &phone, VOICE_ENDPOINT_FXS, "PCMA");
+    one.line = plugin_add_line(&driver, &one, VOICE_ENDPOINT_FXS, "PCMA");
 }
 
 int main(int count, char **words) {

@@ -49,8 +49,8 @@ int main(int count, char **words) {
         return EXIT_FAILURE;
     if (!makes("undeclared"))
         kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS);
-    kex_declareObject(bus, makes("misnamed") ? "phone" : "tel", nullptr);
-    kex_declareTemplate(bus, makes("misnamed") ? "phone.EndPoint" : "tel.EndPoint",
+    kex_declareObject(bus, makes("misnamed") ? "telephone" : "tel", nullptr);
+    kex_declareTemplate(bus, makes("misnamed") ? "telephone.EndPoint" : "tel.EndPoint",
                         makes("classless") ? nullptr : "EndPoint");
     libvoice_set_kex_handler(bus);
     libvoice_set_pluginname("tel");
