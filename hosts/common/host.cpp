@@ -5,6 +5,7 @@
 #include "kex_host.h"
 #include "libvoice_plugin.h"
 #include "printable.h"
+#include "watchdog.h"
 
 #include <errno.h>
 #include <limits.h>
@@ -30,6 +31,7 @@ void (*on_terminate)();
 constexpr const char *kEnvironmentHelp =
     "\nEnvironment, besides the two variables of --socket (see the manual page):\n"
     "  KEX_ALLOW_UIDS, KEX_ALLOW_GIDS, KEX_TIME_FACTOR, LISTEN_PID, LISTEN_FDS\n"
+    "  NOTIFY_SOCKET, WATCHDOG_USEC, WATCHDOG_PID\n"
     "  ZIL_TRACE_LEVEL, ZIL_TRACE_ZONES, ZIL_TRACE_OUTPUT, ZIL_TRACE_TIME, ZIL_TRACE_COLOR\n";
 
 void signal_handler(int) {
@@ -195,9 +197,12 @@ kex_t *host_bus() {
 
 int host_run(void (*terminate)()) {
     on_terminate = terminate;
+    watchdog_start();
     int status = kex_run(bus);
+    int error = errno;
+    watchdog_stop();
     if (status != 0)
-        host_fail("the bus loop failed: %s", strerror(errno));
+        host_fail("the bus loop failed: %s", strerror(error));
     return 0;
 }
 

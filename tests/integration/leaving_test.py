@@ -61,6 +61,16 @@ def test_application_leaves_at_any_moment(system):
     assert heard > 0, "no moment was late enough to mean something"
 
 
+def test_plugin_that_waits_for_a_hanging_application_leaves(system):
+    application = system.start_application()
+    application.freeze()
+    plugin = system.start_fxs("fxs1", ready=False, environment=QUICK_RETRY)
+    plugin.err.expect("wait")  # the bus says so after 2 s
+    assert plugin.terminate() == 0
+    application.thaw()
+    until("the table forgets it", lambda: application.plugins() == [])
+
+
 def sleeps(pid):
     with open(f"/proc/{pid}/stat", encoding="ascii") as file:
         return file.read().rpartition(")")[2].split()[0] == "S"
