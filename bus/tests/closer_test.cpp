@@ -9,7 +9,9 @@
 #include <chrono>
 #include <fcntl.h>
 #include <grp.h>
+#include <memory>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -238,6 +240,46 @@ TEST_F(Closer, SocketWithALingeringOneInItsQueueIsClosedBesideTheLoop) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(kLinger));
     EXPECT_EQ(served::log.size(), 2u);
+}
+
+TEST_F(Closer, BeyondTheLimitNothingMoreIsTakenIn) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    RawPeer other(socket);
+    greet(raw);
+    greet(other);
+    {
+        std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+        for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
+            stuck.push_back(std::make_unique<Lingering>());
+            int pair[2];
+            ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+            {
+                RawPeer sender(pair[0]);
+                ASSERT_TRUE(sender.send("x", {stuck.back()->fd}));
+            }
+            stuck.back()->forget();
+            bus::foreign_descriptor_close(pair[1]);
+        }
+        for (uint32_t i = bus::kMaxClosers; i < bus::kMaxClosings; i++)
+            bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(bus::closings_pending(), bus::kMaxClosings);
+        ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
+        ASSERT_TRUE(other.send(call(1, "Probe", "echo")));
+        RawPeer newcomer(socket);
+        ASSERT_TRUE(newcomer.send(hello()));
+        kex_dispatch(bus);
+        kex_dispatch(bus);
+        EXPECT_THAT(served::log, ElementsAre("echo")) << "what brings no descriptor";
+        EXPECT_EQ(newcomer.receive(), std::nullopt);
+        pollfd quiet = {kex_pollDescriptor(bus), POLLIN, 0};
+        kex_dispatch(bus);
+        EXPECT_EQ(poll(&quiet, 1, 0), 0) << "nobody is busy meanwhile";
+        stuck.clear(); // resets them
+        wait_for_closings();
+        EXPECT_TRUE(turn_until({bus}, [&] { return served::log.size() == 2; })) << "now it is taken";
+        EXPECT_TRUE(turn_until({bus}, [&] { return !newcomer.receive_all().empty(); }));
+    }
 }
 
 TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {

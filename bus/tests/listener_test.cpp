@@ -398,6 +398,28 @@ TEST_F(Listen, ListenerOfRootIsObeyedByOthers) {
 
 // ----------------------------------------------------------------------------------------- Descriptors
 
+TEST_F(Listen, LastDescriptorsAreKeptForTheHost) {
+    CapturedTrace trace;
+    ASSERT_NE(listen(bus, socket), nullptr);
+    RawPeer raw(socket);
+    raw.send(hello());
+    std::vector<int> fillers;
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit low = {open_descriptors() + 40, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int i = 0; i < 35; i++)
+        fillers.push_back(dup(0));
+    support::turn_until_idle({bus});
+    int own = dup(0);
+    for (int fd : fillers)
+        close(fd);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_GE(own, 0) << "five are left";
+    close(own);
+    EXPECT_EQ(raw.refusal(), "this process has no more descriptors");
+}
+
 TEST_F(Listen, FullDescriptorTableTurnsAwayWithAWord) {
     CapturedTrace trace;
     ASSERT_NE(listen(bus, socket), nullptr);

@@ -124,10 +124,14 @@ void socket_refuse(Transport *transport, int fd, const char *why) {
     connected_socket_close(fd);
 }
 
+void connection_hold_back(Connection *connection) {
+    connection->resume_at = clock_now(connection->transport->loop->clock) + kHoldBack;
+}
+
 uint64_t connections_deadline(const Transport *transport) {
     uint64_t soonest = kNever;
     for (Connection *connection : transport->connections) {
-        for (uint64_t deadline : {connection->hello_deadline, connection->retry_at}) {
+        for (uint64_t deadline : {connection->hello_deadline, connection->retry_at, connection->resume_at}) {
             if (!connection->closed && deadline != kNever && (soonest == kNever || deadline < soonest))
                 soonest = deadline;
         }
@@ -139,6 +143,8 @@ void connections_expire(Transport *transport, uint64_t now) {
     for (Connection *connection : transport->connections) {
         if (connection->retry_at != kNever && connection->retry_at <= now)
             connection->retry_at = kNever;
+        if (connection->resume_at != kNever && connection->resume_at <= now)
+            connection->resume_at = kNever; // the turn's sending lets it be read again
         if (!connection->closed && connection->hello_deadline != kNever && connection->hello_deadline <= now)
             connection_refuse(connection, "no hello came within 2 s");
     }

@@ -39,6 +39,7 @@ struct Connection : Source, Task, Node<Connection> {
     uint32_t packet_limit;
     uint64_t hello_deadline;
     uint64_t retry_at;
+    uint64_t resume_at; // not read until then; kNever: it is read
     List<OutPacket> output;
     Account queued;   // in `output`
     Account received; // calls that have not been run yet
@@ -62,6 +63,12 @@ inline bool connection_is_full(const Connection *connection) {
     const Account &received = connection->received;
     return received.messages >= kMaxReceivedCalls || received.bytes >= kMaxReceivedBytes ||
            received.descriptors >= kMaxReceivedDescriptors;
+}
+
+// Not read, so that a packet that brings descriptors stays where it is for the moment.
+void connection_hold_back(Connection *connection);
+inline bool connection_may_be_read(const Connection *connection) {
+    return !connection_is_full(connection) && connection->resume_at == kNever;
 }
 
 // By the loop's clock.

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Implements listener.h: who may listen at a path, and who may connect.
 #include "transport/listener.h"
-#include "base/number.h"
+#include "base/closer.h"
 #include "base/trace.h"
 #include "transport/connection.h"
+#include "transport/inherited.h"
 #include "transport/succession.h"
 
 #include <errno.h>
@@ -11,7 +12,6 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,7 +29,7 @@ namespace {
 constexpr int kBacklog = 64;
 constexpr mode_t kUserAndGroup = 0660;
 constexpr mode_t kEverybody = 0666;
-constexpr int kFirstInherited = 3;
+constexpr char kNoDescriptors[] = "this process has no more descriptors";
 
 // Writes a trace message and answers -1.
 int listen_failed(const char *path, const char *what) {
@@ -108,57 +108,6 @@ int socket_listen(const sockaddr_un *address, mode_t mode) {
     return listen_failed(address->sun_path, strerror(error));
 }
 
-// False: there is no such variable, or it is no number.
-bool variable_number(const char *variable, uint32_t *number) {
-    const char *text = getenv(variable);
-    const char *end;
-    return text != nullptr && number_read(text, &end, number) && *end == '\0';
-}
-
-// How many sockets a service manager has opened for this process; 0 as well when it says so in a way that cannot be.
-uint32_t sockets_inherited() {
-    uint32_t process;
-    uint32_t count;
-    rlimit limit;
-    if (!variable_number("LISTEN_PID", &process) || process != static_cast<uint32_t>(getpid()))
-        return 0;
-    if (variable_number("LISTEN_FDS", &count) && getrlimit(RLIMIT_NOFILE, &limit) == 0 && count <= limit.rlim_cur)
-        return count;
-    note(ZIL_TRACE_ERROR, "LISTEN_FDS is not a number of descriptors that this process can have: none is inherited");
-    return 0;
-}
-
-bool socket_listens_at(int fd, const sockaddr_un *address) {
-    int type = 0;
-    int listens = 0;
-    socklen_t length = sizeof type;
-    if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_SEQPACKET)
-        return false;
-    length = sizeof listens;
-    if (getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listens, &length) != 0 || listens == 0)
-        return false;
-    sockaddr_un bound = {};
-    length = sizeof bound;
-    return getsockname(fd, reinterpret_cast<sockaddr *>(&bound), &length) == 0 && bound.sun_family == AF_UNIX &&
-           strncmp(bound.sun_path, address->sun_path, sizeof bound.sun_path) == 0;
-}
-
-// A socket that a service manager has opened at this path for us (LISTEN_PID, LISTEN_FDS), or -1.
-int socket_inherited(const sockaddr_un *address) {
-    const uint32_t count = sockets_inherited();
-    for (uint32_t i = 0; i < count; i++) {
-        const int fd = kFirstInherited + static_cast<int>(i);
-        if (fcntl(fd, F_GETFD) < 0)
-            return -1; // they stand one behind the other
-        if (!socket_listens_at(fd, address))
-            continue;
-        fcntl(fd, F_SETFD, FD_CLOEXEC);
-        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-        return fd;
-    }
-    return -1;
-}
-
 void listener_ready(Source *source) {
     static_cast<Listener *>(source)->ready_to_accept = true;
 }
@@ -186,7 +135,9 @@ int socket_accept(const Listener *listener) {
 }
 
 void socket_take(Transport *transport, int fd) {
-    if (socket_is_trusted(transport->access, fd, socket_credentials(fd)))
+    if (spare_is_hosts(fd))
+        socket_refuse(transport, fd, kNoDescriptors);
+    else if (socket_is_trusted(transport->access, fd, socket_credentials(fd)))
         connection_begin(transport, fd, Role::server);
     else
         socket_refuse(transport, fd, "its user may not connect");
@@ -198,22 +149,37 @@ bool listener_refuse_one(Listener *listener) {
     spare_release(transport->spare);
     int fd = socket_accept(listener);
     if (fd >= 0)
-        socket_refuse(transport, fd, "this process has no more descriptors");
+        socket_refuse(transport, fd, kNoDescriptors);
     spare_fill(transport->spare);
     return fd >= 0;
 }
 
+// Nobody can be taken in or turned away now. Whoever waits is not looked at all the time.
+void listener_pause(Listener *listener) {
+    Transport *transport = listener->transport;
+    source_set_interest(transport->loop, listener, false, false);
+    transport->accept_at = clock_now(transport->loop->clock) + kHoldBack;
+}
+
 void listener_accept(Listener *listener) {
+    if (closings_pending() >= kMaxClosings) {
+        listener_pause(listener);
+        return;
+    }
     for (int i = 0; i < kBacklog; i++) {
-        int fd = socket_accept(listener);
+        const int fd = socket_accept(listener);
         if (fd >= 0) {
             socket_take(listener->transport, fd);
             continue;
         }
         if (errno == EINTR || errno == ECONNABORTED)
             continue;
-        if ((errno != EMFILE && errno != ENFILE) || !listener_refuse_one(listener))
-            return;
+        const bool full = errno == EMFILE || errno == ENFILE;
+        if (full && listener_refuse_one(listener))
+            continue;
+        if (full)
+            listener_pause(listener);
+        return;
     }
 }
 
@@ -265,6 +231,12 @@ void listeners_accept(Transport *transport) {
     }
     if (transport->last_number != last_known)
         newcomers_line_up(transport, last_known);
+}
+
+void listeners_resume(Transport *transport) {
+    transport->accept_at = kNever;
+    for (Listener *listener : transport->listeners)
+        source_set_interest(transport->loop, listener, true, false);
 }
 
 void listeners_close(Transport *transport) {

@@ -13,6 +13,8 @@ void listener_close(Listener *listener);
 
 // Takes in who waits.
 void listeners_accept(Transport *transport);
+// They had to pause (Transport::accept_at), and try again.
+void listeners_resume(Transport *transport);
 void listeners_close(Transport *transport);
 
 } // namespace bus

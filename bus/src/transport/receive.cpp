@@ -3,6 +3,7 @@
 #include "transport/receive.h"
 #include "base/closer.h"
 #include "base/trace.h"
+#include "transport/arrival.h"
 #include "transport/tap.h"
 
 #include <errno.h>
@@ -12,84 +13,6 @@
 namespace bus {
 
 namespace {
-
-// The kernel passes at most this many in one packet: all of them are received, so that all can be closed.
-constexpr uint32_t kKernelDescriptors = 253;
-
-struct Arrival {
-    const uint8_t *packet;
-    uint32_t size;
-    wire::Descriptors descriptors;
-    int fds[kKernelDescriptors];
-    bool cut;              // longer than a packet may be
-    bool descriptors_lost; // the process's table was full
-};
-
-// Several packets from one system call: a sender whose queue is full is woken once for all of them.
-struct Batch {
-    mmsghdr messages[kPacketsPerRead];
-    iovec parts[kPacketsPerRead];
-    alignas(cmsghdr) char control[kPacketsPerRead][CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
-};
-
-// ----------------------------------------------------------------------------------------- From the kernel
-
-void descriptors_collect(msghdr &message, Arrival &arrival) {
-    arrival.descriptors = {arrival.fds, 0};
-    for (cmsghdr *head = CMSG_FIRSTHDR(&message); head != nullptr; head = CMSG_NXTHDR(&message, head)) {
-        if (head->cmsg_level != SOL_SOCKET || head->cmsg_type != SCM_RIGHTS)
-            continue;
-        size_t bytes = head->cmsg_len - CMSG_LEN(0);
-        uint32_t count = static_cast<uint32_t>(bytes / sizeof(int));
-        if (count > kKernelDescriptors - arrival.descriptors.count)
-            count = kKernelDescriptors - arrival.descriptors.count;
-        memcpy(arrival.fds + arrival.descriptors.count, CMSG_DATA(head), count * sizeof(int));
-        for (uint32_t i = 0; i < count; i++)
-            foreign_descriptor_tame(arrival.fds[arrival.descriptors.count++]);
-    }
-}
-
-void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival) {
-    msghdr &message = batch.messages[index].msg_hdr;
-    descriptors_collect(message, arrival);
-    arrival.packet = static_cast<const uint8_t *>(batch.parts[index].iov_base);
-    arrival.size = batch.messages[index].msg_len;
-    arrival.cut = (message.msg_flags & MSG_TRUNC) != 0;
-    arrival.descriptors_lost = (message.msg_flags & MSG_CTRUNC) != 0;
-}
-
-// One packet costs less by the call for one.
-int messages_receive(int fd, mmsghdr *messages, uint32_t room) {
-    constexpr int kFlags = MSG_DONTWAIT | MSG_CMSG_CLOEXEC;
-    if (room > 1)
-        return recvmmsg(fd, messages, room, kFlags, nullptr);
-    const ssize_t size = recvmsg(fd, &messages->msg_hdr, kFlags);
-    messages->msg_len = size < 0 ? 0 : static_cast<unsigned>(size);
-    return size < 0 ? -1 : 1;
-}
-
-// How many packets came, at most `room`; 0: nothing now, or with an errno other than 0 the end.
-uint32_t batch_receive(Connection *connection, Batch &batch, uint32_t room) {
-    for (;;) {
-        for (uint32_t i = 0; i < room; i++) {
-            batch.parts[i] = {connection->transport->incoming + i * kMaxPacket, kMaxPacket};
-            batch.messages[i] = {};
-            batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
-            batch.messages[i].msg_hdr.msg_iovlen = 1;
-            batch.messages[i].msg_hdr.msg_control = batch.control[i];
-            batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
-        }
-        const int count = messages_receive(connection->fd, batch.messages, room);
-        if (count > 0)
-            return static_cast<uint32_t>(count);
-        // A reset is reported once, in front of what can still be read.
-        if (errno == EINTR || errno == ECONNRESET)
-            continue;
-        if (errno == EAGAIN || errno == EWOULDBLOCK)
-            errno = 0;
-        return 0;
-    }
-}
 
 // ----------------------------------------------------------------------------------------- How much
 
@@ -120,6 +43,15 @@ bool descriptors_are_held(const Transport *transport) {
             return true;
     }
     return false;
+}
+
+// Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room for
+// them is still under way. The kernel tells without handing them over.
+bool packet_has_to_wait(const Connection *connection, bool is_short) {
+    const bool closings = closings_pending() >= kMaxClosings;
+    if (!closings && !(is_short && descriptors_are_held(connection->transport)))
+        return false;
+    return packet_brings_descriptors(connection->fd);
 }
 
 // ----------------------------------------------------------------------------------------- What it is
@@ -212,7 +144,7 @@ void arrival_take(Connection *connection, Arrival &arrival) {
 // for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
 bool connection_read_batch(Connection *connection) {
     const bool may_go_on = connection->end_number != 0 || connection->reads < kPacketsPerTurn / kPacketsPerRead;
-    if (!may_go_on || connection_is_full(connection))
+    if (!may_go_on || !connection_may_be_read(connection))
         return false;
     const uint32_t batch_size = 1u << connection->batch_power;
     const bool more = connection_receive(connection, batch_size, Reading::may_hold_back);
@@ -254,13 +186,16 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     Batch batch;
     const uint32_t descriptors = spare_room(spare);
     const bool is_short = descriptors < kMaxDescriptors;
-    // What has come may make room again once it has been run.
-    if (is_short && reading == Reading::may_hold_back && descriptors_are_held(connection->transport))
+    if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short)) {
+        // Calls that hold descriptors run in this turn or the next, closings may take their time.
+        if (closings_pending() >= kMaxClosings)
+            connection_hold_back(connection);
         return false;
-    const uint32_t room = batch_room(connection, descriptors, packets);
+    }
+    const uint32_t room = closings_pending() < kMaxClosings ? batch_room(connection, descriptors, packets) : 1;
     if (is_short)
         spare_release(spare);
-    const uint32_t count = batch_receive(connection, batch, room);
+    const uint32_t count = batch_receive(connection->fd, connection->transport->incoming, batch, room);
     const int error = errno;
     if (is_short)
         spare_fill(spare);

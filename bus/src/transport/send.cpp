@@ -132,8 +132,8 @@ void connections_flush(Transport *transport) {
             continue;
         if (connection->output.first != nullptr && connection->retry_at == 0 && connection->role != Role::tap)
             connection_flush(connection);
-        // A full one is left alone until its calls have run.
-        source_set_interest(transport->loop, connection, !connection_is_full(connection), connection->writes);
+        // A full one is left alone until its calls have run, one that was held back until it is to be tried again.
+        source_set_interest(transport->loop, connection, connection_may_be_read(connection), connection->writes);
     }
     for (Connection *connection = transport->connections.first; transport->taps > 0 && connection != nullptr;
          connection = List<Connection>::after(connection)) {

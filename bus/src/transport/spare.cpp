@@ -13,17 +13,25 @@ namespace {
 // A look costs three system calls, as much as reading a packet. With plenty of room it is left out for so many reads.
 constexpr uint32_t kLooksSkipped = 31;
 
+uint64_t table_size() {
+    rlimit limit;
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+}
+
+// What the host needs for its own media and files while calls of peers hold descriptors.
+uint64_t host_reserve(uint64_t size) {
+    return size / kHostShare < kMaxHostReserve ? size / kHostShare : kMaxHostReserve;
+}
+
 // Descriptors that surely fit: the kernel gives out the lowest free number, so all below it are taken.
 uint64_t table_room(int any) {
     int lowest = fcntl(any, F_DUPFD_CLOEXEC, 0);
     if (lowest < 0)
         return 0;
     close(lowest);
-    rlimit limit;
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
-        return UINT64_MAX;
-    uint64_t used = static_cast<uint64_t>(lowest);
-    return limit.rlim_cur > used ? limit.rlim_cur - used : 0;
+    const uint64_t size = table_size();
+    const uint64_t kept = static_cast<uint64_t>(lowest) + host_reserve(size);
+    return size > kept ? size - kept : 0;
 }
 
 } // namespace
@@ -56,6 +64,11 @@ uint32_t spare_room(SpareDescriptors &spare) {
 
 void spare_received(SpareDescriptors &spare, uint32_t count) {
     spare.room -= count < spare.room ? count : spare.room;
+}
+
+bool spare_is_hosts(int fd) {
+    const uint64_t size = table_size();
+    return static_cast<uint64_t>(fd) + host_reserve(size) >= size;
 }
 
 } // namespace bus

@@ -32,11 +32,16 @@ bool transport_has_work(void *self) {
 }
 
 uint64_t transport_deadline(void *self) {
-    return connections_deadline(transport_of(self));
+    const Transport *transport = transport_of(self);
+    const uint64_t soonest = connections_deadline(transport);
+    const uint64_t accept_at = transport->accept_at;
+    return soonest == kNever || (accept_at != kNever && accept_at < soonest) ? accept_at : soonest;
 }
 
 void transport_expire(void *self, uint64_t now) {
     connections_expire(transport_of(self), now);
+    if (transport_of(self)->accept_at != kNever && transport_of(self)->accept_at <= now)
+        listeners_resume(transport_of(self));
 }
 
 void transport_send(void *self) {

@@ -54,6 +54,7 @@ struct Transport {
     uint32_t taps;
     uint32_t last_number; // of a connection
     uint32_t ends;        // noticed so far
+    uint64_t accept_at;   // listeners pause until then; kNever: they do not
     uint32_t read_last;   // number of the connection at which the last turn's time for reading ran out; 0: it did not
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins

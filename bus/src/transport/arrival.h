@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// Packets as the kernel hands them over, several at a time.
+#ifndef KEX_ARRIVAL_H
+#define KEX_ARRIVAL_H
+
+#include "base/limits.h"
+#include "value/message.h"
+
+#include <sys/socket.h>
+
+namespace bus {
+
+// The kernel passes at most this many in one packet: all of them are received, so that all can be closed.
+constexpr uint32_t kKernelDescriptors = 253;
+
+struct Arrival {
+    const uint8_t *packet;
+    uint32_t size;
+    wire::Descriptors descriptors;
+    int fds[kKernelDescriptors];
+    bool cut;              // longer than a packet may be
+    bool descriptors_lost; // the process's table was full
+};
+
+// Several packets from one system call: a sender whose queue is full is woken once for all of them.
+struct Batch {
+    mmsghdr messages[kPacketsPerRead];
+    iovec parts[kPacketsPerRead];
+    alignas(cmsghdr) char control[kPacketsPerRead][CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
+};
+
+// How many packets came, at most `room`, into memory for so many of kMaxPacket; 0: nothing now, or with an errno other than 0 the
+// end.
+uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t room);
+// One of those that came. Its sockets do not linger any more.
+void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival);
+// Whether the next packet does, which stays where it is. Not for sockets that ask for credentials.
+bool packet_brings_descriptors(int fd);
+
+} // namespace bus
+
+#endif
