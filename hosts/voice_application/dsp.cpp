@@ -189,7 +189,7 @@ const char *dsp_command(const char *plugin, const char *verb, const char *argume
         for (uint16_t &port : ports)
             port = media_take_ports();
         if (ports[0] == 0 || ports[1] == 0)
-            return "no media ports left";
+            return media_ports_missing();
         // All of it at once: requests are done in the order in which they are sent.
         sent = dsp_create(plugin);
         for (int i = 0; sent && i < kChannels; i++)

@@ -14,7 +14,8 @@ namespace {
 constexpr uint32_t kAttempts = 4; // another process may take a port between the look and the bind
 
 uint32_t last_context;
-uint16_t next_port; // where to look for free ports: moves on, so that ports just closed rest a while
+constexpr uint32_t kPairsTried = 128; // in one search
+uint16_t next_port;                   // where to look for free ports: moves on, so that ports just closed rest a while
 
 sockaddr_in address_of(uint16_t port) {
     sockaddr_in address = {};
@@ -22,6 +23,14 @@ sockaddr_in address_of(uint16_t port) {
     address.sin_port = htons(port);
     inet_pton(AF_INET, the_plan.address, &address.sin_addr);
     return address;
+}
+
+uint16_t first_even_port() {
+    return static_cast<uint16_t>((the_plan.first_port + 1) & ~1);
+}
+
+uint32_t port_pairs() {
+    return (the_plan.last_port - first_even_port()) / 2u + 1;
 }
 
 bool port_is_free(uint16_t port) {
@@ -95,7 +104,7 @@ const char *media_open(call *it) {
         it->to.port = it->from.port == 0 ? 0 : media_take_ports();
         if (it->to.port == 0) {
             it->from.port = 0;
-            return "no media ports left";
+            return media_ports_missing();
         }
         wrong = party_start_media(it, &it->from, &it->to);
         if (wrong == nullptr)
@@ -109,19 +118,24 @@ const char *media_open(call *it) {
 
 } // namespace
 
-// An even port whose neighbour is free too; 0: none left. Others may use the range, so each is tried before it is given
-// out.
+// An even port whose neighbour is free too; 0: none found. Others may use the range, so each is tried before it is given
+// out. Trying costs system calls: on a machine whose ports are all taken, a call must not hold up all others while thousands
+// are tried. The next search goes on behind those.
 uint16_t media_take_ports() {
-    uint16_t first = static_cast<uint16_t>((the_plan.first_port + 1) & ~1);
+    const uint16_t first = first_even_port();
     if (next_port < first || next_port >= the_plan.last_port)
         next_port = first;
-    for (uint32_t tried = 0; tried <= (the_plan.last_port - first) / 2u; tried++) {
+    for (uint32_t tried = 0; tried < port_pairs() && tried < kPairsTried; tried++) {
         uint16_t port = next_port;
         next_port = port + 3 > the_plan.last_port ? first : static_cast<uint16_t>(port + 2);
         if (!port_is_ours(port) && port_is_free(port) && port_is_free(static_cast<uint16_t>(port + 1)))
             return port;
     }
     return 0;
+}
+
+const char *media_ports_missing() {
+    return port_pairs() <= kPairsTried ? "no media ports left" : "128 pairs of media ports in a row are taken";
 }
 
 bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *descriptors) {

@@ -30,8 +30,10 @@ const char *media_join(line *who);
 void media_leave(line *who);
 
 /* Pieces for media that is not a call's. */
-/** An even port whose neighbour is free too; 0: none left. */
+/** An even port whose neighbour is free too; 0: there is none among the next 128 pairs of the range. */
 uint16_t media_take_ports();
+/** Why media_take_ports() has found none. */
+const char *media_ports_missing();
 /** Opens the media and control socket of a party. @return whether; then both descriptors are the caller's. */
 bool media_open_sockets(uint16_t local_port, uint16_t remote_port, int32_t *descriptors);
 /** Connection information for a codec, without addresses. */

@@ -8,6 +8,7 @@
 #include <arpa/inet.h>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -152,6 +153,20 @@ TEST_F(Ports, EndWhenAllAreTaken) {
     use(4);
     const Occupied one(first()), two(static_cast<uint16_t>(first() + 2));
     EXPECT_THAT(take(2), testing::ElementsAre(-1, -1));
+}
+
+TEST_F(Ports, AreLookedForAmong128PairsAndFurtherOnTheNextTime) {
+    use(1000);
+    std::vector<std::unique_ptr<Occupied>> others;
+    int last = 0;
+    for (int i = 0; i < 1000 && last != 998; i++) // the next one is the first of the range
+        last = take(1)[0];
+    ASSERT_EQ(last, 998);
+    for (int i = 0; i < 128; i++)
+        others.push_back(std::make_unique<Occupied>(static_cast<uint16_t>(first() + 2 * i)));
+    EXPECT_EQ(take(1)[0], -1);
+    EXPECT_STREQ(media_ports_missing(), "128 pairs of media ports in a row are taken");
+    EXPECT_EQ(take(1)[0], 256) << "it goes on where it was";
 }
 
 TEST_F(Ports, OfACallAreNotGivenOutAgain) {
