@@ -3,6 +3,7 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 
+#include <cerrno>
 #include <unistd.h>
 
 using namespace support;
@@ -159,6 +160,25 @@ TEST_F(Request, HandlerThatConnectsAgainWhileItsBusGoesGetsNoPeer) {
     kex_destroy(client);
     client = nullptr;
     EXPECT_THAT(handled, ElementsAre("no peer", "no listener"));
+}
+
+TEST_F(Request, HandlerThatRunsWhileItsBusGoesCanNeitherEndNorRunIt) {
+    static kex_t *ending;
+    ending = client;
+    CapturedTrace trace;
+    request_t *r = make("echo");
+    request_setDoneHandler(r, [](request_t *done) {
+        kex_destroy(ending);
+        errno = 0;
+        handled.push_back("run " + std::to_string(kex_run(ending)) + (errno == EINVAL ? " EINVAL" : ""));
+        handled.push_back("dispatch " + std::to_string(kex_dispatch(ending)));
+        request_destroy(done);
+    });
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    kex_destroy(client);
+    client = nullptr;
+    EXPECT_THAT(handled, ElementsAre("run -1 EINVAL", "dispatch 0"));
+    EXPECT_THAT(trace.text(), testing::HasSubstr("kex_destroy inside a handler: the bus lives on"));
 }
 
 TEST_F(Request, DestroyedByAnothersHandlerInTheSameTurn) {
