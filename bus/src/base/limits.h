@@ -33,8 +33,8 @@ constexpr uint32_t kMaxReceivedCalls = 1024;        // and replies of one peer, 
 constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise
 constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
 constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
-constexpr uint32_t kHostShare = 4;                  // the host keeps this part of the descriptors that the process may have,
-constexpr uint32_t kMaxHostReserve = 256;           // but not more than these, whatever peers' calls hold
+constexpr uint32_t kHostShare = 4;          // the host keeps this part of the descriptors that the process may have,
+constexpr uint32_t kMaxHostReserve = 256;   // but not more than these, whatever peers' calls hold
 constexpr uint32_t kMaxClosings = 256;      // closed beside the loop at a time; beyond it no descriptor is taken in
 constexpr uint32_t kMaxClosers = 8;         // threads that do so
 constexpr uint32_t kFlushBytes = 64 * 1024; // queued beyond this, kex_sendRequest tries to send at once
@@ -42,9 +42,10 @@ constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call; each ha
 constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
 constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit of the loop while newcomers wait for it
 
-constexpr uint64_t kTurnBudget = 50 * kMillisecond; // of a turn of the loop, foreign functions' own time apart
-constexpr uint64_t kTurnWork = kTurnBudget - 10 * kMillisecond; // reading and running; what is left is for sending
-constexpr uint64_t kTurnReading = kTurnWork / 2;                // reading alone
+// No turn of the loop is longer than 50 ms, foreign functions' own time apart. Little of that is for reading and running: what a
+// peer is answered leaves at the end of the turn, and who comes new needs two of them.
+constexpr uint64_t kTurnWork = 10 * kMillisecond;
+constexpr uint64_t kTurnReading = kTurnWork / 2; // of that
 
 constexpr uint32_t kMissedCallsTold = 10;                // calls that find nothing, traced in a second
 constexpr uint64_t kMissedCallsPeriod = 1 * kSecond;     // what is more is counted
@@ -54,7 +55,7 @@ constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visib
 constexpr uint64_t kNextWaitNotice = 10 * kSecond;       // and stays so
 constexpr uint64_t kExitFlushLimit = 1 * kSecond;        // kex_destroy sends what is queued
 constexpr uint64_t kSendRetry = 10 * kMillisecond;       // the kernel was out of memory or of descriptors in flight
-constexpr uint64_t kHoldBack = 10 * kMillisecond;         // until it is seen whether descriptors can be taken again
+constexpr uint64_t kHoldBack = 10 * kMillisecond;        // until it is seen whether descriptors can be taken again
 constexpr uint64_t kForeignClockPoll = 5 * kMillisecond; // a replaced clock cannot wake us: look this often
 
 } // namespace bus
