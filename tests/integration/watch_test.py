@@ -161,6 +161,14 @@ def test_option_given_twice_counts_at_its_last(system):
     assert run(system, "watch", "--for", "100000", "--for", "0.1")[0] == 0
 
 
+def test_shortest_watch_looks_once(system):
+    """On a busy machine its time may be over before it begins."""
+    status, _, err = run(system, "watch", "--for", "0.000000001")
+    assert status == 1 and "is voice_application running?" in err
+    system.start_application()
+    assert run(system, "watch", "--for", "0.000000001")[0] == 0
+
+
 def test_help_and_version(system):
     for arguments in (["--help"], ["watch", "--help"]):
         status, out, _ = run(system, *arguments)
