@@ -3,7 +3,6 @@
 """./test and ./demo: what they answer at once, how they show progress, and how two of them share a build tree."""
 
 import os
-import pty
 import re
 import shutil
 import subprocess
@@ -11,9 +10,10 @@ import tempfile
 import unittest
 from pathlib import Path
 
+from terminal import Terminal
+
 ROOT = Path(__file__).resolve().parent.parent
 SETUP = f'cd "{ROOT}"; . cmake/setup.sh; '
-QUICK = "pause() { sleep 0.1; }; "  # between two looks at a log
 LIMIT = 30
 
 
@@ -67,27 +67,15 @@ class Scripts(unittest.TestCase):
         return done.returncode, done.stdout
 
     def on_a_terminal(self, script, terminal):
-        try:
-            ours, theirs = pty.openpty()
-        except OSError as problem:
-            self.skipTest(f"no terminal here: {problem}")
-        with subprocess.Popen(
+        screen = Terminal()
+        with screen.start(
             ["bash", "-euo", "pipefail", "-c", SETUP + script],
             env={**os.environ, "TERM": terminal},
             stdin=subprocess.DEVNULL,
-            stdout=theirs,
-            stderr=theirs,
+            stderr=subprocess.STDOUT,
         ) as process:
-            os.close(theirs)
-            shown = b""
-            try:
-                while part := os.read(ours, 4096):
-                    shown += part
-            except OSError:  # the end of a terminal
-                pass
             self.assertEqual(process.wait(LIMIT), 0)
-        os.close(ours)
-        return shown.decode()
+        return screen.finish().decode()
 
     # ------------------------------------------------------------------------------------------------ At once
 
@@ -230,10 +218,24 @@ class Scripts(unittest.TestCase):
 
     # ------------------------------------------------------------------------------------------------ Progress
 
-    COMMAND = "bash -c 'for i in 1 2 3; do echo \"[$i/3] making\"; echo beside; sleep 0.5; done; exit 3'"
+    def shown_command(self):
+        """A command that goes on when each of its rows has been looked at, however slow the machine is: looks are quick
+        here and counted, and one is over when the next one has begun."""
+        looks = self.folder / "looks"
+        looks.touch()
+        command = self.folder / "command"
+        command.write_text(
+            f"count() {{ wc -l <'{looks}'; }}\n"
+            'for i in 1 2 3; do echo "[$i/3] making"; echo beside; before=$(count)\n'
+            "while [ $(count) -lt $((before + 2)) ]; do sleep 0.02; done; done; exit 3\n"
+        )
+        return (
+            f"pause() {{ sleep 0.05; echo >>'{looks}'; }}; "
+            f"run_logged '{self.folder}/log' bash '{command}' || echo status $?"
+        )
 
     def test_progress_in_a_pipe(self):
-        status, output = self.shell(f"{QUICK} run_logged '{self.folder}/log' {self.COMMAND} || echo status $?")
+        status, output = self.shell(self.shown_command())
         self.assertEqual(status, 0)
         rows = output.splitlines()
         self.assertIn("  [2/3] making", rows)
@@ -243,11 +245,10 @@ class Scripts(unittest.TestCase):
         self.assertEqual((self.folder / "log").read_text().splitlines()[::2], [f"[{i}/3] making" for i in (1, 2, 3)])
 
     def test_progress_on_a_terminal(self):
-        script = f"{QUICK} run_logged '{self.folder}/log' {self.COMMAND} || echo status $?"
-        shown = self.on_a_terminal(script, "xterm")
+        shown = self.on_a_terminal(self.shown_command(), "xterm")
         self.assertIn("\r\x1b[K  [2/3] making", shown)
         self.assertTrue(shown.endswith("\r\x1b[Kstatus 3\r\n"), repr(shown))
-        self.assertNotIn("\x1b", self.on_a_terminal(script, "dumb"))
+        self.assertNotIn("\x1b", self.on_a_terminal(self.shown_command(), "dumb"))
 
     def test_quick_command_shows_nothing(self):
         self.assertEqual(self.shell(f"run_logged '{self.folder}/log' echo done"), (0, ""))

@@ -6,7 +6,8 @@ from pathlib import Path
 
 import pytest
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "hosts" / "demo"))
+ROOT = Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "hosts" / "demo"), str(ROOT / "tests")]
 from processes import System  # noqa: E402
 
 

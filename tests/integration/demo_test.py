@@ -2,12 +2,13 @@
 """The demonstration works, and says which step failed when something does not."""
 
 import os
-import pty
 import subprocess
 import sys
 from pathlib import Path
 
 import pytest
+
+from terminal import Terminal
 
 DEMO = Path(__file__).resolve().parents[2] / "hosts" / "demo" / "demo.py"
 
@@ -74,21 +75,12 @@ def test_plugin_that_is_deaf_is_named(system):
 @pytest.mark.parametrize("terminal, wanted", [("xterm", True), ("dumb", False)])
 def test_colours_are_for_terminals_that_have_them(system, terminal, wanted):
     folder = with_replaced(system, "fxs_plugin", "exit 3")
-    try:
-        ours, theirs = pty.openpty()
-    except OSError as problem:
-        pytest.skip(f"no terminal here: {problem}")
+    screen = Terminal()
     environment = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
     environment |= {"VOICE_BIN": str(folder), "TERM": terminal}
-    with subprocess.Popen([sys.executable, DEMO], stdin=subprocess.DEVNULL, stdout=theirs, env=environment) as demo:
-        os.close(theirs)
-        shown = b""
-        try:
-            while part := os.read(ours, 4096):
-                shown += part
-        except OSError:  # the end of a terminal
-            pass
-    os.close(ours)
+    with screen.start([sys.executable, DEMO], stdin=subprocess.DEVNULL, env=environment) as demo:
+        demo.wait(100)
+    shown = screen.finish()
     assert demo.returncode == 1
     assert b"Three processes" in shown
     assert (b"\x1b[" in shown) == wanted

@@ -2,23 +2,19 @@
 """voicectl watch beside a running system: what it shows, and that nothing it does is felt."""
 
 import contextlib
-import fcntl
 import json
-import os
-import pty
 import re
 import signal
 import socket
 import struct
 import subprocess
-import termios
-import threading
 import time
 
 import pytest
 
 from dialling import talk
 from processes import Watcher, until
+from terminal import Terminal
 from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
 
 
@@ -347,41 +343,24 @@ def test_long_form_has_full_names(system):
 
 def on_terminal(system, columns, *arguments, environment=None):
     """What the tool wrote to a terminal of so many columns while a call was made."""
-    try:
-        ours, theirs = pty.openpty()
-    except OSError as problem:
-        pytest.skip(f"no terminals here: {problem}")
-    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-    tool = subprocess.Popen(
+    screen = Terminal(columns)
+    tool = screen.start(
         [system.bin / "voicectl", "watch", *arguments],
         env={**system.environment, "TERM": "xterm", **(environment or {})},
-        stdout=theirs,
         stderr=subprocess.PIPE,
     )
-    os.close(theirs)
     tool.stderr.readline()
-    written = []
-
-    def read():
-        with contextlib.suppress(OSError):  # the terminal's other end is closed
-            while data := os.read(ours, 65536):
-                written.append(data)
-
-    reader = threading.Thread(target=read)
-    reader.start()
     first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
     talk(first, "201", second)
     first.ask("1 on")
     second.expect("hears busy-tone$")
     for plugin in (first, second):
         assert plugin.terminate() == 0
-    until("both plugins have left", lambda: b"".join(written).count(b"closed") == 2)
+    until("both plugins have left", lambda: screen.written.count(b"closed") == 2)
     tool.terminate()
     assert tool.wait(20) == 0
-    reader.join()
-    os.close(ours)
     tool.stderr.close()
-    return b"".join(written).decode().replace("\r\n", "\n")
+    return screen.finish().decode().replace("\r\n", "\n")
 
 
 @pytest.mark.parametrize(
@@ -514,7 +493,7 @@ def test_watcher_that_stops_reading_slows_no_call(system):
         peer.serial = 30_000
         until(
             "the watcher has read what was kept",
-            lambda: peer.call(APPLICATION, "nothing", []) and watcher.messages(kind="lost"),
+            lambda: peer.call(APPLICATION, "nothing", []) and watcher.out.since(0, '"kind": ?"lost"'),
         )
     assert watcher.expect_message(kind="lost")["lost"] > 0
     second.ask("1 on")

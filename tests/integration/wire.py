@@ -150,12 +150,28 @@ class Packet:
                 self.result = reader.value()
 
 
-class RawPeer:
+class RawSocket:
+    """A socket that is closed where its use ends."""
+
+    def __init__(self, opened, limit=20):
+        self.socket = opened
+        self.socket.settimeout(limit)
+
+    def close(self):
+        self.socket.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+class RawPeer(RawSocket):
     """One end of a connection, without any manners of its own."""
 
     def __init__(self, connected, limit=20):
-        self.socket = connected
-        self.socket.settimeout(limit)
+        super().__init__(connected, limit)
         self.serial = 0
 
     @classmethod
@@ -218,24 +234,14 @@ class RawPeer:
                 return True
         return False
 
-    def close(self):
-        self.socket.close()
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
-
-
-class RawListener:
+class RawListener(RawSocket):
     """A listening side without manners, for plugins to connect to."""
 
     def __init__(self, path):
-        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        super().__init__(socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET))
         self.socket.bind(str(path))
         self.socket.listen(8)
-        self.socket.settimeout(20)
 
     def accept(self, name="raw"):
         """The next peer, after the hello of both sides."""
@@ -244,12 +250,3 @@ class RawListener:
         assert hello.kind == HELLO, hello.kind
         peer.send(head(HELLO) + text(name))
         return peer
-
-    def close(self):
-        self.socket.close()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
