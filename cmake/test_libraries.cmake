@@ -1,8 +1,9 @@
-# What tests and tool need beside a compiler: GoogleTest, CLI11 and fmt. From the packages of this machine, or for another
-# target: GoogleTest from its Debian sources, the others by their headers alone.
+# What tests and tool need beside a compiler: GoogleTest, nlohmann's JSON, CLI11 and fmt. From the packages of this machine,
+# or for another target: GoogleTest from its Debian sources, the others by their headers alone.
 if(NOT CMAKE_CROSSCOMPILING)
     if(VOICE_TESTS)
         find_package(GTest REQUIRED)
+        find_package(nlohmann_json REQUIRED)
     endif()
     if(VOICE_TOOL)
         find_package(CLI11 REQUIRED)
@@ -27,6 +28,9 @@ function(voice_header_library name alias folder)
     add_library(${alias} ALIAS ${name})
     target_include_directories(${name} SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/headers)
 endfunction()
+if(VOICE_TESTS)
+    voice_header_library(nlohmann_json nlohmann_json::nlohmann_json nlohmann)
+endif()
 if(VOICE_TOOL)
     voice_header_library(CLI11 CLI11::CLI11 CLI)
     voice_header_library(fmt fmt::fmt fmt)

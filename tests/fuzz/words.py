@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: MIT
+"""The dictionary of the fuzz targets: words that stand in what they read."""
+
+from seed_bytes import IDS, byte, word
+
+
+def quoted(value):
+    plain = all(32 <= one < 127 and one not in b'"\\' for one in value)
+    return '"' + (value.decode() if plain else "".join(f"\\x{one:02x}" for one in value)) + '"'
+
+
+WORDS = {
+    "names": "fxs1 fxs2 dect1 dsp1 FXS1 FXS2 DECT1 fxs1.FXS1 fxs1.EndPoint.FXS1 VoiceService.VoiceApplication",
+    "functions": "register_plugin register_endpoint event init exit signal create modify destroy get set list kex",
+    "arguments": "plugin_name endpoint_name endpoint_path type codeclist country reason channel_id cnx_info filedesc "
+    "ep_line_id param_set_request param_set_params ctx_id stream_id stream_info ep_id line_id name",
+    "commands": "status calls stats hangup mwi codec set get flash deregister dsp destroy watch memory help quit",
+    "steps": "!plugin !line !event !time !close LIBVOICE_EVENT_al_of LIBVOICE_EVENT_al_on LIBVOICE_EVENT_al_fl "
+    "LIBVOICE_EVENT_dd_d1 LIBVOICE_EVENT_dd_d0",
+    "settings": "number exchange incoming codecs address ports PCMA PCMU G722 127.0.0.1 30000-30199",
+    "options": "--endpoint --plugin --function --package --direction in out both --json --long --count --for "
+    "--reconnect --socket zil al cg",
+    "data-blocks": "8008020331303104014F73 82060B01FF130103AA",
+}
+
+
+def dictionary():
+    lines = ["# Written by tests/fuzz/seeds.py."]
+    for title, words in WORDS.items():
+        lines += [f"# {title}"] + [quoted(one.encode()) for one in words.split()]
+    lines += ["# identifiers"] + [quoted(word(number)) for number in IDS.values()]
+    lines += ["# heads of packets"] + [quoted(b"k\x01l" + byte(kind)) for kind in range(1, 10)]
+    return "\n".join(lines) + "\n"
