@@ -47,12 +47,12 @@ protected:
     kex_t *bus = kex_create("server");
 };
 
-TEST_F(Handles, TenThousandReconnectionsLeaveNothing) {
-    handles.reserve(20000);
+TEST_F(Handles, ThousandsOfReconnectionsLeaveNothing) {
+    handles.reserve(4000);
     reconnect(100); // until all tables have their size
     size_t before = allocated();
-    reconnect(10000);
-    EXPECT_EQ(handles.size(), 10100u);
+    reconnect(2000);
+    EXPECT_EQ(handles.size(), 2100u);
     EXPECT_LE(allocated(), before + 1024);
 }
 
