@@ -170,7 +170,8 @@ TEST_F(Request, HandlerThatRunsWhileItsBusGoesCanNeitherEndNorRunIt) {
     request_setDoneHandler(r, [](request_t *done) {
         kex_destroy(ending);
         errno = 0;
-        handled.push_back("run " + std::to_string(kex_run(ending)) + (errno == EINVAL ? " EINVAL" : ""));
+        const int result = kex_run(ending);
+        handled.push_back("run " + std::to_string(result) + (errno == EINVAL ? " EINVAL" : ""));
         handled.push_back("dispatch " + std::to_string(kex_dispatch(ending)));
         request_destroy(done);
     });

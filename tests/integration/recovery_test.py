@@ -60,7 +60,7 @@ def test_application_killed_while_a_plugin_waits_in_registration(system):
     plugin = system.start_fxs("fxs1", ready=False, environment=QUICK_RETRY)
     plugin.err.expect("wait")  # the bus says so after 2 s
     application.kill()
-    # The wait fails, and so does the connection: each starts an attempt of its own, as the standard wants.
+    # The wait fails, and so does the connection: each starts an attempt of its own.
     plugin.err.expect("Plugin registration failed. Trying again in 10s.")
     plugin.err.expect("Can't connect to .* retrying in 10s")
     watcher = system.start("voicectl", "voicectl", "watch", "--json", "--reconnect")
