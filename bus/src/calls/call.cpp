@@ -147,6 +147,7 @@ void call_run_function(function_call_t *call, argument_list_t *arguments, varian
     object_t *object = call_find_target(call, arguments);
     if (object == nullptr)
         return;
+    const TraceCause cause(call->peer->connection->process_id);
     call->object = object;
     object_pin(object);
     calls->running = arguments;

@@ -129,6 +129,7 @@ peer_t *peer_listen(Calls *calls, const char *path) {
 void peer_close_event(Peer *peer) {
     Calls *calls = peer->calls;
     peer_t *handle = peer->handle;
+    const TraceCause cause(peer->connection->process_id);
     peer->close_told = true;
     if (peer->closed_handler != nullptr)
         peer->closed_handler(handle, PEER_EVENT_CLOSED, peer->closed_userdata);

@@ -48,6 +48,7 @@ void reply_uncount(request_t *r) {
 void request_run(Task *task) {
     request_t *r = static_cast<request_t *>(task);
     reply_uncount(r);
+    const TraceCause cause(r->process_id);
     r->in_handler = true;
     reply_item_t *item = r->reply.first;
     while (r->reply_handler != nullptr && !r->destroyed) {
@@ -106,8 +107,8 @@ OutPacket *request_queue(request_t *r, Peer *peer) {
     OutPacket *packet = why == nullptr ? request_write(r, peer->connection, why) : nullptr;
     if (packet == nullptr) {
         char title[kTitleSize];
-        note(ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s", r->function, r->path,
-             connection_title(peer->connection, title, sizeof title), why);
+        note_about(peer->connection->process_id, ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s",
+                   r->function, r->path, connection_title(peer->connection, title, sizeof title), why);
     }
     return packet;
 }
@@ -129,6 +130,7 @@ bool request_send(Calls *calls, peer_t *to, request_t *r) {
     r->packet = packet;
     r->calls = calls;
     r->peer = peer;
+    r->process_id = peer->connection->process_id;
     r->state = RequestState::queued;
     pending_add(peer->pending, r);
     parameters_clear(r->parameters); // they are in the packet

@@ -29,7 +29,8 @@ struct request : bus::Task, bus::Node<request> {
     bool destroyed; // inside a handler of its own
     uint32_t flags;
     uint32_t serial;
-    uint32_t failures; // of memory, before it was made: what is added to it is all there while they are no more
+    uint32_t failures;  // of memory, before it was made: what is added to it is all there while they are no more
+    int32_t process_id; // of the peer, once sent
     char *path;
     char *function;
     bus::Parameters parameters;

@@ -21,15 +21,16 @@ void trace_deadlock(const Peer *peer) {
     char title[kTitleSize];
     char name[kTitleSize];
     connection_title(peer->connection, title, sizeof title);
-    note(ZIL_TRACE_ERROR, "this process and %s wait for each other: we for '%s' of '%s', they for %s", title,
-         peer->awaited->function, peer->awaited->path, call_title(peer, peer->awaited_by_it, name, sizeof name));
+    note_about(peer->connection->process_id, ZIL_TRACE_ERROR,
+               "this process and %s wait for each other: we for '%s' of '%s', they for %s", title,
+               peer->awaited->function, peer->awaited->path, call_title(peer, peer->awaited_by_it, name, sizeof name));
 }
 
 void wait_announce(Connection *connection, const request_t *r, uint64_t waited) {
     char title[kTitleSize];
-    note(ZIL_TRACE_WARNING, "waiting for %s to answer '%s' of '%s' for %u s",
-         connection_title(connection, title, sizeof title), r->function, r->path,
-         static_cast<unsigned>(waited / kSecond));
+    note_about(connection->process_id, ZIL_TRACE_WARNING, "waiting for %s to answer '%s' of '%s' for %u s",
+               connection_title(connection, title, sizeof title), r->function, r->path,
+               static_cast<unsigned>(waited / kSecond));
     wire::Writer writer = output_begin(connection);
     wire::waiting_write(writer, r->serial);
     output_add(connection, writer, kReplyAllowance);

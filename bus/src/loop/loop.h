@@ -53,6 +53,7 @@ struct Loop {
     List<Module> modules;
     Timers timers;
     Watches watches;
+    Module trace; // what the trace service catches up with
 };
 
 // False: the kernel gives no descriptors. loop_end() releases what was taken, also then.

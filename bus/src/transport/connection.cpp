@@ -111,15 +111,16 @@ void connection_close(Connection *connection, const char *why) {
 
 void connection_refuse(Connection *connection, const char *why) {
     char title[kTitleSize];
-    note(ZIL_TRACE_ERROR, "connection to %s refused: %s", connection_title(connection, title, sizeof title), why);
+    note_about(connection->process_id, ZIL_TRACE_ERROR, "connection to %s refused: %s",
+               connection_title(connection, title, sizeof title), why);
     tap_event(connection, KEX_TAP_REFUSED, why);
     refusal_send(connection->transport, connection->fd, why);
     connection_close(connection, why);
 }
 
 void socket_refuse(Transport *transport, int fd, const char *why) {
-    note(ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(socket_credentials(fd).process_id),
-         why);
+    const int32_t process = socket_credentials(fd).process_id;
+    note_about(process, ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(process), why);
     refusal_send(transport, fd, why);
     connected_socket_close(fd);
 }

@@ -77,8 +77,8 @@ void refusal_take(Connection *connection, const wire::Message &message) {
     Text reason = wire::refusal_reason(message);
     printable(connection->refusal, sizeof connection->refusal, reason.bytes, reason.length);
     char title[kTitleSize];
-    note(ZIL_TRACE_ERROR, "%s refused this process: %s", connection_title(connection, title, sizeof title),
-         connection->refusal);
+    note_about(connection->process_id, ZIL_TRACE_ERROR, "%s refused this process: %s",
+               connection_title(connection, title, sizeof title), connection->refusal);
     tap_packet(connection, TapDirection::received, message.data, message.size);
 }
 

@@ -76,7 +76,8 @@ void packet_report_unsent(Connection *connection, OutPacket *packet, int error) 
         connection->lost++;
         return;
     }
-    note(ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", packet->size, strerror(error));
+    note_about(connection->process_id, ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", packet->size,
+               strerror(error));
     if (packet->request != nullptr)
         connection->transport->reports->unsent(packet->request, strerror(error));
 }

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Implements trace_task.h.
+#include "loop/trace_task.h"
+#include "base/trace.h"
+#include "loop/loop.h"
+
+namespace bus {
+
+namespace {
+
+// What is due by the kernel's clock, by the loop's.
+uint64_t trace_task_deadline(void *self) {
+    const Loop *loop = static_cast<Loop *>(self);
+    const uint64_t now = clock_monotonic();
+    const uint64_t due = trace_deadline(now);
+    if (due == 0)
+        return kNever;
+    return clock_now(loop->clock) + (due > now ? due - now : 0);
+}
+
+void trace_task_send(void *self) {
+    if (trace_task_deadline(self) != kNever)
+        trace_catch_up();
+}
+
+} // namespace
+
+void trace_join(Loop *loop, Module *module) {
+    module->self = loop;
+    module->deadline = trace_task_deadline;
+    module->send = trace_task_send;
+    loop_join(loop, module);
+}
+
+} // namespace bus
