@@ -167,4 +167,33 @@ TEST_F(Accounts, RequestDestroyedBeforeItsHandlersRanCountsNoMore) {
     turn_until_idle({bus});
 }
 
+// What strangers do that never become peers, or not for long.
+TEST_F(Accounts, AnyNumberOfConnectionsLeavesNothingBehind) {
+    CapturedTrace trace;
+    const std::string packets[] = {"rubbish",
+                                   Packet(kTapHello).text("tap").bytes(),
+                                   hello(std::string(60000, 'n')).bytes(),
+                                   hello().bytes() + "trailing",
+                                   Packet(kCall, 1).text("Probe").text("echo").byte(1).bytes(),
+                                   ""};
+    const auto visit_all = [&] {
+        for (const std::string &packet : packets) {
+            RawPeer visitor(socket);
+            if (!packet.empty())
+                visitor.send(packet);
+            turn_until_idle({bus});
+            visitor.send(support::call(1, "nobody", "nothing"));
+            turn_until_idle({bus});
+        }
+        turn_until_idle({bus});
+    };
+    for (int i = 0; i < 20; i++)
+        visit_all();
+    const CountedMemory memory;
+    for (int i = 0; i < 300; i++)
+        visit_all();
+    EXPECT_LE(memory.held(), 1024u) << "after 1,800 connections";
+    EXPECT_LE(memory.most(), kMebibyte);
+}
+
 } // namespace

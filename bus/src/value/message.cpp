@@ -137,6 +137,8 @@ const char *message_validate(const void *packet, uint32_t size, uint32_t descrip
     const char *why = message_open(packet, size, message);
     if (why != nullptr)
         return why;
+    if (descriptors > kMaxDescriptors)
+        return "too many descriptors";
     Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
     reader.announced = descriptors;
     get_body(reader, message.kind);
