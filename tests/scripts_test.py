@@ -303,7 +303,19 @@ class Scripts(unittest.TestCase):
         groups = [row[1:-1] for row in rows if row.startswith("[")]
         self.assertEqual(
             groups,
-            ["build", "demo", "tests", "format", "tidy", "builds", "processors", "targets", "fuzz", "bench"],
+            [
+                "build",
+                "demo",
+                "tests",
+                "format",
+                "tidy",
+                "builds",
+                "processors",
+                "targets",
+                "fuzz",
+                "sanitizers",
+                "bench",
+            ],
         )
         scripts = "".join((ROOT / name).read_text(encoding="utf-8") for name in ("test", "demo", "bench/run"))
         runs = re.findall(r"^\w+ *\|[^|]*\|([^|]*)\|", (ROOT / "tests/long_runs.txt").read_text("utf-8"), re.M)
