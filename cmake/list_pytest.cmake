@@ -18,6 +18,6 @@ foreach(case IN LISTS cases)
         "add_test([==[${name}]==] \"${PYTHON}\" -m pytest -q -p no:cacheprovider --tb=short --no-header "
         "[==[${SOURCE}/${case}]==])\n"
         "set_tests_properties([==[${name}]==] PROPERTIES WORKING_DIRECTORY \"${SOURCE}\" "
-        "SKIP_REGULAR_EXPRESSION \"(^|\n)1 skipped\" ENVIRONMENT \"VOICE_BIN=${BIN};PYTHONDONTWRITEBYTECODE=1\")\n")
+        "SKIP_REGULAR_EXPRESSION \"(^|\n)1 skipped\" ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONDONTWRITEBYTECODE=1\")\n")
 endforeach()
 file(WRITE ${LIST} "${text}")

@@ -5,6 +5,12 @@ if(CMAKE_CROSSCOMPILING_EMULATOR)
     set(VOICE_PROGRAM_DIR ${PROJECT_BINARY_DIR}/emulated)
 endif()
 
+# Tests that write records themselves, on this machine, write them in the order of the target.
+set(VOICE_BYTE_ORDER little)
+if(CMAKE_C_BYTE_ORDER STREQUAL "BIG_ENDIAN")
+    set(VOICE_BYTE_ORDER big)
+endif()
+
 # voice_emulated_programs(folder): the scripts for what the folder and those in it build. One script serves all: it finds the
 # program by the name that it was started under.
 function(voice_emulated_programs folder)

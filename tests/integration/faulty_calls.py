@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
 """Wrong arguments for every bus function, missing or of another type, and an application that sends them."""
 
-import struct
 
 import pytest
 
 from processes import QUICK_RETRY
+from target import struct
 from wire import CALL, Fd, I16, I32, ONE_WAY, RawListener, REPLY, U16, U32, reply
 
 SENTENCE = 196638  # an error with a sentence of its own

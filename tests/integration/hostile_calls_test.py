@@ -3,7 +3,6 @@
 real socket, into real hosts. Each call is answered, and the host does its work afterwards."""
 
 import os
-import struct
 
 import pytest
 
@@ -20,6 +19,7 @@ from faulty_calls import (
     signal_record,
 )
 from processes import System
+from target import struct
 from wire import APPLICATION, Fd, I32, RawPeer, REPLY, U16, U32
 
 

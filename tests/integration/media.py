@@ -4,10 +4,10 @@
 import os
 import re
 import socket
-import struct
 from pathlib import Path
 
 from processes import own_address
+from target import struct
 
 # How media sockets come to be: opened by the application and handed over, or opened in the plugin from addresses.
 FORMS = {"descriptors": [], "addresses": ["--convert-media"]}

@@ -5,7 +5,6 @@ its heap does not grow."""
 
 import os
 import socket
-import struct
 from pathlib import Path
 
 import pytest
@@ -36,6 +35,7 @@ from media import (
     udp_sockets,
 )
 from processes import until
+from target import struct
 from wire import Fd, I32, RawPeer, U16, U32, head, reply, text
 
 LINE = "fxs1.EndPoint.FXS1"

@@ -2,7 +2,6 @@
 """Calls with sound: RTP runs both ways, each party hears the other, counts are true, and nothing is left afterwards.
 With media sockets that the application hands over, and with sockets that the plugins open from addresses."""
 
-import struct
 
 import pytest
 
@@ -32,6 +31,7 @@ from media import (
     udp_sockets,
 )
 from processes import until
+from target import struct
 from wire import Fd, ONE_WAY, U32
 
 FIRST_TONE, SECOND_TONE, THIRD_TONE = "400Hz", "600Hz", "640Hz"  # of fxs1 1, fxs2 1, fxs2 2

@@ -3,11 +3,11 @@
 
 import os
 import socket
-import struct
 
 import pytest
 
 from processes import until
+from target import struct
 from wire import APPLICATION, CALL, HELLO, ORDER, REPLY, TAP_RECORD, Fd, RawPeer, call, head, text
 
 OTHER_ORDER = b"B" if ORDER == b"l" else b"l"

@@ -6,7 +6,6 @@ import json
 import re
 import signal
 import socket
-import struct
 import subprocess
 import time
 
@@ -14,6 +13,7 @@ import pytest
 
 from dialling import talk
 from processes import Watcher, until
+from target import struct
 from terminal import Terminal
 from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
 

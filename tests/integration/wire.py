@@ -4,11 +4,11 @@
 import array
 import select
 import socket
-import struct
-import sys
+
+from target import BYTE_ORDER, struct
 
 HELLO, CALL, ONE_WAY, REPLY, REFUSED, WAITING, TAP_HELLO, TAP_RECORD = range(1, 9)
-ORDER = b"l" if sys.byteorder == "little" else b"B"
+ORDER = b"l" if BYTE_ORDER == "little" else b"B"
 MAXIMUM = 256 * 1024
 
 APPLICATION = "VoiceService.VoiceApplication"
