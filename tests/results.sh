@@ -7,10 +7,10 @@ passed=0 failed=0 rows=()
 # row WHERE WHAT PASSED FAILED NOT_RUN TIME
 row() { printf '%-11s%-28s%7s%8s%9s%8s\n' "$@"; }
 
-# count WHERE WHAT RESULTS NOT_RUN SECONDS: the results of a part, a JUnit file.
+# count WHERE WHAT RESULTS NOT_RUN SECONDS: the results of a part, a JUnit file of ctest, pytest or GoogleTest.
 count() {
     local total=0 bad=0 skipped=0
-    attribute() { tr '\n' ' ' <"$1" | grep -o '<testsuite [^>]*' | grep -oP "\b$2=\"\K[0-9]+" | head -n 1 || echo 0; }
+    attribute() { tr '\n' ' ' <"$1" | grep -oE '<testsuites? [^>]*' | grep -oP "\b$2=\"\K[0-9]+" | head -n 1 || echo 0; }
     if [ -s "$3" ]; then
         total=$(attribute "$3" tests) bad=$(($(attribute "$3" failures) + $(attribute "$3" errors)))
         skipped=$(($(attribute "$3" skipped) + $(attribute "$3" disabled)))
