@@ -46,6 +46,18 @@ protected:
     static Packet note(uint32_t number) {
         return Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
     }
+    static Packet run() { return Packet(kOneWayCall, 1).text("Probe").text("run").byte(0); }
+    // "run" takes this long from now on.
+    static void make_run_take(std::chrono::milliseconds time) {
+        served::probe = [time](function_call_t *call, argument_list_t *, variant_t *) {
+            auto end = std::chrono::steady_clock::now() + time;
+            while (std::chrono::steady_clock::now() < end)
+                ;
+            served::log.push_back("run");
+            fcall_destroy(call);
+            return 0;
+        };
+    }
     static ptrdiff_t place_of(const std::string &line) {
         return std::find(served::log.begin(), served::log.end(), line) - served::log.begin();
     }
@@ -91,20 +103,11 @@ TEST_F(Succession, NewcomerIsTakenInWhileOthersAreDrained) {
 }
 
 TEST_F(Succession, OthersGoOnWhileANewcomerWaits) {
-    static std::chrono::milliseconds time;
-    time = std::chrono::milliseconds(3);
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
-        auto end = std::chrono::steady_clock::now() + time;
-        while (std::chrono::steady_clock::now() < end)
-            ;
-        served::log.push_back("run");
-        fcall_destroy(call);
-        return 0;
-    };
+    make_run_take(std::chrono::milliseconds(3));
     auto old = known("old");
     auto other = known("other");
     for (int i = 0; i < 50; i++)
-        ASSERT_TRUE(old->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
+        ASSERT_TRUE(old->send(run()));
     old->close();
     auto newcomer = connect("newcomer");
     ASSERT_TRUE(newcomer->send(note(2)));
@@ -131,6 +134,29 @@ TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
     EXPECT_LT(place_of("closed old"), place_of("note 2"));
     EXPECT_LT(place_of("note 2"), place_of("closed second"));
     EXPECT_LT(place_of("closed second"), place_of("note 3"));
+}
+
+// Else whoever comes and goes leaves more and more to run, and every newcomer stands behind it.
+TEST_F(Succession, EndedConnectionKeepsItsPlaceUntilItsCallsHaveRun) {
+    make_run_take(std::chrono::milliseconds(1));
+    constexpr int kRounds = 30;
+    constexpr size_t kCalls = 40;
+    {
+        CapturedTrace trace;
+        for (int i = 0; i < kRounds; i++) {
+            auto raw = connect("fickle");
+            for (size_t sent = 0; sent < kCalls; sent++)
+                raw->send(run());
+            raw->close();
+            kex_dispatch(bus);
+        }
+        EXPECT_THAT(trace.text(), HasSubstr("its process has 8 connections already"));
+    }
+    turn_until_idle({bus});
+    EXPECT_LT(static_cast<size_t>(std::count(served::log.begin(), served::log.end(), "run")), kRounds * kCalls);
+    auto back = known("back");
+    ASSERT_TRUE(back->send(note(1)));
+    EXPECT_TRUE(turn_until({bus}, [] { return has("note 1"); })) << "places are given back";
 }
 
 TEST_F(Succession, EndingWhileNewcomersWaitLosesNothing) {

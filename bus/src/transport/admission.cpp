@@ -13,8 +13,9 @@ bool is_foreign(uint32_t user_id) {
     return user_id != 0 && user_id != geteuid();
 }
 
+// One that has ended, too, as long as its calls wait to be run: whoever comes and goes does not leave ever more behind.
 bool holds_a_place(const Connection *connection) {
-    return !connection->closed && connection->role != Role::client;
+    return connection->role != Role::client;
 }
 
 uint32_t places_of_process(const Transport *transport, int32_t process_id) {
@@ -64,7 +65,7 @@ uint32_t places_of_foreigners(const Transport *transport) {
 } // namespace
 
 const char *admission_refusal(const Transport *transport, int32_t process_id, uint32_t user_id) {
-    if (transport->open_connections >= kMaxPeers)
+    if (transport->held_places >= kMaxPeers)
         return "there are too many connections";
     // A process in another namespace has no number here: all of these would count as one.
     if (process_id != 0 && places_of_process(transport, process_id) >= kMaxPeersOfProcess)
@@ -72,7 +73,7 @@ const char *admission_refusal(const Transport *transport, int32_t process_id, ui
     const Reservation *own = reservation_find(transport, user_id);
     if (own != nullptr && places_of_user(transport, user_id) < own->places)
         return nullptr;
-    if (transport->open_connections + places_kept(transport) >= kMaxPeers)
+    if (transport->held_places + places_kept(transport) >= kMaxPeers)
         return "there are too many connections: the other places are reserved";
     if (is_foreign(user_id) && places_of_foreigners(transport) >= kMaxForeignPeers)
         return "other users have 32 connections already";

@@ -25,6 +25,7 @@ void connection_ready(Source *source) {
 void close_event_run(Task *task) {
     Connection *connection = static_cast<Connection *>(task);
     Transport *transport = connection->transport;
+    transport->held_places--; // first: who is told may connect again
     transport->reports->closed(connection);
     transport->connections.remove(connection);
     free(connection);
@@ -41,7 +42,7 @@ void refusal_send(Transport *transport, int fd, const char *why) {
 const char *connection_refusal(const Transport *transport, Role role, const Credentials &credentials) {
     if (role != Role::client)
         return admission_refusal(transport, credentials.process_id, credentials.user_id);
-    return transport->open_connections >= kMaxPeers ? "there are too many connections" : nullptr;
+    return transport->held_places >= kMaxPeers ? "there are too many connections" : nullptr;
 }
 
 void hello_send(Connection *connection) {
@@ -82,7 +83,7 @@ Connection *connection_begin(Transport *transport, int fd, Role role) {
         return nullptr;
     }
     transport->connections.push(connection);
-    transport->open_connections++;
+    transport->held_places++;
     hello_send(connection);
     return connection;
 }
@@ -92,7 +93,6 @@ void connection_close(Connection *connection, const char *why) {
         return;
     Transport *transport = connection->transport;
     connection->closed = true;
-    transport->open_connections--;
     end_note(connection);
     if (connection->role == Role::tap)
         transport->taps--;

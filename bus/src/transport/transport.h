@@ -50,7 +50,7 @@ struct Transport {
     List<Connection> connections; // oldest first
     List<Listener> listeners;
     Reservation reservations[kMaxReservations];
-    uint32_t open_connections;
+    uint32_t held_places; // connections whose close event has not run
     uint32_t taps;
     uint32_t last_number; // of a connection
     uint32_t ends;        // noticed so far
