@@ -57,6 +57,7 @@ constexpr uint32_t kTraceBuffer = 256 * 1024; // of messages that cannot be writ
 constexpr uint64_t kTraceRetry = 50 * kMillisecond;      // until it is tried again
 constexpr uint64_t kTraceRetryNobody = 1 * kSecond;      // the same while nobody reads the system's log
 constexpr uint64_t kTraceExitLimit = 200 * kMillisecond; // for what waits when the process ends
+constexpr uint64_t kWelcomeLimit = 100 * kMillisecond;   // for the hello of a listener that said none the last time
 constexpr uint64_t kLongCall = 1 * kSecond;              // a function that ran longer is traced
 constexpr uint64_t kHelloLimit = 2 * kSecond;            // a connection that says nothing is closed
 constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visible

@@ -30,6 +30,8 @@ void waiting_received(Connection *connection, uint32_t serial) {
 }
 
 void connection_ended(Connection *connection, const char *why) {
+    if (connection->role == Role::client)
+        connection->transport->calls->unwelcome = !connection->hello_received;
     if (connection->peer != nullptr)
         requests_fail(connection->peer, why);
 }

@@ -30,6 +30,7 @@ struct Calls {
     void *failed_userdata;
     void (*closed_handler)(kex_t *bus, peer_t *peer, void *userdata);
     void *closed_userdata;
+    bool unwelcome; // the last connection that began here ended before its listener said hello
 };
 
 // False: no memory. calls_end() releases what was taken, also then.

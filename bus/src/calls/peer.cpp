@@ -2,18 +2,22 @@
 // Implements peer.h.
 #include "calls/peer.h"
 #include "base/closer.h"
+#include "base/limits.h"
 #include "base/trace.h"
 #include "calls/handle.h"
 #include "transport/listener.h"
 #include "transport/send.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <string.h>
 #include <unistd.h>
 
 using namespace bus;
 
 namespace {
+
+constexpr size_t kWelcomeBytes = 256; // the head decides
 
 void peer_free(Peer *peer) {
     if (peer != nullptr)
@@ -59,6 +63,30 @@ int uri_connect(const Access &access, const char *uri) {
     return -1;
 }
 
+// Whether the first packet of a listener is the hello that it should be. What has not come in time counts as one: the process
+// may be busy.
+bool listener_welcomes(int fd) {
+    pollfd polled = {fd, POLLIN, 0};
+    uint8_t packet[kWelcomeBytes];
+    if (poll(&polled, 1, static_cast<int>(kWelcomeLimit / kMillisecond)) <= 0)
+        return true;
+    const ssize_t size = recv(fd, packet, sizeof packet, MSG_PEEK | MSG_DONTWAIT);
+    wire::Message message;
+    return size > 0 && wire::message_open(packet, static_cast<uint32_t>(size), message) == nullptr &&
+           message.kind == wire::kHello;
+}
+
+// Whoever was refused and connects again at once would do so for ever, as fast as both can: a refusal that comes again is told
+// here, where the host takes it for a listener that is not there and tries again later.
+int listener_connect(const Calls *calls, const char *uri) {
+    const int fd = uri_connect(calls->transport->access, uri);
+    if (fd < 0 || !calls->unwelcome || listener_welcomes(fd))
+        return fd;
+    note(ZIL_TRACE_WARNING, "'%s' still refuses this process", uri);
+    connected_socket_close(fd);
+    return -1;
+}
+
 Peer *handle_peer(const peer_t *handle) {
     const Handle *found = handle_find(handle);
     return found != nullptr ? found->peer : nullptr;
@@ -96,7 +124,7 @@ Peer *peer_open(peer_t *handle) {
 
 peer_t *peer_connect(Calls *calls, const char *uri) {
     // A handler that runs while its bus ends may want to connect again: nobody would close that connection any more.
-    int fd = !calls->transport->ending ? uri_connect(calls->transport->access, uri) : -1;
+    int fd = !calls->transport->ending ? listener_connect(calls, uri) : -1;
     if (fd < 0)
         return nullptr;
     Peer *peer = peer_create(calls);

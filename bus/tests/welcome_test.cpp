@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+// A listener that refuses whoever connects: it is not asked again and again as fast as both sides can.
+#include "support/bus_test.h"
+#include "support/raw_peer.h"
+#include "support/scratch.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace support;
+using testing::HasSubstr;
+
+namespace {
+
+// Listens without the bus, and answers each connection at once with one packet, from a thread: who connects may wait for it.
+class Doorman {
+public:
+    Doorman(const std::string &path, std::string answer) : answer_(std::move(answer)) {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        fd_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(fd_, 8), 0);
+        thread_ = std::thread([this] { run(); });
+    }
+    ~Doorman() {
+        shutdown(fd_, SHUT_RDWR);
+        thread_.join();
+        close(fd_);
+    }
+
+private:
+    void run() {
+        for (int fd = accept(fd_, nullptr, nullptr); fd >= 0; fd = accept(fd_, nullptr, nullptr)) {
+            send(fd, answer_.data(), answer_.size(), MSG_NOSIGNAL);
+            close(fd);
+        }
+    }
+
+    std::string answer_;
+    int fd_ = -1;
+    std::thread thread_;
+};
+
+class Welcome : public testing::Test {
+protected:
+    ~Welcome() override { kex_destroy(client); }
+
+    peer_t *connect() { return kex_client_connect(client, uri_of(path).c_str()); }
+    // Connects, and waits until the other side has closed.
+    void be_turned_away() {
+        static int closed;
+        closed = 0;
+        peer_t *peer = connect();
+        ASSERT_NE(peer, nullptr);
+        peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, [](peer_t *, int, void *) { return ++closed; });
+        ASSERT_TRUE(turn_until({client}, [] { return closed == 1; }));
+    }
+
+    CapturedTrace trace;
+    ScratchDirectory scratch;
+    std::string path = scratch.path("bus");
+    kex_t *client = kex_create("client");
+};
+
+TEST_F(Welcome, ListenerThatRefusesAgainCountsAsNone) {
+    Doorman doorman(path, Packet(kRefused).text("not you").bytes());
+    be_turned_away();
+    EXPECT_THAT(trace.text(), HasSubstr("refused this process: not you"));
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(connect(), nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("'" + uri_of(path) + "' still refuses this process"));
+}
+
+TEST_F(Welcome, ListenerOfAnotherByteOrderCountsAsNoneAtTheSecondTime) {
+    Doorman doorman(path, hello("listener").set(2, '?').bytes());
+    be_turned_away();
+    EXPECT_EQ(connect(), nullptr);
+}
+
+TEST_F(Welcome, ListenerThatHasChangedItsMindIsConnectedTo) {
+    {
+        Doorman doorman(path, Packet(kRefused).text("not now").bytes());
+        be_turned_away();
+    }
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    Doorman doorman(path, hello("listener").bytes());
+    be_turned_away(); // with a hello first, so that it counts as a connection
+    EXPECT_NE(connect(), nullptr);
+}
+
+TEST_F(Welcome, ListenerThatTakesItsTimeIsConnectedTo) {
+    {
+        Doorman doorman(path, Packet(kRefused).text("not now").bytes());
+        be_turned_away();
+    }
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    kex_t *listener = kex_create("listener");
+    ASSERT_NE(connection_listenOnIPC(kex_connection(listener), path.c_str()), nullptr);
+    EXPECT_NE(connect(), nullptr) << "it says hello in its next turn only";
+    kex_destroy(listener);
+}
+
+} // namespace
