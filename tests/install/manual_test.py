@@ -12,7 +12,7 @@ from staged import BIN, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
 
 HOSTS = PROGRAMS[:-1]
 OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
-VARIABLE = r"(?:(?:ZIL|KEX|LISTEN|NO)_[A-Z_]+|COLUMNS|TERM)"
+VARIABLE = r"(?:(?:ZIL|KEX|LISTEN|NO|NOTIFY|WATCHDOG)_[A-Z_]+|COLUMNS|TERM)"
 MISQUOTED = re.compile("‘[^’]*(?:‘|, )[^’]*’")
 
 

@@ -71,6 +71,12 @@ public:
             closedir(directory);
         return count;
     }
+    // Whether it comes to hold so many within 5 s: what closes slowly is closed beside its loop.
+    bool comes_to_hold(int count) const {
+        for (int turns = 0; turns < 500 && descriptors() != count; turns++)
+            usleep(10000);
+        return descriptors() == count;
+    }
     // Ends it by SIGTERM; its exit status.
     int leave() {
         kill(pid_, SIGTERM);

@@ -189,7 +189,6 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
     ASSERT_TRUE(host.says("ready country=DE lines=2"));
     const int32_t endpoint = libvoice_get_endpoint_by_name("FXS1");
     constexpr char kLine[] = "fxs1.EndPoint.FXS1";
-    const int before = host.descriptors();
 
     const bytes good_signal = signal_of(endpoint, LIBVOICE_SIGNAL_cg_dt);
     bytes too_long = good_signal;
@@ -228,6 +227,11 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
     overlong.length = 0xFFFFFFFF;
     video.length = 0;
     const bytes info = record_of(&good, LIBVOICE_CNX_INFO_BYTES);
+    // The clock of all sound is made with the first try, and stays.
+    const std::vector<int> no_sockets = {pipes[0], pipes[1], -1};
+    EXPECT_EQ(call(kLine, "create").with("cnx_info", info).with_descriptors(no_sockets).with("ep_line_id", 0u).answer(),
+              0);
+    const int before = host.descriptors();
     const struct {
         const char *what;
         bytes info;
@@ -258,7 +262,7 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
                           .answer(),
                       0)
                 << function << ": " << row.what;
-        EXPECT_EQ(host.descriptors(), before) << row.what;
+        EXPECT_TRUE(host.comes_to_hold(before)) << row.what << ": " << host.descriptors() << ", not " << before;
     }
     EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0u).answer(), 0);
     EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0xFFFFFFFFu).answer(), 0);
@@ -296,7 +300,7 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
 
     EXPECT_EQ(call(kLine, "signal").with("signal", good_signal).answer(), 1) << "it goes on";
     EXPECT_TRUE(host.says("1 hears dial-tone"));
-    EXPECT_EQ(host.descriptors(), before);
+    EXPECT_TRUE(host.comes_to_hold(before)) << host.descriptors() << ", not " << before;
     for (int descriptor : {pipes[0], pipes[1], pair[0], pair[1], local[0], local[1]})
         close(descriptor);
     EXPECT_EQ(host.leave(), 0);
@@ -441,20 +445,37 @@ TEST_F(Rogue, PluginsWithoutANameLeaveTheTableToo) {
     EXPECT_EQ(host.leave(), 0);
 }
 
+// In a process of its own: one may have as many connections as there are entries.
+int registers_elsewhere(const std::string &socket, const std::string &name) {
+    const pid_t child = fork();
+    if (child == 0) {
+        kex_t *bus = kex_create("late");
+        peer_t *peer = kex_client_connect(bus, ("kex://ipc:[" + socket + "]").c_str());
+        const bool registered =
+            Call(bus, peer, LIBVOICE_APPLICATION_PATH, "register_plugin").with("plugin_name", name).answer() == 1;
+        _exit(registered ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 TEST_F(Rogue, PluginsBeyondTheTableAreHarmless) {
     Host host(HOST_APPLICATION, socket_);
     ASSERT_TRUE(host.says("ready"));
     std::vector<peer_t *> peers;
-    for (int i = 0; i < LIBVOICE_PLUGINS + 2; i++) {
+    for (int i = 0; i < LIBVOICE_PLUGINS; i++) {
         peers.push_back(kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str()));
         ASSERT_NE(peers.back(), nullptr);
-        int expected = i < LIBVOICE_PLUGINS; // the library sends "init" by name, and one without an entry has none
         EXPECT_EQ(Call(bus_, peers.back(), LIBVOICE_APPLICATION_PATH, "register_plugin")
                       .with("plugin_name", "p" + std::to_string(i))
                       .answer(),
-                  expected)
+                  1)
             << i;
     }
+    // The library sends "init" by name, and one without an entry has none.
+    for (const char *name : {"p8", "p9"})
+        EXPECT_EQ(registers_elsewhere(socket_, name), 0) << name;
     for (peer_t *peer : peers)
         peer_disconnect(peer);
     while (kex_dispatch(bus_) > 0) {
