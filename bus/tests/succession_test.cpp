@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace support;
 using testing::ElementsAre;
@@ -134,6 +136,37 @@ TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
     EXPECT_LT(place_of("closed old"), place_of("note 2"));
     EXPECT_LT(place_of("note 2"), place_of("closed second"));
     EXPECT_LT(place_of("closed second"), place_of("note 3"));
+}
+
+// A newcomer's calls run after those of the old one, so the old one cannot wait for what they hold.
+TEST_F(Succession, ShortTableStopsNeitherTheOldOneNorTheNewcomer) {
+    CapturedTrace trace;
+    auto old = known("old");
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit low = {open_descriptors() + 60, limit.rlim_max}; // less than what one packet may bring is free
+    Packet with_descriptor =
+        Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(1);
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int looks = 0; looks < 40; looks++) { // until the bus has looked at the table again
+        old->send(Packet(kWaiting, 1));
+        kex_dispatch(bus);
+    }
+    setrlimit(RLIMIT_NOFILE, &limit);
+    for (int i = 0; i < 100; i++)
+        ASSERT_TRUE(old->send(note(1)));
+    ASSERT_TRUE(old->send(with_descriptor, {STDIN_FILENO}));
+    old->close();
+    auto newcomer = connect("newcomer");
+    ASSERT_TRUE(newcomer->send(with_descriptor, {STDIN_FILENO}));
+    ASSERT_TRUE(newcomer->send(note(2)));
+    setrlimit(RLIMIT_NOFILE, &low);
+    const bool came = turn_until({bus}, [] { return has("note 2"); });
+    setrlimit(RLIMIT_NOFILE, &limit);
+    // Checked only now: the sanitizers' own checks need descriptors too.
+    EXPECT_TRUE(came);
+    EXPECT_LT(place_of("closed old"), place_of("note 2"));
+    EXPECT_EQ(std::count(served::log.begin(), served::log.end(), "note nothing"), 2);
 }
 
 // Else whoever comes and goes leaves more and more to run, and every newcomer stands behind it.

@@ -36,22 +36,33 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
     return room;
 }
 
-// Calls that wait to be run hold the descriptors they came with.
+// Calls that wait to be run hold the descriptors they came with. Those of a newcomer that has to wait itself run only after the
+// rest: nobody waits for them.
 bool descriptors_are_held(const Transport *transport) {
     for (Connection *connection : transport->connections) {
-        if (connection->received.descriptors > 0)
+        if (connection->received.descriptors > 0 && !connection->lane.held)
             return true;
     }
     return false;
 }
 
+// Descriptors are not taken in for a while: too many are being closed, or they would lie about until others have ended.
+bool descriptors_have_to_wait(const Connection *connection) {
+    return closings_pending() >= kMaxClosings || connection->lane.held;
+}
+
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room for
 // them is still under way. The kernel tells without handing them over.
-bool packet_has_to_wait(const Connection *connection, bool is_short) {
-    const bool closings = closings_pending() >= kMaxClosings;
-    if (!closings && !(is_short && descriptors_are_held(connection->transport)))
+bool packet_has_to_wait(Connection *connection, bool is_short) {
+    const bool for_a_while = descriptors_have_to_wait(connection);
+    if (!for_a_while && !(is_short && descriptors_are_held(connection->transport)))
         return false;
-    return packet_brings_descriptors(connection->fd);
+    if (!packet_brings_descriptors(connection->fd))
+        return false;
+    // Calls that hold descriptors run in this turn or the next; the rest may take its time.
+    if (for_a_while)
+        connection_hold_back(connection);
+    return true;
 }
 
 // ----------------------------------------------------------------------------------------- What it is
@@ -186,13 +197,9 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     Batch batch;
     const uint32_t descriptors = spare_room(spare);
     const bool is_short = descriptors < kMaxDescriptors;
-    if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short)) {
-        // Calls that hold descriptors run in this turn or the next, closings may take their time.
-        if (closings_pending() >= kMaxClosings)
-            connection_hold_back(connection);
+    if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short))
         return false;
-    }
-    const uint32_t room = closings_pending() < kMaxClosings ? batch_room(connection, descriptors, packets) : 1;
+    const uint32_t room = descriptors_have_to_wait(connection) ? 1 : batch_room(connection, descriptors, packets);
     if (is_short)
         spare_release(spare);
     const uint32_t count = batch_receive(connection->fd, connection->transport->incoming, batch, room);

@@ -62,8 +62,10 @@ void newcomers_line_up(Transport *transport, uint32_t last_known) {
 void newcomers_release(Transport *transport) {
     const uint32_t oldest = oldest_end(transport);
     for (Connection *connection : transport->connections) {
-        if (connection->lane.held && (transport->ending || oldest == 0 || oldest > connection->behind))
-            lane_release(&connection->lane);
+        if (!connection->lane.held || (!transport->ending && oldest != 0 && oldest <= connection->behind))
+            continue;
+        lane_release(&connection->lane);
+        connection->resume_at = kNever; // its descriptors may come now
     }
 }
 
