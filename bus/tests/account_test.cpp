@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 // What is kept for a peer takes no more of the heap than is promised, however small the pieces are that it sends.
+#include "base/footprint.h"
+#include "base/memory.h"
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/counted_memory.h"
 #include "support/raw_peer.h"
+#include "value/variant.h"
+#include "value/wire.h"
 
+#include <cstdlib>
 #include <memory>
 #include <unistd.h>
 
@@ -112,6 +117,32 @@ TEST_F(Accounts, CallsThatAreNotRunYetTakeOneMebibyte) {
     EXPECT_LE(memory.most(), kMebibyte + kOnePacket);
 }
 
+// A text and a byte array are kept with a zero byte behind them.
+TEST(Footprint, IsNoLessThanWhatValuesTake) {
+    for (uint32_t length = 0; length < 300; length++) {
+        const std::string content(length, 'x');
+        for (bool as_text : {true, false}) {
+            const CountedMemory memory;
+            variant_t value = {};
+            if (as_text)
+                variant_setChar(&value, content.c_str());
+            else
+                variant_setByteArray(&value, content.data(), length);
+            EXPECT_GE(bus::value_footprint(&value), memory.held()) << length << (as_text ? " of text" : " bytes");
+            variant_cleanup(&value);
+        }
+    }
+}
+
+TEST(Footprint, IsNoLessThanWhatTheHeapTakes) {
+    for (size_t size = 1; size < 300; size++) {
+        const CountedMemory memory;
+        void *block = bus::memory_take(size);
+        EXPECT_GE(bus::footprint(size), memory.held()) << size;
+        free(block);
+    }
+}
+
 // A value of one byte takes 32 in memory: a reply of 4,000 of them a hundred times what it was on the way.
 TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
     CapturedTrace trace;
@@ -132,6 +163,52 @@ TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
     EXPECT_GT(memory.most(), kMebibyte - kOnePacket);
     EXPECT_LE(memory.most(), kMebibyte + 2 * kOnePacket)
         << "one reply is twice as large in memory as the largest packet";
+}
+
+// In memory they are seven times what they were on the way, and they are read up to eight at a time.
+TEST_F(Accounts, RepliesOfOneReadTakeNoMoreThanThreeAndAHalfMebibytes) {
+    constexpr size_t kReplies = 100;
+    constexpr uint32_t kLists = 1023;
+    for (size_t i = 0; i < kReplies; i++)
+        request_setDoneHandler(send_request(), [](request_t *r) { request_destroy(r); });
+    requests.clear();
+    kex_dispatch(bus);
+    const std::vector<std::string> sent = raw->receive_all();
+    ASSERT_EQ(sent.size(), kReplies);
+    Packet value = Packet(0).byte(13).word(kLists);
+    for (uint32_t i = 0; i < kLists; i++)
+        value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
+    const CountedMemory memory;
+    for (size_t answered = 0; answered < kReplies;) {
+        while (answered < kReplies && raw->send(Packet(kReply, serial_of(sent[answered]))
+                                                    .byte(0)
+                                                    .byte(1)
+                                                    .raw(value.bytes().substr(12)))) // behind its head
+            answered++;
+        kex_dispatch(bus);
+    }
+    turn_until_idle({bus});
+    EXPECT_FALSE(raw->is_closed());
+    EXPECT_GT(memory.most(), kMebibyte) << "several came at once";
+    EXPECT_LE(memory.most(), 7 * kMebibyte / 2);
+}
+
+// A list takes memory for the values that came, and not for more.
+TEST(Footprint, OfAListIsThatOfItsValues) {
+    Packet lists = Packet(0).byte(13).word(2047);
+    for (int i = 0; i < 2047; i++)
+        lists.byte(13).word(1).byte(255);
+    const std::string bytes = lists.bytes().substr(12);
+    bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
+                                                    static_cast<uint32_t>(bytes.size()), 0, nullptr);
+    const CountedMemory memory;
+    variant_t value;
+    ASSERT_TRUE(bus::wire::get_value(reader, &value));
+    EXPECT_LE(memory.held(), 2 * kOnePacket)
+        << "2,047 times a list, its memory for one value, and its place in the outer list";
+    EXPECT_GE(bus::value_footprint(&value), memory.held());
+    variant_cleanup(&value);
+    EXPECT_EQ(memory.held(), 0u);
 }
 
 TEST_F(Accounts, RepliesStopCountingWhenTheirHandlersHaveRun) {

@@ -45,6 +45,10 @@ variant_list_t *list_copy(const variant_list_t *list) {
     variant_list_t *copy = make<variant_list_t>();
     if (copy == nullptr || list == nullptr)
         return copy;
+    if (!list_reserve(copy, list->count)) {
+        free(copy);
+        return nullptr;
+    }
     for (uint32_t i = 0; i < list->count; i++) {
         variant_t *item = list_append(copy);
         if (item == nullptr || !value_copy(item, &list->items[i])) {
@@ -114,7 +118,7 @@ uint32_t value_footprint(const variant_t *v) {
     if (value->type == VARIANT_TEXT)
         return value->text != nullptr ? footprint(strlen(value->text) + 1) : 0;
     if (value->type == VARIANT_BYTES)
-        return value->bytes != nullptr ? footprint(value->length) : 0;
+        return value->bytes != nullptr ? footprint(size_t{value->length} + 1) : 0;
     if (value->type != VARIANT_LIST || value->list == nullptr)
         return 0;
     const variant_list_t *list = value->list;
@@ -137,15 +141,21 @@ uint32_t value_nesting(const variant_t *v) {
     return deepest + 1;
 }
 
+bool list_reserve(variant_list_t *list, uint32_t capacity) {
+    if (capacity <= list->capacity)
+        return true;
+    void *items = memory_grow(list->items, capacity, sizeof(variant_t));
+    if (items == nullptr)
+        return false;
+    list->items = static_cast<variant_t *>(items);
+    list->capacity = capacity;
+    return true;
+}
+
 variant_t *list_append(variant_list_t *list) {
-    if (list->count == list->capacity) {
-        uint32_t capacity = list->capacity > 0 ? list->capacity * 2 : kFirstCapacity;
-        void *items = capacity > list->capacity ? memory_grow(list->items, capacity, sizeof(variant_t)) : nullptr;
-        if (items == nullptr)
-            return nullptr;
-        list->items = static_cast<variant_t *>(items);
-        list->capacity = capacity;
-    }
+    const uint32_t more = list->capacity > 0 ? list->capacity * 2 : kFirstCapacity;
+    if (list->count == list->capacity && (more <= list->capacity || !list_reserve(list, more)))
+        return nullptr;
     variant_t *item = &list->items[list->count++];
     value_reset(item, VARIANT_NONE);
     return item;

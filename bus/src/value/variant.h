@@ -52,6 +52,8 @@ bool value_copy(variant_t *copy, const variant_t *v);
 uint32_t value_footprint(const variant_t *v);
 // How many lists stand inside each other: 0 for a value that is none.
 uint32_t value_nesting(const variant_t *v);
+// Takes memory for so many values in all, and for no more. False: there is none.
+bool list_reserve(variant_list_t *list, uint32_t capacity);
 // Appends an empty value and hands it out to be filled; null: no memory.
 variant_t *list_append(variant_list_t *list);
 

@@ -63,14 +63,22 @@ void put_list(Writer &writer, const variant_list_t *list) {
 
 bool get_nested(Reader &reader, variant_t *value, uint32_t nesting);
 
+// Memory for as many values as are announced, so that a list of few takes little; what is announced and cannot come takes
+// none. Null: there is no memory.
+variant_list_t *list_begin(const Reader &reader, variant_t *value, uint32_t count) {
+    const uint32_t left = kMaxValues - reader.values;
+    variant_initialize(value, VARIANT_LIST);
+    variant_list_t *list = variant_da_list(value);
+    return list != nullptr && list_reserve(list, count < left ? count : left) ? list : nullptr;
+}
+
 bool get_list(Reader &reader, variant_t *value, uint32_t nesting) {
     if (nesting > kMaxNesting)
         return fail(reader.why, "lists are nested too deep");
     uint32_t count = get_word(reader);
     variant_list_t *list = nullptr;
-    if (value != nullptr) {
-        variant_initialize(value, VARIANT_LIST);
-        list = variant_da_list(value);
+    if (value != nullptr && reader.why == nullptr) {
+        list = list_begin(reader, value, count);
         if (list == nullptr)
             return fail(reader.why, "out of memory");
     }
