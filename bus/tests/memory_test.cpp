@@ -4,6 +4,7 @@
 #include "kex_tap.h"
 #include "support/bus_test.h"
 #include "support/failing_memory.h"
+#include "support/raw_peer.h"
 
 #include <cstdlib>
 #include <functional>
@@ -261,6 +262,55 @@ TEST_F(Memory, LostRequestSaysWhyItsConnectionEnds) {
     EXPECT_THAT(trace.text(), HasSubstr("connection to 'server' (process " + std::to_string(getpid()) +
                                         ") refused: a request to it is lost: out of memory"));
     EXPECT_THAT(trace.text(), HasSubstr("refused this process: a request to it is lost: out of memory"));
+}
+
+// Taps only look: nobody's call is worth less because a tap has lost its copy.
+TEST_F(Memory, LostTapCopyEndsNoConnection) {
+    setenv("ZIL_TRACE_LEVEL", "0", 1);
+    bus::trace_configure();
+    Connected both(scratch);
+    RawPeer raw(socket);
+    ASSERT_TRUE(raw.send(hello()));
+    kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
+    ASSERT_NE(tap, nullptr);
+    both.turns();
+    kex_tap_record_t record;
+    while (kex_tap_next(tap, &record) == 1)
+        ;
+    request_t *r = request_create_executeFunction("M", "whole", 0);
+    ASSERT_TRUE(raw.send(Packet(kWaiting, 1)));
+    {
+        FailingAllocation failing(1);
+        kex_dispatch(both.server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_TRUE(kex_sendRequest(both.client, both.peer, r));
+    both.turns();
+    EXPECT_EQ(both.closed_at_client, 0);
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_LOST) << "it was the tap's copy";
+    EXPECT_EQ(record.lost, 1u);
+    kex_tap_close(tap);
+    request_destroy(r);
+}
+
+TEST_F(Memory, TimerFromTheSpareOneEndsNoConnection) {
+    setenv("ZIL_TRACE_LEVEL", "0", 1);
+    bus::trace_configure();
+    Connected both(scratch);
+    request_t *r = request_create_executeFunction("M", "whole", 0);
+    kex_timer_t *timer;
+    {
+        FailingAllocation failing(1);
+        timer = kex_timer_create();
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_NE(timer, nullptr);
+    EXPECT_TRUE(kex_sendRequest(both.client, both.peer, r));
+    both.turns();
+    EXPECT_EQ(both.closed_at_client, 0);
+    kex_timer_destroy(timer);
+    request_destroy(r);
 }
 
 // A process without memory for the timer of its next attempt would never attempt anything again.

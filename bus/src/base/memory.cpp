@@ -44,4 +44,8 @@ uint32_t memory_failures() {
     return failures;
 }
 
+OptionalMemory::~OptionalMemory() {
+    failures = before_;
+}
+
 } // namespace bus

@@ -19,6 +19,18 @@ char *memory_take_text(const char *text, size_t length);
 // How many of them have been null since the process began.
 uint32_t memory_failures();
 
+// What is taken while it lives may be missing without harm to anybody: no failure of that time counts.
+class OptionalMemory {
+public:
+    OptionalMemory() = default;
+    ~OptionalMemory();
+    OptionalMemory(const OptionalMemory &) = delete;
+    OptionalMemory &operator=(const OptionalMemory &) = delete;
+
+private:
+    const uint32_t before_ = memory_failures();
+};
+
 } // namespace bus
 
 #endif

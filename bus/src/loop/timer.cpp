@@ -38,6 +38,15 @@ kex_timer_t *spare_take(Timers &timers) {
     return spare;
 }
 
+// Null: there is no memory, not even that of the spare one.
+kex_timer_t *timer_take(Timers &timers) {
+    if (timers.spare == nullptr)
+        return make<kex_timer_t>();
+    const OptionalMemory other;
+    kex_timer_t *timer = make<kex_timer_t>();
+    return timer != nullptr ? timer : spare_take(timers);
+}
+
 // The memory of a timer that has gone becomes the spare one when there is none.
 void timer_release(Timers &timers, kex_timer_t *timer) {
     *timer = {};
@@ -87,9 +96,7 @@ void timers_end(Loop *loop) {
 }
 
 kex_timer_t *timer_create(Loop *loop) {
-    kex_timer_t *timer = make<kex_timer_t>();
-    if (timer == nullptr)
-        timer = spare_take(loop->timers);
+    kex_timer_t *timer = timer_take(loop->timers);
     if (timer == nullptr)
         return nullptr;
     timer->run = timer_run;

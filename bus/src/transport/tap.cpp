@@ -56,6 +56,7 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     record.from = received ? end_of(about) : end_here(transport);
     record.to = received ? end_here(transport) : end_of(about);
     const uint32_t size = wire::tap_record_size(record);
+    const OptionalMemory copies; // a tap is told what it loses
     SharedPacket *copy = nullptr;
     for (Connection *tap : transport->connections) {
         if (tap->role != Role::tap || tap->closed || tap == about)
@@ -77,6 +78,7 @@ void tap_begin(Connection *tap) {
     record.from = end_here(tap->transport);
     record.to = end_of(tap);
     record.text = text_of("");
+    const OptionalMemory copy;
     if (!record_queue(tap, record))
         tap->lost++;
 }
