@@ -19,6 +19,21 @@
 using namespace support;
 using testing::HasSubstr;
 
+// What somebody does who may write to the folder, as soon as the socket has a name.
+static std::function<void()> at_once_after_bind;
+
+extern "C" {
+int __real_bind(int fd, const sockaddr *address, socklen_t length);
+int __wrap_bind(int fd, const sockaddr *address, socklen_t length);
+
+int __wrap_bind(int fd, const sockaddr *address, socklen_t length) {
+    const int result = __real_bind(fd, address, length);
+    if (at_once_after_bind)
+        at_once_after_bind();
+    return result;
+}
+}
+
 namespace {
 
 constexpr uid_t kStranger = 65534;
@@ -66,6 +81,27 @@ TEST_F(Listen, SocketIsForUserAndGroup) {
         EXPECT_TRUE(peer_disconnect(listener));
         EXPECT_NE(access(socket.c_str(), F_OK), 0) << "removed";
     }
+}
+
+TEST_F(Listen, FileInPlaceOfItsSocketKeepsItsMode) {
+    const std::string precious = scratch.path("precious");
+    close(open(precious.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+    const std::function<int(const char *, const char *)> ways[] = {symlink, link};
+    for (const auto &way : ways) {
+        CapturedTrace trace;
+        at_once_after_bind = [&] {
+            unlink(socket.c_str());
+            ASSERT_EQ(way(precious.c_str(), socket.c_str()), 0);
+        };
+        EXPECT_EQ(listen(bus, socket), nullptr);
+        at_once_after_bind = nullptr;
+        struct stat status;
+        ASSERT_EQ(stat(precious.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777u, 0600u);
+        EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + socket + "': its socket has been replaced"));
+        unlink(socket.c_str());
+    }
+    EXPECT_NE(listen(bus, socket), nullptr);
 }
 
 TEST_F(Listen, LiveListenerIsRefused) {

@@ -29,6 +29,7 @@ namespace {
 constexpr int kBacklog = 64;
 constexpr mode_t kUserAndGroup = 0660;
 constexpr mode_t kEverybody = 0666;
+constexpr mode_t kModeBits = 0777;
 constexpr char kNoDescriptors[] = "this process has no more descriptors";
 
 // Writes a trace message and answers -1.
@@ -94,18 +95,34 @@ mode_t socket_mode(const Access &access) {
     return kUserAndGroup;
 }
 
-// The mode is on the socket before it has a name; the umask can only narrow it, which chmod then undoes before anybody
-// can connect.
+// Sets the mode of the socket that stands at a path, and of nothing else: whoever may write to its folder may have put a file
+// of ours there, or a link to one. False with errno, ESTALE for such a one.
+bool path_set_mode(const char *path, mode_t mode) {
+    const int place = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    if (place < 0)
+        return false;
+    struct stat status;
+    const bool is_socket = fstat(place, &status) == 0 && S_ISSOCK(status.st_mode);
+    char name[32]; // chmod takes no descriptor that only stands for a place
+    snprintf(name, sizeof name, "/proc/self/fd/%d", place);
+    const bool done = is_socket && ((status.st_mode & kModeBits) == mode || chmod(name, mode) == 0);
+    const int error = is_socket ? errno : ESTALE;
+    close(place);
+    errno = error;
+    return done;
+}
+
+// The mode is on the socket before it has a name; the umask can only narrow it, which is undone before anybody can connect.
 int socket_listen(const sockaddr_un *address, mode_t mode) {
     int fd = socket_open();
     if (fd >= 0 && fchmod(fd, mode) == 0 &&
         bind(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 &&
-        chmod(address->sun_path, mode) == 0 && listen(fd, kBacklog) == 0)
+        path_set_mode(address->sun_path, mode) && listen(fd, kBacklog) == 0)
         return fd;
     int error = errno;
     if (fd >= 0)
         close(fd);
-    return listen_failed(address->sun_path, strerror(error));
+    return listen_failed(address->sun_path, error == ESTALE ? "its socket has been replaced" : strerror(error));
 }
 
 void listener_ready(Source *source) {
