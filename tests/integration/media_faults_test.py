@@ -470,26 +470,6 @@ def test_a_call_without_a_free_port_ends_and_the_next_one_finds_some(system, for
     first.expect("^1 talking line=0 codec=PCMA ports=(30000->30002|30002->30000)$")
 
 
-def test_port_taken_between_the_look_and_the_opening(system):
-    """The application has looked, the plugin has not opened yet: one party stays silent, and nothing else happens."""
-    application = start_application(system, "--convert-media")
-    first, second = (system.start_fxs(name, "--convert-media") for name in ("fxs1", "fxs2"))
-    before = held(first), held(second)
-    ring(first, "201", second)
-    first.freeze()
-    second.ask("1 off")
-    port = int(second.expect(r"^1 talking line=0 codec=PCMA ports=\d+->(\d+)$").group(1))
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as thief:
-        thief.bind((own_address(), port + 1))
-        first.thaw()
-        first.err.expect(BIND + "Address already in use")
-    assert application.calls() == {"101->201": "talking"}
-    assert udp_sockets(first) == []
-    first.ask("1 on")
-    second.expect("^1 media ended ")
-    until("nothing is left", lambda: (held(first), held(second)) == before)
-
-
 # --- Every argument wrong, with descriptors in the same call
 
 
