@@ -930,7 +930,7 @@ static inline const char *voice_stream_read(const void *stream_info, voice_media
     return NULL;
 }
 
-#define VOICE_STREAM_DESCRIPTORS 3 /**< Descriptors that libvoice_add_stream() is given, by their places below. */
+#define VOICE_STREAM_DESCRIPTORS 3 /**< Descriptors that libvoice_add_stream() sends, by their places below. */
 
 /** Which descriptor is which. */
 enum voice_descriptor {
@@ -942,7 +942,8 @@ enum voice_descriptor {
 /**
  * Closes the descriptors of a media callback from one on: they are the callback's, also when it rejects, and also those
  * that no well-behaved application sends.
- * @param count  of the array: LIBVOICE_DESCRIPTORS in every callback; of one's own in an application
+ * @param count  LIBVOICE_DESCRIPTORS in voice_plugin_create and voice_plugin_modify, and with this library in
+ *               voice_plugin_add_stream too; there VOICE_STREAM_DESCRIPTORS with another one, which need not set more
  */
 static inline void voice_descriptors_close(int32_t *const *descriptors, int first, int count) {
     for (int i = first; i < count; i++)

@@ -147,13 +147,13 @@ static inline int32_t voice_reject_context(uint32_t context) {
     (void)context;
     return -1;
 }
-/** For voice_plugin_add_stream: no conferences. Closes the descriptors, frees the stream information and reports the
- * cause. */
+/** For voice_plugin_add_stream: no conferences. Closes the three descriptors of a stream, frees the stream information and
+ *  reports the cause. Other places of the array are not touched: another library need not set them. */
 static inline int32_t voice_reject_add_stream(uint32_t context, void *stream_info, int32_t **descriptors,
                                               int32_t endpoint, uint32_t line) {
     (void)context;
     free(stream_info);
-    voice_descriptors_close(descriptors, 0, LIBVOICE_DESCRIPTORS);
+    voice_descriptors_close(descriptors, 0, VOICE_STREAM_DESCRIPTORS);
     voice_event_report_cause(endpoint, line, VOICE_CAUSE_UNSUPPORTED, "no conferences here");
     return -1;
 }

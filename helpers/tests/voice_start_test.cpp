@@ -480,11 +480,13 @@ TEST_F(Endpoints, EachRejectionAnswersNoAndGivesBackWhatItGot) {
     EXPECT_NE(callbacks.voice_plugin_create(7, 1, nullptr, &array), 0);
     open_some(2);
     EXPECT_NE(callbacks.voice_plugin_modify(7, 1, nullptr, &array), 0);
-    open_some(LIBVOICE_DESCRIPTORS);
+    open_some(VOICE_STREAM_DESCRIPTORS);
+    descriptors[VOICE_STREAM_DESCRIPTORS] = 0; // no library must fill this place: standard input must stay
     fake::memory_start();
     EXPECT_NE(callbacks.voice_plugin_add_stream(1, malloc(712), &array, 7, 1), 0);
     EXPECT_NE(callbacks.voice_plugin_modify_stream(1, malloc(712)), 0);
     EXPECT_EQ(fake::memory_check(0), "");
+    EXPECT_NE(fcntl(0, F_GETFD), -1);
     EXPECT_EQ(fake::open_descriptors(), before);
     EXPECT_NE(callbacks.voice_plugin_signal(nullptr), 0);
     EXPECT_NE(callbacks.voice_plugin_destroy(7, 0), 0);

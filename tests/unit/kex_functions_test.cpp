@@ -1108,6 +1108,22 @@ TEST_F(AddStream, DescriptorsReachTheCallbackInOrderAtMostTen) {
     }
 }
 
+// Hosts close all ten places, whatever came.
+TEST_F(AddStream, PlacesThatTheListDidNotFillHoldMinusOne) {
+    for (const size_t count : {1u, 3u, 9u}) {
+        have_files(count);
+        host.cnx_bytes = 712;
+        host.descriptors.assign(LIBVOICE_DESCRIPTORS, 77);
+        Call call;
+        EXPECT_EQ(fill(call, Value::fds(files(count))).run(__add_stream), 0);
+        ASSERT_EQ(host.descriptors.size(), 10u);
+        EXPECT_THAT(std::vector<int32_t>(host.descriptors.begin() + static_cast<long>(count), host.descriptors.end()),
+                    testing::Each(-1))
+            << count << " descriptors";
+        close_received();
+    }
+}
+
 TEST_F(AddStream, AFailingCallbackKeepsItsDescriptors) {
     have_files(3);
     host.result = 1;
