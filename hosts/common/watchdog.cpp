@@ -17,23 +17,34 @@ namespace {
 kex_timer_t *watchdog_timer;
 uint32_t interval; // ms between two signs
 
-// A manager that does not read is not waited for.
-void manager_tell(const char *what) {
+// Kept open: when the process's table is full none can be had, and a host that lives must not be taken for dead.
+int manager_socket = -1;
+
+bool manager_address(sockaddr_un *address, socklen_t *size) {
     const char *path = getenv("NOTIFY_SOCKET");
-    sockaddr_un address = {};
     const size_t length = path == nullptr ? 0 : strlen(path);
-    if (length < 2 || length >= sizeof address.sun_path)
-        return;
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, path, length);
+    if (length < 2 || length >= sizeof address->sun_path)
+        return false;
+    *address = {};
+    address->sun_family = AF_UNIX;
+    memcpy(address->sun_path, path, length);
     if (*path == '@')
-        address.sun_path[0] = 0; // a name that no file has
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
+        address->sun_path[0] = 0; // a name that no file has
+    *size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+    return true;
+}
+
+// A manager that does not read is not waited for. It is looked up each time: one that starts again has a new socket.
+void manager_tell(const char *what) {
+    sockaddr_un address;
+    socklen_t size;
+    if (!manager_address(&address, &size))
         return;
-    (void)!sendto(fd, what, strlen(what), MSG_NOSIGNAL | MSG_DONTWAIT, reinterpret_cast<const sockaddr *>(&address),
-                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
-    close(fd);
+    if (manager_socket < 0)
+        manager_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (manager_socket >= 0)
+        (void)!sendto(manager_socket, what, strlen(what), MSG_NOSIGNAL | MSG_DONTWAIT,
+                      reinterpret_cast<const sockaddr *>(&address), size);
 }
 
 void sign_of_life(kex_timer_t *timer) {
@@ -67,4 +78,7 @@ void watchdog_stop() {
         kex_timer_destroy(watchdog_timer);
     watchdog_timer = nullptr;
     manager_tell("STOPPING=1");
+    if (manager_socket >= 0)
+        close(manager_socket);
+    manager_socket = -1;
 }

@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 """Signs of life for a service manager: whoever starts a host can see whether its loop turns."""
 
+import itertools
 import os
+import resource
 import socket
 import time
 
@@ -67,6 +69,31 @@ def test_nobody_watches(system, other):
         assert manager.next() == "READY=1"
         assert application.terminate() == 0
         assert manager.next() == "STOPPING=1"
+
+
+def test_full_table_of_descriptors_takes_no_sign_away(system):
+    with Manager(system.folder / "manager") as manager:
+        application = system.start_application(environment=manager.environment)
+        assert [manager.next(), manager.next()] == ["READY=1", "WATCHDOG=1"]
+        application.ask("status")  # it is through with the sign
+        held = {int(name) for name in os.listdir(f"/proc/{application.pid}/fd")}
+        lowest_free = next(number for number in itertools.count() if number not in held)
+        before = resource.prlimit(application.pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(application.pid, resource.RLIMIT_NOFILE, (lowest_free, before[1]))
+        manager.waiting()  # what came before
+        assert [manager.next() for _ in range(3)] == ["WATCHDOG=1"] * 3
+        assert application.terminate() == 0
+        assert manager.waiting()[-1] == "STOPPING=1"
+
+
+def test_manager_that_starts_again_is_told(system):
+    address = system.folder / "manager"
+    with Manager(address) as manager:
+        system.start_application(environment=manager.environment)
+        assert [manager.next(), manager.next()] == ["READY=1", "WATCHDOG=1"]
+    address.unlink()
+    with Manager(address) as manager:
+        assert manager.next() == "WATCHDOG=1"
 
 
 def test_manager_that_is_not_there(system):
