@@ -15,7 +15,6 @@
 #include "host.h"
 #include "lines.h"
 #include "plan.h"
-#include "plugins.h"
 
 #include "kex_host.h"
 #include "require.h"
@@ -99,11 +98,7 @@ public:
         kex_t *on = kex_create("voice_application");
         libvoice_set_kex_handler(on);
         libvoice_set_convert_media(0);
-        kex_declareObject(on, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS);
-        kex_onPeerClosed(on, plugins_peer_closed, nullptr);
-        kex_onCall(on, plugins_may_call, nullptr);
-        libvoice_app_init(application_callbacks());
-        libvoice_plugin_init_table();
+        require(application_start(on) == nullptr, "the application starts");
         unlink(control_path().c_str());
         require(console_start(on, false, control_path().c_str(), true, command_run, host_terminate),
                 "the console starts");
@@ -113,7 +108,7 @@ public:
             peer_close(plugin);
         bus().turn();
         console_stop();
-        plugins_end();
+        application_end();
         require(bus().live().timers == 0, "no timer is left");
         require(std::none_of(std::begin(lines), std::end(lines), [](const line &one) { return one.used; }),
                 "no line is left");
