@@ -36,7 +36,8 @@ bool names_endpoint(const std::string &name, const Step &step) {
     return name == step.endpoint || name == step.peer.name() + "." + step.endpoint;
 }
 
-constexpr size_t kMostSeen = 16; // in a sentence
+constexpr size_t kMostSeen = 16;    // in a sentence
+constexpr size_t kMostColumns = 40; // of each
 
 } // namespace
 
@@ -84,7 +85,7 @@ void Unseen::note(const Step &step) {
                   [&step](const auto &name) { return name == step.peer.plugin || name == step.peer.process; });
     std::erase_if(endpoints_, [&step](const auto &name) { return names_endpoint(name, step); });
     if (seen_.size() < kMostSeen && !step.peer.name().empty())
-        seen_.insert(step.peer.name());
+        seen_.insert(shortened(printable(step.peer.name()), kMostColumns));
 }
 
 std::vector<std::string> Unseen::sentences() const {

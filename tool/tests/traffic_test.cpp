@@ -415,6 +415,15 @@ TEST_F(Filtered, NamesThatNothingCameByAreTold) {
                                                             "nothing of an endpoint 'FXS9' so far; seen: fxs_a"}));
 }
 
+TEST_F(Filtered, NamesThatCameByAreShownPrintable) {
+    Step step = call;
+    step.peer.plugin = "fxs\x1B[2J\xC2\x9B";
+    Unseen unseen({.plugins = {"dect1"}});
+    unseen.note(step);
+    EXPECT_EQ(unseen.sentences(),
+              std::vector<std::string>{"nothing of a plugin 'dect1' so far; seen: fxs\\x1B[2J\\xC2\\x9B"});
+}
+
 TEST_F(Filtered, NothingCameByAtAll) {
     EXPECT_EQ(Unseen({.plugins = {"fxs_a"}}).sentences(),
               std::vector<std::string>{"nothing of a plugin 'fxs_a' so far; no plugin has come by"});
