@@ -26,6 +26,21 @@ using testing::IsEmpty;
 
 namespace {
 
+bool threads_forbidden;
+
+} // namespace
+
+extern "C" {
+int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *), void *argument);
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *), void *argument);
+
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *), void *argument) {
+    return threads_forbidden ? EAGAIN : __real_pthread_create(thread, attributes, run, argument);
+}
+}
+
+namespace {
+
 constexpr int kLinger = 3; // seconds
 constexpr uid_t kStranger = 65534;
 constexpr std::chrono::milliseconds kNoWait(1000); // far from the time that it lingers, on a loaded machine too
@@ -253,6 +268,43 @@ TEST_F(Closer, SocketWithALingeringOneInItsQueueIsClosedBesideTheLoop) {
     EXPECT_EQ(served::log.size(), 2u);
 }
 
+// A local socket in whose queue a lingering one lies: its last close waits, whoever looks at it.
+int lingering_pair(Lingering &one) {
+    int pair[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+    RawPeer sender(pair[0]);
+    EXPECT_TRUE(sender.send("x", {one.fd}));
+    one.forget();
+    return pair[1];
+}
+
+// Calls hold more than the limit lets in; their descriptors come back when the calls have run.
+TEST_F(Closer, WhatCallsGiveBackBeyondTheLimitIsClosedBesideTheLoopToo) {
+    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads, and one
+    for (uint32_t i = 0; i <= bus::kMaxClosers; i++)
+        stuck.push_back(std::make_unique<Lingering>());
+    for (uint32_t i = 0; i < bus::kMaxClosers; i++)
+        bus::foreign_descriptor_close(lingering_pair(*stuck[i]));
+    for (uint32_t i = 0; i < 2 * bus::kMaxClosings; i++)
+        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    auto begin = std::chrono::steady_clock::now();
+    bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
+TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
+    Lingering one;
+    const int fd = lingering_pair(one);
+    threads_forbidden = true;
+    auto begin = std::chrono::steady_clock::now();
+    bus::connected_socket_close(fd);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
+    threads_forbidden = false;
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+}
+
 TEST_F(Closer, BeyondTheLimitNothingMoreIsTakenIn) {
     CapturedTrace trace;
     RawPeer raw(socket);
@@ -263,14 +315,7 @@ TEST_F(Closer, BeyondTheLimitNothingMoreIsTakenIn) {
         std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
         for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
             stuck.push_back(std::make_unique<Lingering>());
-            int pair[2];
-            ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-            {
-                RawPeer sender(pair[0]);
-                ASSERT_TRUE(sender.send("x", {stuck.back()->fd}));
-            }
-            stuck.back()->forget();
-            bus::foreign_descriptor_close(pair[1]);
+            bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
         }
         for (uint32_t i = bus::kMaxClosers; i < bus::kMaxClosings; i++)
             bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -323,15 +368,9 @@ TEST_F(Closer, RestIsClosedToo) {
 
 TEST_F(Closer, ForkedChildClosesByItself) {
     // Something is under way in the parent; the child has no thread of it.
-    int pair[2];
     Lingering one;
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-    {
-        RawPeer sender(pair[0]);
-        ASSERT_TRUE(sender.send("x", {one.fd}));
-    }
-    one.forget();
-    bus::foreign_descriptor_close(pair[1]);
+    const int slow = lingering_pair(one);
+    bus::foreign_descriptor_close(slow);
     pid_t child = fork();
     if (child == 0) {
         int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
@@ -346,18 +385,12 @@ TEST_F(Closer, ForkedChildClosesByItself) {
 }
 
 TEST_F(Closer, ItsThreadsTakeNoSignal) {
-    int pair[2];
     Lingering one;
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-    {
-        RawPeer sender(pair[0]);
-        ASSERT_TRUE(sender.send("x", {one.fd}));
-    }
-    one.forget();
+    const int slow = lingering_pair(one);
     static std::thread::id handled_by;
     handled_by = {};
     auto before = signal(SIGUSR1, [](int) { handled_by = std::this_thread::get_id(); });
-    bus::foreign_descriptor_close(pair[1]);
+    bus::foreign_descriptor_close(slow);
     sigset_t blocked, saved;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR1);

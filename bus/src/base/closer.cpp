@@ -26,7 +26,9 @@ namespace bus {
 
 namespace {
 
-constexpr uint32_t kRing = 2 * kMaxClosings;
+// For all that the calls of all peers can hold when they give it back at once. What is never used of it takes no memory.
+constexpr uint32_t kRing = 64 * 1024;
+static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
 constexpr uint32_t kKernelDescriptors = 253; // the most that the kernel passes in one packet
 constexpr size_t kStack = 256 * 1024;        // of a thread; only what is used of it takes memory
 constexpr unsigned kMemoryDevices = 1;       // /dev/null and its relatives
@@ -88,15 +90,23 @@ bool packet_drop(int fd) {
     return message.msg_controllen > 0 || (message.msg_flags & MSG_CTRUNC) != 0;
 }
 
+void job_do(Job job) {
+    while (job.unread && packet_drop(job.fd)) {
+    }
+    close(job.fd);
+}
+
+void jobs_do() {
+    Job job;
+    while (job_take(job)) {
+        job_do(job);
+        __atomic_add_fetch(&ring.closed, 1, __ATOMIC_SEQ_CST);
+    }
+}
+
 void *thread_run(void *) {
     for (;;) {
-        Job job;
-        while (job_take(job)) {
-            while (job.unread && packet_drop(job.fd)) {
-            }
-            close(job.fd);
-            __atomic_add_fetch(&ring.closed, 1, __ATOMIC_SEQ_CST);
-        }
+        jobs_do();
         // Whoever puts a job in looks at the number of threads after it; we look for a job after leaving.
         __atomic_sub_fetch(&ring.threads, 1, __ATOMIC_SEQ_CST);
         if (load(ring.head) == load(ring.tail))
@@ -141,20 +151,15 @@ void job_put(Job job) {
     ring_own();
     const uint32_t tail = ring.tail;
     if (tail - load(ring.head) == kRing) {
-        close(job.fd); // connections are not read long before it comes to this
+        job_do(job);
         return;
     }
     ring.jobs[tail % kRing] = job;
     __atomic_store_n(&ring.tail, tail + 1, __ATOMIC_SEQ_CST);
     while (load(ring.threads) < kMaxClosers && load(ring.threads) < closings_pending() && thread_start()) {
     }
-    if (load(ring.threads) > 0)
-        return;
-    // No thread can be made: better late than never.
-    while (job_take(job)) {
-        close(job.fd);
-        __atomic_add_fetch(&ring.closed, 1, __ATOMIC_SEQ_CST);
-    }
+    if (load(ring.threads) == 0)
+        jobs_do(); // no thread can be made: better late than never
 }
 
 bool option_get(int fd, int option, int &value) {
