@@ -30,7 +30,7 @@ void (*on_terminate)();
 
 constexpr const char *kEnvironmentHelp =
     "\nEnvironment, besides the two variables of --socket (see the manual page):\n"
-    "  KEX_ALLOW_UIDS, KEX_ALLOW_GIDS, KEX_TIME_FACTOR, LISTEN_PID, LISTEN_FDS\n"
+    "  KEX_ALLOW_UIDS, KEX_ALLOW_GIDS, KEX_TIME_FACTOR, KEX_FAULTS, LISTEN_PID, LISTEN_FDS\n"
     "  NOTIFY_SOCKET, WATCHDOG_USEC, WATCHDOG_PID\n"
     "  ZIL_TRACE_LEVEL, ZIL_TRACE_ZONES, ZIL_TRACE_OUTPUT, ZIL_TRACE_TIME, ZIL_TRACE_COLOR\n";
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements environment.h.
 #include "bus/environment.h"
+#include "base/faults.h"
 #include "base/number.h"
 #include "base/trace.h"
 
@@ -44,6 +45,7 @@ uint32_t variable_factor(const char *variable) {
 } // namespace
 
 void environment_read(Environment &environment) {
+    faults_read(getenv("KEX_FAULTS"));
     environment.access.uid_count = variable_ids("KEX_ALLOW_UIDS", environment.access.uids);
     environment.access.gid_count = variable_ids("KEX_ALLOW_GIDS", environment.access.gids);
     environment.time_factor = variable_factor("KEX_TIME_FACTOR");

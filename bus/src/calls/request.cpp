@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements request.h: building, sending, and handing over what comes back.
 #include "calls/request.h"
+#include "base/faults.h"
 #include "base/trace.h"
 #include "transport/output.h"
 #include "transport/send.h"
@@ -103,7 +104,7 @@ bool request_is_whole(const request_t *r) {
 
 // With its serial. Null: it cannot be queued (traced).
 OutPacket *request_queue(request_t *r, Peer *peer) {
-    const char *why = pending_reserve(peer->pending, r->serial);
+    const char *why = fault_is_due(Fault::refuse) ? "a fault was asked for" : pending_reserve(peer->pending, r->serial);
     OutPacket *packet = why == nullptr ? request_write(r, peer->connection, why) : nullptr;
     if (packet == nullptr) {
         char title[kTitleSize];

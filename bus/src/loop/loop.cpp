@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements loop.h: one epoll descriptor with everything behind it. No other file knows epoll.
 #include "loop/loop.h"
+#include "base/faults.h"
 #include "base/limits.h"
 #include "loop/wake.h"
 
@@ -77,9 +78,10 @@ bool own_source_add(Loop *loop, LoopSource *source, int fd, void (*ready)(Source
 
 bool loop_begin(Loop *loop) {
     lane_begin(&loop->own, loop, kWholeLane);
-    loop->epoll_fd = epoll_create1(EPOLL_CLOEXEC);
-    bool timer =
-        own_source_add(loop, &loop->timer, timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), timer_ready);
+    loop->epoll_fd = fault_is_due(Fault::epoll) ? -1 : epoll_create1(EPOLL_CLOEXEC);
+    bool timer = own_source_add(
+        loop, &loop->timer,
+        fault_is_due(Fault::timer) ? -1 : timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), timer_ready);
     bool work = own_source_add(loop, &loop->work, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), work_ready);
     bool stop = own_source_add(loop, &loop->stop, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), stop_ready);
     return timer && work && stop;
@@ -104,7 +106,7 @@ bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source
     epoll_event event = {};
     event.events = EPOLLIN;
     event.data.ptr = source;
-    if (epoll_ctl(loop->epoll_fd, EPOLL_CTL_ADD, fd, &event) != 0)
+    if (fault_is_due(Fault::epoll) || epoll_ctl(loop->epoll_fd, EPOLL_CTL_ADD, fd, &event) != 0)
         return false;
     source->fd = fd;
     source->ready = ready;

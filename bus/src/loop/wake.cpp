@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements wake.h.
 #include "loop/wake.h"
+#include "base/faults.h"
 #include "base/limits.h"
 
 #include <sys/timerfd.h>
@@ -18,7 +19,7 @@ void timer_set(Loop *loop, uint64_t when) {
     itimerspec setting = {};
     setting.it_value.tv_sec = static_cast<time_t>(when / kSecond);
     setting.it_value.tv_nsec = static_cast<long>(when % kSecond);
-    if (timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
+    if (!fault_is_due(Fault::timer) && timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
         loop->armed = when;
 }
 

@@ -2,6 +2,7 @@
 // Implements arrival.h.
 #include "transport/arrival.h"
 #include "base/closer.h"
+#include "base/faults.h"
 
 #include <errno.h>
 #include <string.h>
@@ -28,6 +29,8 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
 // One packet costs less by the call for one.
 int messages_receive(int fd, mmsghdr *messages, uint32_t room) {
     constexpr int kFlags = MSG_DONTWAIT | MSG_CMSG_CLOEXEC;
+    if (fault_is_due(Fault::receive))
+        return -1;
     if (room > 1)
         return recvmmsg(fd, messages, room, kFlags, nullptr);
     const ssize_t size = recvmsg(fd, &messages->msg_hdr, kFlags);

@@ -2,6 +2,7 @@
 // Implements listener.h: who may listen at a path, and who may connect.
 #include "transport/listener.h"
 #include "base/closer.h"
+#include "base/faults.h"
 #include "base/trace.h"
 #include "transport/connection.h"
 #include "transport/inherited.h"
@@ -43,15 +44,16 @@ int listen_failed(const char *path, const char *what) {
 int lock_take(const char *path) {
     char lock_path[sizeof(sockaddr_un::sun_path) + 8];
     snprintf(lock_path, sizeof lock_path, "%s.lock", path);
-    int fd = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kUserAndGroup);
+    int fd = fault_is_due(Fault::open) ? -1 : open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kUserAndGroup);
     if (fd < 0) {
         char what[256];
         snprintf(what, sizeof what, "its lock file cannot be opened: %s", strerror(errno));
         return listen_failed(path, what);
     }
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if (fault_is_due(Fault::lock) || flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
         close(fd);
-        return listen_failed(path, "another process listens there already");
+        return listen_failed(path, error == EWOULDBLOCK ? "another process listens there already" : strerror(error));
     }
     return fd;
 }
@@ -115,9 +117,9 @@ bool path_set_mode(const char *path, mode_t mode) {
 // The mode is on the socket before it has a name; the umask can only narrow it, which is undone before anybody can connect.
 int socket_listen(const sockaddr_un *address, mode_t mode) {
     int fd = socket_open();
-    if (fd >= 0 && fchmod(fd, mode) == 0 &&
+    if (fd >= 0 && fchmod(fd, mode) == 0 && !fault_is_due(Fault::bind) &&
         bind(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 &&
-        path_set_mode(address->sun_path, mode) && listen(fd, kBacklog) == 0)
+        path_set_mode(address->sun_path, mode) && !fault_is_due(Fault::listen) && listen(fd, kBacklog) == 0)
         return fd;
     int error = errno;
     if (fd >= 0)
@@ -148,6 +150,8 @@ Listener *listener_create(Transport *transport, int fd, int lock_fd, const char 
 // ----------------------------------------------------------------------------------------- Accepting
 
 int socket_accept(const Listener *listener) {
+    if (fault_is_due(Fault::accept))
+        return -1;
     return accept4(listener->fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Implements output.h.
 #include "transport/output.h"
+#include "base/faults.h"
 #include "base/footprint.h"
 
 #include <string.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace bus {
@@ -18,6 +20,14 @@ bool output_has_room(const Connection *connection, const wire::Writer &writer, u
     const Account &queued = connection->queued;
     return account_fits(queued.bytes, footprint(packet_size(writer)), kMaxQueuedBytes * allowance) &&
            account_fits(queued.descriptors, writer.fd_count, kMaxQueuedDescriptors * allowance);
+}
+
+// What the plan of faults has for a message that is about to leave.
+void faults_befall(Connection *connection) {
+    if (fault_is_due(Fault::delay))
+        connection->retry_at = clock_now(connection->transport->loop->clock) + fault_delay() * kMillisecond;
+    if (fault_is_due(Fault::close))
+        shutdown(connection->fd, SHUT_RDWR); // as when the other process dies: both find the end
 }
 
 // Takes the writer's descriptors over. Null: no memory.
@@ -62,6 +72,8 @@ wire::Writer output_begin(Connection *connection) {
 }
 
 OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance) {
+    if (output_is_open(connection))
+        faults_befall(connection);
     bool may_leave =
         writer.why == nullptr && output_is_open(connection) && output_has_room(connection, writer, allowance);
     OutPacket *packet = may_leave ? packet_create(writer) : nullptr;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements send.h.
 #include "transport/send.h"
+#include "base/faults.h"
 #include "base/trace.h"
 #include "transport/output.h"
 #include "transport/tap.h"
@@ -37,6 +38,8 @@ size_t descriptors_attach(const OutPacket *packet, msghdr &message, char *contro
 // One packet costs less by the call for one.
 int batch_send(int fd, mmsghdr *messages, uint32_t count) {
     constexpr int kFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    if (fault_is_due(Fault::send))
+        return -1;
     if (count > 1)
         return sendmmsg(fd, messages, count, kFlags);
     return sendmsg(fd, &messages->msg_hdr, kFlags) < 0 ? -1 : 1;

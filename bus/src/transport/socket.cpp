@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements socket.h.
 #include "transport/socket.h"
+#include "base/faults.h"
 #include "base/limits.h"
 
 #include <errno.h>
@@ -74,6 +75,8 @@ bool address_from_uri(const char *uri, sockaddr_un *address) {
 }
 
 int socket_open() {
+    if (fault_is_due(Fault::socket))
+        return -1;
     return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 }
 
@@ -81,7 +84,7 @@ int socket_connect(const sockaddr_un *address) {
     int fd = socket_open();
     if (fd < 0)
         return -1;
-    if (connect(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0)
+    if (!fault_is_due(Fault::connect) && connect(fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0)
         return fd;
     int error = errno;
     close(fd);

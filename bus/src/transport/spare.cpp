@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements spare.h.
 #include "transport/spare.h"
+#include "base/faults.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -25,7 +26,7 @@ uint64_t host_reserve(uint64_t size) {
 
 // Descriptors that surely fit: the kernel gives out the lowest free number, so all below it are taken.
 uint64_t table_room(int any) {
-    int lowest = fcntl(any, F_DUPFD_CLOEXEC, 0);
+    int lowest = fault_is_due(Fault::dup) ? -1 : fcntl(any, F_DUPFD_CLOEXEC, 0);
     if (lowest < 0)
         return 0;
     close(lowest);
@@ -38,7 +39,7 @@ uint64_t table_room(int any) {
 
 bool spare_fill(SpareDescriptors &spare) {
     while (spare.count < kSpareDescriptors) {
-        int fd = fcntl(spare.original, F_DUPFD_CLOEXEC, 0);
+        int fd = fault_is_due(Fault::dup) ? -1 : fcntl(spare.original, F_DUPFD_CLOEXEC, 0);
         if (fd < 0)
             return false;
         spare.fds[spare.count++] = fd;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Values in a packet.
 #include "value/wire.h"
+#include "base/faults.h"
 #include "value/layout.h"
 #include "value/variant.h"
 
@@ -17,7 +18,7 @@ void put_descriptor(Writer &writer, int fd) {
             fail(writer.why, "too many descriptors");
             return;
         }
-        int duplicate = writer.why == nullptr ? fcntl(fd, F_DUPFD_CLOEXEC, 0) : -1;
+        int duplicate = writer.why == nullptr && !fault_is_due(Fault::dup) ? fcntl(fd, F_DUPFD_CLOEXEC, 0) : -1;
         if (duplicate < 0) {
             fail(writer.why, "a descriptor cannot be duplicated");
             return;
