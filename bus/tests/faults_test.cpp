@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <poll.h>
 
 using namespace support;
 using testing::ElementsAre;
@@ -161,6 +162,22 @@ TEST_F(Faults, AListenerSaysWhichStepFailed) {
         EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr) << "the second attempt works";
         kex_destroy(bus);
     }
+}
+
+// The loop turns without its timer: whoever waits for one would wait for ever.
+TEST_F(Faults, ATimerThatTheKernelDoesNotTakeFiresAllTheSame) {
+    kex_t *bus = kex_create("bus");
+    kex_timer_t *timer = kex_timer_create();
+    static bool fired;
+    fired = false;
+    kex_timer_setHandler(timer, [](kex_timer_t *) { fired = true; });
+    bus::faults_read("timer:1,timer:2,timer:3");
+    kex_timer_start(timer, 20);
+    pollfd ready = {kex_pollDescriptor(bus), POLLIN, 0};
+    while (!fired && poll(&ready, 1, 5000) == 1)
+        kex_dispatch(bus);
+    EXPECT_TRUE(fired) << "nothing woke the host within 5 s";
+    kex_destroy(bus);
 }
 
 // Server without faults, then a client with them.

@@ -13,21 +13,24 @@ namespace {
 
 constexpr uint64_t kAtOnce = 1; // as an absolute time: long past
 
-void timer_set(Loop *loop, uint64_t when) {
+// False: the kernel did not take it.
+bool timer_set(Loop *loop, uint64_t when) {
     if (when == loop->armed)
-        return;
+        return true;
     itimerspec setting = {};
     setting.it_value.tv_sec = static_cast<time_t>(when / kSecond);
     setting.it_value.tv_nsec = static_cast<long>(when % kSecond);
     if (!fault_is_due(Fault::timer) && timerfd_settime(loop->timer.fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
         loop->armed = when;
+    return when == loop->armed;
 }
 
-// An event counter does this for a fraction of what a timer costs that is due at once.
-void work_show(Loop *loop) {
+// An event counter does this for a fraction of what a timer costs that is due at once. False: as above.
+bool work_show(Loop *loop) {
     const uint64_t one = 1;
     if (!loop->work_shown)
         loop->work_shown = write(loop->work.fd, &one, sizeof one) == static_cast<ssize_t>(sizeof one);
+    return loop->work_shown;
 }
 
 bool has_work(Loop *loop) {
@@ -49,16 +52,19 @@ uint64_t modules_deadline(Loop *loop) {
 
 } // namespace
 
+// Where one way of waking fails the other one serves: a turn too many does no harm, and a loop that nothing wakes sleeps for ever.
 void loop_arm(Loop *loop) {
     if (has_work(loop)) {
-        work_show(loop);
+        if (!work_show(loop))
+            timer_set(loop, kAtOnce);
         return;
     }
     uint64_t deadline = modules_deadline(loop);
     // A replaced clock does not move the kernel's timer.
     if (deadline != kNever && loop->clock.now != nullptr)
         deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
-    timer_set(loop, deadline);
+    if (!timer_set(loop, deadline))
+        work_show(loop);
 }
 
 void loop_wake(Loop *loop) {
