@@ -1,0 +1,204 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Preloaded into a program: lets one system call or allocation fail, the n-th of its kind. No other of its calls is changed.
+ *
+ *   VOICE_FAULT=KIND:N        which one fails, 1 for the first; without it all succeed
+ *   VOICE_FAULT_PROGRAM=NAME  only in this program: what starts it is left alone
+ *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order of the table below
+ */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+enum kind {
+    MEMORY,
+    SEND,
+    RECEIVE,
+    ACCEPT,
+    CONNECT,
+    SOCKET,
+    BIND,
+    LISTEN,
+    EPOLL,
+    TIMER,
+    EVENT,
+    DUP,
+    LOCK,
+    OPEN,
+    READ,
+    WRITE,
+    KINDS
+};
+
+static const struct {
+    const char *name;
+    int error; /* what a full or tired kernel answers */
+} kinds[KINDS] = {
+    [MEMORY] = {"memory", ENOMEM}, [SEND] = {"send", ENOBUFS},      [RECEIVE] = {"receive", ENOMEM},
+    [ACCEPT] = {"accept", ENFILE}, [CONNECT] = {"connect", EAGAIN}, [SOCKET] = {"socket", EMFILE},
+    [BIND] = {"bind", EADDRINUSE}, [LISTEN] = {"listen", ENOBUFS},  [EPOLL] = {"epoll", ENOSPC},
+    [TIMER] = {"timer", EMFILE},   [EVENT] = {"event", EMFILE},     [DUP] = {"dup", EMFILE},
+    [LOCK] = {"lock", ENOLCK},     [OPEN] = {"open", EMFILE},       [READ] = {"read", EIO},
+    [WRITE] = {"write", ENOSPC},
+};
+
+static uint32_t own_counts[KINDS];
+static uint32_t *counts = own_counts;
+static int active;
+static int fault_kind = -1;
+static uint32_t fault_number;
+
+static void counts_share(const char *path) {
+    int (*plain_open)(const char *, int, ...) = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open");
+    int fd = plain_open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    void *shared = MAP_FAILED;
+    if (fd >= 0 && ftruncate(fd, sizeof own_counts) == 0)
+        shared = mmap(NULL, sizeof own_counts, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (fd >= 0)
+        close(fd);
+    if (shared != MAP_FAILED)
+        counts = shared;
+}
+
+__attribute__((constructor)) static void begin(void) {
+    const char *program = getenv("VOICE_FAULT_PROGRAM");
+    const char *fault = getenv("VOICE_FAULT");
+    const char *path = getenv("VOICE_FAULT_COUNTS");
+    if (program == NULL || strcmp(program, program_invocation_short_name) != 0)
+        return;
+    if (path != NULL)
+        counts_share(path);
+    const char *colon = fault != NULL ? strchr(fault, ':') : NULL;
+    for (int kind = 0; colon != NULL && kind < KINDS; kind++)
+        if (strlen(kinds[kind].name) == (size_t)(colon - fault) && strncmp(kinds[kind].name, fault, colon - fault) == 0)
+            fault_kind = kind;
+    if (colon != NULL)
+        fault_number = (uint32_t)strtoul(colon + 1, NULL, 10);
+    active = 1;
+}
+
+/* Counts a call. Whether it fails; errno then says why. */
+static int fails(enum kind kind) {
+    if (!active)
+        return 0;
+    uint32_t number = ++counts[kind];
+    if ((int)kind != fault_kind || number != fault_number)
+        return 0;
+    errno = kinds[kind].error;
+    return 1;
+}
+
+/* Stands before a function of libc: fails in its place, or calls it. */
+#define FAILING(kind, result, failure, name, parameters, arguments) \
+    result name parameters {                                        \
+        static result(*real) parameters;                            \
+        if (real == NULL)                                           \
+            real = (result(*) parameters)dlsym(RTLD_NEXT, #name);   \
+        return fails(kind) ? (failure) : real arguments;            \
+    }
+
+/* libc's own names of the allocator: dlsym() may allocate itself. */
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void *__libc_realloc(void *memory, size_t size);
+
+void *malloc(size_t size) {
+    return fails(MEMORY) ? NULL : __libc_malloc(size);
+}
+void *calloc(size_t count, size_t size) {
+    return fails(MEMORY) ? NULL : __libc_calloc(count, size);
+}
+void *realloc(void *memory, size_t size) {
+    return fails(MEMORY) ? NULL : __libc_realloc(memory, size);
+}
+void *reallocarray(void *memory, size_t count, size_t size) {
+    size_t bytes;
+    if (__builtin_mul_overflow(count, size, &bytes)) {
+        errno = ENOMEM;
+        return NULL;
+    }
+    return realloc(memory, bytes);
+}
+
+FAILING(SEND, ssize_t, -1, send, (int fd, const void *data, size_t size, int flags), (fd, data, size, flags))
+FAILING(SEND, ssize_t, -1, sendto,
+        (int fd, const void *data, size_t size, int flags, const struct sockaddr *to, socklen_t length),
+        (fd, data, size, flags, to, length))
+FAILING(SEND, ssize_t, -1, sendmsg, (int fd, const struct msghdr *message, int flags), (fd, message, flags))
+FAILING(SEND, int, -1, sendmmsg, (int fd, struct mmsghdr *messages, unsigned count, int flags),
+        (fd, messages, count, flags))
+FAILING(RECEIVE, ssize_t, -1, recv, (int fd, void *data, size_t size, int flags), (fd, data, size, flags))
+FAILING(RECEIVE, ssize_t, -1, recvfrom,
+        (int fd, void *data, size_t size, int flags, struct sockaddr *from, socklen_t *length),
+        (fd, data, size, flags, from, length))
+FAILING(RECEIVE, ssize_t, -1, recvmsg, (int fd, struct msghdr *message, int flags), (fd, message, flags))
+FAILING(RECEIVE, int, -1, recvmmsg,
+        (int fd, struct mmsghdr *messages, unsigned count, int flags, struct timespec *timeout),
+        (fd, messages, count, flags, timeout))
+FAILING(ACCEPT, int, -1, accept4, (int fd, struct sockaddr *address, socklen_t *length, int flags),
+        (fd, address, length, flags))
+FAILING(CONNECT, int, -1, connect, (int fd, const struct sockaddr *address, socklen_t length), (fd, address, length))
+FAILING(SOCKET, int, -1, socket, (int domain, int type, int protocol), (domain, type, protocol))
+FAILING(BIND, int, -1, bind, (int fd, const struct sockaddr *address, socklen_t length), (fd, address, length))
+FAILING(LISTEN, int, -1, listen, (int fd, int backlog), (fd, backlog))
+FAILING(EPOLL, int, -1, epoll_create1, (int flags), (flags))
+FAILING(TIMER, int, -1, timerfd_create, (int clock, int flags), (clock, flags))
+FAILING(TIMER, int, -1, timerfd_settime, (int fd, int flags, const struct itimerspec *value, struct itimerspec *old),
+        (fd, flags, value, old))
+FAILING(EVENT, int, -1, eventfd, (unsigned value, int flags), (value, flags))
+FAILING(DUP, int, -1, dup, (int fd), (fd))
+FAILING(LOCK, int, -1, flock, (int fd, int operation), (fd, operation))
+FAILING(READ, ssize_t, -1, read, (int fd, void *data, size_t size), (fd, data, size))
+FAILING(WRITE, ssize_t, -1, write, (int fd, const void *data, size_t size), (fd, data, size))
+
+int open(const char *path, int flags, ...) {
+    static int (*real)(const char *, int, ...);
+    va_list more;
+    va_start(more, flags);
+    mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+    va_end(more);
+    if (real == NULL)
+        real = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open");
+    return fails(OPEN) ? -1 : real(path, flags, mode);
+}
+
+FILE *fopen(const char *path, const char *mode) {
+    static FILE *(*real)(const char *, const char *);
+    if (real == NULL)
+        real = (FILE * (*)(const char *, const char *)) dlsym(RTLD_NEXT, "fopen");
+    return fails(OPEN) ? NULL : real(path, mode);
+}
+
+/* Only what adds a descriptor fails: that alone needs memory. */
+int epoll_ctl(int epoll, int operation, int fd, struct epoll_event *event) {
+    static int (*real)(int, int, int, struct epoll_event *);
+    if (real == NULL)
+        real = (int (*)(int, int, int, struct epoll_event *))dlsym(RTLD_NEXT, "epoll_ctl");
+    return operation == EPOLL_CTL_ADD && fails(EPOLL) ? -1 : real(epoll, operation, fd, event);
+}
+
+/* Only what makes a second descriptor of one fails. */
+int fcntl(int fd, int command, ...) {
+    static int (*real)(int, int, ...);
+    va_list more;
+    va_start(more, command);
+    long argument = va_arg(more, long);
+    va_end(more);
+    if (real == NULL)
+        real = (int (*)(int, int, ...))dlsym(RTLD_NEXT, "fcntl");
+    if ((command == F_DUPFD || command == F_DUPFD_CLOEXEC) && fails(DUP))
+        return -1;
+    return real(fd, command, argument);
+}
