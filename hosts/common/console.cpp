@@ -81,6 +81,15 @@ const char *print_memory() {
 #endif
 }
 
+// Whoever reads standard output misses a line that a full disk has taken: once it is said why.
+void print(const char *line) {
+    static bool has_said;
+    if (fputs(line, stdout) != EOF || has_said)
+        return;
+    has_said = true;
+    fprintf(stderr, "error: standard output cannot be written: %s\n", strerror(errno));
+}
+
 void run_line(source *who) {
     // A zero byte ends the text as well; a line without a word is no command.
     who->text[who->used] = 0;
@@ -276,7 +285,7 @@ void say(const char *format, ...) {
     va_start(arguments, format);
     size_t length = format_line(line, sizeof line, format, arguments);
     va_end(arguments);
-    fputs(line, stdout);
+    print(line);
     for (source &client : clients)
         if (client.in >= 0 && client.watches)
             write_to_client(&client, line, length);
@@ -289,7 +298,7 @@ void answer(const char *format, ...) {
     size_t length = format_line(line, sizeof line, format, arguments);
     va_end(arguments);
     if (asking == nullptr || asking == &standard_input)
-        fputs(line, stdout);
+        print(line);
     else
         write_to_client(asking, line, length);
 }

@@ -93,13 +93,23 @@ void ticker_ready(int fd, void *) {
             audio_tick(audios[k]);
 }
 
+// False: none can be had now. Nothing of it is left then, so that the next call makes it.
+bool ticker_make() {
+    const int made = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    if (made < 0)
+        return false;
+    if (!kex_watch(audio_bus, made, nullptr, ticker_ready)) {
+        close(made);
+        return false;
+    }
+    ticker = made;
+    return true;
+}
+
 // The clock stands still while nobody speaks.
 bool ticker_run(bool on) {
-    if (ticker < 0) {
-        ticker = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-        if (ticker < 0 || !kex_watch(audio_bus, ticker, nullptr, ticker_ready))
-            return false;
-    }
+    if (ticker < 0 && !ticker_make())
+        return false;
     itimerspec period = {};
     if (on)
         period.it_interval.tv_nsec = period.it_value.tv_nsec = kFrameMs * 1000000L;

@@ -82,7 +82,11 @@ class Trial:
             environment |= self.preload
         process = self.system.start(role, *self.words[role], environment=environment)
         self.processes[role] = process
-        until(f"{role} is ready or ends", lambda: process.out.since(0, "^ready ") or not process.running)
+        until(f"{role} is ready or ends", lambda: self.is_ready(process) or not process.running)
+
+    def is_ready(self, process):
+        # Its first line may be the one that could not be written.
+        return process.out.since(0, "^ready ") or (self.fault or "").startswith("write:") and process.err.all
 
     def start_all(self):
         for role in ROLES:
@@ -94,12 +98,15 @@ class Trial:
         for role, process in list(self.processes.items()):
             if process.running:
                 continue
-            status = process.wait()
-            said = process.err.all + process.out.since(0, "^error")
-            if role != self.role or status != 1 or not said:
-                raise Wrong(f"{role} ended with status {status} and said: {said[-3:]}")
-            self.ended = True
+            self.check_ended(role, process)
             self.start(role, faulty=False)
+
+    def check_ended(self, role, process):
+        status = process.wait()
+        said = process.err.all + process.out.since(0, "^error")
+        if role != self.role or status != 1 or not said:
+            raise Wrong(f"{role} ended with status {status} and said: {said[-3:]}")
+        self.ended = True
 
     def reasons(self):
         """What was said about failures."""
@@ -135,6 +142,18 @@ class Trial:
             if not any(row.startswith("1 on hook") for row in self.processes[role].ask("status")):
                 self.processes[role].ask("1 on")
 
+    def settle(self):
+        """Both hang up and are idle, also when a process ends meanwhile and starts again."""
+        while True:
+            self.restart_ended()
+            processes = list(self.processes.values())
+            try:
+                self.hang_up()
+                return self.wait_idle()
+            except (Unmet, OSError):
+                if all(process.running for process in processes):
+                    raise
+
     def call(self):
         """True: it was a whole call, with nothing left over."""
         held, processes = self.held(), dict(self.processes)
@@ -149,8 +168,7 @@ class Trial:
         self.restart_ended()
         if processes == self.processes and not self.reasons():
             raise Wrong(f"nobody said why a call did not complete: {self.problem}")
-        self.hang_up()
-        self.wait_idle()
+        self.settle()
         return False
 
     def calls(self):
@@ -187,7 +205,9 @@ class Trial:
     def stop_all(self):
         for role in ("caller", "callee", "application"):
             process = self.processes[role]
-            if process.running and process.terminate() not in ((0, 1) if role == self.role else (0,)):
+            if not process.running:
+                self.check_ended(role, process)
+            elif process.terminate() not in ((0, 1) if role == self.role else (0,)):
                 raise Wrong(f"{role} ended with status {process.child.returncode} when asked to")
         left = [path.name for path in self.system.folder.iterdir() if path.name == "bus"]
         if left:
@@ -196,11 +216,7 @@ class Trial:
     def run(self):
         """What came of it: "unnoticed", "call lost", "started again" or "not reached"."""
         self.start_all()
-        try:
-            self.wait_idle()
-        except (Unmet, OSError):
-            self.restart_ended()
-            self.wait_idle()
+        self.settle()
         lost = self.calls()
         self.stop_all()
         if self.fault and not self.struck():

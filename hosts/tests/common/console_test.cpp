@@ -111,6 +111,23 @@ TEST_F(Console, InputThatCannotBeReadIsSaidAndIsAFailure) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "error: standard input cannot be read: Is a directory\n");
 }
 
+TEST_F(Console, OutputThatCannotBeWrittenIsSaidOnce) {
+    ASSERT_TRUE(start());
+    fflush(stdout);
+    const int output = dup(STDOUT_FILENO);
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(dup2(full, STDOUT_FILENO), STDOUT_FILENO);
+    testing::internal::CaptureStderr();
+    say("first");
+    say("second");
+    fflush(stdout);
+    dup2(output, STDOUT_FILENO);
+    close(output);
+    close(full);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "error: standard output cannot be written: No space left on device\n");
+}
+
 TEST_F(Console, InputThatEndsIsNoFailure) {
     static int ends;
     ends = 0;

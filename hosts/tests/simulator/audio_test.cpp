@@ -37,12 +37,28 @@ class Audio : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         bus_ = kex_create("test_audio");
+        audio_begin(nullptr); // it watches nothing
+        try_without_clock();
         audio_begin(bus_);
         audio_start(&anna_, "anna", 400, note<0>);
         audio_start(&bert_, "bert", 600, note<1>);
         audio_start(&carl_, "carl", 640, note<2>);
     }
     static void TearDownTestSuite() { kex_destroy(bus_); }
+
+    // The clock of all sound is made with the first: when that fails, the next one must make it.
+    static void try_without_clock() {
+        int media[2], control[2];
+        make_udp_pair(media);
+        make_udp_pair(control);
+        const line_media_t one = with_sockets(kAlaw, media[0], control[0]);
+        const int before = open_descriptors();
+        const char *wrong = audio_open(&anna_, 0, &one);
+        without_clock_ = wrong != nullptr ? wrong : "opened";
+        descriptors_left_ = open_descriptors() - before;
+        for (int fd : {media[0], media[1], control[0], control[1]})
+            close(fd);
+    }
 
     template <int who>
     static void note(const audio *, const char *what) {
@@ -82,9 +98,16 @@ protected:
     static inline kex_t *bus_;
     static inline audio anna_, bert_, carl_;
     static inline std::string heard_[3];
+    static inline std::string without_clock_;
+    static inline int descriptors_left_;
 };
 
 } // namespace
+
+TEST_F(Audio, AClockThatCannotBeWatchedLeavesNothingBehind) {
+    EXPECT_EQ(without_clock_, "no clock");
+    EXPECT_EQ(descriptors_left_, 0);
+}
 
 TEST_F(Audio, TwoHearEachOtherAndCountTruly) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
