@@ -8,6 +8,8 @@
 #include "watchdog.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <initializer_list>
 #include <limits.h>
 #include <signal.h>
 #include <stdarg.h>
@@ -107,6 +109,15 @@ void validate_socket_path(const char *name, const char *path) {
         host_usage_error("--%s %s: a path has 1 to %zu characters", name, path, sizeof(sockaddr_un::sun_path) - 1);
 }
 
+// The bus would be given the number of a standard stream that is closed: what is printed would go to a peer, and what a peer sends
+// would be read as commands. Reading what takes its place fails, unless the end of input ends nothing.
+void standard_streams_fill() {
+    const bool may_end = control_path != nullptr || no_stdin;
+    for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", fd == STDIN_FILENO && !may_end ? O_WRONLY : O_RDWR) != fd)
+            exit(kExitFailure); // nobody could be told
+}
+
 } // namespace
 
 void host_validate_option(int code, const char *name, const char *value) {
@@ -175,6 +186,7 @@ void host_fail(const char *format, ...) {
 }
 
 kex_t *host_start(const char *process_name) {
+    standard_streams_fill();
     if (socket_path != nullptr) {
         char uri[sizeof(sockaddr_un::sun_path) + 16];
         snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);

@@ -1,0 +1,74 @@
+# SPDX-License-Identifier: MIT
+"""Something fails in one process during a call: one of each kind of what ./test faults tries, by fixed numbers."""
+
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
+from failing_calls import FailingCall, compile_preload  # noqa: E402
+from processes import default_bin  # noqa: E402
+from shortages import SHORTAGES  # noqa: E402
+
+# The numbers are those of calls of start-up, of registration and of a call; all are reached.
+FAILING = [
+    ("application", "memory", 250),
+    ("callee", "memory", 190),
+    ("caller", "memory", 240),
+    ("application", "send", 5),
+    ("callee", "receive", 12),
+    ("application", "accept", 2),
+    ("application", "bind", 1),
+    ("application", "lock", 1),
+    ("application", "open", 2),
+    ("caller", "dup", 12),
+    ("caller", "epoll", 8),
+    ("callee", "read", 4),
+]
+LASTING = [
+    ("application", "descriptors", 20),
+    ("application", "descriptors", 32),
+    ("caller", "descriptors", 29),
+    ("application", "streams", 7),
+    ("callee", "streams", 3),
+    ("application", "stopped", 2),
+    ("caller", "stopped", 3),
+]
+
+
+@pytest.mark.parametrize("role, kind, number", FAILING)
+def test_one_call_that_fails_spoils_no_more_than_one_call(system, tmp_path, role, kind, number):
+    if "libasan" in subprocess.run(["ldd", default_bin() / "fxs_plugin"], capture_output=True, text=True).stdout:
+        pytest.skip("the address sanitizer replaces the allocator itself")
+    trial = FailingCall(system, compile_preload(tmp_path), role, kind, number)
+    assert trial.run() != "not reached"
+
+
+@pytest.mark.parametrize("role, kind, number", LASTING)
+def test_what_a_process_lacks_is_said(system, role, kind, number):
+    SHORTAGES[kind](system, role, number).run()
+
+
+def full_disk(files):
+    """Words in front of a command that give it a folder in which so few files fit."""
+    return ["unshare", "-m", "sh", "-c", f'mount -t tmpfs -o nr_inodes={files + 1} none "$0" && exec "$@"']
+
+
+@pytest.mark.parametrize("files", [0, 1])
+def test_a_full_disk_at_the_socket_is_said(system, files):
+    if subprocess.run([*full_disk(0), system.folder, "true"], capture_output=True).returncode != 0:
+        pytest.skip("this user cannot mount a small file system")
+    words = [*full_disk(files), system.folder, system.bin / "voice_application", "--socket", system.folder / "bus"]
+    application = system.start("application", "/usr/bin/env", *words)
+    assert application.wait() == 1
+    application.err.expect("^KEX .*cannot listen on .*No space left on device")
+    application.err.expect("^error: cannot listen on ")
+
+
+def test_a_missing_folder_at_the_socket_is_said(system):
+    application = system.start("application", "voice_application", "--socket", system.folder / "none" / "bus")
+    assert application.wait() == 1
+    application.err.expect("^KEX .*its lock file cannot be opened: No such file or directory")
+    application.err.expect("^error: cannot listen on ")
