@@ -3,6 +3,7 @@
  * Preloaded into a program: lets one system call or allocation fail, the n-th of its kind. No other of its calls is changed.
  *
  *   VOICE_FAULT=KIND:N        which one fails, 1 for the first; without it all succeed
+ *   VOICE_FAULT_KILLS=WHEN    the process is killed "before" or "after" it instead; messages go one by one then
  *   VOICE_FAULT_PROGRAM=NAME  only in this program: what starts it is left alone
  *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order of the table below
  */
@@ -10,6 +11,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -59,6 +61,8 @@ static uint32_t *counts = own_counts;
 static int active;
 static int fault_kind = -1;
 static uint32_t fault_number;
+static enum { FAILS, KILLED_BEFORE, KILLED_AFTER } consequence;
+static int last_call; /* the one after which the process is killed has begun */
 
 static void counts_share(const char *path) {
     int (*plain_open)(const char *, int, ...) = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open");
@@ -76,6 +80,7 @@ __attribute__((constructor)) static void begin(void) {
     const char *program = getenv("VOICE_FAULT_PROGRAM");
     const char *fault = getenv("VOICE_FAULT");
     const char *path = getenv("VOICE_FAULT_COUNTS");
+    const char *kills = getenv("VOICE_FAULT_KILLS");
     if (program == NULL || strcmp(program, program_invocation_short_name) != 0)
         return;
     if (path != NULL)
@@ -86,6 +91,8 @@ __attribute__((constructor)) static void begin(void) {
             fault_kind = kind;
     if (colon != NULL)
         fault_number = (uint32_t)strtoul(colon + 1, NULL, 10);
+    if (kills != NULL)
+        consequence = strcmp(kills, "before") == 0 ? KILLED_BEFORE : KILLED_AFTER;
     active = 1;
 }
 
@@ -96,8 +103,16 @@ static int fails(enum kind kind) {
     uint32_t number = ++counts[kind];
     if ((int)kind != fault_kind || number != fault_number)
         return 0;
+    if (consequence == KILLED_BEFORE)
+        kill(getpid(), SIGKILL);
+    last_call = consequence == KILLED_AFTER;
     errno = kinds[kind].error;
-    return 1;
+    return consequence == FAILS;
+}
+
+static void end_after_last_call(void) {
+    if (last_call)
+        kill(getpid(), SIGKILL);
 }
 
 /* Stands before a function of libc: fails in its place, or calls it. */
@@ -106,7 +121,11 @@ static int fails(enum kind kind) {
         static result(*real) parameters;                            \
         if (real == NULL)                                           \
             real = (result(*) parameters)dlsym(RTLD_NEXT, #name);   \
-        return fails(kind) ? (failure) : real arguments;            \
+        if (fails(kind))                                            \
+            return failure;                                         \
+        result answer = real arguments;                             \
+        end_after_last_call();                                      \
+        return answer;                                              \
     }
 
 /* libc's own names of the allocator: dlsym() may allocate itself. */
@@ -138,7 +157,7 @@ FAILING(SEND, ssize_t, -1, sendto,
         (fd, data, size, flags, to, length))
 FAILING(SEND, ssize_t, -1, sendmsg, (int fd, const struct msghdr *message, int flags), (fd, message, flags))
 FAILING(SEND, int, -1, sendmmsg, (int fd, struct mmsghdr *messages, unsigned count, int flags),
-        (fd, messages, count, flags))
+        (fd, messages, consequence == FAILS ? count : 1, flags))
 FAILING(RECEIVE, ssize_t, -1, recv, (int fd, void *data, size_t size, int flags), (fd, data, size, flags))
 FAILING(RECEIVE, ssize_t, -1, recvfrom,
         (int fd, void *data, size_t size, int flags, struct sockaddr *from, socklen_t *length),
@@ -146,7 +165,7 @@ FAILING(RECEIVE, ssize_t, -1, recvfrom,
 FAILING(RECEIVE, ssize_t, -1, recvmsg, (int fd, struct msghdr *message, int flags), (fd, message, flags))
 FAILING(RECEIVE, int, -1, recvmmsg,
         (int fd, struct mmsghdr *messages, unsigned count, int flags, struct timespec *timeout),
-        (fd, messages, count, flags, timeout))
+        (fd, messages, consequence == FAILS ? count : 1, flags, timeout))
 FAILING(ACCEPT, int, -1, accept4, (int fd, struct sockaddr *address, socklen_t *length, int flags),
         (fd, address, length, flags))
 FAILING(CONNECT, int, -1, connect, (int fd, const struct sockaddr *address, socklen_t length), (fd, address, length))

@@ -33,6 +33,7 @@ class Trial:
             "caller": ("fxs_plugin", "--name", "fxs1", "--lines", 1),
             "callee": ("fxs_plugin", "--name", "fxs2", "--lines", 1),
         }
+        self.numbers = ("101", "201")
         self.processes = {}
         self.ended = False
         self.problem = None  # why the last call was none
@@ -89,7 +90,7 @@ class Trial:
         return {words[1]: words[2] for words in map(str.split, rows) if words[:1] == ["line"]}
 
     def wait_idle(self):
-        until("both lines are idle", lambda: self.lines() == {"101": "idle", "201": "idle"}, 15)
+        until("all lines are idle", lambda: self.lines() == dict.fromkeys(self.numbers, "idle"), 15)
 
     def talk(self, limit):
         caller, callee = self.processes["caller"], self.processes["callee"]
@@ -112,8 +113,9 @@ class Trial:
 
     def hang_up(self):
         for role in ("caller", "callee"):
-            if not any(row.startswith("1 on hook") for row in self.processes[role].ask("status")):
-                self.processes[role].ask("1 on")
+            for row in self.processes[role].ask("status"):
+                if " off hook" in row:
+                    self.processes[role].ask(f"{row.split()[0]} on")
 
     def settle(self):
         """Both hang up and are idle, also when a process ends meanwhile and starts again."""

@@ -9,6 +9,7 @@ import pytest
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
+from kills import Kill  # noqa: E402
 from processes import default_bin  # noqa: E402
 from shortages import SHORTAGES  # noqa: E402
 
@@ -36,19 +37,39 @@ LASTING = [
     ("application", "stopped", 2),
     ("caller", "stopped", 3),
 ]
+# In registration, call set-up, media, conference and tear-down.
+KILLS = [
+    ("application", "send", 4, "before"),
+    ("application", "receive", 12, "after"),
+    ("application", "send", 14, "after"),
+    ("application", "send", 30, "before"),
+    ("caller", "send", 3, "after"),
+    ("caller", "receive", 20, "before"),
+    ("callee", "receive", 9, "after"),
+    ("callee", "send", 12, "before"),
+]
+
+
+@pytest.fixture(scope="module")
+def preload(tmp_path_factory):
+    if "libasan" in subprocess.run(["ldd", default_bin() / "fxs_plugin"], capture_output=True, text=True).stdout:
+        pytest.skip("the address sanitizer must be loaded first, and replaces the allocator itself")
+    return compile_preload(tmp_path_factory.mktemp("preload"))
 
 
 @pytest.mark.parametrize("role, kind, number", FAILING)
-def test_one_call_that_fails_spoils_no_more_than_one_call(system, tmp_path, role, kind, number):
-    if "libasan" in subprocess.run(["ldd", default_bin() / "fxs_plugin"], capture_output=True, text=True).stdout:
-        pytest.skip("the address sanitizer replaces the allocator itself")
-    trial = FailingCall(system, compile_preload(tmp_path), role, kind, number)
-    assert trial.run() != "not reached"
+def test_one_call_that_fails_spoils_no_more_than_one_call(system, preload, role, kind, number):
+    assert FailingCall(system, preload, role, kind, number).run() != "not reached"
 
 
 @pytest.mark.parametrize("role, kind, number", LASTING)
 def test_what_a_process_lacks_is_said(system, role, kind, number):
     SHORTAGES[kind](system, role, number).run()
+
+
+@pytest.mark.parametrize("role, kind, number, when", KILLS)
+def test_everything_comes_back_after_a_kill_at_a_message(system, preload, role, kind, number, when):
+    assert Kill(system, preload, role, kind, number, when).run() == "all came back"
 
 
 def full_disk(files):

@@ -1,0 +1,194 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""Kills a process of a voice system before and after each of its messages, and looks whether all comes back.
+
+usage: ./test kills [RUNS] [--role ROLE] [--kind KIND] [--when WHEN] [--number N] [--seed S] [--jobs J]
+
+  RUNS          so many of all points, chosen by chance (default: all)
+  --role ROLE   only this process: application, caller or callee
+  --kind KIND   only at this kind of call: send or receive
+  --when WHEN   only before or after it
+  --number N    only at the N-th of them
+  --seed S      of the choice (1)
+  --jobs J      systems at the same time (2)
+
+In each run an application and two plugins start; 101 calls 201, takes 202 into the call, and all hang up. One of the
+processes is killed (kill -9) at one of its messages and started again. Then this must hold:
+
+  - the other processes live, and all lines are registered and idle once everybody has hung up;
+  - application and plugins agree on the number of each endpoint;
+  - the next call completes, and leaves as many descriptors open as there were before it;
+  - at the end neither the socket is left, nor a lock that is held.
+
+Time between two attempts of a plugin to connect runs forty times as fast. Ends with status 1 when something else was
+seen; each such row shows how to run it again.
+"""
+
+import argparse
+import collections
+import concurrent.futures
+import fcntl
+import random
+import re
+import sys
+import time
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+from failing_calls import FailingCall, compile_preload  # noqa: E402
+from trial import ROLES, SHORT, Wrong  # noqa: E402
+from processes import System, Unmet, default_bin, until  # noqa: E402
+
+KINDS = ("send", "receive")
+WHEN = ("before", "after")
+
+
+class Kill(FailingCall):
+    """A trial in which a process is killed at one of its messages; without a kind it only counts them."""
+
+    def __init__(self, system, preload, role, kind=None, number=0, when="before"):
+        super().__init__(system, preload, role, kind, number)
+        self.environment["VOICE_FAULT_KILLS"] = when
+        self.words["callee"] = ("fxs_plugin", "--name", "fxs2", "--lines", 2)
+        self.numbers = ("101", "201", "202")
+
+    def is_dead(self):
+        return self.role in self.processes and not self.processes[self.role].running
+
+    def start(self, role, faulty):
+        process = self.spawn(role, faulty)
+        ready = "^ready " if role == "application" else "^ready .*lines=[1-9]"
+        until(f"{role} is ready", lambda: process.out.since(0, ready) or self.is_dead())
+
+    def check_ended(self, role, process):
+        if role != self.role or process.wait() != -9:
+            raise Wrong(f"{role} ended with status {process.wait()}")
+        self.ended = True
+
+    def step(self, role, command, *hears):
+        """Somebody does something, and somebody hears it, unless the one that is killed is dead by now."""
+        if self.is_dead():
+            return
+        marks = {who: self.processes[who].out.mark() for who in ROLES}
+        self.processes[role].ask(command)
+        for who, what in hears:
+            end = time.monotonic() + SHORT
+            while not self.processes[who].out.since(marks[who], what) and not self.is_dead():
+                if time.monotonic() > end:
+                    raise Unmet(f"after '{command}' {who} never said /{what}/")
+                time.sleep(0.005)
+
+    def meet(self):
+        """Call set-up, media, conference, and its end."""
+        self.step("caller", "1 off", ("caller", "^1 hears dial-tone$"))
+        self.step("caller", "1 dial 201", ("caller", "^1 hears ring-back$"), ("callee", "^1 rings "))
+        self.step("callee", "1 off", ("caller", "^1 hears .*Hz$"), ("callee", "^1 hears .*Hz$"))
+        self.step("caller", "1 flash", ("caller", "^1 hears dial-tone$"))
+        self.step("caller", "1 dial 202", ("callee", "^2 rings "))
+        self.step("callee", "2 off", ("application", "->202 answered"))
+        self.step("caller", "1 flash", ("application", "^conference "), ("callee", "^2 hears .*Hz$"))
+        for role, command in (("caller", "1 on"), ("callee", "1 on"), ("callee", "2 on")):
+            self.step(role, command)
+
+    def compare_tables(self):
+        found = {}
+        for row in self.processes["application"].ask("status"):
+            match = re.match(r"line \S+ \S+ endpoint=(\d+) (\S+) ", row)
+            if match:
+                found[match[2]] = match[1]
+        for role, name in (("caller", "fxs1"), ("callee", "fxs2")):
+            own = {}
+            for row in self.processes[role].out.since(0, r"registered FXS\d"):
+                endpoint, number = re.search(r"registered (\S+) endpoint=(\d+)", row).groups()
+                own[f"{name}.{endpoint}"] = number
+            theirs = {key: value for key, value in found.items() if key.startswith(name)}
+            if own != theirs:
+                raise Wrong(f"{role} has the endpoints {own}, the application {theirs}")
+
+    def check_lock(self):
+        lock = Path(f"{self.system.socket}.lock")
+        with open(lock, "r+") as file:
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+
+    def run(self):
+        self.start_all()
+        try:
+            if not self.is_dead():
+                self.wait_idle()
+            self.meet()
+        except (Unmet, OSError):
+            if not self.is_dead():
+                raise
+        self.settle()
+        if not self.kind:
+            counts = self.read_counts()
+            self.stop_all()
+            return counts
+        reached = self.ended
+        self.compare_tables()
+        if not self.call():
+            raise Wrong(f"the next call did not complete: {self.problem}")
+        self.stop_all()
+        self.check_lock()
+        return "all came back" if reached else "at its own end" if self.ended else "not reached"
+
+
+def trial(preload, *point):
+    """Outcome, and what all said when it went wrong."""
+    with System() as system:
+        try:
+            return Kill(system, preload, *point).run(), ""
+        except (Wrong, Unmet, OSError) as problem:
+            return f"WRONG: {problem}", system.report()
+
+
+def plan(arguments, preload):
+    """All points: process, kind of call, number and when."""
+    found = []
+    for role in ROLES:
+        if arguments.role in (None, role):
+            counts, said = trial(preload, role)
+            if said:
+                raise SystemExit(f"without any kill: {counts}\n{said}")
+            found += [(role, kind, n, when) for kind in KINDS for n in range(1, counts[kind] + 1) for when in WHEN]
+    for place, wanted in ((1, arguments.kind), (2, arguments.number), (3, arguments.when)):
+        found = [point for point in found if wanted in (None, point[place])]
+    if arguments.runs and arguments.runs < len(found):
+        found = random.Random(arguments.seed).sample(found, arguments.runs)
+    return found
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="./test kills", add_help=False)
+    parser.add_argument("-h", "--help", action="store_true")
+    parser.add_argument("runs", type=int, nargs="?")
+    parser.add_argument("--role", choices=ROLES)
+    parser.add_argument("--kind", choices=KINDS)
+    parser.add_argument("--when", choices=WHEN)
+    for name, default in [("number", None), ("seed", 1), ("jobs", 2)]:
+        parser.add_argument(f"--{name}", type=int, default=default)
+    arguments = parser.parse_args()
+    if arguments.help:
+        print(__doc__.partition("\n\n")[2])
+        return 0
+    preload = compile_preload(default_bin().parent / "faults")
+    begin, wrong, results = time.monotonic(), 0, collections.Counter()
+    with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
+        points = plan(arguments, preload)
+        print(f"{len(points)} kills", flush=True)
+        futures = {pool.submit(trial, preload, *point): point for point in points}
+        for future in concurrent.futures.as_completed(futures):
+            (role, kind, number, when), (outcome, said) = futures[future], future.result()
+            results[role, kind, when, outcome.partition(":")[0]] += 1
+            if said:
+                wrong += 1
+                words = f"--role {role} --kind {kind} --when {when} --number {number}"
+                print(f"{outcome}\n    ./test kills {words}\n{said}", flush=True)
+    for (role, kind, when, outcome), count in sorted(results.items()):
+        print(f"{role:13}{when:8}{kind:9}{outcome:16}{count:5}")
+    print(f"{len(points)} kills, {wrong} wrong, seed {arguments.seed}, {time.monotonic() - begin:.0f} s")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
