@@ -237,6 +237,26 @@ TEST_F(ChannelSignal, BrokenRecordsNeverReachTheCallback) {
     }
 }
 
+TEST_F(ChannelSignal, EveryFailureOnTheWayEndsAsPromised) {
+    for (unsigned n = 1;; ++n) {
+        ASSERT_LT(n, 20u);
+        again();
+        Call call;
+        call.on(channel()).with("signal", Value::bytes(signal_bytes(5, "")));
+        bus().fail_call(n);
+        const int status = call.run(__DSP_CHANNEL_signal);
+        const std::string failed = bus().failed();
+        const bool missing = failed.compare(0, 12, "argument_get") == 0;
+        EXPECT_EQ(status, missing ? 2 : 0) << failed;
+        EXPECT_EQ(bus().complaints().size(), missing ? 1u : 0u) << failed;
+        EXPECT_EQ(call.errors().size(), missing ? 1u : 0u) << failed;
+        expect_settled(text("call %u (%s) fails", n, failed.c_str()));
+        if (failed.empty())
+            break;
+        EXPECT_TRUE(missing || failed == "variant_setBool") << failed;
+    }
+}
+
 TEST_F(ChannelSignal, AnUnsetCallbackIsToldBeforeTheRecordIsMeasured) {
     libvoice_dsp_registered_callbacks.dsp_plugin_signal = nullptr;
     Call call;
@@ -513,6 +533,26 @@ TEST_F(ChannelDestroy, TheLineReachesTheCallback) {
     EXPECT_EQ(call.attributes(0).on(channel()).with("ep_line_id", Value::u32(9)).run(__DSP_CHANNEL_destroy), 0);
     expect_end({enter(function_), plain("UInt32", "ep_line_id", Value::u32(9)), "dsp_plugin_destroy(ch3, 9)"}, kTrue,
                function_);
+}
+
+TEST_F(ChannelDestroy, EveryFailureOnTheWayEndsAsPromised) {
+    for (unsigned n = 1;; ++n) {
+        ASSERT_LT(n, 20u);
+        again();
+        Call call;
+        call.on(channel()).with("ep_line_id", Value::u32(9));
+        bus().fail_call(n);
+        const int status = call.run(__DSP_CHANNEL_destroy);
+        const std::string failed = bus().failed();
+        const bool missing = failed.compare(0, 12, "argument_get") == 0;
+        EXPECT_EQ(status, missing ? 2 : 0) << failed;
+        EXPECT_EQ(bus().complaints().size(), missing ? 1u : 0u) << failed;
+        EXPECT_EQ(call.errors().size(), missing ? 1u : 0u) << failed;
+        expect_settled(text("call %u (%s) fails", n, failed.c_str()));
+        if (failed.empty())
+            break;
+        EXPECT_TRUE(missing || failed == "variant_setBool") << failed;
+    }
 }
 
 TEST_F(ChannelDestroy, AMissingLineNamesTheDescriptors) {

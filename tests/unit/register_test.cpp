@@ -145,6 +145,14 @@ TEST_F(Cycle, StartingMakesATimerForTheNextTurn) {
     EXPECT_EQ(bus().timers_armed(), 1u);
 }
 
+TEST_F(Cycle, WithoutATimerNothingIsAttempted) {
+    bus().fail("kex_timer_create");
+    libvoice_register_datamodel_cb();
+    bus().advance(60000);
+    EXPECT_EQ(libvoice_get_kex_peer_handler(), nullptr);
+    EXPECT_EQ(bus().timers_armed(), 0u);
+}
+
 TEST_F(Cycle, OneAttemptConnectsRegistersAndEnds) {
     start();
     bus().advance(0);
