@@ -7,10 +7,12 @@ from pathlib import Path
 
 import pytest
 
+from dialling import talk
+
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
 from kills import Kill  # noqa: E402
-from processes import default_bin  # noqa: E402
+from processes import default_bin, until  # noqa: E402
 from shortages import SHORTAGES  # noqa: E402
 
 # The numbers are those of calls of start-up, of registration and of a call; all are reached.
@@ -72,6 +74,24 @@ def test_everything_comes_back_after_a_kill_at_a_message(system, preload, role, 
     assert Kill(system, preload, role, kind, number, when).run() == "all came back"
 
 
+def test_a_plugin_that_stands_still_with_full_buffers_holds_nobody_up(system):
+    commands = 6000
+    application = system.start_application()
+    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    second.freeze()
+    mark = application.out.mark()
+    for _ in range(commands):  # one and a half times what the bus and the kernel keep for it
+        application.tell(f"set 201 zil_ep_dispname {'x' * 200}")
+    until("all are answered", lambda: len(application.out.since(mark, "^(ok|error: .*)$")) == commands)
+    assert application.out.since(mark, "^ok$") and application.out.since(mark, "^error: not sent$")
+    application.err.expect("^KEX .*request 'set' of 'fxs2.EndPoint.FXS1' .* not queued: the queue is full$")
+    first.ask("1 off")
+    first.expect("^1 hears dial-tone$")
+    first.ask("1 on")
+    second.thaw()
+    talk(first, "201", second)
+
+
 def full_disk(files):
     """Words in front of a command that give it a folder in which so few files fit."""
     return ["unshare", "-m", "sh", "-c", f'mount -t tmpfs -o nr_inodes={files + 1} none "$0" && exec "$@"']
@@ -85,11 +105,11 @@ def test_a_full_disk_at_the_socket_is_said(system, files):
     application = system.start("application", "/usr/bin/env", *words)
     assert application.wait() == 1
     application.err.expect("^KEX .*cannot listen on .*No space left on device")
-    application.err.expect("^error: cannot listen on ")
+    application.err.expect("^error: .*cannot listen at the path ")
 
 
 def test_a_missing_folder_at_the_socket_is_said(system):
     application = system.start("application", "voice_application", "--socket", system.folder / "none" / "bus")
     assert application.wait() == 1
     application.err.expect("^KEX .*its lock file cannot be opened: No such file or directory")
-    application.err.expect("^error: cannot listen on ")
+    application.err.expect("^error: .*cannot listen at the path ")
