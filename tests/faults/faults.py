@@ -65,7 +65,8 @@ def plan(arguments, preload):
             outcome, counts = trial(preload, role)
             if outcome != "unnoticed":
                 raise SystemExit(f"without any fault: {outcome}\n{counts}")
-            found += [(role, kind, number) for kind in KINDS for number in range(1, counts[kind] + 1)]
+            for kind in KINDS:
+                found += [(role, kind, n) for n in range(1, max(counts[kind], arguments.number or 0) + 1)]
         found += [(role, kind, number) for kind, shortage in SHORTAGES.items() for number in shortage.numbers]
     if arguments.kind:
         found = [fault for fault in found if fault[1] == arguments.kind]
