@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A process that sends calls without end on all the connections it may have: busy_peer.py SOCKET."""
+"""A process that sends calls without end on all the connections it may have: busy_peer.py SOCKET stays|visits."""
 
 import select
 import sys
@@ -7,11 +7,12 @@ import sys
 from wire import RawPeer, call
 
 PER_PROCESS = 8  # connections that one process may have
+CALLS_OF_A_VISIT = 64
+LIST, _ = call(1, "kex", "list", [], one_way=True)
 
 
 def send_all_the_time(path):
     """What a busy process does: calls without end on all its connections."""
-    packet, _ = call(1, "kex", "list", [], one_way=True)
     peers = [RawPeer.connect(path, "busy") for _ in range(PER_PROCESS)]
     for peer in peers:
         peer.socket.setblocking(False)
@@ -20,10 +21,23 @@ def send_all_the_time(path):
         for ready in select.select([], [peer.socket for peer in peers], [])[1]:
             try:
                 for _ in range(64):
-                    ready.send(packet)
+                    ready.send(LIST)
             except BlockingIOError:
                 pass
 
 
+def come_and_go(path):
+    """The same by connections that end as soon as their calls are sent; each keeps its place until they have run."""
+    print("busy", flush=True)
+    while True:
+        visitor = RawPeer.connect(path, "visitor")
+        try:
+            for _ in range(CALLS_OF_A_VISIT):
+                visitor.send(LIST)
+        except (BrokenPipeError, ConnectionResetError):
+            pass  # refused: too many of this process are not finished
+        visitor.close()
+
+
 if __name__ == "__main__":
-    send_all_the_time(sys.argv[1])
+    {"stays": send_all_the_time, "visits": come_and_go}[sys.argv[2]](sys.argv[1])
