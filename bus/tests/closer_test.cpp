@@ -218,6 +218,43 @@ TEST_F(Closer, PacketBehindAnEmptyOneIsFound) {
     EXPECT_TRUE(raw.is_closed());
 }
 
+TEST_F(Closer, WhoeverWasNotTakenInYetHoldsNobodyUpWhenTheBusEnds) {
+    RawPeer silent(socket);
+    RawPeer raw(socket);
+    Lingering one;
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {one.fd}));
+    raw.close();
+    one.forget();
+    auto begin = std::chrono::steady_clock::now();
+    kex_destroy(bus);
+    bus = nullptr;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
+    EXPECT_TRUE(silent.is_closed());
+}
+
+TEST_F(Closer, DescriptorThatIsSentOnHoldsNobodyUpWhenItCannotLeave) {
+    RawPeer raw(socket);
+    static peer_t *peer;
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        peer = fcall_peer(call);
+        fcall_destroy(call);
+        return 0;
+    };
+    greet(raw);
+    ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
+    turn_until_idle({bus});
+    Lingering one;
+    raw.close();
+    request_t *r = request_create_executeFunction("Theirs", "take", 0);
+    variant_t value = descriptor(one.fd);
+    ASSERT_TRUE(request_addParameter(r, "fd", &value));
+    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    request_destroy(r);
+    one.forget();
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_EQ(bus::closings_pending(), 1u) << "else nothing is tested";
+}
+
 TEST_F(Closer, StrangersPacketHoldsNobodyUp) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";

@@ -11,7 +11,6 @@
 #include <errno.h>
 #include <poll.h>
 #include <string.h>
-#include <unistd.h>
 
 using namespace bus;
 
@@ -129,7 +128,7 @@ peer_t *peer_connect(Calls *calls, const char *uri) {
         return nullptr;
     Peer *peer = peer_create(calls);
     if (peer == nullptr) {
-        close(fd);
+        connected_socket_close(fd);
         return nullptr;
     }
     peer->connection = connection_begin(calls->transport, fd, Role::client);

@@ -71,7 +71,7 @@ bool path_clear(const sockaddr_un *address) {
     int fd = socket_connect(address);
     if (fd >= 0 || errno == EAGAIN || errno == EPROTOTYPE) {
         if (fd >= 0)
-            close(fd);
+            connected_socket_close(fd);
         listen_failed(address->sun_path, "another process listens there already");
         return false;
     }
@@ -182,6 +182,17 @@ void listener_pause(Listener *listener) {
     transport->accept_at = clock_now(transport->loop->clock) + kHoldBack;
 }
 
+// Whoever waits to be taken in may have sent something already, which the last close of the listener would close here. Spare
+// descriptors make room for them; an inherited socket's queue waits for the next one that inherits it.
+void listener_drain(Listener *listener) {
+    SpareDescriptors &spare = listener->transport->spare;
+    shutdown(listener->fd, SHUT_RDWR); // nobody else connects
+    spare_release(spare);
+    for (int fd = socket_accept(listener); fd >= 0; fd = socket_accept(listener))
+        connected_socket_close(fd);
+    spare_fill(spare);
+}
+
 void listener_accept(Listener *listener) {
     if (closings_pending() >= kMaxClosings) {
         listener_pause(listener);
@@ -234,8 +245,10 @@ void listener_close(Listener *listener) {
     Transport *transport = listener->transport;
     source_remove(transport->loop, listener);
     // Removed while the lock is still held: it cannot be a successor's.
-    if (listener->path[0] != '\0')
+    if (listener->path[0] != '\0') {
         unlink(listener->path);
+        listener_drain(listener);
+    }
     close(listener->fd);
     if (listener->lock_fd >= 0)
         close(listener->lock_fd);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Implements output.h.
 #include "transport/output.h"
+#include "base/closer.h"
 #include "base/faults.h"
 #include "base/footprint.h"
 
 #include <string.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace bus {
 
@@ -128,7 +128,7 @@ OutPacket *output_take(Connection *connection) {
 
 void output_free(OutPacket *packet) {
     for (uint32_t i = 0; i < packet->fd_count; i++)
-        close(packet->fds[i]);
+        foreign_descriptor_close(packet->fds[i]); // a host may pass on what came to it
     shared_packet_release(packet->shared);
     free(packet);
 }

@@ -3,7 +3,6 @@
 #include "value/message.h"
 #include "base/closer.h"
 
-#include <unistd.h>
 
 namespace bus::wire {
 
@@ -99,7 +98,7 @@ Writer packet_begin(uint8_t *memory, uint32_t limit) {
 
 void packet_discard(Writer &writer) {
     for (uint32_t i = 0; i < writer.fd_count; i++)
-        close(writer.fds[i]);
+        foreign_descriptor_close(writer.fds[i]);
     writer.fd_count = 0;
 }
 
