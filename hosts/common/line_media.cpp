@@ -113,11 +113,12 @@ int line_plugin_call_begins(kex_t *, void *) {
     return 1;
 }
 
-// With addresses in place of descriptors the library opens the sockets, before it asks us.
+// With addresses in place of descriptors the library opens the sockets, before it asks us. With descriptors a call that it
+// rejects before that is wrong in itself, and its caller has the reply.
 void line_plugin_call_failed(const kex_failed_call_t *call, void *) {
     uint32_t appearance;
     line_t *line = line_of_path(call->path);
-    if (media_was_asked || line == nullptr || !is_text(call->function, "create") ||
+    if (media_was_asked || !libvoice_get_convert_media() || line == nullptr || !is_text(call->function, "create") ||
         !kex_currentUInt32(call->bus, "ep_line_id", &appearance))
         return;
     media_reject(line, appearance, VOICE_CAUSE_FAILURE_TEMPORARY, "no media sockets");

@@ -185,17 +185,34 @@ TEST_F(LineMedia, StreamsThatCannotBeAreClosedAndReported) {
     EXPECT_EQ(news().back(), std::string("says: ") + kLost + "media record of another version");
 }
 
-// With addresses in place of descriptors the library opens the sockets, and asks nobody when it cannot.
-TEST_F(LineMedia, SocketsThatTheLibraryCannotOpenAreReportedOnce) {
-    libvoice_registered_callbacks = callbacks_;
-    kex_onCall(fake::bus().handle(), line_plugin_call_begins, nullptr);
-    kex_onFailed(fake::bus().handle(), line_plugin_call_failed, nullptr);
-    const auto create = [](const char *path, const std::string &info) {
+// "create" as the bus runs it, with what the line plugin looks at around it.
+class LineMediaOfCalls : public LineMedia {
+protected:
+    LineMediaOfCalls() {
+        libvoice_registered_callbacks = callbacks_;
+        kex_onCall(fake::bus().handle(), line_plugin_call_begins, nullptr);
+        kex_onFailed(fake::bus().handle(), line_plugin_call_failed, nullptr);
+    }
+    ~LineMediaOfCalls() override {
+        kex_onCall(fake::bus().handle(), nullptr, nullptr);
+        kex_onFailed(fake::bus().handle(), nullptr, nullptr);
+        libvoice_registered_callbacks = {};
+        libvoice_set_convert_media(0);
+    }
+
+    // Without information: the argument is missing.
+    static int create(const char *path, const std::string &info, const std::vector<int> &descriptors = {-1, -1, -1}) {
         fake::Call call;
-        call.on(fake::bus().object(path)).named("create").with("cnx_info", fake::Value::bytes(info));
-        call.with("ep_line_id", fake::Value::u32(1)).with("filedesc", fake::Value::fds({-1, -1, -1}));
-        return call.run(__EndPoint_create);
-    };
+        call.on(fake::bus().object(path)).named("create").with("ep_line_id", fake::Value::u32(1));
+        if (!info.empty())
+            call.with("cnx_info", fake::Value::bytes(info));
+        return call.with("filedesc", fake::Value::fds(descriptors)).run(__EndPoint_create);
+    }
+};
+
+// With addresses in place of descriptors the library opens the sockets, and asks nobody when it cannot.
+TEST_F(LineMediaOfCalls, SocketsThatTheLibraryCannotOpenAreReportedOnce) {
+    libvoice_set_convert_media(1);
     const std::string by_address(LIBVOICE_CNX_INFO_SOCKET_BYTES, '\xFF'); // of no family
     EXPECT_EQ(create("stub.EndPoint.L1", by_address), KEX_FUNCTION_FAILED);
     EXPECT_EQ(news(), (Texts{std::string("says: ") + kLost + "no media sockets"}));
@@ -211,9 +228,14 @@ TEST_F(LineMedia, SocketsThatTheLibraryCannotOpenAreReportedOnce) {
     EXPECT_EQ(news().size(), 1u);
     EXPECT_EQ(create("stub.EndPoint.L9", by_address), KEX_FUNCTION_FAILED) << "none of ours";
     EXPECT_EQ(news(), Texts());
-    kex_onCall(fake::bus().handle(), nullptr, nullptr);
-    kex_onFailed(fake::bus().handle(), nullptr, nullptr);
-    libvoice_registered_callbacks = {};
+}
+
+// Then the library opens none, and what the call lacks is its sender's fault: other ports would not help.
+TEST_F(LineMediaOfCalls, WithDescriptorsACallThatTheLibraryRejectsIsNoMatterOfSockets) {
+    EXPECT_EQ(create("stub.EndPoint.L1", ""), KEX_FUNCTION_FAILED);
+    EXPECT_EQ(create("stub.EndPoint.L1", std::string(LIBVOICE_CNX_INFO_BYTES, '\0'), {}), KEX_FUNCTION_FAILED);
+    EXPECT_EQ(news(), Texts());
+    EXPECT_EQ(events(), Texts());
 }
 
 TEST_F(LineMedia, SixteenContextsAndEachOnce) {
