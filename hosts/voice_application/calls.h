@@ -17,8 +17,9 @@ constexpr uint32_t kCalls = 16;
 struct party {
     line *who;
     uint32_t appearance;
-    uint16_t port;   // of its media socket; 0: no media
-    uint32_t stream; // in its line's conference; 0: plain media
+    uint16_t port;           // of its media socket; 0: no media
+    uint32_t stream;         // in its line's conference; 0: plain media
+    uint32_t media_failures; // how often it could not open its sockets since media was wanted
 };
 
 enum call_state { CALL_RINGING, CALL_TALKING, CALL_HELD };
@@ -33,7 +34,6 @@ struct call {
     char from_number[kNumberBytes]; // what the callee's display shows
     char from_name[kDisplayNameBytes];
     char to_text[kNumberBytes]; // as dialled
-    uint32_t media_tries;       // how often other ports were tried since media was wanted
     bool used;
     bool displayed; // the caller, to the callee
 };

@@ -172,14 +172,15 @@ const char *media_choose_codec(const line *from, const line *to, voice_codec_t *
 }
 
 const char *media_start(call *it) {
-    it->media_tries = 1;
+    it->from.media_failures = it->to.media_failures = 0;
     return media_open(it);
 }
 
-bool media_try_other_ports(call *it) {
-    if (!libvoice_get_convert_media() || it->from.port == 0 || it->media_tries == kAttempts)
+// Each party's failures count for themselves: when both fail, the second one's report arrives after the next attempt has been
+// made, which it ends too. Nothing tells it from a failure of that attempt, since "create" has no answer.
+bool media_try_other_ports(call *it, party *failed) {
+    if (!libvoice_get_convert_media() || it->from.port == 0 || ++failed->media_failures == kAttempts)
         return false;
-    it->media_tries++;
     media_stop(it);
     return media_open(it) == nullptr;
 }

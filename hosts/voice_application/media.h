@@ -15,9 +15,10 @@ bool media_offers(const line *who, uint32_t codec, voice_codec_t *record);
 
 /** Opens the sockets and tells both parties to send and receive. @return null, or why it cannot be done. */
 const char *media_start(call *it);
-/** A plugin could not open its sockets at the ports that it was told, as with convert-media on: sets the media up at others.
- *  @return no: not in this form of media, tried too often, or no ports are left. */
-bool media_try_other_ports(call *it);
+/** The plugin of a party could not open its sockets at the ports that it was told, as with convert-media on: sets the media up
+ *  at others.
+ *  @return no: not in this form of media, the fourth failure of this party, or no ports are left. */
+bool media_try_other_ports(call *it, party *failed);
 /** Tears down the media of both parties. Statistics arrive as events afterwards. */
 void media_stop(call *it);
 /** Tells both parties the call's codec and a mode: "modify", or, with convert-media on, destroy and create. */

@@ -264,12 +264,12 @@ TEST_F(Media, PortsThatAPluginCannotOpenAreLeftForOthers) {
     app().sent();
     app().said();
     const call *made = line_of_endpoint(from)->calls[0];
-    for (int tries = 2; tries <= 4; tries++) {
+    for (int tries = 1; tries <= 6; tries++) { // two parties, three times each
         const uint16_t before[] = {made->from.port, made->to.port};
-        app().event(tries % 2 == 0 ? from : to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+        app().event(tries % 2 != 0 ? from : to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
         EXPECT_EQ(app().sent(), "T1: destroy, create | T2: destroy, create");
         EXPECT_LINES(app().said(), std::string("call N 101->102 tries other media ports: ") +
-                                       (tries % 2 == 0 ? "101" : "102") + ": no media sockets (cause 3)");
+                                       (tries % 2 != 0 ? "101" : "102") + ": no media sockets (cause 3)");
         for (uint16_t port : before) {
             EXPECT_NE(made->from.port, port);
             EXPECT_NE(made->to.port, port);
@@ -278,6 +278,22 @@ TEST_F(Media, PortsThatAPluginCannotOpenAreLeftForOthers) {
     app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
     EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 3)"));
     EXPECT_EQ(app().state(from), "busy");
+}
+
+// It reports what it failed at before it learned of the hold.
+TEST_F(Media, FailureThatArrivesAfterHoldLeavesTheCallHeld) {
+    libvoice_set_convert_media(1);
+    const int32_t from = telephone("T1"), to = telephone("T2");
+    talk(from, to);
+    app().event(from, LIBVOICE_EVENT_al_fl);
+    app().sent();
+    app().said();
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+    EXPECT_EQ(app().sent(), "");
+    EXPECT_LINES(app().said());
+    EXPECT_EQ(app().state(to), "held");
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_UNSUPPORTED));
+    EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 6)"));
 }
 
 TEST_F(Media, OtherFailuresEndTheCallAtOnce) {
