@@ -13,6 +13,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -84,6 +85,22 @@ private:
     int reader_;
 };
 
+// While it lives, the process may have no more descriptors than these.
+class SmallTable {
+public:
+    explicit SmallTable(rlim_t size) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit low = {size, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &low);
+    }
+    ~SmallTable() { setrlimit(RLIMIT_NOFILE, &before_); }
+    SmallTable(const SmallTable &) = delete;
+    SmallTable &operator=(const SmallTable &) = delete;
+
+private:
+    rlimit before_;
+};
+
 class Closer : public DescriptorTest {
 protected:
     Closer() {
@@ -118,6 +135,14 @@ protected:
             kex_dispatch(bus);
         }
         return turns;
+    }
+    // The bus looks at the table now and then; afterwards it has seen it that small.
+    void show_table(RawPeer &raw, rlim_t size) {
+        SmallTable table(size);
+        for (int looks = 0; looks < 41; looks++) {
+            raw.send(Packet(kWaiting, 1));
+            kex_dispatch(bus);
+        }
     }
     // Said hello, and read ours.
     void greet(RawPeer &raw) {
@@ -313,6 +338,53 @@ int lingering_pair(Lingering &one) {
     EXPECT_TRUE(sender.send("x", {one.fd}));
     one.forget();
     return pair[1];
+}
+
+// What finds no place in a full table is closed by the kernel, in whoever reads.
+TEST_F(Closer, DescriptorsThatDoNotFitAreClosedWithoutWaiting) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    const size_t size = open_descriptors() + 20;
+    show_table(raw, size);
+    Lingering one;
+    std::vector<int> fds(64, STDIN_FILENO);
+    fds.back() = one.fd;
+    ASSERT_TRUE(raw.send("?", fds));
+    one.forget();
+    std::chrono::steady_clock::duration took;
+    {
+        SmallTable table(size);
+        took = time_of_settling();
+    }
+    // Checked only now: the sanitizers' own checks need descriptors too.
+    EXPECT_LT(took, kNoWait);
+    EXPECT_EQ(raw.refusal(), "descriptors were lost: this process has no more");
+}
+
+TEST_F(Closer, BatchDoesNotBringMoreDescriptorsThanFit) {
+    constexpr size_t kMost = 253; // that the kernel takes in one packet
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    Lingering one;
+    show_table(raw, 1000);
+    // With the hello an even number has been read singly: the next ones come in batches of 1, 2, 4, 8 and 8.
+    for (int i = 0; i < 23; i++)
+        ASSERT_TRUE(raw.send(Packet(kWaiting, 1)));
+    std::vector<int> fds(kMost, STDIN_FILENO);
+    for (int i = 0; i < 7; i++)
+        ASSERT_TRUE(raw.send("?", fds));
+    fds.back() = one.fd;
+    ASSERT_TRUE(raw.send("?", fds));
+    one.forget();
+    std::chrono::steady_clock::duration took;
+    {
+        SmallTable table(1000);
+        took = time_of_settling();
+    }
+    EXPECT_LT(took, kNoWait);
+    EXPECT_EQ(raw.refusal(), "the packet is cut off");
 }
 
 // Calls hold more than the limit lets in; their descriptors come back when the calls have run.

@@ -29,9 +29,8 @@ namespace {
 // For all that the calls of all peers can hold when they give it back at once. What is never used of it takes no memory.
 constexpr uint32_t kRing = 64 * 1024;
 static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
-constexpr uint32_t kKernelDescriptors = 253; // the most that the kernel passes in one packet
-constexpr size_t kStack = 256 * 1024;        // of a thread; only what is used of it takes memory
-constexpr unsigned kMemoryDevices = 1;       // /dev/null and its relatives
+constexpr size_t kStack = 256 * 1024;  // of a thread; only what is used of it takes memory
+constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
 
 struct Job {
     int fd;

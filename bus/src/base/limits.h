@@ -9,22 +9,24 @@
 
 namespace bus {
 
-constexpr uint32_t kMaxPacket = 128 * 1024;         // one message; less where the kernel's socket buffer is smaller
-constexpr uint32_t kMaxByteArray = 96 * 1024;       // one byte-array value
-constexpr uint32_t kMaxArguments = 64;              // named values of a call
-constexpr uint32_t kMaxErrors = 64;                 // error items of a reply
-constexpr uint32_t kMaxDescriptors = 64;            // descriptors of one message
-constexpr uint32_t kMaxValues = 4096;               // values of one message, those inside lists included
-constexpr uint32_t kMaxNesting = 4;                 // lists inside lists
-constexpr uint32_t kMaxPath = 255;                  // bytes of an object's path
-constexpr uint32_t kMaxProcessName = 63;            // bytes kept of a process name
-constexpr uint32_t kMaxPeers = 64;                  // connections of one bus, taps included
-constexpr uint32_t kMaxPeersOfProcess = 8;          // of them, from one process
-constexpr uint32_t kMaxForeignPeers = 32;           // of them, from users other than the own one and root, all together
-constexpr uint32_t kMaxReservations = 8;            // users for whom a host may keep places
-constexpr uint32_t kMaxTaps = 8;                    // of the connections
-constexpr uint32_t kMaxTapsOfProcess = 2;           // of one process
-constexpr uint32_t kMaxTapsOfOthers = 6;            // of processes that are neither root's nor of the own user
+constexpr uint32_t kMaxPacket = 128 * 1024;   // one message; less where the kernel's socket buffer is smaller
+constexpr uint32_t kMaxByteArray = 96 * 1024; // one byte-array value
+constexpr uint32_t kMaxArguments = 64;        // named values of a call
+constexpr uint32_t kMaxErrors = 64;           // error items of a reply
+constexpr uint32_t kMaxDescriptors = 64;      // descriptors of one message
+constexpr uint32_t kKernelDescriptors =
+    253;                                   // that the kernel passes in one packet: room for all, so that all are closed
+constexpr uint32_t kMaxValues = 4096;      // values of one message, those inside lists included
+constexpr uint32_t kMaxNesting = 4;        // lists inside lists
+constexpr uint32_t kMaxPath = 255;         // bytes of an object's path
+constexpr uint32_t kMaxProcessName = 63;   // bytes kept of a process name
+constexpr uint32_t kMaxPeers = 64;         // connections of one bus, taps included
+constexpr uint32_t kMaxPeersOfProcess = 8; // of them, from one process
+constexpr uint32_t kMaxForeignPeers = 32;  // of them, from users other than the own one and root, all together
+constexpr uint32_t kMaxReservations = 8;   // users for whom a host may keep places
+constexpr uint32_t kMaxTaps = 8;           // of the connections
+constexpr uint32_t kMaxTapsOfProcess = 2;  // of one process
+constexpr uint32_t kMaxTapsOfOthers = 6;   // of processes that are neither root's nor of the own user
 constexpr uint32_t kMaxQueuedBytes = 1024 * 1024;   // of the heap, to one peer; then kex_sendRequest says no
 constexpr uint32_t kMaxQueuedDescriptors = 96;      // to one peer, likewise
 constexpr uint32_t kMaxPendingRequests = 4096;      // to one peer, without an answer; beyond it it says no, too

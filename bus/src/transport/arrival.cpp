@@ -26,16 +26,33 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
     }
 }
 
+int message_receive(int fd, mmsghdr *message, int flags) {
+    const ssize_t size = recvmsg(fd, &message->msg_hdr, MSG_DONTWAIT | MSG_CMSG_CLOEXEC | flags);
+    message->msg_len = size < 0 ? 0 : static_cast<unsigned>(size);
+    return size < 0 ? -1 : 1;
+}
+
+// What a look hands over are copies: as long as the packet is there, none of them is the last. Once all are ours, those of the
+// packet are not.
+int message_receive_unsure(int fd, mmsghdr *message) {
+    const int count = message_receive(fd, message, MSG_PEEK);
+    if (count < 0 || (message->msg_hdr.msg_flags & MSG_CTRUNC) != 0)
+        return count;
+    msghdr nothing = {};
+    const ssize_t rest = recvmsg(fd, &nothing, MSG_DONTWAIT);
+    (void)rest; // it is the same packet
+    return count;
+}
+
 // One packet costs less by the call for one.
-int messages_receive(int fd, mmsghdr *messages, uint32_t room) {
-    constexpr int kFlags = MSG_DONTWAIT | MSG_CMSG_CLOEXEC;
+int messages_receive(int fd, mmsghdr *messages, uint32_t packets, Room room) {
     if (fault_is_due(Fault::receive))
         return -1;
-    if (room > 1)
-        return recvmmsg(fd, messages, room, kFlags, nullptr);
-    const ssize_t size = recvmsg(fd, &messages->msg_hdr, kFlags);
-    messages->msg_len = size < 0 ? 0 : static_cast<unsigned>(size);
-    return size < 0 ? -1 : 1;
+    if (room == Room::unsure)
+        return message_receive_unsure(fd, messages);
+    if (packets == 1)
+        return message_receive(fd, messages, 0);
+    return recvmmsg(fd, messages, packets, MSG_DONTWAIT | MSG_CMSG_CLOEXEC, nullptr);
 }
 
 } // namespace
@@ -49,9 +66,9 @@ void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival) {
     arrival.descriptors_lost = (message.msg_flags & MSG_CTRUNC) != 0;
 }
 
-uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t room) {
+uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, Room room) {
     for (;;) {
-        for (uint32_t i = 0; i < room; i++) {
+        for (uint32_t i = 0; i < packets; i++) {
             batch.parts[i] = {memory + i * kMaxPacket, kMaxPacket};
             batch.messages[i] = {};
             batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
@@ -59,7 +76,7 @@ uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t room) {
             batch.messages[i].msg_hdr.msg_control = batch.control[i];
             batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
         }
-        const int count = messages_receive(fd, batch.messages, room);
+        const int count = messages_receive(fd, batch.messages, packets, room);
         if (count > 0)
             return static_cast<uint32_t>(count);
         // A reset is reported once, in front of what can still be read.

@@ -21,12 +21,14 @@ uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
 }
 
 // How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
-// would; a peer that has sent no descriptors lately is not expected to fill the next packets with them.
+// would, and with room in the process's table for whatever they bring. A peer whose calls hold no descriptors is not expected to
+// fill the next packets with them.
 uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
-    if (descriptors < kPlentyOfDescriptors)
+    const uint32_t that_fit = descriptors / kKernelDescriptors;
+    if (that_fit <= 1)
         return 1;
     const Account &received = connection->received;
-    uint32_t room = wanted;
+    uint32_t room = wanted < that_fit ? wanted : that_fit;
     for (const uint32_t within :
          {packets_within(received.messages, kMaxReceivedCalls, 1),
           packets_within(received.bytes, kMaxReceivedBytes, kMaxPacket),
@@ -199,10 +201,11 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     const bool is_short = descriptors < kMaxDescriptors;
     if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short))
         return false;
-    const uint32_t room = descriptors_have_to_wait(connection) ? 1 : batch_room(connection, descriptors, packets);
+    const uint32_t wanted = descriptors_have_to_wait(connection) ? 1 : batch_room(connection, descriptors, packets);
+    const Room room = descriptors < kKernelDescriptors ? Room::unsure : Room::whole;
     if (is_short)
         spare_release(spare);
-    const uint32_t count = batch_receive(connection->fd, connection->transport->incoming, batch, room);
+    const uint32_t count = batch_receive(connection->fd, connection->transport->incoming, batch, wanted, room);
     const int error = errno;
     if (is_short)
         spare_fill(spare);
@@ -213,7 +216,7 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
         batch_unpack(batch, i, arrival);
         arrival_take(connection, arrival);
     }
-    return count == room && !connection->closed;
+    return count == wanted && !connection->closed;
 }
 
 void connections_read(Transport *transport) {

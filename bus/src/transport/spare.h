@@ -20,13 +20,13 @@ struct SpareDescriptors {
 bool spare_fill(SpareDescriptors &spare);
 void spare_release(SpareDescriptors &spare);
 // For how many descriptors the process's table has room without the spare ones and those that are kept for the host. Looks at
-// the table now and then only, as long as there is room for whatever one system call can bring.
+// the table now and then only, as long as there is plenty.
 uint32_t spare_room(SpareDescriptors &spare);
 // Whether this one, which has just been opened, took a place that is kept for the host.
 bool spare_is_hosts(int fd);
 // So many have come since.
 void spare_received(SpareDescriptors &spare, uint32_t count);
-constexpr uint32_t kPlentyOfDescriptors = kMaxDescriptors * kPacketsPerRead;
+constexpr uint32_t kPlentyOfDescriptors = 2 * kKernelDescriptors;
 
 } // namespace bus
 
