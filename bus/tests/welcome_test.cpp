@@ -50,7 +50,7 @@ protected:
     ~Welcome() override { kex_destroy(client); }
 
     peer_t *connect() { return kex_client_connect(client, uri_of(path).c_str()); }
-    // Connects, and waits until the other side has closed.
+    // Connects, and waits until the peer has closed.
     void be_turned_away() {
         static int closed;
         closed = 0;

@@ -43,7 +43,7 @@ def turn_is_over(process):
 
 
 def far_ends(plugin):
-    """The ports of its sockets as the other side has them."""
+    """The ports of its sockets as the peer has them."""
     return sorted(pair[::-1] for pair in udp_sockets(plugin))
 
 
