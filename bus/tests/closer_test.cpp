@@ -414,13 +414,66 @@ TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
-TEST_F(Closer, BeyondTheLimitNothingMoreIsTakenIn) {
+TEST_F(Closer, OneProcessDoesNotHoldUpTheOthers) {
+    constexpr size_t kEach = 60;
+    constexpr size_t kCalls = 20;
+    RawPeer raw(socket);
+    greet(raw);
+    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+    std::vector<int> first;
+    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
+        stuck.push_back(std::make_unique<Lingering>());
+        first.push_back(lingering_pair(*stuck.back()));
+    }
+    while (first.size() < kEach)
+        first.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        stuck.clear(); // closes copies only
+        RawPeer greedy(socket);
+        Packet with_many =
+            Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(13).word(kEach);
+        for (uint32_t i = 0; i < kEach; i++)
+            with_many.byte(18).word(i).word(0);
+        greedy.send(hello("greedy"));
+        greedy.send(with_many, first);
+        for (int fd : first)
+            close(fd); // the bus's copies are the last ones
+        for (size_t sent = 1; sent < kCalls; sent++)
+            greedy.send(with_many, std::vector<int>(kEach, ::socket(AF_UNIX, SOCK_STREAM, 0)));
+        (void)!write(ends[1], "x", 1);
+        pause();
+        _exit(0);
+    }
+    for (int fd : first)
+        close(fd);
+    char byte;
+    EXPECT_TRUE(turn_until({bus}, [&] { return read(ends[0], &byte, 1) == 1; }));
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_TRUE(turn_until({bus}, [] { return bus::closings_pending() >= bus::kMaxClosingsOfProcess; }));
+    turn_until_idle({bus});
+    const size_t of_greedy = served::log.size();
+    EXPECT_LT(of_greedy, kCalls) << "what it sends waits";
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
+    turn_until_idle({bus});
+    EXPECT_EQ(served::log.size(), of_greedy + 1) << "what others send does not";
+    stuck.clear(); // resets them
+    EXPECT_TRUE(turn_until({bus}, [&] { return served::log.size() == kCalls + 1; })) << "now it is taken";
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+TEST_F(Closer, BeyondTheLimitNothingMoreOfTheSenderIsTakenInAndNobodyNew) {
     CapturedTrace trace;
     RawPeer raw(socket);
     RawPeer other(socket);
     greet(raw);
     greet(other);
     {
+        const int32_t charged = bus::closings_charge(getpid());
         std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
         for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
             stuck.push_back(std::make_unique<Lingering>());
@@ -428,6 +481,7 @@ TEST_F(Closer, BeyondTheLimitNothingMoreIsTakenIn) {
         }
         for (uint32_t i = bus::kMaxClosers; i < bus::kMaxClosings; i++)
             bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        bus::closings_charge(charged);
         ASSERT_EQ(bus::closings_pending(), bus::kMaxClosings);
         ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
         ASSERT_TRUE(other.send(call(1, "Probe", "echo")));

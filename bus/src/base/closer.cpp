@@ -8,6 +8,7 @@
 // signals are blocked in them, so that handlers run where the host expects them.
 #include "base/closer.h"
 #include "base/limits.h"
+#include "base/sender.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -34,7 +35,8 @@ constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
 
 struct Job {
     int fd;
-    bool unread; // a connected socket with packets in it
+    bool unread;    // a connected socket with packets in it
+    uint8_t sender; // whom it came from (sender.h)
 };
 
 // One thread puts in (that of the loop), several take out. Counters run on for ever; a job stands at its counter modulo the
@@ -49,6 +51,7 @@ struct Ring {
 };
 
 Ring ring;
+int32_t charged; // process
 
 uint32_t load(const uint32_t &counter) {
     return __atomic_load_n(&counter, __ATOMIC_SEQ_CST);
@@ -93,6 +96,7 @@ void job_do(Job job) {
     while (job.unread && packet_drop(job.fd)) {
     }
     close(job.fd);
+    sender_remove(job.sender);
 }
 
 void jobs_do() {
@@ -143,11 +147,16 @@ void ring_own() {
     ring.owner = self;
     ring.threads = 0;
     ring.closed = ring.head; // what the parent's threads were at is not to be waited for here
+    senders_clear();
+    for (uint32_t at = ring.head; at != ring.tail; at++)
+        sender_add(ring.jobs[at % kRing].sender);
 }
 
 // One that is held up does not hold up the next one: a thread for each, up to the limit.
-void job_put(Job job) {
+void job_put(int fd, bool unread, int32_t process_id) {
     ring_own();
+    const Job job = {fd, unread, sender_place(process_id)};
+    sender_add(job.sender);
     const uint32_t tail = ring.tail;
     if (tail - load(ring.head) == kRing) {
         job_do(job);
@@ -200,6 +209,12 @@ bool socket_has_unread(int fd) {
     return size >= 0 && (message.msg_flags & MSG_CTRUNC) != 0;
 }
 
+int32_t process_of(int fd) {
+    ucred peer = {};
+    socklen_t length = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 ? peer.pid : 0;
+}
+
 } // namespace
 
 void foreign_descriptor_tame(int fd) {
@@ -211,18 +226,28 @@ void foreign_descriptor_close(int fd) {
     if (closes_at_once(fd))
         close(fd);
     else
-        job_put({fd, false});
+        job_put(fd, false, charged);
 }
 
 void connected_socket_close(int fd) {
     if (socket_has_unread(fd))
-        job_put({fd, true});
+        job_put(fd, true, process_of(fd));
     else
         close(fd);
 }
 
 uint32_t closings_pending() {
     return ring.tail - load(ring.closed);
+}
+
+uint32_t closings_pending_of(int32_t process_id) {
+    return sender_pending(process_id);
+}
+
+int32_t closings_charge(int32_t process_id) {
+    const int32_t before = charged;
+    charged = process_id;
+    return before;
 }
 
 } // namespace bus

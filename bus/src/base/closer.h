@@ -15,8 +15,11 @@ void foreign_descriptor_tame(int fd);
 void foreign_descriptor_close(int fd);
 // Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop.
 void connected_socket_close(int fd);
-// How many descriptors are being closed beside the loop.
+// How many descriptors are being closed beside the loop; and how many of them came from a process.
 uint32_t closings_pending();
+uint32_t closings_pending_of(int32_t process_id);
+// From whose work it comes what foreign_descriptor_close() closes from now on; 0: nobody's in particular. Answers what held before.
+int32_t closings_charge(int32_t process_id);
 
 } // namespace bus
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements call.h.
 #include "calls/call.h"
+#include "base/closer.h"
 #include "base/footprint.h"
 #include "base/trace.h"
 #include "calls/listing.h"
@@ -168,6 +169,7 @@ void call_lose(const function_call_t *call) {
 
 void call_run(Task *task) {
     function_call_t *call = static_cast<function_call_t *>(task);
+    const int32_t charged = closings_charge(call->peer->connection->process_id);
     argument_list_t arguments;
     arguments.call = call;
     arguments.function = nullptr;
@@ -187,6 +189,7 @@ void call_run(Task *task) {
         call_send_miss(call);
     variant_cleanup(&value);
     call_release(call);
+    closings_charge(charged);
 }
 
 void call_drop(Task *task) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements request.h: building, sending, and handing over what comes back.
 #include "calls/request.h"
+#include "base/closer.h"
 #include "base/faults.h"
 #include "base/trace.h"
 #include "transport/output.h"
@@ -48,6 +49,7 @@ void reply_uncount(request_t *r) {
 // run when the bus goes away before their turn: they own the request.
 void request_run(Task *task) {
     request_t *r = static_cast<request_t *>(task);
+    const int32_t charged = closings_charge(r->answered_by != nullptr ? r->answered_by->connection->process_id : 0);
     reply_uncount(r);
     const TraceCause cause(r->process_id);
     r->in_handler = true;
@@ -63,6 +65,7 @@ void request_run(Task *task) {
     r->in_handler = false;
     if (r->destroyed)
         request_free(r);
+    closings_charge(charged);
 }
 
 void request_complete(request_t *r, RequestState state) {

@@ -48,9 +48,9 @@ bool descriptors_are_held(const Transport *transport) {
     return false;
 }
 
-// Descriptors are not taken in for a while: too many are being closed, or they would lie about until others have ended.
+// Descriptors are not taken in for a while: too many of their sender are being closed, or they would lie about until others have ended.
 bool descriptors_have_to_wait(const Connection *connection) {
-    return closings_pending() >= kMaxClosings || connection->lane.held;
+    return connection->lane.held || closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room for
@@ -139,6 +139,7 @@ void end_take(Connection *connection, const char *why) {
 }
 
 void arrival_take(Connection *connection, Arrival &arrival) {
+    const int32_t charged = closings_charge(connection->process_id);
     spare_received(connection->transport->spare, arrival.descriptors.count);
     const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
     if (at_end && !connection->closed)
@@ -147,6 +148,7 @@ void arrival_take(Connection *connection, Arrival &arrival) {
     wire::descriptors_close(arrival.descriptors);
     if (why != nullptr)
         connection_refuse(connection, why);
+    closings_charge(charged);
 }
 
 // ----------------------------------------------------------------------------------------- In a turn
