@@ -494,6 +494,40 @@ TEST_F(Hostile, CallsThatWaitLeaveTheHostItsDescriptors) {
         EXPECT_FALSE(raw->is_closed());
 }
 
+TEST_F(Hostile, OldestPeerDoesNotTakeAllRoomForDescriptors) {
+    constexpr uint32_t kEach = 60; // two of these do not fit
+    constexpr uint32_t kCalls = 20;
+    auto oldest = connected_peer();
+    auto other = connected_peer();
+    auto note = [](uint32_t number) {
+        Packet packet = Packet(kOneWayCall, 1).text("Probe").text("note").byte(2).text("number").byte(8).word(number);
+        packet.text("fds").byte(13).word(kEach);
+        for (uint32_t i = 0; i < kEach; i++)
+            packet.byte(18).word(i).word(0);
+        return packet;
+    };
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    rlimit low = {160, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int looks = 0; looks < 40; looks++) { // until the bus has looked at the table again
+        other->send(Packet(kWaiting, 1));
+        kex_dispatch(bus);
+    }
+    setrlimit(RLIMIT_NOFILE, &limit);
+    size_t sent = 0;
+    for (uint32_t i = 0; i < kCalls; i++)
+        sent += oldest->send(note(1), std::vector<int>(kEach, STDIN_FILENO));
+    sent += other->send(note(2), std::vector<int>(kEach, STDIN_FILENO));
+    setrlimit(RLIMIT_NOFILE, &low);
+    settle();
+    setrlimit(RLIMIT_NOFILE, &limit);
+    // Checked only now: the sanitizers' own checks need descriptors too.
+    ASSERT_EQ(sent, kCalls + 1);
+    ASSERT_EQ(served::log.size(), kCalls + 1);
+    EXPECT_LE(std::find(served::log.begin(), served::log.end(), "note 2") - served::log.begin(), 3) << "its turn comes";
+}
+
 TEST_F(Hostile, NamesFromOutsideCannotForgeTraceLines) {
     CapturedTrace trace;
     RawPeer raw(socket);

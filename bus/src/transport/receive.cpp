@@ -64,6 +64,8 @@ bool packet_has_to_wait(Connection *connection, bool is_short) {
     // Calls that hold descriptors run in this turn or the next; the rest may take its time.
     if (for_a_while)
         connection_hold_back(connection);
+    else if (connection->transport->waits_first == 0)
+        connection->transport->waits_first = connection->number;
     return true;
 }
 
@@ -228,8 +230,12 @@ void connections_read(Transport *transport) {
         connection->reads = 0;
     }
     const uint64_t end = transport->loop->turn_began + kTurnReading;
+    transport->waits_first = 0;
     while (any)
         any = round_read(transport, end);
+    // Else the oldest takes the room that its last calls gave back, turn after turn.
+    if (transport->read_last == 0 && transport->waits_first != 0)
+        transport->read_last = transport->waits_first - 1;
     // What is left shows again in the next turn.
     for (Connection *connection : transport->connections)
         connection->readable = false;
