@@ -547,6 +547,27 @@ TEST_F(Closer, ForkedChildClosesByItself) {
     EXPECT_EQ(status, 0);
 }
 
+TEST_F(Closer, ForkedChildDoesNotWaitForTheParentsThreads) {
+    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
+        stuck.push_back(std::make_unique<Lingering>());
+        bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
+    }
+    for (uint32_t i = 0; i < bus::kMaxClosings; i++)
+        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    pid_t child = fork();
+    if (child == 0) {
+        for (int i = 0; i < 2000 && bus::closings_pending() > bus::kMaxClosers; i++)
+            usleep(1000);
+        _exit(bus::closings_pending() <= bus::kMaxClosers ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "else it takes nobody in";
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 TEST_F(Closer, ItsThreadsTakeNoSignal) {
     Lingering one;
     const int slow = lingering_pair(one);

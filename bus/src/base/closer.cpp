@@ -140,19 +140,28 @@ bool thread_start() {
     return started;
 }
 
-void ring_own() {
+// True: it was the parent's until now.
+bool ring_own() {
     const pid_t self = getpid();
     if (ring.owner == self)
-        return;
+        return false;
     ring.owner = self;
     ring.threads = 0;
     ring.closed = ring.head; // what the parent's threads were at is not to be waited for here
     senders_clear();
     for (uint32_t at = ring.head; at != ring.tail; at++)
         sender_add(ring.jobs[at % kRing].sender);
+    return true;
 }
 
 // One that is held up does not hold up the next one: a thread for each, up to the limit.
+void threads_start() {
+    while (load(ring.threads) < kMaxClosers && load(ring.threads) < ring.tail - load(ring.closed) && thread_start()) {
+    }
+    if (load(ring.threads) == 0)
+        jobs_do(); // no thread can be made: better late than never
+}
+
 void job_put(int fd, bool unread, int32_t process_id) {
     ring_own();
     const Job job = {fd, unread, sender_place(process_id)};
@@ -164,10 +173,7 @@ void job_put(int fd, bool unread, int32_t process_id) {
     }
     ring.jobs[tail % kRing] = job;
     __atomic_store_n(&ring.tail, tail + 1, __ATOMIC_SEQ_CST);
-    while (load(ring.threads) < kMaxClosers && load(ring.threads) < closings_pending() && thread_start()) {
-    }
-    if (load(ring.threads) == 0)
-        jobs_do(); // no thread can be made: better late than never
+    threads_start();
 }
 
 bool option_get(int fd, int option, int &value) {
@@ -237,11 +243,15 @@ void connected_socket_close(int fd) {
 }
 
 uint32_t closings_pending() {
+    if (ring.tail == load(ring.closed))
+        return 0;
+    if (ring_own())
+        threads_start();
     return ring.tail - load(ring.closed);
 }
 
 uint32_t closings_pending_of(int32_t process_id) {
-    return sender_pending(process_id);
+    return closings_pending() > 0 ? sender_pending(process_id) : 0;
 }
 
 int32_t closings_charge(int32_t process_id) {
