@@ -569,18 +569,20 @@ TEST_F(Closer, ForkedChildDoesNotWaitForTheParentsThreads) {
 }
 
 TEST_F(Closer, ItsThreadsTakeNoSignal) {
-    Lingering one;
-    const int slow = lingering_pair(one);
+    auto one = std::make_unique<Lingering>();
+    const int slow = lingering_pair(*one);
     static std::thread::id handled_by;
     handled_by = {};
     auto before = signal(SIGUSR1, [](int) { handled_by = std::this_thread::get_id(); });
-    bus::foreign_descriptor_close(slow);
     sigset_t blocked, saved;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR1);
+    bus::foreign_descriptor_close(slow);
     pthread_sigmask(SIG_BLOCK, &blocked, &saved);
+    EXPECT_EQ(bus::closings_pending(), 1u) << "there is another thread";
     kill(getpid(), SIGUSR1); // goes to any thread that does not block it
-    usleep(20000);
+    one.reset();             // resets the socket: nothing lingers any more
+    wait_for_closings();     // a thread that took the signal has run its handler before it goes on
     EXPECT_EQ(handled_by, std::thread::id()) << "no other thread may take it";
     pthread_sigmask(SIG_SETMASK, &saved, nullptr);
     EXPECT_EQ(handled_by, std::this_thread::get_id());
