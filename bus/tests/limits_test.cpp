@@ -3,6 +3,7 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "transport/spare.h"
 
 #include <memory>
 #include <unistd.h>
@@ -121,6 +122,22 @@ TEST_F(Limits, BytesKeptOfAProcessName) {
         raw.send("?");
         turn_until_idle({bus});
         EXPECT_THAT(trace.text(), HasSubstr("'" + std::string(63, 'n') + "' (process "));
+    }
+}
+
+// A quarter of the table, and 256 of a large one.
+TEST_F(Limits, DescriptorsKeptForTheHost) {
+    const struct {
+        rlim_t size;
+        int kept;
+    } rows[] = {{160, 40}, {1024, 256}, {4096, 256}};
+    for (const auto &row : rows) {
+        const TableSize table(row.size);
+        if (!table.made())
+            GTEST_SKIP() << "the process may not have so many descriptors";
+        const int first = static_cast<int>(row.size) - row.kept;
+        EXPECT_TRUE(bus::spare_is_hosts(first)) << row.size;
+        EXPECT_FALSE(bus::spare_is_hosts(first - 1)) << row.size;
     }
 }
 

@@ -39,7 +39,7 @@ struct Connection : Source, Task, Node<Connection> {
     uint32_t packet_limit;
     uint64_t hello_deadline;
     uint64_t retry_at;
-    uint64_t resume_at; // not read until then; kNever: it is read
+    uint64_t resume_at; // not read until then; kNever: it is read unless it is full
     List<OutPacket> output;
     Account queued;   // in `output`
     Account received; // calls that have not been run yet

@@ -43,6 +43,16 @@ void turn_until_idle(const std::vector<kex_t *> &buses) {
     } while (!is_quiet(buses, 0));
 }
 
+TableSize::TableSize(rlim_t size) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit wanted = {size, before_.rlim_max};
+    made_ = setrlimit(RLIMIT_NOFILE, &wanted) == 0;
+}
+
+TableSize::~TableSize() {
+    setrlimit(RLIMIT_NOFILE, &before_);
+}
+
 CapturedTrace::CapturedTrace() : saved_(dup(STDERR_FILENO)), file_(memfd_create("trace", MFD_CLOEXEC)) {
     dup2(file_, STDERR_FILENO);
     bus::trace_limit_begin(); // what earlier tests have caused is not this one's

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -31,6 +32,21 @@ private:
     int saved_;
     int file_;
 };
+
+// While it lives, the process may have so many descriptors.
+class TableSize {
+public:
+    explicit TableSize(rlim_t size);
+    ~TableSize();
+    TableSize(const TableSize &) = delete;
+    TableSize &operator=(const TableSize &) = delete;
+    bool made() const { return made_; } // else it may never have so many
+
+private:
+    rlimit before_;
+    bool made_;
+};
+constexpr rlim_t kRoomForEightPackets = 2400; // whatever they bring
 
 // Every test gives back all descriptors it opened.
 class DescriptorTest : public testing::Test {
