@@ -41,6 +41,28 @@ const char *endpoint_validate(const libvoice_endpoint_t *entry) {
     return nullptr;
 }
 
+constexpr uint32_t kNumberRest = 30000; // ms that the number of a lost line waits for its plugin to come back
+
+// The number of a lost line. Each has a time of its own, so that no other loss makes it longer.
+struct resting_number {
+    char number[kNumberBytes];
+    char plugin[LIBVOICE_PLUGIN_NAME_BYTES];
+    char endpoint[LIBVOICE_ENDPOINT_NAME_BYTES];
+    kex_timer_t *timer; // null: this place is free
+};
+resting_number resting_numbers[LIBVOICE_ENDPOINTS];
+
+resting_number *number_find_resting(const char *number) {
+    for (resting_number &resting : resting_numbers)
+        if (resting.timer != nullptr && strcmp(resting.number, number) == 0)
+            return &resting;
+    return nullptr;
+}
+
+bool number_rests_for(const resting_number *resting, const line *who) {
+    return strcmp(resting->plugin, who->plugin) == 0 && strcmp(resting->endpoint, endpt_table[who->endpoint].name) == 0;
+}
+
 const line *number_holder(const char *number) {
     for (const line &who : lines)
         if (who.used && strcmp(who.number, number) == 0)
@@ -67,6 +89,11 @@ const char *number_take(line *who) {
     if (holder != nullptr)
         return command_error("%s is taken by %s.%s", holder->number, holder->plugin,
                              endpt_table[holder->endpoint].name);
+    resting_number *resting = number_find_resting(who->wanted);
+    if (resting != nullptr && !number_rests_for(resting, who))
+        return command_error("%s waits for %s.%s, which was lost", resting->number, resting->plugin, resting->endpoint);
+    if (resting != nullptr)
+        timer_stop(&resting->timer);
     memcpy(who->number, who->wanted, sizeof who->number);
     static_assert(sizeof who->label >= sizeof who->number);
     memcpy(who->label, who->number, sizeof who->number);
@@ -80,18 +107,37 @@ void line_name(line *who, const libvoice_endpoint_t *entry) {
     number_choose(who, row, entry->name);
 }
 
-constexpr uint32_t kNumberRest = 30000; // ms that the number of a lost line waits for its plugin to come back
-kex_timer_t *number_timer;
-
-// A number that has become free goes to a line that wants it. Null: any number.
+// A number that has become free goes to a line that wants it.
 void number_give(const char *number) {
     for (line &who : lines) {
         if (!who.used || who.number[0] != 0 || who.wanted[0] == 0)
             continue;
-        if ((number == nullptr || strcmp(who.wanted, number) == 0) && number_take(&who) == nullptr)
+        if (strcmp(who.wanted, number) == 0 && number_take(&who) == nullptr)
             say("endpoint %d %s.%s has the number %s now", who.endpoint, who.plugin, endpt_table[who.endpoint].name,
                 who.number);
     }
+}
+
+void number_rested(kex_timer_t *timer) {
+    for (resting_number &resting : resting_numbers)
+        if (resting.timer == timer) {
+            timer_stop(&resting.timer);
+            return number_give(resting.number);
+        }
+}
+
+// A plugin that crashed is mostly back soon, and its telephones should be called as before. @return no: too many rest.
+bool number_rest(const line *lost, const char *endpoint) {
+    for (resting_number &resting : resting_numbers) {
+        if (resting.timer != nullptr)
+            continue;
+        timer_start(&resting.timer, number_rested, kNumberRest);
+        memcpy(resting.number, lost->number, sizeof resting.number);
+        memcpy(resting.plugin, lost->plugin, sizeof resting.plugin);
+        snprintf(resting.endpoint, sizeof resting.endpoint, "%s", endpoint);
+        return resting.timer != nullptr;
+    }
+    return false;
 }
 
 // "PCMA,PCMU"
@@ -151,14 +197,11 @@ void endpoint_deleted(libvoice_endpoint_t *entry) {
     say("endpoint %d %s.%s gone", who->endpoint, who->plugin, entry->name);
     const bool is_lost = !who->reachable;
     line_gone(who, "is gone");
-    // A plugin that crashed is mostly back soon, and its telephones should be called as before.
-    if (is_lost)
-        timer_start(
-            &number_timer, [](kex_timer_t *) { number_give(nullptr); }, kNumberRest);
-    else if (who->number[0] != 0)
+    if (who->number[0] != 0 && !(is_lost && number_rest(who, entry->name)))
         number_give(who->number);
 }
 
 void endpoints_end() {
-    timer_stop(&number_timer);
+    for (resting_number &resting : resting_numbers)
+        timer_stop(&resting.timer);
 }

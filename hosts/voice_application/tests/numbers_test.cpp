@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// Numbers of lines that were lost: each rests for its own line, half a minute, whatever happens to others.
+#include "application.h"
+
+#include <gmock/gmock.h>
+
+using application_test::ApplicationTest;
+using fake::bus;
+using fake::Call;
+using fake::Value;
+using testing::Contains;
+
+namespace {
+
+class Numbers : public ApplicationTest {
+protected:
+    int32_t telephone(const char *plugin, const char *name) {
+        return app().register_endpoint(plugin, name, VOICE_ENDPOINT_FXS);
+    }
+    // A plugin registers again, on a new connection.
+    void come_back(const char *plugin, const char *connection) {
+        Call again;
+        again.from(bus().peer(connection)).with("plugin_name", Value::chars(plugin));
+        ASSERT_EQ(again.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
+    }
+};
+
+TEST_F(Numbers, LineThatComesMeanwhileDoesNotGetTheNumberOfALostOne) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    app().close("fxs1");
+    app().said();
+    telephone("cellar1", "FXS1");
+    EXPECT_LINES(app().said(), "endpoint 0 cellar1.FXS1 number=none codecs=PCMA,PCMU",
+                 "endpoint 0 cellar1.FXS1 has no number: 101 waits for fxs1.FXS1, which was lost");
+    come_back("fxs1", "fxs1 again");
+    telephone("fxs1", "FXS1");
+    EXPECT_THAT(app().said(), Contains("endpoint 1 fxs1.FXS1 number=101 codecs=PCMA,PCMU"));
+}
+
+TEST_F(Numbers, LossOfAnotherLineHoldsNoNumberBack) {
+    app().register_plugin("fxs1");
+    app().register_plugin("fxs2");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    telephone("fxs2", "FXS1");
+    telephone("cellar1", "FXS1");
+    app().close("fxs1");
+    bus().advance(20000);
+    app().close("fxs2");
+    app().said();
+    bus().advance(9999);
+    EXPECT_LINES(app().said());
+    bus().advance(1);
+    EXPECT_LINES(app().said(), "endpoint 2 cellar1.FXS1 has the number 101 now");
+}
+
+TEST_F(Numbers, LineThatIsLostAgainHasHalfAMinuteAgain) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    telephone("cellar1", "FXS1");
+    app().close("fxs1");
+    bus().advance(20000);
+    come_back("fxs1", "fxs1 again");
+    telephone("fxs1", "FXS1");
+    app().close("fxs1 again");
+    app().said();
+    bus().advance(29999);
+    EXPECT_LINES(app().said());
+    bus().advance(1);
+    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
+}
+
+TEST_F(Numbers, NumberThatRestedInVainIsFree) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    app().close("fxs1");
+    bus().advance(30000);
+    app().said();
+    telephone("cellar1", "FXS1");
+    EXPECT_LINES(app().said(), "endpoint 0 cellar1.FXS1 number=101 codecs=PCMA,PCMU");
+}
+
+TEST_F(Numbers, OfLostLinesRestOnly32AtATime) {
+    app().register_plugin("fxs1");
+    for (int i = 0; i < LIBVOICE_ENDPOINTS; i++)
+        telephone("fxs1", fake::text("%d", i + 1).c_str());
+    app().close("fxs1");
+    app().register_plugin("fxs2");
+    app().register_plugin("cellar2");
+    telephone("fxs2", "FXS1");
+    telephone("cellar2", "FXS1");
+    app().said();
+    app().close("fxs2");
+    EXPECT_LINES(app().said(), "plugin fxs2 lost", "endpoint 0 fxs2.FXS1 gone",
+                 "endpoint 1 cellar2.FXS1 has the number 201 now");
+}
+
+} // namespace
