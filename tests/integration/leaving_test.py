@@ -18,7 +18,17 @@ from wire import RawListener, U32, call, reply
 PLUGINS = ["fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin"]
 SEED = 4711
 MOMENTS = 24  # signals to each plugin
-LATEST = 0.06  # seconds after its start: by then it waits for commands
+LATEST = 1.5  # times what a host needs until it says "ready": a third of the signals come later
+
+
+def latest_moment(system, *words):
+    """Seconds after its start at which a program waits for commands, here and now."""
+    begin = time.monotonic()
+    process = system.start(words[0], *words)
+    process.expect("^ready ")
+    latest = (time.monotonic() - begin) * LATEST
+    assert process.terminate() == 0
+    return latest
 
 
 def leave(process, delay):
@@ -30,12 +40,14 @@ def leave(process, delay):
 @pytest.mark.parametrize("program", PLUGINS)
 def test_plugin_leaves_at_any_moment(system, program):
     application = system.start_application()
+    latest = latest_moment(system, program, "--name", "some1")
+    application.expect("^plugin some1 left$")
     moments = random.Random(SEED)
     registered = 0
     for _ in range(MOMENTS):
         mark = application.out.mark()
         plugin = system.start(program, program, "--name", "some1")
-        status = leave(plugin, moments.uniform(0, LATEST))
+        status = leave(plugin, moments.uniform(0, latest))
         if status != 0:  # it did not get as far as to hear the signal
             assert (status, plugin.out.all, plugin.err.all) == (-signal.SIGTERM, [], [])
         until("the table forgets it", lambda: application.plugins() == [])
@@ -48,11 +60,12 @@ def test_plugin_leaves_at_any_moment(system, program):
 
 
 def test_application_leaves_at_any_moment(system):
+    latest = latest_moment(system, "voice_application")
     moments = random.Random(SEED)
     heard = 0
     for _ in range(MOMENTS):
         application = system.start("voice_application", "voice_application")
-        status = leave(application, moments.uniform(0, LATEST))
+        status = leave(application, moments.uniform(0, latest))
         if status != 0:
             assert (status, application.out.all, application.err.all) == (-signal.SIGTERM, [], [])
             continue
