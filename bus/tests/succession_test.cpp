@@ -121,6 +121,26 @@ TEST_F(Succession, OthersGoOnWhileANewcomerWaits) {
     EXPECT_LT(place_of("closed old"), place_of("note 2"));
 }
 
+TEST_F(Succession, LightCallOfAnotherWaitsForOneLongCallOfTheOldOne) {
+    make_run_take(std::chrono::milliseconds(3));
+    auto old = known("old");
+    auto other = known("other");
+    for (int i = 0; i < 50; i++)
+        ASSERT_TRUE(old->send(run()));
+    old->close();
+    auto newcomer = connect("newcomer");
+    ASSERT_TRUE(newcomer->send(note(2)));
+    for (int i = 0; i < 5; i++)
+        kex_dispatch(bus);
+    ASSERT_FALSE(has("closed old"));
+    const auto before = static_cast<ptrdiff_t>(served::log.size());
+    ASSERT_TRUE(other->send(note(3)));
+    EXPECT_TRUE(turn_until({bus}, [] { return has("note 3"); }));
+    EXPECT_LE(place_of("note 3") - before, 1);
+    turn_until_idle({bus});
+    EXPECT_LT(place_of("closed old"), place_of("note 2"));
+}
+
 TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
     auto old = known("old");
     while (old->send(note(1)))

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements lane.h.
 #include "loop/lane.h"
+#include "base/limits.h"
 #include "loop/loop.h"
 
 namespace bus {
@@ -15,6 +16,23 @@ void lane_show(Lane *lane) {
     lane->ran = 0;
     lane->loop->lanes.push(lane);
     loop_wake(lane->loop);
+}
+
+// The lane that is visited now. One that may run several tasks at a visit has its time for them.
+Lane *lane_next(Loop *loop, uint64_t now) {
+    Lane *lane = loop->lanes.first;
+    if (lane == nullptr || lane->share == kWholeLane)
+        return lane;
+    if (lane->ran == 0) {
+        lane->visited_at = now;
+    } else if (now - lane->visited_at >= kVisit) {
+        lane->ran = 0;
+        loop->lanes.remove(lane);
+        loop->lanes.push(lane);
+        lane = loop->lanes.first;
+        lane->visited_at = now;
+    }
+    return lane;
 }
 
 // Out of the loop's list first: a task may end its own lane.
@@ -77,14 +95,16 @@ uint32_t tasks_run(Loop *loop, uint64_t end) {
     Loop *before = dispatching; // a handler may take a turn of another bus
     dispatching = loop;
     // Only as many as stand in the queue now: what the handlers add waits for the next turn, so that reading goes on.
+    uint64_t now = clock_monotonic();
     for (uint32_t left = tasks_count(loop); left > 0 && loop->stopped == 0; left--) {
-        Lane *lane = loop->lanes.first;
+        Lane *lane = lane_next(loop, now);
         if (lane == nullptr)
             break;
         Task *task = task_take(lane);
         ran++;
         task->run(task);
-        if (clock_monotonic() >= end)
+        now = clock_monotonic();
+        if (now >= end)
             break;
     }
     dispatching = before;

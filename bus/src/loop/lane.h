@@ -16,9 +16,10 @@ constexpr uint32_t kWholeLane = UINT32_MAX;
 struct Lane : Node<Lane> {
     Loop *loop;
     List<Task> tasks;
-    uint32_t share; // tasks that run at a visit; kWholeLane: all
-    uint32_t ran;   // in this visit
-    bool held;      // its tasks wait, whatever the loop does
+    uint32_t share;      // tasks that run at a visit, as long as it is no longer than kVisit; kWholeLane: all
+    uint32_t ran;        // in this visit
+    uint64_t visited_at; // since when, by the kernel's clock
+    bool held;           // its tasks wait, whatever the loop does
 };
 
 void lane_begin(Lane *lane, Loop *loop, uint32_t share);
