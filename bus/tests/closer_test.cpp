@@ -228,7 +228,7 @@ TEST_F(Closer, PacketsThatLieUnreadInARefusedConnectionHoldNobodyUp) {
     auto begin = std::chrono::steady_clock::now();
     turn_until_idle({bus});
     wait_for_closings();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait) << "taken out and tamed";
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait) << "taken out, and no longer lingering";
 }
 
 TEST_F(Closer, PacketBehindAnEmptyOneIsFound) {

@@ -84,7 +84,7 @@ bool packet_drop(int fd) {
         for (size_t at = 0; at < head->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
             int came;
             memcpy(&came, CMSG_DATA(head) + at, sizeof came);
-            foreign_descriptor_tame(came);
+            foreign_descriptor_clear_linger(came);
             close(came);
         }
     }
@@ -223,7 +223,7 @@ int32_t process_of(int fd) {
 
 } // namespace
 
-void foreign_descriptor_tame(int fd) {
+void foreign_descriptor_clear_linger(int fd) {
     const linger none = {};
     setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
 }

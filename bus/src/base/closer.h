@@ -10,7 +10,7 @@
 namespace bus {
 
 // A descriptor that has just come from a peer: from now on its close does not linger, whoever closes it.
-void foreign_descriptor_tame(int fd);
+void foreign_descriptor_clear_linger(int fd);
 // Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
 void foreign_descriptor_close(int fd);
 // Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop.

@@ -22,7 +22,7 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
             count = kKernelDescriptors - arrival.descriptors.count;
         memcpy(arrival.fds + arrival.descriptors.count, CMSG_DATA(head), count * sizeof(int));
         for (uint32_t i = 0; i < count; i++)
-            foreign_descriptor_tame(arrival.fds[arrival.descriptors.count++]);
+            foreign_descriptor_clear_linger(arrival.fds[arrival.descriptors.count++]);
     }
 }
 
