@@ -7,7 +7,8 @@ passed=0 failed=0 rows=()
 # row WHERE WHAT PASSED FAILED NOT_RUN TIME
 row() { printf '%-11s%-28s%7s%8s%9s%8s\n' "$@"; }
 
-# count WHERE WHAT RESULTS NOT_RUN SECONDS: the results of a part, a JUnit file of ctest, pytest or GoogleTest.
+# count WHERE WHAT RESULTS NOT_RUN SECONDS STATUS: the results of a part, a JUnit file of ctest, pytest or GoogleTest, and the
+# status of what wrote it.
 count() {
     local total=0 bad=0 skipped=0
     attribute() { tr '\n' ' ' <"$1" | grep -oE '<testsuites? [^>]*' | grep -oP "\b$2=\"\K[0-9]+" | head -n 1 || echo 0; }
@@ -16,6 +17,11 @@ count() {
         skipped=$(($(attribute "$3" skipped) + $(attribute "$3" disabled)))
     fi
     [ "$((total - skipped))" -gt 0 ] || bad=1 total=$((skipped + 1)) # nothing ran
+    # A test whose program is missing is no skipped test.
+    if [ "$6" -ne 0 ] && [ "$bad" -eq 0 ]; then
+        bad=1
+        if [ "$skipped" -gt 0 ]; then skipped=$((skipped - 1)); else total=$((total + 1)); fi
+    fi
     passed=$((passed + total - bad - skipped))
     failed=$((failed + bad))
     rows+=("$(row "$1" "$2" "$((total - bad - skipped))" "$bad" "$(($4 + skipped))" "$5 s")")

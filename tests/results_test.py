@@ -1,0 +1,59 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""tests/results.sh: what a long run counts of the parts that it consists of."""
+
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+# What ctest writes of two tests of which the program of one is missing: its status alone tells that from a skipped one.
+ONE_NOT_RUN = '<testsuite name="x" tests="2" failures="0" disabled="0" skipped="1">\n</testsuite>\n'
+ALL_RUN = '<testsuite name="x" tests="2" failures="0" disabled="0" skipped="0">\n</testsuite>\n'
+ONE_FAILED = '<testsuite name="x" tests="2" failures="1" disabled="0" skipped="0">\n</testsuite>\n'
+
+
+class Results(unittest.TestCase):
+    def count(self, report, status, not_run=0):
+        """The last line of a run of one part, and the run's status."""
+        with tempfile.TemporaryDirectory() as folder:
+            results = Path(folder) / "results.xml"
+            results.write_text(report, encoding="utf-8")
+            done = subprocess.run(
+                ["bash", "-euo", "pipefail", "-c"]
+                + [
+                    f'. cmake/setup.sh; . tests/results.sh; count here tests "$1" {not_run} 1 {status}; show_table',
+                    "count",
+                ]
+                + [results],
+                cwd=ROOT,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+            )
+        return done.stdout.splitlines()[-1], done.returncode
+
+    def test_all_passed(self):
+        self.assertEqual(self.count(ALL_RUN, 0), ("2 passed, 0 failed", 0))
+
+    def test_skipped_one_is_no_failure(self):
+        self.assertEqual(self.count(ONE_NOT_RUN, 0), ("1 passed, 0 failed", 0))
+
+    def test_program_that_is_missing_is_a_failure(self):
+        self.assertEqual(self.count(ONE_NOT_RUN, 8), ("1 passed, 1 failed", 1))
+
+    def test_status_alone_is_a_failure(self):
+        self.assertEqual(self.count(ALL_RUN, 8), ("2 passed, 1 failed", 1))
+
+    def test_failure_counts_once(self):
+        self.assertEqual(self.count(ONE_FAILED, 8), ("1 passed, 1 failed", 1))
+
+    def test_nothing_that_ran_is_a_failure(self):
+        self.assertEqual(self.count("", 0), ("0 passed, 1 failed", 1))
+
+
+if __name__ == "__main__":
+    unittest.main()
