@@ -4,6 +4,7 @@
 import itertools
 import os
 import resource
+import signal
 import socket
 import time
 
@@ -69,6 +70,16 @@ def test_nobody_watches(system, other):
         assert manager.next() == "READY=1"
         assert application.terminate() == 0
         assert manager.next() == "STOPPING=1"
+
+
+@pytest.mark.parametrize("program", PROGRAMS)
+def test_crash_is_seen_by_its_signal(system, program):
+    with Manager(system.folder / "manager") as manager:
+        host = system.start(program, program, environment=manager.environment)
+        assert manager.next() == "READY=1"
+        os.kill(host.pid, signal.SIGABRT)
+        assert host.wait() == -signal.SIGABRT
+        assert "STOPPING=1" not in manager.waiting()
 
 
 def test_full_table_of_descriptors_takes_no_sign_away(system):
