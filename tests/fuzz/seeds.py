@@ -115,6 +115,8 @@ def plugin_seeds():
     yield "media-by-descriptors", start + call("create", info, both, number) + call("modify", info, both, number)
     yield "media-by-sockets", start + call("create", sockets, number) + call("destroy", number)
     yield "twelve-descriptors", start + call("create", info, descriptors(*range(6), *range(6)), number)
+    lineless = start + byte(0, 1, names.index("create")) + GOOD + info + GOOD + both + MISSING
+    yield "descriptors-of-a-call-that-fails", lineless
     yield "descriptors-that-are-none", start + call("create", info, descriptors(6, 7), number)
     yield "records", start + call("signal", record(6)) + call("event", record(4), number) + call("set", record(1))
     yield "parameters", start + call("get", record(1)) + byte(14, 6) + call("get", record(1))
@@ -147,6 +149,9 @@ def rtp_seeds():
     )
     yield "report", session + byte(200) + text(bytes.fromhex("81c9000700000001" + 24 * "00")) + half(0) + byte(6)
     yield "extension-and-padding", session + byte(100, 0x3F) + packet + text("\2\2") + half(0) + byte(0)
+    yield "padding-longer-than-the-payload", session + byte(100, 0x20, 0, 0, 1, 0, 9, 4) + text("\x0a") + half(
+        0
+    ) + byte(0)
     yield "codec-change", session + packet + half(0) + byte(5, 1, 3) + packet
 
 
@@ -166,6 +171,7 @@ def settings_seeds():
         b"codecs PCMA,G722\naddress 127.0.0.1\n"
     )
     yield "open-quote", b'number 101 FXS1 "Anna\n'
+    yield "numbers-too-many", b"".join(b"number %d FXS%d\n" % (1000 + row, row) for row in range(1, 40))
     yield "no-line-break", b"country DE"
 
 
