@@ -12,6 +12,7 @@ import re
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
@@ -67,8 +68,14 @@ class Run:
         ]
 
     def run(self):
+        # Sockets stand there: a program that is stopped does not clean up.
+        with tempfile.TemporaryDirectory(prefix="fuzz-") as folder:
+            self.run_in(folder)
+        return self
+
+    def run_in(self, folder):
         deadline = time.monotonic() + 60 + PATIENCE * self.seconds
-        environment = dict(os.environ, ZIL_TRACE_LEVEL="0")
+        environment = dict(os.environ, ZIL_TRACE_LEVEL="0", TMPDIR=folder)
         with self.log.open("wb") as log:
             # A program that is asked to stop ends in order and writes its figures.
             with subprocess.Popen(
@@ -82,7 +89,6 @@ class Run:
                         self.finish(process)
                     time.sleep(0.5)
                 self.status = process.returncode
-        return self
 
     def finish(self, process):
         try:
