@@ -4,6 +4,7 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "support/shifted_clock.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -129,7 +130,7 @@ TEST_F(Missed, PeerThatFloodsIsAnsweredNoMoreOftenThanItIsTraced) {
 TEST_F(Missed, FunctionThatRunsLongerThanASecondIsTraced) {
     CapturedTrace trace;
     served::probe = [](function_call_t *running, argument_list_t *, variant_t *) {
-        usleep(1250000);
+        clock_advance(1250000000);
         fcall_destroy(running);
         return KEX_FUNCTION_DONE;
     };

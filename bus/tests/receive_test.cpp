@@ -3,11 +3,11 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "support/shifted_clock.h"
 
 #include <algorithm>
 #include <memory>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 using namespace support;
@@ -16,11 +16,10 @@ namespace {
 
 int reads;
 uint64_t time_of_a_read; // that the kernel's clock shows more after each one, in ns
-uint64_t time_added;
 
 void count_read() {
     reads++;
-    time_added += time_of_a_read;
+    clock_advance(time_of_a_read);
 }
 
 } // namespace
@@ -30,8 +29,6 @@ ssize_t __real_recvmsg(int fd, msghdr *message, int flags);
 ssize_t __wrap_recvmsg(int fd, msghdr *message, int flags);
 int __real_recvmmsg(int fd, mmsghdr *messages, unsigned count, int flags, timespec *timeout);
 int __wrap_recvmmsg(int fd, mmsghdr *messages, unsigned count, int flags, timespec *timeout);
-int __real_clock_gettime(clockid_t clock, timespec *now);
-int __wrap_clock_gettime(clockid_t clock, timespec *now);
 
 ssize_t __wrap_recvmsg(int fd, msghdr *message, int flags) {
     count_read();
@@ -40,13 +37,6 @@ ssize_t __wrap_recvmsg(int fd, msghdr *message, int flags) {
 int __wrap_recvmmsg(int fd, mmsghdr *messages, unsigned count, int flags, timespec *timeout) {
     count_read();
     return __real_recvmmsg(fd, messages, count, flags, timeout);
-}
-int __wrap_clock_gettime(clockid_t clock, timespec *now) {
-    const int result = __real_clock_gettime(clock, now);
-    const uint64_t nanoseconds = static_cast<uint64_t>(now->tv_nsec) + time_added;
-    now->tv_sec += static_cast<time_t>(nanoseconds / 1000000000);
-    now->tv_nsec = static_cast<long>(nanoseconds % 1000000000);
-    return result;
 }
 }
 
