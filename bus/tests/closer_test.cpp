@@ -441,16 +441,19 @@ TEST_F(Closer, OneProcessDoesNotHoldUpTheOthers) {
         greedy.send(with_many, first);
         for (int fd : first)
             close(fd); // the bus's copies are the last ones
-        for (size_t sent = 1; sent < kCalls; sent++)
-            greedy.send(with_many, std::vector<int>(kEach, ::socket(AF_UNIX, SOCK_STREAM, 0)));
-        (void)!write(ends[1], "x", 1);
+        bool sent = true;
+        for (size_t calls = 1; calls < kCalls; calls++)
+            sent = greedy.send(with_many, std::vector<int>(kEach, ::socket(AF_UNIX, SOCK_STREAM, 0))) && sent;
+        if (sent)
+            (void)!write(ends[1], "x", 1);
         pause();
         _exit(0);
     }
     for (int fd : first)
         close(fd);
-    char byte;
-    EXPECT_TRUE(turn_until({bus}, [&] { return read(ends[0], &byte, 1) == 1; }));
+    // No turn before the child has closed its copies: if it were the last to close, it would linger.
+    pollfd all_sent = {ends[0], POLLIN, 0};
+    EXPECT_EQ(poll(&all_sent, 1, 20000), 1);
     close(ends[0]);
     close(ends[1]);
     EXPECT_TRUE(turn_until({bus}, [] { return bus::closings_pending() >= bus::kMaxClosingsOfProcess; }));
