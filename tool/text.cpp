@@ -48,6 +48,14 @@ Fitting fitting(std::string_view text, size_t columns) {
 
 constexpr std::string_view kLeftOut = "...";
 
+// Beyond four hexadecimal digits JSON has two escapes, the halves of UTF-16.
+std::string json_escape(uint32_t code) {
+    if (code <= 0xFFFF)
+        return fmt::format("\\u{:04x}", code);
+    const uint32_t beyond = code - 0x10000;
+    return fmt::format("\\u{:04x}\\u{:04x}", 0xD800 + (beyond >> 10), 0xDC00 + (beyond & 0x3FF));
+}
+
 } // namespace
 
 size_t columns_of(std::string_view text) {
@@ -93,8 +101,8 @@ std::string json_string(std::string_view text) {
             shown += "\\ufffd";
         else if (first.code == '"' || first.code == '\\')
             shown += fmt::format("\\{}", text.front());
-        else if (first.code <= 0xFFFF && character_steers_terminal(first.code))
-            shown += fmt::format("\\u{:04x}", first.code);
+        else if (character_steers_terminal(first.code))
+            shown += json_escape(first.code);
         else
             shown += text.substr(0, bytes);
         text.remove_prefix(bytes);

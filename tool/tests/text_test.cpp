@@ -38,6 +38,9 @@ const Row kRows[] = {
     {"OverlongInThreeBytes", "\xE0\x80\xAF"sv, R"(\xE0\x80\xAF)", R"("\ufffd\ufffd\ufffd")"},
     {"Surrogate", "\xED\xA0\x80"sv, R"(\xED\xA0\x80)", R"("\ufffd\ufffd\ufffd")"},
     {"BeyondUnicode", "\xF4\x90\x80\x80"sv, R"(\xF4\x90\x80\x80)", R"("\ufffd\ufffd\ufffd\ufffd")"},
+    {"FirstTagIsWrittenOut", "\xF3\xA0\x80\x80"sv, R"(\xF3\xA0\x80\x80)", R"("\udb40\udc00")"},
+    {"LastTagIsWrittenOut", "\xF3\xA0\x81\xBF"sv, R"(\xF3\xA0\x81\xBF)", R"("\udb40\udc7f")"},
+    {"AfterTheTagsStays", "\xF3\xA0\x82\x80"sv, "\xF3\xA0\x82\x80", "\"\xF3\xA0\x82\x80\""},
     {"FourBytesStay", "\xF0\x9F\x93\x9E"sv, "\xF0\x9F\x93\x9E", "\"\xF0\x9F\x93\x9E\""},
 };
 // clang-format on
