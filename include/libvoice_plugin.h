@@ -465,8 +465,8 @@ typedef struct libvoice_callbacks {
     /** Make a media context. */
     int32_t (*voice_plugin_create_ctx)(uint32_t context);
     /** Add a stream to a context. stream_info passes to the callback, which free()s it, also when it fails; so do the
-     *  descriptors, up to LIBVOICE_DESCRIPTORS. Places that none came for hold -1 here; another library of this contract need
-     *  not fill more than the three that libvoice_add_stream() sends. */
+     *  descriptors, up to LIBVOICE_DESCRIPTORS. Places that none came for hold -1 here; another library of this
+     *  contract need not fill more than the three that libvoice_add_stream() sends. */
     int32_t (*voice_plugin_add_stream)(uint32_t context, void *stream_info, int32_t **descriptors, int32_t endpoint,
                                        uint32_t line);
     /** Change a stream. stream_info passes to the callback, which free()s it, also when it fails. */

@@ -117,8 +117,8 @@ enum reply_item_type_code {
 /**
  * A call to a function of the object at a dotted path ("VoiceService.VoiceApplication") in the other process.
  * @param flags  carried to the receiver, who reads them with request_attributes(); their bits are the bus's
- * @return the request, the caller's to destroy; NULL when path or function is null, empty or too long. The bundled bus answers a
- *         request for which there is no memory too: kex_sendRequest() says no to it
+ * @return the request, the caller's to destroy; NULL when path or function is null, empty or too long. The bundled bus
+ *         answers a request for which there is no memory too: kex_sendRequest() says no to it
  */
 request_t *request_create_executeFunction(const char *path, const char *function, uint32_t flags);
 /** Adds a named argument. The value is copied: clean your own variant right after. Descriptors are borrowed. */

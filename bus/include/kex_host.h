@@ -98,12 +98,12 @@ int kex_currentCall(kex_t *bus, kex_call_t *call);
 /** A text argument of the call that runs, by one of its names, as argument_getChar() finds it; lives until the function
  *  returns. @return no when there is no such argument, when it is no text, or when no function runs. */
 int kex_currentText(kex_t *bus, const char *argument, kex_text_t *text);
-/** A number of the call that runs, by the name of its argument, as argument_getUInt32() finds it. @return no when there is no
- *  such argument, when it is none or does not fit, or when no function runs. */
+/** A number of the call that runs, by the name of its argument, as argument_getUInt32() finds it. @return no when there
+ *  is no such argument, when it is none or does not fit, or when no function runs. */
 int kex_currentUInt32(kex_t *bus, const char *argument, uint32_t *number);
 /**
- * One handler that is asked before each function of the host's: kex_currentCall() tells it about which. When it answers no
- * the function does not run, and the caller gets the error KEX_ERROR_REFUSED. For hosts that do not trust all peers
+ * One handler that is asked before each function of the host's: kex_currentCall() tells it about which. When it answers
+ * no the function does not run, and the caller gets the error KEX_ERROR_REFUSED. For hosts that do not trust all peers
  * alike.
  */
 void kex_onCall(kex_t *bus, int (*handler)(kex_t *bus, void *userdata), void *userdata);
@@ -119,11 +119,11 @@ typedef struct kex_failed_call {
 } kex_failed_call_t;
 
 /**
- * One handler that is told of each function of the host's that has ended with KEX_FUNCTION_FAILED: the status adds nothing to
- * the reply, so that the caller learns only what the function itself has added. It runs at once, before the reply is
- * queued: a request that it sends to the peer arrives in front of the reply. kex_currentCall() and its
- * relatives still tell what was called; the function_call_t is gone. Not told of: calls that found no object or no function, and calls that
- * the handler of kex_onCall() has rejected.
+ * One handler that is told of each function of the host's that has ended with KEX_FUNCTION_FAILED: the status adds
+ * nothing to the reply, so that the caller learns only what the function itself has added. It runs at once, before the
+ * reply is queued: a request that it sends to the peer arrives in front of the reply. kex_currentCall() and its
+ * relatives still tell what was called; the function_call_t is gone. Not told of: calls that found no object or no
+ * function, and calls that the handler of kex_onCall() has rejected.
  * @param handler  null: nobody is told any more. A later one replaces it.
  */
 void kex_onFailed(kex_t *bus, void (*handler)(const kex_failed_call_t *call, void *userdata), void *userdata);
@@ -131,9 +131,10 @@ void kex_onFailed(kex_t *bus, void (*handler)(const kex_failed_call_t *call, voi
 /* ------------------------------------------------------------------------------------------------------------ Peers */
 
 /**
- * Keeps places for a user among the bus's 64 connections, so that others cannot take them all; a host calls it before it
- * listens, for the user of a plugin that must always find room. Users other than the own one and root have 32 places
- * together; reserved ones come on top of these. The 8 connections that one process may have hold for reserved places too.
+ * Keeps places for a user among the bus's 64 connections, so that others cannot take them all; a host calls it before
+ * it listens, for the user of a plugin that must always find room. Users other than the own one and root have 32 places
+ * together; reserved ones come on top of these. The 8 connections that one process may have hold for reserved places
+ * too.
  * @param uid     the user. Reserving alone lets nobody in: see KEX_ALLOW_UIDS in bus/README.md
  * @param places  how many connections, in place of what was reserved for this user before; 0 gives them up
  * @return yes; no when there would be more than 64 reserved places, or more than 8 users with such

@@ -147,8 +147,8 @@ static inline int32_t voice_reject_context(uint32_t context) {
     (void)context;
     return -1;
 }
-/** For voice_plugin_add_stream: no conferences. Closes the three descriptors of a stream, frees the stream information and
- *  reports the cause. Other places of the array are not touched: another library need not set them. */
+/** For voice_plugin_add_stream: no conferences. Closes the three descriptors of a stream, frees the stream information
+ *  and reports the cause. Other places of the array are not touched: another library need not set them. */
 static inline int32_t voice_reject_add_stream(uint32_t context, void *stream_info, int32_t **descriptors,
                                               int32_t endpoint, uint32_t line) {
     (void)context;
@@ -222,8 +222,8 @@ static inline const char *voice_plugin_prepare(kex_t *bus, const char *name, con
         return "the bus does not take the plugin's objects: its name is that of an object with a class";
     return NULL;
 }
-/** The plugin's own voice_plugin_init, which voice_plugin_run() puts voice_plugin_init_came() before. Weak, as the next one:
- *  all files of a program share them. */
+/** The plugin's own voice_plugin_init, which voice_plugin_run() puts voice_plugin_init_came() before. Weak, as the next
+ *  one: all files of a program share them. */
 __attribute__((weak)) int32_t (*voice_plugin_own_init)(const char *country);
 /** The connection on which "init" has come last, only to be compared. */
 __attribute__((weak)) peer_t *voice_plugin_initialised_by;
@@ -233,8 +233,8 @@ static inline int32_t voice_plugin_init_came(const char *country) {
     voice_plugin_initialised_by = libvoice_get_kex_peer_handler();
     return voice_plugin_own_init(country);
 }
-/** Whether "init" has come on the connection that there is now: the application has registered the plugin under its name.
- *  For a plugin started by this header. */
+/** Whether "init" has come on the connection that there is now: the application has registered the plugin under its
+ *  name. For a plugin started by this header. */
 static inline int voice_plugin_is_initialised(void) {
     peer_t *application = libvoice_get_kex_peer_handler();
     return application != NULL && application == voice_plugin_initialised_by;

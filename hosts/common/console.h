@@ -29,8 +29,8 @@ typedef const char *console_command_t(char *text);
  */
 bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going, console_command_t *command,
                    void (*ended)(void));
-/** Closes the socket and takes its file away. @return no: standard input could not be read to its end, which a line on standard
- * error has said */
+/** Closes the socket and takes its file away. @return no: standard input could not be read to its end, which a line on
+ * standard error has said */
 bool console_stop(void);
 
 /** One thing happened: a line on standard output. */

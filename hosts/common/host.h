@@ -52,14 +52,14 @@ bool host_reads_stdin();
 /** "error: ...", exit status 1. */
 [[noreturn, gnu::format(printf, 1, 2)]] void host_fail(const char *format, ...);
 
-/** Makes the bus, and hands it to the library; voice_start.h does the rest of a start. From here on SIGTERM and SIGINT do not end the
- *  process but wait for host_run(): nothing is registered yet that such an end would leave behind. Ends the process when
- *  it cannot. */
+/** Makes the bus, and hands it to the library; voice_start.h does the rest of a start. From here on SIGTERM and SIGINT
+ *  do not end the process but wait for host_run(): nothing is registered yet that such an end would leave behind. Ends
+ *  the process when it cannot. */
 kex_t *host_start(const char *process_name);
 /** The bus of host_start(). */
 kex_t *host_bus();
-/** Runs the loop until host_stop(). SIGTERM and SIGINT, also those since host_start(), call `terminate` from the loop; 1 s
- *  after the signal the process leaves anyway.
+/** Runs the loop until host_stop(). SIGTERM and SIGINT, also those since host_start(), call `terminate` from the loop;
+ *  1 s after the signal the process leaves anyway.
  *  @return the exit status. */
 int host_run(void (*terminate)());
 /** As if SIGTERM had come. */

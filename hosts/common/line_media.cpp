@@ -113,8 +113,8 @@ int line_plugin_call_begins(kex_t *, void *) {
     return 1;
 }
 
-// With addresses in place of descriptors the library opens the sockets, before it asks us. With descriptors a call that it
-// rejects before that is wrong in itself, and its caller has the reply.
+// With addresses in place of descriptors the library opens the sockets, before it asks us. With descriptors a call that
+// it rejects before that is wrong in itself, and its caller has the reply.
 void line_plugin_call_failed(const kex_failed_call_t *call, void *) {
     uint32_t appearance;
     line_t *line = line_of_path(call->path);

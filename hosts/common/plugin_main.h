@@ -5,12 +5,12 @@
  *
  * What does it do?
  *   It reads the options that every plugin has (--name, --stem, --lines, and those of host.h) and the program's own,
- *   starts the bus, publishes the plugin, runs it, and leaves in order. On the console it knows status, help and quit; all
- *   other commands come from the program's table and are given a line's number: "1 dial 201".
+ *   starts the bus, publishes the plugin, runs it, and leaves in order. On the console it knows status, help and quit;
+ *   all other commands come from the program's table and are given a line's number: "1 dial 201".
  *
  * How does it work?
- *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the lines.
- *   --help and the console's help are written from the tables.
+ *   A program fills plugin_program_t and calls plugin_main(). `begin` is called when the bus is there and adds the
+ *   lines. --help and the console's help are written from the tables.
  *
  * C11 and C++17.
  */
@@ -53,8 +53,8 @@ typedef struct plugin_program {
     int most_lines;          /**< with --lines; not more than `lines`: there is no --lines. Both 0: no endpoints */
     const plugin_option_t *options;
     const plugin_command_t *commands;
-    /** The bus is there, the plugin not yet on it: adds `lines` lines. It ends the process if it cannot: with host_fail() in C++, with a
-     *  line on standard error and exit(1) in C. */
+    /** The bus is there, the plugin not yet on it: adds `lines` lines. It ends the process if it cannot: with
+     *  host_fail() in C++, with a line on standard error and exit(1) in C. */
     void (*begin)(int lines);
     void (*status)(int lines); /**< answers the status command behind its first line; null: "1 registered" */
     libvoice_callbacks_t (*callbacks)(void); /**< null: line_plugin_callbacks() */
@@ -67,8 +67,8 @@ int plugin_main(const plugin_program_t *program, int count, char **words);
 
 /** Its name, as from --name. */
 const char *plugin_name(void);
-/** For `begin`: adds the next line, whose endpoint is named by --stem and its number (FXS1), as line_add() does. Ends the
- *  process when it cannot. */
+/** For `begin`: adds the next line, whose endpoint is named by --stem and its number (FXS1), as line_add() does. Ends
+ *  the process when it cannot. */
 line_t *plugin_add_line(const line_driver_t *driver, void *userdata, int32_t type, const char *codecs);
 
 #ifdef __cplusplus

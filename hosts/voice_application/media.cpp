@@ -118,9 +118,9 @@ const char *media_open(call *it) {
 
 } // namespace
 
-// An even port whose neighbour is free too; 0: none found. Others may use the range, so each is tried before it is given
-// out. Trying costs system calls: on a machine whose ports are all taken, a call must not hold up all others while thousands
-// are tried. The next search goes on behind those.
+// An even port whose neighbour is free too; 0: none found. Others may use the range, so each is tried before it is
+// given out. Trying costs system calls: on a machine whose ports are all taken, a call must not hold up all others
+// while thousands are tried. The next search goes on behind those.
 uint16_t media_take_ports() {
     const uint16_t first = first_even_port();
     if (next_port < first || next_port >= the_plan.last_port)
@@ -176,8 +176,8 @@ const char *media_start(call *it) {
     return media_open(it);
 }
 
-// Each party's failures count for themselves: when both fail, the second one's report arrives after the next attempt has been
-// made, which it ends too. Nothing tells it from a failure of that attempt, since "create" has no answer.
+// Each party's failures count for themselves: when both fail, the second one's report arrives after the next attempt
+// has been made, which it ends too. Nothing tells it from a failure of that attempt, since "create" has no answer.
 bool media_try_other_ports(call *it, party *failed) {
     if (!libvoice_get_convert_media() || it->from.port == 0 || ++failed->media_failures == kAttempts)
         return false;

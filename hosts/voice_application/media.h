@@ -7,16 +7,16 @@
 
 #include "calls.h"
 
-/** Chooses a codec that both parties offer and the plan allows: the caller's order counts. @return null, or why there is
- * none. */
+/** Chooses a codec that both parties offer and the plan allows: the caller's order counts. @return null, or why there
+ * is none. */
 const char *media_choose_codec(const line *from, const line *to, voice_codec_t *codec);
 /** Whether a line offers a codec. */
 bool media_offers(const line *who, uint32_t codec, voice_codec_t *record);
 
 /** Opens the sockets and tells both parties to send and receive. @return null, or why it cannot be done. */
 const char *media_start(call *it);
-/** The plugin of a party could not open its sockets at the ports that it was told, as with convert-media on: sets the media up
- *  at others.
+/** The plugin of a party could not open its sockets at the ports that it was told, as with convert-media on: sets the
+ *  media up at others.
  *  @return no: not in this form of media, the fourth failure of this party, or no ports are left. */
 bool media_try_other_ports(call *it, party *failed);
 /** Tears down the media of both parties. Statistics arrive as events afterwards. */
@@ -26,8 +26,8 @@ const char *media_change(call *it, uint32_t mode);
 
 /** Makes a conference in the line's own plugin: its two calls' media meet there. @return null, or why not. */
 const char *media_join(line *who);
-/** Takes the line's conference away, after the media of its calls was stopped. It may go with its plugin: then it is only
- * said. */
+/** Takes the line's conference away, after the media of its calls was stopped. It may go with its plugin: then it is
+ * only said. */
 void media_leave(line *who);
 
 /* Pieces for media that is not a call's. */
