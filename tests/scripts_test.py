@@ -323,6 +323,17 @@ class Scripts(unittest.TestCase):
             if group not in " ".join(runs).split():
                 self.assertRegex(scripts, rf"(install_packages|groups=\(|groups\+=\()[^\n]*\b{group}\b")
 
+    def test_every_test_of_real_processes_runs_on_musl_or_is_named_as_not_run(self):
+        run = (ROOT / "tests/targets/run").read_text("utf-8")
+        names = re.search(r"^CALLS=.*?{([\w,]+)}(?s:.*?)^WITH_MUSL=.*?{([\w,]+)}", run, re.M)
+        tried = {name for group in names.groups() for name in group.split(",")}
+        rows = (ROOT / "tests/targets/not_run.txt").read_text("utf-8").splitlines()
+        patterns = [row.split(" | ")[1] for row in rows if row.startswith("musl ")]
+        for file in (ROOT / "tests/integration").glob("*_test.*"):
+            name = file.stem.removesuffix("_test")
+            is_named = any(re.search(pattern, f"integration.{name}.x") for pattern in patterns)
+            self.assertNotEqual(name in tried, is_named, name)
+
     def test_one_suite_needs_no_compiler_of_another_target(self):
         _, suite = self.shell("packages build tests")
         _, everything = self.shell("packages build tests processors")
