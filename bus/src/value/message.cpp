@@ -3,7 +3,6 @@
 #include "value/message.h"
 #include "base/closer.h"
 
-
 namespace bus::wire {
 
 namespace {
