@@ -88,9 +88,9 @@ Measures measures_take(const Conversion &conversion, Arguments &arguments) {
     Measures measures = {conversion.numbers[0], conversion.numbers[1], conversion.left};
     const bool precision_is_star = conversion.precision && conversion.numbers[1] < 0;
     if (conversion.stars > (precision_is_star ? 1 : 0))
-        measures.width = va_arg(arguments.list, int);
+        measures.width = argument_take<int>(arguments);
     if (precision_is_star)
-        measures.precision = va_arg(arguments.list, int);
+        measures.precision = argument_take<int>(arguments);
     if (measures.width < -1) { // as the flag and a positive one
         measures.left = true;
         measures.width = -measures.width;
@@ -101,17 +101,17 @@ Measures measures_take(const Conversion &conversion, Arguments &arguments) {
 uint64_t integer_take(ArgumentWidth width, Arguments &arguments) {
     switch (width) {
     case ArgumentWidth::is_long:
-        return static_cast<uint64_t>(va_arg(arguments.list, long));
+        return static_cast<uint64_t>(argument_take<long>(arguments));
     case ArgumentWidth::is_long_long:
-        return static_cast<uint64_t>(va_arg(arguments.list, long long));
+        return static_cast<uint64_t>(argument_take<long long>(arguments));
     case ArgumentWidth::is_max:
-        return static_cast<uint64_t>(va_arg(arguments.list, intmax_t));
+        return static_cast<uint64_t>(argument_take<intmax_t>(arguments));
     case ArgumentWidth::is_size:
-        return static_cast<uint64_t>(va_arg(arguments.list, size_t));
+        return static_cast<uint64_t>(argument_take<size_t>(arguments));
     case ArgumentWidth::is_difference:
-        return static_cast<uint64_t>(va_arg(arguments.list, ptrdiff_t));
+        return static_cast<uint64_t>(argument_take<ptrdiff_t>(arguments));
     default:
-        return static_cast<uint64_t>(va_arg(arguments.list, int));
+        return static_cast<uint64_t>(argument_take<int>(arguments));
     }
 }
 

@@ -32,6 +32,12 @@ struct Arguments {
     va_list list;
 };
 
+// Takes the next argument, which is of this type.
+template <typename Type>
+Type argument_take(Arguments &arguments) {
+    return va_arg(arguments.list, Type);
+}
+
 // Width and precision as this conversion has them, those from arguments included; -1: none.
 struct Measures {
     int width;

@@ -147,15 +147,15 @@ void conversion_put(Output &output, const Conversion &conversion, Arguments &arg
     errno = error;
     switch (conversion.kind) {
     case ConversionKind::text:
-        return text_put(output, conversion, measures, va_arg(arguments.list, const char *));
+        return text_put(output, conversion, measures, argument_take<const char *>(arguments));
     case ConversionKind::integer:
         return integer_put(output, conversion, measures, arguments);
     case ConversionKind::pointer:
-        return value_put(output, conversion, measures, va_arg(arguments.list, const void *));
+        return value_put(output, conversion, measures, argument_take<const void *>(arguments));
     case ConversionKind::number:
         if (conversion.width == ArgumentWidth::is_long_double)
-            return value_put(output, conversion, measures, va_arg(arguments.list, long double));
-        return value_put(output, conversion, measures, va_arg(arguments.list, double));
+            return value_put(output, conversion, measures, argument_take<long double>(arguments));
+        return value_put(output, conversion, measures, argument_take<double>(arguments));
     default:
         return value_put(output, conversion, measures, 0); // %m takes none
     }
@@ -175,17 +175,17 @@ Finding arguments_look(const char *format, Arguments &arguments) {
             continue;
         const Measures measures = measures_take(conversion, arguments);
         if (conversion.kind == ConversionKind::text) {
-            const char *text = va_arg(arguments.list, const char *);
+            const char *text = argument_take<const char *>(arguments);
             if (text != nullptr && !text_is_shown(text, text_length(text, measures.precision)))
                 finding = Finding::controls;
         } else if (conversion.kind == ConversionKind::integer) {
             integer_take(conversion.width, arguments);
         } else if (conversion.kind == ConversionKind::pointer) {
-            (void)va_arg(arguments.list, const void *);
+            argument_take<const void *>(arguments);
         } else if (conversion.kind == ConversionKind::number && conversion.width == ArgumentWidth::is_long_double) {
-            (void)va_arg(arguments.list, long double);
+            argument_take<long double>(arguments);
         } else if (conversion.kind == ConversionKind::number) {
-            (void)va_arg(arguments.list, double);
+            argument_take<double>(arguments);
         }
     }
     return finding;

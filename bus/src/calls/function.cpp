@@ -22,7 +22,7 @@ Function *function_find_in(const List<Function> &functions, const char *class_na
 }
 
 void function_free(Function *function) {
-    for (uint32_t i = 0; i < function->argument_count; i++)
+    for (uint32_t i = 0; function->arguments != nullptr && i < function->argument_count; i++)
         free(function->arguments[i]);
     free(function->arguments);
     free(function->class_name);
