@@ -9,6 +9,7 @@
 #include "base/closer.h"
 #include "base/limits.h"
 #include "base/sender.h"
+#include "base/unread.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -35,7 +36,7 @@ constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
 
 struct Job {
     int fd;
-    bool unread;    // a connected socket with packets in it
+    bool unread;    // a connected socket with packets in it that may bring descriptors
     uint8_t sender; // whom it came from (sender.h)
 };
 
@@ -92,9 +93,15 @@ bool packet_drop(int fd) {
     return message.msg_controllen > 0 || (message.msg_flags & MSG_CTRUNC) != 0;
 }
 
-void job_do(Job job) {
-    while (job.unread && packet_drop(job.fd)) {
+void unread_drop(int fd) {
+    unread_show(fd);
+    while (packet_drop(fd)) {
     }
+}
+
+void job_do(Job job) {
+    if (job.unread)
+        unread_drop(job.fd);
     close(job.fd);
     sender_remove(job.sender);
 }
@@ -202,19 +209,6 @@ bool closes_at_once(int fd) {
     }
 }
 
-// Nothing can come any more, and what is there shows.
-bool socket_has_unread(int fd) {
-    const int on = 1;
-    msghdr message = {};
-    shutdown(fd, SHUT_RDWR);
-    // With it each packet brings something that does not fit, also an empty one; the end does not.
-    setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
-    ssize_t size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
-    if (size < 0 && errno == ECONNRESET)
-        size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
-    return size >= 0 && (message.msg_flags & MSG_CTRUNC) != 0;
-}
-
 int32_t process_of(int fd) {
     ucred peer = {};
     socklen_t length = sizeof peer;
@@ -236,10 +230,10 @@ void foreign_descriptor_close(int fd) {
 }
 
 void connected_socket_close(int fd) {
-    if (socket_has_unread(fd))
-        job_put(fd, true, process_of(fd));
-    else
+    if (unread_is_harmless(fd))
         close(fd);
+    else
+        job_put(fd, true, process_of(fd));
 }
 
 uint32_t closings_pending() {

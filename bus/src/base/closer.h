@@ -13,7 +13,8 @@ namespace bus {
 void foreign_descriptor_clear_linger(int fd);
 // Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
 void foreign_descriptor_close(int fd);
-// Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop.
+// Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop where it brings
+// descriptors.
 void connected_socket_close(int fd);
 // How many descriptors are being closed beside the loop; and how many of them came from a process.
 uint32_t closings_pending();

@@ -39,8 +39,9 @@ constexpr uint32_t kHostShare = 4;        // the host keeps this part of the des
 constexpr uint32_t kMaxHostReserve = 256; // but not more than these, whatever peers' calls hold
 constexpr uint32_t kMaxClosings = 256;    // closed beside the loop at a time; beyond it nobody new is taken in
 constexpr uint32_t kMaxClosingsOfProcess =
-    32;                             // of them, from one process; beyond it that one's packets with descriptors wait
-constexpr uint32_t kMaxClosers = 8; // threads that do so
+    32;                              // of them, from one process; beyond it that one's packets with descriptors wait
+constexpr uint32_t kMaxClosers = 8;  // threads that do so
+constexpr uint32_t kMaxUnread = 512; // packets looked at before a close, where the kernel tells nothing
 constexpr uint32_t kFlushBytes = 64 * 1024; // queued beyond this, kex_sendRequest tries to send at once
 constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call; each has a buffer of kMaxPacket
 constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
