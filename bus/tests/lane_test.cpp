@@ -92,7 +92,7 @@ TEST_F(Lanes, TurnEndsWhenItsTimeIsOver) {
     const size_t left = flood(raw, run(), 80);
     kex_dispatch(bus);
     EXPECT_GE(served::log.size(), 1u);
-    EXPECT_LE(served::log.size(), bus::kTurnWork / bus::kMillisecond / 5) << "the time for reading and running";
+    EXPECT_LE(served::log.size(), bus::kTurnRunning / bus::kMillisecond / 5) << "the time for running";
     turn_until_idle({bus});
     EXPECT_EQ(served::log.size(), left) << "the rest follows at once";
 }

@@ -16,6 +16,7 @@ namespace {
 
 int reads;
 uint64_t time_of_a_read; // that the kernel's clock shows more after each one, in ns
+uint64_t time_of_an_accept;
 
 void count_read() {
     reads++;
@@ -37,6 +38,13 @@ ssize_t __wrap_recvmsg(int fd, msghdr *message, int flags) {
 int __wrap_recvmmsg(int fd, mmsghdr *messages, unsigned count, int flags, timespec *timeout) {
     count_read();
     return __real_recvmmsg(fd, messages, count, flags, timeout);
+}
+int __real_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
+int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
+
+int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags) {
+    clock_advance(time_of_an_accept);
+    return __real_accept4(fd, address, length, flags);
 }
 }
 
@@ -114,6 +122,40 @@ TEST_F(Receive, TurnReadsForFiveMilliseconds) {
     time_of_a_read = 0;
     turn_until_idle({bus});
     EXPECT_EQ(served::log.size(), 2 * kPeers) << "nobody is left out";
+}
+
+TEST_F(Receive, WhatHasBeenReadHasATimeOfItsOwnToRun) {
+    constexpr int kCalls = 64;
+    RawPeer &raw = connect();
+    for (int i = 0; i < kCalls; i++)
+        ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(0)));
+    time_of_a_read = 20000000; // more than a turn may take
+    int turns = 0;
+    for (; served::log.size() < kCalls && turns < kCalls; turns++)
+        kex_dispatch(bus);
+    time_of_a_read = 0;
+    EXPECT_EQ(served::log.size(), static_cast<size_t>(kCalls));
+    EXPECT_LE(turns, 16) << "a batch in each, and not a call in each";
+}
+
+// Whoever leaves much behind in the listener's queue does not hold up those who are connected.
+TEST_F(Receive, TurnAcceptsForTwoMilliseconds) {
+    constexpr size_t kNewcomers = 8;
+    for (size_t i = 0; i < kNewcomers; i++)
+        raws.push_back(std::make_unique<RawPeer>(socket));
+    time_of_an_accept = 1000000;
+    size_t most = 0;
+    size_t taken_in = 0;
+    for (size_t turn = 0; turn < kNewcomers; turn++) {
+        const size_t before = taken_in;
+        kex_dispatch(bus);
+        for (auto &raw : raws)
+            taken_in += raw->receive_all().size();
+        most = std::max(most, taken_in - before);
+    }
+    time_of_an_accept = 0;
+    EXPECT_LE(most, 2u) << "1 ms each";
+    EXPECT_EQ(taken_in, kNewcomers) << "the next turn goes on";
 }
 
 TEST_F(Receive, ManyPacketsComeInLargeBatches) {

@@ -49,9 +49,10 @@ constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit 
 
 // No turn of the loop is longer than 50 ms, foreign functions' own time apart. Little of that is for reading and running: what a
 // peer is answered leaves at the end of the turn, and who comes new needs two of them.
-constexpr uint64_t kTurnWork = 10 * kMillisecond;
-constexpr uint64_t kTurnReading = kTurnWork / 2; // of that
-constexpr uint64_t kVisit = 1 * kMillisecond;    // no further task of an ended connection begins at a visit then
+constexpr uint64_t kTurnReading = 5 * kMillisecond;
+constexpr uint64_t kTurnRunning = 5 * kMillisecond;
+constexpr uint64_t kTurnAccepting = 2 * kMillisecond;
+constexpr uint64_t kVisit = 1 * kMillisecond; // no further task of an ended connection begins at a visit then
 
 constexpr uint32_t kMissedCallsTold = 10;            // calls that find nothing, traced in a second
 constexpr uint64_t kMissedCallsPeriod = 1 * kSecond; // what is more is counted

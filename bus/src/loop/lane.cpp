@@ -90,12 +90,13 @@ void task_remove(Task *task) {
         lane->loop->lanes.remove(lane);
 }
 
-uint32_t tasks_run(Loop *loop, uint64_t end) {
+uint32_t tasks_run(Loop *loop, uint64_t nanoseconds) {
     uint32_t ran = 0;
     Loop *before = dispatching; // a handler may take a turn of another bus
     dispatching = loop;
     // Only as many as stand in the queue now: what the handlers add waits for the next turn, so that reading goes on.
     uint64_t now = clock_monotonic();
+    const uint64_t end = now + nanoseconds;
     for (uint32_t left = tasks_count(loop); left > 0 && loop->stopped == 0; left--) {
         Lane *lane = lane_next(loop, now);
         if (lane == nullptr)

@@ -30,8 +30,8 @@ void lane_release(Lane *lane);
 // Takes a task out of the lane it stands in. Harmless for one that stands in none.
 void task_remove(Task *task);
 
-// Runs what stands in the lanes now, until `end` by the kernel's clock has come. How many ran.
-uint32_t tasks_run(Loop *loop, uint64_t end);
+// Runs what stands in the lanes now, for so many nanoseconds by the kernel's clock, and at least one task. How many ran.
+uint32_t tasks_run(Loop *loop, uint64_t nanoseconds);
 // Takes all tasks out without running them. Held lanes have to be released before.
 void tasks_drop(Loop *loop);
 // The loop whose tasks run now; null: none.

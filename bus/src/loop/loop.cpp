@@ -60,9 +60,9 @@ int turn_run(Loop *loop, int timeout) {
     loop->turn_began = clock_monotonic();
     phase_run(loop, &Module::begin);
     phase_run(loop, &Module::read);
-    phase_run(loop, &Module::accept);
     modules_expire(loop);
-    uint32_t ran = tasks_run(loop, loop->turn_began + kTurnWork);
+    uint32_t ran = tasks_run(loop, kTurnRunning);
+    phase_run(loop, &Module::accept);
     phase_run(loop, &Module::send);
     loop->in_turn = false;
     return static_cast<int>(ran);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A module's share of every turn of the loop. The loop knows modules by these functions only.
 //
-// A turn polls, then calls begin, read, accept and expire, runs the tasks that stand in the queue, and calls send: each
+// A turn polls, then calls begin, read and expire, runs the tasks that stand in the queue, and calls accept and send: each
 // for all modules in the order in which they joined. A null function has nothing to do.
 #ifndef KEX_MODULE_H
 #define KEX_MODULE_H
@@ -18,7 +18,7 @@ struct Module : Node<Module> {
     void *self; // what the functions are given
     void (*begin)(void *self);
     void (*read)(void *self);
-    // After reading: whoever connects again finds the end of its old connection handled first.
+    // After running: whoever connects again finds its old connection's place free, unless much of it is left.
     void (*accept)(void *self);
     // Whether the module needs a turn now although no descriptor is ready.
     bool (*has_work)(void *self);

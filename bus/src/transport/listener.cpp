@@ -93,12 +93,14 @@ void listener_drain(Listener *listener) {
     spare_fill(spare);
 }
 
+// Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning away, too.
 void listener_accept(Listener *listener) {
     if (closings_pending() >= kMaxClosings) {
         listener_pause(listener);
         return;
     }
-    for (int i = 0; i < kBacklog; i++) {
+    const uint64_t end = clock_monotonic() + kTurnAccepting;
+    while (clock_monotonic() < end) {
         const int fd = socket_accept(listener);
         if (fd >= 0) {
             socket_take(listener->transport, fd);
