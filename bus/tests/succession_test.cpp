@@ -212,6 +212,63 @@ TEST_F(Succession, EndedConnectionKeepsItsPlaceUntilItsCallsHaveRun) {
     EXPECT_TRUE(turn_until({bus}, [] { return has("note 1"); })) << "places are given back";
 }
 
+// What the bus has not looked at yet is not the fault of whoever comes back.
+TEST_F(Succession, ProgramThatComesAndGoesAtOnceIsNotRefused) {
+    constexpr ptrdiff_t kTimes = 50;
+    CapturedTrace trace;
+    for (int i = 0; i < kTimes; i++)
+        connect("fickle")->close();
+    turn_until_idle({bus});
+    EXPECT_EQ(trace.text().find("refused"), std::string::npos) << trace.text();
+    EXPECT_EQ(std::count(served::log.begin(), served::log.end(), "closed fickle"), kTimes);
+}
+
+// A newcomer waits for all that a process has left behind; that is not to become more and more.
+TEST_F(Succession, ProcessThatHasLeftMuchOnTwoConnectionsGetsNoFurtherOne) {
+    CapturedTrace trace;
+    std::unique_ptr<RawPeer> both[] = {known("flood"), known("flood")};
+    for (auto &raw : both) {
+        while (raw->send(note(1)))
+            ;
+        raw->close();
+    }
+    auto third = connect("third");
+    kex_dispatch(bus);
+    EXPECT_EQ(third->refusal(), "its process has left calls of 2 connections to be run");
+    turn_until_idle({bus});
+    auto back = known("back");
+    ASSERT_TRUE(back->send(note(2)));
+    EXPECT_TRUE(turn_until({bus}, [] { return has("note 2"); })) << "once they have run";
+}
+
+TEST_F(Succession, SixtyFourCallsLeftOnAConnectionAreNotMuch) {
+    constexpr ptrdiff_t kEach = 90;
+    CapturedTrace trace;
+    make_run_take(std::chrono::milliseconds(3)); // so that few of them run in a turn
+    std::unique_ptr<RawPeer> both[] = {known("left"), known("left")};
+    for (auto &raw : both) {
+        for (ptrdiff_t sent = 0; sent < kEach; sent++)
+            ASSERT_TRUE(raw->send(run()));
+        raw->close();
+    }
+    for (int turns = 0; turns < 8; turns++) // until they have been read
+        kex_dispatch(bus);
+    ptrdiff_t refused = 0;
+    for (bool taken_in = false; !taken_in; refused += !taken_in) {
+        auto third = connect("third");
+        kex_dispatch(bus);
+        taken_in = third->refusal().empty();
+        // The two take turns: one may have run a call more than the other.
+        const auto ran = static_cast<ptrdiff_t>(served::log.size());
+        if (taken_in)
+            EXPECT_LE(kEach - (ran + 1) / 2, 64);
+        else
+            EXPECT_GT(kEach - ran / 2, 64);
+    }
+    EXPECT_GT(refused, 0);
+    turn_until_idle({bus});
+}
+
 TEST_F(Succession, EndingWhileNewcomersWaitLosesNothing) {
     auto old = known("old");
     while (old->send(note(1)))

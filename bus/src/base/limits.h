@@ -22,6 +22,7 @@ constexpr uint32_t kMaxPath = 255;         // bytes of an object's path
 constexpr uint32_t kMaxProcessName = 63;   // bytes kept of a process name
 constexpr uint32_t kMaxPeers = 64;         // connections of one bus, taps included
 constexpr uint32_t kMaxPeersOfProcess = 8; // of them, from one process
+constexpr uint32_t kMaxLeavings = 2;       // of them, ended with much left to run; then it gets no further one
 constexpr uint32_t kMaxForeignPeers = 32;  // of them, from users other than the own one and root, all together
 constexpr uint32_t kMaxReservations = 8;   // users for whom a host may keep places
 constexpr uint32_t kMaxTaps = 8;           // of the connections
@@ -46,6 +47,12 @@ constexpr uint32_t kFlushBytes = 64 * 1024; // queued beyond this, kex_sendReque
 constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call; each has a buffer of kMaxPacket
 constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
 constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit of the loop while newcomers wait for it
+
+// What is left of a connection that has ended: more calls that have come, or more bytes that lie unread, are much; if there are
+// no calls and no more bytes than these, a hello perhaps, it is as good as finished.
+constexpr uint32_t kMuchToRun = 64;
+constexpr int kMuchUnread = 4096;
+constexpr int kLittleUnread = 128;
 
 // No turn of the loop is longer than 50 ms, foreign functions' own time apart. Little of that is for reading and running: what a
 // peer is answered leaves at the end of the turn, and who comes new needs two of them.

@@ -2,6 +2,7 @@
 // Implements admission.h.
 #include "transport/admission.h"
 #include "transport/connection.h"
+#include "transport/succession.h"
 
 #include <unistd.h>
 
@@ -62,14 +63,30 @@ uint32_t places_of_foreigners(const Transport *transport) {
     return count;
 }
 
+// All places but one: with the rest nobody can make turns long.
+bool process_is_passing(Transport *transport, int32_t process_id) {
+    return process_id != 0 && places_of_process(transport, process_id) >= kMaxPeersOfProcess &&
+           leavings_of_process(transport, process_id).nothing >= kMaxPeersOfProcess - 1;
+}
+
+const char *process_refusal(Transport *transport, int32_t process_id) {
+    const uint32_t places = places_of_process(transport, process_id);
+    if (places >= kMaxPeersOfProcess)
+        return "its process has 8 connections already";
+    if (places >= kMaxLeavings && leavings_of_process(transport, process_id).much >= kMaxLeavings)
+        return "its process has left calls of 2 connections to be run";
+    return nullptr;
+}
+
 } // namespace
 
-const char *admission_refusal(const Transport *transport, int32_t process_id, uint32_t user_id) {
+const char *admission_refusal(Transport *transport, int32_t process_id, uint32_t user_id) {
     if (transport->held_places >= kMaxPeers)
         return "there are too many connections";
     // A process in another namespace has no number here: all of these would count as one.
-    if (process_id != 0 && places_of_process(transport, process_id) >= kMaxPeersOfProcess)
-        return "its process has 8 connections already";
+    const char *why = process_id != 0 ? process_refusal(transport, process_id) : nullptr;
+    if (why != nullptr)
+        return why;
     const Reservation *own = reservation_find(transport, user_id);
     if (own != nullptr && places_of_user(transport, user_id) < own->places)
         return nullptr;
@@ -78,6 +95,17 @@ const char *admission_refusal(const Transport *transport, int32_t process_id, ui
     if (is_foreign(user_id) && places_of_foreigners(transport) >= kMaxForeignPeers)
         return "other users have 32 connections already";
     return nullptr;
+}
+
+void admission_note(Transport *transport, int32_t process_id) {
+    if (process_is_passing(transport, process_id))
+        transport->passing = process_id;
+}
+
+bool admission_has_to_wait(Transport *transport) {
+    if (!process_is_passing(transport, transport->passing))
+        transport->passing = 0;
+    return transport->passing != 0;
 }
 
 bool places_reserve(Transport *transport, uint32_t user_id, uint32_t places) {

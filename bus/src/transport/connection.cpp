@@ -39,7 +39,7 @@ void refusal_send(Transport *transport, int fd, const char *why) {
 }
 
 // Whom we connect to ourselves is not counted against anybody.
-const char *connection_refusal(const Transport *transport, Role role, const Credentials &credentials) {
+const char *connection_refusal(Transport *transport, Role role, const Credentials &credentials) {
     if (role != Role::client)
         return admission_refusal(transport, credentials.process_id, credentials.user_id);
     return transport->held_places >= kMaxPeers ? "there are too many connections" : nullptr;

@@ -4,6 +4,7 @@
 #include "base/closer.h"
 #include "base/faults.h"
 #include "base/trace.h"
+#include "transport/admission.h"
 #include "transport/connection.h"
 #include "transport/inherited.h"
 #include "transport/path_socket.h"
@@ -58,10 +59,10 @@ int socket_accept(const Listener *listener) {
 void socket_take(Transport *transport, int fd) {
     if (spare_is_hosts(fd))
         socket_refuse(transport, fd, kNoDescriptors);
-    else if (socket_is_trusted(transport->access, fd, socket_credentials(fd)))
-        connection_begin(transport, fd, Role::server);
-    else
+    else if (!socket_is_trusted(transport->access, fd, socket_credentials(fd)))
         socket_refuse(transport, fd, "its user may not connect");
+    else if (const Connection *connection = connection_begin(transport, fd, Role::server))
+        admission_note(transport, connection->process_id);
 }
 
 // With the table full the spare descriptors make room, so that whoever waits learns why it is refused.
@@ -100,7 +101,7 @@ void listener_accept(Listener *listener) {
         return;
     }
     const uint64_t end = clock_monotonic() + kTurnAccepting;
-    while (clock_monotonic() < end) {
+    while (!admission_has_to_wait(listener->transport) && clock_monotonic() < end) {
         const int fd = socket_accept(listener);
         if (fd >= 0) {
             socket_take(listener->transport, fd);

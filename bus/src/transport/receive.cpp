@@ -171,7 +171,7 @@ bool connection_read_batch(Connection *connection) {
         connection->batch_power++;
     if (!more)
         connection->batch_power = 0;
-    return more && largest;
+    return more && (largest || connection->end_number != 0);
 }
 
 // A batch from each that is ready, beginning where the last turn had to stop. True: some may have more.

@@ -3,6 +3,7 @@
 #include "transport/succession.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 
 namespace bus {
 
@@ -37,7 +38,26 @@ void ends_look(Transport *transport, uint32_t last_known) {
     }
 }
 
+int unread_bytes(const Connection *connection) {
+    int bytes = 0;
+    return !connection->closed && ioctl(connection->fd, FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
 } // namespace
+
+Leavings leavings_of_process(Transport *transport, int32_t process_id) {
+    Leavings found = {};
+    ends_look(transport, transport->last_number);
+    for (const Connection *connection : transport->connections) {
+        if (connection->process_id != process_id || connection->end_number == 0)
+            continue;
+        const int unread = unread_bytes(connection);
+        const bool is_held_back = connection->resume_at != kNever;
+        found.much += connection->received.messages > kMuchToRun || unread > kMuchUnread;
+        found.nothing += connection->received.messages == 0 && unread <= kLittleUnread && !is_held_back;
+    }
+    return found;
+}
 
 void end_note(Connection *connection) {
     if (connection->end_number == 0)
@@ -47,15 +67,17 @@ void end_note(Connection *connection) {
 // Whoever ended before a newcomer connected had ended when that one was accepted: looking comes after accepting.
 void newcomers_line_up(Transport *transport, uint32_t last_known) {
     ends_look(transport, last_known);
-    if (oldest_end(transport) == 0)
+    const uint32_t oldest = oldest_end(transport);
+    if (oldest == 0)
         return;
     for (Connection *connection : transport->connections) {
         if (connection->end_number != 0)
             connection->lane.share = kEndedShare;
         if (connection->number <= last_known)
             continue;
-        connection->behind = transport->ends;
-        lane_hold(&connection->lane);
+        connection->behind = connection->end_number != 0 ? connection->end_number - 1 : transport->ends;
+        if (oldest <= connection->behind)
+            lane_hold(&connection->lane);
     }
 }
 

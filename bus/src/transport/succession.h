@@ -11,6 +11,12 @@ namespace bus {
 
 // The connection has ended.
 void end_note(Connection *connection);
+// The connections of a process that have ended and are not finished.
+struct Leavings {
+    uint32_t much;    // of them: with much left
+    uint32_t nothing; // with nothing left but their end
+};
+Leavings leavings_of_process(Transport *transport, int32_t process_id);
 // Those with a higher number than this have just been accepted.
 void newcomers_line_up(Transport *transport, uint32_t last_known);
 // A connection has gone, or the bus ends: whoever waits for nothing more may run.

@@ -54,8 +54,9 @@ struct Transport {
     uint32_t taps;
     uint32_t last_number; // of a connection
     uint32_t ends;        // noticed so far
-    uint64_t accept_at;   // listeners pause until then; kNever: they do not
-    uint32_t read_last;   // number of the connection behind which reading begins; 0: at the oldest
+    int32_t passing;    // a process whose places are about to become free: nobody is taken in before; 0: there is none
+    uint64_t accept_at; // listeners pause until then; kNever: they do not
+    uint32_t read_last; // number of the connection behind which reading begins; 0: at the oldest
     uint32_t waits_first; // of the first one in this turn whose packet found no room for its descriptors; 0: all did
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
