@@ -7,7 +7,7 @@ import sys
 from wire import RawPeer, call
 
 PER_PROCESS = 8  # connections that one process may have
-CALLS_OF_A_VISIT = 64
+CALLS_OF_A_VISIT = 1024  # more than a queue takes
 LIST, _ = call(1, "kex", "list", [], one_way=True)
 
 
@@ -30,13 +30,14 @@ def come_and_go(path):
     """The same by connections that end as soon as their calls are sent; each keeps its place until they have run."""
     print("busy", flush=True)
     while True:
-        visitor = RawPeer.connect(path, "visitor")
-        try:
-            for _ in range(CALLS_OF_A_VISIT):
-                visitor.send(LIST)
-        except (BrokenPipeError, ConnectionResetError):
-            pass  # refused: too many of this process are not finished
-        visitor.close()
+        with RawPeer.connect(path, hello=False) as visitor:
+            visitor.socket.setblocking(False)
+            try:
+                visitor.say_hello("visitor")
+                for _ in range(CALLS_OF_A_VISIT):
+                    visitor.socket.send(LIST)
+            except (BlockingIOError, BrokenPipeError, ConnectionResetError):
+                pass  # as much as it could, or refused: too many of this process are not finished
 
 
 if __name__ == "__main__":

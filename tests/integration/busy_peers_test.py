@@ -41,7 +41,7 @@ def newcomer_is_answered(path):
         assert peer.call(*LIST).result is not None
 
 
-@pytest.mark.parametrize("processes, manner", [(1, "stays"), (6, "stays"), (1, "visits")])
+@pytest.mark.parametrize("processes, manner", [(1, "stays"), (6, "stays"), (1, "visits"), (6, "visits")])
 def test_who_calls_little_waits_little_beside_busy_peers(system, processes, manner):
     application = system.start_application()
     children, waits, newcomers = [], [], []
@@ -52,6 +52,7 @@ def test_who_calls_little_waits_little_beside_busy_peers(system, processes, mann
             for _ in range(40):
                 waits.append(seconds_of(lambda: peer.call(*LIST), application))
                 newcomers.append(seconds_of(lambda: newcomer_is_answered(system.socket), application))
+            assert [child.poll() for child in children] == [None] * processes, "all of them were busy until now"
         finally:
             for child in children:
                 child.kill()

@@ -180,8 +180,11 @@ class RawPeer(RawSocket):
         connected.connect(str(path))  # without a limit: where one is set, a full queue of the listener is an error
         peer = cls(connected)
         if hello:
-            peer.send(head(HELLO) + text(name))
+            peer.say_hello(name)
         return peer
+
+    def say_hello(self, name):
+        self.send(head(HELLO) + text(name))
 
     def send(self, packet, descriptors=()):
         ancillary = [(socket.SOL_SOCKET, socket.SCM_RIGHTS, array.array("i", descriptors))] if descriptors else []
