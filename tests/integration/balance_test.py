@@ -12,6 +12,7 @@ from collections import Counter
 
 import pytest
 
+from dialling import start_telephones
 from media import EXACT_HEAP, FORMS, FRAME_BYTES, REPORT, STATISTICS, held, numbers, settled_heap, start_application
 from processes import System, until
 
@@ -31,8 +32,7 @@ class Exchange:
     def __init__(self, system, form):
         system.environment |= EXACT_HEAP
         self.application = start_application(system, *FORMS[form])
-        self.callers = system.start_fxs("fxs1", *FORMS[form], lines=LINES)
-        self.callees = system.start_fxs("fxs2", *FORMS[form], lines=LINES)
+        self.callers, self.callees = start_telephones(system, *FORMS[form], lines=LINES)
         self.hosts = {
             "voice_application": self.application,
             "calling plugin": self.callers,

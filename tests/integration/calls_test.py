@@ -3,7 +3,7 @@
 
 import pytest
 
-from dialling import ring, talk
+from dialling import answer, dial, lift, ring, start_telephones, talk
 from processes import Unmet
 
 
@@ -11,8 +11,7 @@ from processes import Unmet
 def office(system):
     """An application and two plugins, each with two telephones: 101, 102 and 201, 202."""
     system.application = system.start_application()
-    system.first = system.start_fxs("fxs1")
-    system.second = system.start_fxs("fxs2")
+    system.first, system.second = start_telephones(system)
     return system
 
 
@@ -44,7 +43,7 @@ def test_complete_call(office):
 def test_complete_call_as_it_passes_on_the_bus(system):
     application = system.start_application()
     watcher = system.start_watcher()
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     for plugin, endpoint, number in [
         ("fxs1", "FXS1", 0),
         ("fxs1", "FXS2", 1),
@@ -98,27 +97,21 @@ def test_caller_gives_up_while_it_rings(office):
 
 
 def test_hang_up_before_anything_is_dialled(office):
-    office.first.ask("1 off")
-    office.first.expect("^1 hears dial-tone$")
+    lift(office.first)
     office.first.ask("1 on")
     office.application.expect("^line 101 idle$")
     talk(office.second, "101", office.first)
 
 
 def test_busy_line(office):
-    office.second.ask("1 off")
-    office.second.expect("^1 hears dial-tone$")
-    office.first.ask("1 off")
-    office.first.expect("^1 hears dial-tone$")
-    office.first.ask("1 dial 201")
+    lift(office.second)
+    dial(office.first, "201")
     office.first.expect("^1 hears busy-tone$")
     office.application.expect("^call 1 101->201 refused: busy$")
 
 
 def test_unknown_number(office):
-    office.first.ask("1 off")
-    office.first.expect("^1 hears dial-tone$")
-    office.first.ask("1 dial 9")
+    dial(office.first, "9")
     office.first.expect("^1 hears sit-tone$")
     office.application.expect("^call 1 101->9 refused: unknown number$")
 
@@ -130,11 +123,8 @@ def test_display_shows_the_caller(office):
 
 def test_calls_run_side_by_side(office):
     talk(office.first, "201", office.second)
-    office.first.ask("2 off")
-    office.first.expect("^2 hears dial-tone$")
-    office.first.ask("2 dial 202")
-    office.second.expect("^2 rings ")
-    office.second.ask("2 off")
+    dial(office.first, "202", line=2)
+    answer(office.second, line=2)
     office.application.expect("^call 2 102->202 answered")
     assert office.application.calls() == {"101->201": "talking", "102->202": "talking"}
     office.first.ask("1 on")

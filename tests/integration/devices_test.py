@@ -3,6 +3,7 @@
 
 import pytest
 
+from dialling import answer, dial
 from processes import until
 
 
@@ -19,8 +20,18 @@ def house(system):
     return system
 
 
-def idle(house, label):
-    until(f"{label} is idle", lambda: house.application.lines()[label][0] == "idle")
+def idle(application, label):
+    until(f"{label} is idle", lambda: application.lines()[label][0] == "idle")
+
+
+def talk_and_hang_up(house, caller, end):
+    """Telephone 101 and the caller hear each other until the caller ends the call by a command."""
+    caller.expect("^1 hears .*Hz$")
+    house.telephones.expect("^1 hears .*Hz$")
+    caller.ask(end)
+    house.telephones.expect("^1 hears busy-tone$")
+    house.telephones.ask("1 on")
+    idle(house.application, "101")
 
 
 def test_all_kinds_register(house):
@@ -29,23 +40,13 @@ def test_all_kinds_register(house):
 
 
 def test_handset_calls_a_telephone(house):
-    house.handsets.ask("1 off")
-    house.handsets.expect("^1 hears dial-tone$")
-    house.handsets.ask("1 dial 101")
-    house.telephones.expect("^1 rings ")
-    house.telephones.ask("1 off")
-    house.handsets.expect("^1 hears .*Hz$")
-    house.telephones.expect("^1 hears .*Hz$")
-    house.handsets.ask("1 on")
-    house.telephones.expect("^1 hears busy-tone$")
-    house.telephones.ask("1 on")
-    idle(house, "101")
+    dial(house.handsets, "101")
+    answer(house.telephones)
+    talk_and_hang_up(house, house.handsets, "1 on")
 
 
 def test_no_common_codec(house):
-    house.telephones.ask("1 off")
-    house.telephones.expect("^1 hears dial-tone$")
-    house.telephones.ask("1 dial 502")
+    dial(house.telephones, "502")
     house.telephones.expect("^1 hears congestion-tone$")
     house.application.expect("^call 1 101->502 refused: no common codec$")
 
@@ -62,12 +63,7 @@ def test_exchange_calls_in(house):
     house.telephones.expect('^1 displays number=03012345678 name="Aunt Mary" ')
     house.telephones.ask("1 off")
     house.exchange.expect("^1 (answered|seized)$")
-    house.exchange.expect("^1 hears .*Hz$")
-    house.telephones.expect("^1 hears .*Hz$")
-    house.exchange.ask("1 hangup")
-    house.telephones.expect("^1 hears busy-tone$")
-    house.telephones.ask("1 on")
-    idle(house, "101")
+    talk_and_hang_up(house, house.exchange, "1 hangup")
 
 
 def test_exchange_stops_ringing(house):
@@ -75,7 +71,7 @@ def test_exchange_stops_ringing(house):
     house.telephones.expect("^1 rings ")
     house.exchange.ask("1 stop")
     house.telephones.expect("^1 stops ringing$")
-    idle(house, "101")
+    idle(house.application, "101")
 
 
 def test_call_out_over_the_exchange(system):
@@ -85,15 +81,13 @@ def test_call_out_over_the_exchange(system):
     telephones = system.start_fxs("fxs1")
     exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
     exchange.expect("^ready ")
-    telephones.ask("1 off")
-    telephones.expect("^1 hears dial-tone$")
-    telephones.ask("1 dial 030#")
+    dial(telephones, "030#")
     exchange.expect("^1 seized$")
     exchange.expect("^1 dials 30$")
     telephones.expect("^1 hears .*Hz$")
     telephones.ask("1 on")
     exchange.expect("^1 released$")
-    until("101 is idle", lambda: application.lines()["101"][0] == "idle")
+    idle(application, "101")
 
 
 def test_dsp_channels_are_created_and_driven(house):

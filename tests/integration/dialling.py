@@ -1,18 +1,55 @@
 # SPDX-License-Identifier: MIT
-"""What a test does to get two simulated telephones into a call."""
+"""What a test does to get simulated telephones, and to get them into a call."""
+
+
+def start_telephones(system, *words, **options):
+    """Two plugins, as many tests have them: telephones 101 and 102, and 201 and 202."""
+    return system.start_fxs("fxs1", *words, **options), system.start_fxs("fxs2", *words, **options)
+
+
+def lift(caller, line=1):
+    """The line is off hook and may dial."""
+    caller.ask(f"{line} off")
+    caller.expect(f"^{line} hears dial-tone$")
+
+
+def dial(caller, number, line=1):
+    """The line is off hook and has dialled."""
+    lift(caller, line)
+    caller.ask(f"{line} dial {number}")
+
+
+def answer(callee, line=1):
+    """The line rings, and is lifted."""
+    callee.expect(f"^{line} rings ")
+    callee.ask(f"{line} off")
 
 
 def ring(caller, number, callee, line=1):
     """Line 1 of the caller dials; the line of the callee rings."""
-    caller.ask("1 off")
-    caller.expect("^1 hears dial-tone$")
-    caller.ask(f"1 dial {number}")
+    dial(caller, number)
     caller.expect("^1 hears ring-back$")
     callee.expect(f"^{line} rings ")
 
 
 def talk(caller, number, callee, line=1):
+    """The same, and the callee takes the call."""
     ring(caller, number, callee, line)
     callee.ask(f"{line} off")
     callee.expect(f"^{line} stops ringing$")
     caller.expect("^1 hears silence$")
+
+
+def call_from_flash(caller, number, callee, line=1):
+    """Line 1 of the caller, which talks, puts its call on hold and calls the line of the callee, which answers."""
+    caller.ask("1 flash")
+    caller.expect("^1 hears dial-tone$")
+    caller.ask(f"1 dial {number}")
+    answer(callee, line)
+
+
+def hang_up(caller, callee):
+    """Line 1 of both ends a call: the caller first."""
+    caller.ask("1 on")
+    callee.expect("^1 hears busy-tone$")
+    callee.ask("1 on")

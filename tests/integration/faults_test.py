@@ -7,7 +7,7 @@ from pathlib import Path
 
 import pytest
 
-from dialling import talk
+from dialling import lift, start_telephones, talk
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
@@ -77,7 +77,7 @@ def test_everything_comes_back_after_a_kill_at_a_message(system, preload, role, 
 def test_a_plugin_that_stands_still_with_full_buffers_holds_nobody_up(system):
     commands = 6000
     application = system.start_application()
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     second.freeze()
     mark = application.out.mark()
     for _ in range(commands):  # one and a half times what the bus and the kernel keep for it
@@ -85,8 +85,7 @@ def test_a_plugin_that_stands_still_with_full_buffers_holds_nobody_up(system):
     until("all are answered", lambda: len(application.out.since(mark, "^(ok|error: .*)$")) == commands)
     assert application.out.since(mark, "^ok$") and application.out.since(mark, "^error: not sent$")
     application.err.expect("^KEX .*request 'set' of 'fxs2.EndPoint.FXS1' .* not queued: the queue is full$")
-    first.ask("1 off")
-    first.expect("^1 hears dial-tone$")
+    lift(first)
     first.ask("1 on")
     second.thaw()
     talk(first, "201", second)

@@ -6,6 +6,7 @@ import os
 
 import pytest
 
+from dialling import lift
 from faulty_calls import (
     APPLICATION_FUNCTIONS,
     DSP_FUNCTIONS,
@@ -31,8 +32,7 @@ def shared_application():
         system.plugin = system.start_fxs("fxs1")
         yield system
         assert system.application.running, system.report()
-        system.plugin.ask("1 off")
-        system.plugin.expect("^1 hears dial-tone$")
+        lift(system.plugin)
 
 
 def test_application_answers_every_fault(shared_application):

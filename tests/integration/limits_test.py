@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What happens at the edges of the tables: names taken, plugins and endpoints too many."""
 
-from dialling import talk
+from dialling import lift, talk
 from processes import until
 from wire import APPLICATION, RawPeer, U16
 
@@ -86,8 +86,7 @@ def test_connections_beyond_the_limit_do_no_harm(system):
     before = application.descriptors()
     peers = [RawPeer.connect(system.socket, hello=False) for _ in range(80)]
     until("connections beyond the limit are closed", lambda: [peer for peer in peers if peer.closed(0)])
-    plugin.ask("1 off")
-    plugin.expect("^1 hears dial-tone$")
+    lift(plugin)
     for peer in peers:
         peer.close()
     until("descriptors are given back", lambda: application.descriptors() == before)

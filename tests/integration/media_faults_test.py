@@ -9,7 +9,7 @@ from pathlib import Path
 
 import pytest
 
-from dialling import ring, talk
+from dialling import ring, start_telephones, talk
 from faulty_calls import (
     DSP_FUNCTIONS,
     ENDPOINT_FUNCTIONS,
@@ -442,7 +442,7 @@ def test_ports_that_others_took_are_passed_over(system):
     for one, port in zip(held_ports, (30000, 30003, 30008)):  # media, control, media
         one.bind((own_address(), port))
     start_application(system, ports=(30000, 30011))
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     talk(first, "201", second)
     first.expect("^1 talking line=0 codec=PCMA ports=30004->30006$")
     second.expect("^1 talking line=0 codec=PCMA ports=30006->30004$")
@@ -454,7 +454,7 @@ def test_ports_that_others_took_are_passed_over(system):
 def test_a_call_without_a_free_port_ends_and_the_next_one_finds_some(system, form):
     taken = Pair.at(own_address(), 30002)
     application = start_application(system, *FORMS[form], ports=(30000, 30003))
-    first, second = system.start_fxs("fxs1", *FORMS[form]), system.start_fxs("fxs2", *FORMS[form])
+    first, second = start_telephones(system, *FORMS[form])
     before = [held(process) for process in (application, first, second)]
     ring(first, "201", second)
     second.ask("1 off")

@@ -5,7 +5,7 @@ With media sockets that the application hands over, and with sockets that the pl
 
 import pytest
 
-from dialling import ring, talk
+from dialling import answer, call_from_flash, dial, hang_up, ring, start_telephones, talk
 from faulty_calls import FakeApplication
 from media import (
     CNX_INFO_BYTES,
@@ -45,8 +45,7 @@ def office(request, system):
     system.environment |= EXACT_HEAP
     system.application = start_application(system, *FORMS[system.form])
     system.watcher = system.start_watcher()
-    system.first = system.start_fxs("fxs1", *FORMS[system.form])
-    system.second = system.start_fxs("fxs2", *FORMS[system.form])
+    system.first, system.second = start_telephones(system, *FORMS[system.form])
     system.processes_with_media = [system.application, system.first, system.second]
     before = {process: held(process) for process in system.processes_with_media}
     yield system
@@ -95,10 +94,8 @@ def media_commands(watcher, plugin):
     ]
 
 
-def hang_up(office, call=1):
-    office.first.ask("1 on")
-    office.second.expect("^1 hears busy-tone$")
-    office.second.ask("1 on")
+def end(office):
+    hang_up(office.first, office.second)
     office.application.expect("^line 201 idle$")
 
 
@@ -113,7 +110,7 @@ def test_complete_call(office):
     assert udp_sockets(office.application) == []
     office.first.expect(f"^1 hears {SECOND_TONE}$")
     office.second.expect(f"^1 hears {FIRST_TONE}$")
-    hang_up(office)
+    end(office)
     mine, others = ended(office.first, 1), ended(office.second, 1)
     check_counts(mine, others, reported(office, 1, 101))
     check_counts(others, mine, reported(office, 1, 201))
@@ -135,7 +132,7 @@ def test_what_the_bus_carries_for_a_call(office):
         else:
             assert list(arguments) == ["ep_line_id", "cnx_info"]
             assert len(bytes.fromhex(arguments["cnx_info"]["hex"])) == CNX_INFO_BYTES + 2 * 16
-    hang_up(office)
+    end(office)
     for plugin in ("fxs1", "fxs2"):
         destroy = office.watcher.expect_message(function="destroy", plugin=plugin, endpoint="FXS1")
         assert destroy["arguments"] == {"ep_line_id": 0}
@@ -167,7 +164,7 @@ def test_codec_change(office):
         )
     for modify in office.watcher.messages(function="modify"):
         assert [one["fd"] for one in modify["arguments"]["filedesc"]] == [-1, -1, -1]
-    hang_up(office)
+    end(office)
 
 
 def test_hold_silences_the_line_and_resuming_brings_it_back(office):
@@ -185,17 +182,13 @@ def test_hold_silences_the_line_and_resuming_brings_it_back(office):
     office.application.expect("^call 1 101->201 resumed$")
     office.first.expect(f"^1 hears {SECOND_TONE}$")
     office.second.expect(f"^1 hears {FIRST_TONE}$")
-    hang_up(office)
+    end(office)
 
 
 def test_three_parties(office):
     talk(office.first, "201", office.second)
     office.first.expect(f"^1 hears {SECOND_TONE}$")
-    office.first.ask("1 flash")
-    office.first.expect("^1 hears dial-tone$")
-    office.first.ask("1 dial 202")
-    office.second.expect("^2 rings ")
-    office.second.ask("2 off")
+    call_from_flash(office.first, "202", office.second, line=2)
     office.application.expect("^call 2 101->202 answered")
     office.first.expect(f"^1 hears {THIRD_TONE}$")
     office.first.ask("1 flash")
@@ -239,11 +232,7 @@ def test_three_parties(office):
 
 def test_codec_change_in_a_conference(office):
     talk(office.first, "201", office.second)
-    office.first.ask("1 flash")
-    office.first.expect("^1 hears dial-tone$")
-    office.first.ask("1 dial 202")
-    office.second.expect("^2 rings ")
-    office.second.ask("2 off")
+    call_from_flash(office.first, "202", office.second, line=2)
     office.first.expect(f"^1 hears {THIRD_TONE}$")
     office.first.ask("1 flash")
     office.first.expect(rf"^1 hears {SECOND_TONE}\+{THIRD_TONE}$")
@@ -256,11 +245,8 @@ def test_codec_change_in_a_conference(office):
 
 def test_calls_side_by_side_do_not_mix(office):
     talk(office.first, "201", office.second)
-    office.first.ask("2 off")
-    office.first.expect("^2 hears dial-tone$")
-    office.first.ask("2 dial 202")
-    office.second.expect("^2 rings ")
-    office.second.ask("2 off")
+    dial(office.first, "202", line=2)
+    answer(office.second, line=2)
     for process, number, tone in [
         (office.first, 1, SECOND_TONE),
         (office.first, 2, THIRD_TONE),
@@ -374,7 +360,7 @@ def test_media_of_many_calls_leaves_no_memory(office):
         office.application.ask("codec 101 PCMU")
         media(office.first, 1, codec="PCMU")
         media(office.second, 1, codec="PCMU")
-        hang_up(office)
+        end(office)
         reported(office, turn + 1, 101)
         reported(office, turn + 1, 201)
         if turn == 0:

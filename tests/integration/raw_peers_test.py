@@ -6,6 +6,7 @@ import socket
 
 import pytest
 
+from dialling import lift
 from processes import until
 from target import struct
 from wire import APPLICATION, CALL, HELLO, ORDER, REPLY, TAP_RECORD, Fd, RawPeer, call, head, text
@@ -18,18 +19,10 @@ def application(system):
     """An application with one plugin, whose line must work after whatever the test did, without a descriptor lost."""
     one = system.start_application()
     plugin = system.start_fxs("fxs1")
-    one.descriptors_before = one.descriptors()
+    before = one.descriptors()
     yield one
-    all_peers_are_gone(one)
-    plugin.ask("1 off")
-    plugin.expect("^1 hears dial-tone$")
-
-
-def all_peers_are_gone(application):
-    """Who connects again and again waits for it: a process has few places, and gets them back when they are closed."""
-    until(
-        "the application gave back all descriptors", lambda: application.descriptors() == application.descriptors_before
-    )
+    until("the application gave back all descriptors", lambda: one.descriptors() == before)
+    lift(plugin)
 
 
 def good_call():
@@ -188,7 +181,6 @@ def test_peer_that_leaves_at_once(system, application):
     for _ in range(50):
         RawPeer.connect(system.socket, hello=False).close()
         peer_after_hello(system).close()
-        all_peers_are_gone(application)
 
 
 def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
@@ -196,7 +188,6 @@ def test_peer_that_leaves_in_the_middle_of_its_call(system, application):
         peer = peer_after_hello(system)
         peer.send(good_call())
         peer.close()
-        all_peers_are_gone(application)
     until("none of them is left in the table", lambda: application.plugins() == ["fxs1"])
 
 

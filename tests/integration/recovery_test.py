@@ -3,18 +3,13 @@
 
 import pytest
 
-from dialling import ring, talk
+from dialling import lift, ring, start_telephones, talk
 from processes import QUICK_RETRY, until
 from wire import RawPeer
 
 
 def start_office(system):
-    application = system.start_application()
-    return (
-        application,
-        system.start_fxs("fxs1", environment=QUICK_RETRY),
-        system.start_fxs("fxs2", environment=QUICK_RETRY),
-    )
+    return system.start_application(), *start_telephones(system, environment=QUICK_RETRY)
 
 
 def test_killed_application_gets_everything_back(system):
@@ -35,8 +30,7 @@ def test_killed_application_gets_everything_back(system):
 
 def test_telephone_left_off_hook_over_a_restart_is_reported(system):
     application, first, _ = start_office(system)
-    first.ask("1 off")
-    first.expect("^1 hears dial-tone$")
+    lift(first)
     application.kill()
     first.expect("^application lost$")
     application = system.start_application()
@@ -126,8 +120,7 @@ def test_a_hundred_connections_leave_no_descriptor(system):
         with RawPeer.connect(system.socket) as peer:
             assert peer.call("VoiceService.VoiceApplication", "event", []).errors[0][0] == 196638
     until("descriptors of closed connections are given back", lambda: application.descriptors() == before)
-    plugin.ask("1 off")
-    plugin.expect("^1 hears dial-tone$")
+    lift(plugin)
 
 
 def test_a_hundred_registrations_leave_no_descriptor(system):

@@ -12,7 +12,7 @@ from collections import namedtuple
 
 import pytest
 
-from dialling import talk
+from dialling import hang_up, start_telephones, talk
 from media import (
     FORMS,
     FRAME_BYTES,
@@ -230,8 +230,7 @@ def office(request, system):
     system.form = request.param
     system.application = start_application(system, *FORMS[system.form])
     system.capture = Capture(system)
-    system.first = system.start_fxs("fxs1", *FORMS[system.form])
-    system.second = system.start_fxs("fxs2", *FORMS[system.form])
+    system.first, system.second = start_telephones(system, *FORMS[system.form])
     talk(system.first, "201", system.second)
     return system
 
@@ -250,10 +249,8 @@ def counts(process):
     return [numbers(STATISTICS.search(line)) for line in process.out.since(0, "^1 media ended line=0 ")]
 
 
-def hang_up(office):
-    office.first.ask("1 on")
-    office.second.expect("^1 hears busy-tone$")
-    office.second.ask("1 on")
+def end(office):
+    hang_up(office.first, office.second)
     office.application.expect("^line 201 idle$")
     office.capture.stop()
 
@@ -265,7 +262,7 @@ def test_a_call_is_rtp_before_and_after_a_codec_change(office):
     after = ports_of(office.first, "PCMU")
     # Where the sockets stay, the ports have sent the old codec's packets already, and some more until the change.
     wait_for_sound(office, after, MEDIA_PACKETS * 2 + 25 if before == after else MEDIA_PACKETS)
-    hang_up(office)
+    end(office)
     ports = sorted({*before, *after})
     sent = office.capture.rtp(ports)
     if office.form == "descriptors":
@@ -296,7 +293,7 @@ def test_a_call_is_rtp_before_and_after_a_codec_change(office):
 def test_control_packets_are_rtcp(office):
     here, there = ports_of(office.first, "PCMA")
     wait_for_sound(office, (here + 1, there + 1), 1)
-    hang_up(office)
+    end(office)
     sent = office.capture.rtp([here, there])
     rows = office.capture.fields(
         [here, there],

@@ -11,7 +11,7 @@ import time
 
 import pytest
 
-from dialling import talk
+from dialling import lift, start_telephones, talk
 from processes import Watcher, until
 from target import struct
 from terminal import Terminal
@@ -291,7 +291,7 @@ def test_ladder_without_a_terminal_is_one_plain_line_a_message(system):
     system.start_application()
     ladder = system.start("voicectl", "voicectl", "watch")
     ladder.err.expect("watching")
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     talk(first, "201", second)
     first.ask("1 on")
     for pattern in CALL:
@@ -304,7 +304,7 @@ def test_caller_display_and_empty_items_in_words(system):
     application = system.start_application()
     ladder = system.start("voicectl", "voicectl", "watch", "--function", "signal", "get", "set")
     ladder.err.expect("watching")
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     first.ask("1 off")
     first.ask("1 dial 201")
     second.expect("displays")
@@ -325,7 +325,7 @@ def test_long_form_has_full_names(system):
     system.start_application()
     ladder = system.start("voicectl", "voicectl", "watch", "--long")
     ladder.err.expect("watching")
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     talk(first, "201", second)
     first.ask("1 on")
     for pattern in [
@@ -350,7 +350,7 @@ def on_terminal(system, columns, *arguments, environment=None):
         stderr=subprocess.PIPE,
     )
     tool.stderr.readline()
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     talk(first, "201", second)
     first.ask("1 on")
     second.expect("hears busy-tone$")
@@ -411,7 +411,7 @@ def items(message):
 def test_json_holds_typed_values_and_bytes(system):
     application = system.start_application()
     watcher = system.start_watcher()
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     message = watcher.expect_message(function="register_endpoint", kind="call")
     assert [(codec["codec"], codec["name"]) for codec in message["codecs"]] == [(8, "PCMA"), (0, "PCMU")]
     assert len(bytes.fromhex(message["arguments"]["codeclist"]["hex"])) == 32
@@ -448,7 +448,7 @@ def test_filters(system):
     system.start_application()
     only_line = system.start_watcher("--endpoint", "fxs2.FXS1", "--function", "signal", "event")
     only_in = system.start_watcher("--direction", "in", "--package", "dd")
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     talk(first, "201", second)
     only_line.expect_message(name="LIBVOICE_EVENT_al_of")
     digits = [only_in.expect_message(function="event")["record"]["identifier"]["name"][-1] for _ in range(3)]
@@ -476,7 +476,7 @@ def test_call_that_waits_shows_as_waiting(system):
 
 def test_watcher_that_stops_reading_slows_no_call(system):
     system.start_application()
-    first, second = system.start_fxs("fxs1"), system.start_fxs("fxs2")
+    first, second = start_telephones(system)
     # One that says it is a watcher and reads nothing, ever; and a real one that is stopped.
     deaf = RawPeer.connect(system.socket, hello=False)
     deaf.send(head(TAP_HELLO) + text("deaf"))
@@ -509,5 +509,4 @@ def test_watchers_that_die_leave_nothing(system):
         watcher = system.start_watcher()
         watcher.kill()
     until("the application gave back all descriptors", lambda: application.descriptors() == before)
-    plugin.ask("1 off")
-    plugin.expect("^1 hears dial-tone$")
+    lift(plugin)
