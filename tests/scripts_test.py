@@ -37,12 +37,12 @@ class Scripts(unittest.TestCase):
         self.folder = Path(folder.name)
         self.tree = self.folder / "no tree"
 
-    def run_script(self, *words):
+    def run_script(self, *words, **environment):
         """Without its build tree, so that one that builds is noticed."""
         done = subprocess.run(
             [ROOT / words[0], *words[1:]],
             cwd="/",
-            env={**os.environ, "VOICE_BUILD_DIR": str(self.tree)},
+            env={**os.environ, "VOICE_BUILD_DIR": str(self.tree), **environment},
             stdin=subprocess.DEVNULL,
             capture_output=True,
             text=True,
@@ -130,6 +130,23 @@ class Scripts(unittest.TestCase):
                 self.assertRegex(done.stdout, "^usage: ")
                 wrong = self.run_script("test", name, "--no-such-option")
                 self.assertEqual((wrong.returncode, wrong.stdout), (2, ""))
+
+    def test_long_run_with_a_wrong_option_installs_nothing(self):
+        """On a machine where every package is missing."""
+        for name, does in {
+            "id": "echo 0",
+            "dpkg-query": "exit 0",
+            "apt-get": f'echo "$@" >>{self.folder}/asked; exit 1',
+        }.items():
+            (self.folder / name).write_text(f"#!/bin/sh\n{does}\n")
+            (self.folder / name).chmod(0o755)
+        path = {"PATH": f"{self.folder}:{os.environ['PATH']}"}
+        for name in long_runs():
+            with self.subTest(name):
+                self.assertEqual(self.run_script("test", name, "--no-such-option", **path).returncode, 2)
+                self.assertFalse((self.folder / "asked").exists())
+        self.assertEqual(self.run_script("test", "kills", "1", **path).returncode, 1)
+        self.assertIn(" install ", (self.folder / "asked").read_text(encoding="utf-8"))
 
     def test_every_test_belongs_to_a_suite(self):
         done = subprocess.run(
