@@ -197,6 +197,19 @@ class Process:
     def running(self):
         return self.child.poll() is None
 
+    def release(self):
+        """Ends it if it runs, and closes its streams."""
+        if self.running:
+            self.child.kill()
+        self.child.wait()
+        self.out.finish()
+        self.err.finish()
+        for stream in (self.child.stdin, self.child.stdout, self.child.stderr):
+            try:
+                stream.close()
+            except BrokenPipeError:
+                pass
+
 
 class Application(Process):
     """voice_application, with what it answers to questions taken apart."""
@@ -305,6 +318,11 @@ class System:
         watcher.err.expect("watching")
         return watcher
 
+    def forget(self, process):
+        """Ends a process and keeps nothing of it: for systems in which very many come and go."""
+        process.release()
+        self.processes.remove(process)
+
     def report(self):
         """What every process said, for a failure."""
         parts = []
@@ -336,12 +354,5 @@ class System:
             if process.running:
                 process.child.kill()
         for process in self.processes:
-            process.child.wait()
-            process.out.finish()
-            process.err.finish()
-            for stream in (process.child.stdin, process.child.stdout, process.child.stderr):
-                try:
-                    stream.close()
-                except BrokenPipeError:
-                    pass
+            process.release()
         shutil.rmtree(self.folder, ignore_errors=True)

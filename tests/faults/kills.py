@@ -27,15 +27,14 @@ seen; each such row shows how to run it again.
 import argparse
 import collections
 import concurrent.futures
-import fcntl
 import random
-import re
 import sys
 import time
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
+from tables import EndpointTable, check_lock, differences  # noqa: E402
 from trial import ROLES, SHORT, Wrong  # noqa: E402
 from processes import System, Unmet, default_bin, until  # noqa: E402
 
@@ -104,25 +103,8 @@ class Kill(FailingCall):
 
     def differences(self):
         """Which endpoint numbers a plugin and the application do not agree on."""
-        found, wrong = {}, []
-        for row in self.processes["application"].ask("status"):
-            match = re.match(r"line \S+ \S+ endpoint=(\d+) (\S+) ", row)
-            if match:
-                found[match[2]] = match[1]
-        for role, name in (("caller", "fxs1"), ("callee", "fxs2")):
-            own = {}
-            for row in self.processes[role].out.since(0, r"registered FXS\d"):
-                endpoint, number = re.search(r"registered (\S+) endpoint=(\d+)", row).groups()
-                own[f"{name}.{endpoint}"] = number
-            theirs = {key: value for key, value in found.items() if key.startswith(name)}
-            if own != theirs:
-                wrong.append(f"{role} has the endpoints {own}, the application {theirs}")
-        return wrong
-
-    def check_lock(self):
-        lock = Path(f"{self.system.socket}.lock")
-        with open(lock, "r+") as file:
-            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        tables = {name: EndpointTable(self.processes[role]) for role, name in (("caller", "fxs1"), ("callee", "fxs2"))}
+        return differences(self.processes["application"], tables)
 
     def run(self):
         self.start_all()
@@ -144,7 +126,7 @@ class Kill(FailingCall):
             raise Wrong(f"the next call did not complete: {self.problem}")
         came_back = self.ended
         self.stop_all()
-        self.check_lock()
+        check_lock(self.system.socket)
         return "all came back" if came_back else "at its own end" if self.ended else "not reached"
 
 

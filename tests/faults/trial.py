@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """A voice system that goes through calls while something is wrong with one of its processes; what must hold then."""
 
-import os
 import sys
 import time
 from pathlib import Path
@@ -9,6 +8,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "hosts" / "demo"))
 from processes import QUICK_RETRY, Unmet, own_address, until  # noqa: E402
+from tables import left_files, targets  # noqa: E402
 
 ROLES = {"application": "voice_application", "caller": "fxs_plugin", "callee": "fxs_plugin"}
 SHORT = 3  # seconds until the people of the first call give up
@@ -181,7 +181,7 @@ class Trial:
     def stop_all(self):
         for role in ("caller", "callee", "application"):
             self.end(role)
-        left = [path.name for path in self.system.folder.iterdir() if path.name in ("bus", "control")]
+        left = left_files(self.system.folder)
         if left:
             raise Wrong(f"left behind: {left}")
 
@@ -191,13 +191,3 @@ class Trial:
             self.check_ended(role, process)
         elif process.terminate() not in ((0, 1) if role == self.role else (0,)):
             raise Wrong(f"{role} ended with status {process.child.returncode} when asked to")
-
-
-def targets(process):
-    found = []
-    for name in os.listdir(f"/proc/{process.pid}/fd"):
-        try:
-            found.append(os.readlink(f"/proc/{process.pid}/fd/{name}"))
-        except FileNotFoundError:
-            pass
-    return found

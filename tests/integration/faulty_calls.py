@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Wrong arguments for every bus function, missing or of another type, and an application that sends them."""
 
-
-import pytest
+from typing import NamedTuple
 
 from processes import QUICK_RETRY
 from target import struct
@@ -60,6 +59,11 @@ APPLICATION_FUNCTIONS = {
 }
 
 
+class Case(NamedTuple):
+    values: tuple  # function, arguments, and the error that answers them
+    id: str
+
+
 def faults(functions):
     """Each argument of each function once left out and once of every other kind."""
     for function, arguments in functions.items():
@@ -71,10 +75,10 @@ def faults(functions):
                 ]
 
             left_out = given(None)[:index] + given(None)[index + 1 :]
-            yield pytest.param(function, left_out, error, id=f"{function}-{name}-left_out")
+            yield Case((function, left_out, error), f"{function}-{name}-left_out")
             for wrong, item in WRONG.items():
                 if item is not None and not is_kind(kind, item):
-                    yield pytest.param(function, given(item), error, id=f"{function}-{name}-{wrong}")
+                    yield Case((function, given(item), error), f"{function}-{name}-{wrong}")
 
 
 # Functions of a plugin and its endpoints.
