@@ -331,6 +331,7 @@ class Scripts(unittest.TestCase):
                 "targets",
                 "fuzz",
                 "sanitizers",
+                "soak",
                 "bench",
             ],
         )
