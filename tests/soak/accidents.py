@@ -86,7 +86,8 @@ class Accidents(Actions):
     def try_calls(self, victims):
         """The next calls of processes that are back, at the same time."""
         house, tried = self.house, []
-        for victim, partner in zip(victims, map(house.line, PARTNERS)):
+        in_turn = sorted(victims, key="application".__eq__)  # it may take any line that no other one needs
+        for victim, partner in zip(in_turn, map(house.line, PARTNERS)):
             if victim == "fxo2":
                 tried.append(self.call_in(house.lines_of(victim)[-1]))
             elif victim != "dsp1":
