@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <linux/sockios.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
 #include <thread>
@@ -82,6 +83,18 @@ TEST_F(Wait, EndsWithTheReply) {
     EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
     EXPECT_TRUE(kex_waitForReply(server, request, nullptr)) << "it is there";
     EXPECT_NE(request_reply(request), nullptr);
+}
+
+TEST_F(Wait, WhoHasWaitedOutsideATurnHearsItsPeerAfterwards) {
+    kex_dispatch(server);
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    pollfd announced = {kex_pollDescriptor(server), POLLIN, 0};
+    ASSERT_EQ(poll(&announced, 1, 0), 0) << "else nothing is tested";
+    raw.send(note(1));
+    EXPECT_EQ(poll(&announced, 1, 1000), 1);
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre("note 1"));
 }
 
 TEST_F(Wait, RunsNothingAndKeepsTheOrder) {

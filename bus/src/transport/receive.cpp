@@ -160,13 +160,13 @@ void arrival_take(Connection *connection, Arrival &arrival) {
 // much has been read, so that the calls of others do not stand behind all that one peer can send. Nobody but newcomers waits
 // for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
 bool connection_read_batch(Connection *connection) {
-    const bool may_go_on = connection->end_number != 0 || connection->reads < kPacketsPerTurn / kPacketsPerRead;
+    const bool may_go_on = connection->end_number != 0 || connection->batches < kPacketsPerTurn / kPacketsPerRead;
     if (!may_go_on || !connection_may_be_read(connection))
         return false;
     const uint32_t batch_size = 1u << connection->batch_power;
     const bool more = connection_receive(connection, batch_size, Reading::may_hold_back);
     const bool largest = batch_size == kPacketsPerRead;
-    connection->reads++;
+    connection->batches++;
     if (more && !largest)
         connection->batch_power++;
     if (!more)
@@ -227,7 +227,7 @@ void connections_read(Transport *transport) {
     bool any = false;
     for (Connection *connection : transport->connections) {
         any |= connection->readable;
-        connection->reads = 0;
+        connection->batches = 0;
     }
     const uint64_t end = transport->loop->turn_began + kTurnReading;
     transport->waits_first = 0;
