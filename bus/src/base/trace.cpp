@@ -170,6 +170,10 @@ void note_about(int32_t process, int level, const char *format, ...) {
     va_end(arguments);
 }
 
+bool trace_has_rest() {
+    return trace_output_retry() != 0 || trace_limit_due() != 0;
+}
+
 uint64_t trace_deadline(uint64_t now) {
     const uint64_t retry = trace_output_retry();
     const uint64_t due = trace_limit_due();

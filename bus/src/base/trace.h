@@ -16,6 +16,8 @@ void note(int level, const char *format, ...) ZIL_PRINTF(2, 3);
 // The same because of what a process did: a few in a second are written, the rest is counted (trace_limit.h).
 void note_about(int32_t process, int level, const char *format, ...) ZIL_PRINTF(3, 4);
 
+// Whether something is to be caught up with.
+bool trace_has_rest();
 // When something is to be caught up with, by the kernel's clock, whose time is given; 0: never.
 uint64_t trace_deadline(uint64_t now);
 // Writes what had to wait, and tells what was counted.

@@ -19,10 +19,11 @@ struct Row {
 struct Limits {
     int32_t cause;
     Row rows[kTracedProcesses];
-    Row all; // told: of all processes; more: of those that have lost their row
+    Row all;         // told: of all processes; more: of those that have lost their row
+    uint32_t untold; // all that is counted as more
 };
 
-Limits limits = {kNobody, {}, {}};
+Limits limits = {kNobody, {}, {}, 0};
 
 // A row whose period is over serves the next process, once its count has been told.
 bool row_is_free(const Row &row, uint64_t now) {
@@ -70,6 +71,7 @@ bool trace_limit_passes(TraceTold *told) {
     period_begin(limits.all, now);
     if (row.told >= kTracedOfProcess || limits.all.told >= kTracedOfAll) {
         row.more++;
+        limits.untold++;
         return false;
     }
     row.told++;
@@ -78,6 +80,8 @@ bool trace_limit_passes(TraceTold *told) {
 }
 
 uint64_t trace_limit_due() {
+    if (limits.untold == 0)
+        return 0;
     uint64_t soonest = limits.all.more > 0 ? limits.all.period_end : 0;
     for (const Row &row : limits.rows) {
         if (row.more > 0 && (soonest == 0 || row.period_end < soonest))
@@ -97,18 +101,20 @@ void trace_limit_tell(TraceTold *told) {
             continue;
         const uint32_t more = row.more;
         row.more = 0;
+        limits.untold -= more;
         told(more, row.process);
     }
     if (limits.all.more > 0 && limits.all.period_end <= now) {
         const uint32_t more = limits.all.more;
         limits.all.more = 0;
+        limits.untold -= more;
         told(more, 0);
     }
     trace_set_cause(cause);
 }
 
 void trace_limit_begin() {
-    limits = {limits.cause, {}, {}};
+    limits = {limits.cause, {}, {}, 0};
 }
 
 } // namespace bus

@@ -34,19 +34,27 @@ const wire::Argument *argument_find(const argument_list_t *a, const char *name) 
 
 enum class Presence { missing, without_value, present };
 
-// Reads the argument into *value, which the caller cleans, when it is of a type that `wanted` accepts.
-Presence argument_take(argument_list_t *a, const char *name, bool (*wanted)(uint32_t type), variant_t *value) {
-    variant_initialize(value, VARIANT_NONE);
-    const wire::Argument *argument = a != nullptr && name != nullptr ? argument_find(a, name) : nullptr;
+// Missing is also one of a type that `wanted` does not accept.
+Presence argument_look(const argument_list_t *a, const char *name, bool (*wanted)(uint32_t type),
+                       const wire::Argument *&argument) {
+    argument = a != nullptr && name != nullptr ? argument_find(a, name) : nullptr;
     if (argument == nullptr)
         return Presence::missing;
-    function_call_t *call = a->call;
-    uint32_t type = wire::argument_type(call->message, *argument);
+    const uint32_t type = wire::argument_type(a->call->message, *argument);
     if (type == VARIANT_NONE)
         return Presence::without_value;
-    if (!wanted(type))
-        return Presence::missing;
-    bool read = wire::argument_read(call->message, *argument, &call->descriptors, value);
+    return wanted(type) ? Presence::present : Presence::missing;
+}
+
+// Reads the argument into *value, which the caller cleans.
+Presence argument_take(argument_list_t *a, const char *name, bool (*wanted)(uint32_t type), variant_t *value) {
+    const wire::Argument *argument;
+    variant_initialize(value, VARIANT_NONE);
+    const Presence presence = argument_look(a, name, wanted, argument);
+    if (presence != Presence::present)
+        return presence;
+    function_call_t *call = a->call;
+    const bool read = wire::argument_read(call->message, *argument, &call->descriptors, value);
     return read ? Presence::present : Presence::missing;
 }
 
@@ -104,26 +112,27 @@ int argument_getInt32(argument_list_t *a, const char *name, uint32_t, int32_t *v
 }
 
 int argument_getByteArray(argument_list_t *a, const char *name, uint32_t, void **data, uint32_t *length) {
-    variant_t value;
+    const wire::Argument *argument;
+    Text bytes;
     if (data == nullptr || length == nullptr)
         return 0;
-    Presence presence = argument_take(a, name, type_is_array, &value);
-    if (presence == Presence::missing)
-        return 0;
+    const Presence presence = argument_look(a, name, type_is_array, argument);
     if (presence == Presence::without_value) {
         *data = nullptr;
         *length = 0;
         return 1;
     }
-    uint32_t size = inside(&value)->length;
-    uint8_t *block = static_cast<uint8_t *>(memory_take_zeroed(1, size > kShortestArray ? size : kShortestArray));
-    if (block != nullptr) {
-        memcpy(block, inside(&value)->bytes, size);
-        *data = block;
-        *length = size;
-    }
-    variant_cleanup(&value);
-    return block != nullptr;
+    if (presence == Presence::missing || !wire::argument_bytes(a->call->message, *argument, bytes))
+        return 0;
+    const uint32_t room = bytes.length > kShortestArray ? bytes.length : kShortestArray;
+    uint8_t *block = static_cast<uint8_t *>(memory_take(room));
+    if (block == nullptr)
+        return 0;
+    memcpy(block, bytes.bytes, bytes.length);
+    memset(block + bytes.length, 0, room - bytes.length);
+    *data = block;
+    *length = bytes.length;
+    return 1;
 }
 
 int argument_getList(argument_list_t *a, const char *name, uint32_t, variant_list_t **list) {

@@ -55,11 +55,12 @@ void call_tell_failed(const function_call_t *call, const wire::Call &parsed) {
 
 // A function takes its time by the kernel's clock: whoever waits for it does so too.
 int call_run_entry(function_call_t *call, argument_list_t *arguments, variant_t *value) {
-    uint64_t begin = clock_monotonic();
+    Loop *loop = call->peer->connection->transport->loop;
+    const uint64_t begin = loop->looked_at;
     call->request.reply.being_built = true;
     const int status = arguments->function->entry(call, arguments, value);
     call->request.reply.being_built = false;
-    uint64_t took = clock_monotonic() - begin;
+    const uint64_t took = loop_look(loop) - begin;
     char title[kCallTitle];
     if (took >= kLongCall)
         note(ZIL_TRACE_WARNING, "%s ran for %u.%u s: nothing else was done meanwhile",

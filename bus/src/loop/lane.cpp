@@ -95,17 +95,18 @@ uint32_t tasks_run(Loop *loop, uint64_t nanoseconds) {
     Loop *before = dispatching; // a handler may take a turn of another bus
     dispatching = loop;
     // Only as many as stand in the queue now: what the handlers add waits for the next turn, so that reading goes on.
-    uint64_t now = clock_monotonic();
-    const uint64_t end = now + nanoseconds;
+    const uint64_t end = loop->looked_at + nanoseconds;
     for (uint32_t left = tasks_count(loop); left > 0 && loop->stopped == 0; left--) {
-        Lane *lane = lane_next(loop, now);
+        const uint64_t before_it = loop->looked_at;
+        Lane *lane = lane_next(loop, before_it);
         if (lane == nullptr)
             break;
         Task *task = task_take(lane);
         ran++;
         task->run(task);
-        now = clock_monotonic();
-        if (now >= end)
+        if (loop->looked_at == before_it) // else the task has ended with a look
+            loop_look(loop);
+        if (loop->looked_at >= end)
             break;
     }
     dispatching = before;

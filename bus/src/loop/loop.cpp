@@ -57,7 +57,7 @@ int turn_run(Loop *loop, int timeout) {
         loop->in_turn = false;
         return -1;
     }
-    loop->turn_began = clock_monotonic();
+    loop_look(loop);
     phase_run(loop, &Module::begin);
     phase_run(loop, &Module::read);
     modules_expire(loop);

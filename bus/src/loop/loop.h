@@ -46,10 +46,10 @@ struct Loop {
     volatile sig_atomic_t stopped;
     bool work_shown;
     bool in_turn;
-    uint64_t turn_began; // by the kernel's clock
-    uint64_t armed;      // what the kernel's timer is set to
-    Lane own;            // timers and watches
-    List<Lane> lanes;    // those with tasks, the one that is visited first
+    uint64_t looked_at; // the kernel's clock, when it was last looked at in this turn
+    uint64_t armed;     // what the kernel's timer is set to
+    Lane own;           // timers and watches
+    List<Lane> lanes;   // those with tasks, the one that is visited first
     List<Module> modules;
     Timers timers;
     Watches watches;
@@ -70,6 +70,12 @@ bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source
 void source_set_interest(Loop *loop, Source *source, bool reads, bool writes);
 // Harmless for one that is not watched.
 void source_remove(Loop *loop, Source *source);
+
+// Looks at the kernel's clock. Whoever has just run leaves its look to the next one in Loop::looked_at.
+inline uint64_t loop_look(Loop *loop) {
+    loop->looked_at = clock_monotonic();
+    return loop->looked_at;
+}
 
 // Something has to happen soon although no descriptor says so. Free of cost inside a turn.
 void loop_wake(Loop *loop);

@@ -11,15 +11,15 @@ namespace {
 // What is due by the kernel's clock, by the loop's.
 uint64_t trace_task_deadline(void *self) {
     const Loop *loop = static_cast<Loop *>(self);
+    if (!trace_has_rest())
+        return kNever;
     const uint64_t now = clock_monotonic();
     const uint64_t due = trace_deadline(now);
-    if (due == 0)
-        return kNever;
     return clock_now(loop->clock) + (due > now ? due - now : 0);
 }
 
-void trace_task_send(void *self) {
-    if (trace_task_deadline(self) != kNever)
+void trace_task_send(void *) {
+    if (trace_has_rest())
         trace_catch_up();
 }
 

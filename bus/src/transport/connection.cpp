@@ -19,7 +19,9 @@ namespace bus {
 namespace {
 
 void connection_ready(Source *source) {
-    static_cast<Connection *>(source)->readable = true;
+    Connection *connection = static_cast<Connection *>(source);
+    connection->readable = true;
+    connection->transport->any_readable = true;
 }
 
 void close_event_run(Task *task) {

@@ -185,7 +185,7 @@ bool round_read(Transport *transport, uint64_t end) {
                 continue;
             connection->readable = connection_read_batch(connection);
             more |= connection->readable;
-            if (clock_monotonic() < end)
+            if (loop_look(transport->loop) < end)
                 continue;
             transport->read_last = connection->number;
             return false;
@@ -224,21 +224,21 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
 }
 
 void connections_read(Transport *transport) {
-    bool any = false;
-    for (Connection *connection : transport->connections) {
-        any |= connection->readable;
-        connection->batches = 0;
-    }
-    const uint64_t end = transport->loop->turn_began + kTurnReading;
+    if (!transport->any_readable)
+        return;
+    const uint64_t end = transport->loop->looked_at + kTurnReading;
     transport->waits_first = 0;
-    while (any)
-        any = round_read(transport, end);
+    while (round_read(transport, end)) {
+    }
     // Else the oldest takes the room that its last calls gave back, turn after turn.
     if (transport->read_last == 0 && transport->waits_first != 0)
         transport->read_last = transport->waits_first - 1;
     // What is left shows again in the next turn.
-    for (Connection *connection : transport->connections)
+    transport->any_readable = false;
+    for (Connection *connection : transport->connections) {
         connection->readable = false;
+        connection->batches = 0;
+    }
 }
 
 } // namespace bus

@@ -58,6 +58,7 @@ struct Transport {
     uint64_t accept_at; // listeners pause until then; kNever: they do not
     uint32_t read_last; // number of the connection behind which reading begins; 0: at the oldest
     uint32_t waits_first; // of the first one in this turn whose packet found no room for its descriptors; 0: all did
+    bool any_readable;    // the loop has seen something to read on some connection
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
     uint8_t *incoming;    // kPacketsPerRead packets, so that none is read on the stack

@@ -201,6 +201,14 @@ bool argument_text(const Message &message, const Argument &argument, Text &text)
     return reader.why == nullptr;
 }
 
+bool argument_bytes(const Message &message, const Argument &argument, Text &bytes) {
+    if (argument_type(message, argument) != VARIANT_BYTES)
+        return false;
+    Reader reader = reader_at(message.data, message.size, argument.at + 1, nullptr);
+    bytes = get_text(reader); // a length and so many bytes, too
+    return reader.why == nullptr;
+}
+
 void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *reply, const variant_t *value) {
     put_head(writer, kind, serial, 0);
     put_byte(writer, static_cast<uint8_t>(reply->errors));

@@ -72,8 +72,9 @@ bool call_read(const Message &message, Call &call);
 uint32_t argument_type(const Message &message, const Argument &argument);
 // Null as descriptors: they are shown as numbers, as to a tap.
 bool argument_read(const Message &message, const Argument &argument, Descriptors *descriptors, variant_t *value);
-// False: the argument is no text.
+// Where it lies. False: the argument is no text; no byte array.
 bool argument_text(const Message &message, const Argument &argument, Text &text);
+bool argument_bytes(const Message &message, const Argument &argument, Text &bytes);
 bool reply_read(const Message &message, Descriptors *descriptors, reply_t *reply);
 
 } // namespace bus::wire
