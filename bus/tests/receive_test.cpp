@@ -139,11 +139,11 @@ TEST_F(Receive, WhatHasBeenReadHasATimeOfItsOwnToRun) {
 }
 
 // Whoever leaves much behind in the listener's queue does not hold up those who are connected.
-TEST_F(Receive, TurnAcceptsForTwoMilliseconds) {
+TEST_F(Receive, TurnAcceptsForFiveMilliseconds) {
     constexpr size_t kNewcomers = 8;
     for (size_t i = 0; i < kNewcomers; i++)
         raws.push_back(std::make_unique<RawPeer>(socket));
-    time_of_an_accept = 1000000;
+    time_of_an_accept = 2000000;
     size_t most = 0;
     size_t taken_in = 0;
     for (size_t turn = 0; turn < kNewcomers; turn++) {
@@ -154,7 +154,7 @@ TEST_F(Receive, TurnAcceptsForTwoMilliseconds) {
         most = std::max(most, taken_in - before);
     }
     time_of_an_accept = 0;
-    EXPECT_LE(most, 2u) << "1 ms each";
+    EXPECT_LE(most, 3u) << "2 ms each";
     EXPECT_EQ(taken_in, kNewcomers) << "the next turn goes on";
 }
 

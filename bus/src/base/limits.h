@@ -58,7 +58,7 @@ constexpr int kLittleUnread = 128;
 // peer is answered leaves at the end of the turn, and who comes new needs two of them.
 constexpr uint64_t kTurnReading = 5 * kMillisecond;
 constexpr uint64_t kTurnRunning = 5 * kMillisecond;
-constexpr uint64_t kTurnAccepting = 2 * kMillisecond;
+constexpr uint64_t kTurnAccepting = 5 * kMillisecond;
 constexpr uint64_t kVisit = 1 * kMillisecond; // no further task of an ended connection begins at a visit then
 
 constexpr uint32_t kMissedCallsTold = 10;            // calls that find nothing, traced in a second

@@ -7,7 +7,7 @@
 
 namespace bus {
 
-constexpr int kBacklog = 64; // of those who have connected and wait to be taken in
+constexpr int kBacklog = 128; // of those who have connected and wait to be taken in
 
 struct PathSocket {
     int fd;
