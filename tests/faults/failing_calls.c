@@ -4,6 +4,8 @@
  *
  *   VOICE_FAULT=KIND:N        which one fails, 1 for the first; without it all succeed
  *   VOICE_FAULT_KILLS=WHEN    the process is killed "before" or "after" it instead; messages go one by one then
+ *                             "sent:N" and "received:N" are the N-th message of the bus then, taps left aside; "before" it
+ *                             is handled, when it was received, or "after" that
  *   VOICE_FAULT_PROGRAM=NAME  only in this program: what starts it is left alone
  *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order of the table below
  */
@@ -41,6 +43,8 @@ enum kind {
     OPEN,
     READ,
     WRITE,
+    SENT,
+    RECEIVED,
     KINDS
 };
 
@@ -48,12 +52,24 @@ static const struct {
     const char *name;
     int error; /* what a full or tired kernel answers */
 } kinds[KINDS] = {
-    [MEMORY] = {"memory", ENOMEM}, [SEND] = {"send", ENOBUFS},      [RECEIVE] = {"receive", ENOMEM},
-    [ACCEPT] = {"accept", ENFILE}, [CONNECT] = {"connect", EAGAIN}, [SOCKET] = {"socket", EMFILE},
-    [BIND] = {"bind", EADDRINUSE}, [LISTEN] = {"listen", ENOBUFS},  [EPOLL] = {"epoll", ENOSPC},
-    [TIMER] = {"timer", EMFILE},   [EVENT] = {"event", EMFILE},     [DUP] = {"dup", EMFILE},
-    [LOCK] = {"lock", ENOLCK},     [OPEN] = {"open", EMFILE},       [READ] = {"read", EIO},
+    [MEMORY] = {"memory", ENOMEM},
+    [SEND] = {"send", ENOBUFS},
+    [RECEIVE] = {"receive", ENOMEM},
+    [ACCEPT] = {"accept", ENFILE},
+    [CONNECT] = {"connect", EAGAIN},
+    [SOCKET] = {"socket", EMFILE},
+    [BIND] = {"bind", EADDRINUSE},
+    [LISTEN] = {"listen", ENOBUFS},
+    [EPOLL] = {"epoll", ENOSPC},
+    [TIMER] = {"timer", EMFILE},
+    [EVENT] = {"event", EMFILE},
+    [DUP] = {"dup", EMFILE},
+    [LOCK] = {"lock", ENOLCK},
+    [OPEN] = {"open", EMFILE},
+    [READ] = {"read", EIO},
     [WRITE] = {"write", ENOSPC},
+    [SENT] = {"sent", 0},
+    [RECEIVED] = {"received", 0},
 };
 
 static uint32_t own_counts[KINDS];
@@ -63,6 +79,7 @@ static int fault_kind = -1;
 static uint32_t fault_number;
 static enum { FAILS, KILLED_BEFORE, KILLED_AFTER } consequence;
 static int last_call; /* the one after which the process is killed has begun */
+static int last_turn; /* what was received is being handled: killed when that is done, or before it sends anything */
 
 static void counts_share(const char *path) {
     int (*plain_open)(const char *, int, ...) = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open");
@@ -115,6 +132,35 @@ static void end_after_last_call(void) {
         kill(getpid(), SIGKILL);
 }
 
+/* Whether a packet is a call, a one-way call or a reply: byte 3 of its head is its kind. */
+static int is_message(const struct msghdr *packet) {
+    const unsigned char *head = packet->msg_iovlen > 0 ? packet->msg_iov->iov_base : NULL;
+    return head != NULL && packet->msg_iov->iov_len >= 4 && head[0] == 'k' && head[3] >= 2 && head[3] <= 4;
+}
+
+static int begin_send(const struct msghdr *packet) {
+    if (last_turn)
+        kill(getpid(), SIGKILL);
+    return fails(SEND) || (is_message(packet) && fails(SENT));
+}
+
+/* A message that could not be sent will be sent again. */
+static void end_send(const struct msghdr *packet, int sent) {
+    if (!sent && active && is_message(packet)) {
+        --counts[SENT];
+        last_call = last_call && fault_kind != SENT;
+    }
+    end_after_last_call();
+}
+
+static void end_receive(const struct msghdr *packet, int flags, int count) {
+    end_after_last_call();
+    if (count > 0 && (flags & MSG_PEEK) == 0 && is_message(packet))
+        fails(RECEIVED);
+    last_turn = last_turn || last_call;
+    last_call = 0;
+}
+
 /* Stands before a function of libc: fails in its place, or calls it. */
 #define FAILING(kind, result, failure, name, parameters, arguments) \
     result name parameters {                                        \
@@ -155,17 +201,10 @@ FAILING(SEND, ssize_t, -1, send, (int fd, const void *data, size_t size, int fla
 FAILING(SEND, ssize_t, -1, sendto,
         (int fd, const void *data, size_t size, int flags, const struct sockaddr *to, socklen_t length),
         (fd, data, size, flags, to, length))
-FAILING(SEND, ssize_t, -1, sendmsg, (int fd, const struct msghdr *message, int flags), (fd, message, flags))
-FAILING(SEND, int, -1, sendmmsg, (int fd, struct mmsghdr *messages, unsigned count, int flags),
-        (fd, messages, consequence == FAILS ? count : 1, flags))
 FAILING(RECEIVE, ssize_t, -1, recv, (int fd, void *data, size_t size, int flags), (fd, data, size, flags))
 FAILING(RECEIVE, ssize_t, -1, recvfrom,
         (int fd, void *data, size_t size, int flags, struct sockaddr *from, socklen_t *length),
         (fd, data, size, flags, from, length))
-FAILING(RECEIVE, ssize_t, -1, recvmsg, (int fd, struct msghdr *message, int flags), (fd, message, flags))
-FAILING(RECEIVE, int, -1, recvmmsg,
-        (int fd, struct mmsghdr *messages, unsigned count, int flags, struct timespec *timeout),
-        (fd, messages, consequence == FAILS ? count : 1, flags, timeout))
 FAILING(ACCEPT, int, -1, accept4, (int fd, struct sockaddr *address, socklen_t *length, int flags),
         (fd, address, length, flags))
 FAILING(CONNECT, int, -1, connect, (int fd, const struct sockaddr *address, socklen_t length), (fd, address, length))
@@ -181,6 +220,59 @@ FAILING(DUP, int, -1, dup, (int fd), (fd))
 FAILING(LOCK, int, -1, flock, (int fd, int operation), (fd, operation))
 FAILING(READ, ssize_t, -1, read, (int fd, void *data, size_t size), (fd, data, size))
 FAILING(WRITE, ssize_t, -1, write, (int fd, const void *data, size_t size), (fd, data, size))
+
+ssize_t sendmsg(int fd, const struct msghdr *message, int flags) {
+    static ssize_t (*real)(int, const struct msghdr *, int);
+    if (real == NULL)
+        real = (ssize_t(*)(int, const struct msghdr *, int))dlsym(RTLD_NEXT, "sendmsg");
+    if (begin_send(message))
+        return -1;
+    ssize_t answer = real(fd, message, flags);
+    end_send(message, answer >= 0);
+    return answer;
+}
+
+int sendmmsg(int fd, struct mmsghdr *messages, unsigned count, int flags) {
+    static int (*real)(int, struct mmsghdr *, unsigned, int);
+    if (real == NULL)
+        real = (int (*)(int, struct mmsghdr *, unsigned, int))dlsym(RTLD_NEXT, "sendmmsg");
+    if (begin_send(&messages->msg_hdr))
+        return -1;
+    int answer = real(fd, messages, consequence == FAILS ? count : 1, flags);
+    end_send(&messages->msg_hdr, answer > 0);
+    return answer;
+}
+
+ssize_t recvmsg(int fd, struct msghdr *message, int flags) {
+    static ssize_t (*real)(int, struct msghdr *, int);
+    if (real == NULL)
+        real = (ssize_t(*)(int, struct msghdr *, int))dlsym(RTLD_NEXT, "recvmsg");
+    if (fails(RECEIVE))
+        return -1;
+    ssize_t answer = real(fd, message, flags);
+    end_receive(message, flags, answer > 0);
+    return answer;
+}
+
+int recvmmsg(int fd, struct mmsghdr *messages, unsigned count, int flags, struct timespec *timeout) {
+    static int (*real)(int, struct mmsghdr *, unsigned, int, struct timespec *);
+    if (real == NULL)
+        real = (int (*)(int, struct mmsghdr *, unsigned, int, struct timespec *))dlsym(RTLD_NEXT, "recvmmsg");
+    if (fails(RECEIVE))
+        return -1;
+    int answer = real(fd, messages, consequence == FAILS ? count : 1, flags, timeout);
+    end_receive(&messages->msg_hdr, flags, answer);
+    return answer;
+}
+
+int epoll_wait(int epoll, struct epoll_event *events, int most, int timeout) {
+    static int (*real)(int, struct epoll_event *, int, int);
+    if (real == NULL)
+        real = (int (*)(int, struct epoll_event *, int, int))dlsym(RTLD_NEXT, "epoll_wait");
+    if (last_turn)
+        kill(getpid(), SIGKILL);
+    return real(epoll, events, most, timeout);
+}
 
 int open(const char *path, int flags, ...) {
     static int (*real)(const char *, int, ...);

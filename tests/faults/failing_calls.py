@@ -7,9 +7,8 @@ from pathlib import Path
 
 from trial import ROLES, Trial, Wrong
 
-KINDS = (
-    "memory send receive accept connect socket bind listen epoll timer event dup lock open read write".split()
-)  # in the order of their counters
+KINDS = "memory send receive accept connect socket bind listen epoll timer event dup lock open read write".split()
+COUNTED = (*KINDS, "sent", "received")  # in the order of their counters; the last two are messages of the bus
 
 
 def compile_preload(folder):
@@ -38,7 +37,7 @@ class FailingCall(Trial):
         self.kind, self.number = kind, number
 
     def read_counts(self):
-        return dict(zip(KINDS, struct.unpack(f"={len(KINDS)}I", self.counts.read_bytes())))
+        return dict(zip(COUNTED, struct.unpack(f"={len(COUNTED)}I", self.counts.read_bytes())))
 
     def struck(self):
         """Whether it has failed."""

@@ -2,11 +2,12 @@
 # SPDX-License-Identifier: MIT
 """Kills a process of a voice system before and after each of its messages, and looks whether all comes back.
 
-usage: ./test kills [RUNS] [--role ROLE] [--kind KIND] [--when WHEN] [--number N] [--seed S] [--jobs J]
+usage: ./test kills [RUNS] [--demo] [--role ROLE] [--kind KIND] [--when WHEN] [--number N] [--seed S] [--jobs J]
 
   RUNS          so many of all points, chosen by chance (default: all)
-  --role ROLE   only this process: application, caller or callee
-  --kind KIND   only at this kind of call: send or receive
+  --demo        at the messages that voicectl watch records of a demonstration with plugins of all kinds
+  --role ROLE   only this process: application, caller or callee; with --demo fxs1, fxs2, dect1, fxo1 or dsp1
+  --kind KIND   only at this kind of call: send or receive; with --demo only at messages that it sent or received
   --when WHEN   only before or after it
   --number N    only at the N-th of them
   --seed S      of the choice (1)
@@ -20,8 +21,11 @@ processes is killed (kill -9) at one of its messages and started again. Then thi
   - the next call completes, and leaves as many descriptors open as there were before it;
   - at the end neither the socket is left, nor a lock that is held.
 
-Time between two attempts of a plugin to connect runs forty times as fast. Ends with status 1 when something else was
-seen; each such row shows how to run it again.
+A demonstration goes further: handsets, an exchange line and DSP channels join, the codec changes, and all leave; there
+the process is killed before or after it has sent a message, or handled one that it received.
+
+Time between two attempts of a plugin to connect runs forty times as fast, in a demonstration four hundred times. Ends
+with status 1 when something else was seen; each such row shows how to run it again.
 """
 
 import argparse
@@ -34,11 +38,12 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
+from messages import PROGRAMS, Demonstration, points  # noqa: E402
 from tables import EndpointTable, check_lock, differences  # noqa: E402
 from trial import ROLES, SHORT, Wrong  # noqa: E402
 from processes import System, Unmet, default_bin, until  # noqa: E402
 
-KINDS = ("send", "receive")
+KINDS = ("send", "receive", "sent", "received")
 WHEN = ("before", "after")
 
 
@@ -130,30 +135,40 @@ class Kill(FailingCall):
         return "all came back" if came_back else "at its own end" if self.ended else "not reached"
 
 
-def trial(preload, *point):
-    """Outcome, and what all said when it went wrong."""
+def trial(run, preload, *point):
+    """Outcome, and what all said when it went wrong; `run` is what goes through it."""
     with System() as system:
         try:
-            return Kill(system, preload, *point).run(), ""
+            return run(system, preload, *point).run(), ""
         except (Wrong, Unmet, OSError) as problem:
             return f"WRONG: {problem}", system.report()
 
 
-def plan(arguments, preload):
-    """All points: process, kind of call, number and when."""
-    found = []
+def points_of_calls(arguments, preload):
+    """Points of the system calls of a call with a conference: process, kind of call, number and when."""
+    found = {}
     for role in ROLES:
         if arguments.role in (None, role):
-            counts, said = trial(preload, role)
+            counts, said = trial(Kill, preload, role)
             if said:
                 raise SystemExit(f"without any kill: {counts}\n{said}")
-            for kind in KINDS:
+            for kind in ("send", "receive"):
                 numbers = range(1, max(counts[kind], arguments.number or 0) + 1)
-                found += [(role, kind, number, when) for number in numbers for when in WHEN]
-    for place, wanted in ((1, arguments.kind), (2, arguments.number), (3, arguments.when)):
-        found = [point for point in found if wanted in (None, point[place])]
+                found |= {(role, kind, number, when): kind for number in numbers for when in WHEN}
+    return found
+
+
+def plan(arguments, preload):
+    """The points that were asked for, and what each is."""
+    if arguments.demo:
+        with System() as system:
+            found = points(system)
+    else:
+        found = points_of_calls(arguments, preload)
+    for place, wanted in enumerate((arguments.role, arguments.kind, arguments.number, arguments.when)):
+        found = {point: what for point, what in found.items() if wanted in (None, point[place])}
     if arguments.runs and arguments.runs < len(found):
-        found = random.Random(arguments.seed).sample(found, arguments.runs)
+        found = dict(random.Random(arguments.seed).sample(list(found.items()), arguments.runs))
     return found
 
 
@@ -161,7 +176,8 @@ def main():
     parser = argparse.ArgumentParser(prog="./test kills", add_help=False)
     parser.add_argument("-h", "--help", action="store_true")
     parser.add_argument("runs", type=int, nargs="?")
-    parser.add_argument("--role", choices=ROLES)
+    parser.add_argument("--demo", action="store_true")
+    parser.add_argument("--role", choices=(*ROLES, *PROGRAMS))
     parser.add_argument("--kind", choices=KINDS)
     parser.add_argument("--when", choices=WHEN)
     for name, default in [("number", None), ("seed", 1), ("jobs", 2)]:
@@ -173,19 +189,20 @@ def main():
     preload = compile_preload(default_bin().parent / "faults")
     begin, wrong, results = time.monotonic(), 0, collections.Counter()
     with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
-        points = plan(arguments, preload)
-        print(f"{len(points)} kills", flush=True)
-        futures = {pool.submit(trial, preload, *point): point for point in points}
+        run, chosen = Demonstration if arguments.demo else Kill, plan(arguments, preload)
+        print(f"{len(chosen)} kills", flush=True)
+        futures = {pool.submit(trial, run, preload, *point): point for point in chosen}
         for future in concurrent.futures.as_completed(futures):
             (role, kind, number, when), (outcome, said) = futures[future], future.result()
             results[role, kind, when, outcome.partition(":")[0]] += 1
             if said:
                 wrong += 1
-                words = f"--role {role} --kind {kind} --when {when} --number {number}"
-                print(f"{outcome}\n    ./test kills {words}\n{said}", flush=True)
+                words = f"--role {role} --kind {kind} --when {when} --number {number}{' --demo' * arguments.demo}"
+                what = chosen[role, kind, number, when]
+                print(f"{said}\n{when} {kind} {number}, {what}: {outcome}\n    ./test kills {words}", flush=True)
     for (role, kind, when, outcome), count in sorted(results.items()):
         print(f"{role:13}{when:8}{kind:9}{outcome:16}{count:5}")
-    print(f"{len(points)} kills, {wrong} wrong, seed {arguments.seed}, {time.monotonic() - begin:.0f} s")
+    print(f"{len(chosen)} kills, {wrong} wrong, seed {arguments.seed}, {time.monotonic() - begin:.0f} s")
     return 1 if wrong else 0
 
 

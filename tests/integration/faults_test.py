@@ -12,6 +12,7 @@ from dialling import lift, start_telephones, talk
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
 from kills import Kill  # noqa: E402
+from messages import Demonstration  # noqa: E402
 from processes import default_bin, until  # noqa: E402
 from shortages import SHORTAGES  # noqa: E402
 
@@ -50,6 +51,13 @@ KILLS = [
     ("callee", "receive", 9, "after"),
     ("callee", "send", 12, "before"),
 ]
+# The same for plugins of other kinds, by the messages of a demonstration.
+KILLS_IN_A_DEMONSTRATION = [
+    ("application", "sent", 60, "after"),
+    ("dect1", "received", 6, "after"),
+    ("fxo1", "sent", 3, "before"),
+    ("dsp1", "received", 4, "before"),
+]
 
 
 @pytest.fixture(scope="module")
@@ -72,6 +80,11 @@ def test_what_a_process_lacks_is_said(system, role, kind, number):
 @pytest.mark.parametrize("role, kind, number, when", KILLS)
 def test_everything_comes_back_after_a_kill_at_a_message(system, preload, role, kind, number, when):
     assert Kill(system, preload, role, kind, number, when).run() == "all came back"
+
+
+@pytest.mark.parametrize("role, kind, number, when", KILLS_IN_A_DEMONSTRATION)
+def test_everything_comes_back_after_a_kill_in_a_demonstration(system, preload, role, kind, number, when):
+    assert Demonstration(system, preload, role, kind, number, when).run() == "all came back"
 
 
 def test_a_plugin_that_stands_still_with_full_buffers_holds_nobody_up(system):

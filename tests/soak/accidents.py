@@ -63,25 +63,16 @@ class Accidents(Actions):
             self.dsp_codec = None
         mine = [line for line in involved if line.call is None and line.plugin not in victims]
         if early:
-            self.hang_up(mine)
+            self.bring_to_rest(mine)
         house.restart(victims)
-        self.hang_up(mine)
+        self.bring_to_rest(mine)
         house.check()
         self.try_calls(victims)
 
-    def hang_up(self, lines):
-        """Those of them who are off hook; what else they wait for ends by itself."""
-        for line in lines:
-            rows = line.process.ask("status")
-            if line.is_exchange:
-                self.release(line, rows)
-            elif any(row.startswith(f"{line.place} off hook") for row in rows):
-                line.hang_up()
-
     @staticmethod
-    def release(line, rows):
-        if f"{line.place} rings in" in rows:
-            line.does("stop", "fxo_rh")
+    def bring_to_rest(lines):
+        for line in lines:
+            line.bring_to_rest()
 
     def try_calls(self, victims):
         """The next calls of processes that are back, at the same time."""

@@ -18,23 +18,27 @@ from tables import EndpointTable, differences  # noqa: E402
 from wire import APPLICATION, RawPeer  # noqa: E402
 
 processes.PATIENCE = max(processes.PATIENCE, 30)  # seconds: a slow machine is no failure
+WATCHERS = ("watch", "ladder")
 QUICK = {"KEX_TIME_FACTOR": "400"}  # the 10 s between two attempts to connect become 25 ms
 
 
 class House:
-    def __init__(self, system):
-        self.system = system
+    """`programs` are its plugins. What a process lacks or is to suffer may be given as its `environments`, by name."""
+
+    incoming = INCOMING
+
+    def __init__(self, system, programs=PROGRAMS, environments=None):
+        self.system, self.programs, self.environments = system, programs, environments or {}
         self.processes = {}
         self.tables = {}
-        self.lives = 0
         self.record = Record()
         self.figures = collections.Counter()  # by (table, row)
         self.record.strangers.add(os.getpid())
         self.marks = 0
         self.gone = []  # what the last processes that were killed had said
-        self.lines = [Line(self, name, place + 1) for name, (_, count) in PROGRAMS.items() for place in range(count)]
+        self.lines = [Line(self, name, place + 1) for name, (_, count) in programs.items() for place in range(count)]
         self.settings = system.folder / "plan.conf"
-        self.settings.write_text(f"address {own_address()}\nincoming {INCOMING}\nexchange 0 {OUTGOING}\n")
+        self.settings.write_text(f"address {own_address()}\nincoming {self.incoming}\nexchange 0 {OUTGOING}\n")
 
     def count(self, row, number=1, table="what"):
         self.figures[table, row] += number
@@ -49,26 +53,26 @@ class House:
     def application(self):
         return self.processes["application"]
 
-    @property
-    def application_runs(self):
-        return "application" in self.processes
-
     def now(self):
         return Moment(self)
+
+    def wait_said(self, process, mark, pattern, limit=None):
+        """What a process has said since a mark; waits for it."""
+        return process.out.expect_from(mark, pattern, limit)[1]
 
     # ------------------------------------------------------------------------------------------------ Processes
 
     def start(self):
         self.start_application()
-        for name in ("watch", "ladder"):
+        for name in WATCHERS:
             self.start_watcher(name)
-        for name in PROGRAMS:
+        for name in self.programs:
             self.start_plugin(name)
         self.wait_agreed()
 
     def start_process(self, name, *words, **options):
-        self.lives += 1
-        self.processes[name] = process = self.system.start(name, *words, **options)
+        environment = (QUICK if name in self.programs else {}) | self.environments.get(name, {})
+        self.processes[name] = process = self.system.start(name, *words, environment=environment, **options)
         return process
 
     def start_application(self):
@@ -78,20 +82,16 @@ class House:
         application.out.expect("^ready ")
 
     def plugins(self):
-        return [self.processes[name] for name in PROGRAMS if name in self.processes]
+        return [self.processes[name] for name in self.programs if name in self.processes]
 
     def start_plugin(self, name, is_waited_for=True):
-        program, lines = self.program_words(name)
-        plugin = self.start_process(name, program, "--name", name, *lines, environment=QUICK)
+        program, count = self.programs[name]
+        lines = ("--lines", count) if program in ("fxs_plugin", "fxo_plugin") else ()
+        plugin = self.start_process(name, program, "--name", name, *lines)
         self.record.started(plugin.pid)
         self.tables[name] = EndpointTable(plugin)
         if is_waited_for:
             plugin.out.expect("^ready ")
-
-    @staticmethod
-    def program_words(name):
-        program, lines = PROGRAMS[name]
-        return program, ("--lines", lines) if program in ("fxs_plugin", "fxo_plugin") else ()
 
     def start_watcher(self, name):
         words = ["voicectl", "watch", "--reconnect"]
@@ -112,21 +112,22 @@ class House:
 
     def drop(self, process):
         self.gone = [*self.gone[-1:], process]
-        if process.name in PROGRAMS:
+        self.tables.pop(process.name, None)
+        if process.name in self.programs:
             self.record.killed(process.pid)
         self.system.forget(process)
 
     def leave(self, name):
         """Asks a process to end."""
-        process = self.processes.pop(name)
+        process = self.processes[name]
         status = process.terminate()
         if status != 0:
             raise Unmet(f"{name} ended with status {status} when asked to")
-        self.drop(process)
+        self.drop(self.processes.pop(name))
 
     def restart(self, names):
         """Processes that run no more are started in this order; waits until all have found each other."""
-        now, watchers = self.now(), [self.processes[name] for name in ("watch", "ladder")]
+        now, watchers = self.now(), [self.processes[name] for name in WATCHERS if name in self.processes]
         marks = [process.err.mark() for process in watchers]
         for name in names:
             if name == "application":
@@ -145,7 +146,7 @@ class House:
 
     def expect_events(self, line, events):
         number = self.tables[line.plugin].now().get(line.endpoint)
-        if self.application_runs and number is not None:
+        if number is not None and "application" in self.processes and "watch" in self.processes:
             self.record.expect(line.process.pid, number, *events)
 
     def wait_agreed(self):
@@ -157,9 +158,9 @@ class House:
 
     def differences(self):
         plugins = sorted(self.application.plugins())
-        if plugins != sorted(PROGRAMS):
+        if plugins != sorted(self.tables):
             return [f"the application has the plugins {plugins}"]
-        missing = {line.name for line in self.lines} - {
+        missing = {line.name for line in self.lines if line.plugin in self.tables} - {
             f"{plugin}.{name}" for plugin, table in self.tables.items() for name in table.now()
         }
         return [f"not registered: {sorted(missing)}"] if missing else differences(self.application, self.tables)
@@ -176,7 +177,7 @@ class House:
         wrong = [
             f"{line} is {states.get(line.label)}"
             for line in self.lines
-            if (line.call is None) != (states.get(line.label) == "idle")
+            if line.plugin in self.tables and (line.call is None) != (states.get(line.label) == "idle")
         ]
         calls = {line.call for line in self.lines if line.call is not None}
         wanted = {text: state for call in calls for text, state in call.texts().items()}
@@ -185,7 +186,7 @@ class House:
 
     def wrong_hooks(self):
         wrong = []
-        for plugin in PROGRAMS:
+        for plugin in self.tables:
             rows = self.processes[plugin].ask("status")
             for line in self.lines_of(plugin):
                 rest = any(row in (f"{line.place} on hook", f"{line.place} idle") for row in rows)
@@ -202,8 +203,9 @@ class House:
         self.wait_states()
         if not self.record.check():
             self.pass_gap()
-        for name in ("watch", "ladder"):
-            self.processes[name].out.all.clear()
+        for name in WATCHERS:
+            if name in self.processes:
+                self.processes[name].out.all.clear()
 
     def pass_gap(self):
         """The watcher has lost something: all that was sent until now is passed over."""

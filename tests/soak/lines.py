@@ -20,10 +20,11 @@ class Moment:
     """What every process had said by then."""
 
     def __init__(self, house):
+        self.house = house
         self.marks = {process: process.out.mark() for process in house.processes.values()}
 
     def expect(self, process, pattern):
-        return process.out.expect_from(self.marks.get(process, 0), pattern)[1]
+        return self.house.wait_said(process, self.marks.get(process, 0), pattern)
 
 
 class Line:
@@ -72,6 +73,14 @@ class Line:
             return self.does(f"dial {number}", f"dd_ce {number}")
         keys = ["dd_do" if key == "#" else f"dd_d{key}" for key in number]
         return self.does(f"dial {number}", *keys)
+
+    def bring_to_rest(self):
+        """Whatever it does; what others began with it ends by itself."""
+        rows = self.process.ask("status")
+        if any(row.startswith(f"{self.place} off hook") for row in rows):
+            self.hang_up()
+        elif f"{self.place} rings in" in rows:
+            self.does("stop", "fxo_rh")
 
     def says(self, moment, pattern):
         return moment.expect(self.process, f"^{self.place} {pattern}")
