@@ -114,8 +114,8 @@ size_t message_write(const char *bytes, size_t length) {
     if (written >= 0)
         return static_cast<size_t>(written);
     output.nobody_there = output.to_system_log && (errno == ENOENT || errno == ECONNREFUSED);
-    const bool later = errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS || errno == ENOMEM ||
-                       errno == EMFILE || errno == ENFILE || output.nobody_there;
+    const bool later = errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM || errno == EMFILE || errno == ENFILE ||
+                       output.nobody_there;
     return later ? 0 : length;
 }
 

@@ -218,8 +218,6 @@ bool call_is_queued(const Peer *peer, uint32_t serial) {
 
 const char *call_title(const Peer *peer, uint32_t serial, char *buffer, size_t size) {
     const function_call_t *call = call_find(peer, serial);
-    if (call == nullptr)
-        return "a call";
     wire::Call parsed;
     wire::call_read(call->message, parsed);
     return call_title(parsed, buffer, size);

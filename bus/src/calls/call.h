@@ -36,7 +36,7 @@ constexpr size_t kCallTitle = 2 * kShownName + 16; // room for both of them
 bool call_queue(Peer *peer, const wire::Message &message, wire::Descriptors &descriptors);
 // Whether a call of the peer stands in the queue or runs now.
 bool call_is_queued(const Peer *peer, uint32_t serial);
-// For messages: "'signal' of 'P.EndPoint.1'", or "a call" when it is not here.
+// For messages: "'signal' of 'P.EndPoint.1'", of a call that stands in the queue or runs.
 const char *call_title(const Peer *peer, uint32_t serial, char *buffer, size_t size);
 const char *call_title(const wire::Call &call, char *buffer, size_t size);
 // A text argument by one of its names, where it lies. False: there is none, or it is no text.

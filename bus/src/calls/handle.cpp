@@ -49,8 +49,11 @@ bool place_find(uint32_t *found) {
 
 peer_t *handle_create(Calls *calls) {
     uint32_t place;
-    if (!place_find(&place) && !(table_grow() && place_find(&place)))
-        return nullptr;
+    if (!place_find(&place)) {
+        if (!table_grow())
+            return nullptr;
+        place = last_place + 1;
+    }
     last_place = place;
     table[place] = {calls, nullptr, nullptr, table[place].round + 1};
     return handle_of(place);

@@ -33,7 +33,7 @@ void entry_append(Entry &entry, const char *format, ...) {
     va_start(arguments, format);
     int length = vsnprintf(entry.text + entry.length, kMaxEntry - entry.length, format, arguments);
     va_end(arguments);
-    if (length < 0 || static_cast<size_t>(length) >= kMaxEntry - entry.length)
+    if (static_cast<size_t>(length) >= kMaxEntry - entry.length)
         entry.full = true;
     else
         entry.length += static_cast<size_t>(length);

@@ -237,7 +237,7 @@ object_t *object_createInstance(object_t *template_object, uint32_t, const char 
     size_t length = strlen(name);
     if (!name_is_valid(name, length) || object_find_child(template_object, name, length) != nullptr)
         return nullptr;
-    if (template_object->detached || object_is_pattern(template_object->parent))
+    if (object_is_pattern(template_object->parent))
         return nullptr;
     if (object_path_length(template_object) + 1 + length > kMaxPath)
         return nullptr;

@@ -51,7 +51,7 @@ int milliseconds_until(const Clock &clock, uint64_t now, uint64_t when) {
     if (clock.now != nullptr)
         return static_cast<int>(kForeignClockPoll / kMillisecond);
     uint64_t left = when > now ? (when - now + kMillisecond - 1) / kMillisecond : 0;
-    return left < 60000 ? static_cast<int>(left) : 60000;
+    return static_cast<int>(left); // there is a notice to give before long
 }
 
 // Sleeps until something can be read or written or `when` has come.
@@ -66,10 +66,10 @@ void sleep_until(const Connection *connection, uint64_t now, uint64_t when) {
     poll(descriptors, 2, milliseconds_until(loop->clock, now, when));
 }
 
-// What arrived is queued; the connection is left as soon as the reply is there, or much has come: a peer that sends without
-// end must not keep the wait from looking at its time.
+// What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its requests, or much
+// has come: a peer that sends without end must not keep the wait from looking at its time.
 void connection_read_for(Connection *connection, const request_t *r) {
-    for (uint32_t i = 0; i < kPacketsPerTurn && request_is_under_way(r) && !connection->closed; i++) {
+    for (uint32_t i = 0; i < kPacketsPerTurn && request_is_under_way(r); i++) {
         if (connection_is_full(connection)) {
             connection_refuse(connection, "it sent too much while its reply was waited for");
             return;
@@ -92,7 +92,7 @@ void wait_run(Connection *connection, const request_t *r, const timeval *timeout
         sleep_until(connection, now, notice < end ? notice : end);
         connection_read_for(connection, r);
         now = clock_now(loop->clock);
-        if (!request_is_under_way(r) || connection->closed || loop->stopped != 0 || now >= end)
+        if (!request_is_under_way(r) || loop->stopped != 0 || now >= end)
             return;
         if (connection->retry_at != kNever && connection->retry_at <= now)
             connection->retry_at = kNever;

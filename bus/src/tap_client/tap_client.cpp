@@ -205,7 +205,7 @@ int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record) {
     record_begin(tap, record);
     while (!tap->over) {
         ssize_t size = packet_receive(tap);
-        if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        if (size < 0 && errno == EAGAIN)
             return 0;
         wire::Message message;
         if (size <= 0 || wire::message_open(tap->packet, static_cast<uint32_t>(size), message) != nullptr)

@@ -82,7 +82,7 @@ uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, 
         // A reset is reported once, in front of what can still be read.
         if (errno == EINTR || errno == ECONNRESET)
             continue;
-        if (errno == EAGAIN || errno == EWOULDBLOCK)
+        if (errno == EAGAIN)
             errno = 0;
         return 0;
     }

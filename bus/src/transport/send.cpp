@@ -67,7 +67,7 @@ uint32_t output_send(const Connection *connection, int &error) {
         const int sent = batch_send(connection->fd, messages, count);
         if (sent > 0)
             return static_cast<uint32_t>(sent);
-        if (sent < 0 && errno == EINTR)
+        if (errno == EINTR)
             continue;
         error = errno;
         return 0;
@@ -88,7 +88,7 @@ void packet_report_unsent(Connection *connection, OutPacket *packet, int error) 
 // The first packet cannot be sent, now or ever. True: the next one may be tried.
 bool send_failed(Connection *connection, int error) {
     Loop *loop = connection->transport->loop;
-    if (error == EAGAIN || error == EWOULDBLOCK) {
+    if (error == EAGAIN) {
         source_set_interest(loop, connection, connection->reads, true);
         return false;
     }

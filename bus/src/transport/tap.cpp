@@ -59,7 +59,7 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     const OptionalMemory copies; // a tap is told what it loses
     SharedPacket *copy = nullptr;
     for (Connection *tap : transport->connections) {
-        if (tap->role != Role::tap || tap->closed || tap == about)
+        if (tap->role != Role::tap || tap->closed)
             continue;
         bool taken = output_takes(tap, size) && loss_tell(tap, record);
         if (taken && copy == nullptr)

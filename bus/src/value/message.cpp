@@ -48,7 +48,7 @@ bool get_reply(Reader &reader, reply_t *reply) {
     uint8_t has_value = get_byte(reader);
     if (has_value > 1)
         return fail(reader.why, "a reply has more than one value");
-    if (has_value == 1 && reader.why == nullptr) {
+    if (has_value == 1) {
         variant_t *value = reply != nullptr ? reply_append_value(reply) : nullptr;
         if (reply != nullptr && value == nullptr)
             return fail(reader.why, "out of memory");
@@ -185,7 +185,7 @@ bool call_read(const Message &message, Call &call) {
 }
 
 uint32_t argument_type(const Message &message, const Argument &argument) {
-    return argument.at < message.size ? message.data[argument.at] : uint32_t{VARIANT_NONE};
+    return message.data[argument.at];
 }
 
 bool argument_read(const Message &message, const Argument &argument, Descriptors *descriptors, variant_t *value) {

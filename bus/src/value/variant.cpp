@@ -50,8 +50,7 @@ variant_list_t *list_copy(const variant_list_t *list) {
         return nullptr;
     }
     for (uint32_t i = 0; i < list->count; i++) {
-        variant_t *item = list_append(copy);
-        if (item == nullptr || !value_copy(item, &list->items[i])) {
+        if (!value_copy(list_append(copy), &list->items[i])) { // there is room for all
             variant_list_destroy(copy);
             return nullptr;
         }

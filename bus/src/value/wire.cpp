@@ -99,14 +99,18 @@ bool get_array(Reader &reader, variant_t *value) {
     const uint8_t *bytes = get_bytes(reader, length);
     if (bytes == nullptr)
         return false;
-    return value == nullptr || variant_setByteArray(value, bytes, length) || fail(reader.why, "out of memory");
+    if (value != nullptr && !variant_setByteArray(value, bytes, length))
+        return fail(reader.why, "out of memory");
+    return true;
 }
 
 bool get_text_value(Reader &reader, variant_t *value) {
     Text text = get_text(reader);
     if (reader.why != nullptr)
         return false;
-    return value == nullptr || value_set_text(value, text.bytes, text.length) || fail(reader.why, "out of memory");
+    if (value != nullptr && !value_set_text(value, text.bytes, text.length))
+        return fail(reader.why, "out of memory");
+    return true;
 }
 
 // Integers of one width; `value` may be null.
