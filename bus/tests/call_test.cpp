@@ -2,14 +2,17 @@
 // Calls from one bus to another: arguments, replies, the three ways a request is completed.
 #include "served_functions.h"
 #include "support/bus_test.h"
+#include "support/raw_peer.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace support;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 namespace {
 
@@ -523,12 +526,112 @@ TEST_F(Call, NullHandlesAreAnswered) {
     int32_t i32_value;
     void *data;
     variant_list_t *items;
+    EXPECT_FALSE(argument_getChar(nullptr, "x", 0, nullptr));
+    EXPECT_FALSE(argument_getByteArray(nullptr, "x", 0, nullptr, &u32_value));
+    EXPECT_FALSE(argument_getByteArray(nullptr, "x", 0, &data, nullptr));
+    EXPECT_FALSE(argument_getList(nullptr, "x", 0, nullptr));
     EXPECT_FALSE(argument_getChar(nullptr, "x", 0, &chars));
     EXPECT_FALSE(argument_getUInt16(nullptr, "x", 0, &u16_value));
     EXPECT_FALSE(argument_getUInt32(nullptr, "x", 0, &u32_value));
     EXPECT_FALSE(argument_getInt32(nullptr, "x", 0, &i32_value));
     EXPECT_FALSE(argument_getByteArray(nullptr, "x", 0, &data, &u32_value));
     EXPECT_FALSE(argument_getList(nullptr, "x", 0, &items));
+}
+
+TEST_F(Call, AnyOfItsNamesFindsAnArgument) {
+    const char *const row[] = {"Probe", "run", "first|second|third", "other"};
+    ASSERT_TRUE(kex_declareFunctions(server, row, 1, 4));
+    const struct {
+        const char *sent;
+        const char *read;
+        bool found;
+    } rows[] = {
+        {"first", "first", true},  {"second", "first", true},  {"third", "first", true},
+        {"first", "third", true},  {"third", "second", true},  {"other", "first", false},
+        {"third", "thirs", false}, {"second", "secon", false}, {"first", "other", false},
+    };
+    for (const auto &one : rows) {
+        bool found = !one.found;
+        served::probe = [&](function_call_t *call, argument_list_t *arguments, variant_t *) {
+            uint32_t number = 0;
+            found = argument_getUInt32(arguments, one.read, 0, &number) != 0;
+            fcall_destroy(call);
+            return 0;
+        };
+        request_destroy(call("Probe", "run", {{one.sent, u32(1)}}));
+        EXPECT_EQ(found, one.found) << one.sent << " as " << one.read;
+    }
+}
+
+TEST_F(Call, OtherFunctionsOfTheBuiltInObjectAreNotThere) {
+    request_t *r = call(KEX_BUILTIN_PATH, "other");
+    EXPECT_THAT(lines_of(r), ElementsAre(testing::StartsWith("error 65537 No such object")));
+    request_destroy(r);
+}
+
+TEST_F(Call, ListingThatNobodyWaitsForIsNotMade) {
+    request_t *r = request_create_executeFunction(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST, 0);
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    request_destroy(r); // before it has left: it goes without an answer
+    turn_until_idle();
+    request_destroy(call("Probe", "echo", {{"text", text("still here")}}));
+}
+
+TEST_F(Call, ListingShowsTheArgumentsOfAFunctionAndNoObjectThatIsToGo) {
+    const char *const row[] = {"Two", "run", "first", "second|2nd"};
+    EXPECT_FALSE(kex_declareFunctions(server, row, 1, 4)) << "the program has none of this name";
+    const char *const other[] = {"Probe", "run", "first", "second|2nd"};
+    ASSERT_TRUE(kex_declareFunctions(server, other, 1, 4));
+    kex_declareTemplate(server, "T", "");
+    object_delete(object_createInstance(kex_getObject(server, "T", 1), 0, "gone")); // cancelled, until the commit
+    request_t *r = call(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST);
+    EXPECT_THAT(lines_of(r), ElementsAre(testing::AllOf(HasSubstr("run(first,second|2nd)\""), HasSubstr("\"T template"),
+                                                        testing::Not(HasSubstr("gone")))));
+    request_destroy(r);
+}
+
+TEST_F(Call, ListingThatIsTooLargeIsAnError) {
+    const std::string long_name(9000, 'x');
+    const char *const row[] = {"Probe", "run", long_name.c_str(), nullptr};
+    ASSERT_TRUE(kex_declareFunctions(server, row, 1, 4));
+    request_t *r = call(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST);
+    EXPECT_THAT(lines_of(r), ElementsAre("error 65540 The listing is too large: kex"));
+    request_destroy(r);
+}
+
+TEST_F(Call, FunctionOfAnObjectThatItHasDeletedCannotDeleteItAgain) {
+    kex_declareTemplate(server, "T", "Probe");
+    object_commit(object_createInstance(kex_getObject(server, "T", 1), 0, "one"));
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        object_t *self = fcall_object(call);
+        EXPECT_TRUE(object_delete(self));
+        EXPECT_TRUE(object_commit(self));
+        EXPECT_FALSE(object_delete(self));
+        EXPECT_FALSE(object_commit(self));
+        EXPECT_STREQ(object_name(self, 0), "one");
+        fcall_destroy(call);
+        return 0;
+    };
+    request_destroy(call("T.one", "run"));
+    EXPECT_EQ(kex_getObject(server, "T.one", 1), nullptr);
+}
+
+// Both calls run although nobody reads their replies; that is no reason to say that they are not read.
+TEST_F(Call, RepliesToOneThatHasGoneAreLeftAlone) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle();
+    raw.receive_all();
+    served::log.clear();
+    const std::string large(70 * 1024, 'x'); // beyond it a reply is sent at once
+    for (uint32_t serial : {1u, 2u})
+        ASSERT_TRUE(
+            raw.send(Packet(kCall, serial).text("Probe").text("echo").byte(1).text("text").byte(0).text(large)));
+    shutdown(raw.fd(), SHUT_RD);
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre("echo", "echo"));
+    EXPECT_EQ(trace.text(), "");
 }
 
 } // namespace

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Faults on request: what KEX_FAULTS asks for happens where it was asked for, and nothing else does.
 #include "base/faults.h"
+#include "base/memory.h"
 #include "base/trace.h"
+#include "kex_tap.h"
 #include "support/bus_test.h"
+#include "support/raw_peer.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <poll.h>
 
@@ -137,7 +141,7 @@ TEST_F(Faults, APlanThatDoesNotReadSoIsNone) {
 // ----------------------------------------------------------------------------------------- On a bus
 
 TEST_F(Faults, ABusThatCannotBeMadeIsNone) {
-    for (const char *text : {"memory:1", "epoll:1", "epoll:2", "timer:1", "dup:1"}) {
+    for (const char *text : {"memory:1", "epoll:1", "epoll:2", "epoll:3", "epoll:4", "timer:1", "dup:1"}) {
         SCOPED_TRACE(text);
         // What a bus needs is counted from the moment it reads its plan, when it has its own memory.
         plan(text);
@@ -151,14 +155,17 @@ TEST_F(Faults, AListenerSaysWhichStepFailed) {
         {"lock:1", "No locks available"},
         {"socket:1", "Too many open files"},
         {"bind:1", "Address already in use"},
-        {"listen:1", "No buffer space available"}};
+        {"listen:1", "No buffer space available"},
+        {"epoll:5", ""}}; // its own four descriptors come first
     for (const auto &[text, sentence] : sentences) {
         SCOPED_TRACE(text);
         CapturedTrace trace;
         plan(text.c_str());
         kex_t *bus = kex_create("bus");
         EXPECT_EQ(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-        EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + socket + "': " + sentence));
+        if (!sentence.empty()) {
+            EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + socket + "': " + sentence));
+        }
         EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr) << "the second attempt works";
         kex_destroy(bus);
     }
@@ -258,6 +265,97 @@ TEST_F(FaultsBetween, ASendThatFailsIsTriedAgain) {
     EXPECT_EQ(client_closed, 0);
 }
 
+// It is not tried at each request meanwhile, however much has come together.
+TEST_F(FaultsBetween, MuchThatWaitsForASecondAttemptIsSentThen) {
+    begin("");
+    EXPECT_TRUE(lists());
+    CapturedTrace trace;
+    bus::faults_read("send:1");
+    std::vector<request_t *> requests;
+    const variant_t large = bytes(std::string(40 * 1024, 'x'));
+    for (int i = 0; i < 4; i++) {
+        requests.push_back(request_create_executeFunction("a", "b", 0));
+        request_addParameter(requests.back(), "data", &large);
+        ASSERT_TRUE(kex_sendRequest(client, peer, requests.back()));
+        kex_dispatch(client);
+    }
+    variant_cleanup(const_cast<variant_t *>(&large));
+    EXPECT_TRUE(turn_until({server, client}, [&] { return request_reply(requests.back()) != nullptr; }));
+    for (request_t *r : requests)
+        request_destroy(r);
+    EXPECT_EQ(client_closed, 0);
+}
+
+TEST_F(FaultsBetween, ATapsCopyIsSentAtTheSecondAttempt) {
+    begin("");
+    EXPECT_TRUE(lists());
+    kex_tap_t *tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    turn_until_idle({server, client});
+    kex_tap_record_t record;
+    while (kex_tap_next(tap, &record) == 1)
+        ;
+    RawPeer raw(socket);
+    raw.send(hello("raw"));
+    turn_until_idle({server, client});
+    while (kex_tap_next(tap, &record) == 1)
+        ;
+    bus::faults_read("send:1");
+    raw.send(Packet(kWaiting, 1));
+    kex_dispatch(server);
+    EXPECT_EQ(kex_tap_next(tap, &record), 0);
+    raw.send(Packet(kWaiting, 2));
+    kex_dispatch(server); // the time of the second attempt has not come
+    for (uint32_t serial : {1u, 2u}) {
+        EXPECT_TRUE(turn_until({server, client}, [&] { return kex_tap_next(tap, &record) == 1; }));
+        EXPECT_EQ(record.kind, KEX_TAP_WAITING);
+        EXPECT_EQ(record.serial, serial);
+    }
+    kex_tap_close(tap);
+}
+
+// Each of them at its own time, by a clock that the test moves.
+TEST_F(FaultsBetween, WhatIsDueAtATimeIsDoneThen) {
+    begin("");
+    EXPECT_TRUE(lists());
+    static uint64_t now;
+    now = 1000000000;
+    kex_setClock(
+        server, [](void *) { return now; }, nullptr);
+    constexpr uint64_t kMillisecond = 1000000;
+    CapturedTrace trace;
+    RawPeer silent(socket);
+    RawPeer other(socket);
+    kex_dispatch(server);
+    silent.receive_all();
+    other.receive_all();
+    now += 1995 * kMillisecond; // 5 ms before the silent ones have to go
+    RawPeer late(socket);
+    kex_dispatch(server);
+    late.receive_all();
+    bus::faults_read("send:1,accept:1,accept:2"); // tried again in 10 ms
+    request_t *r = request_create_executeFunction(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST, 0);
+    ASSERT_TRUE(kex_sendRequest(client, peer, r));
+    bus::faults_read(nullptr);
+    kex_dispatch(client);
+    bus::faults_read("send:1,accept:1,accept:2");
+    const RawPeer newcomer(socket);
+    kex_dispatch(server);
+    bus::faults_read(nullptr);
+    EXPECT_EQ(request_reply(r), nullptr);
+    now += 6 * kMillisecond;
+    other.close(); // its end and its time come in the same turn
+    kex_dispatch(server);
+    EXPECT_EQ(silent.refusal(), "no hello came within 2 s");
+    EXPECT_EQ(late.refusal(), "");
+    kex_dispatch(client);
+    EXPECT_EQ(request_reply(r), nullptr) << "10 ms are not over";
+    now += 5 * kMillisecond;
+    turn_until_idle({server, client});
+    EXPECT_THAT(lines_of(r), ElementsAre(HasSubstr("value list")));
+    request_destroy(r);
+    kex_setClock(server, nullptr, nullptr);
+}
+
 TEST_F(FaultsBetween, AReadThatFailsEndsTheConnection) {
     begin("");
     EXPECT_TRUE(lists());
@@ -292,6 +390,43 @@ TEST_F(FaultsBetween, WhoCannotBeAcceptedIsToldAndMayComeAgain) {
     EXPECT_EQ(client_closed, 1);
     peer = kex_client_connect(client, uri_of(socket).c_str());
     EXPECT_TRUE(lists());
+}
+
+TEST_F(Faults, EachWayOfTakingMemoryFails) {
+    const std::vector<std::function<void *()>> ways = {
+        [] { return bus::memory_take(1); }, [] { return bus::memory_take_zeroed(1, 1); },
+        [] { return bus::memory_grow(nullptr, 1, 1); }, [] { return static_cast<void *>(bus::memory_take_text("x")); },
+        [] { return static_cast<void *>(bus::memory_take_text("x", 1)); }};
+    for (const auto &way : ways) {
+        bus::faults_read("memory:1");
+        const uint32_t failures = bus::memory_failures();
+        EXPECT_EQ(way(), nullptr);
+        EXPECT_EQ(bus::memory_failures(), failures + 1);
+        void *memory = way();
+        EXPECT_NE(memory, nullptr) << "the second";
+        free(memory);
+    }
+}
+
+TEST_F(FaultsBetween, ADescriptorThatCannotBeDuplicatedIsNotSent) {
+    begin("");
+    CapturedTrace trace;
+    request_t *r = request_create_executeFunction("a", "b", 0);
+    const variant_t value = descriptor(STDIN_FILENO);
+    ASSERT_TRUE(request_addParameter(r, "fd", &value));
+    bus::faults_read("dup:1");
+    EXPECT_FALSE(kex_sendRequest(client, peer, r));
+    EXPECT_THAT(trace.text(), HasSubstr("a descriptor cannot be duplicated"));
+    request_destroy(r);
+    EXPECT_TRUE(lists());
+}
+
+// Without a look at the table nothing is sure to fit; the bus goes on.
+TEST_F(FaultsBetween, ATableThatCannotBeLookedAtCostsNoCall) {
+    begin("");
+    bus::faults_read("dup%100");
+    EXPECT_TRUE(lists());
+    EXPECT_EQ(client_closed, 0);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Handles outlive what they stand for, are never given to another, and need no memory.
+#include "calls/handle.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
 
@@ -112,6 +113,41 @@ TEST_F(Handles, ManyAtATimeAreKeptApart) {
         EXPECT_TRUE(peer_disconnect(listener));
     for (kex_t *one : buses)
         kex_destroy(one);
+}
+
+// The places take their turn: after as many handles as there are places an old one's is taken again.
+TEST_F(Handles, AnOldOneIsNotItsSuccessor) {
+    bus::Calls *const somebody = reinterpret_cast<bus::Calls *>(this); // is only compared
+    peer_t *old = bus::handle_create(somebody);
+    ASSERT_NE(bus::handle_find(old), nullptr);
+    bus::handle_destroy(old);
+    EXPECT_EQ(bus::handle_find(old), nullptr);
+    constexpr uintptr_t kPlace = 0xFFF;
+    peer_t *next = nullptr;
+    for (int i = 0; i < 10000; i++) {
+        next = bus::handle_create(somebody);
+        if ((reinterpret_cast<uintptr_t>(next) & kPlace) == (reinterpret_cast<uintptr_t>(old) & kPlace))
+            break;
+        bus::handle_destroy(next);
+    }
+    ASSERT_EQ(reinterpret_cast<uintptr_t>(next) & kPlace, reinterpret_cast<uintptr_t>(old) & kPlace);
+    EXPECT_NE(next, old);
+    EXPECT_EQ(bus::handle_find(old), nullptr);
+    bus::handle_destroy(old); // does nothing
+    EXPECT_NE(bus::handle_find(next), nullptr);
+    bus::handle_destroy(next);
+}
+
+TEST_F(Handles, ThereAreFourThousandAndNinetyFive) {
+    bus::Calls *const somebody = reinterpret_cast<bus::Calls *>(this);
+    std::vector<peer_t *> made;
+    while (peer_t *one = bus::handle_create(somebody))
+        made.push_back(one);
+    EXPECT_EQ(std::set<peer_t *>(made.begin(), made.end()).size(), made.size());
+    EXPECT_EQ(made.size() + 1, 4095u) << "with that of the listener";
+    for (peer_t *one : made)
+        bus::handle_destroy(one);
+    EXPECT_EQ(bus::handle_first(somebody), nullptr);
 }
 
 } // namespace

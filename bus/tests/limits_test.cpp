@@ -6,6 +6,8 @@
 #include "transport/spare.h"
 
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 using namespace support;
@@ -169,6 +171,40 @@ TEST_F(Limits, CallsThatAreNotRunYet) {
         request_destroy(r);
         turn_until_idle({bus});
     }
+}
+
+// Those that the bus makes itself count too, whoever listens.
+TEST_F(Limits, ConnectionsOfABus) {
+    CapturedTrace trace;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    const std::string path = scratch.path("others");
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int listener = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 128), 0);
+    for (int i = 0; i < 64; i++)
+        ASSERT_NE(kex_client_connect(bus, uri_of(path).c_str()), nullptr) << i;
+    EXPECT_EQ(trace.text(), "");
+    EXPECT_EQ(kex_client_connect(bus, uri_of(path).c_str()), nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("there are too many connections"));
+    close(listener);
+}
+
+TEST_F(Limits, WhoConnectsIsTakenInSixtyFourATurn) {
+    CapturedTrace trace;
+    std::vector<std::unique_ptr<RawPeer>> raws;
+    for (int i = 0; i < 65; i++) {
+        raws.push_back(std::make_unique<RawPeer>(socket));
+        ASSERT_TRUE(raws.back()->connected()) << i;
+    }
+    kex_dispatch(bus);
+    size_t answered = 0;
+    for (auto &raw : raws)
+        answered += raw->receive().has_value();
+    EXPECT_EQ(answered, 64u);
+    kex_dispatch(bus);
+    EXPECT_TRUE(raws.back()->receive().has_value());
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Who may listen at a path, and who may connect.
+#include "base/faults.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "transport/socket.h"
 
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
 #include <grp.h>
+#include <memory>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -122,6 +125,43 @@ TEST_F(Listen, LiveListenerWithoutALockIsRefused) {
     close(fd);
 }
 
+// Whatever it speaks, and however long its queue is.
+TEST_F(Listen, OtherListenersAreLeftAlone) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    socket.copy(address.sun_path, sizeof address.sun_path - 1);
+    for (int type : {SOCK_STREAM, SOCK_SEQPACKET}) {
+        CapturedTrace trace;
+        unlink(socket.c_str());
+        const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        ASSERT_EQ(::listen(fd, 0), 0);
+        const RawPeer waiting(socket); // fills the queue of the one of its type
+        EXPECT_EQ(listen(bus, socket), nullptr);
+        EXPECT_EQ(access(socket.c_str(), F_OK), 0);
+        EXPECT_THAT(trace.text(), HasSubstr("another process listens there already"));
+        close(fd);
+    }
+}
+
+TEST_F(Listen, SocketThatCannotBeAskedIsLeftAlone) {
+    CapturedTrace trace;
+    leave_stale_socket();
+    bus::faults_read("socket:1");
+    EXPECT_EQ(listen(bus, socket), nullptr);
+    bus::faults_read(nullptr);
+    EXPECT_EQ(access(socket.c_str(), F_OK), 0);
+    EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + socket + "': Too many open files"));
+}
+
+TEST_F(Listen, SocketThatIsTakenAwayIsMissed) {
+    CapturedTrace trace;
+    at_once_after_bind = [&] { unlink(socket.c_str()); };
+    EXPECT_EQ(listen(bus, socket), nullptr);
+    at_once_after_bind = nullptr;
+    EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + socket + "': No such file or directory"));
+}
+
 TEST_F(Listen, LiveListenerThatMayNotBeKnockedAtIsLeftAlone) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";
@@ -233,6 +273,50 @@ TEST_F(Listen, ImpossibleNumbersOfInheritedSocketsAreRefusedWithASentence) {
         EXPECT_THAT(trace.text(), HasSubstr("LISTEN_FDS is not a number of descriptors that this process can have"))
             << count;
     }
+}
+
+TEST_F(Listen, SocketsOfAnotherProcessAreNotInherited) {
+    for (const char *process : {"1", "x", ""}) {
+        EXPECT_EQ(activated("1",
+                            [&] {
+                                setenv("LISTEN_PID", process, 1);
+                                dup2(listen_without_lock(), 3); // looks right
+                                CapturedTrace trace;
+                                return listen(bus, socket) == nullptr &&
+                                       trace.text().find("another process listens there already") != std::string::npos;
+                            }),
+                  0)
+            << process;
+        unlink(socket.c_str());
+    }
+}
+
+TEST_F(Listen, OnlyTheSocketThatListensAtThePathIsInherited) {
+    EXPECT_EQ(activated("4",
+                        [&] {
+                            const int right = listen_without_lock();
+                            const std::string path = socket;
+                            socket = scratch.path("elsewhere");
+                            const int elsewhere = listen_without_lock();
+                            socket = path;
+                            const int silent = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+                            int ends[2];
+                            if (pipe(ends) != 0)
+                                return false;
+                            const int from[] = {fcntl(ends[0], F_DUPFD, 20), fcntl(silent, F_DUPFD, 20),
+                                                fcntl(elsewhere, F_DUPFD, 20), fcntl(right, F_DUPFD, 20)};
+                            for (int i = 0; i < 4; i++)
+                                dup2(from[i], 3 + i);
+                            close(from[3]);
+                            kex_t *own = kex_create("activated");
+                            bool good = listen(own, socket) != nullptr && (fcntl(6, F_GETFD) & FD_CLOEXEC) != 0;
+                            for (int fd : {3, 4, 5})
+                                good &= (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
+                            good &= access((socket + ".lock").c_str(), F_OK) != 0;
+                            kex_destroy(own);
+                            return good;
+                        }),
+              0);
 }
 
 TEST_F(Listen, DescriptorsThatAreNotOpenAreNotLookedAt) {
@@ -350,6 +434,74 @@ TEST_F(Listen, OtherUsersAreRefusedUnlessAllowed) {
         EXPECT_EQ(connect_as(kStranger, kStranger, path, {strict}), row.answer) << row.variable << "=" << row.value;
         kex_destroy(strict);
     }
+}
+
+// Not only the group that it runs as.
+TEST_F(Listen, AllGroupsOfAUserCount) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    CapturedTrace trace;
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
+    const struct {
+        const char *allowed;
+        int answer;
+    } rows[] = {{"5001", 0}, {"1,5002", 0}, {"5003", 1}};
+    const gid_t groups[] = {5001, 5002};
+    gid_t before[64];
+    const int count = getgroups(64, before);
+    ASSERT_GE(count, 0);
+    ASSERT_EQ(setgroups(2, groups), 0); // the stranger keeps them
+    for (const auto &row : rows) {
+        setenv("KEX_ALLOW_GIDS", row.allowed, 1);
+        kex_t *own = kex_create("own");
+        unsetenv("KEX_ALLOW_GIDS");
+        ASSERT_NE(listen(own, socket), nullptr);
+        EXPECT_EQ(connect_as(kStranger, kStranger, socket, {own}), row.answer) << row.allowed;
+        kex_destroy(own);
+    }
+    ASSERT_EQ(setgroups(static_cast<size_t>(count), before), 0);
+}
+
+TEST_F(Listen, AllowListsHaveALimit) {
+    std::string list = "1";
+    for (uint32_t i = 1; i < bus::Access::kMaxIds; i++)
+        list += ",1";
+    for (const auto &[text, good] :
+         {std::pair{list, true}, std::pair{list + ",1", false}, std::pair{list + ";", false}}) {
+        CapturedTrace trace;
+        setenv("KEX_ALLOW_UIDS", text.c_str(), 1);
+        kex_destroy(kex_create("own"));
+        unsetenv("KEX_ALLOW_UIDS");
+        EXPECT_EQ(trace.text().empty(), good) << trace.text();
+    }
+}
+
+// A user that is not root is no other one to itself: nothing that is kept from others is kept from it.
+TEST_F(Listen, UserIsNoStrangerToItself) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool good = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        setenv("KEX_ALLOW_UIDS", "65534", 1); // itself
+        kex_t *own = kex_create("own");
+        struct stat status = {};
+        good &= listen(own, socket) != nullptr && stat(socket.c_str(), &status) == 0;
+        good &= (status.st_mode & 0777u) == 0660;
+        good &= kex_reserve(own, kStranger, 60) != 0; // of itself: nothing is kept from itself
+        std::vector<std::unique_ptr<RawPeer>> raws;
+        for (int i = 0; i < 8; i++) {
+            raws.push_back(std::make_unique<RawPeer>(socket));
+            raws.back()->send(i < 2 ? Packet(kTapHello).text("tap") : hello());
+            support::turn_until_idle({own});
+            good &= raws.back()->receive_all().size() >= 1 && !raws.back()->is_closed();
+        }
+        _exit(good ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Listen, SocketIsForEverybodyWhenOthersAreAllowed) {

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/time.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace support;
@@ -369,6 +370,50 @@ TEST_F(Loop, NullHandlesAreAnswered) {
 
 TEST(LoopWithoutABus, NoTimerCanBeMade) {
     EXPECT_EQ(kex_timer_create(), nullptr);
+}
+
+TEST_F(Loop, StopEndsATurn) {
+    to_stop = bus;
+    kex_timer_t *timers[] = {kex_timer_create(), kex_timer_create()};
+    for (kex_timer_t *timer : timers) {
+        kex_timer_setHandler(timer, [](kex_timer_t *) {
+            ran.push_back("fired");
+            kex_stop(to_stop);
+        });
+        kex_timer_start(timer, 0);
+    }
+    EXPECT_EQ(kex_dispatch(bus), -1);
+    EXPECT_THAT(ran, ElementsAre("fired"));
+}
+
+TEST_F(Loop, StopFromAnotherThreadWakesRun) {
+    std::thread other([this] {
+        usleep(20000);
+        kex_stop(bus);
+    });
+    EXPECT_EQ(kex_run(bus), 0);
+    other.join();
+}
+
+TEST_F(Loop, WatchOfWhatIsNoDescriptorIsNone) {
+    int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(fd);
+    EXPECT_FALSE(kex_watch(bus, fd, nullptr, [](int, void *) {}));
+    EXPECT_FALSE(kex_unwatch(bus, fd));
+}
+
+TEST_F(Loop, WatchThatIsAlwaysReadyWakesNoOther) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_TRUE(kex_watch(bus, ends[0], nullptr, [](int, void *) { ran.push_back("pipe"); }));
+    EXPECT_TRUE(kex_watch(bus, fd, nullptr, [](int, void *) { ran.push_back("file"); }));
+    kex_dispatch(bus);
+    EXPECT_THAT(ran, ElementsAre("file"));
+    kex_unwatch(bus, fd);
+    kex_unwatch(bus, ends[0]);
+    for (int one : {fd, ends[0], ends[1]})
+        close(one);
 }
 
 } // namespace

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Each allocation of whole scenarios fails once: the answer is no, nothing crashes, nothing is left behind.
 #include "base/trace.h"
+#include "calls/handle.h"
 #include "kex_tap.h"
 #include "support/bus_test.h"
 #include "support/failing_memory.h"
 #include "support/raw_peer.h"
+#include "value/wire.h"
+#include "ziltrace.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <functional>
 #include <unistd.h>
 
@@ -100,6 +104,7 @@ TEST_F(Memory, ObjectsAndFunctions) {
         kex_declareObject(bus, "A.B", "Memory");
         kex_declareTemplate(bus, "T", "Memory");
         kex_declareTemplate(bus, "T.U", "Memory");
+        kex_declareTemplate(bus, "T.U.V", "Memory");
         object_commit(object_createInstance(kex_getObject(bus, "T", 1), 0, "one"));
         kex_timer_start(kex_timer_create(), 5);
         kex_watch(bus, STDIN_FILENO, nullptr, [](int, void *) {});
@@ -129,6 +134,8 @@ TEST_F(Memory, ConnectionsAndCalls) {
         static int done;
         done = 0;
         request_setDoneHandler(r, [](request_t *) { done++; });
+        request_setReplyHandler(r, [](request_t *, reply_item_t *) {});
+        request_setData(r, nullptr);
         variant_t chars = {};
         variant_t data = {};
         variant_t items;
@@ -325,6 +332,8 @@ TEST_F(Memory, TimerIsMadeFromTheSpareOne) {
         kex_timer_t *timer = kex_timer_create();
         ASSERT_NE(timer, nullptr);
         EXPECT_TRUE(failing.has_failed());
+        const FailingAllocation next(1);
+        EXPECT_EQ(kex_timer_create(), nullptr) << "there is one to spare only";
         kex_timer_setHandler(timer, [](kex_timer_t *) { fired++; });
         kex_timer_start(timer, 0);
         kex_dispatch(bus);
@@ -332,6 +341,140 @@ TEST_F(Memory, TimerIsMadeFromTheSpareOne) {
         kex_timer_destroy(timer);
     }
     kex_destroy(bus);
+}
+
+} // namespace
+
+extern "C" int __Memory_hangUp(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
+
+// Ends the connection of its caller, and then finds no memory.
+extern "C" int __Memory_hangUp(function_call_t *call, argument_list_t *arguments, variant_t *) {
+    peer_disconnect(fcall_peer(call));
+    const FailingAllocation failing(1);
+    char *chars = nullptr;
+    EXPECT_FALSE(argument_getChar(arguments, "text", 0, &chars));
+    fcall_destroy(call);
+    return 0;
+}
+
+namespace {
+
+TEST_F(Memory, LostCallOfOneThatHasGoneEndsNothingMore) {
+    Connected both(scratch);
+    const char *const row[] = {"Memory", "hangUp"};
+    ASSERT_TRUE(kex_declareFunctions(both.server, row, 1, 2));
+    request_t *r = request_create_executeFunction("M", "hangUp", 0);
+    variant_t chars = text("text");
+    ASSERT_TRUE(request_addParameter(r, "text", &chars));
+    variant_cleanup(&chars);
+    ASSERT_TRUE(kex_sendRequest(both.client, both.peer, r));
+    both.turns();
+    EXPECT_EQ(both.closed_at_server, 1);
+    EXPECT_EQ(both.closed_at_client, 1);
+    request_destroy(r);
+}
+
+// It announces more than a message may have, so that its memory is not taken at once.
+TEST_F(Memory, ListThatGrowsWhileItIsReadIsNoneWithoutMemory) {
+    const std::string bytes = Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')).bytes().substr(12);
+    fail_each([&] {
+        bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
+                                                        static_cast<uint32_t>(bytes.size()), 0, nullptr);
+        variant_t value;
+        EXPECT_FALSE(bus::wire::get_value(reader, &value));
+    });
+}
+
+TEST_F(Memory, HandleIsNoneWithoutMemoryForMorePlaces) {
+    bus::Calls *const somebody = reinterpret_cast<bus::Calls *>(this); // is only compared
+    std::vector<peer_t *> made;
+    made.reserve(64);
+    {
+        const FailingAllocation failing(1);
+        while (peer_t *one = bus::handle_create(somebody))
+            made.push_back(one);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_LT(made.size(), 64u);
+    made.push_back(bus::handle_create(somebody));
+    EXPECT_NE(made.back(), nullptr) << "now there is";
+    for (peer_t *one : made)
+        bus::handle_destroy(one);
+}
+
+TEST_F(Memory, LongTraceMessageIsCutWithoutMemory) {
+    setenv("ZIL_TRACE_LEVEL", "100", 1);
+    bus::trace_configure();
+    const std::string whole(5000, 'x');
+    CapturedTrace trace;
+    {
+        const FailingAllocation failing(1);
+        EXPECT_EQ(zilTrace(100, "%s", whole.c_str()), 1);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    const std::string text = trace.text();
+    EXPECT_GT(text.size(), 1000u);
+    EXPECT_LE(text.size(), 1024u);
+    EXPECT_EQ(text, whole.substr(0, text.size() - 1) + "\n");
+}
+
+// Nobody reads, and there is no memory to keep what was said: it is counted, and told once there is room.
+TEST_F(Memory, TraceThatCannotBeKeptIsCounted) {
+    setenv("ZIL_TRACE_LEVEL", "100", 1);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const int saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    dup2(ends[1], STDERR_FILENO);
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    while (write(ends[1], "xxxx", 4) > 0)
+        ;
+    fcntl(ends[1], F_SETFL, 0);
+    bus::trace_configure();
+    for (int i = 0; i < 3; i++) {
+        const FailingAllocation failing(1);
+        zilTrace(100, "lost %d", i);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    std::string all(256 * 1024, '\0');
+    EXPECT_GT(read(ends[0], all.data(), all.size()), 0);
+    zilTrace(100, "told");
+    bus::trace_catch_up();
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    close(ends[1]);
+    all.resize(static_cast<size_t>(read(ends[0], all.data(), all.size())));
+    close(ends[0]);
+    EXPECT_EQ(all, "KEX     - [!]3 trace messages were dropped: nobody took them\ntold\n");
+    bus::trace_configure();
+}
+
+TEST_F(Memory, CopiesThatATapHasLostAreCountedUntilItCanBeTold) {
+    setenv("ZIL_TRACE_LEVEL", "0", 1);
+    bus::trace_configure();
+    Connected both(scratch);
+    RawPeer raw(socket);
+    ASSERT_TRUE(raw.send(hello()));
+    kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
+    ASSERT_NE(tap, nullptr);
+    both.turns();
+    kex_tap_record_t record;
+    while (kex_tap_next(tap, &record) == 1)
+        ;
+    for (uint32_t serial : {1u, 2u}) {
+        ASSERT_TRUE(raw.send(Packet(kWaiting, serial)));
+        const FailingAllocation failing(1);
+        kex_dispatch(both.server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_EQ(kex_tap_next(tap, &record), 0);
+    ASSERT_TRUE(raw.send(Packet(kWaiting, 3)));
+    both.turns();
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_LOST);
+    EXPECT_EQ(record.lost, 2u);
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.serial, 3u);
+    kex_tap_close(tap);
 }
 
 } // namespace

@@ -307,4 +307,45 @@ TEST_F(Message, MutatedPacketsAreReadOrRefusedAndNothingElse) {
     EXPECT_GT(accepted, 1000u) << "the mutations leave nothing to read";
 }
 
+TEST_F(Message, TextThatWasNeverSetTravelsAsAnEmptyOne) {
+    const variant_t value = {};
+    bus::wire::Writer writer = begin();
+    bus::wire::put_value(writer, &value);
+    bus::wire::Reader reader = bus::wire::reader_at(writer.data, writer.size, 0, nullptr);
+    variant_t back;
+    ASSERT_TRUE(bus::wire::get_value(reader, &back));
+    EXPECT_EQ(show(&back), "text \"\"");
+    variant_cleanup(&back);
+}
+
+// Behind the first problem nothing is written, and no descriptor is duplicated.
+TEST_F(Message, FirstProblemIsTheOneThatIsTold) {
+    variant_t value = list({text(std::string(200, 'x').c_str()), descriptor(STDIN_FILENO),
+                            bytes(std::string(bus::kMaxByteArray + 1, 'x')), text("behind")});
+    std::vector<uint8_t> small(100);
+    bus::wire::Writer writer = bus::wire::packet_begin(small.data(), static_cast<uint32_t>(small.size()));
+    bus::wire::put_value(writer, &value);
+    EXPECT_STREQ(writer.why, "a text is too long");
+    EXPECT_EQ(writer.fd_count, 0u);
+    for (size_t i = 1; i < 4; i++) // each alone, behind the problem
+        bus::wire::put_value(writer, variant_list_at(variant_da_list(&value), static_cast<uint32_t>(i)));
+    EXPECT_STREQ(writer.why, "a text is too long");
+    EXPECT_EQ(writer.fd_count, 0u);
+    variant_cleanup(&value);
+    bus::wire::packet_discard(writer);
+}
+
+// Whatever a list announces.
+TEST_F(Message, ListThatEndsEarlyIsNoValue) {
+    for (const std::string &bytes :
+         {std::string("\x0d", 1), Packet(0).byte(13).word(2).byte(255).bytes().substr(12),
+          Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')).bytes().substr(12)}) {
+        bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
+                                                        static_cast<uint32_t>(bytes.size()), 0, nullptr);
+        variant_t value;
+        EXPECT_FALSE(bus::wire::get_value(reader, &value));
+        EXPECT_EQ(show(&value), "none");
+    }
+}
+
 } // namespace

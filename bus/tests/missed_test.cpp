@@ -143,4 +143,14 @@ TEST_F(Missed, FunctionThatRunsLongerThanASecondIsTraced) {
     EXPECT_EQ(trace.text(), text);
 }
 
+TEST_F(Missed, OneWayCallOfOneThatHasGoneIsTraced) {
+    RawPeer raw(socket);
+    raw.send(hello("gone"));
+    raw.send(Packet(kOneWayCall, 1).text("Nobody").text("run").byte(0));
+    raw.close();
+    CapturedTrace trace;
+    turn_until_idle();
+    EXPECT_THAT(trace.text(), HasSubstr("'gone' (process " + std::to_string(getpid()) + ") calls 'run' of 'Nobody'"));
+}
+
 } // namespace

@@ -170,6 +170,34 @@ TEST_F(Object, NullHandlesAreAnswered) {
     EXPECT_FALSE(object_commit(nullptr));
     EXPECT_EQ(object_name(nullptr, 0), nullptr);
     EXPECT_EQ(kex_declareTemplate(nullptr, "x", "y"), nullptr);
+    EXPECT_EQ(kex_declareTemplate(server, nullptr, "y"), nullptr);
+}
+
+TEST_F(Object, InstanceCannotBeDeclared) {
+    kex_declareTemplate(server, "T", "Probe");
+    ASSERT_TRUE(object_commit(object_createInstance(kex_getObject(server, "T", 1), 0, "one")));
+    EXPECT_EQ(kex_declareObject(server, "T.one", "Probe"), nullptr);
+    EXPECT_NE(kex_declareObject(server, "T.one.more", "Probe"), nullptr);
+}
+
+TEST_F(Object, NamesOfFunctionsAndClassesHaveALimit) {
+    CapturedTrace trace;
+    const std::string longest(253, 'x');
+    const std::string longer(254, 'x');
+    const struct {
+        const char *row[2];
+        const char *why;
+    } rows[] = {
+        {{longer.c_str(), "run"}, "a row of declared functions is malformed"},
+        {{"Probe", longer.c_str()}, "a row of declared functions is malformed"},
+        {{longest.c_str(), "run"}, "this process exports no"},
+        {{"Probe", longest.c_str()}, "this process exports no"},
+    };
+    for (const auto &one : rows) {
+        const size_t before = trace.text().size();
+        EXPECT_FALSE(kex_declareFunctions(server, one.row, 1, 2));
+        EXPECT_THAT(trace.text().substr(before), testing::HasSubstr(one.why));
+    }
 }
 
 } // namespace

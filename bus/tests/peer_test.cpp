@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Connections: their names, their end, and the order in which a host learns of it.
+#include "base/trace.h"
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
@@ -182,6 +183,39 @@ TEST_F(Peer, NullHandlesAreAnswered) {
     EXPECT_EQ(peer_processId(nullptr), 0);
     EXPECT_FALSE(peer_disconnect(nullptr));
     kex_onPeerClosed(nullptr, log_any_closed, nullptr);
+}
+
+TEST_F(Peer, ListenerHasNoEventThatEverRuns) {
+    peer_t *listener = connection_listenOnIPC(kex_connection(client), scratch.path("second").c_str());
+    ASSERT_NE(listener, nullptr);
+    EXPECT_TRUE(peer_setEventHandler(listener, PEER_EVENT_CLOSED, userdata("listener"), log_own_event));
+    EXPECT_FALSE(peer_setEventHandler(listener, PEER_EVENT_CLOSED + 1, userdata("listener"), log_own_event));
+    EXPECT_TRUE(peer_disconnect(listener));
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre());
+}
+
+TEST_F(Peer, HandlerThatIsSetWhileItsEventRunsIsTooLate) {
+    peer_setEventHandler(to_server, PEER_EVENT_CLOSED, nullptr, [](peer_t *peer, int, void *) {
+        served::log.push_back(peer_setEventHandler(peer, PEER_EVENT_CLOSED, nullptr, nullptr) ? "taken" : "too late");
+        return 1;
+    });
+    EXPECT_TRUE(peer_disconnect(to_server));
+    turn_until_idle();
+    EXPECT_THAT(served::log, ElementsAre("too late"));
+}
+
+TEST_F(Peer, NamesAreShownAsAscii) {
+    std::string name;
+    for (int byte = 1; byte < 256; byte += byte < 31 || byte > 127 ? 50 : 1)
+        name += static_cast<char>(byte);
+    char shown[300];
+    const std::string text = bus::printable(shown, sizeof shown, name.data(), name.size());
+    ASSERT_EQ(text.size(), name.size());
+    for (size_t i = 0; i < name.size(); i++) {
+        const unsigned byte = static_cast<unsigned char>(name[i]);
+        EXPECT_EQ(text[i], byte >= 32 && byte <= 126 ? name[i] : '?') << byte;
+    }
 }
 
 } // namespace

@@ -197,4 +197,29 @@ TEST_F(Receive, OneBatchOfDescriptorsMayPassTheLimit) {
     EXPECT_GT(most - before, 128u) << "else the pages promise too little";
 }
 
+// As soon as a call that waits holds descriptors, the next packets are expected to bring some too.
+TEST_F(Receive, CallWithADescriptorMakesTheBatchesSmaller) {
+    const TableSize table(kRoomForEightPackets);
+    if (!table.made())
+        GTEST_SKIP() << "the process may not have so many descriptors";
+    RawPeer &raw = connect();
+    const Packet plain = Packet(kOneWayCall, 1).text("Probe").text("note").byte(0);
+    const Packet with_one =
+        Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(0);
+    int reads_for[2] = {};
+    for (bool brings : {false, true}) {
+        turn_until_idle({bus});
+        served::log.clear();
+        for (int i = 0; i < 60; i++) {
+            const bool now = brings && i == 10; // among the first that come eight at a time
+            ASSERT_TRUE(raw.send(now ? with_one : plain, now ? std::vector<int>{STDIN_FILENO} : std::vector<int>{}));
+        }
+        reads = 0;
+        turn_until_idle({bus});
+        EXPECT_EQ(served::log.size(), 60u);
+        reads_for[brings] = reads;
+    }
+    EXPECT_GE(reads_for[true], reads_for[false] + 4) << "two at a time for the rest of the turn";
+}
+
 } // namespace

@@ -352,6 +352,7 @@ TEST_F(Request, CreationChecksItsTexts) {
     EXPECT_EQ(request_create_executeFunction("", "f", 0), nullptr);
     EXPECT_EQ(request_create_executeFunction("p", "", 0), nullptr);
     EXPECT_EQ(request_create_executeFunction(std::string(256, 'p').c_str(), "f", 0), nullptr);
+    EXPECT_EQ(request_create_executeFunction("p", std::string(256, 'f').c_str(), 0), nullptr);
     request_t *r = request_create_executeFunction(std::string(255, 'p').c_str(), "f", 3);
     ASSERT_NE(r, nullptr);
     EXPECT_EQ(request_attributes(r), 3u);
@@ -387,6 +388,60 @@ TEST_F(Request, NullHandlesAreAnswered) {
     EXPECT_EQ(reply_item_errorDescription(nullptr), nullptr);
     EXPECT_EQ(reply_item_errorInfo(nullptr), nullptr);
     EXPECT_EQ(reply_item_returnValue(nullptr), nullptr);
+}
+
+TEST_F(Request, DestroyedByItsReplyHandlerHasNoDoneHandler) {
+    request_t *r = make("note");
+    request_setReplyHandler(r, on_item);
+    request_setDoneHandler(r, on_done);
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    EXPECT_TRUE(turn_until(ended));
+    turn_until_idle();
+    EXPECT_THAT(handled, ElementsAre("end"));
+}
+
+TEST_F(Request, DestroyedWithHandlerBeforeItLeftStillGoesAndSuppressesAll) {
+    request_t *r = make("note");
+    request_setDoneHandler(r, on_done);
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    request_destroy(r);
+    EXPECT_TRUE(turn_until([] { return !served::log.empty(); }));
+    turn_until_idle();
+    EXPECT_THAT(handled, ElementsAre());
+}
+
+// The library refuses to nest them deeper; a host that reaches into a list can.
+TEST_F(Request, ListsThatANestedByHandAreRefused) {
+    variant_t items = list({list({list({list({})})})});
+    variant_t *inner = &items;
+    for (int i = 0; i < 3; i++)
+        inner = const_cast<variant_t *>(variant_list_at(variant_da_list(inner), 0));
+    request_t *r = make("note");
+    EXPECT_TRUE(request_addParameter(r, "four", &items));
+    const variant_t one_more = list({});
+    ASSERT_TRUE(variant_list_add(variant_da_list(inner), &one_more));
+    EXPECT_FALSE(request_addParameter(r, "five", &items));
+    variant_cleanup(const_cast<variant_t *>(&one_more));
+    variant_cleanup(&items);
+    request_destroy(r);
+}
+
+TEST_F(Request, ItemsHaveTheTextsOfTheirKind) {
+    request_t *r = call("Probe", "echo", {{"text", text("x")}});
+    reply_item_t *value = reply_firstItem(request_reply(r));
+    ASSERT_EQ(reply_item_type(value), REPLY_ITEM_RETURN_VALUE);
+    EXPECT_STREQ(reply_item_errorDescription(value), "");
+    EXPECT_STREQ(reply_item_errorInfo(value), "");
+    EXPECT_EQ(reply_item_error(value), 0u);
+    request_destroy(r);
+    r = call("Probe", "echo");
+    reply_item_t *error = reply_firstItem(request_reply(r));
+    ASSERT_EQ(reply_item_type(error), REPLY_ITEM_ERROR);
+    EXPECT_EQ(reply_item_returnValue(error), nullptr);
+    EXPECT_FALSE(reply_addError(request_reply(r), 1, "description", nullptr));
+    EXPECT_FALSE(reply_addError(request_reply(r), 1, nullptr, "info"));
+    EXPECT_FALSE(reply_addError(nullptr, 1, "description", "info"));
+    request_destroy(r);
 }
 
 } // namespace

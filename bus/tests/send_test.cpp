@@ -106,4 +106,27 @@ TEST_F(Send, FewerWaitForItsEnd) {
     EXPECT_EQ(answered_within_the_turn(server, socket, 10000), 0u);
 }
 
+// More than one system call carries.
+TEST_F(Send, RepliesWithAllTheirDescriptorsLeaveOneAfterTheOther) {
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *value) {
+        variant_initialize(value, VARIANT_LIST);
+        const variant_t one = descriptor(STDIN_FILENO);
+        for (int i = 0; i < 64; i++)
+            variant_list_add(variant_da_list(value), &one);
+        fcall_destroy(call);
+        return 0;
+    };
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle();
+    raw.receive_all();
+    for (uint32_t serial : {1u, 2u, 3u})
+        ASSERT_TRUE(raw.send(support::call(serial, "Probe", "run")));
+    turn_until_idle();
+    std::vector<uint32_t> serials;
+    for (const std::string &packet : raw.receive_all())
+        serials.push_back(serial_of(packet));
+    EXPECT_THAT(serials, ElementsAre(1u, 2u, 3u));
+}
+
 } // namespace

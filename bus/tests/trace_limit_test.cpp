@@ -5,10 +5,12 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "support/shifted_clock.h"
 #include "ziltrace.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <poll.h>
 #include <unistd.h>
 
@@ -129,6 +131,71 @@ TEST_F(TraceLimit, ManyProcessesTogetherHaveFifty) {
 TEST_F(TraceLimit, CauseEndsWithTheFunction) {
     complain(0);
     EXPECT_EQ(bus::trace_set_cause(bus::kNobody), bus::kNobody);
+}
+
+class TraceRows : public testing::Test {
+protected:
+    TraceRows() {
+        bus::trace_limit_begin();
+        bus::trace_limit_tell(remember);
+        told.clear();
+    }
+    ~TraceRows() override { bus::trace_limit_begin(); }
+
+    static void remember(uint32_t more, int32_t process) { told[process] += more; }
+    // How many of so many messages of a process pass.
+    static uint32_t passed(int32_t process, uint32_t count) {
+        const bus::TraceCause cause(process);
+        uint32_t passed = 0;
+        for (uint32_t i = 0; i < count; i++)
+            passed += bus::trace_limit_passes(remember);
+        return passed;
+    }
+    static constexpr uint64_t kSecond = 1000000000;
+    static inline std::map<int32_t, uint32_t> told;
+};
+
+// Sixteen are kept apart; the next one takes the place of who has least to be told.
+TEST_F(TraceRows, ProcessOfWhichLeastHasToBeToldLosesItsPlace) {
+    EXPECT_EQ(passed(1, 13), 10u);
+    EXPECT_EQ(passed(2, 12), 10u);
+    for (int32_t process = 3; process <= 16; process++)
+        passed(process, process == 9 ? 1 : 20);
+    passed(17, 1); // in place of process 9
+    EXPECT_EQ(passed(18, 20), 0u) << "fifty have been told of all";
+    clock_advance(kSecond);
+    bus::trace_limit_tell(remember);
+    EXPECT_EQ(told[1], 3u);
+    EXPECT_EQ(told[2], 2u);
+    EXPECT_EQ(told.count(9), 0u);
+    EXPECT_EQ(told.count(17) + told.count(18), 1u) << "one of the two lost its place, with what it had to tell";
+    EXPECT_EQ(bus::trace_limit_due(), 0u);
+}
+
+TEST_F(TraceRows, PlaceWhosePeriodIsOverIsTakenFirst) {
+    EXPECT_EQ(passed(1, 1), 1u);
+    clock_advance(kSecond / 2);
+    for (int32_t process = 2; process <= 16; process++)
+        EXPECT_EQ(passed(process, 1), 1u);
+    clock_advance(kSecond / 2); // the first period is over
+    EXPECT_EQ(passed(17, 1), 1u);
+    EXPECT_EQ(passed(2, 10), 9u) << "the others are still remembered";
+}
+
+TEST_F(TraceRows, CountOfAllWaitsForItsOwnPeriod) {
+    for (int32_t process = 1; process <= 16; process++)
+        passed(process, 11);
+    clock_advance(kSecond / 2);
+    passed(17, 11); // takes a place with a count of one, which goes to that of all
+    clock_advance(kSecond / 2);
+    bus::trace_limit_tell(remember);
+    EXPECT_GT(told[1] + told[2] + told[0], 0u);
+    clock_advance(kSecond);
+    bus::trace_limit_tell(remember);
+    uint32_t sum = 0;
+    for (auto [process, more] : told)
+        sum += more;
+    EXPECT_EQ(sum, 16 * 11 + 11 - 50u) << "each that was not told is counted once";
 }
 
 } // namespace

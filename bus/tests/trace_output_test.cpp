@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Where trace messages go when nobody takes them: they are kept, then counted, and nobody waits.
 #include "base/trace.h"
+#include "base/trace_limit.h"
 #include "base/trace_output.h"
 #include "support/bus_test.h"
 #include "ziltrace.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
@@ -254,6 +256,148 @@ TEST_F(SystemLog, MessagesWaitForAReaderThatIsNotThereYet) {
     bus::trace_catch_up();
     EXPECT_THAT(next(), HasSubstr("early"));
     EXPECT_EQ(bus::trace_output_retry(), 0u);
+}
+
+TEST_F(TraceOutput, TerminalIsWrittenTo) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(grantpt(terminal) + unlockpt(terminal), 0);
+    const int line = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(line, 0);
+    {
+        const StandardError standard_error(line);
+        zilTrace(100, "text");
+    }
+    char shown[64] = "";
+    EXPECT_GT(read(terminal, shown, sizeof shown - 1), 0);
+    EXPECT_STREQ(shown, "text\r\n");
+    close(line);
+    close(terminal);
+}
+
+TEST_F(TraceOutput, NullDeviceTakesEverything) {
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const StandardError standard_error(null);
+    for (size_t i = 0; i < 1000; i++)
+        zilTrace(100, "%s", message(i).c_str());
+    EXPECT_EQ(bus::trace_output_retry(), 0u);
+    close(null);
+}
+
+// Somebody else's, who waits for it.
+TEST_F(TraceOutput, SignalOfABrokenPipeThatWasThereBeforeStays) {
+    sigset_t pipe_signal;
+    sigset_t before;
+    sigemptyset(&pipe_signal);
+    sigaddset(&pipe_signal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
+    raise(SIGPIPE);
+    int broken[2];
+    ASSERT_EQ(pipe2(broken, O_CLOEXEC), 0);
+    {
+        const StandardError standard_error(broken[1]);
+        close(broken[1]);
+        close(broken[0]);
+        zilTrace(100, "nobody reads this");
+    }
+    const timespec at_once = {};
+    EXPECT_EQ(sigtimedwait(&pipe_signal, nullptr, &at_once), SIGPIPE);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+// A pipe cannot be opened once more then; it is written to as long as it has room.
+TEST_F(TraceOutput, PipeWithRoomIsWrittenToWithoutADescriptorToSpare) {
+    {
+        const StandardError standard_error(ends[1]);
+        const TableSize table(3);
+        ASSERT_TRUE(table.made());
+        zilTrace(100, "text");
+    }
+    EXPECT_EQ(read_all(), "text\n");
+}
+
+// What is kept is moved to the front when its end has come to that of the buffer.
+TEST_F(TraceOutput, BufferIsUsedAgainBeforeItIsEmpty) {
+    std::string all;
+    size_t number = 0;
+    {
+        const StandardError standard_error(ends[1]);
+        for (int round = 0; round < 6; round++) {
+            while (number < static_cast<size_t>(2200 + round * 500))
+                zilTrace(100, "%s", message(number++).c_str());
+            all += read_all(); // a pipe's worth
+            bus::trace_output_flush();
+        }
+        all += read_everything();
+    }
+    EXPECT_EQ(static_cast<size_t>(std::count(all.begin(), all.end(), '\n')), number);
+    size_t at = 0;
+    for (size_t i = 0; i < number; i++) {
+        at = all.find(message(i), at);
+        ASSERT_NE(at, std::string::npos) << i;
+    }
+}
+
+TEST_F(TraceOutput, WhatComesFirstIsWaitedFor) {
+    const StandardError standard_error(ends[1]);
+    while (bus::trace_output_retry() == 0)
+        zilTrace(100, "%s", message(0).c_str());
+    EXPECT_EQ(bus::trace_deadline(1000), 1000 + 50 * 1000000u) << "until it is tried again";
+    {
+        const bus::TraceCause cause(1234);
+        for (int i = 0; i < 11; i++)
+            zilTrace(100, "complaint");
+    }
+    const uint64_t due = bus::trace_limit_due();
+    ASSERT_GT(due, 0u);
+    EXPECT_EQ(bus::trace_deadline(due - 1000), due) << "the count of what was too much";
+    EXPECT_EQ(bus::trace_deadline(due - 1000000000), due - 1000000000 + 50 * 1000000u);
+}
+
+TEST_F(TraceOutput, EndOfAProgramWritesWhatHadToWait) {
+    int ready[2];
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    const pid_t process = fork();
+    if (process == 0) {
+        dup2(ends[1], STDERR_FILENO);
+        for (size_t i = 0; i < 1000; i++)
+            zilTrace(100, "%s", message(i).c_str());
+        if (write(ready[1], "r", 1) != 1)
+            _exit(1);
+        bus::trace_output_end(10000000000); // the program's end has less time
+        for (size_t i = 0; bus::trace_output_retry() == 0; i++)
+            zilTrace(100, "%s", message(i).c_str());
+        exit(0);
+    }
+    char byte;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    usleep(20000); // it waits for room
+    std::string all;
+    int status = -1;
+    while (waitpid(process, &status, WNOHANG) == 0) {
+        all += read_all();
+        usleep(2000);
+    }
+    all += read_all();
+    EXPECT_EQ(status, 0);
+    EXPECT_GE(std::count(all.begin(), all.end(), '\n'), 1000);
+    EXPECT_EQ(all.back(), '\n') << "nothing is cut off";
+    for (int fd : ready)
+        close(fd);
+}
+
+TEST_F(SystemLog, WhatIsDroppedIsCountedThereToo) {
+    listen();
+    for (size_t i = 0; i < 5000; i++)
+        zilTrace(100, "%s", message(i).c_str());
+    bool told = false;
+    for (int i = 0; i < 10000 && !told; i++) {
+        const std::string text = next();
+        told = text.find("<12>KEX     - [!]") == 0 && text.find(" trace messages were dropped: nobody took them") > 0;
+        if (text.empty())
+            bus::trace_catch_up();
+    }
+    EXPECT_TRUE(told);
 }
 
 } // namespace

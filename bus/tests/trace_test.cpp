@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The trace service: filters, format, destinations.
 #include "base/trace.h"
+#include "base/trace_settings.h"
 #include "support/bus_test.h"
 #include "ziltrace.h"
 
@@ -157,6 +158,56 @@ TEST_F(Trace, NullFormatIsNoLine) {
     EXPECT_EQ(zilTrace(100, none), 0);
     EXPECT_EQ(zilTraceZ(100, "LIBV", none), 0);
 #pragma GCC diagnostic pop
+}
+
+TEST_F(Trace, SwitchesAreOnByFourWords) {
+    for (const char *word : {"1", "on", "yes", "true", "0", "off", "no", "ON", ""}) {
+        configure({{"ZIL_TRACE_COLOR", word}});
+        CapturedTrace trace;
+        zilTrace(100, "text");
+        const bool on = std::string("1 on yes true").find(word) != std::string::npos && *word != '\0';
+        EXPECT_EQ(trace.text(), on ? "\033[31mtext\033[0m\n" : "text\n") << word;
+    }
+}
+
+TEST_F(Trace, EachLevelHasItsColour) {
+    configure({{"ZIL_TRACE_COLOR", "on"}, {"ZIL_TRACE_LEVEL", "600"}});
+    CapturedTrace trace;
+    for (int level : {100, 101, 200, 201, 300, 301, 400, 401, 500})
+        zilTrace(level, "%d", level);
+    EXPECT_EQ(trace.text(), "\033[31m100\033[0m\n"
+                            "\033[33m101\033[0m\n\033[33m200\033[0m\n"
+                            "\033[36m201\033[0m\n\033[36m300\033[0m\n"
+                            "301\n400\n"
+                            "\033[2m401\033[0m\n\033[2m500\033[0m\n");
+}
+
+TEST_F(Trace, LevelsBeyondWhatANumberHoldsArePassedOver) {
+    for (const char *level : {"2147483648", "-2147483649", "99999999999999999999999", "-99999999999999999999999"}) {
+        configure({{"ZIL_TRACE_LEVEL", level}});
+        CapturedTrace trace;
+        zilTrace(200, "warning");
+        zilTrace(300, "notice");
+        EXPECT_EQ(trace.text(), "warning\n") << level;
+    }
+}
+
+TEST_F(Trace, ZonesHaveALimit) {
+    std::string zones;
+    for (uint32_t i = 0; i <= bus::kMaxZones; i++)
+        zones += "Z" + std::to_string(i) + "=500,";
+    configure({{"ZIL_TRACE_ZONES", zones.c_str()}});
+    CapturedTrace trace;
+    zilTraceZ(500, ("Z" + std::to_string(bus::kMaxZones - 1)).c_str(), "last");
+    zilTraceZ(500, ("Z" + std::to_string(bus::kMaxZones)).c_str(), "one more");
+    EXPECT_EQ(trace.text(), "last\n");
+}
+
+TEST_F(Trace, OtherOutputsAreStandardError) {
+    configure({{"ZIL_TRACE_OUTPUT", "elsewhere"}});
+    CapturedTrace trace;
+    zilTrace(100, "text");
+    EXPECT_EQ(trace.text(), "text\n");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Texts from outside in trace messages: fit for a line, and everything else as printf(3) writes it.
+#include "base/conversion.h"
 #include "base/trace_text.h"
 
 #include <cerrno>
@@ -107,6 +108,46 @@ TEST(TraceText, RoomThatIsTooSmallIsNotPassed) {
     EXPECT_EQ(cut_to(1, "\n"), "");
     EXPECT_EQ(cut_to(0, "\n"), "");
     EXPECT_EQ(cut_to(3, "abc"), "ab");
+}
+
+TEST(TraceText, WhatIsEmptyIsNothing) {
+    EXPECT_AS_PRINTF("%.0d", 0);
+    EXPECT_EQ(shown("%2$.0s%1$.0s", "a", "b"), "");
+    EXPECT_EQ(shown("%s", "\xf5\x80\x80\x80 \xff"), "\xf5\\x80\\x80\\x80 \xff") << "no character of UTF-8";
+    EXPECT_EQ(shown("%s", "\xf0\x9f"), "\xf0\\x9f") << "cut off";
+}
+
+// What stands at the end of a format, or is none of printf's, is not understood: the message is treated as a whole.
+TEST(Conversion, WhatIsNotUnderstood) {
+    using Kind = bus::ConversionKind;
+    const struct {
+        std::string text;
+        Kind kind;
+        size_t length;
+    } rows[] = {
+        {"%", Kind::unknown, 1},
+        {"%-", Kind::unknown, 2},
+        {"%5", Kind::unknown, 2},
+        {"%.", Kind::unknown, 2},
+        {"%l", Kind::unknown, 2},
+        {"%Ld", Kind::unknown, 3},
+        {"%Lf", Kind::number, 3},
+        {"%lc", Kind::unknown, 3},
+        {"%k", Kind::unknown, 2},
+        {"%" + std::string(29, '0') + "d", Kind::integer, 31},
+        {"%" + std::string(30, '0') + "d", Kind::unknown, 32},
+    };
+    for (const auto &one : rows) {
+        const bus::Conversion conversion = bus::conversion_read(one.text.c_str());
+        EXPECT_EQ(conversion.kind, one.kind) << one.text;
+        EXPECT_EQ(conversion.length, one.length) << one.text;
+    }
+}
+
+TEST(Conversion, NumbersDoNotWrap) {
+    EXPECT_EQ(bus::conversion_read("%99999d").numbers[0], 99999);
+    EXPECT_GE(bus::conversion_read("%99999999999999999999d").numbers[0], 100000);
+    EXPECT_LE(bus::conversion_read("%99999999999999999999d").numbers[0], 1000000);
 }
 
 } // namespace

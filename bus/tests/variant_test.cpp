@@ -181,15 +181,32 @@ TEST_F(Variant, NullHandlesAreAnswered) {
     EXPECT_FALSE(variant_toUInt32(nullptr, &u32_value));
     EXPECT_FALSE(variant_toChar(nullptr, &chars));
     EXPECT_FALSE(variant_toByteArray(nullptr, &data, &u32_value));
+    EXPECT_FALSE(variant_toInt16(&v, nullptr));
+    EXPECT_FALSE(variant_toUInt16(&v, nullptr));
+    EXPECT_FALSE(variant_toInt32(&v, nullptr));
+    EXPECT_FALSE(variant_toUInt32(&v, nullptr));
+    EXPECT_FALSE(variant_toChar(&v, nullptr));
+    EXPECT_FALSE(variant_toByteArray(&v, nullptr, &u32_value));
+    EXPECT_FALSE(variant_toByteArray(&v, &data, nullptr));
     EXPECT_EQ(variant_fd(nullptr), -1);
     variant_cleanup(nullptr);
     EXPECT_EQ(variant_da_list(nullptr), nullptr);
     EXPECT_FALSE(variant_list_add(nullptr, &v));
     EXPECT_FALSE(variant_list_add(nullptr, nullptr));
+    variant_t items = list({});
+    EXPECT_FALSE(variant_list_add(variant_da_list(&items), nullptr));
+    variant_cleanup(&items);
     EXPECT_EQ(variant_list_size(nullptr), 0u);
     EXPECT_EQ(variant_list_at(nullptr, 0), nullptr);
     variant_list_destroy(nullptr);
     EXPECT_EQ(variant_type(nullptr), uint32_t{VARIANT_NONE});
+}
+
+TEST_F(Variant, ByteArrayOfAllBytesThereAreIsRefused) {
+    variant_t v = text("before");
+    EXPECT_FALSE(variant_setByteArray(&v, "x", UINT32_MAX)) << "there is no place for the zero byte behind it";
+    EXPECT_EQ(show(&v), "text \"before\"");
+    variant_cleanup(&v);
 }
 
 } // namespace

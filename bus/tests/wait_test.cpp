@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 // kex_waitForReply: what it lets happen, and how it shows.
+#include "base/faults.h"
+#include "kex_tap.h"
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
 
 #include <algorithm>
 #include <csignal>
+#include <limits>
 #include <linux/sockios.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -297,6 +300,139 @@ TEST_F(Wait, PeerThatSendsWithoutEndCannotKeepItFromItsTime) {
     EXPECT_FALSE(kex_waitForReply(server, request, &limit));
     EXPECT_GT(unread_bytes(raw), 0) << "the time was over before all was read";
     kex_setClock(server, nullptr, nullptr);
+}
+
+TEST_F(Wait, ReplyToARequestThatHasNotLeftIsNone) {
+    request_t *next = request_create_executeFunction("Theirs", "later", 0);
+    ASSERT_TRUE(kex_sendRequest(server, plugin, next));
+    raw.send(Packet(kReply, serial + 1).byte(0).byte(1).byte(8).word(1)); // guessed
+    kex_dispatch(server);                                                 // reads, then sends
+    EXPECT_EQ(request_reply(next), nullptr);
+    const auto sent = raw.receive_all();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(serial_of(sent[0]), serial + 1);
+    raw.send(Packet(kReply, serial + 1).byte(0).byte(1).byte(8).word(2));
+    EXPECT_TRUE(kex_waitForReply(server, next, nullptr));
+    EXPECT_THAT(lines_of(next), ElementsAre("value u32 2"));
+    request_destroy(next);
+}
+
+TEST_F(Wait, TimesOfAnySizeAreTaken) {
+    for (const timeval limit : {timeval{-1, 0}, timeval{0, 0}, timeval{0, -1}})
+        EXPECT_FALSE(kex_waitForReply(server, request, &limit));
+    raw.send(reply());
+    const timeval for_ever = {std::numeric_limits<time_t>::max(), 999999};
+    EXPECT_TRUE(kex_waitForReply(server, request, &for_ever));
+}
+
+// More lies here for it than its socket takes: the rest leaves while the wait goes on.
+TEST_F(Wait, WhatLiesHereForThePeerLeavesMeanwhile) {
+    std::vector<request_t *> requests;
+    const variant_t large = bytes(std::string(60 * 1024, 'x'));
+    for (int i = 0; i < 16; i++) {
+        requests.push_back(request_create_executeFunction("Theirs", "large", 0));
+        request_addParameter(requests.back(), "data", &large);
+        ASSERT_TRUE(kex_sendRequest(server, plugin, requests.back()));
+    }
+    variant_cleanup(const_cast<variant_t *>(&large));
+    std::thread reader([&] {
+        for (size_t read = 0; read < requests.size();) {
+            const auto packet = raw.receive();
+            if (!packet)
+                std::this_thread::yield();
+            else if (kind_of(*packet) == kCall && ++read == requests.size())
+                raw.send(Packet(kReply, serial_of(*packet)).byte(0).byte(0));
+        }
+    });
+    const timeval limit = kSeconds(20);
+    EXPECT_TRUE(kex_waitForReply(server, requests.back(), &limit));
+    reader.join();
+    for (request_t *r : requests)
+        request_destroy(r);
+}
+
+// The kernel had no memory for it: it is tried again while the wait goes on, whatever else comes.
+TEST_F(Wait, WhatTheKernelDidNotTakeLeavesMeanwhile) {
+    request_t *second = request_create_executeFunction("Theirs", "second", 0);
+    ASSERT_TRUE(kex_sendRequest(server, plugin, second));
+    bus::faults_read("send:1");
+    const timeval at_once = {0, 0};
+    EXPECT_FALSE(kex_waitForReply(server, second, &at_once)) << "its time is over before that of the second attempt";
+    EXPECT_TRUE(raw.receive_all().empty());
+    for (uint32_t i = 0; i < 3; i++) {
+        raw.send(note(i)); // wakes the wait before it is time
+        const timeval soon = {0, 1};
+        kex_waitForReply(server, second, &soon);
+    }
+    std::thread reader([&] {
+        for (;;) {
+            const auto packet = raw.receive();
+            if (packet && kind_of(*packet) == kCall) {
+                raw.send(Packet(kReply, serial_of(*packet)).byte(0).byte(0));
+                return;
+            }
+            std::this_thread::yield();
+        }
+    });
+    const timeval limit = kSeconds(20);
+    EXPECT_TRUE(kex_waitForReply(server, second, &limit));
+    reader.join();
+    bus::faults_read(nullptr);
+    request_destroy(second);
+}
+
+// Two of its calls lie here; it waits for the later one, while the earlier one waits for it.
+TEST_F(Wait, TheCallThatThePeerWaitsForIsNamed) {
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        const timeval limit = {0, 1};
+        kex_waitForReply(server, request, &limit);
+        fcall_destroy(call);
+        return 0;
+    };
+    CapturedTrace trace;
+    raw.send(Packet(kCall, 20).text("Probe").text("run").byte(0));
+    raw.send(Packet(kCall, 21).text("Probe").text("echo").byte(0));
+    raw.send(Packet(kCall, 22).text("Probe").text("note").byte(0));
+    raw.send(Packet(kWaiting, 22));
+    turn_until_idle();
+    EXPECT_THAT(trace.text(), HasSubstr("wait for each other: we for 'slow' of 'Theirs', they for 'note' of 'Probe'"));
+}
+
+// Read by a wait for another one, and the bus ends before its handler had its turn.
+TEST_F(Wait, ReplyWhoseHandlerHasNotRunGoesWithItsBus) {
+    request_t *other = request_create_executeFunction("Theirs", "other", 0);
+    static int done;
+    done = 0;
+    request_setDoneHandler(other, [](request_t *r) {
+        done++;
+        request_destroy(r);
+    });
+    ASSERT_TRUE(kex_sendRequest(server, plugin, other));
+    turn_until_idle();
+    raw.send(Packet(kReply, serial + 1).byte(0).byte(1).byte(0).text("kept"));
+    raw.send(reply());
+    ASSERT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_EQ(done, 0);
+    request_destroy(request);
+    request = nullptr;
+    kex_destroy(server);
+    server = nullptr;
+    EXPECT_EQ(done, 1);
+}
+
+// Found out while the wait sends; the end of the tap is read later.
+TEST_F(Wait, TapThatHasGoneGetsNoMoreCopies) {
+    kex_tap_t *tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    ASSERT_NE(tap, nullptr);
+    turn_until_idle();
+    kex_tap_close(tap);
+    request_t *next = request_create_executeFunction("Theirs", "next", 0);
+    ASSERT_TRUE(kex_sendRequest(server, plugin, next));
+    raw.send(Packet(kReply, serial + 1).byte(0).byte(0));
+    raw.send(reply());
+    EXPECT_TRUE(kex_waitForReply(server, next, nullptr));
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    request_destroy(next);
 }
 
 } // namespace

@@ -104,4 +104,16 @@ TEST_F(Welcome, ListenerThatTakesItsTimeIsConnectedTo) {
     kex_destroy(listener);
 }
 
+TEST_F(Welcome, ListenerThatHangsUpAtOnceCountsAsNoneAtTheSecondTime) {
+    Doorman doorman(path, "");
+    be_turned_away();
+    EXPECT_EQ(connect(), nullptr);
+}
+
+TEST_F(Welcome, ListenerThatAnswersAsATapIsRefused) {
+    Doorman doorman(path, Packet(kTapHello).text("tap").bytes());
+    be_turned_away();
+    EXPECT_THAT(trace.text(), HasSubstr("refused: a tap answered"));
+}
+
 } // namespace
