@@ -111,6 +111,35 @@ TEST_F(Console, InputThatCannotBeReadIsSaidAndIsAFailure) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "error: standard input cannot be read: Is a directory\n");
 }
 
+// Nothing would ever come from there: with a control socket that is all right, else there is no way to tell the process anything.
+TEST_F(Console, InputThatCannotBeWaitedForIsAFailureUnlessThereIsAnotherWayIn) {
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(console_start(bus_, true, nullptr, false, remember, ended));
+    const std::string said = testing::internal::GetCapturedStderr();
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(console_start(bus_, true, path_.c_str(), true, remember, ended));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    connect_client();
+    send_text("status\n");
+    EXPECT_EQ(received_until("ok\n"), "ok\n");
+    dup2(input, STDIN_FILENO);
+    close(input);
+    EXPECT_EQ(said,
+              "error: standard input cannot be waited for (a file, or closed): use a pipe, --control or --no-stdin\n");
+}
+
+TEST_F(Console, CommandThatIsNotCarriedOutIsAnsweredWithItsReason) {
+    ASSERT_TRUE(console_start(
+        bus_, false, path_.c_str(), true,
+        [](char *line) -> const char * { return command_error("no line '%s'", line); }, ended));
+    connect_client();
+    send_text("101\nwatch\n" + std::string(3000, 'x') + "\n");
+    EXPECT_EQ(received_until("characters\n"),
+              "error: no line '101'\nok\nerror: a command has at most 511 characters\n");
+}
+
 TEST_F(Console, OutputThatCannotBeWrittenIsSaidOnce) {
     ASSERT_TRUE(start());
     fflush(stdout);
