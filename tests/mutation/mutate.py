@@ -30,6 +30,9 @@ import sys
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests"))
+import reasons  # noqa: E402
+
 WORK = ROOT / os.environ.get("VOICE_BUILD_DIR", "build-mutate")
 COPY = WORK / "tree"
 BUILD = WORK / "build"
@@ -180,15 +183,7 @@ def attempt(tree, mutant):
 
 def known_survivors():
     """Key of each known survivor, with its reason."""
-    known, key = {}, None
-    for row in SURVIVORS.read_text().splitlines() if SURVIVORS.exists() else []:
-        if not row or row.startswith("#"):
-            continue
-        if row.startswith("    "):
-            known[key] = row.strip()
-        else:
-            key = row.strip()
-    return known
+    return dict(reasons.read(SURVIVORS))
 
 
 def sample(tree, arguments):
