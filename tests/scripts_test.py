@@ -111,6 +111,13 @@ class Scripts(unittest.TestCase):
                 self.assertIn("usage: ", done.stderr)
                 self.assertEqual(done.stdout, "")
 
+    def test_help_names_what_runs_without_a_suite(self):
+        text = (ROOT / "test").read_text(encoding="utf-8")
+        checks = re.findall(r"^if by_default (\w+)", text, re.M)
+        self.assertGreater(len(checks), 1)
+        told = re.search(r"Without one: (.*) and every test\.", self.run_script("test", "--help").stdout).group(1)
+        self.assertEqual(told.split(", "), checks)
+
     def test_help_is_an_answer(self):
         for script in ("test", "demo", "bench/run", "tests/coverage", "tests/steady"):
             for word in ("--help", "-h"):
