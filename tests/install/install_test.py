@@ -33,7 +33,9 @@ from staged import (  # noqa: E402
     run,
 )
 
+PAGES = STAGE / FOLDERS["doc"]
 PROJECT = Path(__file__).resolve().parent / "project"
+EXAMPLES = PAGES / "docs" / "examples"
 BUSLESS = """cmake_minimum_required(VERSION 3.16)
 project(own_bus LANGUAGES C)
 find_package(voice_plugin 1.0 REQUIRED)
@@ -137,14 +139,13 @@ class Install(unittest.TestCase):
 
     def test_pages(self):
         """Links of the installed pages lead to installed files, and the glossary is among them."""
-        doc = STAGE / FOLDERS["doc"]
-        pages = sorted(doc.rglob("*.md"))
-        self.assertIn(doc / "docs" / "glossary.md", pages)
+        pages = sorted(PAGES.rglob("*.md"))
+        self.assertIn(PAGES / "docs" / "glossary.md", pages)
         for page in pages:
             text = re.sub(r"```.*?```|`[^`\n]*`", "", page.read_text(), flags=re.S)
             for target in re.findall(r"\]\(([^)#\s]+)", text):
                 if not re.match("[a-z]+:", target):
-                    self.assertTrue((page.parent / target).exists(), f"{page.relative_to(doc)} links {target}")
+                    self.assertTrue((page.parent / target).exists(), f"{page.relative_to(PAGES)} links {target}")
 
     def test_programs(self):
         """They find their libraries, wherever the tree stands."""
@@ -231,7 +232,6 @@ class Install(unittest.TestCase):
     def test_examples(self):
         """The examples of the pages are there to be compiled as the guide says."""
         cflags, libs = self.package_flags("voice_plugin", "kex")
-        examples = STAGE / FOLDERS["doc"] / "docs" / "examples"
         for sources in (
             ["telephone.c"],
             ["tone_giver.c"],
@@ -245,7 +245,7 @@ class Install(unittest.TestCase):
                     "-Wall",
                     "-Werror",
                     *cflags,
-                    *[examples / source for source in sources],
+                    *[EXAMPLES / source for source in sources],
                     *libs,
                     "-o",
                     self.folder / "example",
@@ -253,12 +253,12 @@ class Install(unittest.TestCase):
 
         # The guide's test of a driver with media sockets, which it watches, and parameters.
         cflags, libs = self.package_flags("voice_plugin", "voice_fake_bus")
-        run(CC, *cflags, "-c", examples / "echo_lines.c", "-o", self.folder / "echo_lines.o")
+        run(CC, *cflags, "-c", EXAMPLES / "echo_lines.c", "-o", self.folder / "echo_lines.o")
         run(
             CXX,
             "-std=c++17",
             *cflags,
-            examples / "echo_lines_test.cpp",
+            EXAMPLES / "echo_lines_test.cpp",
             self.folder / "echo_lines.o",
             *libs,
             "-lgtest_main",

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The door station's callbacks without an application: the fake bus calls them and logs what they do.
 #include "door.h"
-#include "voice_fake/bus.h"
+#include "expect.h"
 #include "voice_records.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 using fake::bus;
 using fake::Call;
@@ -14,30 +11,12 @@ using fake::Value;
 
 namespace {
 
-void expect(bool holds, const char *what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "not so: %s\n", what);
-    for (const std::string &line : bus().log())
-        std::fprintf(stderr, "  %s\n", line.c_str());
-    std::exit(1);
-}
-
-void expect_nothing(const std::string &wrong) {
-    expect(wrong.empty(), wrong.c_str());
-}
-
 void begin() {
     bus().reset();
     libvoice_set_kex_handler(bus().handle());
     libvoice_set_pluginname("door");
     libvoice_registered_callbacks = door_callbacks();
     libvoice_set_kex_peer_handler(bus().peer("application"));
-}
-
-void end() {
-    for (const std::string &wrong : bus().check())
-        expect_nothing(wrong);
 }
 
 // The application says "init": the line is registered, and reported as off hook under the number that it was given.
@@ -57,7 +36,7 @@ void registers_its_line() {
     expect(bus().record(2).function == "event", "the second is an event");
     expect(bus().record(2).parameter("event").str() == Value::bytes(&off_hook, sizeof off_hook).str(), "off hook");
     expect(bus().exists("door.EndPoint.DOOR1"), "the line is an object");
-    end();
+    expect_nothing_wrong();
 }
 
 void refuses_to_ring() {
@@ -72,7 +51,7 @@ void refuses_to_ring() {
     expect(status == KEX_FUNCTION_FAILED, "ringing fails");
     expect(call.returned().str() == "bool false", "and the application is told");
     expect(bus().record(1).function == "event", "with a cause");
-    end();
+    expect_nothing_wrong();
 }
 
 } // namespace
