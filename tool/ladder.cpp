@@ -14,6 +14,7 @@
 #include "identifier.h"
 #include "layout.h"
 #include "libvoice_plugin.h"
+#include "summary.h"
 #include "text.h"
 #include "words.h"
 

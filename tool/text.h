@@ -22,7 +22,8 @@ std::string shortened(std::string_view text, size_t columns);
 // Any text for a sentence: printable, in quotes and not too long.
 std::string in_quotes(std::string_view text);
 
-// The text as a JSON string, quotes included. Bytes that are no UTF-8 become U+FFFD, what could steer a terminal an escape.
+// The text as a JSON string, quotes included. Bytes that are no UTF-8 become U+FFFD, what could steer a terminal an
+// escape.
 std::string json_string(std::string_view text);
 
 } // namespace voicectl

@@ -2,15 +2,9 @@
 // Lines at 80 columns: what stands in them, where they break, and what strangers cannot do to them.
 #include "layout.h"
 
-#include <cstdlib>
-#include <ctime>
 #include <sstream>
 
-#include <gtest/gtest.h>
-
-#include "libvoice_plugin.h"
-#include "samples.h"
-#include "show.h"
+#include "ladder_fixture.h"
 #include "text.h"
 
 namespace voicectl {
@@ -66,17 +60,8 @@ TEST(Layout, JoinKeepsEverything) {
               "one  0123456789012345678901234567890123456789");
 }
 
-constexpr auto in = Sample::Direction::in;
-constexpr auto out = Sample::Direction::out;
-constexpr const char *kApplication = "VoiceService.VoiceApplication";
-
-class At80 : public testing::Test {
+class At80 : public Ladder {
 protected:
-    At80() {
-        setenv("TZ", "UTC", 1);
-        tzset();
-    }
-
     std::string line(Sample &sample, size_t columns = 80, size_t rows = 2) {
         const std::optional<Step> step = traffic.next(sample.record());
         return step ? ladder_line(*step, {.columns = columns, .rows = rows}) : "nothing";
@@ -89,8 +74,6 @@ protected:
                         .call(3, "fxs1.EndPoint.FXS1", "signal")
                         .with_bytes("signal", signal_bytes(4, id, parameters)));
     }
-
-    Traffic traffic;
 };
 
 TEST_F(At80, NamesAreShort) {
