@@ -601,7 +601,7 @@ static inline const char *voice_event_report_cause(int32_t endpoint, uint32_t li
     return voice_event_send(&event);
 }
 
-/* ----------------------------------------------------------------------------------- Signals (the application sends) */
+/* ---------------------------------------------------------------------------------- Signals (the application sends) */
 
 /**
  * Begins a signal, with a new message identifier.
@@ -692,7 +692,8 @@ static inline const char *voice_signal_stop(int32_t endpoint, uint32_t id, uint3
 
 /* -------------------------------------------------------------------------------------------------- Parameter sets
  * A set begins with LIBVOICE_PARAM_zil_ep_id, the number of the endpoint that it is about. A "set" goes on with the
- * items to take; a "get" with empty items, whose identifiers are asked for; its answer with those that the endpoint has.
+ * items to take; a "get" with empty items, whose identifiers are asked for; its answer with those that the endpoint
+ * has.
  */
 
 /** The endpoint number of a set, or -1: it has none. */

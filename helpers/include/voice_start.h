@@ -323,7 +323,7 @@ static inline const char *voice_application_start(kex_t *bus, const libvoice_app
     return NULL;
 }
 
-/* -------------------------------------------------------------------------------------- A plugin's endpoints; leaving */
+/* ------------------------------------------------------------------------------------ A plugin's endpoints; leaving */
 
 /** Withdraws the object of an endpoint that is left over: deleting what is not there would trace an error. */
 static inline void voice_endpoint_unpublish(const char *name) {

@@ -143,7 +143,7 @@ TEST_F(Start, ApplicationListensAndLetsLostPluginsGo) {
     bus().close(bus().peer("voicectl")); // one that never registered
 }
 
-// -------------------------------------------------------------------------------------------------- Wrong set-ups, each
+// ------------------------------------------------------------------------------------------------- Wrong set-ups, each
 
 TEST_F(Start, NamesThatThePluginsCannotHaveAreSaid) {
     const libvoice_callbacks_t callbacks = plugin_callbacks();

@@ -14,7 +14,8 @@ struct character {
     uint32_t bytes; // 0: none that is UTF-8
 };
 
-/** Reads one of a text that is not empty. Over-long forms, surrogates and numbers past the end of Unicode are no UTF-8. */
+/** Reads one of a text that is not empty. Over-long forms, surrogates and numbers past the end of Unicode are no
+ *  UTF-8. */
 inline character character_read(const char *text, size_t length) {
     constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
     const auto byte = [text](size_t i) { return static_cast<uint8_t>(text[i]); };
@@ -39,7 +40,8 @@ inline character character_read(const char *text, size_t length) {
 inline bool character_is_control(uint32_t code) {
     return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
-/** Controls, and characters that change how others show: direction marks, joiners, line separators, byte order marks. */
+/** Controls, and characters that change how others show: direction marks, joiners, line separators, byte order
+ *  marks. */
 inline bool character_steers_terminal(uint32_t code) {
     return character_is_control(code) || code == 0xAD || code == 0x061C || code == 0x180E ||
            (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||

@@ -19,10 +19,10 @@
  * How does it work?
  *   A plugin gives each line a table and a pointer of its own with line_add(); every operation gets that pointer first.
  *   All operations are called from the bus's loop, one at a time, and must not block: nothing else runs meanwhile.
- *   A driver reads its device in the same loop, by kex_watch() (kex_host.h), and has its timers there (kex.h); the bus is
- *   libvoice_get_kex_handler(), from plugin_program_t.begin on. Reports may be made at any time from the same thread, also
- *   from inside an operation; those that come while the line is not registered are remembered where that matters (off
- *   hook) and dropped otherwise.
+ *   A driver reads its device in the same loop, by kex_watch() (kex_host.h), and has its timers there (kex.h); the bus
+ *   is libvoice_get_kex_handler(), from plugin_program_t.begin on. Reports may be made at any time from the same
+ *   thread, also from inside an operation; those that come while the line is not registered are remembered where that
+ *   matters (off hook) and dropped otherwise.
  *
  *   Answers: most operations return a text. NULL says done. Any other text says why it cannot be done, as a sentence
  *   without its subject ("is off hook: does not ring"): the plugin says it with the line's number before it, and the
@@ -89,8 +89,8 @@ typedef struct line_display {
 /**
  * The media of one call: RTP between two sockets that the application has opened and connected.
  *
- * An operation that answers NULL has taken the descriptors: from then on they are the driver's to close. When it answers
- * anything else they are still the plugin's, which closes them.
+ * An operation that answers NULL has taken the descriptors: from then on they are the driver's to close. When it
+ * answers anything else they are still the plugin's, which closes them.
  */
 typedef struct line_media {
     uint32_t mode;         /**< voice_stream_mode, seen from the line; VOICE_MODE_INACTIVE: on hold */
@@ -143,8 +143,8 @@ typedef struct line_driver {
     const char *(*flash)(void *line);                    /**< opens the loop for a moment */
 
     /** Begins the media of an appearance, which has none; in a conference when media->context is not 0. A text is also
-     *  told to the application as the failure's cause, by which it ends the call. Null: rejected with the cause "no media
-     *  here". */
+     *  told to the application as the failure's cause, by which it ends the call. Null: rejected with the cause "no
+     *  media here". */
     const char *(*open)(void *line, uint32_t appearance, const line_media_t *media);
     /** Changes media that is open; context and stream stay. On a text what was stays. Null: rejected with a cause. */
     const char *(*change)(void *line, uint32_t appearance, const line_media_t *media);
@@ -162,8 +162,8 @@ typedef struct line_driver {
     const char *(*signal)(void *line, uint32_t signal, const void *params, uint32_t length);
 
     /** The application has taken the line, and knows nothing of it but what is reported from here on. Whether it is off
-     *  hook is reported by the plugin afterwards. `country` is the application's, ISO 3166 ("DE"): its cadences and tones
-     *  hold until the next time. Null: nothing to do. */
+     *  hook is reported by the plugin afterwards. `country` is the application's, ISO 3166 ("DE"): its cadences and
+     *  tones hold until the next time. Null: nothing to do. */
     void (*registered)(void *line, const char *country);
     /** The application is gone, or one begins anew (the first one too), or the line was deregistered: nothing that was
      *  ordered holds any more. Media has been closed and signals stopped before. Null: nothing to do. */
@@ -171,8 +171,8 @@ typedef struct line_driver {
 } line_driver_t;
 
 /* --------------------------------------------------------------------------------------------------------- Reports
- * What a driver tells the application. Each answers whether it was sent: no while the line is not registered or there is
- * no application, and for arguments that cannot be sent. */
+ * What a driver tells the application. Each answers whether it was sent: no while the line is not registered or there
+ * is no application, and for arguments that cannot be sent. */
 
 /** The user has lifted the receiver. Remembered: a line that is registered later is then reported as off hook. */
 bool line_report_off_hook(line_t *line);
@@ -185,8 +185,8 @@ bool line_report_digit(line_t *line, char key);
 /** A whole number was dialled at once, as a handset sends it: 1 to 23 keys. */
 bool line_report_number(line_t *line, const char *digits);
 
-/** The exchange rings. Number (at most 20 characters) and name (at most 50) of the caller may be NULL or empty; a caller
- *  without a number has withheld it. */
+/** The exchange rings. Number (at most 20 characters) and name (at most 50) of the caller may be NULL or empty; a
+ *  caller without a number has withheld it. */
 bool line_report_exchange_ring(line_t *line, const char *number, const char *name);
 /** The exchange has stopped ringing, or has released the line: the caller is gone. */
 bool line_report_exchange_release(line_t *line);

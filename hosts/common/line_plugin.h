@@ -38,8 +38,8 @@ line_t *line_add(const line_driver_t *driver, void *userdata, int32_t type, cons
 libvoice_callbacks_t line_plugin_callbacks(void);
 /** For kex_onCall(): a call begins. All may run. */
 int line_plugin_call_begins(kex_t *bus, void *userdata);
-/** For kex_onFailed(): a call has failed. Media that the library could not open sockets for is reported to the application,
- *  which hears nothing else of it. */
+/** For kex_onFailed(): a call has failed. Media that the library could not open sockets for is reported to the
+ *  application, which hears nothing else of it. */
 void line_plugin_call_failed(const kex_failed_call_t *call, void *userdata);
 /** The connection has closed: lines are brought to rest and not registered any more. The library connects again. */
 void line_plugin_application_lost(void);
@@ -53,8 +53,8 @@ void line_plugin_end(void);
  * @return NULL, or why not
  */
 const char *line_deregister(line_t *line);
-/** The same from the next turn of the loop on, for an operation: deregistering takes away the very object whose function
- *  runs then. What goes wrong is said on standard output. */
+/** The same from the next turn of the loop on, for an operation: deregistering takes away the very object whose
+ *  function runs then. What goes wrong is said on standard output. */
 void line_deregister_later(line_t *line);
 
 #ifdef __cplusplus

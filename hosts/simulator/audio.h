@@ -4,8 +4,8 @@
  * The sound of a simulated telephone or channel: a tone generator that speaks over RTP, and a tone detector that says
  * what arrives.
  *
- * Each has up to two sessions, one for each call. Sessions in the same context are a conference: what one brings is sent
- * to the other, and the detector is given both. One 20 ms clock for the whole process drives all of them.
+ * Each has up to two sessions, one for each call. Sessions in the same context are a conference: what one brings is
+ * sent to the other, and the detector is given both. One 20 ms clock for the whole process drives all of them.
  */
 #pragma once
 
@@ -32,8 +32,8 @@ void audio_begin(kex_t *bus);
 void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears)(const audio *, const char *));
 
 /**
- * Opens a session. @return null, and the two sockets are the session's from here on; else why not, and they are still the
- * caller's.
+ * Opens a session. @return null, and the two sockets are the session's from here on; else why not, and they are still
+ * the caller's.
  */
 const char *audio_open(audio *sound, uint32_t index, const line_media_t *media);
 /** Changes a session; sockets of -1 keep those it has. Context and stream stay. @return as above. */

@@ -107,7 +107,8 @@ void sockets_unwatch(const media_session *session) {
             kex_unwatch(session_bus, fd);
 }
 
-// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs up.
+// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs
+// up.
 bool is_connected_udp(int fd) {
     int domain = 0, type = 0;
     socklen_t size = sizeof type;

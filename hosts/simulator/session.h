@@ -25,8 +25,8 @@ struct media_session {
 /** Hands the bus over, whose loop watches the sockets. */
 void session_begin(kex_t *bus);
 
-/** Opens a session that is not open. @return null, and the two sockets are the session's from here on; else why not, and
- *  they are still the caller's. */
+/** Opens a session that is not open. @return null, and the two sockets are the session's from here on; else why not,
+ *  and they are still the caller's. */
 const char *session_open(media_session *session, const char *who, const line_media_t *media);
 /** Changes an open session; sockets of -1 keep those it has. Context and stream stay. @return as above. */
 const char *session_change(media_session *session, const line_media_t *media);

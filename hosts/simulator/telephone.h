@@ -4,12 +4,12 @@
  * A simulated telephone behind the interface of a line driver (line_driver.h).
  *
  * What does it do?
- *   It rings, displays, plays tones and speaks a tone of its own over RTP, and says what its user hears and sees, one line
- *   each, led by the telephone's number: "1 hears dial-tone", "1 rings".
+ *   It rings, displays, plays tones and speaks a tone of its own over RTP, and says what its user hears and sees, one
+ *   line each, led by the telephone's number: "1 hears dial-tone", "1 rings".
  *
  * How does it work?
- *   telephone_driver() is a whole table. A kind of line that differs in something (a handset, an exchange line) copies it
- *   and replaces operations. The user's acts are functions, which report them.
+ *   telephone_driver() is a whole table. A kind of line that differs in something (a handset, an exchange line) copies
+ *   it and replaces operations. The user's acts are functions, which report them.
  */
 #pragma once
 
@@ -31,8 +31,8 @@ struct telephone {
 /** What a telephone can do; the pointer that its operations get is that of a telephone. */
 line_driver_t telephone_driver();
 
-/** Makes a telephone of a line. @param frequency  Hz, of telephone 1's tone; each next one has 40 Hz more, the sixth that
- *  of the first again */
+/** Makes a telephone of a line. @param frequency  Hz, of telephone 1's tone; each next one has 40 Hz more, the sixth
+ *  that of the first again */
 void telephone_begin(telephone *one, line_t *line, uint32_t frequency);
 
 /* What the user does. Each reports it and answers null, or why it cannot be done now. */

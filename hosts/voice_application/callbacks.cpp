@@ -28,8 +28,8 @@ libvoice_app_callbacks_t callbacks_get() {
     callbacks.voice_app_register_endpoint = endpoint_registered;
     callbacks.voice_app_endpoint_deleted = endpoint_deleted;
     callbacks.voice_app_get_done = parameters_get_done;
-    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which plugins_peer_closed() sees, and with
-    // it set the request to a plugin for whom the table has no room would never be given back.
+    // voice_app_init_reply stays unset: a plugin whose init fails ends its process, which plugins_peer_closed() sees,
+    // and with it set the request to a plugin for whom the table has no room would never be given back.
     return callbacks;
 }
 

@@ -7,7 +7,8 @@
 
 #include "libvoice_plugin.h"
 
-/** Starts the application on a bus: it listens, and has its handlers. @return null, or a sentence that says what is wrong */
+/** Starts the application on a bus: it listens, and has its handlers. @return null, or a sentence that says what is
+ *  wrong */
 const char *application_start(kex_t *bus);
 /** After the loop: gives back what is kept. */
 void application_end();

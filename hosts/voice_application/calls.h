@@ -4,8 +4,8 @@
  * Calls between two lines: how they begin, are answered, and end.
  *
  * What does it do? A `call` has two parties, the caller first. Each is a line in one of its two appearances.
- * How does it work? A call is made when a number is complete (dialling.h) or an exchange line rings (exchange.h). It rings
- * (ringing.h), is answered here, can be held or joined with another one (hold.h), and ends here.
+ * How does it work? A call is made when a number is complete (dialling.h) or an exchange line rings (exchange.h). It
+ * rings (ringing.h), is answered here, can be held or joined with another one (hold.h), and ends here.
  */
 #pragma once
 

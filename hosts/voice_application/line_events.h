@@ -4,7 +4,8 @@
  * What a line's user does, and what befalls the line: the events that plugins report.
  *
  * What does it do? Each function is one event of the state machine of a line; what an event means depends on the state.
- * How does it work? An event without a meaning in a state changes nothing. Exchange lines have events of their own (exchange.h).
+ * How does it work? An event without a meaning in a state changes nothing. Exchange lines have events of their own
+ * (exchange.h).
  */
 #pragma once
 

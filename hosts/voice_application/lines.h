@@ -3,9 +3,10 @@
  * @file lines.h
  * The lines that plugins registered: their state, and what is sent to them.
  *
- * What does it do? A `line` is one registered endpoint. Its state says what its user hears or does now; every change is said.
- * How does it work? `lines` has a place for each endpoint number of the library. Nothing here waits for a plugin: a signal is sent
- * and the state changes at once.
+ * What does it do? A `line` is one registered endpoint. Its state says what its user hears or does now; every change is
+ * said.
+ * How does it work? `lines` has a place for each endpoint number of the library. Nothing here waits for a plugin: a
+ * signal is sent and the state changes at once.
  */
 #pragma once
 

@@ -11,8 +11,8 @@
 void plugins_look_soon();
 /** Says which plugins have come since the last look. */
 void plugins_say_new();
-/** Whether the plugin whose "register_plugin" runs cannot be taken: another process holds its name, or the table would cut
- *  it. Says why. */
+/** Whether the plugin whose "register_plugin" runs cannot be taken: another process holds its name, or the table would
+ *  cut it. Says why. */
 bool plugins_reject_current();
 /** For kex_onCall(): whether the call that runs may. Only the connection that holds a name takes leave under it. */
 int plugins_may_call(kex_t *bus, void *userdata);

@@ -1,13 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Preloaded into a program: lets one system call or allocation fail, the n-th of its kind. No other of its calls is changed.
+ * Preloaded into a program: lets one system call or allocation fail, the n-th of its kind. No other of its calls is
+ * changed.
  *
  *   VOICE_FAULT=KIND:N        which one fails, 1 for the first; without it all succeed
  *   VOICE_FAULT_KILLS=WHEN    the process is killed "before" or "after" it instead; messages go one by one then
  *                             "sent:N" and "received:N" are the N-th message of the bus then, taps left aside; "before" it
  *                             is handled, when it was received, or "after" that
  *   VOICE_FAULT_PROGRAM=NAME  only in this program: what starts it is left alone
- *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order of the table below
+ *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order below
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What hosts and voicectl read of a caller-display block: any text, the three readers against each other, and what a host
-// writes read again.
+// What hosts and voicectl read of a caller-display block: any text, the three readers against each other, and what a
+// host writes read again.
 #include "../../hosts/common/caller_display.h"
 #include "../../tool/caller_display.h"
 

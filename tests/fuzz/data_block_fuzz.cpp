@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Caller-display data blocks: both decoders on any text, a decoded block encoded and decoded again, and what the encoder
-// makes of any fields against the bytes that the block's drawing asks for.
+// Caller-display data blocks: both decoders on any text, a decoded block encoded and decoded again, and what the
+// encoder makes of any fields against the bytes that the block's drawing asks for.
 #include "input.h"
 #include "libvoice_plugin.h"
 #include "libvoice_utils.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A listening bus and peers that send it any packets, with any descriptors, in any order: nobody who behaves may notice.
+// A listening bus and peers that send it any packets, with any descriptors, in any order: nobody who behaves may
+// notice.
 #include "packets.h"
 #include "require.h"
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// RTP and RTCP that come in: any packets, to the readers and through the sockets of a session whose media change meanwhile.
+// RTP and RTCP that come in: any packets, to the readers and through the sockets of a session whose media change
+// meanwhile.
 #include "audio.h"
 
 #include "input.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The voice application's file of settings: any bytes are read or rejected with a sentence that names the line, and what was
-// read can be used.
+// The voice application's file of settings: any bytes are read or rejected with a sentence that names the line, and
+// what was read can be used.
 #include "plan.h"
 
 #include "input.h"

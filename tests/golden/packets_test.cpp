@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Each kind of packet is written and read as it always was, on every target; one of the other byte order is refused with a
-// sentence that says so.
+// Each kind of packet is written and read as it always was, on every target; one of the other byte order is refused
+// with a sentence that says so.
 #include "golden.h"
 #include "support/bus_test.h"
 #include "value/message.h"

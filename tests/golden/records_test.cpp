@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The records of the library are written and read as they always were, on every target: golden bytes of both byte orders,
-// of which each target uses its own.
+// The records of the library are written and read as they always were, on every target: golden bytes of both byte
+// orders, of which each target uses its own.
 #include "golden.h"
 #include "voice_records.h"
 #include "voice_test.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The voice application without its process: its callbacks on the fake bus, plugins that register and send events as over
-// a real one, and what they are sent as short text.
+// The voice application without its process: its callbacks on the fake bus, plugins that register and send events as
+// over a real one, and what they are sent as short text.
 #pragma once
 
 #include "libvoice_plugin.h"

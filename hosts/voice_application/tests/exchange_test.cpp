@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lines to the exchange: whom an incoming call rings, which line takes an outgoing one, and events that they do not have.
+// Lines to the exchange: whom an incoming call rings, which line takes an outgoing one, and events that they do not
+// have.
 #include "application.h"
 
 #include <cstring>
