@@ -2,6 +2,7 @@
 // The text interface of a host: lines in, lines out.
 #include "console.h"
 
+#include "control_socket.h"
 #include "kex_host.h"
 #include "printable.h"
 
@@ -11,18 +12,14 @@
 #endif
 #include <stdarg.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int kClients = 8;
 constexpr size_t kLineBytes = 512;
-constexpr uint32_t kAcceptAgain = 1000; // ms until a connection is tried again that no descriptor was left for
 
 // A source of commands. Standard input is one of them; its answers go to standard output.
 struct source {
@@ -40,10 +37,7 @@ bool input_may_end;
 bool input_has_failed;
 source standard_input;
 source clients[kClients];
-int listener = -1;
-char listener_path[sizeof(sockaddr_un::sun_path)];
-source *asking;            // whose command runs now
-kex_timer_t *accept_timer; // runs while the listener is not watched
+source *asking; // whose command runs now
 
 void forget(source *who) {
     kex_unwatch(console_bus, who->in);
@@ -153,29 +147,7 @@ void readable(int fd, void *userdata) {
         input_ended();
 }
 
-void accept_client(int fd, void *);
-
-void accept_again(kex_timer_t *) {
-    if (!kex_watch(console_bus, listener, nullptr, accept_client))
-        kex_timer_start(accept_timer, kAcceptAgain);
-}
-
-// Whoever waits at the socket would wake the loop again and again while nothing can be done for him.
-void accept_later() {
-    kex_unwatch(console_bus, listener);
-    if (accept_timer == nullptr)
-        accept_timer = kex_timer_create();
-    kex_timer_setHandler(accept_timer, accept_again);
-    kex_timer_start(accept_timer, kAcceptAgain);
-}
-
-void accept_client(int fd, void *) {
-    int client = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC);
-    if (client < 0) {
-        if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
-            accept_later();
-        return;
-    }
+void client_take(int client) {
     for (source &entry : clients) {
         if (entry.in >= 0)
             continue;
@@ -190,49 +162,6 @@ void accept_client(int fd, void *) {
     close(client);
 }
 
-// A socket file that nobody listens on is left from a process that was killed: take it over. Anything else stays, also
-// a socket of another kind and one whose listener is too busy to answer.
-bool clear_path(const sockaddr_un *address) {
-    struct stat status;
-    if (lstat(address->sun_path, &status) != 0)
-        return errno == ENOENT;
-    if (!S_ISSOCK(status.st_mode)) {
-        errno = EEXIST;
-        return false;
-    }
-    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (probe < 0)
-        return false;
-    bool alive =
-        connect(probe, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 || errno != ECONNREFUSED;
-    close(probe);
-    if (alive) {
-        errno = EADDRINUSE;
-        return false;
-    }
-    return unlink(address->sun_path) == 0;
-}
-
-bool listen_at(const char *path) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (strlen(path) >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    memcpy(address.sun_path, path, strlen(path) + 1);
-    if (!clear_path(&address))
-        return false;
-    listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    mode_t before = umask(0117); // the file must never be open to others, not even for a moment
-    bool bound = listener >= 0 && bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    umask(before);
-    if (!bound || listen(listener, kClients) != 0 || !kex_watch(console_bus, listener, nullptr, accept_client))
-        return false;
-    memcpy(listener_path, address.sun_path, sizeof listener_path);
-    return true;
-}
-
 } // namespace
 
 bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going, console_command_t *command,
@@ -245,7 +174,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     setvbuf(stdout, nullptr, _IOLBF, 0);
     for (source &client : clients)
         client.in = -1;
-    if (path != nullptr && !listen_at(path)) {
+    if (path != nullptr && !control_socket_open(bus, path, client_take)) {
         fprintf(stderr, "error: cannot listen on %s: %s\n", path, strerror(errno));
         return false;
     }
@@ -263,19 +192,10 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
 }
 
 bool console_stop() {
-    kex_timer_destroy(accept_timer);
-    accept_timer = nullptr;
     for (source &client : clients)
         if (client.in >= 0)
             forget(&client);
-    if (listener >= 0) {
-        kex_unwatch(console_bus, listener);
-        close(listener);
-        listener = -1;
-    }
-    if (listener_path[0] != 0)
-        unlink(listener_path);
-    listener_path[0] = 0;
+    control_socket_close();
     return !input_has_failed;
 }
 
@@ -310,31 +230,4 @@ const char *command_error(const char *format, ...) {
     vsnprintf(why, sizeof why, format, arguments); // NOLINT(clang-analyzer-valist.Uninitialized): started above
     va_end(arguments);
     return why;
-}
-
-char *next_word(char **rest) {
-    char *word = *rest + strspn(*rest, " \t");
-    if (*word == 0) {
-        *rest = word;
-        return nullptr;
-    }
-    bool quoted = *word == '"';
-    if (quoted)
-        word++;
-    char *end = word + strcspn(word, quoted ? "\"" : " \t");
-    *rest = *end == 0 ? end : end + 1;
-    *end = 0;
-    return word;
-}
-
-bool read_number(const char *text, long low, long high, long *value) {
-    if (text == nullptr || *text == 0)
-        return false;
-    char *end;
-    errno = 0;
-    long number = strtol(text, &end, 10);
-    if (errno != 0 || *end != 0 || number < low || number > high)
-        return false;
-    *value = number;
-    return true;
 }

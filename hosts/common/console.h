@@ -11,6 +11,7 @@
 
 #include <stdbool.h>
 
+#include "command_words.h"
 #include "kex.h"
 
 #ifdef __cplusplus
@@ -39,10 +40,6 @@ __attribute__((format(printf, 1, 2))) void say(const char *format, ...);
 __attribute__((format(printf, 1, 2))) void answer(const char *format, ...);
 /** The reason why a command is not carried out, for it to return. Valid until the next call. */
 __attribute__((format(printf, 1, 2))) const char *command_error(const char *format, ...);
-/** Cuts the next word off; one in double quotes may hold blanks. Null: none left. */
-char *next_word(char **rest);
-/** Reads a whole decimal number within limits. */
-bool read_number(const char *text, long low, long high, long *value);
 
 #ifdef __cplusplus
 }

@@ -10,7 +10,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <initializer_list>
-#include <limits.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -23,18 +22,8 @@
 namespace {
 
 kex_t *bus;
-const char *control_path;
-const char *socket_path;
-bool no_stdin;
-bool convert_media;
 int termination = -1; // an eventfd: a signal handler may write it, the loop reads it
 void (*on_terminate)();
-
-constexpr const char *kEnvironmentHelp =
-    "\nEnvironment, besides the two variables of --socket (see the manual page):\n"
-    "  KEX_ALLOW_UIDS, KEX_ALLOW_GIDS, KEX_TIME_FACTOR, KEX_FAULTS, LISTEN_PID, LISTEN_FDS\n"
-    "  NOTIFY_SOCKET, WATCHDOG_USEC, WATCHDOG_PID\n"
-    "  ZIL_TRACE_LEVEL, ZIL_TRACE_ZONES, ZIL_TRACE_OUTPUT, ZIL_TRACE_TIME, ZIL_TRACE_COLOR\n";
 
 void signal_handler(int) {
     int saved = errno;
@@ -92,80 +81,30 @@ void print_error(const char *format, va_list arguments) {
     fprintf(stderr, "error: %s%s\n", text, is_cut ? "..." : "");
 }
 
-bool is_text(const char *value) {
-    for (size_t left = strlen(value); left > 0;) {
-        const character read = character_read(value, left);
-        if (read.bytes == 0 || character_is_control(read.code))
-            return false;
-        value += read.bytes;
-        left -= read.bytes;
-    }
-    return true;
-}
-
-// A socket's address holds no more.
-void validate_socket_path(const char *name, const char *path) {
-    if (strlen(path) >= sizeof(sockaddr_un::sun_path))
-        host_usage_error("--%s %s: a path has 1 to %zu characters", name, path, sizeof(sockaddr_un::sun_path) - 1);
-}
-
-// The bus would be given the number of a standard stream that is closed: what is printed would go to a peer, and what a peer sends
-// would be read as commands. Reading what takes its place fails, unless the end of input ends nothing.
+// The bus would be given the number of a standard stream that is closed: what is printed would go to a peer, and what a
+// peer sends would be read as commands. Reading what takes its place fails, unless the end of input ends nothing.
 void standard_streams_fill() {
-    const bool may_end = control_path != nullptr || no_stdin;
+    const bool may_end = host_control_path() != nullptr || !host_reads_stdin();
     for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", fd == STDIN_FILENO && !may_end ? O_WRONLY : O_RDWR) != fd)
             exit(kExitFailure); // nobody could be told
 }
 
+// The library reads its two variables at each connection, and one does not follow from the other.
+void socket_path_publish() {
+    const char *path = host_socket_path();
+    if (path == nullptr)
+        return;
+    char uri[sizeof(sockaddr_un::sun_path) + 16];
+    snprintf(uri, sizeof uri, "kex://ipc:[%s]", path);
+    setenv("ZIL_VOIP_IPC_SOCKET", path, 1);
+    setenv("ZIL_VOIP_IPC_SOCKET_URI", uri, 1);
+}
+
 } // namespace
 
-void host_validate_option(int code, const char *name, const char *value) {
-    if (code == '?' || value == nullptr)
-        return; // getopt_long has said what is wrong, or there is no value
-    if (*value == 0)
-        host_usage_error("--%s: the value is empty", name);
-    if (strlen(value) >= PATH_MAX)
-        host_usage_error("--%s: the value is too long: %d characters at most", name, PATH_MAX - 1);
-    if (!is_text(value))
-        host_usage_error("--%s: the value is no UTF-8 text", name);
-}
-
-void host_option(int code, const char *value, const char *help) {
-    switch (code) {
-    case HOST_OPTION_CONTROL:
-        validate_socket_path("control", value);
-        control_path = value;
-        return;
-    case HOST_OPTION_NO_STDIN:
-        no_stdin = true;
-        return;
-    case HOST_OPTION_SOCKET:
-        validate_socket_path("socket", value);
-        socket_path = value;
-        return;
-    case HOST_OPTION_CONVERT_MEDIA:
-        convert_media = true;
-        return;
-    case HOST_OPTION_HELP:
-        fputs(help, stdout);
-        fputs(kEnvironmentHelp, stdout);
-        exit(0);
-    case HOST_OPTION_VERSION:
-        printf("%s %s (libvoice_plugin %s)\n", program_invocation_short_name, LIBVOICE_VERSION, libvoice_version());
-        exit(0);
-    default: // getopt_long has said what it does not know
-        fputs("Try --help.\n", stderr);
-        exit(kExitUsage);
-    }
-}
-
-const char *host_control_path() {
-    return control_path;
-}
-
-bool host_reads_stdin() {
-    return !no_stdin;
+void host_exit(int status) {
+    exit(status);
 }
 
 void host_usage_error(const char *format, ...) {
@@ -187,19 +126,13 @@ void host_fail(const char *format, ...) {
 
 kex_t *host_start(const char *process_name) {
     standard_streams_fill();
-    if (socket_path != nullptr) {
-        char uri[sizeof(sockaddr_un::sun_path) + 16];
-        snprintf(uri, sizeof uri, "kex://ipc:[%s]", socket_path);
-        // The library reads its two variables at each connection, and one does not follow from the other.
-        setenv("ZIL_VOIP_IPC_SOCKET", socket_path, 1);
-        setenv("ZIL_VOIP_IPC_SOCKET_URI", uri, 1);
-    }
+    socket_path_publish();
     bus = kex_create(process_name);
     if (bus == nullptr)
         host_fail("no message bus: %s", strerror(errno));
     signals_begin();
     libvoice_set_kex_handler(bus); // where drivers look for it, also before the start
-    libvoice_set_convert_media(convert_media);
+    libvoice_set_convert_media(host_converts_media());
     return bus;
 }
 

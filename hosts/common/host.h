@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file host.h
- * Start-up and leaving, the same in every host. The only file that a host on another bus replaces.
+ * Start-up and leaving, the same in every host. Behind it stand host_options.cpp and host.cpp; the second is the only
+ * file that a host on another bus replaces.
  */
 #pragma once
 
@@ -43,10 +44,14 @@ constexpr int kExitUsage = 2;   // was asked for something that makes no sense
 void host_validate_option(int code, const char *name, const char *value);
 /** Takes one of HOST_OPTIONS, or what getopt_long() makes of an unknown one. `help` is printed for --help. */
 void host_option(int code, const char *value, const char *help);
-/** What host_option() took. */
+/** What host_option() took; paths are null unless they were given. */
 const char *host_control_path();
+const char *host_socket_path();
 bool host_reads_stdin();
+bool host_converts_media();
 
+/** Ends the process, which has nothing to give back yet. */
+[[noreturn]] void host_exit(int status);
 /** "error: ..." and where to find help, exit status 2. */
 [[noreturn, gnu::format(printf, 1, 2)]] void host_usage_error(const char *format, ...);
 /** "error: ...", exit status 1. */

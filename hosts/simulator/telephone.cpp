@@ -193,6 +193,7 @@ line_driver_t telephone_driver() {
 
 void telephone_begin(telephone *one, line_t *line, uint32_t frequency) {
     char who[16];
+    *one = {};
     one->line = line;
     one->number = line_number(line);
     one->handset_type = -1;

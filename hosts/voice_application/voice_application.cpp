@@ -19,42 +19,17 @@
 #include "commands.h"
 #include "console.h"
 #include "host.h"
+#include "options.h"
 #include "plan.h"
 
-namespace {
-
-constexpr char kHelp[] =
-    "usage: voice_application [options]\n"
-    "The call logic that voice plugins connect to.\n"
-    "\n"
-    "  --config FILE      country, numbers, codecs, ports (see voice_application.conf)\n" HOST_OPTIONS_HELP "\n"
-    "Commands, one per line: see \"help\".\n";
-
-void options_read(int count, char **words) {
-    enum { CONFIG = 1 };
-    static const option options[] = {{"config", required_argument, nullptr, CONFIG}, HOST_OPTIONS};
-    const char *config = nullptr;
-    for (int code, row = 0; (code = getopt_long(count, words, "", options, &row)) != -1;) {
-        host_validate_option(code, options[row].name, optarg);
-        if (code == CONFIG)
-            config = optarg;
-        else
-            host_option(code, optarg, kHelp);
-    }
-    if (optind < count)
-        host_usage_error("'%s' is no option", words[optind]);
-    const char *wrong = config == nullptr ? nullptr : plan_load(&the_plan, config);
+int main(int count, char **words) {
+    const char *settings = application_options_read(count, words);
+    const char *wrong = settings == nullptr ? nullptr : plan_load(&the_plan, settings);
     if (wrong != nullptr)
         host_fail("%s", wrong);
-}
-
-} // namespace
-
-int main(int count, char **words) {
-    options_read(count, words);
     kex_t *bus = host_start("voice_application");
     const char *socket = libvoice_get_ipc_socket();
-    const char *wrong = application_start(bus);
+    wrong = application_start(bus);
     if (wrong != nullptr)
         host_fail("%s: %s", socket, wrong);
     bool keep_going = host_control_path() != nullptr || !host_reads_stdin();

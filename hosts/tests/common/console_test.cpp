@@ -185,42 +185,36 @@ TEST_F(Console, TextsFromOutsideStayOnOneLine) {
     EXPECT_EQ(received_until("left\n"), "plugin ..[31m... left\n");
 }
 
-TEST_F(Console, ALiveSocketOfAnotherKindIsNotTakenOver) {
-    const sockaddr_un address = address_of(path_);
-    int other = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(other, 1), 0);
-    EXPECT_FALSE(start());
-    int probe = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0) << "it still listens";
-    close(probe);
-    close(other);
+TEST_F(Console, CommandOf511CharactersIsTheLongest) {
+    ASSERT_TRUE(start());
+    connect_client();
+    send_text(std::string(511, 'x') + "\n");
+    EXPECT_EQ(received_until("\n"), "ok\n");
+    send_text(std::string(512, 'x') + "\nafter it\n");
+    EXPECT_EQ(received_until("ok\n"), "error: a command has at most 511 characters\nok\n");
+    EXPECT_EQ(first_words, (std::vector<std::string>{std::string(511, 'x'), "after"}));
 }
 
-TEST_F(Console, ALiveSocketThatIsTooBusyIsNotTakenOver) {
-    const sockaddr_un address = address_of(path_);
-    int other = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(other, 0), 0);
-    std::vector<int> waiting;
-    int knocking = 0;
-    while (knocking == 0) { // nobody accepts: the queue fills up
-        waiting.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        knocking = connect(waiting.back(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+TEST_F(Console, NinthConnectionIsToldThatThereAreEight) {
+    ASSERT_TRUE(start());
+    std::vector<int> others;
+    for (int i = 0; i < 8; i++) {
+        connect_client();
+        send_text("x\n");
+        EXPECT_EQ(received_until("ok\n"), "ok\n");
+        others.push_back(client_);
     }
-    EXPECT_FALSE(start());
-    EXPECT_EQ(access(path_.c_str(), F_OK), 0);
-    for (int fd : waiting)
-        close(fd);
-    close(other);
-}
-
-TEST_F(Console, ASocketThatADeadProcessLeftIsTakenOver) {
-    const sockaddr_un address = address_of(path_);
-    int other = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-    close(other);
-    EXPECT_TRUE(start());
+    connect_client();
+    EXPECT_EQ(received_until("connections\n"), "error: too many control connections\n");
+    close(client_);
+    close(others.back());
+    others.pop_back();
+    kex_dispatch(bus_);
+    connect_client();
+    send_text("x\n");
+    EXPECT_EQ(received_until("ok\n"), "ok\n") << "there is room again";
+    for (int other : others)
+        close(other);
 }
 
 } // namespace

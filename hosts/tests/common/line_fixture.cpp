@@ -44,6 +44,29 @@ void host_stop() {
     happened.push_back("host_stop");
 }
 
+void host_terminate() {
+    happened.push_back("host_terminate");
+}
+
+void answer(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    happened.push_back("answers: " + formatted(format, arguments));
+    va_end(arguments);
+}
+
+void host_exit(int status) {
+    throw process_end{status, ""};
+}
+
+void host_usage_error(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const process_end end = {kExitUsage, formatted(format, arguments)};
+    va_end(arguments);
+    throw end;
+}
+
 // ---------------------------------------------------------------------------------------------------------- The driver
 
 namespace {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lines of a driver that writes down what it is asked, on the fake bus. What the plugin would print is written down too.
+// Lines of a driver that writes down what it is asked, on the fake bus. What the plugin would print is written down
+// too.
 #pragma once
 
 #include "line_plugin.h"
@@ -7,6 +8,8 @@
 #include "voice_records.h"
 
 #include "voice_fake/gtest.h"
+
+#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +19,12 @@
 
 // What the driver was asked, and what was said and done to the process, in order.
 extern std::vector<std::string> happened;
+
+// Thrown where the process would end: its status, and what it would say.
+struct process_end {
+    int status;
+    std::string text;
+};
 
 class LineTest : public fake::BusTest {
 protected:
