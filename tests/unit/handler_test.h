@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the tests of bus functions share: their trace and log messages, descriptors to send, and records that are broken.
+// What the tests of bus functions share: their trace and log messages, descriptors to send, and records that are
+// broken.
 #ifndef HANDLER_TEST_H
 #define HANDLER_TEST_H
 

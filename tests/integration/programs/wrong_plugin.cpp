@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A plugin whose author took the steps of its start by hand and made one mistake, named on the command line: "misnamed",
-// "undeclared", "classless", "long-name", "slow"; "none" makes none.
+// A plugin whose author took the steps of its start by hand and made one mistake, named on the command line:
+// "misnamed", "undeclared", "classless", "long-name", "slow"; "none" makes none.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

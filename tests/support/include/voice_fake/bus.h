@@ -18,12 +18,12 @@
 //
 // How does a host's loop run?
 //   Nothing happens by itself. Either the test turns the loop: turn() is one turn, run_for() turns and lets the virtual
-//   clock go on from one thing that is due to the next. Or the host calls kex_run() or kex_dispatch(), and the test says
-//   before what is to happen meanwhile: at(), post(). A turn runs what was posted, replies that were scripted, watches
-//   and timers. A watched descriptor is ready when it can be read, or when watch_ready() says so. kex_run() ends with
-//   kex_stop(); with -1, and as a misuse, when nothing is left that could happen.
-//   There is one bus: kex_create() gives it, and gives it again after kex_destroy(). kex_declareFunctions() keeps what it
-//   is told and looks up no symbols: a test calls functions itself (Call).
+//   clock go on from one thing that is due to the next. Or the host calls kex_run() or kex_dispatch(), and the test
+//   says before what is to happen meanwhile: at(), post(). A turn runs what was posted, replies that were scripted,
+//   watches and timers. A watched descriptor is ready when it can be read, or when watch_ready() says so. kex_run() ends
+//   with kex_stop(); with -1, and as a misuse, when nothing is left that could happen.
+//   There is one bus: kex_create() gives it, and gives it again after kex_destroy(). kex_declareFunctions() keeps what
+//   it is told and looks up no symbols: a test calls functions itself (Call).
 //
 // What does it check?
 //   check() reports what the code under test left behind (requests, filled variants, lists, descriptors) and every
@@ -163,8 +163,8 @@ public:
     const std::string &failed() const;                      // the function that failed so; empty: none did
 
     // ---- requests that leave
-    // Answers to a function, until changed; to its next request (in a queue, which goes before); to those with a value of
-    // a parameter (which goes before "every request"); by what was asked. Without any, a reply is empty.
+    // Answers to a function, until changed; to its next request (in a queue, which goes before); to those with a value
+    // of a parameter (which goes before "every request"); by what was asked. Without any, a reply is empty.
     void answer(const std::string &function, Reply reply);
     void answer_next(const std::string &function, Reply reply);
     void answer_when(const std::string &function, const std::string &parameter, const Value &value, Reply reply);
@@ -241,8 +241,8 @@ public:
     // Adds an argument. Descriptors stay the test's own: the callee gets duplicates, as over a real connection.
     Call &with(const std::string &name, Value value);
 
-    // The status; failed, and the function not run, when kex_onCall()'s handler says no. The one of kex_onFailed() is told
-    // when the function itself failed.
+    // The status; failed, and the function not run, when kex_onCall()'s handler says no. The one of kex_onFailed() is
+    // told when the function itself failed.
     int run(kex_function_t *function);
     // Afterwards:
     const Value &returned() const;                  // VARIANT_NONE when no return value was set
