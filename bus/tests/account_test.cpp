@@ -99,6 +99,22 @@ TEST_F(Accounts, RequestsOfFewBytesThatNobodyReadsTakeOneMebibyte) {
     EXPECT_LE(memory.most(), kMebibyte + kFixed);
 }
 
+TEST_F(Accounts, RequestsThatNobodyReadsHoldNinetySixDescriptors) {
+    CapturedTrace trace;
+    unsigned queued = 0;
+    for (bool goes_on = true; goes_on && queued < 1000; queued += goes_on) {
+        request_t *r = request_create_executeFunction("a", "b", 0);
+        variant_t descriptor = {};
+        variant_setFd(&descriptor, STDIN_FILENO);
+        request_addParameter(r, "fd", &descriptor);
+        variant_cleanup(&descriptor);
+        goes_on = kex_sendRequest(bus, peer, r); // nothing leaves before the turn ends
+        request_destroy(r);
+    }
+    EXPECT_EQ(queued, 96u);
+    EXPECT_THAT(trace.text(), HasSubstr("the queue is full"));
+}
+
 TEST_F(Accounts, CallsThatAreNotRunYetTakeOneMebibyte) {
     CapturedTrace trace;
     request_t *r = send_request();

@@ -76,6 +76,13 @@ class Pages(unittest.TestCase):
                 self.assertEqual(self.run_on("", "--check")[1], [f"{folder}/README.md:1: link to no.md: no such file"])
                 page.unlink()
 
+    def test_pages_of_the_root(self):
+        for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md"):
+            with self.subTest(name):
+                page = self.write(name, "[x](no.md)\n")
+                self.assertEqual(self.run_on("", "--check")[1], [f"{name}:1: link to no.md: no such file"])
+                page.unlink()
+
     def test_link_to_nowhere(self):
         self.assert_fault("[x](no.md)\n", "docs/p.md:1: link to no.md: no such file")
 
