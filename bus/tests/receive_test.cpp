@@ -222,4 +222,38 @@ TEST_F(Receive, CallWithADescriptorMakesTheBatchesSmaller) {
     EXPECT_GE(reads_for[true], reads_for[false] + 4) << "two at a time for the rest of the turn";
 }
 
+TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
+    constexpr uint32_t kEach = 60;
+    static size_t most;
+    static size_t calls;
+    most = calls = 0;
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        most = std::max(most, open_descriptors());
+        calls++;
+        clock_advance(10000000); // a turn runs one of them
+        fcall_destroy(call);
+        return 0;
+    };
+    Packet with_many = Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").byte(13).word(kEach);
+    for (uint32_t i = 0; i < kEach; i++)
+        with_many.byte(18).word(i).word(0);
+    for (int i = 0; i < 7; i++)
+        connect();
+    const TableSize table(600);
+    for (int i = 0; i < 40; i++) { // until the bus has looked at the table again
+        ASSERT_TRUE(raws[0]->send(Packet(kWaiting, 1)));
+        kex_dispatch(bus);
+    }
+    const size_t before = open_descriptors();
+    for (auto &raw : raws) {
+        for (int i = 0; i < 2; i++)
+            ASSERT_TRUE(raw->send(with_many, std::vector<int>(kEach, STDIN_FILENO)));
+    }
+    for (int turn = 0; turn < 4; turn++)
+        kex_dispatch(bus);
+    EXPECT_LT(calls, 7u) << "else nothing is tested";
+    EXPECT_LE(most - before, 128u + kEach) << "the limit, passed by one message";
+    EXPECT_TRUE(turn_until({bus}, [] { return calls == 14; })) << "the rest follows";
+}
+
 } // namespace

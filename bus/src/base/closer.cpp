@@ -248,6 +248,10 @@ uint32_t closings_pending_of(int32_t process_id) {
     return closings_pending() > 0 ? sender_pending(process_id) : 0;
 }
 
+bool closings_are_many() {
+    return closings_pending() >= kMaxClosings && senders_pending(kMaxClosingsOfProcess) >= kMaxClosings;
+}
+
 int32_t closings_charge(int32_t process_id) {
     const int32_t before = charged;
     charged = process_id;

@@ -19,6 +19,8 @@ void connected_socket_close(int fd);
 // How many descriptors are being closed beside the loop; and how many of them came from a process.
 uint32_t closings_pending();
 uint32_t closings_pending_of(int32_t process_id);
+// So many of all processes together, no more than its share of each counted, that there is no room for those of anybody new.
+bool closings_are_many();
 // From whose work it comes what foreign_descriptor_close() closes from now on; 0: nobody's in particular. Answers what held before.
 int32_t closings_charge(int32_t process_id);
 

@@ -55,6 +55,15 @@ uint32_t sender_pending(int32_t process_id) {
     return sender != nullptr ? pending(*sender) : 0;
 }
 
+uint32_t senders_pending(uint32_t share) {
+    uint32_t sum = 0;
+    for (const Sender &one : senders) {
+        const uint32_t of_one = pending(one);
+        sum += of_one < share ? of_one : share;
+    }
+    return sum;
+}
+
 void senders_clear() {
     for (Sender &one : senders)
         one.pending = 0;

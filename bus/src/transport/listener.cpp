@@ -96,7 +96,7 @@ void listener_drain(Listener *listener) {
 
 // Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning away, too.
 void listener_accept(Listener *listener) {
-    if (closings_pending() >= kMaxClosings) {
+    if (closings_are_many()) {
         listener_pause(listener);
         return;
     }

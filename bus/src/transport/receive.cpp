@@ -48,9 +48,27 @@ bool descriptors_are_held(const Transport *transport) {
     return false;
 }
 
-// Descriptors are not taken in for a while: too many of their sender are being closed, or they would lie about until others have ended.
+// Held by the calls of its process that wait to be run.
+uint32_t descriptors_of_process(const Connection *connection) {
+    uint32_t held = 0;
+    for (const Connection *other : connection->transport->connections) {
+        if (other->process_id == connection->process_id)
+            held += other->received.descriptors;
+    }
+    return held;
+}
+
+// Without plenty of room no process fills the table by several connections: nobody new would find a place in it.
+bool process_holds_many(const Connection *connection) {
+    return connection->transport->spare.room < kPlentyOfDescriptors &&
+           descriptors_of_process(connection) >= kMaxReceivedDescriptors;
+}
+
+// Descriptors are not taken in for a while: too many of their sender are held or being closed, or they would lie about until
+// others have ended.
 bool descriptors_have_to_wait(const Connection *connection) {
-    return connection->lane.held || closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
+    return connection->lane.held || process_holds_many(connection) ||
+           closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room for
