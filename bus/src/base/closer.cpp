@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Implements closer.h.
 //
-// What cannot be proved to close at once is closed by threads of the process. A helper process would not do: it needs a copy
-// of the descriptor, and some files (those of a file system in user space) are flushed by each close and not only by the
-// last. The threads share nothing with the loop but the ring of jobs. They are started when there is something to close and
-// end when there is nothing left, so that a host without threads has none as long as its peers send what voice needs; all
-// signals are blocked in them, so that handlers run where the host expects them.
+// What cannot be proved to close at once is closed by threads of the process. A helper process would not do: it needs a
+// copy of the descriptor, and some files (those of a file system in user space) are flushed by each close and not only
+// by the last. The threads share nothing with the loop but the ring of jobs. They are started when there is something
+// to close and end when there is nothing left, so that a host without threads has none as long as its peers send what
+// voice needs; all signals are blocked in them, so that handlers run where the host expects them.
 #include "base/closer.h"
 #include "base/limits.h"
 #include "base/sender.h"
@@ -28,7 +28,8 @@ namespace bus {
 
 namespace {
 
-// For all that the calls of all peers can hold when they give it back at once. What is never used of it takes no memory.
+// For all that the calls of all peers can hold when they give it back at once. What is never used of it takes no
+// memory.
 constexpr uint32_t kRing = 64 * 1024;
 static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
 constexpr size_t kStack = 256 * 1024;  // of a thread; only what is used of it takes memory
@@ -40,8 +41,8 @@ struct Job {
     uint8_t sender; // whom it came from (sender.h)
 };
 
-// One thread puts in (that of the loop), several take out. Counters run on for ever; a job stands at its counter modulo the
-// size of the ring.
+// One thread puts in (that of the loop), several take out. Counters run on for ever; a job stands at its counter modulo
+// the size of the ring.
 struct Ring {
     Job jobs[kRing];
     uint32_t head;    // taken out so far

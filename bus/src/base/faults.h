@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Faults on request: what the variable KEX_FAULTS asks for happens, so that a host can be tried without a tired kernel. Its grammar
-// stands in README.md.
+// Faults on request: what the variable KEX_FAULTS asks for happens, so that a host can be tried without a tired kernel.
+// Its grammar stands in README.md.
 #ifndef KEX_FAULTS_H
 #define KEX_FAULTS_H
 

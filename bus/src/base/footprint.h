@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What an allocation takes of the process's memory. Limits on what is kept for a peer count this, not the bytes that it sent:
-// many small messages take several times as much.
+// What an allocation takes of the process's memory. Limits on what is kept for a peer count this, not the bytes that it
+// sent: many small messages take several times as much.
 #ifndef KEX_FOOTPRINT_H
 #define KEX_FOOTPRINT_H
 

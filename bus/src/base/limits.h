@@ -48,14 +48,14 @@ constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call; each ha
 constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
 constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit of the loop while newcomers wait for it
 
-// What is left of a connection that has ended: more calls that have come, or more bytes that lie unread, are much; if there are
-// no calls and no more bytes than these, a hello perhaps, it is as good as finished.
+// What is left of a connection that has ended: more calls that have come, or more bytes that lie unread, are much; if
+// there are no calls and no more bytes than these, a hello perhaps, it is as good as finished.
 constexpr uint32_t kMuchToRun = 64;
 constexpr int kMuchUnread = 4096;
 constexpr int kLittleUnread = 128;
 
-// No turn of the loop is longer than 50 ms, foreign functions' own time apart. Little of that is for reading and running: what a
-// peer is answered leaves at the end of the turn, and who comes new needs two of them.
+// No turn of the loop is longer than 50 ms, foreign functions' own time apart. Little of that is for reading and
+// running: what a peer is answered leaves at the end of the turn, and who comes new needs two of them.
 constexpr uint64_t kTurnReading = 5 * kMillisecond;
 constexpr uint64_t kTurnRunning = 5 * kMillisecond;
 constexpr uint64_t kTurnAccepting = 5 * kMillisecond;

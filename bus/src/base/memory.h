@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Memory of the bus. What cannot be had is counted, so that whoever depends on several pieces can tell whether all are there.
+// Memory of the bus. What cannot be had is counted, so that whoever depends on several pieces can tell whether all are
+// there.
 #ifndef KEX_MEMORY_H
 #define KEX_MEMORY_H
 

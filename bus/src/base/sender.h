@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Whose descriptors are being closed beside the loop: a table of processes. The loop gives places away, its threads count down.
+// Whose descriptors are being closed beside the loop: a table of processes. The loop gives places away, its threads
+// count down.
 #ifndef KEX_SENDER_H
 #define KEX_SENDER_H
 

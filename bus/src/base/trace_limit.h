@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Errors and warnings that another process causes: a few in a second are written, the rest is counted, so that nobody fills
-// the log by what it sends.
+// Errors and warnings that another process causes: a few in a second are written, the rest is counted, so that nobody
+// fills the log by what it sends.
 #ifndef KEX_TRACE_LIMIT_H
 #define KEX_TRACE_LIMIT_H
 
@@ -10,8 +10,8 @@ namespace bus {
 
 constexpr int32_t kNobody = -1;
 
-// Whose doing the next messages are: a process as the kernel vouches for it, 0 for one that it does not know, or kNobody.
-// Answers whose it was, to be set again afterwards.
+// Whose doing the next messages are: a process as the kernel vouches for it, 0 for one that it does not know, or
+// kNobody. Answers whose it was, to be set again afterwards.
 int32_t trace_set_cause(int32_t process);
 
 // While it lives the process is the cause.

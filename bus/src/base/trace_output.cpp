@@ -59,9 +59,9 @@ ssize_t pipe_write(int fd, const char *bytes, size_t length) {
     return written;
 }
 
-// A pipe or a terminal is shared with whoever started us, and so are the flags of its descriptor: they are left alone. The
-// same file opened once more has flags of its own. Where that is not allowed it is written only while it has room, and not
-// more than goes in whole; another process that takes this room in between would still hold us up.
+// A pipe or a terminal is shared with whoever started us, and so are the flags of its descriptor: they are left alone.
+// The same file opened once more has flags of its own. Where that is not allowed it is written only while it has room,
+// and not more than goes in whole; another process that takes this room in between would still hold us up.
 ssize_t shared_write(const char *bytes, size_t length) {
     const int fd = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) {

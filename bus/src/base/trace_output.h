@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Where trace messages go: standard error or the system's log. Nobody waits for whoever reads them: what cannot be written at
-// once is kept, up to a limit, and written later; what is more is counted.
+// Where trace messages go: standard error or the system's log. Nobody waits for whoever reads them: what cannot be
+// written at once is kept, up to a limit, and written later; what is more is counted.
 #ifndef KEX_TRACE_OUTPUT_H
 #define KEX_TRACE_OUTPUT_H
 

@@ -50,7 +50,8 @@ void plain_packet_drop(int fd) {
     (void)size; // it was there
 }
 
-// How many descriptors lie in the queue of a local socket, of which the kernel tells nobody else. False: it does not tell.
+// How many descriptors lie in the queue of a local socket, of which the kernel tells nobody else. False: it does not
+// tell.
 bool descriptors_count(int fd, long &count) {
     constexpr char kField[] = "scm_fds:";
     char path[48];

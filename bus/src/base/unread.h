@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Packets that lie unread in a connected local socket of our own that is to be closed. With the socket the kernel closes the
-// descriptors that they brought, which may take as long as their sender chose.
+// Packets that lie unread in a connected local socket of our own that is to be closed. With the socket the kernel
+// closes the descriptors that they brought, which may take as long as their sender chose.
 #ifndef KEX_UNREAD_H
 #define KEX_UNREAD_H
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Handles: what a host holds for a peer or a listener (kex.h, peer_t). A handle is a number, not an address: a place in one table
-// of the process, and how often that place had been given out. It outlives what it stands for, is never given to anybody else,
-// and needs no memory once that is gone.
+// Handles: what a host holds for a peer or a listener (kex.h, peer_t). A handle is a number, not an address: a place in
+// one table of the process, and how often that place had been given out. It outlives what it stands for, is never given
+// to anybody else, and needs no memory once that is gone.
 #ifndef KEX_HANDLE_H
 #define KEX_HANDLE_H
 

@@ -8,8 +8,8 @@
 namespace bus {
 
 void missed_calls_begin(Calls *calls);
-// Traces one such call of a peer: its title, and a sentence what is missing. False: too many have been traced just now, and
-// it is counted instead.
+// Traces one such call of a peer: its title, and a sentence what is missing. False: too many have been traced just now,
+// and it is counted instead.
 bool missed_call_tell(const Peer *peer, const char *title, const char *why);
 
 } // namespace bus

@@ -62,8 +62,8 @@ int uri_connect(const Access &access, const char *uri) {
     return -1;
 }
 
-// Whether the first packet of a listener is the hello that it should be. What has not come in time counts as one: the process
-// may be busy.
+// Whether the first packet of a listener is the hello that it should be. What has not come in time counts as one: the
+// process may be busy.
 bool listener_welcomes(int fd) {
     pollfd polled = {fd, POLLIN, 0};
     uint8_t packet[kWelcomeBytes];
@@ -75,8 +75,8 @@ bool listener_welcomes(int fd) {
            message.kind == wire::kHello;
 }
 
-// Whoever was refused and connects again at once would do so for ever, as fast as both can: a refusal that comes again is told
-// here, where the host takes it for a listener that is not there and tries again later.
+// Whoever was refused and connects again at once would do so for ever, as fast as both can: a refusal that comes again
+// is told here, where the host takes it for a listener that is not there and tries again later.
 int listener_connect(const Calls *calls, const char *uri) {
     const int fd = uri_connect(calls->transport->access, uri);
     if (fd < 0 || !calls->unwelcome || listener_welcomes(fd))

@@ -35,8 +35,8 @@ const char *pending_reserve(Pending &pending, uint32_t &serial) {
         return "too many requests wait for its answers";
     if (2 * (pending.requests.count + 1) > pending.place_count && !places_grow(pending))
         return "out of memory";
-    // At least half of the places are free: those of old requests that have to be passed over make less than one step for
-    // each serial.
+    // At least half of the places are free: those of old requests that have to be passed over make less than one step
+    // for each serial.
     do
         pending.last_serial++;
     while (pending.last_serial == 0 || place_of(pending, pending.last_serial) != nullptr);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The requests of a peer that wait for its answer, found by their serial in constant time: the peer decides which replies
-// come, and how many that nobody asked for.
+// The requests of a peer that wait for its answer, found by their serial in constant time: the peer decides which
+// replies come, and how many that nobody asked for.
 #ifndef KEX_PENDING_H
 #define KEX_PENDING_H
 
@@ -9,8 +9,8 @@
 
 namespace bus {
 
-// Zero-filled, it is empty. A request stands at the place that the low bits of its serial name; the other bits tell it from
-// those that stood there before.
+// Zero-filled, it is empty. A request stands at the place that the low bits of its serial name; the other bits tell it
+// from those that stood there before.
 struct Pending {
     List<request_t> requests; // oldest first
     request_t **places;
@@ -18,8 +18,8 @@ struct Pending {
     uint32_t last_serial;
 };
 
-// Makes room for one more and gives it its serial, which is never 0. A sentence when there are too many or no memory, else
-// null.
+// Makes room for one more and gives it its serial, which is never 0. A sentence when there are too many or no memory,
+// else null.
 const char *pending_reserve(Pending &pending, uint32_t &serial);
 // The request has a serial that was reserved for it.
 void pending_add(Pending &pending, request_t *r);

@@ -52,8 +52,8 @@ inline bool request_is_under_way(const request_t *r) {
     return r->state == RequestState::queued || r->state == RequestState::left;
 }
 
-// One for which memory lacks is not sent, and the connection ends: a call that is left out of a sequence leaves two tables that
-// differ, while a new connection begins with none.
+// One for which memory lacks is not sent, and the connection ends: a call that is left out of a sequence leaves two
+// tables that differ, while a new connection begins with none.
 bool request_send(Calls *calls, peer_t *to, request_t *r);
 // The packet is on its way: too late to become one-way.
 void request_sent(request_t *r);

@@ -66,8 +66,8 @@ void sleep_until(const Connection *connection, uint64_t now, uint64_t when) {
     poll(descriptors, 2, milliseconds_until(loop->clock, now, when));
 }
 
-// What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its requests, or much
-// has come: a peer that sends without end must not keep the wait from looking at its time.
+// What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its
+// requests, or much has come: a peer that sends without end must not keep the wait from looking at its time.
 void connection_read_for(Connection *connection, const request_t *r) {
     for (uint32_t i = 0; i < kPacketsPerTurn && request_is_under_way(r); i++) {
         if (connection_is_full(connection)) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The tasks of one origin (a connection; the host's own timers and watches), in the order they came. The loop visits the lanes
-// that have tasks one after the other, so that nobody stands behind all that another one has queued.
+// The tasks of one origin (a connection; the host's own timers and watches), in the order they came. The loop visits
+// the lanes that have tasks one after the other, so that nobody stands behind all that another one has queued.
 #ifndef KEX_LANE_H
 #define KEX_LANE_H
 
@@ -30,7 +30,8 @@ void lane_release(Lane *lane);
 // Takes a task out of the lane it stands in. Harmless for one that stands in none.
 void task_remove(Task *task);
 
-// Runs what stands in the lanes now, for so many nanoseconds by the kernel's clock, and at least one task. How many ran.
+// Runs what stands in the lanes now, for so many nanoseconds by the kernel's clock, and at least one task. How many
+// ran.
 uint32_t tasks_run(Loop *loop, uint64_t nanoseconds);
 // Takes all tasks out without running them. Held lanes have to be released before.
 void tasks_drop(Loop *loop);

@@ -120,8 +120,8 @@ void source_set_interest(Loop *loop, Source *source, bool reads, bool writes) {
     if (!source->watched || (source->reads == reads && source->writes == writes))
         return;
     epoll_event event = {};
-    // The kernel shows a hang-up to whoever asks for nothing too: once is enough. Taken out of the loop instead, a source might
-    // find no memory when it is to come back.
+    // The kernel shows a hang-up to whoever asks for nothing too: once is enough. Taken out of the loop instead, a
+    // source might find no memory when it is to come back.
     if (!reads && !writes)
         event.events |= EPOLLET;
     if (reads)

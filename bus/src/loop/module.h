@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A module's share of every turn of the loop. The loop knows modules by these functions only.
 //
-// A turn polls, then calls begin, read and expire, runs the tasks that stand in the queue, and calls accept and send: each
-// for all modules in the order in which they joined. A null function has nothing to do.
+// A turn polls, then calls begin, read and expire, runs the tasks that stand in the queue, and calls accept and send:
+// each for all modules in the order in which they joined. A null function has nothing to do.
 #ifndef KEX_MODULE_H
 #define KEX_MODULE_H
 

@@ -52,7 +52,8 @@ uint64_t modules_deadline(Loop *loop) {
 
 } // namespace
 
-// Where one way of waking fails the other one serves: a turn too many does no harm, and a loop that nothing wakes sleeps for ever.
+// Where one way of waking fails the other one serves: a turn too many does no harm, and a loop that nothing wakes
+// sleeps for ever.
 void loop_arm(Loop *loop) {
     if (has_work(loop)) {
         if (!work_show(loop))

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is held in memory for one direction of a connection. Everything that is held is counted here and nowhere else, with
-// all that its keeping takes (footprint.h).
+// What is held in memory for one direction of a connection. Everything that is held is counted here and nowhere else,
+// with all that its keeping takes (footprint.h).
 #ifndef KEX_ACCOUNT_H
 #define KEX_ACCOUNT_H
 

@@ -32,8 +32,8 @@ int message_receive(int fd, mmsghdr *message, int flags) {
     return size < 0 ? -1 : 1;
 }
 
-// What a look hands over are copies: as long as the packet is there, none of them is the last. Once all are ours, those of the
-// packet are not.
+// What a look hands over are copies: as long as the packet is there, none of them is the last. Once all are ours, those
+// of the packet are not.
 int message_receive_unsure(int fd, mmsghdr *message) {
     const int count = message_receive(fd, message, MSG_PEEK);
     if (count < 0 || (message->msg_hdr.msg_flags & MSG_CTRUNC) != 0)

@@ -26,15 +26,15 @@ struct Batch {
     alignas(cmsghdr) char control[kPacketsPerRead][CMSG_SPACE(sizeof(int) * kKernelDescriptors)];
 };
 
-// What the process's table has room for. Descriptors that find none are closed by the kernel while it hands the packet over,
-// which takes as long as their sender chose.
+// What the process's table has room for. Descriptors that find none are closed by the kernel while it hands the packet
+// over, which takes as long as their sender chose.
 enum class Room : uint8_t {
     whole,  // all that the packets can bring
     unsure, // of one packet: it is looked at first, and stays in the socket when it brings more than fit
 };
 
-// How many packets came, at most `packets` (1 where it is unsure what fits), into memory for so many of kMaxPacket; 0: nothing
-// now, or with an errno other than 0 the end.
+// How many packets came, at most `packets` (1 where it is unsure what fits), into memory for so many of kMaxPacket; 0:
+// nothing now, or with an errno other than 0 the end.
 uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, Room room);
 // One of those that came. Its sockets do not linger any more.
 void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival);

@@ -83,8 +83,8 @@ void listener_pause(Listener *listener) {
     transport->accept_at = clock_now(transport->loop->clock) + kHoldBack;
 }
 
-// Whoever waits to be taken in may have sent something already, which the last close of the listener would close here. Spare
-// descriptors make room for them; an inherited socket's queue waits for the next one that inherits it.
+// Whoever waits to be taken in may have sent something already, which the last close of the listener would close here.
+// Spare descriptors make room for them; an inherited socket's queue waits for the next one that inherits it.
 void listener_drain(Listener *listener) {
     SpareDescriptors &spare = listener->transport->spare;
     shutdown(listener->fd, SHUT_RDWR); // nobody else connects
@@ -94,7 +94,8 @@ void listener_drain(Listener *listener) {
     spare_fill(spare);
 }
 
-// Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning away, too.
+// Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning
+// away, too.
 void listener_accept(Listener *listener) {
     if (closings_are_many()) {
         listener_pause(listener);

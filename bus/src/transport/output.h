@@ -26,8 +26,8 @@ struct OutPacket : Node<OutPacket> {
 
 // An empty packet for this connection, in memory that the next one takes again.
 wire::Writer output_begin(Connection *connection);
-// Queues what was written. Null: over a limit, broken, closed or no memory; then nothing of it is left. With an allowance
-// the limits are so many times as high.
+// Queues what was written. Null: over a limit, broken, closed or no memory; then nothing of it is left. With an
+// allowance the limits are so many times as high.
 OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance);
 // A message for several connections: its maker is its first user. Null: broken, or no memory.
 SharedPacket *shared_packet_create(const wire::Writer &writer);

@@ -51,7 +51,8 @@ bool path_clear(const sockaddr_un *address) {
         listen_failed(address->sun_path, "something that is no socket stands there");
         return false;
     }
-    // A listener that knows nothing of the lock is found by connecting to it. Only "connection refused" says that nobody is there.
+    // A listener that knows nothing of the lock is found by connecting to it. Only "connection refused" says that
+    // nobody is there.
     int fd = socket_connect(address);
     if (fd >= 0 || errno == EAGAIN || errno == EPROTOTYPE) {
         if (fd >= 0)
@@ -67,8 +68,8 @@ bool path_clear(const sockaddr_un *address) {
     return true;
 }
 
-// Who may talk is decided at accept. The mode lets as many get there as may be let in: an allow-list that names others would
-// be in vain without it.
+// Who may talk is decided at accept. The mode lets as many get there as may be let in: an allow-list that names others
+// would be in vain without it.
 mode_t socket_mode(const Access &access) {
     for (uint32_t i = 0; i < access.uid_count; i++) {
         if (access.uids[i] != 0 && access.uids[i] != geteuid())
@@ -81,8 +82,8 @@ mode_t socket_mode(const Access &access) {
     return kUserAndGroup;
 }
 
-// Sets the mode of the socket that stands at a path, and of nothing else: whoever may write to its folder may have put a file
-// of ours there, or a link to one. False with errno, ESTALE for such a one.
+// Sets the mode of the socket that stands at a path, and of nothing else: whoever may write to its folder may have put
+// a file of ours there, or a link to one. False with errno, ESTALE for such a one.
 bool path_set_mode(const char *path, mode_t mode) {
     const int place = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (place < 0)
@@ -98,7 +99,8 @@ bool path_set_mode(const char *path, mode_t mode) {
     return done;
 }
 
-// The mode is on the socket before it has a name; the umask can only narrow it, which is undone before anybody can connect.
+// The mode is on the socket before it has a name; the umask can only narrow it, which is undone before anybody can
+// connect.
 int socket_listen(const sockaddr_un *address, mode_t mode) {
     int fd = socket_open();
     if (fd >= 0 && fchmod(fd, mode) == 0 && !fault_is_due(Fault::bind) &&

@@ -21,8 +21,8 @@ uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
 }
 
 // How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
-// would, and with room in the process's table for whatever they bring. A peer whose calls hold no descriptors is not expected to
-// fill the next packets with them.
+// would, and with room in the process's table for whatever they bring. A peer whose calls hold no descriptors is not
+// expected to fill the next packets with them.
 uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
     const uint32_t that_fit = descriptors / kKernelDescriptors;
     if (that_fit <= 1)
@@ -38,8 +38,8 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
     return room;
 }
 
-// Calls that wait to be run hold the descriptors they came with. Those of a newcomer that has to wait itself run only after the
-// rest: nobody waits for them.
+// Calls that wait to be run hold the descriptors they came with. Those of a newcomer that has to wait itself run only
+// after the rest: nobody waits for them.
 bool descriptors_are_held(const Transport *transport) {
     for (Connection *connection : transport->connections) {
         if (connection->received.descriptors > 0 && !connection->lane.held)
@@ -64,15 +64,15 @@ bool process_holds_many(const Connection *connection) {
            descriptors_of_process(connection) >= kMaxReceivedDescriptors;
 }
 
-// Descriptors are not taken in for a while: too many of their sender are held or being closed, or they would lie about until
-// others have ended.
+// Descriptors are not taken in for a while: too many of their sender are held or being closed, or they would lie about
+// until others have ended.
 bool descriptors_have_to_wait(const Connection *connection) {
     return connection->lane.held || process_holds_many(connection) ||
            closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
-// Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room for
-// them is still under way. The kernel tells without handing them over.
+// Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room
+// for them is still under way. The kernel tells without handing them over.
 bool packet_has_to_wait(Connection *connection, bool is_short) {
     const bool for_a_while = descriptors_have_to_wait(connection);
     if (!for_a_while && !(is_short && descriptors_are_held(connection->transport)))
@@ -175,8 +175,8 @@ void arrival_take(Connection *connection, Arrival &arrival) {
 
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
 // one that sends many is read in ever larger batches. What is left makes the loop come back at once; it is left when
-// much has been read, so that the calls of others do not stand behind all that one peer can send. Nobody but newcomers waits
-// for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
+// much has been read, so that the calls of others do not stand behind all that one peer can send. Nobody but newcomers
+// waits for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
 bool connection_read_batch(Connection *connection) {
     const bool may_go_on = connection->end_number != 0 || connection->batches < kPacketsPerTurn / kPacketsPerRead;
     if (!may_go_on || !connection_may_be_read(connection))

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Local sockets: addresses, buffers and credentials. The reading side of a tap uses them too: this file knows nothing of
-// connections.
+// Local sockets: addresses, buffers and credentials. The reading side of a tap uses them too: this file knows nothing
+// of connections.
 #ifndef KEX_SOCKET_H
 #define KEX_SOCKET_H
 

@@ -19,8 +19,8 @@ struct SpareDescriptors {
 // Takes what is missing. False: the process's table is full.
 bool spare_fill(SpareDescriptors &spare);
 void spare_release(SpareDescriptors &spare);
-// For how many descriptors the process's table has room without the spare ones and those that are kept for the host. Looks at
-// the table now and then only, as long as there is plenty.
+// For how many descriptors the process's table has room without the spare ones and those that are kept for the host.
+// Looks at the table now and then only, as long as there is plenty.
 uint32_t spare_room(SpareDescriptors &spare);
 // Whether this one, which has just been opened, took a place that is kept for the host.
 bool spare_is_hosts(int fd);

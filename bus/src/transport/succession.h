@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Who ended first is finished first. A process that dies and connects again must find the end of its old connection handled:
-// nothing of a newcomer runs before the queued calls and the close event of every connection that ended before it came. It is
-// taken in at once all the same, and read.
+// Who ended first is finished first. A process that dies and connects again must find the end of its old connection
+// handled: nothing of a newcomer runs before the queued calls and the close event of every connection that ended before
+// it came. It is taken in at once all the same, and read.
 #ifndef KEX_SUCCESSION_H
 #define KEX_SUCCESSION_H
 

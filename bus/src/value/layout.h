@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The bytes of a packet. wire.h reads and writes numbers, texts and values; message.cpp and tap_record.cpp the bodies. No
-// other file knows them.
+// The bytes of a packet. wire.h reads and writes numbers, texts and values; message.cpp and tap_record.cpp the bodies.
+// No other file knows them.
 //
 // A packet carries one message. Every message begins with a head:
 //

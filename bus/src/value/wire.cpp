@@ -64,8 +64,8 @@ void put_list(Writer &writer, const variant_list_t *list) {
 
 bool get_nested(Reader &reader, variant_t *value, uint32_t nesting);
 
-// Memory for as many values as are announced, so that a list of few takes little; what is announced and cannot come takes
-// none. Null: there is no memory.
+// Memory for as many values as are announced, so that a list of few takes little; what is announced and cannot come
+// takes none. Null: there is no memory.
 variant_list_t *list_begin(const Reader &reader, variant_t *value, uint32_t count) {
     const uint32_t left = kMaxValues - reader.values;
     variant_initialize(value, VARIANT_LIST);
