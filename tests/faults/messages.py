@@ -25,7 +25,7 @@ MESSAGES = ("call", "one_way_call", "reply")
 ENDS = {"from": "sent", "to": "received"}
 
 
-class Died(Exception):
+class Died(Unmet):
     """The process that is to be killed has been."""
 
 
@@ -124,7 +124,7 @@ class Demonstration(House):
         """What came of the kill."""
         try:
             self.show()
-        except (Died, Unmet, OSError):
+        except (Unmet, OSError):
             if not self.is_dead():
                 raise
         if self.victim not in self.processes:
