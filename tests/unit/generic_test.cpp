@@ -3,6 +3,7 @@
 #include "voice_test.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <functional>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -542,6 +543,19 @@ TEST_F(MediaSockets, ANeighbourThatIsTakenFails) {
     const int taken = bound_socket(static_cast<uint16_t>(port + 1));
     expect_failure(address(own_host(), port), address("127.0.0.1", 6000),
                    "failed to bind to local socket - Address already in use");
+    close(taken);
+}
+
+TEST_F(MediaSockets, ASocketThatIsDescriptorZeroIsClosedTooWhenTheOtherFails) {
+    const uint16_t port = free_pair();
+    const int taken = bound_socket(static_cast<uint16_t>(port + 1));
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    expect_failure(address(own_host(), port), address("127.0.0.1", 6000),
+                   "failed to bind to local socket - Address already in use");
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    dup2(input, STDIN_FILENO);
+    close(input);
     close(taken);
 }
 
