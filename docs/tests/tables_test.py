@@ -1,0 +1,61 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""Tables of promises: each row of security.md and survive.md names a test that holds it, each limit and each result
+code stands in one. That these tests exist is pages.py's to check."""
+
+import re
+import unittest
+from pathlib import Path
+
+DOCS = Path(__file__).resolve().parent.parent
+TEST = r"`\w+_test\.\w+`"
+
+
+def tables(text):
+    """Each table as its rows of cells; the first is its head."""
+    for block in re.findall(r"(?:^\|.*\n)+", text, re.M):
+        yield [[cell.strip() for cell in row.strip("|").split(" | ")] for row in block.strip().split("\n")]
+
+
+def rows_without_a_test(text):
+    """Rows below a head that ends with "test" whose last cell is not a list of tests, by their first cells."""
+    for head, _, *rows in tables(text):
+        if head[-1] == "test":
+            yield from (row[:2] for row in rows if not re.fullmatch(rf"{TEST}(?:, {TEST})*", row[-1].strip(" |")))
+
+
+def page(name):
+    return (DOCS / name).read_text(encoding="utf-8")
+
+
+class Tables(unittest.TestCase):
+    def test_each_row_has_a_test(self):
+        for name, least_tables, least_rows in (("security.md", 6, 40), ("survive.md", 4, 30)):
+            with self.subTest(name):
+                self.assertEqual(list(rows_without_a_test(page(name))), [])
+                with_tests = [rows for rows in tables(page(name)) if rows[0][-1] == "test"]
+                self.assertGreaterEqual(len(with_tests), least_tables)
+                self.assertGreaterEqual(sum(len(rows) - 2 for rows in with_tests), least_rows)
+
+    def test_limits_are_in_such_tables(self):
+        for title in ("Limits of library and hosts", "Limits of the bundled bus"):
+            section = page("security.md").split(f"## {title}\n")[1].split("\n## ")[0]
+            self.assertEqual({tuple(rows[0][-1:]) for rows in tables(section)}, {("test",)}, title)
+
+    def test_each_result_code_is_in_one(self):
+        header = (DOCS.parent / "include" / "libvoice_plugin.h").read_text(encoding="utf-8")
+        codes = set(re.findall(r"^ +((?:LIBVOICE|VOICE_SERVICE)_ERR_\w+) = ", header, re.M))
+        self.assertGreaterEqual(len(codes), 20)
+        section = page("survive.md").split("## Result codes\n")[1].split("\n## ")[0]
+        named = {code for rows in tables(section) for row in rows for code in re.findall(r"`(\w+_ERR_\w+)`", row[0])}
+        self.assertEqual(sorted(codes - named), [])
+
+    def test_row_without_a_test_is_noticed(self):
+        head = "| what | test |\n|---|---|\n"
+        self.assertEqual(list(rows_without_a_test(head + "| a | `b_test.C`, `d_test.e_f` |\n")), [])
+        for cell in ("", "none", "`b_test.C`, later", "`b.C`"):
+            self.assertEqual(len(list(rows_without_a_test(f"{head}| a | {cell} |\n"))), 1, cell)
+
+
+if __name__ == "__main__":
+    unittest.main()
