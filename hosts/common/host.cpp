@@ -104,6 +104,8 @@ void socket_path_publish() {
 } // namespace
 
 void host_exit(int status) {
+    if (status == kExitUsage)
+        fputs("Try --help.\n", stderr);
     exit(status);
 }
 
@@ -112,8 +114,7 @@ void host_usage_error(const char *format, ...) {
     va_start(arguments, format);
     print_error(format, arguments);
     va_end(arguments);
-    fputs("Try --help.\n", stderr);
-    exit(kExitUsage);
+    host_exit(kExitUsage);
 }
 
 void host_fail(const char *format, ...) {

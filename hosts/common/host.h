@@ -50,7 +50,7 @@ const char *host_socket_path();
 bool host_reads_stdin();
 bool host_converts_media();
 
-/** Ends the process, which has nothing to give back yet. */
+/** Ends the process, which has nothing to give back yet; with kExitUsage it says where to find help. */
 [[noreturn]] void host_exit(int status);
 /** "error: ..." and where to find help, exit status 2. */
 [[noreturn, gnu::format(printf, 1, 2)]] void host_usage_error(const char *format, ...);

@@ -78,7 +78,6 @@ void host_option(int code, const char *value, const char *help) {
         printf("%s %s (libvoice_plugin %s)\n", program_invocation_short_name, LIBVOICE_VERSION, libvoice_version());
         host_exit(0);
     default: // getopt_long has said what it does not know
-        fputs("Try --help.\n", stderr);
         host_exit(kExitUsage);
     }
 }
