@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <linux/sockios.h>
 #include <memory>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -187,6 +189,30 @@ TEST_F(Succession, ShortTableStopsNeitherTheOldOneNorTheNewcomer) {
     EXPECT_TRUE(came);
     EXPECT_LT(place_of("closed old"), place_of("note 2"));
     EXPECT_EQ(std::count(served::log.begin(), served::log.end(), "note nothing"), 2);
+}
+
+TEST_F(Succession, OfANewcomerThatWaitsOnlyTheHelloIsRead) {
+    make_run_take(std::chrono::milliseconds(3));
+    auto old = known("old");
+    for (int i = 0; i < 50; i++)
+        ASSERT_TRUE(old->send(run()));
+    old->close();
+    auto newcomer = connect("newcomer");
+    for (int i = 0; i < 50; i++)
+        ASSERT_TRUE(newcomer->send(note(2)));
+    int unread[2] = {};
+    for (int &bytes : unread) {
+        for (int turns = 0; turns < 4; turns++)
+            kex_dispatch(bus);
+        ASSERT_EQ(ioctl(newcomer->fd(), SIOCOUTQ, &bytes), 0);
+    }
+    ASSERT_FALSE(has("closed old"));
+    EXPECT_GT(unread[0], 0);
+    EXPECT_EQ(unread[0], unread[1]);
+    EXPECT_EQ(newcomer->receive_all().size(), 1u) << "it is taken in";
+    EXPECT_EQ(newcomer->refusal(), "");
+    EXPECT_TRUE(turn_until({bus}, [] { return std::count(served::log.begin(), served::log.end(), "note 2") == 50; }));
+    EXPECT_LT(place_of("closed old"), place_of("note 2"));
 }
 
 // Else whoever comes and goes leaves more and more to run, and every newcomer stands behind it.

@@ -67,8 +67,10 @@ inline bool connection_is_full(const Connection *connection) {
 
 // Not read, so that a packet that brings descriptors stays where it is for the moment.
 void connection_hold_back(Connection *connection);
+// Of a newcomer that has to wait itself only the hello is read: what follows could not run, and is cheaper to read later.
 inline bool connection_may_be_read(const Connection *connection) {
-    return !connection_is_full(connection) && connection->resume_at == kNever;
+    return !connection_is_full(connection) && connection->resume_at == kNever &&
+           !(connection->lane.held && connection->hello_received);
 }
 
 // By the loop's clock.

@@ -38,11 +38,10 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
     return room;
 }
 
-// Calls that wait to be run hold the descriptors they came with. Those of a newcomer that has to wait itself run only
-// after the rest: nobody waits for them.
+// Calls that wait to be run hold the descriptors they came with.
 bool descriptors_are_held(const Transport *transport) {
     for (Connection *connection : transport->connections) {
-        if (connection->received.descriptors > 0 && !connection->lane.held)
+        if (connection->received.descriptors > 0)
             return true;
     }
     return false;
@@ -64,11 +63,9 @@ bool process_holds_many(const Connection *connection) {
            descriptors_of_process(connection) >= kMaxReceivedDescriptors;
 }
 
-// Descriptors are not taken in for a while: too many of their sender are held or being closed, or they would lie about
-// until others have ended.
+// Descriptors are not taken in for a while: too many of their sender are held or being closed.
 bool descriptors_have_to_wait(const Connection *connection) {
-    return connection->lane.held || process_holds_many(connection) ||
-           closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
+    return process_holds_many(connection) || closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room

@@ -87,7 +87,6 @@ void newcomers_release(Transport *transport) {
         if (!connection->lane.held || (!transport->ending && oldest != 0 && oldest <= connection->behind))
             continue;
         lane_release(&connection->lane);
-        connection->resume_at = kNever; // its descriptors may come now
     }
 }
 
