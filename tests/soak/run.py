@@ -12,6 +12,7 @@ from house import House
 from lines import PROGRAMS
 from processes import Process, System, Unmet, until
 from tables import check_lock, left_files
+from target import BYTE_ORDER
 
 REST = 40  # actions
 PARTS = {1: 0.4, 2: 0.6}  # of the time: the application lives; it is killed, too
@@ -113,8 +114,10 @@ class Run:
         self.objects = self.house.objects()
 
     def start_stranger(self, number):
-        words = ["/usr/bin/python3", Path(__file__).with_name("strangers.py"), self.house.system.socket]
-        stranger = self.house.system.start(f"stranger{number}", *words, f"{self.seed} {number}", kind=Stranger)
+        words = ["/usr/bin/python3", "-B", Path(__file__).with_name("strangers.py"), self.house.system.socket]
+        words += [f"{self.seed} {number}"]
+        environment = {"VOICE_BYTE_ORDER": BYTE_ORDER}
+        stranger = self.house.system.start(f"stranger{number}", *words, kind=Stranger, environment=environment)
         stranger.begin(self.house)
         self.house.record.strangers.add(stranger.pid)
         return stranger
@@ -123,7 +126,7 @@ class Run:
         self.number += 1
         begin = time.monotonic()
         what, text = self.act()
-        self.done = [*self.done[-9:], f"{self.number:5} {what}: {text}"]
+        self.done.append(f"{self.number:5} {what}: {text}")
         self.house.check()
         if what == "rest":
             self.check_rest()
@@ -209,7 +212,7 @@ class Run:
         house.count("records that the watcher lost", record.lost)
 
     def last_actions(self):
-        return "\n".join([*self.done, f"{self.number:5} {self.now}: failed"])
+        return "\n".join([*self.done[-10:], f"{self.number:5} {self.now}: failed"])
 
     def report(self):
         """What all have said last, but for what they are asked all the time."""
