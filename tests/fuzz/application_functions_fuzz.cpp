@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The bus functions of the voice application: calls of several plugins in any order with any arguments, connections that
-// close, requests of the application in between, and a bus that fails.
+// The bus functions of the voice application: calls of several plugins in any order with any arguments, connections
+// that close, requests of the application in between, and a bus that fails.
 #include "function_calls.h"
 #include "require.h"
 
@@ -10,6 +10,7 @@
 #include <set>
 
 using fake::bus;
+using fuzz::decision;
 using fuzz::Input;
 using fuzz::Kind;
 using fuzz::require;
@@ -29,8 +30,6 @@ const fuzz::Function kFunctions[] = {
     {__VoiceService_event, {{"plugin_name", Kind::text}, {"event", Kind::event}}},
 };
 
-// What the application decides next.
-uint8_t decision;
 // The entries that it believes in use.
 std::set<const libvoice_endpoint_t *> believed;
 
@@ -85,13 +84,9 @@ void peer_close(Input &in) {
 }
 
 void signal_send(Input &in) {
-    libvoice_signal_t head = {};
-    head.endpoint = in.byte() - 4;
-    const std::string params = fuzz::params(in);
-    head.length = static_cast<uint32_t>(params.size());
-    std::string bytes(reinterpret_cast<const char *>(&head), sizeof head);
-    bytes += params;
-    libvoice_send_signal(reinterpret_cast<libvoice_signal_t *>(bytes.data()));
+    const int32_t endpoint = in.byte() - 4;
+    std::string signal = fuzz::record_make<libvoice_signal_t>(in, endpoint);
+    libvoice_send_signal(reinterpret_cast<libvoice_signal_t *>(signal.data()));
 }
 
 // The set of a number without an endpoint is left alive by contract; here only those are set that exist.
@@ -153,6 +148,12 @@ void request_answer(Input &in) {
             return bus().complete(bus().request(id), fuzz::reply(in));
 }
 
+void believed_check() {
+    for (const libvoice_endpoint_t &entry : endpt_table)
+        require((entry.used == 1) == (believed.count(&entry) == 1),
+                "the application hears of every endpoint that goes");
+}
+
 void step(Input &in) {
     const uint32_t what = in.below(16);
     if (what < 9)
@@ -169,29 +170,18 @@ void step(Input &in) {
         decision = in.byte();
     else
         request_make(in);
-}
-
-void believed_check() {
-    for (const libvoice_endpoint_t &entry : endpt_table)
-        require((entry.used == 1) == (believed.count(&entry) == 1),
-                "the application hears of every endpoint that goes");
+    believed_check();
 }
 
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
-    constexpr unsigned kMostSteps = 60;
     Input in(bytes, size);
     fuzz::library_reset();
     believed.clear();
     decision = in.byte();
     libvoice_app_init({on_get_country, on_event, on_register_endpoint, on_endpoint_deleted, on_get_done,
                        in.flag() ? on_reply : nullptr, in.flag() ? on_reply : nullptr});
-    for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i) {
-        step(in);
-        fuzz::tables_check();
-        believed_check();
-    }
-    fuzz::library_settle(in);
+    fuzz::steps_run(in, step);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "kex_host.h"
 
 using fake::bus;
+using fuzz::decision;
 using fuzz::Input;
 using fuzz::Kind;
 using fuzz::require;
@@ -25,12 +26,9 @@ const fuzz::Function kFunctions[] = {
       {"filedesc", Kind::descriptors},
       {"endpoint_path", Kind::text},
       {"ep_line_id", Kind::u32}}},
-    {__DSP_CHANNEL_modify, {{"cnx_info", Kind::cnx_info}, {"filedesc", Kind::descriptors}, {"ep_line_id", Kind::u32}}},
+    {__DSP_CHANNEL_modify, fuzz::kMediaArguments},
     {__DSP_CHANNEL_destroy, {{"ep_line_id", Kind::u32}}},
 };
-
-// What the plugin answers next; 0 is success.
-uint8_t decision;
 
 int32_t on_signal(const char *channel, libvoice_signal_t *message) {
     require(channel != nullptr, "a channel has a name");
@@ -80,18 +78,14 @@ void step(Input &in) {
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
-    constexpr unsigned kMostSteps = 60;
     Input in(bytes, size);
     fuzz::library_reset();
-    decision = 0;
     kex_declareObject(bus().handle(), "dsp1", "DSPPlugin");
     kex_declareTemplate(bus().handle(), "dsp1.DSP", "DSP");
     kex_declareTemplate(bus().handle(), "dsp1.DSP.DSP_CHANNEL", "DSP_CHANNEL");
     const uint8_t unset = in.byte();
     libvoice_dsp_init({unset & 1 ? nullptr : on_signal, unset & 2 ? nullptr : on_create,
                        unset & 4 ? nullptr : on_modify, unset & 8 ? nullptr : on_destroy});
-    for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i)
-        step(in);
-    fuzz::library_settle(in);
+    fuzz::steps_run(in, step);
     return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The bus functions of a plugin, on its endpoints and for contexts: calls in any order with any arguments, endpoints that
-// come and go, events that leave, an application that closes and comes back, and a bus that fails.
+// The bus functions of a plugin, on its endpoints and for contexts: calls in any order with any arguments, endpoints
+// that come and go, events that leave, an application that closes and comes back, and a bus that fails.
 #include "function_calls.h"
 #include "require.h"
 
@@ -8,6 +8,7 @@
 #include <cstring>
 
 using fake::bus;
+using fuzz::decision;
 using fuzz::Input;
 using fuzz::Kind;
 using fuzz::require;
@@ -29,15 +30,12 @@ const fuzz::Function kFunctions[] = {
     {__destroy_ctx, {{"ctx_id", Kind::u32}}},
     {__EndPoint_signal, {{"signal", Kind::signal}}},
     {__EndPoint_event, {{"event", Kind::event}, {"channel_id", Kind::u32}}},
-    {__EndPoint_create, {{"cnx_info", Kind::cnx_info}, {"filedesc", Kind::descriptors}, {"ep_line_id", Kind::u32}}},
-    {__EndPoint_modify, {{"cnx_info", Kind::cnx_info}, {"filedesc", Kind::descriptors}, {"ep_line_id", Kind::u32}}},
+    {__EndPoint_create, fuzz::kMediaArguments},
+    {__EndPoint_modify, fuzz::kMediaArguments},
     {__EndPoint_destroy, {{"ep_line_id", Kind::u32}}},
     {__EndPoint_get, {{"param_set_request", Kind::set}}},
     {__EndPoint_set, {{"param_set_params", Kind::set}}},
 };
-
-// What the plugin answers next; 0 is success.
-uint8_t decision;
 
 uint32_t low_word(const void *address) {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address));
@@ -126,13 +124,9 @@ void endpoint_deregister(Input &in) {
 }
 
 void event_send(Input &in) {
-    libvoice_event_t head = {};
-    head.endpoint = in.byte();
-    const std::string params = fuzz::params(in);
-    head.length = static_cast<uint32_t>(params.size());
-    std::string bytes(reinterpret_cast<const char *>(&head), sizeof head);
-    bytes += params;
-    libvoice_send_event(reinterpret_cast<libvoice_event_t *>(bytes.data()));
+    const int32_t endpoint = in.byte();
+    std::string event = fuzz::record_make<libvoice_event_t>(in, endpoint);
+    libvoice_send_event(reinterpret_cast<libvoice_event_t *>(event.data()));
 }
 
 void time_pass(Input &in) {
@@ -173,10 +167,8 @@ void step(Input &in) {
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
-    constexpr unsigned kMostSteps = 60;
     Input in(bytes, size);
     fuzz::library_reset();
-    decision = 0;
     bus().object("fxs1.EndPoint");
     libvoice_set_pluginname("fxs1");
     libvoice_set_ep_suffix("FXS");
@@ -186,10 +178,6 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
                    on_set, on_context, on_add_stream, on_modify_stream, on_remove_stream, on_context});
     bus().advance(0);
     libvoice_set_endpoint("FXS1", 1, nullptr);
-    for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i) {
-        step(in);
-        fuzz::tables_check();
-    }
-    fuzz::library_settle(in);
+    fuzz::steps_run(in, step);
     return 0;
 }

@@ -109,7 +109,10 @@ void descriptors_take(int32_t *all) {
             close(all[i]);
 }
 
+uint8_t decision;
+
 void library_reset() {
+    decision = 0;
     file(0);
     bus().reset();
     std::fill(std::begin(endpt_table), std::end(endpt_table), libvoice_endpoint_t());
