@@ -191,20 +191,4 @@ TEST_F(Limits, ConnectionsOfABus) {
     close(listener);
 }
 
-TEST_F(Limits, WhoConnectsIsTakenInSixtyFourATurn) {
-    CapturedTrace trace;
-    std::vector<std::unique_ptr<RawPeer>> raws;
-    for (int i = 0; i < 65; i++) {
-        raws.push_back(std::make_unique<RawPeer>(socket));
-        ASSERT_TRUE(raws.back()->connected()) << i;
-    }
-    kex_dispatch(bus);
-    size_t answered = 0;
-    for (auto &raw : raws)
-        answered += raw->receive().has_value();
-    EXPECT_EQ(answered, 64u);
-    kex_dispatch(bus);
-    EXPECT_TRUE(raws.back()->receive().has_value());
-}
-
 } // namespace
