@@ -403,6 +403,33 @@ TEST_F(Closer, WhatCallsGiveBackBeyondTheLimitIsClosedBesideTheLoopToo) {
     wait_for_closings();
 }
 
+// Far more than calls can hold. What does not fit is late rather than lost.
+TEST_F(Closer, SixtyFiveThousandWaitAndTheNextOneIsClosedHere) {
+    constexpr uint32_t kRing = 64 * 1024;
+    constexpr linger kLong = {1, 60};
+    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
+        stuck.push_back(std::make_unique<Lingering>());
+        setsockopt(stuck.back()->fd, SOL_SOCKET, SO_LINGER, &kLong, sizeof kLong);
+        const int slow = lingering_pair(*stuck.back());
+        bus::foreign_descriptor_close(slow);
+        while (fcntl(slow, F_GETFD) != -1)
+            usleep(1000); // until a thread is at it
+    }
+    const int any = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    // One that nobody gets again stands for as many.
+    const int high = fcntl(any, F_DUPFD_CLOEXEC, 900);
+    for (uint32_t i = 0; i < kRing; i++)
+        bus::foreign_descriptor_close(high);
+    EXPECT_NE(fcntl(high, F_GETFD), -1) << "it waits";
+    const int next = fcntl(any, F_DUPFD_CLOEXEC, 0);
+    bus::foreign_descriptor_close(next);
+    EXPECT_EQ(fcntl(next, F_GETFD), -1);
+    close(any);
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
     Lingering one;
     const int fd = lingering_pair(one);
