@@ -108,18 +108,18 @@ class Growth(unittest.TestCase):
         return samples.growing()
 
     def test_who_grows_is_named(self):
-        self.assertEqual(self.growing(1, 130, 200), ["fxs1 grows by 200 KiB a minute"])
-        self.assertEqual(len(self.growing(2, 130, 200)), 2)
+        self.assertEqual(self.growing(1, 190, 200), ["fxs1 grows by 200 KiB a minute"])
+        self.assertEqual(len(self.growing(2, 190, 200)), 2)
 
     def test_who_does_not_grow(self):
-        self.assertEqual(self.growing(1, 130, 100), [])
+        self.assertEqual(self.growing(1, 190, 100), [])
 
     def test_a_short_life_says_nothing(self):
-        self.assertEqual(self.growing(5, 110, 200), [])
+        self.assertEqual(self.growing(5, 170, 200), [])
 
     def test_the_first_minute_may_grow(self):
         samples = Samples()
-        for second in range(180):
+        for second in range(240):
             samples.add("fxs1", 1, Sample(second, 2000 + min(second, 60) * 100, 20))
         self.assertEqual(samples.growing(), [])
 

@@ -7,7 +7,7 @@ from pathlib import Path
 
 PAGE = os.sysconf("SC_PAGE_SIZE") // 1024  # KiB
 SETTLED = 60  # seconds until a process has all that it keeps
-SHORTEST = 60  # seconds after that in which a slope says something
+SHORTEST = 120  # seconds after that in which a slope says something
 MOST_SLOPE = 128  # KiB a minute
 
 

@@ -23,7 +23,7 @@ last one causes has happened. After each one this must hold:
   - strangers are refused with a reason, or answered as they should be.
 
 Every 40 actions all hang up: then no media port is open, each process has the descriptors that it had at first, and
-the application its objects and a report of all media that ended. Who lives for two minutes does not grow by more than
+the application its objects and a report of all media that ended. Who lives for three minutes does not grow by more than
 128 KiB a minute after the first one. At the end no socket is left, nor a lock that is held.
 
 The seed is printed first; it makes the same actions again. What fails says its action and how to run up to it, and ends
