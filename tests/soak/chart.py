@@ -6,7 +6,8 @@ import subprocess
 import pygal
 
 WIDTH, HEIGHT = 1200, 600  # of each of the two
-STYLE = pygal.style.Style(background="white", plot_background="white", font_family="sans-serif")
+COLOURS = "#d62728 #1f77b4 #2ca02c #ff7f0e #9467bd #8c564b #e377c2 #7f7f7f #bcbd22 #17becf #000000".split()
+STYLE = pygal.style.Style(background="white", plot_background="white", font_family="sans-serif", colors=COLOURS)
 
 
 def one(title, unit, kind, lives_by_name):
