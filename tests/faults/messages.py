@@ -55,8 +55,8 @@ class Demonstration(House):
         self.names[process.pid] = name
         return process
 
-    def end(self, name):
-        """Of a process that was killed: nobody waits for what others have said of it already."""
+    def miss(self, name, now):
+        """Nobody waits for what others may have said of it already."""
         self.drop(self.processes.pop(name))
 
     def wait_said(self, process, mark, pattern, limit=None):

@@ -47,6 +47,11 @@ class Accidents(Actions):
         return f"{victim} killed {delay * 1000:.1f} ms after step {steps} of {caller}->{callee}, and back"
 
     def kill_and_return(self, victims, others=()):
+        for victim in victims:
+            self.house.count(victim, table="kills")
+        self.end_and_return(victims, self.house.end, others)
+
+    def end_and_return(self, victims, end, others=()):
         """They come back in this order; at the end somebody tries a call of each."""
         house = self.house
         ends_all = "application" in victims
@@ -57,8 +62,7 @@ class Accidents(Actions):
                 call.close()
         early = self.random.random() < 0.5  # hang up while it is gone, or find it again first
         for victim in victims:
-            house.end(victim)
-            house.count(victim, table="kills")
+            end(victim)
         if ends_all or "dsp1" in victims:
             self.dsp_codec = None
         mine = [line for line in involved if line.call is None and line.plugin not in victims]
@@ -89,7 +93,7 @@ class Accidents(Actions):
             calls.end(house, call, self.pick(call.lines()))
         if "dsp1" in victims:
             self.dsp()
-        house.count("calls tried after kills", len(tried))
+        house.count("calls tried after kills and restarts", len(tried))
 
     def call_in(self, line):
         """From outside, for which whoever is in such a call ends it."""
@@ -118,6 +122,14 @@ class Accidents(Actions):
         self.house.start_plugin(name)
         self.house.count("restarts")
         return f"{name} leaves and comes back"
+
+    def restart_application(self):
+        """It takes its leave in the middle of everything, and comes back."""
+        if "application" not in self.victims:
+            return None
+        self.end_and_return(["application"], self.house.leave)
+        self.house.count("restarts")
+        return "the application leaves and comes back"
 
     def deregister(self):
         """A handset leaves; it is back when its base station is started again."""

@@ -94,6 +94,11 @@ class Events(unittest.TestCase):
         self.assertTrue(self.check(["al_on"], event(9, "al_on")))
         self.assertEqual(self.record.lost, 3)
 
+    def test_endpoint_numbers_that_were_given_are_kept(self):
+        ends = {"from": {"pid": APPLICATION}, "to": {"pid": PLUGIN, "connection": 4, "endpoint": "FXS1"}}
+        self.record.take(json.dumps({"kind": "reply", "function": "register_endpoint", "result": 5, **ends}))
+        self.assertEqual(self.record.given, {(PLUGIN, "FXS1"): 5})
+
     def test_strangers_number_as_they_like(self):
         self.record.strangers.add(STRANGER)
         self.assertTrue(self.check([], event(5, "al_of", pid=STRANGER), event(5, "al_of", pid=STRANGER)))

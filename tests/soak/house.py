@@ -102,10 +102,21 @@ class House:
         self.processes[name].err.expect("watching")
 
     def end(self, name):
-        """Kills a process, and forgets it; without the application, until all plugins have noticed."""
-        now, process = self.now(), self.processes.pop(name)
-        process.kill()
-        self.drop(process)
+        """Kills a process, and forgets it."""
+        now = self.now()
+        self.processes[name].kill()
+        self.miss(name, now)
+
+    def leave(self, name):
+        """Asks a process to end, and forgets it."""
+        now, status = self.now(), self.processes[name].terminate()
+        if status != 0:
+            raise Unmet(f"{name} ended with status {status} when asked to")
+        self.miss(name, now)
+
+    def miss(self, name, now):
+        """Without the application, until all plugins have noticed."""
+        self.drop(self.processes.pop(name))
         if name == "application":
             for plugin in self.plugins():
                 now.expect(plugin, "^application lost$")
@@ -116,14 +127,6 @@ class House:
         if process.name in self.programs:
             self.record.killed(process.pid)
         self.system.forget(process)
-
-    def leave(self, name):
-        """Asks a process to end."""
-        process = self.processes[name]
-        status = process.terminate()
-        if status != 0:
-            raise Unmet(f"{name} ended with status {status} when asked to")
-        self.drop(self.processes.pop(name))
 
     def restart(self, names):
         """Processes that run no more are started in this order; waits until all have found each other."""
@@ -163,7 +166,18 @@ class House:
         missing = {line.name for line in self.lines if line.plugin in self.tables} - {
             f"{plugin}.{name}" for plugin, table in self.tables.items() for name in table.now()
         }
-        return [f"not registered: {sorted(missing)}"] if missing else differences(self.application, self.tables)
+        if missing:
+            return [f"not registered: {sorted(missing)}"]
+        return differences(self.application, self.tables) + self.differences_to_record()
+
+    def differences_to_record(self):
+        """Endpoint numbers that a plugin has in another way than the watcher saw them given."""
+        return [
+            f"{plugin}.{name}: {number} here, {given} by the record"
+            for plugin, table in self.tables.items()
+            for name, number in table.now().items()
+            if (given := self.record.given.get((self.processes[plugin].pid, name), number)) != number
+        ]
 
     def wait_states(self):
         """Until application and plugins say of each line and each call what is known of it here."""

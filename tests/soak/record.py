@@ -65,6 +65,7 @@ class Record:
             self.expected = collections.defaultdict(list)
             self.reports = collections.Counter()
             self.dead = set()
+            self.given = {}  # endpoint numbers by process and name, as far as a watcher saw them given
             self.gap = False
             self.marks = set()
 
@@ -86,6 +87,8 @@ class Record:
             self.gap = True
         elif message["to"]["pid"] == self.application and message["kind"] in ("connected", "call", "one_way_call"):
             self.take_from(message["from"]["pid"], message)
+        elif message["from"]["pid"] == self.application and message.get("function") == "register_endpoint":
+            self.given[message["to"]["pid"], message["to"].get("endpoint")] = message["result"]
 
     def take_from(self, pid, message):
         if pid in self.strangers:
@@ -152,6 +155,7 @@ class Record:
             self.dead.discard(pid)
             self.seen.pop(pid, None)
             self.expected.pop(pid, None)
+            self.given = {key: number for key, number in self.given.items() if key[0] != pid}
 
     def killed(self, pid):
         """A process has ended without warning: what it still had to send may be missing, or be seen later."""

@@ -40,6 +40,7 @@ WEIGHTS = {
     "kill_in_a_call": 16,
     "kill_watcher": 1,
     "restart": 2,
+    "restart_application": 2,
     "deregister": 1,
     "stop_plugin": 2,
     "stop_application": 2,
