@@ -119,6 +119,13 @@ class Growth(unittest.TestCase):
     def test_who_does_not_grow(self):
         self.assertEqual(self.growing(1, 190, 100), [])
 
+    def test_one_step_is_no_growth_but_many_are(self):
+        for steps, words in [(1, []), (60, ["fxs1 grows by 200 KiB a minute"])]:
+            samples = Samples()
+            for second in range(360):
+                samples.add("fxs1", 1, Sample(second, 2000 + second * steps // 360 * 1200 // steps, 20))
+            self.assertEqual(samples.growing(), words)
+
     def test_a_short_life_says_nothing(self):
         self.assertEqual(self.growing(5, 170, 200), [])
 

@@ -112,8 +112,17 @@ class Run:
         victims = [*victims, "application"] if self.part == 2 else [name for name in victims if name != "dsp1"]
         self.actions = Accidents(self.house, self.random, self.strangers, victims)
         self.at_first = self.house.settled()
+        self.take_the_most()
         self.reports = {}
         self.objects = self.house.objects()
+
+    def take_the_most(self):
+        """What strangers may make the application keep, at once and in the beginning: later on that is no growth."""
+        for word in ("deaf", "crowd", "drop"):
+            for stranger in self.strangers:
+                stranger.tell_mischief(word)
+            for stranger in self.strangers:
+                stranger.finish()
 
     def start_stranger(self, number):
         words = ["/usr/bin/python3", "-B", Path(__file__).with_name("strangers.py"), self.house.system.socket]

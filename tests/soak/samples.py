@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What processes take over time: resident size and descriptors, once a second, and whether they grow."""
 
+import itertools
 import os
 import time
 from pathlib import Path
@@ -9,6 +10,7 @@ PAGE = os.sysconf("SC_PAGE_SIZE") // 1024  # KiB
 SETTLED = 60  # seconds until a process has all that it keeps
 SHORTEST = 120  # seconds after that in which a slope says something
 MOST_SLOPE = 128  # KiB a minute
+MOST_POINTS = 300  # of a life, for its slope
 
 
 class Sample:
@@ -17,10 +19,11 @@ class Sample:
 
 
 def slope(points):
-    """Of the straight line with the least squares to points (x, y)."""
-    middle = sum(x for x, _ in points) / len(points), sum(y for _, y in points) / len(points)
-    below = sum((x - middle[0]) ** 2 for x, _ in points)
-    return sum((x - middle[0]) * (y - middle[1]) for x, y in points) / below if below else 0.0
+    """The median of the slopes between any two of the points (x, y): of what grows all the time, not of one step, as a
+    process makes when two strangers do for the first time at once what each of them may."""
+    every = len(points) // MOST_POINTS + 1
+    found = sorted((b[1] - a[1]) / (b[0] - a[0]) for a, b in itertools.combinations(points[::every], 2) if b[0] > a[0])
+    return found[len(found) // 2] if found else 0.0
 
 
 def mean(values):
