@@ -89,7 +89,8 @@ class Tree:
 
     def has_test(self, stem, case):
         named = re.compile(rf"\b{case}\b")
-        return any(named.search(path.read_text(encoding="utf-8")) for path in self.root.rglob(f"{stem}.*"))
+        found = (path for suffix in ("py", "c", "cpp") for path in self.root.rglob(f"{stem}.{suffix}"))
+        return any(named.search(path.read_text(encoding="utf-8")) for path in found)
 
 
 def example(root, reference):
