@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The console of the voice application: any lines from a control connection, while plugins, lines, calls and time come and
-// go as other lines say:
+// The console of the voice application: any lines from a control connection, while plugins, lines, calls and time come
+// and go as other lines say:
 //
 //     !plugin fxs1              a plugin registers
 //     !line fxs1 FXS1 0         one of its endpoints registers, of a type
@@ -16,16 +16,10 @@
 #include "lines.h"
 #include "plan.h"
 
+#include "control_client.h"
 #include "kex_host.h"
-#include "require.h"
-#include "terminal.h"
-#include "voice_fake/bus.h"
 
 #include <algorithm>
-#include <sstream>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 #include <vector>
 
 using fake::bus;
@@ -43,48 +37,6 @@ void host_terminate() {
 
 namespace {
 
-const std::string &control_path() {
-    static const std::string path = [] {
-        const char *folder = getenv("TMPDIR");
-        return std::string(folder ? folder : "/tmp") + "/console-fuzz-" + std::to_string(getpid());
-    }();
-    return path;
-}
-
-// A control connection.
-class Client {
-public:
-    Client() : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        control_path().copy(address.sun_path, sizeof address.sun_path - 1);
-        require(connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0, "a client connects");
-        bus().turn();
-    }
-    ~Client() { close(fd_); }
-    Client(const Client &) = delete;
-    Client &operator=(const Client &) = delete;
-
-    void send(const std::string &text) { (void)!::send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
-
-    // Looks at what has come.
-    void answers_check() {
-        std::string all(1 << 16, '\0');
-        const ssize_t got = recv(fd_, all.data(), all.size(), MSG_DONTWAIT);
-        all.resize(got > 0 ? static_cast<size_t>(got) : 0);
-        require(all.empty() || all.back() == '\n', "answers end with a line break");
-        require(!fuzz::steers_a_terminal(all), "no answer steers a terminal");
-        std::istringstream lines(all);
-        for (std::string line; std::getline(lines, line);)
-            ends_ += line == "ok" || line.compare(0, 7, "error: ") == 0;
-    }
-    unsigned ends() const { return ends_; }
-
-private:
-    int fd_;
-    unsigned ends_ = 0; // commands that have been answered
-};
-
 class Application {
 public:
     Application() {
@@ -99,8 +51,8 @@ public:
         libvoice_set_kex_handler(on);
         libvoice_set_convert_media(0);
         require(application_start(on) == nullptr, "the application starts");
-        unlink(control_path().c_str());
-        require(console_start(on, false, control_path().c_str(), true, command_run, host_terminate),
+        unlink(fuzz::control_path().c_str());
+        require(console_start(on, false, fuzz::control_path().c_str(), true, command_run, host_terminate),
                 "the console starts");
     }
     ~Application() {
@@ -177,24 +129,9 @@ private:
 };
 
 void run(const std::string &input) {
-    constexpr unsigned kMostLines = 60;
     Application application;
-    Client client;
     std::istringstream lines(input);
-    unsigned left = kMostLines;
-    for (std::string line; left > 0 && std::getline(lines, line) && !bus().is_stopped(); --left) {
-        if (line.compare(0, 1, "!") == 0) {
-            application.step(line);
-            continue;
-        }
-        const unsigned before = client.ends();
-        client.send(line + "\n");
-        bus().turn();
-        client.answers_check();
-        const std::string text = line.substr(0, line.find('\0'));
-        const bool is_command = text.find_first_not_of(" \t\r") != std::string::npos;
-        require(client.ends() >= before + is_command, "a command is answered");
-    }
+    fuzz::control_lines_run(lines, [&application](const std::string &line) { application.step(line); });
 }
 
 } // namespace

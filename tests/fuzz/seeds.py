@@ -189,11 +189,60 @@ def console_seeds():
     yield "quit", b"quit\nstatus\n"
 
 
+def plugin_console_seeds():
+    params = item("LIBVOICE_PARAM_al_ri_cad", word(1000) + word(4000)).hex().encode()
+    name = item("LIBVOICE_PARAM_zil_ep_dispname", b"Aunt\0").hex().encode()
+    display = data_block(0x80, (1, ANY_DATE), (2, b"101"), (7, b"FXS1"), (3, b"102"))
+    shown = item("LIBVOICE_PARAM_andisp_data_db", display + b"\0").hex().encode()
+    ring = b"!signal 1 LIBVOICE_SIGNAL_al_ri 0 " + params + b"\n"
+    yield "telephone-rings", b"fxs\n!register\n" + ring + b"!signal 1 LIBVOICE_SIGNAL_andisp_data 0 " + shown + (
+        b"\nstatus\n1 off\n!signal 1 LIBVOICE_SIGNAL_zil_cancel_all_signals\n1 flash\n1 dial 12*#\n1 on\n"
+    )
+    yield "telephone-wrong-words", b"fxs\n1 dial\n1 dial x\n3 off\n1 sing\n1\nhelp\nnonsense\nwatch\nmemory\n1 on\n"
+    yield "telephone-parameters", b"fxs\n!register\n!set 1 " + name + b"\n!get 1 " + name + b"\n!context 7\nstatus\n"
+    yield "handset", b"dect\n!register\n1 off\n1 dial 101\n1 away\n1 back\n2 deregister\nstatus\n1 on\n"
+    yield "handset-is-asked-to-leave", b"dect\n!register\n!signal 2 LIBVOICE_SIGNAL_zil_deregister\n!time 10\nstatus\n"
+    yield "exchange-rings", b'fxo\n!register\n1 ring 030 "Aunt Mary"\n1 ring\n1 stop\n1 hangup\nstatus\n'
+    yield "exchange-line-is-seized", (
+        b"fxo\n!register\n!signal 1 LIBVOICE_SIGNAL_fxo_of\n1 ring 1\n1 hangup\n!signal 1 LIBVOICE_SIGNAL_fxo_on\n"
+    )
+    yield "channels", b"dsp\n!register\nstatus\n1 off\nhelp\nquit\n"
+    yield "application-comes-back", b"fxs\n!time 3000\n!register\n1 off\n!close\n!time 3000\n!register\nstatus\nquit\n"
+    yield "exit", b"fxs\n!register\n!exit\nstatus\n"
+
+
+def host_options_seeds():
+    yield "telephones", b"fxs\n--name\ntel\n--stem\nT\n--lines\n3\n--codecs\nPCMA,G722\n--tone\n440\n--no-stdin\n"
+    yield "display", b"fxs\n--display-wav\n/tmp\n--display-modem=bell202\n--convert-media\n"
+    yield "handsets", b"dect\n--name=dect2\n--socket\n/tmp/bus\n--control\n/tmp/control\n"
+    yield "exchange-lines", b"fxo\n--lines\n8\n--li\n9\n"
+    yield "channels", b"dsp\n--name\ndsp1\n--stem\nx\n"
+    yield "application", b"application\n--config\n/none\n--socket\n/tmp/bus\n"
+    yield "help", b"fxs\n--help\n"
+    yield "version", b"application\n--version\n"
+    yield "wrong", b"fxs\n--lines\n0\nword\n--none\n"
+    yield "name-too-long", b"fxs\n--name\n" + b"n" * 20
+    yield "no-text", b"fxs\n--name\n\xff\n"
+
+
+def printable_seeds():
+    yield "plain", "Aunt \u00c4nne \u6f22 \U0001f600".encode()
+    yield "controls", b"\x1b]0;owned\x07\x1b[2J\x7f\r"
+    yield "c1", b"\xc2\x9b31m\xc2\x85"
+    yield "directions", "\u202e101\u2066\u200f\u061c\u00ad".encode()
+    yield "separators", "\u2028\u2029\ufeff\ufff9\U000e0001".encode()
+    yield "broken", b"\x9b\xff\xc0\x8a\xed\xa0\x80\xf4\x90\x80\x80\xe6\x9d"
+    yield "quotes", b'"a\\b"'
+
+
 def options_seeds():
-    yield "filters", b"--endpoint\nFXS1\nfxs1.FXS2\n-p\nfxs1\n--function\nevent\n--package\nal\n--direction\nin"
-    yield "limits", b"--count\n10\n--for\n1.5\n--json\n--long\n--reconnect\n--socket\n/tmp/x"
-    yield "wrong", b"--count\n0\n--colour\nred"
-    yield "help", b"--help"
+    yield "filters", b"watch\n--endpoint\nFXS1\nfxs1.FXS2\n-p\nfxs1\n--function\nevent\n--package\nal\n--direction\nin"
+    yield "limits", b"watch\n--count\n10\n--for\n1.5\n--json\n--long\n--reconnect\n--socket\n/tmp/x"
+    yield "wrong", b"watch\n--count\n0\n--colour\nred"
+    yield "help", b"watch\n--help"
+    yield "version", b"--version"
+    yield "no-such-subcommand", b"see\n--all"
+    yield "nothing", b""
 
 
 SEEDS = {
@@ -203,10 +252,13 @@ SEEDS = {
     "console": console_seeds,
     "data_block": data_block_seeds,
     "dsp_functions": dsp_seeds,
+    "host_options": host_options_seeds,
     "listener": listener_seeds,
     "options": options_seeds,
     "params": params_seeds,
+    "plugin_console": plugin_console_seeds,
     "plugin_functions": plugin_seeds,
+    "printable": printable_seeds,
     "rtp": rtp_seeds,
     "settings": settings_seeds,
     "tap_client": tap_seeds,

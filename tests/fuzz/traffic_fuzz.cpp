@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What voicectl makes of a tap's records: any of them become rows that steer no terminal and JSON that is JSON, through any
-// filter.
+// What voicectl makes of a tap's records: any of them become rows that steer no terminal and JSON that is JSON, through
+// any filter.
 #include "filter.h"
 #include "show.h"
 #include "tap_feed.h"

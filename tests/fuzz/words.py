@@ -15,10 +15,15 @@ WORDS = {
     "arguments": "plugin_name endpoint_name endpoint_path type codeclist country reason channel_id cnx_info filedesc "
     "ep_line_id param_set_request param_set_params ctx_id stream_id stream_info ep_id line_id name",
     "commands": "status calls stats hangup mwi codec set get flash deregister dsp destroy watch memory help quit",
-    "steps": "!plugin !line !event !time !close LIBVOICE_EVENT_al_of LIBVOICE_EVENT_al_on LIBVOICE_EVENT_al_fl "
+    "commands of plugins": "fxs dect fxo dsp off on dial flash away back ring stop",
+    "steps": "!register !signal !set !get !context !exit LIBVOICE_SIGNAL_al_ri LIBVOICE_SIGNAL_cg_dt "
+    "LIBVOICE_SIGNAL_zil_cancel_all_signals LIBVOICE_SIGNAL_andisp_data LIBVOICE_SIGNAL_fxo_of "
+    "!plugin !line !event !time !close LIBVOICE_EVENT_al_of LIBVOICE_EVENT_al_on LIBVOICE_EVENT_al_fl "
     "LIBVOICE_EVENT_dd_d1 LIBVOICE_EVENT_dd_d0",
     "settings": "number exchange incoming codecs address ports PCMA PCMU G722 127.0.0.1 30000-30199",
-    "options": "--endpoint --plugin --function --package --direction in out both --json --long --count --for "
+    "options of hosts": "--name --stem --lines --codecs --tone --display-wav --display-modem bell202 "
+    "--control --no-stdin --convert-media --config --help --version application",
+    "options": "watch --endpoint --plugin --function --package --direction in out both --json --long --count --for "
     "--reconnect --socket zil al cg",
     "data-blocks": "8008020331303104014F73 82060B01FF130103AA",
 }
