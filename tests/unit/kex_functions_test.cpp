@@ -751,8 +751,8 @@ TEST_F(EndPointModify, AnyLengthIsPassedWithItsDescriptors) {
 }
 
 TEST_F(EndPointModify, TheFirstEndpointIsOneLikeOthers) {
-    have_endpoint(0, "FXS0", 0);
     have_files(1);
+    have_endpoint(0, "FXS0", 0);
     host.cnx_bytes = 705;
     Call call;
     call.on(bus().object("FXS.EndPoint.FXS0")).with("cnx_info", Value::bytes(std::string(705, 'c')));
