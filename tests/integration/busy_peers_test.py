@@ -14,6 +14,8 @@ import pytest
 from wire import RawPeer
 
 LIST = ("kex", "list", [])
+LONGEST_WAIT = 0.1
+MOST_WORK = 0.2  # a processor that is shared with others takes up to twice as long for the same
 BUSY = Path(__file__).with_name("busy_peer.py")
 
 
@@ -28,12 +30,20 @@ def seconds_without_processor(pid):
     return int(Path(f"/proc/{pid}/schedstat").read_text().split()[1]) / 1e9
 
 
-def seconds_of(action, application):
-    """What it takes, but for the time in which the machine let others run instead of either end."""
+def processor_seconds(pid):
+    """That a process has used, all of its threads together."""
+    return time.clock_gettime((~pid << 3) | 2)  # the clock that clock_getcpuclockid(3) names
+
+
+def waited_for(action, application):
+    """What it takes, but for the time in which the machine let others run instead of an end; and what the application
+    works meanwhile. Both ends may have stood still at the same time, so the first alone may be too little."""
     ends = "self", application.pid
+    done = processor_seconds(application.pid)
     begin = time.monotonic() - sum(map(seconds_without_processor, ends))
     action()
-    return time.monotonic() - sum(map(seconds_without_processor, ends)) - begin
+    passed = time.monotonic() - sum(map(seconds_without_processor, ends)) - begin
+    return passed, processor_seconds(application.pid) - done
 
 
 def newcomer_is_answered(path):
@@ -50,16 +60,16 @@ def test_who_calls_little_waits_little_beside_busy_peers(system, processes, mann
             for _ in range(processes):
                 children.append(start_busy_process(system.socket, manner))
             for _ in range(40):
-                waits.append(seconds_of(lambda: peer.call(*LIST), application))
-                newcomers.append(seconds_of(lambda: newcomer_is_answered(system.socket), application))
+                waits.append(waited_for(lambda: peer.call(*LIST), application))
+                newcomers.append(waited_for(lambda: newcomer_is_answered(system.socket), application))
             assert [child.poll() for child in children] == [None] * processes, "all of them were busy until now"
         finally:
             for child in children:
                 child.kill()
                 child.wait()
                 child.stdout.close()
-    for name, figures in ("known", waits), ("newcomer", newcomers):
-        shown = f"median {statistics.median(figures):.4f} s, most {max(figures):.4f} s"
-        print(f"{processes} busy, {manner}, {name}: {shown}")
-    assert max(waits) <= 0.1
-    assert max(newcomers) <= 0.1
+    for who, figures in ("known", waits), ("newcomer", newcomers):
+        for what, limit, seconds in zip(("waits", "work"), (LONGEST_WAIT, MOST_WORK), zip(*figures)):
+            shown = f"median {statistics.median(seconds):.4f} s, most {max(seconds):.4f} s"
+            print(f"{processes} busy, {manner}, {who}, {what}: {shown}")
+            assert max(seconds) <= limit, (who, what)
