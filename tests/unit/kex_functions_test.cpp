@@ -750,14 +750,15 @@ TEST_F(EndPointModify, AnyLengthIsPassedWithItsDescriptors) {
     }
 }
 
-TEST_F(EndPointModify, TheFirstEndpointIsOneLikeOthers) {
+TEST_F(EndPointModify, EndpointZeroIsOneLikeOthers) {
     have_files(1);
-    have_endpoint(0, "FXS0", 0);
+    have_endpoint(3, "FXS1", 0);
     host.cnx_bytes = 705;
     Call call;
-    call.on(bus().object("FXS.EndPoint.FXS0")).with("cnx_info", Value::bytes(std::string(705, 'c')));
+    call.on(endpoint_object()).with("cnx_info", Value::bytes(std::string(705, 'c')));
     call.with("filedesc", Value::fds(files(1))).with("ep_line_id", Value::u32(9));
     EXPECT_EQ(call.run(__EndPoint_modify), 0);
+    ASSERT_EQ(host.descriptors.size(), 10u);
     EXPECT_TRUE(same_file(host.descriptors[0], files(1)[0]));
     EXPECT_TRUE(call.errors().empty());
     close_received();
@@ -769,10 +770,10 @@ const char *const kDestroy = "__EndPoint_destroy";
 
 class EndPointDestroy : public Handlers {};
 
-TEST_F(EndPointDestroy, TheFirstEndpointIsOneLikeOthers) {
-    have_endpoint(0, "FXS0", 0);
+TEST_F(EndPointDestroy, EndpointZeroIsOneLikeOthers) {
+    have_endpoint(3, "FXS1", 0);
     Call call;
-    call.on(bus().object("FXS.EndPoint.FXS0")).with("ep_line_id", Value::u32(9));
+    call.on(endpoint_object()).with("ep_line_id", Value::u32(9));
     EXPECT_EQ(call.run(__EndPoint_destroy), 0);
     EXPECT_TRUE(call.errors().empty());
 }
