@@ -195,4 +195,19 @@ TEST_F(Admission, RefusalIsTraced) {
     EXPECT_THAT(trace.text(), HasSubstr("refused: its process has 8 connections already"));
 }
 
+TEST_F(Admission, WhomTheBusConnectsToTakesNoPlaceOfItsProcess) {
+    kex_t *other = kex_create("other");
+    const std::string path = scratch.path("other");
+    ASSERT_NE(connection_listenOnIPC(kex_connection(other), path.c_str()), nullptr);
+    for (int i = 0; i < 8; i++)
+        ASSERT_NE(kex_client_connect(bus, uri_of(path).c_str()), nullptr);
+    turn_until_idle({bus, other});
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle({bus, other});
+    EXPECT_EQ(raw.refusal(), "");
+    EXPECT_FALSE(raw.is_closed());
+    kex_destroy(other);
+}
+
 } // namespace

@@ -634,4 +634,25 @@ TEST_F(Call, RepliesToOneThatHasGoneAreLeftAlone) {
     EXPECT_EQ(trace.text(), "");
 }
 
+TEST_F(Call, DescriptorInAListGoesToWhoeverReadsItFirst) {
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_THAT(probe(
+                    [&](function_call_t *call, argument_list_t *arguments, variant_t *) {
+                        for (bool first : {true, false}) {
+                            variant_list_t *items = nullptr;
+                            EXPECT_TRUE(argument_getList(arguments, "fds", 0, &items));
+                            const int fd = variant_fd(variant_list_at(items, 0));
+                            EXPECT_EQ(fd >= 0, first);
+                            if (fd >= 0)
+                                close(fd);
+                            variant_list_destroy(items);
+                        }
+                        fcall_destroy(call);
+                        return 0;
+                    },
+                    {{"fds", list({descriptor(null)})}}),
+                ElementsAre());
+    close(null);
+}
+
 } // namespace

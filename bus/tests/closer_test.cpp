@@ -642,4 +642,25 @@ TEST_F(Closer, ItsThreadsTakeNoSignal) {
     signal(SIGUSR1, before);
 }
 
+// A folder is nothing that a call could need, and its file system may be slow; one of the kernel's own files is on no disk.
+TEST_F(Closer, WhatMayBeSlowIsClosedToo) {
+    for (const char *path : {"/", "/proc/self/status"}) {
+        const int fd = open(path, O_RDONLY | O_CLOEXEC);
+        ASSERT_GE(fd, 0);
+        bus::foreign_descriptor_close(fd);
+        for (int i = 0; i < 5000 && fcntl(fd, F_GETFD) != -1; i++)
+            usleep(1000);
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1) << path;
+    }
+    for (int i = 0; i < 5000 && bus::closings_pending() > 0; i++)
+        usleep(1000);
+}
+
+TEST_F(Closer, WhatIsNoDescriptorAnyMoreIsNotClosedBesideTheLoop) {
+    const int fd = open("/", O_RDONLY | O_CLOEXEC);
+    close(fd);
+    bus::foreign_descriptor_close(fd);
+    EXPECT_EQ(bus::closings_pending(), 0u);
+}
+
 } // namespace

@@ -313,6 +313,19 @@ TEST_F(FaultsBetween, ATapsCopyIsSentAtTheSecondAttempt) {
     kex_tap_close(tap);
 }
 
+// Sooner than a silent one has to go.
+TEST_F(FaultsBetween, WhoCannotBeTakenInNowIsTakenInSoon) {
+    begin("");
+    RawPeer silent(socket);
+    kex_dispatch(server);
+    RawPeer newcomer(socket);
+    bus::faults_read("accept:1,accept:2");
+    kex_dispatch(server);
+    bus::faults_read(nullptr);
+    EXPECT_FALSE(newcomer.receive().has_value());
+    EXPECT_TRUE(turn_until({server}, [&] { return newcomer.receive().has_value(); }));
+}
+
 // Each of them at its own time, by a clock that the test moves.
 TEST_F(FaultsBetween, WhatIsDueAtATimeIsDoneThen) {
     begin("");

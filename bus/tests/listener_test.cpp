@@ -292,7 +292,7 @@ TEST_F(Listen, SocketsOfAnotherProcessAreNotInherited) {
 }
 
 TEST_F(Listen, OnlyTheSocketThatListensAtThePathIsInherited) {
-    EXPECT_EQ(activated("4",
+    EXPECT_EQ(activated("5",
                         [&] {
                             const int right = listen_without_lock();
                             const std::string path = socket;
@@ -303,14 +303,15 @@ TEST_F(Listen, OnlyTheSocketThatListensAtThePathIsInherited) {
                             int ends[2];
                             if (pipe(ends) != 0)
                                 return false;
+                            const int stream = ::socket(AF_UNIX, SOCK_STREAM, 0);
                             const int from[] = {fcntl(ends[0], F_DUPFD, 20), fcntl(silent, F_DUPFD, 20),
-                                                fcntl(elsewhere, F_DUPFD, 20), fcntl(right, F_DUPFD, 20)};
-                            for (int i = 0; i < 4; i++)
+                                                fcntl(elsewhere, F_DUPFD, 20), fcntl(stream, F_DUPFD, 20),
+                                                fcntl(right, F_DUPFD, 20)};
+                            for (int i = 0; i < 5; i++)
                                 dup2(from[i], 3 + i);
-                            close(from[3]);
                             kex_t *own = kex_create("activated");
-                            bool good = listen(own, socket) != nullptr && (fcntl(6, F_GETFD) & FD_CLOEXEC) != 0;
-                            for (int fd : {3, 4, 5})
+                            bool good = listen(own, socket) != nullptr && (fcntl(7, F_GETFD) & FD_CLOEXEC) != 0;
+                            for (int fd : {3, 4, 5, 6})
                                 good &= (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
                             good &= access((socket + ".lock").c_str(), F_OK) != 0;
                             kex_destroy(own);
@@ -446,19 +447,31 @@ TEST_F(Listen, AllGroupsOfAUserCount) {
         const char *allowed;
         int answer;
     } rows[] = {{"5001", 0}, {"1,5002", 0}, {"5003", 1}};
-    const gid_t groups[] = {5001, 5002};
+    const gid_t groups[65] = {5001, 5002};
     gid_t before[64];
     const int count = getgroups(64, before);
     ASSERT_GE(count, 0);
     ASSERT_EQ(setgroups(2, groups), 0); // the stranger keeps them
+    const std::string path = scratch.path("other");
+    ASSERT_NE(listen(bus, path), nullptr);
     for (const auto &row : rows) {
         setenv("KEX_ALLOW_GIDS", row.allowed, 1);
         kex_t *own = kex_create("own");
         unsetenv("KEX_ALLOW_GIDS");
         ASSERT_NE(listen(own, socket), nullptr);
+        EXPECT_TRUE(kex_reserve(own, 0, 1));                               // takes nothing from other users
+        const RawPeer of_root(socket);                                     // nor does who comes anyway
+        EXPECT_NE(kex_client_connect(own, uri_of(path).c_str()), nullptr); // nor does whom the bus connects to
         EXPECT_EQ(connect_as(kStranger, kStranger, socket, {own}), row.answer) << row.allowed;
         kex_destroy(own);
     }
+    ASSERT_EQ(setgroups(65, groups), 0);
+    setenv("KEX_ALLOW_GIDS", "5001", 1);
+    kex_t *own = kex_create("own");
+    unsetenv("KEX_ALLOW_GIDS");
+    ASSERT_NE(listen(own, socket), nullptr);
+    EXPECT_EQ(connect_as(kStranger, kStranger, socket, {own}), 1) << "sixty-four groups are looked at";
+    kex_destroy(own);
     ASSERT_EQ(setgroups(static_cast<size_t>(count), before), 0);
 }
 
@@ -489,7 +502,7 @@ TEST_F(Listen, UserIsNoStrangerToItself) {
         struct stat status = {};
         good &= listen(own, socket) != nullptr && stat(socket.c_str(), &status) == 0;
         good &= (status.st_mode & 0777u) == 0660;
-        good &= kex_reserve(own, kStranger, 60) != 0; // of itself: nothing is kept from itself
+        good &= kex_reserve(own, 1, 2) != 0;
         std::vector<std::unique_ptr<RawPeer>> raws;
         for (int i = 0; i < 8; i++) {
             raws.push_back(std::make_unique<RawPeer>(socket));

@@ -372,6 +372,14 @@ TEST(LoopWithoutABus, NoTimerCanBeMade) {
     EXPECT_EQ(kex_timer_create(), nullptr);
 }
 
+TEST_F(Loop, TimeFactorThatIsEmptyIsNone) {
+    CapturedTrace trace;
+    setenv("KEX_TIME_FACTOR", "", 1);
+    kex_destroy(kex_create("own"));
+    unsetenv("KEX_TIME_FACTOR");
+    EXPECT_EQ(trace.text(), "");
+}
+
 TEST_F(Loop, StopEndsATurn) {
     to_stop = bus;
     kex_timer_t *timers[] = {kex_timer_create(), kex_timer_create()};

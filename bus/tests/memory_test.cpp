@@ -120,6 +120,7 @@ TEST_F(Memory, ConnectionsAndCalls) {
         const char *const rows[] = {"Memory", "all"};
         kex_declareFunctions(server, rows, 1, 2);
         kex_declareObject(server, "M", "Memory");
+        kex_declareObject(server, "M.Inner", "Memory");
         connection_listenOnIPC(kex_connection(server), socket.c_str());
         kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
         peer_t *peer = kex_client_connect(client, uri.c_str());

@@ -218,4 +218,16 @@ TEST_F(Peer, NamesAreShownAsAscii) {
     }
 }
 
+// Both wait for their time in one turn.
+TEST_F(Peer, ConnectionAndTimerHaveEachTheirTime) {
+    RawPeer silent(socket);
+    kex_timer_t *timer = kex_timer_create(); // the server's: it was made first
+    kex_timer_start(timer, 100000);
+    turn_until_idle();
+    kex_dispatch(server);
+    EXPECT_TRUE(silent.receive().has_value());
+    EXPECT_FALSE(silent.is_closed());
+    kex_timer_destroy(timer);
+}
+
 } // namespace

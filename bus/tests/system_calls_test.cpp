@@ -287,6 +287,16 @@ TEST_F(SystemCalls, RequestIsSentAlthoughTheLoopCannotBeToldOfIt) {
     EXPECT_EQ(poll(&ready, 1, 5000), 1) << "the timer wakes it";
     EXPECT_TRUE(turn_until([&] { return request_reply(r) != nullptr; }));
     request_destroy(r);
+    turn_until_idle();
+    r = request_create_executeFunction("Probe", "note", 0);
+    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    {
+        const FailingCall failing("read", EAGAIN);
+        kex_dispatch(client);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_TRUE(turn_until([&] { return request_reply(r) != nullptr; }));
+    request_destroy(r);
 }
 
 // ----------------------------------------------------------------------------------------- Taps

@@ -462,6 +462,7 @@ TEST_F(RogueListener, RecordsOfAListenerThatIsGoneAreRead) {
 
 // Its end is read, and what a peer has sent in the same turn.
 TEST_F(Tap, OneThatHasGoneGetsNoMoreCopies) {
+    kex_tap_t *other = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
     RawPeer raw(socket);
     raw.send(hello());
     RawPeer next(socket);
@@ -470,7 +471,7 @@ TEST_F(Tap, OneThatHasGoneGetsNoMoreCopies) {
     next.receive_all();
     CapturedTrace trace;
     kex_tap_close(tap);
-    tap = nullptr;
+    tap = other;
     raw.send(support::call(1, "Probe", "note"));
     next.send(Packet(kTapHello).text("next"));
     kex_dispatch(server);

@@ -198,4 +198,32 @@ TEST_F(TraceRows, CountOfAllWaitsForItsOwnPeriod) {
     EXPECT_EQ(sum, 16 * 11 + 11 - 50u) << "each that was not told is counted once";
 }
 
+TEST_F(TraceRows, CountThatIsDueFirstIsWaitedFor) {
+    passed(1, 11);
+    clock_advance(kSecond / 2);
+    passed(2, 11);
+    const uint64_t due = bus::trace_limit_due();
+    clock_advance(kSecond / 2);
+    passed(1, 11); // its next period
+    EXPECT_EQ(told[1], 1u);
+    EXPECT_GT(bus::trace_limit_due(), due);
+    EXPECT_LE(bus::trace_limit_due(), due + kSecond / 2 + kSecond / 4) << "that of the second one";
+}
+
+TEST_F(TraceRows, CountOfOneIsToldBeforeThatOfAll) {
+    passed(1, 1);
+    clock_advance(6 * kSecond / 10);
+    passed(2, 20);
+    clock_advance(4 * kSecond / 10);
+    for (int32_t process = 3; process <= 19; process++)
+        passed(process, 11); // more than can be kept apart
+    clock_advance(6 * kSecond / 10);
+    bus::trace_limit_tell(remember);
+    EXPECT_EQ(told[2], 10u);
+    EXPECT_EQ(told.count(0), 0u);
+    clock_advance(kSecond);
+    bus::trace_limit_tell(remember);
+    EXPECT_EQ(told.count(0), 1u);
+}
+
 } // namespace

@@ -7,6 +7,7 @@
 #include "ziltrace.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -398,6 +399,56 @@ TEST_F(SystemLog, WhatIsDroppedIsCountedThereToo) {
             bus::trace_catch_up();
     }
     EXPECT_TRUE(told);
+}
+
+TEST_F(SystemLog, EachLevelHasItsPriority) {
+    setenv("ZIL_TRACE_LEVEL", "500", 1);
+    bus::trace_configure();
+    bus::trace_output_set_system_log(path.c_str());
+    unsetenv("ZIL_TRACE_LEVEL");
+    listen();
+    for (const auto &[level, priority] : {std::pair{100, "<11>"}, std::pair{200, "<12>"}, std::pair{300, "<13>"},
+                                          std::pair{400, "<14>"}, std::pair{500, "<15>"}}) {
+        zilTrace(level, "text");
+        EXPECT_EQ(next().substr(0, 4), priority) << level;
+    }
+}
+
+TEST_F(SystemLog, EndOfTheProcessDoesNotWaitForAReaderThatIsNotThere) {
+    zilTrace(100, "early");
+    const auto begin = std::chrono::steady_clock::now();
+    bus::trace_output_end(10000000000);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_GT(bus::trace_output_retry(), 0u);
+}
+
+TEST_F(TraceOutput, EndOfTheProcessHasItsTime) {
+    const StandardError standard_error(ends[1]);
+    for (size_t i = 0; i < 1000; i++)
+        zilTrace(100, "%s", message(i).c_str());
+    bus::trace_output_end(1000000);
+    EXPECT_GT(bus::trace_output_retry(), 0u) << "nobody has read";
+}
+
+// It has a copy of what its parent keeps, which is the parent's to write.
+TEST_F(TraceOutput, EndOfAChildWritesNothingOfItsParents) {
+    std::string all;
+    {
+        const StandardError standard_error(ends[1]);
+        for (size_t i = 0; i < 1000; i++)
+            zilTrace(100, "%s", message(i).c_str());
+        ASSERT_GT(bus::trace_output_retry(), 0u);
+        all = read_all();
+        const pid_t child = fork();
+        if (child == 0)
+            exit(0);
+        int status = -1;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(read_all(), "");
+        all += read_everything();
+    }
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1000);
 }
 
 } // namespace

@@ -209,4 +209,18 @@ TEST_F(Variant, ByteArrayOfAllBytesThereAreIsRefused) {
     variant_cleanup(&v);
 }
 
+TEST_F(Variant, NoBytesNeedNoAddress) {
+    variant_t v = text("before");
+    EXPECT_TRUE(variant_setByteArray(&v, nullptr, 0));
+    EXPECT_EQ(show(&v), "bytes \"\"");
+    const char *chars;
+    EXPECT_FALSE(variant_toChar(&v, &chars)) << "it is no text";
+    variant_cleanup(&v);
+    v = text("text");
+    const void *data;
+    uint32_t length;
+    EXPECT_FALSE(variant_toByteArray(&v, &data, &length)) << "it is no byte array";
+    variant_cleanup(&v);
+}
+
 } // namespace

@@ -336,6 +336,7 @@ TEST_F(Wait, WhatLiesHereForThePeerLeavesMeanwhile) {
     }
     variant_cleanup(const_cast<variant_t *>(&large));
     std::thread reader([&] {
+        usleep(50000); // until the wait has nothing to do but to wait for room
         for (size_t read = 0; read < requests.size();) {
             const auto packet = raw.receive();
             if (!packet)
@@ -359,12 +360,13 @@ TEST_F(Wait, WhatTheKernelDidNotTakeLeavesMeanwhile) {
     const timeval at_once = {0, 0};
     EXPECT_FALSE(kex_waitForReply(server, second, &at_once)) << "its time is over before that of the second attempt";
     EXPECT_TRUE(raw.receive_all().empty());
-    for (uint32_t i = 0; i < 3; i++) {
-        raw.send(note(i)); // wakes the wait before it is time
-        const timeval soon = {0, 1};
-        kex_waitForReply(server, second, &soon);
-    }
+    bus::faults_read("send:1");
+    turn_until_idle();
     std::thread reader([&] {
+        for (uint32_t i = 0; i < 40; i++) {
+            raw.send(note(i)); // wakes the wait before it is time
+            usleep(300);
+        }
         for (;;) {
             const auto packet = raw.receive();
             if (packet && kind_of(*packet) == kCall) {
