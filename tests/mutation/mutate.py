@@ -80,15 +80,15 @@ def copy_tree():
         check=True,
     )
     names = {name for name in listed.stdout.decode().split("\0") if name and (ROOT / name).is_file()}
+    for path in list(COPY.rglob("*")):  # first: where a file was a folder may come
+        if path.is_file() and str(path.relative_to(COPY)) not in names:
+            path.unlink()
     for name in names:
         target, data = COPY / name, (ROOT / name).read_bytes()
         if not target.is_file() or target.read_bytes() != data:
             target.parent.mkdir(parents=True, exist_ok=True)
             target.write_bytes(data)
             target.chmod((ROOT / name).stat().st_mode)
-    for path in COPY.rglob("*"):
-        if path.is_file() and str(path.relative_to(COPY)) not in names:
-            path.unlink()
 
 
 def configure():
