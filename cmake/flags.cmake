@@ -54,7 +54,11 @@ if(CMAKE_CROSSCOMPILING)
     # What ships is built as it ships; what is only run once is quicker to compile.
     target_compile_options(voice_test_flags INTERFACE -O0)
 endif()
+# What a process of a test ran counts however it ends. For programs whose tests end a process early.
+add_library(voice_test_end INTERFACE)
 if(VOICE_COVERAGE)
     target_compile_options(voice_test_flags INTERFACE --coverage -O0)
     target_link_options(voice_test_flags INTERFACE --coverage)
+    target_sources(voice_test_end INTERFACE ${PROJECT_SOURCE_DIR}/tests/coverage/count_before_end.cpp)
+    target_link_options(voice_test_end INTERFACE -Wl,--wrap=_exit)
 endif()

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Set-up that ./test, ./demo and tests/coverage share: the needed Debian packages, then a build tree. Sourced from the root
+# Set-up that ./test, ./demo and tests/coverage/run share: the needed Debian packages, then a build tree. Sourced from the root
 # of the tree.
 
 # shellcheck disable=SC2034 # for those who source this

@@ -100,7 +100,7 @@ class Scripts(unittest.TestCase):
             (["demo", "--fast"], "there is no '--fast'"),
             (["demo", "now"], "there is no 'now'"),
             (["bench/run", "bus"], "there is no 'bus'"),
-            (["tests/coverage", "--fast"], "there is no '--fast'"),
+            (["tests/coverage/run", "--fast"], "there is no '--fast'"),
             (["tests/steady", "--fast"], "unrecognized arguments: --fast"),
             (["tests/steady", "-n", "0"], "-n needs a number from 1"),
         ]:
@@ -119,7 +119,7 @@ class Scripts(unittest.TestCase):
         self.assertEqual(told.split(", "), checks)
 
     def test_help_is_an_answer(self):
-        for script in ("test", "demo", "bench/run", "tests/coverage", "tests/steady"):
+        for script in ("test", "demo", "bench/run", "tests/steady"):
             for word in ("--help", "-h"):
                 with self.subTest(f"{script} {word}"):
                     done = self.run_script(script, word)

@@ -21,6 +21,8 @@ from pathlib import Path
 PATIENCE = float(os.environ.get("VOICE_TEST_PATIENCE", "20"))  # seconds that anything may take
 # For plugins that have to find the application again: the 10 s between two attempts become 0.25 s.
 QUICK_RETRY = {"KEX_TIME_FACTOR": "40"}
+# Variables that processes get from outside: what looks into them, and faults on request.
+PASSED_ON = ("ASAN_", "UBSAN_", "LSAN_", "GCOV_", "KEX_")
 
 
 def default_bin():
@@ -273,7 +275,7 @@ class System:
         self.folder = Path(tempfile.mkdtemp(prefix="voice-"))
         self.socket = self.folder / "bus"
         self.processes = []
-        keep = {key: value for key, value in os.environ.items() if key.startswith(("ASAN_", "UBSAN_", "LSAN_", "KEX_"))}
+        keep = {key: value for key, value in os.environ.items() if key.startswith(PASSED_ON)}
         self.environment = {
             "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
             "HOME": str(self.folder),
