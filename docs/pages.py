@@ -18,6 +18,7 @@ Every fault is reported as "file:line: message"; the exit status is 1 when there
 """
 
 import argparse
+import collections
 import re
 import sys
 from pathlib import Path
@@ -65,12 +66,17 @@ def sources(root):
                 yield aside, path.read_text(encoding="utf-8", errors="replace")
 
 
-def ends_of_paths(root):
-    """Each file's path, and each end of it from a folder on: a/b.c, b.c."""
+def own_files(root):
+    """Those of the project, without what is built."""
     for path in root.rglob("*.*"):
-        parts = path.relative_to(root).parts
-        if not parts[0].startswith(("build", ".", "obj-")):
-            yield from ("/".join(parts[at:]) for at in range(len(parts)))
+        if not path.relative_to(root).parts[0].startswith(("build", ".", "obj-")):
+            yield path
+
+
+def ends_of_path(path, root):
+    """The file's path, and each end of it from a folder on: a/b.c, b.c."""
+    parts = path.relative_to(root).parts
+    return ("/".join(parts[at:]) for at in range(len(parts)))
 
 
 class Tree:
@@ -78,7 +84,11 @@ class Tree:
 
     def __init__(self, root):
         self.root = root
-        self.files = set(ends_of_paths(root))
+        self.files, self.tests = set(), collections.defaultdict(list)
+        for path in own_files(root):
+            self.files.update(ends_of_path(path, root))
+            if path.suffix in (".py", ".c", ".cpp"):
+                self.tests[path.stem].append(path)
         self.literals, self.names = set(), set()
         for aside, text in sources(root):
             self.names.update(re.findall(r"\w+", text))
@@ -89,8 +99,7 @@ class Tree:
 
     def has_test(self, stem, case):
         named = re.compile(rf"\b{case}\b")
-        found = (path for suffix in ("py", "c", "cpp") for path in self.root.rglob(f"{stem}.{suffix}"))
-        return any(named.search(path.read_text(encoding="utf-8")) for path in found)
+        return any(named.search(path.read_text(encoding="utf-8")) for path in self.tests[stem])
 
 
 def example(root, reference):
