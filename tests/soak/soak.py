@@ -37,7 +37,6 @@ import time
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
-import chart  # noqa: E402
 from run import PARTS, Failed, Run  # noqa: E402
 from samples import Samples  # noqa: E402
 from processes import default_bin  # noqa: E402
@@ -96,6 +95,8 @@ def main():
     held = all(run_part(part, arguments, samples, figures) for part in parts)
     report(figures, samples)
     if samples.lives:
+        import chart  # here, so that --help and wrong words need none of its packages
+
         chart.write(arguments.chart, samples)
         print(f"\nchart: {arguments.chart}")
     growing = samples.growing()
