@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The command line of voicectl: any words are taken, or end in one printable sentence.
-#include "options.h"
-#include "watch.h"
+#include "command_line.h"
 
-#include "common.h"
 #include "require.h"
 #include "terminal.h"
 
-#include <algorithm>
-#include <functional>
 #include <sstream>
 
 using fuzz::require;
@@ -21,21 +17,12 @@ void sentence_check(const std::string &sentence) {
             "a sentence is one line that steers no terminal");
 }
 
-void parse(std::vector<std::string> words) {
-    std::function<int()> run;
-    CLI::App app("", "voicectl");
-    app.set_version_flag("--version", "voicectl");
-    app.require_subcommand(1);
-    voicectl::watch_add(app, run);
-    std::reverse(words.begin(), words.end()); // as CLI11 takes them
-    try {
-        app.parse(words);
-        require(run != nullptr, "a command line that is right names what to do");
-    } catch (const CLI::Success &) {
-        // help, version
-    } catch (const CLI::ParseError &error) {
-        sentence_check(voicectl::usage_sentence(app, error));
-    }
+void parse(const std::vector<std::string> &words) {
+    const voicectl::Command command = voicectl::command_line_read(words);
+    if (!command.problem.empty())
+        sentence_check(command.problem);
+    else
+        require(!command.text.empty() || command.run, "a command line that is right names what to do");
 }
 
 } // namespace

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include "command_line.h"
+
+#include <sstream>
+
+#include <CLI/CLI.hpp>
+
+#include "libvoice_plugin.h"
+#include "options.h"
+#include "watch.h"
+
+namespace voicectl {
+
+Command command_line_read(const std::vector<std::string> &words) {
+    Command command;
+    CLI::App app("Looks at a running voice system from outside.", "voicectl");
+    app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
+    app.require_subcommand(1);
+    watch_add(app, command.run);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // CLI11 takes them from the end
+    } catch (const CLI::Success &asked) {
+        std::ostringstream text;
+        app.exit(asked, text, text);
+        command.text = text.str();
+    } catch (const CLI::ParseError &error) {
+        command.problem = usage_sentence(app, error);
+    }
+    return command;
+}
+
+} // namespace voicectl
