@@ -3,6 +3,7 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "support/shifted_clock.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -94,6 +95,7 @@ size_t answered_within_the_turn(kex_t *bus, const std::string &socket, size_t by
         raw.send(
             Packet(kCall, 1).text("Probe").text("echo").byte(1).text("text").byte(0).text(std::string(bytes, 'x')));
     raw.send(Packet(kCall, 2).text("Probe").text("run").byte(0));
+    const support::ClockStopped one_turn; // does for all of them
     turn_until_idle({bus});
     return answered;
 }

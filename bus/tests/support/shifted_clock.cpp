@@ -9,6 +9,8 @@ namespace {
 constexpr uint64_t kSecond = 1000000000;
 
 uint64_t ahead;
+bool stopped;
+timespec stopped_at; // of the clock that is not set
 
 } // namespace
 
@@ -18,6 +20,8 @@ int __wrap_clock_gettime(clockid_t clock, timespec *now);
 
 int __wrap_clock_gettime(clockid_t clock, timespec *now) {
     const int result = __real_clock_gettime(clock, now);
+    if (stopped && clock == CLOCK_MONOTONIC)
+        *now = stopped_at;
     const uint64_t nanoseconds = static_cast<uint64_t>(now->tv_nsec) + ahead;
     now->tv_sec += static_cast<time_t>(nanoseconds / kSecond);
     now->tv_nsec = static_cast<long>(nanoseconds % kSecond);
@@ -29,6 +33,15 @@ namespace support {
 
 void clock_advance(uint64_t nanoseconds) {
     ahead += nanoseconds;
+}
+
+ClockStopped::ClockStopped() {
+    __real_clock_gettime(CLOCK_MONOTONIC, &stopped_at);
+    stopped = true;
+}
+
+ClockStopped::~ClockStopped() {
+    stopped = false;
 }
 
 } // namespace support
