@@ -1,4 +1,4 @@
-# What tests link is instrumented by voice_test_flags. Two options instrument programs as well, never what is installed:
+# What tests link is instrumented by voice_tested_flags and voice_test_flags. Two options instrument programs as well, never what is installed:
 # VOICE_SANITIZE_PROGRAMS all of them and the libraries, VOICE_COVERAGE hosts and tool.
 
 # voice_instrument(folder option ...): all targets in it that are not instrumented yet, with these options to compile and link.
@@ -8,7 +8,7 @@ function(voice_instrument folder)
     foreach(target IN LISTS targets)
         get_target_property(type ${target} TYPE)
         get_target_property(libraries ${target} LINK_LIBRARIES)
-        if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|STATIC_LIBRARY" AND NOT libraries MATCHES "voice_test_flags|_testable")
+        if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|STATIC_LIBRARY" AND NOT libraries MATCHES "voice_test(ed)?_flags|_testable")
             target_compile_options(${target} PRIVATE ${ARGN}
                 -O0) # optimized, the compiler warns of what the instruments made of the code
             target_link_options(${target} PRIVATE ${ARGN})

@@ -1,6 +1,6 @@
-# voice_tests_precompile(target): GoogleTest's headers, which take most of a test's compiling, are read once for all tests that
-# are compiled alike. Not with a compiler cache, which is quicker still and takes no precompiled headers, and not while files are
-# analysed. So what a file includes is seen with one of these.
+# voice_tests_precompile(target [source ...]): GoogleTest's headers, which take most of a test's compiling, are read once for all
+# tests that are compiled alike, and for these sources beside them. Not with a compiler cache, which is quicker still and takes
+# no precompiled headers, and not while files are analysed. So what a file includes is seen with one of these.
 function(voice_tests_precompile target)
     if(CMAKE_CXX_COMPILER_LAUNCHER OR CMAKE_CXX_CLANG_TIDY OR VOICE_COVERAGE)
         return()
@@ -13,6 +13,7 @@ function(voice_tests_precompile target)
     endif()
     get_target_property(sources ${target} SOURCES)
     list(FILTER sources EXCLUDE REGEX "_test\\.cpp$")
+    list(REMOVE_ITEM sources ${ARGN})
     set_source_files_properties(${sources} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     target_precompile_headers(${target} REUSE_FROM voice_test_headers)
 endfunction()
@@ -34,6 +35,9 @@ endif()
 if(VOICE_TESTS)
     set(INSTALL_GTEST OFF)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    foreach(library gtest gtest_main gmock gmock_main)
+        target_compile_options(${library} PRIVATE -O0) # as the tests
+    endforeach()
 endif()
 
 # voice_header_library(name package folder): headers of this machine that hold for any target, without its others.
