@@ -186,8 +186,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     standard_input.in = -1;
     if (keep_going)
         return true;
-    fprintf(stderr,
-            "error: standard input cannot be waited for (a file, or closed): use a pipe, --control or --no-stdin\n");
+    fprintf(stderr, "error: standard input cannot be waited for (closed): use a pipe, --control or --no-stdin\n");
     return false;
 }
 

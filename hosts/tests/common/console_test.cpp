@@ -132,7 +132,7 @@ TEST_F(Console, InputThatCannotBeWaitedForIsAFailureUnlessItMayEnd) {
     close(input);
     EXPECT_FALSE(needs_it);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "error: standard input cannot be waited for (a file, or closed): use a pipe, --control or --no-stdin\n");
+              "error: standard input cannot be waited for (closed): use a pipe, --control or --no-stdin\n");
     EXPECT_TRUE(does_without);
 }
 

@@ -25,6 +25,28 @@ protected:
     }
 };
 
+TEST_F(Numbers, NumberOfALostLineWaitsHalfAMinuteForIt) {
+    app().register_plugin("fxs1");
+    app().register_plugin("cellar1");
+    telephone("fxs1", "FXS1");
+    telephone("cellar1", "FXS1");
+    app().said();
+    app().close("fxs1");
+    EXPECT_LINES(app().said(), "plugin fxs1 lost", "endpoint 0 fxs1.FXS1 gone");
+    bus().advance(29999);
+    come_back("fxs1", "fxs1 again");
+    telephone("fxs1", "FXS1");
+    EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS1 number=101 codecs=PCMA,PCMU")) << "back in time";
+    bus().advance(60000);
+    EXPECT_LINES(app().said());
+    app().close("fxs1 again");
+    app().said();
+    bus().advance(29999);
+    EXPECT_LINES(app().said());
+    bus().advance(1);
+    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
+}
+
 TEST_F(Numbers, LineThatComesMeanwhileDoesNotGetTheNumberOfALostOne) {
     app().register_plugin("fxs1");
     app().register_plugin("cellar1");

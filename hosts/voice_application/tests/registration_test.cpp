@@ -113,30 +113,6 @@ TEST_F(Registration, OtherNumbersThatBecomeFreeAreNotWanted) {
     EXPECT_LINES(app().said(), "endpoint 1 fxs1.FXS2 gone");
 }
 
-TEST_F(Registration, NumberOfALostLineWaitsHalfAMinuteForIt) {
-    app().register_plugin("fxs1");
-    app().register_plugin("cellar1");
-    telephone("fxs1", "FXS1");
-    telephone("cellar1", "FXS1");
-    app().said();
-    app().close("fxs1");
-    EXPECT_LINES(app().said(), "plugin fxs1 lost", "endpoint 0 fxs1.FXS1 gone");
-    bus().advance(29999);
-    Call again;
-    again.from(bus().peer("fxs1 again")).with("plugin_name", Value::chars("fxs1"));
-    ASSERT_EQ(again.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
-    telephone("fxs1", "FXS1");
-    EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS1 number=101 codecs=PCMA,PCMU")) << "back in time";
-    bus().advance(60000);
-    EXPECT_LINES(app().said());
-    app().close("fxs1 again");
-    app().said();
-    bus().advance(29999);
-    EXPECT_LINES(app().said());
-    bus().advance(1);
-    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
-}
-
 TEST_F(Registration, NameThatGivesNoNumberIsSaid) {
     app().register_plugin("fxs9");
     app().register_plugin("fxo1");
