@@ -5,8 +5,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include "block.h"
+#include "ids.h"
 #include "libvoice_plugin.h"
 #include "options.h"
+#include "params.h"
 #include "watch.h"
 
 namespace voicectl {
@@ -17,6 +20,9 @@ Command command_line_read(const std::vector<std::string> &words) {
     app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
     app.require_subcommand(1);
     watch_add(app, command.run);
+    ids_add(app, command.run);
+    params_add(app, command.run);
+    block_add(app, command.run);
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // CLI11 takes them from the end
     } catch (const CLI::Success &asked) {

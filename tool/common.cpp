@@ -2,6 +2,7 @@
 // What the subcommands share: exit statuses, errors, the terminal, the time.
 #include "common.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,13 @@ namespace voicectl {
 void complain(const std::string &message) {
     // In one piece, and a standard error that is closed is nobody's concern.
     static_cast<void>(std::fputs(fmt::format("voicectl: {}\n", message).c_str(), stderr));
+}
+
+int output_write(const std::string &text) {
+    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
+        return kSuccess;
+    complain(fmt::format("the output cannot be written: {}", std::strerror(errno)));
+    return kFailure;
 }
 
 size_t terminal_columns() {

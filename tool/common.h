@@ -17,6 +17,9 @@ constexpr int kUsage = 2;   // the command line is wrong
 // One line on standard error, "voicectl: ...". The message is printable.
 void complain(const std::string &message);
 
+// Writes to standard output. The exit status: a full disk, or nobody who reads, is a failure that is said.
+int output_write(const std::string &text);
+
 // The columns of the terminal that standard output is, as they are now; 0: it is none, or does not know.
 size_t terminal_columns();
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A step of traffic as one JSON object.
+// A step of traffic as one JSON object, and pieces of it.
+#include "json.h"
 #include "show.h"
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "codec_names.h"
+#include "hex.h"
 #include "libvoice_plugin.h"
 #include "text.h"
 #include "words.h"
@@ -58,24 +60,6 @@ const char *kind_name(RecordKind kind) {
     return "";
 }
 
-// Puts commas between the members of one object or list.
-class Members {
-public:
-    void add(const std::string &member) { text_ += fmt::format("{}{}", text_.empty() ? "" : ",", member); }
-    void add(std::string_view name, const std::string &value) { add(fmt::format("{}:{}", json_string(name), value)); }
-    void add_text(std::string_view name, std::string_view value) { add(name, json_string(value)); }
-    void add_number(std::string_view name, int64_t value) { add(name, fmt::format("{}", value)); }
-    std::string object() const { return fmt::format("{{{}}}", text_); }
-    std::string list() const { return fmt::format("[{}]", text_); }
-
-private:
-    std::string text_;
-};
-
-std::string hex_digits(const Bytes &bytes) {
-    return fmt::format("{:02x}", fmt::join(bytes, ""));
-}
-
 std::string value_json(const Value &value) {
     switch (value.type) {
     case Value::Type::none:
@@ -91,7 +75,7 @@ std::string value_json(const Value &value) {
     case Value::Type::bytes:
         return fmt::format("{{\"hex\":\"{}\"}}", hex_digits(value.bytes));
     case Value::Type::list: {
-        Members items;
+        JsonMembers items;
         for (const Value &item : value.list)
             items.add(value_json(item));
         return items.list();
@@ -101,38 +85,15 @@ std::string value_json(const Value &value) {
 }
 
 std::string identifier_json(uint32_t id, std::string_view name) {
-    Members members;
+    JsonMembers members;
     members.add_number("id", id);
     members.add_text("name", name);
     members.add_text("meaning", short_meaning(id));
     return members.object();
 }
 
-std::string display_json(const CallerDisplay &display) {
-    const bool call = display.kind == CallerDisplay::Kind::call;
-    Members members;
-    members.add_text("kind", call ? "call" : "messages");
-    const auto add_some = [&members](std::string_view name, std::string_view text) {
-        if (!text.empty())
-            members.add_text(name, text);
-    };
-    add_some("number", display.number);
-    add_some("no_number", display.no_number != 0 ? std::string(1, display.no_number) : "");
-    add_some("name", display.name);
-    add_some("no_name", display.no_name != 0 ? std::string(1, display.no_name) : "");
-    add_some("time", display.time);
-    add_some("called", display.called);
-    if (display.call_type != 0)
-        members.add_number("call_type", display.call_type);
-    if (!call)
-        members.add_number("messages", display.messages);
-    if (display.lamp)
-        members.add("lamp", *display.lamp ? "true" : "false");
-    return members.object();
-}
-
 std::string codec_json(const voice_codec_t &codec) {
-    Members members;
+    JsonMembers members;
     members.add_number("codec", codec.codec);
     members.add_text("name", codec_name(codec.codec));
     members.add_number("payload_type", codec.payload_type);
@@ -142,7 +103,7 @@ std::string codec_json(const voice_codec_t &codec) {
 }
 
 std::string item_json(const Item &item) {
-    Members members;
+    JsonMembers members;
     members.add_number("id", item.id);
     members.add_text("name", item.name);
     members.add_text("meaning", short_meaning(item.id));
@@ -153,30 +114,8 @@ std::string item_json(const Item &item) {
     return members.object();
 }
 
-std::string record_json(const Record &record) {
-    Members members;
-    members.add_text("kind", kind_name(record.kind));
-    if (record.kind == RecordKind::signal || record.kind == RecordKind::event)
-        members.add_number("endpoint", record.endpoint);
-    if (record.identifier) {
-        members.add("identifier", identifier_json(*record.identifier, libvoice_param_str(*record.identifier)));
-        members.add_number("line", record.line);
-        if (record.kind == RecordKind::signal)
-            members.add("stops", record.stops ? "true" : "false");
-    }
-    if (record.stream)
-        members.add_number("stream", *record.stream);
-    Members items;
-    for (const Item &item : record.items)
-        items.add(item_json(item));
-    members.add("items", items.list());
-    if (!record.fault.empty())
-        members.add_text("fault", record.fault);
-    return members.object();
-}
-
 std::string peer_json(const Step &step) {
-    Members members;
+    JsonMembers members;
     members.add_text("process", step.peer.process);
     members.add_number("pid", step.peer.process_id);
     members.add_number("connection", step.peer.connection);
@@ -188,37 +127,37 @@ std::string peer_json(const Step &step) {
 }
 
 std::string listener_json(const Step &step) {
-    Members members;
+    JsonMembers members;
     members.add_text("process", step.listener);
     members.add_number("pid", step.listener_process_id);
     return members.object();
 }
 
-void call_add(const Step &step, Members &members) {
+void call_add(const Step &step, JsonMembers &members) {
     members.add_number("serial", step.serial);
     members.add_text("path", step.path);
     members.add_text("function", step.function);
 }
 
 // What the codec list of a registration says.
-void codecs_add(const Step &step, Members &members) {
+void codecs_add(const Step &step, JsonMembers &members) {
     const auto found = std::find_if(step.arguments.begin(), step.arguments.end(),
                                     [](const Argument &argument) { return argument.name == "codeclist"; });
     if (found == step.arguments.end() || found->value.type != Value::Type::bytes)
         return;
-    Members codecs;
+    JsonMembers codecs;
     for (const voice_codec_t &codec : codec_list_read(found->value.bytes))
         codecs.add(codec_json(codec));
     members.add("codecs", codecs.list());
 }
 
-void details_add(const Step &step, Members &members) {
+void details_add(const Step &step, JsonMembers &members) {
     switch (step.kind) {
     case Step::Kind::call:
     case Step::Kind::one_way_call: {
         call_add(step, members);
         members.add_number("flags", step.flags);
-        Members arguments;
+        JsonMembers arguments;
         for (const Argument &argument : step.arguments)
             arguments.add(argument.name, value_json(argument.value));
         members.add("arguments", arguments.object());
@@ -228,9 +167,9 @@ void details_add(const Step &step, Members &members) {
     case Step::Kind::reply: {
         call_add(step, members);
         members.add("result", value_json(step.result));
-        Members errors;
+        JsonMembers errors;
         for (const ErrorItem &item : step.errors) {
-            Members error;
+            JsonMembers error;
             error.add_number("code", item.code);
             error.add_text("description", item.description);
             error.add_text("info", item.info);
@@ -261,8 +200,77 @@ void details_add(const Step &step, Members &members) {
 
 } // namespace
 
+void JsonMembers::add(const std::string &member) {
+    text_ += fmt::format("{}{}", text_.empty() ? "" : ",", member);
+}
+
+void JsonMembers::add(std::string_view name, const std::string &value) {
+    add(fmt::format("{}:{}", json_string(name), value));
+}
+
+void JsonMembers::add_text(std::string_view name, std::string_view value) {
+    add(name, json_string(value));
+}
+
+void JsonMembers::add_number(std::string_view name, int64_t value) {
+    add(name, fmt::format("{}", value));
+}
+
+std::string JsonMembers::object() const {
+    return fmt::format("{{{}}}", text_);
+}
+
+std::string JsonMembers::list() const {
+    return fmt::format("[{}]", text_);
+}
+
+std::string display_json(const CallerDisplay &display) {
+    const bool call = display.kind == CallerDisplay::Kind::call;
+    JsonMembers members;
+    members.add_text("kind", call ? "call" : "messages");
+    const auto add_some = [&members](std::string_view name, std::string_view text) {
+        if (!text.empty())
+            members.add_text(name, text);
+    };
+    add_some("number", display.number);
+    add_some("no_number", display.no_number != 0 ? std::string(1, display.no_number) : "");
+    add_some("name", display.name);
+    add_some("no_name", display.no_name != 0 ? std::string(1, display.no_name) : "");
+    add_some("time", display.time);
+    add_some("called", display.called);
+    if (display.call_type != 0)
+        members.add_number("call_type", display.call_type);
+    if (!call)
+        members.add_number("messages", display.messages);
+    if (display.lamp)
+        members.add("lamp", *display.lamp ? "true" : "false");
+    return members.object();
+}
+
+std::string record_json(const Record &record) {
+    JsonMembers members;
+    members.add_text("kind", kind_name(record.kind));
+    if (record.kind == RecordKind::signal || record.kind == RecordKind::event)
+        members.add_number("endpoint", record.endpoint);
+    if (record.identifier) {
+        members.add("identifier", identifier_json(*record.identifier, libvoice_param_str(*record.identifier)));
+        members.add_number("line", record.line);
+        if (record.kind == RecordKind::signal)
+            members.add("stops", record.stops ? "true" : "false");
+    }
+    if (record.stream)
+        members.add_number("stream", *record.stream);
+    JsonMembers items;
+    for (const Item &item : record.items)
+        items.add(item_json(item));
+    members.add("items", items.list());
+    if (!record.fault.empty())
+        members.add_text("fault", record.fault);
+    return members.object();
+}
+
 std::string json_line(const Step &step) {
-    Members members;
+    JsonMembers members;
     members.add_text("kind", kind_name(step.kind));
     members.add_number("time_ns", static_cast<int64_t>(step.time_ns));
     if (step.kind != Step::Kind::lost) {

@@ -2,7 +2,6 @@
 // Options of subcommands, and what is said when a command line is wrong.
 #include "options.h"
 
-#include <charconv>
 #include <sys/un.h>
 
 #include <fmt/format.h>
@@ -16,20 +15,6 @@ constexpr double kMostSeconds = 31'536'000; // a year
 
 std::string long_name(const std::string &name) {
     return name.substr(name.rfind(',') + 1);
-}
-
-void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
-                     const std::string &help, const std::string &shown) {
-    command.add_option_function<std::string>(name, take, help)
-        ->option_text(shown)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-}
-
-template <typename Number>
-bool number_read(const std::string &text, Number &number) {
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end;
 }
 
 // The word that no option or subcommand took, with what it looks like.
@@ -46,6 +31,17 @@ const CLI::App *chosen_command(const CLI::App &app) {
 }
 
 } // namespace
+
+void words_add(CLI::App &command, const std::string &name, std::vector<std::string> &words, const std::string &help) {
+    command.add_option(name, words, help)->option_text("...");
+}
+
+void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
+                     const std::string &help, const std::string &shown) {
+    command.add_option_function<std::string>(name, take, help)
+        ->option_text(shown)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+}
 
 std::string either(const std::vector<std::string> &words) {
     std::string text;

@@ -3,7 +3,9 @@
 #ifndef VOICECTL_OPTIONS_H
 #define VOICECTL_OPTIONS_H
 
+#include <charconv>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,21 @@ struct Word {
 
 // The words of a list in a sentence: "in, out or both".
 std::string either(const std::vector<std::string> &words);
+
+// Whether all of a text is a number of that type.
+template <typename Number>
+bool number_read(const std::string &text, Number &number) {
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end;
+}
+
+// Words without an option in front, as many as there are.
+void words_add(CLI::App &command, const std::string &name, std::vector<std::string> &words, const std::string &help);
+
+// An option with a text that `take` throws a UsageError for when it is wrong; `shown` stands for it in the help.
+void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
+                     const std::string &help, const std::string &shown);
 
 // Each adds an option; of one that is given more than once the last counts. The name is as "-n,--count".
 void path_option_add(CLI::App &command, const std::string &name, std::string &path, const std::string &help);

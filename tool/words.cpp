@@ -161,9 +161,7 @@ std::string waiting_words(const CallerDisplay &display) {
 
 std::string display_words(const Item &item) {
     const std::optional<CallerDisplay> display = item_display(item);
-    if (!display)
-        return fmt::format("bad data block, {}", value_words(item.value));
-    return display->kind == CallerDisplay::Kind::call ? caller_words(*display) : waiting_words(*display);
+    return display ? display_words(*display) : fmt::format("bad data block, {}", value_words(item.value));
 }
 
 std::string number_words(const Row &row, int64_t number) {
@@ -240,6 +238,10 @@ std::optional<CallerDisplay> item_display(const Item &item) {
         return std::nullopt;
     const std::string_view text(reinterpret_cast<const char *>(item.bytes.data()), item.bytes.size());
     return caller_display_read(text.substr(0, text.find('\0')));
+}
+
+std::string display_words(const CallerDisplay &display) {
+    return display.kind == CallerDisplay::Kind::call ? caller_words(display) : waiting_words(display);
 }
 
 std::string codec_list_words(const Bytes &bytes) {

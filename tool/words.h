@@ -26,6 +26,9 @@ std::string item_label(const Item &item);
 // What an item of caller display holds. Empty: another item, or no whole data block.
 std::optional<CallerDisplay> item_display(const Item &item);
 
+// 101 "FXS1" at 11-21 11:38.
+std::string display_words(const CallerDisplay &display);
+
 // "PCMA PCMU" for a list of codec records; empty when it is none.
 std::string codec_list_words(const Bytes &bytes);
 

@@ -241,8 +241,32 @@ def options_seeds():
     yield "wrong", b"watch\n--count\n0\n--colour\nred"
     yield "help", b"watch\n--help"
     yield "version", b"--version"
+    yield "vocabulary", b"ids\noff\nhook\n--json"
+    yield "record", b"params\n--as\nsignal\n--order\nbig\n--write\nsignal = al_ri"
+    yield "block", b"block\n--number\n101\n--no-name\nwithheld\n--time\n11210930\n--call-type\n1"
+    yield "messages", b"block\n--messages\n3\n--lamp\non"
+    yield "digits", b"block\n8008020331303104014F73"
     yield "no-such-subcommand", b"see\n--all"
     yield "nothing", b""
+
+
+def params_text_seeds():
+    buffer, signal = byte(0) + byte(0), byte(1) + byte(0)
+    big = byte(0) + byte(1)
+    read, write, block = byte(0), byte(1), byte(2)
+    cadence = item("LIBVOICE_PARAM_al_ri_cad", word(1000) + word(4000))
+    digits = item("LIBVOICE_PARAM_dd_ce_ds", b"201\0")
+    head = word(3) + word(IDS["LIBVOICE_SIGNAL_al_ri"]) + word(0) * 4
+    yield "buffer", buffer + read + cadence + digits
+    yield "signal", signal + read + head + word(len(cadence)) + cadence
+    yield "other-order", big + read + bytes.fromhex("110902070000000400000019")
+    yield "value-that-its-type-changes", buffer + read + item("LIBVOICE_PARAM_al_ri_freq", b"\1\2")
+    yield "cut-off", buffer + read + digits[:-1]
+    yield "text", buffer + write + b'al_ri_cad = [1000, 4000]\ndd_ce_ds = "2\\x001" # x\nal_of_init = true\n0x1 = {0f}'
+    yield "text-of-a-signal", signal + write + b"signal = al_ri\nendpoint = -1\nflags = 0x1\nal_ri_freq"
+    yield "text-that-is-wrong", buffer + write + b'dd_ce_ds = "\\q"'
+    yield "block", buffer + block + b"8008020331303104014F73"
+    yield "block-of-a-line", buffer + block + b"80 08 02 03 31 30 31 04 01 4f 8d"
 
 
 SEEDS = {
@@ -256,6 +280,7 @@ SEEDS = {
     "listener": listener_seeds,
     "options": options_seeds,
     "params": params_seeds,
+    "params_text": params_text_seeds,
     "plugin_console": plugin_console_seeds,
     "plugin_functions": plugin_seeds,
     "printable": printable_seeds,

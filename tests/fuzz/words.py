@@ -24,7 +24,9 @@ WORDS = {
     "options of hosts": "--name --stem --lines --codecs --tone --display-wav --display-modem bell202 "
     "--control --no-stdin --convert-media --config --help --version application",
     "options": "watch --endpoint --plugin --function --package --direction in out both --json --long --count --for "
-    "--reconnect --socket zil al cg",
+    "--reconnect --socket zil al cg ids params block --as signal event set buffer --order little big --write --number "
+    "--no-number --name --no-name --called --call-type --time now --messages --lamp on off withheld unavailable",
+    "lines of records": "al_ri_cad al_ri_freq dd_ce_ds = [1000,4000] true false { } endpoint message flags pointer #",
     "data-blocks": "8008020331303104014F73 82060B01FF130103AA",
 }
 

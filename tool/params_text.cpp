@@ -1,0 +1,401 @@
+// SPDX-License-Identifier: MIT
+#include "params_text.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "hex.h"
+#include "identifier.h"
+#include "json.h"
+#include "libvoice_meanings.h"
+#include "libvoice_plugin.h"
+#include "record.h"
+#include "text.h"
+#include "voice_records.h"
+#include "words.h"
+
+namespace voicectl {
+
+namespace {
+
+using voice::ValueType;
+
+constexpr size_t kWord = sizeof(uint32_t);
+constexpr size_t kItemHeadBytes = 2 * kWord; // identifier, length
+
+// The words of a record's head in their order; the last one, the length, follows from the items.
+struct HeadWord {
+    const char *name;
+    bool is_identifier = false;
+};
+constexpr HeadWord kSignalHead[] = {{"endpoint"}, {"signal", true}, {"line"}, {"message"}, {"flags"}, {"pointer"}};
+constexpr HeadWord kEventHead[] = {{"endpoint"}, {"event", true}, {"line"}, {"pointer"}};
+constexpr HeadWord kSetHead[] = {{"pointer"}};
+static_assert((std::size(kSignalHead) + 1) * kWord == sizeof(voice_signal_t));
+static_assert((std::size(kEventHead) + 1) * kWord == sizeof(voice_event_t));
+static_assert((std::size(kSetHead) + 1) * kWord == sizeof(libvoice_param_set_t));
+
+std::span<const HeadWord> head_of(ParamsForm form) {
+    switch (form) {
+    case ParamsForm::signal:
+        return kSignalHead;
+    case ParamsForm::event:
+        return kEventHead;
+    case ParamsForm::set:
+        return kSetHead;
+    case ParamsForm::buffer:
+        break;
+    }
+    return {};
+}
+
+RecordKind kind_of(ParamsForm form) {
+    return form == ParamsForm::signal  ? RecordKind::signal
+           : form == ParamsForm::event ? RecordKind::event
+                                       : RecordKind::param_set;
+}
+
+size_t head_bytes(ParamsForm form) {
+    return form == ParamsForm::buffer ? 0 : (head_of(form).size() + 1) * kWord;
+}
+
+uint32_t word_get(const Bytes &bytes, size_t at) {
+    uint32_t word = 0;
+    std::memcpy(&word, bytes.data() + at, sizeof word);
+    return word;
+}
+
+void word_add(Bytes &bytes, uint32_t word) {
+    bytes.resize(bytes.size() + kWord);
+    std::memcpy(bytes.data() + bytes.size() - kWord, &word, kWord);
+}
+
+void words_swap(Bytes &bytes, size_t at, size_t end) {
+    for (; at + kWord <= end; at += kWord)
+        std::reverse(bytes.begin() + static_cast<ptrdiff_t>(at), bytes.begin() + static_cast<ptrdiff_t>(at + kWord));
+}
+
+// Whether an item's value is made of words, whose bytes stand in the order of the machine that wrote them.
+bool has_words(uint32_t id) {
+    const libvoice_meaning *row = libvoice_meaning_of(id);
+    const ValueType type = voice::id_value_type(id);
+    return type == ValueType::integer || type == ValueType::boolean ||
+           (type == ValueType::hex && row != nullptr && row->hex == 'w');
+}
+
+// A record of the other byte order becomes one of this machine's, or the reverse. Past what can be walked it stays as it
+// is.
+void order_change(ParamsForm form, Bytes &bytes, bool from_here) {
+    size_t at = std::min(head_bytes(form), bytes.size());
+    words_swap(bytes, 0, at);
+    while (bytes.size() - at >= kItemHeadBytes) {
+        const Bytes before(bytes.begin() + static_cast<ptrdiff_t>(at),
+                           bytes.begin() + static_cast<ptrdiff_t>(at + kItemHeadBytes));
+        words_swap(bytes, at, at + kItemHeadBytes);
+        const uint32_t id = from_here ? word_get(before, 0) : word_get(bytes, at);
+        const uint64_t length = from_here ? word_get(before, kWord) : word_get(bytes, at + kWord);
+        at += kItemHeadBytes;
+        const uint64_t padded = (length + 3) & ~uint64_t{3};
+        if (padded > bytes.size() - at)
+            return;
+        if (has_words(id))
+            words_swap(bytes, at, at + length);
+        at += padded;
+    }
+}
+
+// ------------------------------------------------------------------------------------------------ Values as text
+
+std::string quoted(std::string_view text) {
+    std::string shown;
+    for (const char c : printable(text))
+        shown += c == '"' ? "\\\"" : std::string(1, c);
+    return fmt::format("\"{}\"", shown);
+}
+
+std::optional<std::string> unquoted(std::string_view text) {
+    std::string plain;
+    while (!text.empty()) {
+        if (text[0] != '\\') {
+            plain += text[0];
+            text.remove_prefix(1);
+            continue;
+        }
+        if (text.size() >= 2 && (text[1] == '\\' || text[1] == '"')) {
+            plain += text[1];
+            text.remove_prefix(2);
+            continue;
+        }
+        const std::optional<Bytes> byte =
+            text.size() >= 4 && text[1] == 'x' ? hex_read(text.substr(2, 2)) : std::nullopt;
+        if (!byte || byte->size() != 1)
+            return std::nullopt;
+        plain += static_cast<char>(byte->front());
+        text.remove_prefix(4);
+    }
+    return plain;
+}
+
+template <typename Number>
+std::optional<Number> number_in(std::string_view text) {
+    const bool hexadecimal = text.starts_with("0x");
+    text.remove_prefix(hexadecimal ? 2 : 0);
+    Number number = 0;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, hexadecimal ? 16 : 10);
+    if (error != std::errc() || stop != end)
+        return std::nullopt;
+    return number;
+}
+
+Bytes word_bytes(uint32_t word) {
+    Bytes bytes;
+    word_add(bytes, word);
+    return bytes;
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto begin = text.find_first_not_of(" \t\r");
+    return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
+}
+
+std::optional<Bytes> words_in(std::string_view list) {
+    Bytes bytes;
+    while (true) {
+        const size_t comma = list.find(',');
+        const std::string_view one = trimmed(list.substr(0, comma));
+        const std::optional<int32_t> below_zero = one.starts_with("-") ? number_in<int32_t>(one) : std::nullopt;
+        const std::optional<uint32_t> word = below_zero ? static_cast<uint32_t>(*below_zero) : number_in<uint32_t>(one);
+        if (!word)
+            return std::nullopt;
+        word_add(bytes, *word);
+        if (comma == std::string_view::npos)
+            return bytes;
+        list.remove_prefix(comma + 1);
+    }
+}
+
+bool is_within(std::string_view text, char first, char last) {
+    return text.size() >= 2 && text.front() == first && text.back() == last;
+}
+
+// The bytes of a value by how it is written. Nothing: it is no value.
+std::optional<Bytes> value_in(std::string_view text) {
+    if (is_within(text, '{', '}'))
+        return hex_read(text.substr(1, text.size() - 2));
+    if (is_within(text, '[', ']'))
+        return words_in(text.substr(1, text.size() - 2));
+    if (text == "true" || text == "false")
+        return word_bytes(text == "true" ? 1 : 0);
+    if (is_within(text, '"', '"')) {
+        const std::optional<std::string> plain = unquoted(text.substr(1, text.size() - 2));
+        if (!plain)
+            return std::nullopt;
+        Bytes bytes(plain->begin(), plain->end());
+        bytes.push_back(0);
+        return bytes;
+    }
+    const std::optional<int32_t> number = number_in<int32_t>(text);
+    return number ? std::optional(word_bytes(static_cast<uint32_t>(*number))) : std::nullopt;
+}
+
+// The value by its type where that gives the same bytes again, else its bytes.
+std::string value_as_written(const Item &item) {
+    std::string text;
+    if (item.value.type == Value::Type::text)
+        text = quoted(item.value.text);
+    else if (item.value.type == Value::Type::number || item.value.type == Value::Type::boolean ||
+             item.value.type == Value::Type::list)
+        text = value_words(item.value);
+    return !text.empty() && value_in(text) == item.bytes ? text : fmt::format("{{{}}}", hex_digits(item.bytes));
+}
+
+// ---------------------------------------------------------------------------------------------------- Identifiers
+
+std::string identifier_text(uint32_t id) {
+    const libvoice_meaning *row = libvoice_meaning_of(id);
+    return row != nullptr ? voice::name_without_prefix(row->name) : fmt::format("{:#010x}", id);
+}
+
+std::optional<uint32_t> identifier_in(std::string_view text) {
+    for (const libvoice_meaning &row : libvoice_meanings)
+        if (text == row.name || text == voice::name_without_prefix(row.name))
+            return row.number;
+    return number_in<uint32_t>(text);
+}
+
+// What an item means, behind its line.
+std::string remark(const Item &item) {
+    const std::string label = item_label(item), words = item_words(item);
+    return words.empty() ? label : label.empty() ? words : fmt::format("{} {}", label, words);
+}
+
+std::string head_text(ParamsForm form, const Bytes &bytes) {
+    std::string text;
+    size_t at = 0;
+    for (const HeadWord &word : head_of(form)) {
+        const uint32_t number = word_get(bytes, at);
+        at += kWord;
+        if (word.is_identifier) {
+            const std::string_view meaning = short_meaning(number);
+            text += fmt::format("{} = {}{}{}\n", word.name, identifier_text(number), meaning.empty() ? "" : "  # ",
+                                meaning);
+        } else {
+            text += fmt::format("{} = {}\n", word.name, static_cast<int32_t>(number));
+        }
+    }
+    return text;
+}
+
+// -------------------------------------------------------------------------------------------------------- Writing
+
+// A line without its remark, taken apart at its first "=".
+struct Line {
+    std::string_view name;
+    std::optional<std::string_view> value;
+};
+
+// A "#" within quotes belongs to the text.
+std::string_view without_remark(std::string_view line) {
+    bool in_text = false;
+    for (size_t at = 0; at < line.size(); ++at) {
+        if (in_text && line[at] == '\\')
+            ++at;
+        else if (line[at] == '"')
+            in_text = !in_text;
+        else if (line[at] == '#' && !in_text)
+            return line.substr(0, at);
+    }
+    return line;
+}
+
+Line line_apart(std::string_view line) {
+    line = trimmed(without_remark(line));
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos)
+        return {line, std::nullopt};
+    return {trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1))};
+}
+
+class Writer {
+public:
+    explicit Writer(ParamsForm form) : head_(head_of(form)), words_(head_.size(), 0) {}
+
+    // Empty: the line is right.
+    std::string take(std::string_view text) {
+        const Line line = line_apart(text);
+        if (line.name.empty())
+            return line.value ? "there is no name in front of =" : "";
+        for (size_t i = 0; i < head_.size(); ++i)
+            if (line.name == head_[i].name)
+                return head_take(i, line.value);
+        const std::optional<uint32_t> id = identifier_in(line.name);
+        if (!id)
+            return fmt::format("{} is no identifier of the vocabulary", in_quotes(line.name));
+        const std::optional<Bytes> value = line.value ? value_in(*line.value) : Bytes();
+        if (!value)
+            return fmt::format("{} is no value: a number, true, false, \"text\", [words] or {{hex digits}}",
+                               in_quotes(*line.value));
+        word_add(items_, *id);
+        word_add(items_, static_cast<uint32_t>(value->size()));
+        items_.insert(items_.end(), value->begin(), value->end());
+        items_.resize((items_.size() + kWord - 1) / kWord * kWord);
+        return items_.size() > kMostParamsBytes ? fmt::format("a record has {} bytes at most", kMostParamsBytes) : "";
+    }
+
+    Bytes bytes(ParamsForm form) const {
+        Bytes all;
+        for (const uint32_t word : words_)
+            word_add(all, word);
+        if (form != ParamsForm::buffer)
+            word_add(all, static_cast<uint32_t>(items_.size()));
+        all.insert(all.end(), items_.begin(), items_.end());
+        return all;
+    }
+
+private:
+    std::string head_take(size_t at, std::optional<std::string_view> value) {
+        if (!items_.empty())
+            return fmt::format("{} belongs to the head, in front of the items", head_[at].name);
+        std::optional<uint32_t> word;
+        if (value && head_[at].is_identifier)
+            word = identifier_in(*value);
+        else if (value && value->starts_with("-"))
+            word = number_in<int32_t>(*value);
+        else if (value)
+            word = number_in<uint32_t>(*value);
+        if (!word)
+            return fmt::format("{} wants a number{}, not {}", head_[at].name,
+                               head_[at].is_identifier ? " or a name" : "", in_quotes(value.value_or("")));
+        words_[at] = *word;
+        return "";
+    }
+
+    std::span<const HeadWord> head_;
+    std::vector<uint32_t> words_;
+    Bytes items_;
+};
+
+} // namespace
+
+ByteOrder byte_order_here() {
+    return std::endian::native == std::endian::little ? ByteOrder::little : ByteOrder::big;
+}
+
+ParamsRead params_read(ParamsForm form, ByteOrder order, Bytes bytes) {
+    if (bytes.size() > kMostParamsBytes)
+        return {.problem = fmt::format("{} bytes, a record has {} at most", bytes.size(), kMostParamsBytes)};
+    if (order != byte_order_here())
+        order_change(form, bytes, false);
+    ParamsRead read;
+    if (bytes.size() >= head_bytes(form))
+        read.text = head_text(form, bytes);
+    if (form == ParamsForm::buffer) {
+        Bytes head;
+        word_add(head, 0);
+        word_add(head, static_cast<uint32_t>(bytes.size()));
+        bytes.insert(bytes.begin(), head.begin(), head.end());
+    }
+    const Record record = record_read(kind_of(form), bytes);
+    for (const Item &item : record.items) {
+        const std::string name = identifier_text(item.id);
+        const std::string said = remark(item);
+        read.text += item.bytes.empty() ? name : fmt::format("{} = {}", name, value_as_written(item));
+        read.text += said.empty() ? "\n" : fmt::format("  # {}\n", said);
+    }
+    read.json = record_json(record);
+    read.problem = record.fault;
+    if (read.problem.empty() && bytes.size() > std::max<size_t>(head_bytes(form), sizeof(libvoice_param_set_t))) {
+        const size_t head = form == ParamsForm::buffer ? sizeof(libvoice_param_set_t) : head_bytes(form);
+        const uint32_t length = word_get(bytes, head - kWord);
+        if (bytes.size() - head > length)
+            read.problem = fmt::format("{} bytes behind the parameters", bytes.size() - head - length);
+    }
+    return read;
+}
+
+ParamsWritten params_write(ParamsForm form, ByteOrder order, std::string_view text) {
+    Writer writer(form);
+    for (size_t number = 1; !text.empty(); ++number) {
+        const size_t end = text.find('\n');
+        const std::string problem = writer.take(text.substr(0, end));
+        if (!problem.empty())
+            return {.problem = fmt::format("line {}: {}", number, problem)};
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    ParamsWritten written{.bytes = writer.bytes(form)};
+    if (order != byte_order_here())
+        order_change(form, written.bytes, true);
+    return written;
+}
+
+} // namespace voicectl
