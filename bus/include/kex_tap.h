@@ -31,7 +31,7 @@ enum kex_tap_kind {
     KEX_TAP_WATCHING = 9,     /**< the first record: all that passes from here on is copied (to = this tap) */
 };
 
-/** Who sends or receives a packet. */
+/** Who sends or receives a message. */
 typedef struct kex_tap_end {
     int32_t process_id;  /**< as the kernel vouches for it */
     uint32_t connection; /**< number of the connection at the listener, from 1; 0: the listener itself */
@@ -57,13 +57,13 @@ typedef struct kex_tap_record {
     const char *const *error_descriptions; /**< error_count texts */
     const char *const *error_infos;        /**< error_count texts */
     uint32_t lost;                         /**< lost: how many copies were dropped */
-    uint32_t bytes;                        /**< size of the packet as it travelled */
+    uint32_t bytes;                        /**< size of the message as it travelled */
 } kex_tap_record_t;
 
 /** Connects a tap to the listener at a URI, "kex://ipc:[/path]". @return NULL with errno and, in `why` when not null
  *  (a buffer of `size` bytes), a sentence. */
 kex_tap_t *kex_tap_open(const char *uri, char *why, size_t size);
-/** Becomes readable when a record may be there; for poll(2). */
+/** Becomes readable when a record may be there; for poll(2). Records may come together: read them until there is none. */
 int kex_tap_descriptor(const kex_tap_t *tap);
 /** Reads the next record without blocking. @return 1 a record, 0 none now, -1 the listener is gone or broken. */
 int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record);

@@ -204,10 +204,8 @@ TEST_F(Accounts, RepliesOfOneReadTakeNoMoreThanThreeAndAHalfMebibytes) {
         value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
     const CountedMemory memory;
     for (size_t answered = 0; answered < kReplies;) {
-        while (answered < kReplies && raw->send(Packet(kReply, serial_of(sent[answered]))
-                                                    .byte(0)
-                                                    .byte(1)
-                                                    .raw(value.bytes().substr(12)))) // behind its head
+        while (answered < kReplies &&
+               raw->send(Packet(kReply, serial_of(sent[answered])).byte(0).byte(1).raw(body_of(value))))
             answered++;
         kex_dispatch(bus);
     }
@@ -217,12 +215,77 @@ TEST_F(Accounts, RepliesOfOneReadTakeNoMoreThanThreeAndAHalfMebibytes) {
     EXPECT_LE(memory.most(), 7 * kMebibyte / 2);
 }
 
+// The values of a packet are limited together, however many replies it brings.
+TEST_F(Accounts, RepliesOfFullPacketsTakeNoMoreEither) {
+    const TableSize table(kRoomForEightPackets);
+    if (!table.made())
+        GTEST_SKIP() << "the process may not have so many descriptors";
+    constexpr size_t kReplies = 2560;
+    constexpr uint32_t kLists = 15;
+    for (size_t i = 0; i < kReplies; i++)
+        request_setDoneHandler(send_request(), [](request_t *r) { request_destroy(r); });
+    requests.clear();
+    kex_dispatch(bus);
+    const std::vector<std::string> sent = raw->receive_all();
+    ASSERT_EQ(sent.size(), kReplies);
+    Packet value = Packet(0).byte(13).word(kLists);
+    for (uint32_t i = 0; i < kLists; i++)
+        value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
+    std::vector<std::string> packets;
+    for (size_t i = 0; i < kReplies; i += 64) {
+        std::vector<Packet> replies;
+        for (size_t j = i; j < i + 64; j++)
+            replies.push_back(Packet(kReply, serial_of(sent[j]))
+                                  .byte(1)
+                                  .word(1)
+                                  .text("description")
+                                  .text("info")
+                                  .byte(1)
+                                  .raw(body_of(value)));
+        packets.push_back(together(replies));
+    }
+    const CountedMemory memory;
+    for (size_t answered = 0; answered < packets.size();) {
+        while (answered < packets.size() && raw->send(packets[answered]))
+            answered++;
+        kex_dispatch(bus);
+    }
+    turn_until_idle({bus});
+    EXPECT_FALSE(raw->is_closed());
+    EXPECT_GT(memory.most(), kMebibyte) << "several came at once";
+    EXPECT_LE(memory.most(), 7 * kMebibyte / 2);
+}
+
+TEST_F(Accounts, CallsOfFullPacketsTakeNoMoreThanTheLimit) {
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        usleep(6000); // a turn runs one of them
+        fcall_destroy(call);
+        return 0;
+    };
+    const std::string packet = together(std::vector<Packet>(
+        60, Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("x").byte(0).text(std::string(2000, 'x'))));
+    const CountedMemory memory;
+    for (int turn = 0; turn < 30; turn++) {
+        while (raw->send(packet))
+            ;
+        kex_dispatch(bus);
+    }
+    EXPECT_GT(memory.most(), kMebibyte - 2 * kOnePacket);
+    EXPECT_LE(memory.most(), kMebibyte + kFixed) << "no packet passes it";
+    raw->close();
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        fcall_destroy(call);
+        return 0;
+    };
+    turn_until_idle({bus});
+}
+
 // A list takes memory for the values that came, and not for more.
 TEST(Footprint, OfAListIsThatOfItsValues) {
     Packet lists = Packet(0).byte(13).word(2047);
     for (int i = 0; i < 2047; i++)
         lists.byte(13).word(1).byte(255);
-    const std::string bytes = lists.bytes().substr(12);
+    const std::string bytes = body_of(lists);
     bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
                                                     static_cast<uint32_t>(bytes.size()), 0, nullptr);
     const CountedMemory memory;

@@ -14,6 +14,7 @@ using namespace support;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -96,7 +97,8 @@ Packet full_call() {
         .word(41)
         .text("bytes")
         .byte(19)
-        .text("xyz");
+        .text("xyz")
+        .descriptors(2);
 }
 
 TEST_F(Hostile, TheFullCallIsGood) {
@@ -143,7 +145,7 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
         const char *why;
     } rows[] = {
         {"garbage", "GET / HTTP/1.1\r\n\r\n", {}, "this is no packet of the bus"},
-        {"other version", Packet(kCall).set(1, 2).bytes(), {}, "the protocol version differs"},
+        {"other version", Packet(kCall).set(1, 1).bytes(), {}, "the protocol version differs"},
         {"other byte order", Packet(kCall).set(2, 'X').bytes(), {}, "the byte order differs"},
         {"unknown kind", Packet(99).bytes(), {}, "the kind of the packet is unknown"},
         {"kind 0", Packet(0).bytes(), {}, "the kind of the packet is unknown"},
@@ -155,20 +157,23 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
         {"no descriptors came", full_call().bytes(), {}, "a descriptor did not come"},
         {"one descriptor more", full_call().bytes(), {0, 0, 0}, "a descriptor came that no value names"},
         {"descriptor in a packet without values",
-         Packet(kWaiting, 1).bytes(),
+         Packet(kWaiting, 1).descriptors(1).bytes(),
          {0},
          "a descriptor came that no value names"},
         {"descriptor used twice",
-         argument([](Packet &p) { p.byte(13).word(2).byte(18).word(0).word(5).byte(18).word(0).word(5); }).bytes(),
+         argument([](Packet &p) { p.byte(13).word(2).byte(18).word(0).word(5).byte(18).word(0).word(5); })
+             .descriptors(1)
+             .bytes(),
          {0},
          "a descriptor is used twice"},
         {"index far out",
-         argument([](Packet &p) { p.byte(18).word(0x80000000).word(5); }).bytes(),
+         argument([](Packet &p) { p.byte(18).word(0x80000000).word(5); }).descriptors(1).bytes(),
          {0},
          "a descriptor did not come"},
-        {"64 descriptors in a packet without values", Packet(kWaiting, 1).bytes(), std::vector<int>(64, 0),
-         "a descriptor came that no value names"},
-        {"65 descriptors", Packet(kWaiting, 1).bytes(), std::vector<int>(65, 0), "too many descriptors"},
+        {"64 descriptors in a packet without values", Packet(kWaiting, 1).descriptors(64).bytes(),
+         std::vector<int>(64, 0), "a descriptor came that no value names"},
+        {"65 descriptors", Packet(kWaiting, 1).descriptors(65).bytes(), std::vector<int>(65, 0),
+         "too many descriptors"},
         {"253 descriptors", full_call().bytes(), std::vector<int>(253, 0), "too many descriptors"},
         {"five lists deep", deep.bytes(), {}, "lists are nested too deep"},
         {"65 arguments", many.bytes(), {}, "too many arguments"},
@@ -567,6 +572,152 @@ TEST_F(Hostile, ListenerThatRefusesIsReportedInItsWords) {
     kex_destroy(late);
     kex_destroy(client);
     kex_destroy(listener);
+}
+
+// ----------------------------------------------------------------------------------------- Packets of several messages
+
+Packet numbered(uint32_t number) {
+    return Packet(kOneWayCall, number).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
+}
+
+TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
+    const Packet with_one =
+        Packet(kOneWayCall, 3).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(0).descriptors(1);
+    const struct {
+        const char *name;
+        std::string bytes;
+        std::vector<int> fds;
+        const char *why;
+    } rows[] = {
+        {"size 0", together({numbered(1), numbered(2).size(0)}), {}, "a message is shorter than its head"},
+        {"size one short of a head",
+         together({numbered(1), numbered(2).size(19)}),
+         {},
+         "a message is shorter than its head"},
+        {"size one beyond the packet",
+         together({numbered(1), numbered(2).size(static_cast<uint32_t>(numbered(2).bytes().size()) + 1)}),
+         {},
+         "the packet is cut off"},
+        {"size of all ones", together({numbered(1), numbered(2).size(UINT32_MAX)}), {}, "the packet is cut off"},
+        {"one reaches into the next",
+         together({numbered(1).size(static_cast<uint32_t>(numbered(1).bytes().size()) + 12), numbered(2)}),
+         {},
+         "this is no packet of the bus"},
+        {"65 messages", together(std::vector<Packet>(65, numbered(1))), {}, "too many messages"},
+        {"6,000 notices", together(std::vector<Packet>(6000, Packet(kWaiting, 1))), {}, "too many messages"},
+        {"10,000 notices", together(std::vector<Packet>(10000, Packet(kWaiting, 1))), {}, "the packet is too large"},
+        {"a hello behind", together({numbered(1), hello()}), {}, "a hello came together with other messages"},
+        {"an unknown kind behind", together({numbered(1), Packet(99)}), {}, "the kind of the packet is unknown"},
+        {"a tap record behind", together({numbered(1), Packet(kTapRecord)}), {}, "the kind of the packet is unknown"},
+        {"the last one's descriptor is missing", together({with_one, with_one}), {0}, "a descriptor did not come"},
+        {"a descriptor more", together({with_one, with_one}), {0, 0, 0}, "a descriptor came that no value names"},
+        {"descriptors of all ones",
+         together({with_one, numbered(2).descriptors(UINT32_MAX)}),
+         {0},
+         "a descriptor did not come"},
+        {"garbage behind", together({with_one, numbered(2)}) + "GET / HTTP/1.1", {0}, "this is no packet of the bus"},
+        {"broken in the middle",
+         together({with_one, Packet(kCall, 1).text("Probe"), numbered(2)}),
+         {0},
+         "the packet is cut off"},
+        {"reply with two values behind",
+         together({numbered(1), Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255)}),
+         {},
+         "a reply has more than one value"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        auto raw = connected_peer();
+        const size_t before = open_descriptors();
+        CapturedTrace trace;
+        ASSERT_TRUE(raw->send(row.bytes, row.fds));
+        settle();
+        EXPECT_EQ(open_descriptors(), before + 2 - 1) << "the capture's two more, the connection one less";
+        EXPECT_EQ(raw->refusal(), row.why);
+        EXPECT_TRUE(raw->is_closed());
+        const std::string lines = trace.text();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
+        EXPECT_THAT(served::log, IsEmpty());
+    }
+    expect_alive();
+}
+
+// Of version 1, whose heads had neither size nor descriptors.
+TEST_F(Hostile, OlderPeerIsRefusedWithItsReason) {
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    raw.send(hello().set(1, 1).bytes().substr(0, 12) + body_of(hello()));
+    settle();
+    EXPECT_EQ(raw.refusal(), "the protocol version differs");
+    EXPECT_TRUE(raw.is_closed());
+    EXPECT_THAT(trace.text(), HasSubstr("refused: the protocol version differs\n"));
+}
+
+TEST_F(Hostile, PacketMayNotSayWhatItsSenderMayNot) {
+    CapturedTrace trace;
+    RawPeer silent(socket);
+    silent.send(together({Packet(kRefused).text("go away"), numbered(1)}));
+    RawPeer tap(socket);
+    tap.send(Packet(kTapHello).text("tap"));
+    tap.send(together({Packet(kRefused).text("go away"), numbered(2)}));
+    settle();
+    EXPECT_EQ(silent.refusal(), "no hello came first");
+    EXPECT_EQ(tap.refusal(), "a tap only looks");
+    EXPECT_THAT(trace.text(), Not(HasSubstr("go away"))) << "nor is the first message of them taken in";
+    EXPECT_THAT(served::log, IsEmpty());
+}
+
+// What was read before the end runs, as that of single packets does; the close event comes behind it.
+TEST_F(Hostile, PeerClosedBetweenTwoMessagesOfAPacket) {
+    kex_onPeerClosed(
+        bus, [](kex_t *, peer_t *, void *) { served::log.push_back("closed"); }, nullptr);
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        EXPECT_TRUE(peer_disconnect(fcall_peer(call)));
+        fcall_destroy(call);
+        return 0;
+    };
+    for (const bool far_side : {false, true}) {
+        served::log.clear();
+        auto raw = connected_peer();
+        const Packet middle = far_side ? numbered(2) : Packet(kOneWayCall, 2).text("Probe").text("run").byte(0);
+        ASSERT_TRUE(raw->send(together({numbered(1), middle, numbered(3), Packet(kWaiting, 4)})));
+        if (far_side)
+            raw->close();
+        settle();
+        if (far_side)
+            EXPECT_THAT(served::log, ElementsAre("note 1", "note 2", "note 3", "closed"));
+        else
+            EXPECT_THAT(served::log, ElementsAre("note 1", "note 3", "closed"));
+    }
+}
+
+// The limit is reached by the packet's middle: all of it is taken in, and it is the last one.
+TEST_F(Hostile, PacketThatFillsALimitHalfway) {
+    static peer_t *peer;
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        peer = fcall_peer(call);
+        fcall_destroy(call);
+        return 0;
+    };
+    auto raw = connected_peer();
+    raw->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+    settle();
+    request_t *r = request_create_executeFunction("Theirs", "slow", 0);
+    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    CapturedTrace trace;
+    const timeval at_once = {0, 0};
+    const std::string calls = together(std::vector<Packet>(60, numbered(1)));
+    for (int i = 0; i < 18; i++) { // the last one begins with 1,020 before it
+        while (!raw->send(calls))
+            kex_waitForReply(bus, r, &at_once);
+    }
+    for (int i = 0; i < 40 && trace.text().empty(); i++)
+        EXPECT_FALSE(kex_waitForReply(bus, r, &at_once));
+    EXPECT_THAT(trace.text(), HasSubstr("it sent too much while its reply was waited for"));
+    settle();
+    EXPECT_EQ(served::log.size(), 18u * 60u) << "calls that came run, whole packets of them";
+    request_destroy(r);
+    expect_alive();
 }
 
 } // namespace

@@ -377,7 +377,7 @@ TEST_F(Memory, LostCallOfOneThatHasGoneEndsNothingMore) {
 
 // It announces more than a message may have, so that its memory is not taken at once.
 TEST_F(Memory, ListThatGrowsWhileItIsReadIsNoneWithoutMemory) {
-    const std::string bytes = Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')).bytes().substr(12);
+    const std::string bytes = body_of(Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')));
     fail_each([&] {
         bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
                                                         static_cast<uint32_t>(bytes.size()), 0, nullptr);

@@ -2,7 +2,7 @@
 // Messages by themselves: what one process writes its peer reads, and mutated packets never do harm.
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
-#include "value/message.h"
+#include "value/packet.h"
 #include "value/tap_record.h"
 
 #include <cstring>
@@ -18,14 +18,14 @@ class Message : public DescriptorTest {
 protected:
     std::vector<uint8_t> room = std::vector<uint8_t>(bus::kMaxPacket);
 
-    bus::wire::Writer begin() { return bus::wire::packet_begin(room.data(), static_cast<uint32_t>(room.size())); }
+    bus::wire::Writer begin() { return bus::wire::message_begin(room.data(), static_cast<uint32_t>(room.size())); }
     static std::string bytes_of(const bus::wire::Writer &writer) {
         return {reinterpret_cast<const char *>(writer.data), writer.size};
     }
     static std::string check(const std::string &packet, uint32_t descriptors = 0) {
-        bus::wire::Message message;
+        bus::wire::Packet whole;
         const char *why =
-            bus::wire::message_validate(packet.data(), static_cast<uint32_t>(packet.size()), descriptors, message);
+            bus::wire::packet_validate(packet.data(), static_cast<uint32_t>(packet.size()), descriptors, whole);
         return why != nullptr ? why : "";
     }
 };
@@ -41,11 +41,13 @@ TEST_F(Message, CallIsWrittenAsDrawn) {
     variant_cleanup(&value);
     ASSERT_EQ(writer.why, nullptr);
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    const uint8_t expected[] = {'k', 1, 'l', 2,   4, 3, 2, 1, 0x01, 0x80, 0,  0, 2, 0, 0, 0, 'O', 'b', 1,
-                                0,   0, 0,   'f', 1, 1, 0, 0, 0,    'a',  13, 2, 0, 0, 0, 7, 7,   0,   255};
+    const uint8_t expected[] = {'k', 2, 'l', 2, 4,   3,  2, 1, 0x01, 0x80, 0, 0, 46, 0,  0,   0,
+                                0,   0, 0,   0, 2,   0,  0, 0, 'O',  'b',  1, 0, 0,  0,  'f', 1,
+                                1,   0, 0,   0, 'a', 13, 2, 0, 0,    0,    7, 7, 0,  255};
 #else
-    const uint8_t expected[] = {'k', 1, 'B', 2,   1, 2, 3, 4, 0, 0,   0x80, 0x01, 0, 0, 0, 2, 'O', 'b', 0,
-                                0,   0, 1,   'f', 1, 0, 0, 0, 1, 'a', 13,   0,    0, 0, 2, 7, 0,   7,   255};
+    const uint8_t expected[] = {'k', 2, 'B', 2, 1,   2,  3, 4, 0,   0,   0x80, 0x01, 0, 0,  0,   46,
+                                0,   0, 0,   0, 0,   0,  0, 2, 'O', 'b', 0,    0,    0, 1,  'f', 1,
+                                0,   0, 0,   1, 'a', 13, 0, 0, 0,   2,   7,    0,    7, 255};
 #endif
     EXPECT_EQ(bytes_of(writer), std::string(reinterpret_cast<const char *>(expected), sizeof expected));
     EXPECT_EQ(check(bytes_of(writer)), "");
@@ -74,12 +76,12 @@ TEST_F(Message, EveryValueReadsBackAsItWasWritten) {
 
 TEST_F(Message, WriterStopsAtItsLimitAndTouchesNothingBehindIt) {
     std::string text(100, 'x');
-    for (uint32_t limit = 12; limit < 130; limit++) {
+    for (uint32_t limit = 20; limit < 140; limit++) {
         std::vector<uint8_t> small(limit + 1, 0xA5);
-        bus::wire::Writer writer = bus::wire::packet_begin(small.data(), limit);
+        bus::wire::Writer writer = bus::wire::message_begin(small.data(), limit);
         bus::wire::hello_write(writer, text.c_str());
         EXPECT_EQ(small[limit], 0xA5) << limit;
-        EXPECT_EQ(writer.why == nullptr, limit >= 12 + 4 + 100) << limit;
+        EXPECT_EQ(writer.why == nullptr, limit >= 20 + 4 + 100) << limit;
     }
 }
 
@@ -89,7 +91,7 @@ TEST_F(Message, DescriptorsOfAnAbandonedPacketAreClosed) {
     bus::wire::put_value(writer, &value);
     EXPECT_STREQ(writer.why, "too many descriptors");
     variant_cleanup(&value);
-    bus::wire::packet_discard(writer);
+    bus::wire::message_discard(writer);
 }
 
 TEST_F(Message, ReplyReadsBack) {
@@ -131,7 +133,7 @@ TEST_F(Message, TapRecordIsWrittenAsDrawn) {
     record.to = {41, 0, bus::text_of("app")};
     record.lost = 5;
     record.text = bus::text_of("why");
-    record.packet = reinterpret_cast<const uint8_t *>(passed.data());
+    record.message = reinterpret_cast<const uint8_t *>(passed.data());
     record.size = static_cast<uint32_t>(passed.size());
     bus::wire::Writer writer = begin();
     bus::wire::tap_record_write(writer, record);
@@ -147,7 +149,7 @@ TEST_F(Message, TapRecordIsWrittenAsDrawn) {
                                .text("app")
                                .word(5)
                                .text("why")
-                               .word(12)
+                               .word(20)
                                .raw(passed)
                                .bytes();
     EXPECT_EQ(bytes_of(writer), expected);
@@ -162,8 +164,8 @@ TEST_F(Message, TapRecordIsWrittenAsDrawn) {
     EXPECT_EQ(back.to.connection, 0u);
     EXPECT_TRUE(bus::text_equals(back.to.name, "app"));
     EXPECT_TRUE(bus::text_equals(back.text, "why"));
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(back.packet), back.size), passed);
-    for (size_t size = 12; size < expected.size(); size++) {
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(back.message), back.size), passed);
+    for (size_t size = 20; size < expected.size(); size++) {
         message.size = static_cast<uint32_t>(size);
         EXPECT_FALSE(bus::wire::tap_record_read(message, back)) << "cut off at " << size;
     }
@@ -184,14 +186,12 @@ TEST_F(Message, HeadsAndTextsAreWrittenAsDrawn) {
     EXPECT_EQ(bytes_of(waiting_writer), Packet(kWaiting, 7).bytes());
 }
 
-// Whatever a packet that passes the check is made of, reading it for real needs nothing that is not there.
-void read_for_real(const std::string &packet, uint32_t fd_count) {
-    bus::wire::Message message;
-    ASSERT_EQ(bus::wire::message_open(packet.data(), static_cast<uint32_t>(packet.size()), message), nullptr);
+// Whatever a message that passes the check is made of, reading it for real needs nothing that is not there.
+void read_for_real(const bus::wire::Message &message) {
     std::vector<int> fds;
-    for (uint32_t i = 0; i < fd_count; i++)
+    for (uint32_t i = 0; i < message.descriptors; i++)
         fds.push_back(dup(STDIN_FILENO));
-    bus::wire::Descriptors descriptors = {fds.data(), fd_count};
+    bus::wire::Descriptors descriptors = {fds.data(), message.descriptors};
     if (message.kind == bus::wire::kCall || message.kind == bus::wire::kOneWayCall) {
         bus::wire::Call call;
         EXPECT_TRUE(bus::wire::call_read(message, call));
@@ -228,6 +228,7 @@ std::vector<std::string> seeds() {
             .byte(18)
             .word(1)
             .word(4)
+            .descriptors(2)
             .bytes(),
         Packet(kCall, 1)
             .text("A.B")
@@ -259,7 +260,10 @@ std::vector<std::string> seeds() {
             .text("f")
             .byte(3)
             .half(1)
+            .descriptors(2)
             .bytes(),
+        together({Packet(kWaiting, 3), Packet(kReply, 3).byte(0).byte(1).byte(18).word(0).word(3).descriptors(1),
+                  call(5, "A.B", "f")}),
     };
 }
 
@@ -295,11 +299,12 @@ TEST_F(Message, MutatedPacketsAreReadOrRefusedAndNothingElse) {
         uint32_t descriptors = random() % 4;
         // On the heap and exactly as long as the packet: a look one byte too far is seen.
         std::vector<char> exact(packet.begin(), packet.end());
-        bus::wire::Message message;
-        if (bus::wire::message_validate(exact.data(), static_cast<uint32_t>(exact.size()), descriptors, message) ==
+        bus::wire::Packet whole;
+        if (bus::wire::packet_validate(exact.data(), static_cast<uint32_t>(exact.size()), descriptors, whole) ==
             nullptr) {
             accepted++;
-            read_for_real(packet, descriptors);
+            for (uint32_t i = 0; i < whole.count; i++)
+                read_for_real(whole.messages[i]);
         }
         if (HasFailure())
             FAIL() << "round " << round << " " << testing::PrintToString(packet);
@@ -323,7 +328,7 @@ TEST_F(Message, FirstProblemIsTheOneThatIsTold) {
     variant_t value = list({text(std::string(200, 'x').c_str()), descriptor(STDIN_FILENO),
                             bytes(std::string(bus::kMaxByteArray + 1, 'x')), text("behind")});
     std::vector<uint8_t> small(100);
-    bus::wire::Writer writer = bus::wire::packet_begin(small.data(), static_cast<uint32_t>(small.size()));
+    bus::wire::Writer writer = bus::wire::message_begin(small.data(), static_cast<uint32_t>(small.size()));
     bus::wire::put_value(writer, &value);
     EXPECT_STREQ(writer.why, "a text is too long");
     EXPECT_EQ(writer.fd_count, 0u);
@@ -332,14 +337,13 @@ TEST_F(Message, FirstProblemIsTheOneThatIsTold) {
     EXPECT_STREQ(writer.why, "a text is too long");
     EXPECT_EQ(writer.fd_count, 0u);
     variant_cleanup(&value);
-    bus::wire::packet_discard(writer);
+    bus::wire::message_discard(writer);
 }
 
 // Whatever a list announces.
 TEST_F(Message, ListThatEndsEarlyIsNoValue) {
-    for (const std::string &bytes :
-         {std::string("\x0d", 1), Packet(0).byte(13).word(2).byte(255).bytes().substr(12),
-          Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')).bytes().substr(12)}) {
+    for (const std::string &bytes : {std::string("\x0d", 1), body_of(Packet(0).byte(13).word(2).byte(255)),
+                                     body_of(Packet(0).byte(13).word(UINT32_MAX).raw(std::string(5000, '\xFF')))}) {
         bus::wire::Reader reader = bus::wire::reader_at(reinterpret_cast<const uint8_t *>(bytes.data()),
                                                         static_cast<uint32_t>(bytes.size()), 0, nullptr);
         variant_t value;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -254,6 +255,121 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
     EXPECT_LT(calls, 7u) << "else nothing is tested";
     EXPECT_LE(most - before, 128u + kEach) << "the limit, passed by one message";
     EXPECT_TRUE(turn_until({bus}, [] { return calls == 14; })) << "the rest follows";
+}
+
+// ----------------------------------------------------------------------------------------- Several in one packet
+
+Packet numbered(uint32_t number) {
+    return Packet(kOneWayCall, number).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
+}
+
+TEST_F(Receive, CallsOfAPacketRunInTheirOrder) {
+    RawPeer &raw = connect();
+    std::vector<Packet> calls;
+    std::vector<std::string> wanted;
+    for (uint32_t i = 0; i < 64; i++) {
+        calls.push_back(numbered(i));
+        wanted.push_back("note " + std::to_string(i));
+    }
+    ASSERT_TRUE(raw.send(together(calls)));
+    EXPECT_EQ(reads_of_a_turn(), 1);
+    turn_until_idle({bus});
+    EXPECT_EQ(served::log, wanted);
+}
+
+TEST_F(Receive, CallsOfAPacketTakeTurnsWithThoseOfOthers) {
+    RawPeer &raw = connect();
+    RawPeer &other = connect();
+    ASSERT_TRUE(raw.send(together(std::vector<Packet>(64, numbered(1)))));
+    ASSERT_TRUE(other.send(numbered(2)));
+    turn_until_idle({bus});
+    ASSERT_EQ(served::log.size(), 65u);
+    EXPECT_LE(std::find(served::log.begin(), served::log.end(), "note 2") - served::log.begin(), 1);
+}
+
+TEST_F(Receive, EachMessageOfAPacketGetsItsOwnDescriptors) {
+    static std::vector<std::string> read;
+    read.clear();
+    served::probe = [](function_call_t *call, argument_list_t *arguments, variant_t *) {
+        variant_list_t *list = nullptr;
+        std::string bytes;
+        argument_getList(arguments, "fds", 0, &list);
+        for (uint32_t i = 0; i < variant_list_size(list); i++) {
+            const int fd = variant_fd(variant_list_at(list, i));
+            char byte = '?';
+            EXPECT_EQ(pread(fd, &byte, 1, 0), 1);
+            bytes += byte;
+            close(fd);
+        }
+        variant_list_destroy(list);
+        read.push_back(bytes);
+        fcall_destroy(call);
+        return 0;
+    };
+    std::vector<int> files;
+    for (char byte : std::string("abcdef")) {
+        files.push_back(memfd_create("file", MFD_CLOEXEC));
+        ASSERT_EQ(write(files.back(), &byte, 1), 1);
+    }
+    auto with = [](const std::vector<uint32_t> &indices) {
+        Packet packet = Packet(kOneWayCall, 1)
+                            .text("Probe")
+                            .text("run")
+                            .byte(1)
+                            .text("fds")
+                            .byte(13)
+                            .word(static_cast<uint32_t>(indices.size()));
+        for (uint32_t index : indices)
+            packet.byte(18).word(index).word(0);
+        return packet.descriptors(static_cast<uint32_t>(indices.size()));
+    };
+    ASSERT_TRUE(connect().send(together({with({1, 0}), with({}), with({0}), with({2, 1, 0})}), files));
+    for (int fd : files)
+        close(fd);
+    turn_until_idle({bus});
+    EXPECT_EQ(read, (std::vector<std::string>{"ba", "", "c", "fed"}));
+}
+
+// The peer is read on as long as the fullest packet there can be passes no limit: whatever comes, none is passed.
+TEST_F(Receive, NoLimitIsPassedByAPacketOfManyCalls) {
+    static size_t ran;
+    ran = 0;
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        clock_advance(10000000); // a turn runs one of them
+        ran++;
+        fcall_destroy(call);
+        return 0;
+    };
+    RawPeer &raw = connect();
+    const std::string calls =
+        together(std::vector<Packet>(64, Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
+    size_t sent = 0;
+    for (int turn = 0; turn < 40; turn++) {
+        while (raw.send(calls))
+            sent += 64;
+        kex_dispatch(bus);
+    }
+    const size_t before = ran;
+    ASSERT_GT(sent, before + 1024);
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        peer_disconnect(fcall_peer(call)); // what has been read runs all the same
+        ran++;
+        fcall_destroy(call);
+        return 0;
+    };
+    turn_until_idle({bus});
+    EXPECT_LE(ran - before, 1024u);
+    EXPECT_GT(ran - before, 1024u - 64u - 1u) << "it is read as long as a packet fits";
+}
+
+TEST_F(Receive, RefusalOfAPacketLeavesWhatCameBeforeIt) {
+    CapturedTrace trace;
+    RawPeer &raw = connect();
+    ASSERT_TRUE(raw.send(together({numbered(1), numbered(2)})));
+    ASSERT_TRUE(raw.send(together({numbered(3), numbered(4).size(0)})));
+    turn_until_idle({bus});
+    EXPECT_EQ(raw.refusal(), "a message is shorter than its head");
+    EXPECT_EQ(served::log, (std::vector<std::string>{"note 1", "note 2"}));
 }
 
 } // namespace

@@ -131,4 +131,150 @@ TEST_F(Send, RepliesWithAllTheirDescriptorsLeaveOneAfterTheOther) {
     EXPECT_THAT(serials, ElementsAre(1u, 2u, 3u, 4u, 5u, 6u));
 }
 
+// ----------------------------------------------------------------------------------------- Several in one packet
+
+// A raw peer, and the bus's own peer for it.
+class Together : public Send {
+protected:
+    Together() {
+        served::probe = [this](function_call_t *call, argument_list_t *, variant_t *) {
+            peer = fcall_peer(call);
+            fcall_destroy(call);
+            return 0;
+        };
+        raw.send(hello());
+        raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+        turn_until_idle();
+        raw.receive_all();
+        EXPECT_NE(peer, nullptr);
+    }
+
+    // Queues a one-way call with one argument, which it cleans.
+    void send_one_way(variant_t value) {
+        request_t *r = request_create_executeFunction("a", "b", 0);
+        EXPECT_TRUE(request_addParameter(r, "v", &value));
+        variant_cleanup(&value);
+        EXPECT_TRUE(kex_sendRequest(server, peer, r));
+        request_destroy(r);
+    }
+    // How many messages the packets have that come in the next turn; what they are goes to `received`.
+    std::vector<size_t> packets_of_a_turn() {
+        kex_dispatch(server);
+        std::vector<size_t> sizes;
+        for (auto packet = raw.receive_packet(); packet && !packet->empty(); packet = raw.receive_packet()) {
+            const std::vector<std::string> messages = messages_of(*packet);
+            sizes.push_back(messages.size());
+            received.insert(received.end(), messages.begin(), messages.end());
+        }
+        return sizes;
+    }
+
+    RawPeer raw{socket};
+    peer_t *peer = nullptr;
+    std::vector<std::string> received;
+};
+
+TEST_F(Together, WhatATurnHasGatheredLeavesInOnePacket) {
+    for (uint32_t i = 0; i < 32; i++)
+        send_one_way(u32(i));
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(32));
+    for (uint32_t i = 0; i < received.size(); i++) {
+        const Packet wanted = Packet(kOneWayCall, i + 1).text("a").text("b").byte(1).text("v").byte(8).word(i);
+        EXPECT_EQ(received[i], wanted.bytes()) << "each as if it had left alone, in their order";
+    }
+}
+
+TEST_F(Together, SixtyFourMessagesAtMost) {
+    for (uint32_t i = 0; i < 130; i++)
+        send_one_way(u32(i));
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(64, 64, 2));
+}
+
+TEST_F(Together, AsManyBytesAsAPacketMayHave) {
+    for (int i = 0; i < 5; i++)
+        send_one_way(text(std::string(50000, 'x').c_str()));
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 2, 1));
+}
+
+TEST_F(Together, SixtyFourDescriptorsAtMost) {
+    for (int i = 0; i < 3; i++)
+        send_one_way(list(std::vector<variant_t>(30, descriptor(STDIN_FILENO))));
+    send_one_way(list(std::vector<variant_t>(6, descriptor(STDIN_FILENO))));
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 2));
+    std::vector<std::string> counts;
+    for (const std::string &message : received)
+        counts.push_back(std::to_string(message.at(16)));
+    EXPECT_THAT(counts, ElementsAre("30", "30", "30", "6"));
+}
+
+TEST_F(Together, FourThousandAndNinetySixValuesAtMost) {
+    for (int i = 0; i < 3; i++)
+        send_one_way(list(std::vector<variant_t>(2047, none())));
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 1));
+}
+
+TEST_F(Together, SixtyFourErrorItemsAtMost) {
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        for (uint32_t i = 0; i < 32; i++)
+            reply_addError(request_reply(fcall_request(call)), i, "d", "i");
+        fcall_destroy(call);
+        return 0;
+    };
+    raw.send(together(std::vector<Packet>(3, support::call(1, "Probe", "run"))));
+    const support::ClockStopped one_turn; // does for all of them
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 1));
+}
+
+TEST_F(Together, PeerUnderstandsWhatAPeerGathers) {
+    for (uint32_t i = 0; i < 100; i++) {
+        request_t *r = request_create_executeFunction("Probe", "note", 0);
+        const variant_t value = u32(i);
+        request_addParameter(r, "number", &value);
+        ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+        request_destroy(r);
+    }
+    turn_until_idle();
+    ASSERT_EQ(served::log.size(), 100u);
+    for (size_t i = 0; i < served::log.size(); i++)
+        EXPECT_EQ(served::log[i], "note " + std::to_string(i));
+}
+
+// Which of them the kernel does not like it does not say.
+TEST_F(Together, ErrorThatIsNoneOfTheUsualTakesNoOtherMessageAlong) {
+    CapturedTrace trace;
+    for (uint32_t i = 0; i < 3; i++)
+        send_one_way(u32(i));
+    send_error = EIO;
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(1, 1, 1)) << "one by one";
+    EXPECT_EQ(trace.text(), "");
+}
+
+TEST_F(Together, DestroyedRequestsLeaveAsOneWayCallsAmongOthers) {
+    request_t *kept = request_create_executeFunction("a", "kept", 0);
+    request_t *gone = request_create_executeFunction("a", "gone", 0);
+    ASSERT_TRUE(kex_sendRequest(server, peer, kept));
+    ASSERT_TRUE(kex_sendRequest(server, peer, gone));
+    request_destroy(gone);
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2));
+    EXPECT_EQ(kind_of(received[0]), kCall);
+    EXPECT_EQ(kind_of(received[1]), kOneWayCall);
+    request_destroy(kept);
+}
+
+TEST_F(Together, HelloLeavesAlone) {
+    RawPeer newcomer(socket);
+    newcomer.send(hello());
+    newcomer.send(support::call(1, "Probe", "note"));
+    send_error = ENOBUFS; // the hello has to wait, and the reply comes behind it
+    std::vector<std::string> packets;
+    EXPECT_TRUE(turn_until([&] {
+        if (const auto packet = newcomer.receive_packet())
+            packets.push_back(*packet);
+        return packets.size() == 2;
+    }));
+    EXPECT_EQ(messages_of(packets.at(0)).size(), 1u);
+    EXPECT_EQ(kind_of(packets.at(0)), kHello);
+    EXPECT_EQ(kind_of(packets.at(1)), kReply);
+}
+
 } // namespace

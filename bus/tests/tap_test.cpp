@@ -310,10 +310,10 @@ TEST_F(Tap, RecordSaysItsSizeBeforeItIsWritten) {
     record.to.name = bus::text_of("receiver's name");
     record.text = bus::text_of("why");
     const std::string packet(1000, 'x');
-    record.packet = reinterpret_cast<const uint8_t *>(packet.data());
+    record.message = reinterpret_cast<const uint8_t *>(packet.data());
     record.size = 1000;
     std::vector<uint8_t> memory(bus::wire::kMaxTapRecord);
-    bus::wire::Writer writer = bus::wire::packet_begin(memory.data(), bus::wire::kMaxTapRecord);
+    bus::wire::Writer writer = bus::wire::message_begin(memory.data(), bus::wire::kMaxTapRecord);
     bus::wire::tap_record_write(writer, record);
     EXPECT_EQ(bus::wire::tap_record_size(record), writer.size);
 }
@@ -334,6 +334,24 @@ TEST_F(Tap, IsNoPeer) {
     turn_until_idle();
     EXPECT_EQ(raw.refusal(), "a tap only looks");
     EXPECT_THAT(served::log, ElementsAre());
+}
+
+TEST_F(Tap, EachMessageOfAPacketIsARecord) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    RawPeer raw_tap(socket);
+    raw_tap.send(Packet(kTapHello).text("tap"));
+    turn_until_idle();
+    read_all();
+    raw_tap.receive_all();
+    const Packet note = Packet(kCall, 5).text("Probe").text("note").byte(0);
+    ASSERT_TRUE(raw.send(together({note, Packet(kWaiting, 6), note})));
+    turn_until_idle();
+    EXPECT_THAT(read_all(), ElementsAre("call raw>server #5 Probe.note", "waiting raw>server #6",
+                                        "call raw>server #5 Probe.note", "reply server>raw #5", "reply server>raw #5"));
+    const auto packet = raw_tap.receive_packet();
+    ASSERT_TRUE(packet.has_value());
+    EXPECT_GE(messages_of(*packet).size(), 3u) << "what was read together leaves together, too";
 }
 
 TEST_F(Tap, EndOfTheListenerIsTold) {

@@ -4,9 +4,9 @@
  * changed.
  *
  *   VOICE_FAULT=KIND:N        which one fails, 1 for the first; without it all succeed
- *   VOICE_FAULT_KILLS=WHEN    the process is killed "before" or "after" it instead; messages go one by one then
- *                             "sent:N" and "received:N" are the N-th message of the bus then, taps left aside; "before" it
- *                             is handled, when it was received, or "after" that
+ *   VOICE_FAULT_KILLS=WHEN    the process is killed "before" or "after" it instead; packets go one by one then
+ *                             "sent:N" and "received:N" are the N-th message of the bus then, taps left aside, with all
+ *                             that is in its packet; "before" it is handled, when it was received, or "after" that
  *   VOICE_FAULT_PROGRAM=NAME  only in this program: what starts it is left alone
  *   VOICE_FAULT_COUNTS=FILE   how many there have been of each kind, a 32-bit number each in the order below
  */
@@ -133,30 +133,56 @@ static void end_after_last_call(void) {
         kill(getpid(), SIGKILL);
 }
 
-/* Whether a packet is a call, a one-way call or a reply: byte 3 of its head is its kind. */
-static int is_message(const struct msghdr *packet) {
-    const unsigned char *head = packet->msg_iovlen > 0 ? packet->msg_iov->iov_base : NULL;
-    return head != NULL && packet->msg_iov->iov_len >= 4 && head[0] == 'k' && head[3] >= 2 && head[3] <= 4;
+enum { KIND_AT = 3, SIZE_AT = 12, HEAD_SIZE = 20 }; /* of a message */
+
+/* Calls, one-way calls and replies among the messages that begin in these bytes. */
+static uint32_t messages_of_part(const unsigned char *bytes, size_t size) {
+    uint32_t found = 0;
+    while (size >= HEAD_SIZE && bytes[0] == 'k') {
+        uint32_t whole;
+        memcpy(&whole, bytes + SIZE_AT, sizeof whole);
+        found += bytes[KIND_AT] >= 2 && bytes[KIND_AT] <= 4;
+        if (whole < HEAD_SIZE || whole > size)
+            break;
+        bytes += whole;
+        size -= whole;
+    }
+    return found;
+}
+
+/* The same of the first bytes of a packet. */
+static uint32_t messages_of(const struct msghdr *packet, size_t size) {
+    uint32_t found = 0;
+    for (size_t i = 0; i < packet->msg_iovlen && size > 0; i++) {
+        size_t part = packet->msg_iov[i].iov_len < size ? packet->msg_iov[i].iov_len : size;
+        found += messages_of_part(packet->msg_iov[i].iov_base, part);
+        size -= part;
+    }
+    return found;
 }
 
 static int begin_send(const struct msghdr *packet) {
     if (last_turn)
         kill(getpid(), SIGKILL);
-    return fails(SEND) || (is_message(packet) && fails(SENT));
+    int failed = fails(SEND);
+    for (uint32_t left = failed ? 0 : messages_of(packet, SIZE_MAX); left > 0; left--)
+        failed |= fails(SENT);
+    return failed;
 }
 
-/* A message that could not be sent will be sent again. */
+/* Messages that could not be sent will be sent again. */
 static void end_send(const struct msghdr *packet, int sent) {
-    if (!sent && active && is_message(packet)) {
-        --counts[SENT];
+    uint32_t messages = sent || !active ? 0 : messages_of(packet, SIZE_MAX);
+    if (messages > 0) {
+        counts[SENT] -= messages;
         last_call = last_call && fault_kind != SENT;
     }
     end_after_last_call();
 }
 
-static void end_receive(const struct msghdr *packet, int flags, int count) {
+static void end_receive(const struct msghdr *packet, int flags, size_t size) {
     end_after_last_call();
-    if (count > 0 && (flags & MSG_PEEK) == 0 && is_message(packet))
+    for (uint32_t left = (flags & MSG_PEEK) == 0 ? messages_of(packet, size) : 0; left > 0; left--)
         fails(RECEIVED);
     last_turn = last_turn || last_call;
     last_call = 0;
@@ -251,7 +277,7 @@ ssize_t recvmsg(int fd, struct msghdr *message, int flags) {
     if (fails(RECEIVE))
         return -1;
     ssize_t answer = real(fd, message, flags);
-    end_receive(message, flags, answer > 0);
+    end_receive(message, flags, answer > 0 ? (size_t)answer : 0);
     return answer;
 }
 
@@ -262,7 +288,7 @@ int recvmmsg(int fd, struct mmsghdr *messages, unsigned count, int flags, struct
     if (fails(RECEIVE))
         return -1;
     int answer = real(fd, messages, consequence == FAILS ? count : 1, flags, timeout);
-    end_receive(&messages->msg_hdr, flags, answer);
+    end_receive(&messages->msg_hdr, flags, answer > 0 ? messages->msg_len : 0);
     return answer;
 }
 

@@ -4,6 +4,11 @@
 from seed_bytes import byte, half, text, word
 
 
+def together(*messages):
+    """A packet of several messages, each a kind and a body."""
+    return byte(0, len(messages) - 1) + b"".join(byte(kind, 7, 0) + body for kind, body in messages)
+
+
 def probe(name):
     """A word by its place in the list of packets.cpp."""
     return byte("Probe take call_back leave wait kex list text u16 u32 i32 bytes".split().index(name))
@@ -31,10 +36,24 @@ def listener_seeds():
     def send(packet):
         return byte(0) + peer + packet + turn
 
+    def whole_packet(kind, body):
+        return byte(kind, 7, 0) + body  # there is no call of the bus's own yet that it could answer
+
     read = byte(15) + peer
     whole = call_packet("take", *EVERYTHING, ("list", A_LIST))
     yield "call", connect + turn + send(whole_packet(2, whole)) + read
     yield "call-seen-by-a-tap", connect_tap + connect + turn + send(whole_packet(2, whole)) + byte(15, 5)
+    three = (3, call_packet("take")), (2, whole), (6, b"")
+    yield "three-messages-in-a-packet", connect + turn + send(together(*three)) + read
+    yield "seventy-messages-in-a-packet", connect + turn + send(
+        byte(0, 0, 63, 7, 0) + call_packet("take") + byte(69)
+    ) + read
+    yield "size-of-the-last-one-changed", connect + turn + send(
+        byte(0, 1, 3, 7, 0) + call_packet("take") + byte(233, 7, 0) + call_packet("take") + byte(1, 1)
+    ) + read
+    yield "leaves-between-two-calls", connect + turn + send(
+        together((2, call_packet("take")), (2, call_packet("leave")), (2, call_packet("take")))
+    ) + read
     yield "one-way-call", connect + turn + send(whole_packet(3, call_packet("take"))) + read
     yield "calls-back", connect + turn + send(whole_packet(2, call_packet("call_back"))) + read + send(
         byte(4, 0, 0, 0) + byte(0, 0, 1, 4) + word(9)
@@ -45,7 +64,7 @@ def listener_seeds():
     yield "second-hello", connect + turn + send(whole_packet(1, byte(0) + text("again"))) + read
     yield "tap-record-to-a-listener", connect + send(whole_packet(8, bytes(40)))
     yield "no-hello", byte(0) + peer + byte(3) + send(whole_packet(2, whole))
-    yield "changed-head", connect + turn + send(byte(162, 255, 7, 0) + whole + byte(1) + half(2) + byte(66, 0))
+    yield "changed-head", connect + turn + send(byte(162, 7, 0) + whole + byte(1) + half(2) + byte(66, 0))
 
 
 def connecting_seeds():
@@ -57,6 +76,8 @@ def connecting_seeds():
 
     reply = byte(4, 0, 0, 0) + byte(1) + word(1) + text("why") + text("what") + byte(1) + A_TEXT
     yield "asks-and-is-answered", connect + turn + ask + turn + send(reply)
+    called = byte(3, 255, 7, 0) + call_packet("take")
+    yield "answered-and-called-in-a-packet", connect + turn + ask + turn + send(byte(0, 1) + reply + called)
     yield "answered-twice", connect + turn + ask + turn + send(reply) + send(reply)
     yield "waits", connect + turn + byte(8, 1, 0, 0, 3, 1)
     yield "is-called", connect + turn + send(byte(2, 255, 7, 0) + call_packet("take", *EVERYTHING)) + read
@@ -76,6 +97,7 @@ def tap_seeds():
         5, byte(0) + whole_packet(4, byte(0, 1) + word(1) + text("why") + text("what") + byte(1) + A_TEXT)
     )
     yield "call-and-reply", call + reply
+    yield "two-records-in-a-packet", byte(130, 3, 0) + call[3:] + byte(3, 255) + call[3:]
     yield "connected-and-closed", tap_record(1, byte(3)) + tap_record(2, byte(3))
     yield "refused", byte(200, 5, 1, 0) + text("go away")
     yield "ends", call + byte(255)

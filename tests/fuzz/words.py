@@ -36,5 +36,5 @@ def dictionary():
     for title, words in WORDS.items():
         lines += [f"# {title}"] + [quoted(one.encode()) for one in words.split()]
     lines += ["# identifiers"] + [quoted(word(number)) for number in IDS.values()]
-    lines += ["# heads of packets"] + [quoted(b"k\x01l" + byte(kind)) for kind in range(1, 10)]
+    lines += ["# heads of packets"] + [quoted(b"k\x02l" + byte(kind)) for kind in range(1, 10)]
     return "\n".join(lines) + "\n"

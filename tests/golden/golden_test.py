@@ -45,6 +45,8 @@ class Golden(unittest.TestCase):
         kinds = re.findall(r"^    k(\w+) = (\d+),$", layout, re.MULTILINE)
         self.assertGreater(len(kinds), 8)
         found = records()
+        together = found.pop("packet")
+        self.assertEqual(together["little"].count('"k"'), 2, "several messages in one packet")
         packets = {rows["little"][3]: name for name, rows in found.items() if rows["little"][0] == '"k"'}
         self.assertEqual(sorted(packets), sorted(f"{int(number):02X}" for _, number in kinds))
         self.assertEqual(sorted(found), sorted(LIBRARY + list(packets.values())))

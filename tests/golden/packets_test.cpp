@@ -3,7 +3,7 @@
 // with a sentence that says so.
 #include "golden.h"
 #include "support/bus_test.h"
-#include "value/message.h"
+#include "value/packet.h"
 #include "value/tap_record.h"
 
 #include <cstring>
@@ -66,7 +66,7 @@ protected:
     static std::string string_of(bus::Text text) { return {text.bytes, text.length}; }
 
     uint8_t room_[1024];
-    bus::wire::Writer writer_ = bus::wire::packet_begin(room_, sizeof room_);
+    bus::wire::Writer writer_ = bus::wire::message_begin(room_, sizeof room_);
     bus::Parameters parameters_ = {};
     reply_t reply_ = {};
     std::string bytes_;
@@ -152,7 +152,7 @@ TEST_F(GoldenPacket, WaitingNoticeIsWrittenAndRead) {
 }
 
 TEST_F(GoldenPacket, TapRecordIsWrittenAndRead) {
-    bus::wire::Writer inner = bus::wire::packet_begin(room_ + 512, 512);
+    bus::wire::Writer inner = bus::wire::message_begin(room_ + 512, 512);
     bus::wire::waiting_write(inner, 3);
     bus::wire::TapRecord record = {};
     record.kind = KEX_TAP_WAITING;
@@ -161,7 +161,7 @@ TEST_F(GoldenPacket, TapRecordIsWrittenAndRead) {
     record.to = {41, 0, bus::text_of("application")};
     record.lost = 5;
     record.text = bus::text_of("why");
-    record.packet = inner.data;
+    record.message = inner.data;
     record.size = inner.size;
     bus::wire::tap_record_write(writer_, record);
     EXPECT_EQ(written(), golden::record("tap-record"));
@@ -176,6 +176,25 @@ TEST_F(GoldenPacket, TapRecordIsWrittenAndRead) {
     EXPECT_EQ(back.lost, 5u);
     EXPECT_EQ(string_of(back.text), "why");
     EXPECT_EQ(back.size, inner.size);
+}
+
+TEST_F(GoldenPacket, PacketOfTwoMessagesIsWrittenAndRead) {
+    bus::wire::waiting_write(writer_, 0x01020304);
+    std::string both = written();
+    writer_ = bus::wire::message_begin(room_, sizeof room_);
+    variant_t value = u16(0x0102);
+    bus::wire::reply_write(writer_, bus::wire::kReply, 5, &reply_, &value);
+    both += written();
+    EXPECT_EQ(both, golden::record("packet"));
+
+    const std::string bytes = golden::record("packet");
+    bus::wire::Packet packet;
+    ASSERT_EQ(bus::wire::packet_validate(bytes.data(), static_cast<uint32_t>(bytes.size()), 0, packet), nullptr);
+    ASSERT_EQ(packet.count, 2u);
+    EXPECT_EQ(packet.messages[0].kind, bus::wire::kWaiting);
+    EXPECT_EQ(packet.messages[0].serial, 0x01020304u);
+    EXPECT_EQ(packet.messages[1].serial, 5u);
+    EXPECT_THAT(reply_of(packet.messages[1]), testing::ElementsAre("u16 258"));
 }
 
 TEST_F(GoldenPacket, EachKindOfTheOtherByteOrderIsRefused) {

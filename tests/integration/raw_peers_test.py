@@ -6,11 +6,11 @@ import socket
 
 import pytest
 
-from broken_packets import BROKEN_GREETINGS, BROKEN_PACKETS, HELLO_PACKET, good_call
+from broken_packets import BROKEN_GREETINGS, BROKEN_PACKETS, HELLO_PACKET, PACKETS_OF_SEVERAL, good_call, older_hello
 from dialling import lift
 from processes import until
 from target import struct
-from wire import APPLICATION, CALL, REPLY, Fd, RawPeer, call, head, text
+from wire import APPLICATION, CALL, REPLY, Fd, RawPeer, call, head, text, together
 
 
 @pytest.fixture
@@ -42,6 +42,63 @@ def test_broken_packet(system, application, packet):
         assert peer.call(APPLICATION, "nothing", []).kind == REPLY  # the hello was taken
         peer.send(packet)
         assert peer.refusal() != ""
+
+
+@pytest.mark.parametrize("packet", PACKETS_OF_SEVERAL.values(), ids=PACKETS_OF_SEVERAL.keys())
+def test_nothing_of_a_broken_packet_is_handled(system, application, packet):
+    with peer_after_hello(system) as peer:
+        assert peer.call(APPLICATION, "nothing", []).kind == REPLY  # the hello was taken
+        peer.send(packet)
+        assert peer.refusal() != ""
+    application.err.expect("connection to 'raw' .*refused: ")
+    assert not any("never_run" in line for line in application.err.all)
+
+
+def test_older_version_is_told_so(system, application):
+    with RawPeer.connect(system.socket, hello=False) as peer:
+        peer.send(older_hello())
+        assert peer.refusal() == "the protocol version differs"
+
+
+def test_calls_of_one_packet_are_handled_in_their_order(system, application):
+    calls = [call(serial, APPLICATION, f"nothing_{serial}", [])[0] for serial in range(1, 65)]
+    with peer_after_hello(system) as peer:
+        peer.receive()  # its hello
+        peer.send(together(*calls))
+        answers = [peer.receive() for _ in calls]
+        assert [answer.serial for answer in answers] == list(range(1, 65))
+        assert all(answer.errors[0][2] == f"nothing_{answer.serial}" for answer in answers)
+
+
+def test_peer_that_leaves_behind_a_packet_of_many_calls(system, application):
+    for _ in range(6):
+        peer = peer_after_hello(system)
+        peer.send(together(*[good_call()] * 32))
+        peer.close()
+    until("none of them is left in the table", lambda: application.plugins() == ["fxs1"])
+
+
+def test_every_prefix_of_a_packet_of_two_calls(system, application):
+    first, second = (call(1, APPLICATION, "never_run", [], one_way=True)[0] for _ in range(2))
+    whole = together(first, second)
+    for length in range(1, len(whole)):
+        if length == len(first):
+            continue
+        with peer_after_hello(system) as peer:
+            peer.send(whole[:length])
+            assert peer.refusal() != "", f"{length} of {len(whole)} bytes"
+    assert not any("never_run" in line for line in application.err.all)
+
+
+def test_descriptors_that_belong_to_another_message(system, application):
+    """Both messages are in order by themselves, had the descriptors come that the second one announces."""
+    with open(os.devnull, "rb") as null:
+        taking, taken = call(1, APPLICATION, "never_run", [("a", Fd(null.fileno()))], one_way=True)
+        for counts, sent in (((1, 1), 1), ((1, 1), 3), ((2, 0), 2), ((0, 1), 1), ((0, 2), 2)):
+            with peer_after_hello(system) as peer:
+                peer.send(together(*(taking.with_descriptors(count) for count in counts)), taken * sent)
+                assert peer.refusal() != "", (counts, sent)
+    assert not any("never_run" in line for line in application.err.all)
 
 
 def test_every_prefix_of_a_call(system, application):

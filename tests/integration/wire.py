@@ -14,8 +14,40 @@ MAXIMUM = 256 * 1024
 APPLICATION = "VoiceService.VoiceApplication"
 
 
-def head(kind, serial=0, flags=0, magic=b"k", version=1, order=ORDER):
-    return struct.pack("=cBcBII", magic, version, order, kind, serial, flags)
+HEAD = "=cBcBIIII"
+HEAD_SIZE = 20
+SIZE_AT, DESCRIPTORS_AT = 12, 16
+
+
+class Message(bytes):
+    """A message whose head says how long it is, whatever is added to it. A slice is plain bytes."""
+
+    def __new__(cls, raw):
+        return super().__new__(cls, bytes(raw)).with_size(len(raw)) if len(raw) >= HEAD_SIZE else bytes(raw)
+
+    def __add__(self, more):
+        return Message(bytes(self) + bytes(more))
+
+    def with_size(self, size):
+        """The same with any size in its head."""
+        return self._with(SIZE_AT, size)
+
+    def with_descriptors(self, count):
+        """The same with any number of descriptors in its head."""
+        return self._with(DESCRIPTORS_AT, count)
+
+    def _with(self, at, number):
+        word = struct.pack("=I", number)
+        return super().__new__(Message, bytes(self)[:at] + word + bytes(self)[at + len(word) :])
+
+
+def head(kind, serial=0, flags=0, magic=b"k", version=2, order=ORDER):
+    return Message(struct.pack(HEAD, magic, version, order, kind, serial, flags, HEAD_SIZE, 0))
+
+
+def together(*messages):
+    """One packet of several messages."""
+    return b"".join(bytes(message) for message in messages)
 
 
 def text(value):
@@ -70,12 +102,12 @@ def value(item, descriptors):
 
 
 def call(serial, path, function, arguments, flags=1, one_way=False):
-    """A call's packet and the descriptors to send with it."""
+    """A call and the descriptors to send with it."""
     descriptors = []
     body = text(path) + text(function) + bytes([len(arguments)])
     for name, item in arguments:
         body += text(name) + value(item, descriptors)
-    return head(ONE_WAY if one_way else CALL, serial, flags) + body, descriptors
+    return (head(ONE_WAY if one_way else CALL, serial, flags) + body).with_descriptors(len(descriptors)), descriptors
 
 
 def reply(serial, result):
@@ -123,14 +155,26 @@ class Reader:
         raise ValueError(f"value of type {code}")
 
 
+def messages(data, descriptors):
+    """The messages of a packet that arrived, each with its own descriptors."""
+    found = []
+    while data:
+        size, count = struct.unpack_from("=II", data, SIZE_AT)
+        assert HEAD_SIZE <= size <= len(data) and count <= len(descriptors)
+        found.append(Packet(data[:size], descriptors[:count]))
+        data, descriptors = data[size:], descriptors[count:]
+    assert not descriptors
+    return found
+
+
 class Packet:
-    """A packet that arrived, taken apart."""
+    """A message that arrived, taken apart."""
 
     def __init__(self, data, descriptors):
         self.descriptors = descriptors
-        self.magic, self.version, self.order, self.kind, self.serial, self.flags = struct.unpack_from("=cBcBII", data)
+        self.magic, self.version, self.order, self.kind, self.serial, self.flags, *_ = struct.unpack_from(HEAD, data)
         reader = Reader(data)
-        reader.at = 12
+        reader.at = HEAD_SIZE
         self.path = self.function = self.text = ""
         self.arguments = {}
         self.errors = []
@@ -173,6 +217,7 @@ class RawPeer(RawSocket):
     def __init__(self, connected, limit=20):
         super().__init__(connected, limit)
         self.serial = 0
+        self.received = []  # messages of the last packet
 
     @classmethod
     def connect(cls, path, name="raw", hello=True):
@@ -187,22 +232,30 @@ class RawPeer(RawSocket):
         self.send(head(HELLO) + text(name))
 
     def send(self, packet, descriptors=()):
+        if isinstance(packet, Message):
+            packet = packet.with_descriptors(len(descriptors))
         ancillary = [(socket.SOL_SOCKET, socket.SCM_RIGHTS, array.array("i", descriptors))] if descriptors else []
         self.socket.sendmsg([packet], ancillary)
 
     def receive(self):
-        """The next packet; None at the end of the connection."""
+        """The next message; None at the end of the connection."""
+        if not self.received:
+            self.received = self.receive_packet()
+        return self.received.pop(0) if self.received else None
+
+    def receive_packet(self):
+        """The messages of the next packet; none at the end of the connection."""
         try:
             data, ancillary, _, _ = self.socket.recvmsg(MAXIMUM, socket.CMSG_SPACE(64 * 4))
         except ConnectionResetError:
-            return None
+            return []
         descriptors = array.array("i")
         for _, _, raw in ancillary:
             descriptors.frombytes(raw)
-        return Packet(data, list(descriptors)) if data else None
+        return messages(data, list(descriptors))
 
     def call(self, path, function, arguments, answer=None, **options):
-        """Calls and returns the reply; other packets go to answer(packet) meanwhile. None: the connection closed."""
+        """Calls and returns the reply; other messages go to answer() meanwhile. None: the connection closed."""
         self.serial += 1
         packet, descriptors = call(self.serial, path, function, arguments, **options)
         self.send(packet, descriptors)
@@ -223,7 +276,7 @@ class RawPeer(RawSocket):
         return self.call(APPLICATION, "register_plugin", [("plugin_name", plugin)]).result
 
     def refusal(self):
-        """Why the peer closed the connection: the text of its last packet, or "" when it gave none."""
+        """Why the peer closed the connection: the text of its last message, or "" when it gave none."""
         why = ""
         while (packet := self.receive()) is not None:
             if packet.kind == REFUSED:

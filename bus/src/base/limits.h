@@ -9,14 +9,15 @@
 
 namespace bus {
 
-constexpr uint32_t kMaxPacket = 128 * 1024;   // one message; less where the kernel's socket buffer is smaller
+constexpr uint32_t kMaxPacket = 128 * 1024;   // less where the kernel's socket buffer is smaller
+constexpr uint32_t kMaxMessages = 64;         // of a packet
 constexpr uint32_t kMaxByteArray = 96 * 1024; // one byte-array value
 constexpr uint32_t kMaxArguments = 64;        // named values of a call
-constexpr uint32_t kMaxErrors = 64;           // error items of a reply
-constexpr uint32_t kMaxDescriptors = 64;      // descriptors of one message
+constexpr uint32_t kMaxErrors = 64;           // error items of a reply, and of all replies of a packet
+constexpr uint32_t kMaxDescriptors = 64;      // of a packet
 constexpr uint32_t kKernelDescriptors =
     253;                                   // that the kernel passes in one packet: room for all, so that all are closed
-constexpr uint32_t kMaxValues = 4096;      // values of one message, those inside lists included
+constexpr uint32_t kMaxValues = 4096;      // of a packet, those inside lists included
 constexpr uint32_t kMaxNesting = 4;        // lists inside lists
 constexpr uint32_t kMaxPath = 255;         // bytes of an object's path
 constexpr uint32_t kMaxProcessName = 63;   // bytes kept of a process name
@@ -32,13 +33,16 @@ constexpr uint32_t kMaxQueuedBytes = 1024 * 1024;   // of the heap, to one peer;
 constexpr uint32_t kMaxQueuedDescriptors = 96;      // to one peer, likewise
 constexpr uint32_t kMaxPendingRequests = 4096;      // to one peer, without an answer; beyond it it says no, too
 constexpr uint32_t kReplyAllowance = 2;             // replies may fill this many times the queue, then the peer goes
-constexpr uint32_t kMaxReceivedCalls = 1024;        // and replies of one peer, not dispatched; then it waits
+constexpr uint32_t kMaxReceivedCalls = 1024;        // and replies of one peer, not dispatched
 constexpr uint32_t kMaxReceivedBytes = 1024 * 1024; // likewise
-constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise
-constexpr uint32_t kSpareDescriptors = 16;          // kept back so that a full table never loses what arrives
-constexpr uint32_t kHostShare = 4;        // the host keeps this part of the descriptors that the process may have,
-constexpr uint32_t kMaxHostReserve = 256; // but not more than these, whatever peers' calls hold
-constexpr uint32_t kMaxClosings = 256;    // closed beside the loop at a time; beyond it nobody new is taken in
+constexpr uint32_t kMaxReceivedDescriptors = 128;   // likewise; it is read as long as a full packet fits these three
+constexpr uint32_t kMessageKeeping = 512;           // of the heap, that keeping a call takes besides its bytes, at most
+constexpr uint32_t kPacketFootprint =               // of the heap, that the calls of a full packet take
+    kMaxPacket + kMaxMessages * kMessageKeeping + kMaxDescriptors * sizeof(int);
+constexpr uint32_t kSpareDescriptors = 16; // kept back so that a full table never loses what arrives
+constexpr uint32_t kHostShare = 4;         // the host keeps this part of the descriptors that the process may have,
+constexpr uint32_t kMaxHostReserve = 256;  // but not more than these, whatever peers' calls hold
+constexpr uint32_t kMaxClosings = 256;     // closed beside the loop at a time; beyond it nobody new is taken in
 constexpr uint32_t kMaxClosingsOfProcess =
     32;                              // of them, from one process; beyond it that one's packets with descriptors wait
 constexpr uint32_t kMaxClosers = 8;  // threads that do so

@@ -172,6 +172,7 @@ const function_call_t *call_find(const Peer *peer, uint32_t serial) {
 }
 
 // With its descriptors and its message behind it. Null: no memory.
+static_assert(footprint(sizeof(function_call_t)) <= kMessageKeeping);
 function_call_t *call_create(const wire::Message &message, wire::Descriptors &descriptors) {
     size_t fds_size = sizeof(int) * descriptors.count;
     const size_t whole = sizeof(function_call_t) + fds_size + message.size;

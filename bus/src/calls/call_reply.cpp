@@ -27,7 +27,7 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
         reply_t *reply = &call->request.reply;
         reply_clear(reply);
         reply_append_error(reply, KEX_ERROR_TOO_LARGE, text_of("The reply cannot be sent"), text_of(writer.why));
-        wire::packet_discard(writer);
+        wire::message_discard(writer);
         writer = call_write_reply(call, nullptr);
     }
     const uint32_t failures = memory_failures();

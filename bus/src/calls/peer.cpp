@@ -62,14 +62,14 @@ int uri_connect(const Access &access, const char *uri) {
     return -1;
 }
 
-// Whether the first packet of a listener is the hello that it should be. What has not come in time counts as one: the
+// Whether the first message of a listener is the hello that it should be. What has not come in time counts as one: the
 // process may be busy.
 bool listener_welcomes(int fd) {
     pollfd polled = {fd, POLLIN, 0};
     uint8_t packet[kWelcomeBytes];
     if (poll(&polled, 1, static_cast<int>(kWelcomeLimit / kMillisecond)) <= 0)
         return true;
-    const ssize_t size = recv(fd, packet, sizeof packet, MSG_PEEK | MSG_DONTWAIT);
+    const ssize_t size = recv(fd, packet, sizeof packet, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
     wire::Message message;
     return size > 0 && wire::message_open(packet, static_cast<uint32_t>(size), message) == nullptr &&
            message.kind == wire::kHello;

@@ -72,7 +72,7 @@ void request_complete(request_t *r, RequestState state) {
     Lane *lane = &r->peer->connection->lane;
     pending_remove(r->peer->pending, r);
     r->peer = nullptr;
-    r->packet = nullptr;
+    r->message = nullptr;
     r->state = state;
     if (request_has_handler(r))
         lane_push(lane, r);
@@ -91,7 +91,7 @@ request_t *request_find(const Peer *peer, uint32_t serial) {
 }
 
 // Null: it does not fit, or the queue is full, which `why` tells.
-OutPacket *request_write(const request_t *r, Connection *connection, const char *&why) {
+OutMessage *request_write(const request_t *r, Connection *connection, const char *&why) {
     wire::Writer writer = output_begin(connection);
     wire::call_write(writer, r->serial, r->flags, r->path, r->function, r->parameters);
     why = writer.why != nullptr ? writer.why : "the queue is full";
@@ -106,15 +106,15 @@ bool request_is_whole(const request_t *r) {
 }
 
 // With its serial. Null: it cannot be queued (traced).
-OutPacket *request_queue(request_t *r, Peer *peer) {
+OutMessage *request_queue(request_t *r, Peer *peer) {
     const char *why = fault_is_due(Fault::refuse) ? "a fault was asked for" : pending_reserve(peer->pending, r->serial);
-    OutPacket *packet = why == nullptr ? request_write(r, peer->connection, why) : nullptr;
-    if (packet == nullptr) {
+    OutMessage *message = why == nullptr ? request_write(r, peer->connection, why) : nullptr;
+    if (message == nullptr) {
         char title[kTitleSize];
         note_about(peer->connection->process_id, ZIL_TRACE_WARNING, "request '%s' of '%s' to %s not queued: %s",
                    r->function, r->path, connection_title(peer->connection, title, sizeof title), why);
     }
-    return packet;
+    return message;
 }
 
 } // namespace
@@ -125,25 +125,25 @@ bool request_send(Calls *calls, peer_t *to, request_t *r) {
     Peer *peer = peer_open(to);
     if (peer == nullptr || peer->calls != calls || r->state != RequestState::fresh)
         return false;
-    OutPacket *packet = request_is_whole(r) ? request_queue(r, peer) : nullptr;
-    if (packet == nullptr && !request_is_whole(r))
+    OutMessage *message = request_is_whole(r) ? request_queue(r, peer) : nullptr;
+    if (message == nullptr && !request_is_whole(r))
         connection_refuse(peer->connection, "a request to it is lost: out of memory");
-    if (packet == nullptr)
+    if (message == nullptr)
         return false;
-    packet->request = r;
-    r->packet = packet;
+    message->request = r;
+    r->message = message;
     r->calls = calls;
     r->peer = peer;
     r->process_id = peer->connection->process_id;
     r->state = RequestState::queued;
     pending_add(peer->pending, r);
-    parameters_clear(r->parameters); // they are in the packet
+    parameters_clear(r->parameters); // they are in the message
     connection_flush_if_much(peer->connection);
     return true;
 }
 
 void request_sent(request_t *r) {
-    r->packet = nullptr;
+    r->message = nullptr;
     r->state = RequestState::left;
 }
 
@@ -233,9 +233,9 @@ void request_destroy(request_t *r) {
     if (r == nullptr || r->state == RequestState::arrived || r == &lost_request)
         return;
     if (r->state == RequestState::queued && !request_has_handler(r))
-        wire::call_make_one_way(r->packet->data);
-    if (r->packet != nullptr)
-        r->packet->request = nullptr;
+        wire::call_make_one_way(r->message->data);
+    if (r->message != nullptr)
+        r->message->request = nullptr;
     if (r->peer != nullptr) {
         pending_remove(r->peer->pending, r);
         r->peer = nullptr;

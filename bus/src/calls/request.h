@@ -9,12 +9,12 @@
 
 namespace bus {
 
-struct OutPacket;
+struct OutMessage;
 
 enum class RequestState : uint8_t {
     fresh,
     queued, // may still become one-way
-    left,   // the packet is on its way
+    left,   // the message is on its way
     answered,
     failed,  // the peer closed before it answered
     arrived, // not ours: the request of a call that runs here
@@ -34,9 +34,9 @@ struct request : bus::Task, bus::Node<request> {
     char *path;
     char *function;
     bus::Parameters parameters;
-    bus::Calls *calls;      // once sent
-    bus::Peer *peer;        // while queued or left
-    bus::OutPacket *packet; // while queued
+    bus::Calls *calls;        // once sent
+    bus::Peer *peer;          // while queued or left
+    bus::OutMessage *message; // while queued
     reply_t reply;
     bus::Peer *answered_by;   // while the reply waits for the handlers to run: it counts among what that peer has sent
     uint32_t reply_footprint; // what it counts
@@ -55,9 +55,9 @@ inline bool request_is_under_way(const request_t *r) {
 // One for which memory lacks is not sent, and the connection ends: a call that is left out of a sequence leaves two
 // tables that differ, while a new connection begins with none.
 bool request_send(Calls *calls, peer_t *to, request_t *r);
-// The packet is on its way: too late to become one-way.
+// The message is on its way: too late to become one-way.
 void request_sent(request_t *r);
-// The packet could not be sent after all.
+// The message could not be sent after all.
 void request_unsent(request_t *r, const char *why);
 // All that the peer has not answered yet: its connection has ended.
 void requests_fail(Peer *peer, const char *why);

@@ -3,6 +3,7 @@
 #include "base/contract.h"
 #include "base/list.h"
 #include "transport/socket.h"
+#include "value/packet.h"
 #include "value/tap_record.h"
 
 #include <errno.h>
@@ -15,8 +16,10 @@ using namespace bus;
 struct kex_tap {
     int fd;
     bool over; // the last record has been handed out
-    uint8_t packet[wire::kMaxTapRecord];
-    char *texts; // zero-terminated copies for the record that is out
+    uint8_t bytes[wire::kMaxTapRecord];
+    wire::Packet packet; // in the bytes
+    uint32_t next;       // the message of it that comes next
+    char *texts;         // zero-terminated copies for the record that is out
     size_t texts_used;
     reply_t reply;
     variant_t values[kMaxArguments];
@@ -30,7 +33,7 @@ struct kex_tap {
 
 namespace {
 
-// Every text of a packet, each with a zero byte behind it, fits in: none has fewer bytes on the wire.
+// Every text of a message, each with a zero byte behind it, fits in: none has fewer bytes on the wire.
 constexpr size_t kTextRoom = 2 * size_t{wire::kMaxTapRecord};
 
 const char *text_keep(kex_tap_t *tap, Text text) {
@@ -108,7 +111,7 @@ bool reply_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t *
 // From the message that passed, inside the tap record.
 bool message_fill(kex_tap_t *tap, const wire::TapRecord &from, kex_tap_record_t *record) {
     wire::Message message;
-    if (wire::message_open(from.packet, from.size, message) != nullptr)
+    if (wire::message_open(from.message, from.size, message) != nullptr)
         return false;
     record->serial = message.serial;
     record->flags = message.flags;
@@ -143,11 +146,26 @@ bool record_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t 
 
 ssize_t packet_receive(kex_tap_t *tap) {
     for (;;) {
-        ssize_t size = recv(tap->fd, tap->packet, sizeof tap->packet, MSG_DONTWAIT);
+        ssize_t size = recv(tap->fd, tap->bytes, sizeof tap->bytes, MSG_DONTWAIT);
         // A reset is reported once, in front of what can still be read.
         if (size >= 0 || (errno != EINTR && errno != ECONNRESET))
             return size;
     }
+}
+
+// The next message of the packet at hand, or of the next packet. 1, 0 when there is none now, -1 at the end or where it
+// is no packet.
+int message_next(kex_tap_t *tap, const wire::Message *&message) {
+    if (tap->next == tap->packet.count) {
+        const ssize_t size = packet_receive(tap);
+        if (size < 0 && errno == EAGAIN)
+            return 0;
+        tap->next = 0;
+        if (size <= 0 || wire::packet_open(tap->bytes, static_cast<uint32_t>(size), tap->packet) != nullptr)
+            return -1;
+    }
+    message = &tap->packet.messages[tap->next++];
+    return 1;
 }
 
 int tap_connect(const char *uri) {
@@ -160,7 +178,7 @@ int tap_connect(const char *uri) {
 }
 
 bool tap_hello_send(kex_tap_t *tap) {
-    wire::Writer writer = wire::packet_begin(tap->packet, sizeof tap->packet);
+    wire::Writer writer = wire::message_begin(tap->bytes, sizeof tap->bytes);
     wire::tap_hello_write(writer, "tap");
     return send(tap->fd, writer.data, writer.size, MSG_NOSIGNAL) == static_cast<ssize_t>(writer.size);
 }
@@ -204,22 +222,22 @@ int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record) {
     record_clear(tap);
     record_begin(tap, record);
     while (!tap->over) {
-        ssize_t size = packet_receive(tap);
-        if (size < 0 && errno == EAGAIN)
+        const wire::Message *message;
+        const int found = message_next(tap, message);
+        if (found == 0)
             return 0;
-        wire::Message message;
-        if (size <= 0 || wire::message_open(tap->packet, static_cast<uint32_t>(size), message) != nullptr)
+        if (found < 0)
             break;
-        if (message.kind == wire::kTapRecord) {
-            if (record_fill(tap, message, record))
+        if (message->kind == wire::kTapRecord) {
+            if (record_fill(tap, *message, record))
                 return 1;
             break;
         }
-        if (message.kind == wire::kRefused) {
+        if (message->kind == wire::kRefused) {
             // The listener turns the tap itself away: the last that is heard of it.
             record->kind = KEX_TAP_REFUSED;
-            record->text = text_keep(tap, wire::refusal_reason(message));
-            record->bytes = message.size;
+            record->text = text_keep(tap, wire::refusal_reason(*message));
+            record->bytes = message->size;
             tap->over = true;
             return 1;
         }

@@ -35,7 +35,7 @@ void close_event_run(Task *task) {
 }
 
 void refusal_send(Transport *transport, int fd, const char *why) {
-    wire::Writer writer = wire::packet_begin(transport->outgoing, wire::kMaxTapRecord);
+    wire::Writer writer = wire::message_begin(transport->outgoing, wire::kMaxTapRecord);
     wire::refusal_write(writer, why);
     send(fd, writer.data, writer.size, MSG_DONTWAIT | MSG_NOSIGNAL);
 }

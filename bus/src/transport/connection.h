@@ -8,7 +8,7 @@
 
 namespace bus {
 
-struct OutPacket;
+struct OutMessage;
 struct Peer;
 
 enum class Role : uint8_t {
@@ -40,9 +40,9 @@ struct Connection : Source, Task, Node<Connection> {
     uint64_t hello_deadline;
     uint64_t retry_at;
     uint64_t resume_at; // not read until then; kNever: it is read unless it is full
-    List<OutPacket> output;
+    List<OutMessage> output;
     Account queued;   // in `output`
-    Account received; // calls that have not been run yet
+    Account received; // calls that have not been run yet, and replies
     uint32_t lost;    // taps: copies that found no room
 };
 
@@ -58,18 +58,26 @@ void socket_refuse(Transport *transport, int fd, const char *why);
 const char *connection_title(const Connection *connection, char *buffer, size_t size);
 constexpr size_t kTitleSize = kMaxProcessName + 32;
 
-// What waits from the peer has reached a limit: it is not read until calls have run.
+// What waits from the peer has reached a limit.
 inline bool connection_is_full(const Connection *connection) {
     const Account &received = connection->received;
     return received.messages >= kMaxReceivedCalls || received.bytes >= kMaxReceivedBytes ||
            received.descriptors >= kMaxReceivedDescriptors;
 }
 
+// Whether a packet more, as full as it may be, passes no limit on what waits from the peer.
+inline bool connection_takes_packet(const Connection *connection) {
+    const Account &received = connection->received;
+    return account_fits(received.messages, kMaxMessages, kMaxReceivedCalls) &&
+           account_fits(received.bytes, kPacketFootprint, kMaxReceivedBytes) &&
+           account_fits(received.descriptors, kMaxDescriptors, kMaxReceivedDescriptors);
+}
+
 // Not read, so that a packet that brings descriptors stays where it is for the moment.
 void connection_hold_back(Connection *connection);
 // Of a newcomer that has to wait itself only the hello is read: what follows could not run, and is cheaper to read later.
 inline bool connection_may_be_read(const Connection *connection) {
-    return !connection_is_full(connection) && connection->resume_at == kNever &&
+    return connection_takes_packet(connection) && connection->resume_at == kNever &&
            !(connection->lane.held && connection->hello_received);
 }
 

@@ -12,13 +12,13 @@ namespace bus {
 
 namespace {
 
-size_t packet_size(const wire::Writer &writer) {
-    return sizeof(OutPacket) + sizeof(int) * writer.fd_count + writer.size;
+size_t message_size(const wire::Writer &writer) {
+    return sizeof(OutMessage) + sizeof(int) * writer.fd_count + writer.size;
 }
 
 bool output_has_room(const Connection *connection, const wire::Writer &writer, uint32_t allowance) {
     const Account &queued = connection->queued;
-    return account_fits(queued.bytes, footprint(packet_size(writer)), kMaxQueuedBytes * allowance) &&
+    return account_fits(queued.bytes, footprint(message_size(writer)), kMaxQueuedBytes * allowance) &&
            account_fits(queued.descriptors, writer.fd_count, kMaxQueuedDescriptors * allowance);
 }
 
@@ -31,34 +31,33 @@ void faults_befall(Connection *connection) {
 }
 
 // Takes the writer's descriptors over. Null: no memory.
-OutPacket *packet_create(wire::Writer &writer) {
+OutMessage *message_create(wire::Writer &writer) {
     size_t fds_size = sizeof(int) * writer.fd_count;
-    OutPacket *packet = static_cast<OutPacket *>(memory_take(packet_size(writer)));
-    if (packet == nullptr)
+    OutMessage *message = static_cast<OutMessage *>(memory_take(message_size(writer)));
+    if (message == nullptr)
         return nullptr;
-    *packet = {};
-    packet->fds = reinterpret_cast<int *>(packet + 1);
-    packet->data = reinterpret_cast<uint8_t *>(packet->fds + writer.fd_count);
-    packet->fd_count = writer.fd_count;
-    packet->size = writer.size;
-    packet->footprint = footprint(packet_size(writer));
-    memcpy(packet->fds, writer.fds, fds_size);
-    memcpy(packet->data, writer.data, writer.size);
-    return packet;
+    *message = {};
+    message->fds = reinterpret_cast<int *>(message + 1);
+    message->data = reinterpret_cast<uint8_t *>(message->fds + writer.fd_count);
+    message->use = {1, writer.size, writer.fd_count, writer.values, writer.errors};
+    message->footprint = footprint(message_size(writer));
+    memcpy(message->fds, writer.fds, fds_size);
+    memcpy(message->data, writer.data, writer.size);
+    return message;
 }
 
 uint32_t shared_footprint(uint32_t size) {
-    return footprint(sizeof(OutPacket)) + footprint(sizeof(SharedPacket) + size);
+    return footprint(sizeof(OutMessage)) + footprint(sizeof(SharedMessage) + size);
 }
 
 bool output_is_open(const Connection *connection) {
     return !connection->closed && !connection->write_closed;
 }
 
-void packet_push(Connection *connection, OutPacket *packet) {
+void message_push(Connection *connection, OutMessage *message) {
     Transport *transport = connection->transport;
-    connection->output.push(packet);
-    account_add(connection->queued, packet->footprint, packet->fd_count);
+    connection->output.push(message);
+    account_add(connection->queued, message->footprint, message->use.descriptors);
     if (!transport->loop->in_turn) {
         transport->output_waits = true;
         loop_wake(transport->loop);
@@ -68,34 +67,34 @@ void packet_push(Connection *connection, OutPacket *packet) {
 } // namespace
 
 wire::Writer output_begin(Connection *connection) {
-    return wire::packet_begin(connection->transport->outgoing, connection->packet_limit);
+    return wire::message_begin(connection->transport->outgoing, connection->packet_limit);
 }
 
-OutPacket *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance) {
+OutMessage *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance) {
     if (output_is_open(connection))
         faults_befall(connection);
     bool may_leave =
         writer.why == nullptr && output_is_open(connection) && output_has_room(connection, writer, allowance);
-    OutPacket *packet = may_leave ? packet_create(writer) : nullptr;
-    if (packet == nullptr) {
-        wire::packet_discard(writer);
+    OutMessage *message = may_leave ? message_create(writer) : nullptr;
+    if (message == nullptr) {
+        wire::message_discard(writer);
         return nullptr;
     }
-    packet_push(connection, packet);
-    return packet;
+    message_push(connection, message);
+    return message;
 }
 
-SharedPacket *shared_packet_create(const wire::Writer &writer) {
-    void *memory = writer.why == nullptr ? memory_take(sizeof(SharedPacket) + writer.size) : nullptr;
+SharedMessage *shared_message_create(const wire::Writer &writer) {
+    void *memory = writer.why == nullptr ? memory_take(sizeof(SharedMessage) + writer.size) : nullptr;
     if (memory == nullptr)
         return nullptr;
-    SharedPacket *shared = static_cast<SharedPacket *>(memory);
+    SharedMessage *shared = static_cast<SharedMessage *>(memory);
     *shared = {1, writer.size, reinterpret_cast<uint8_t *>(shared + 1)};
     memcpy(shared->data, writer.data, writer.size);
     return shared;
 }
 
-void shared_packet_release(SharedPacket *shared) {
+void shared_message_release(SharedMessage *shared) {
     if (shared != nullptr && --shared->users == 0)
         free(shared);
 }
@@ -105,32 +104,32 @@ bool output_takes(const Connection *connection, uint32_t size) {
            account_fits(connection->queued.bytes, shared_footprint(size), kMaxQueuedBytes);
 }
 
-OutPacket *output_add_shared(Connection *connection, SharedPacket *shared) {
-    OutPacket *packet = make<OutPacket>();
-    if (packet == nullptr)
+OutMessage *output_add_shared(Connection *connection, SharedMessage *shared) {
+    OutMessage *message = make<OutMessage>();
+    if (message == nullptr)
         return nullptr;
     shared->users++;
-    packet->shared = shared;
-    packet->data = shared->data;
-    packet->size = shared->size;
-    packet->footprint = shared_footprint(shared->size);
-    packet_push(connection, packet);
-    return packet;
+    message->shared = shared;
+    message->data = shared->data;
+    message->use = {1, shared->size, 0, 0, 0};
+    message->footprint = shared_footprint(shared->size);
+    message_push(connection, message);
+    return message;
 }
 
-OutPacket *output_take(Connection *connection) {
-    OutPacket *packet = connection->output.pop();
-    account_remove(connection->queued, packet->footprint, packet->fd_count);
-    if (packet->request != nullptr)
-        connection->transport->reports->sent(packet->request);
-    return packet;
+OutMessage *output_take(Connection *connection) {
+    OutMessage *message = connection->output.pop();
+    account_remove(connection->queued, message->footprint, message->use.descriptors);
+    if (message->request != nullptr)
+        connection->transport->reports->sent(message->request);
+    return message;
 }
 
-void output_free(OutPacket *packet) {
-    for (uint32_t i = 0; i < packet->fd_count; i++)
-        foreign_descriptor_close(packet->fds[i]); // a host may pass on what came to it
-    shared_packet_release(packet->shared);
-    free(packet);
+void output_free(OutMessage *message) {
+    for (uint32_t i = 0; i < message->use.descriptors; i++)
+        foreign_descriptor_close(message->fds[i]); // a host may pass on what came to it
+    shared_message_release(message->shared);
+    free(message);
 }
 
 void output_clear(Connection *connection) {

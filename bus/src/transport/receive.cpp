@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Implements receive.h: one packet at a time, validated before any of it is used.
+// Implements receive.h: one packet at a time, all of it validated before any of it is used.
 #include "transport/receive.h"
 #include "base/closer.h"
 #include "base/trace.h"
 #include "transport/arrival.h"
 #include "transport/tap.h"
+#include "value/packet.h"
 
 #include <errno.h>
 #include <initializer_list>
@@ -16,13 +17,14 @@ namespace {
 
 // ----------------------------------------------------------------------------------------- How much
 
+// At least the one that has been decided on.
 uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
-    return used < limit ? (limit - used + of_one_packet - 1) / of_one_packet : 1;
+    return used + of_one_packet < limit ? (limit - used) / of_one_packet : 1;
 }
 
-// How many packets may be taken at once without passing the limits on what waits from a peer by more than one packet
-// would, and with room in the process's table for whatever they bring. A peer whose calls hold no descriptors is not
-// expected to fill the next packets with them.
+// How many packets may be taken at once without passing the limits on what waits from a peer, full as they may be, and
+// with room in the process's table for whatever they bring. A peer whose calls hold no descriptors is not expected to
+// fill the next packets with them.
 uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
     const uint32_t that_fit = descriptors / kKernelDescriptors;
     if (that_fit <= 1)
@@ -30,8 +32,8 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
     const Account &received = connection->received;
     uint32_t room = wanted < that_fit ? wanted : that_fit;
     for (const uint32_t within :
-         {packets_within(received.messages, kMaxReceivedCalls, 1),
-          packets_within(received.bytes, kMaxReceivedBytes, kMaxPacket),
+         {packets_within(received.messages, kMaxReceivedCalls, kMaxMessages),
+          packets_within(received.bytes, kMaxReceivedBytes, kPacketFootprint),
           received.descriptors == 0 ? kPacketsPerRead
                                     : packets_within(received.descriptors, kMaxReceivedDescriptors, kMaxDescriptors)})
         room = within < room ? within : room;
@@ -87,10 +89,6 @@ bool packet_has_to_wait(Connection *connection, bool is_short) {
 // ----------------------------------------------------------------------------------------- What it is
 
 const char *hello_take(Connection *connection, const wire::Message &message) {
-    if (connection->hello_received)
-        return "a second hello came";
-    if (message.kind == wire::kTapHello && connection->role != Role::server)
-        return "a tap answered";
     Text name = wire::hello_name(message);
     printable(connection->name, sizeof connection->name, name.bytes, name.length);
     connection->hello_received = true;
@@ -109,23 +107,33 @@ void refusal_take(Connection *connection, const wire::Message &message) {
     char title[kTitleSize];
     note_about(connection->process_id, ZIL_TRACE_ERROR, "%s refused this process: %s",
                connection_title(connection, title, sizeof title), connection->refusal);
-    tap_packet(connection, TapDirection::received, message.data, message.size);
+    tap_message(connection, TapDirection::received, message.data, message.size);
 }
 
-// Hands a valid message on. A sentence when it may not come here and now, else null.
+// A sentence when a valid message may not come here and now, else null.
+const char *message_reject(const Connection *connection, const wire::Message &message) {
+    if (message.kind == wire::kRefused)
+        return nullptr;
+    if (wire::message_comes_alone(message.data)) {
+        if (connection->hello_received)
+            return "a second hello came";
+        return message.kind == wire::kTapHello && connection->role != Role::server ? "a tap answered" : nullptr;
+    }
+    if (!connection->hello_received)
+        return "no hello came first";
+    return connection->role == Role::tap ? "a tap only looks" : nullptr;
+}
+
+// Hands it on. A sentence when that is not possible, else null.
 const char *message_dispatch(Connection *connection, const wire::Message &message, wire::Descriptors &descriptors) {
     const Reports *reports = connection->transport->reports;
-    if (message.kind == wire::kHello || message.kind == wire::kTapHello)
+    if (wire::message_comes_alone(message.data))
         return hello_take(connection, message);
     if (message.kind == wire::kRefused) {
         refusal_take(connection, message);
         return nullptr;
     }
-    if (!connection->hello_received)
-        return "no hello came first";
-    if (connection->role == Role::tap)
-        return "a tap only looks";
-    tap_packet(connection, TapDirection::received, message.data, message.size);
+    tap_message(connection, TapDirection::received, message.data, message.size);
     switch (message.kind) {
     case wire::kCall:
     case wire::kOneWayCall:
@@ -140,15 +148,32 @@ const char *message_dispatch(Connection *connection, const wire::Message &messag
     }
 }
 
+// Hands on the messages of a packet that is in order; of its descriptors remain those that have not been handed on. A
+// sentence when one of them is lost, else null.
+const char *packet_dispatch(Connection *connection, const wire::Packet &packet, wire::Descriptors &descriptors) {
+    const char *why = nullptr;
+    for (uint32_t i = 0; i < packet.count && why == nullptr; i++) {
+        const wire::Message &message = packet.messages[i];
+        wire::Descriptors own = {descriptors.fds, message.descriptors};
+        descriptors.fds += message.descriptors;
+        descriptors.count -= message.descriptors;
+        why = message_dispatch(connection, message, own);
+        wire::descriptors_close(own);
+    }
+    return why;
+}
+
 // A sentence what is wrong with the packet, else null.
 const char *packet_take(Connection *connection, Arrival &arrival) {
     if (arrival.cut)
         return "the packet is too large";
     if (arrival.descriptors_lost)
         return "descriptors were lost: this process has no more";
-    wire::Message message;
-    const char *why = wire::message_validate(arrival.packet, arrival.size, arrival.descriptors.count, message);
-    return why != nullptr ? why : message_dispatch(connection, message, arrival.descriptors);
+    wire::Packet packet;
+    const char *why = wire::packet_validate(arrival.packet, arrival.size, arrival.descriptors.count, packet);
+    for (uint32_t i = 0; i < packet.count && why == nullptr; i++)
+        why = message_reject(connection, packet.messages[i]);
+    return why != nullptr ? why : packet_dispatch(connection, packet, arrival.descriptors);
 }
 
 void end_take(Connection *connection, const char *why) {

@@ -15,110 +15,173 @@ namespace bus {
 namespace {
 
 // Several packets to one system call: what a turn has gathered for a peer costs that peer one waking, not one each.
-constexpr uint32_t kPacketsPerSend = 32;
+constexpr uint32_t kPacketsPerSend = 8;
 // Room for descriptors in one batch; a packet of many comes alone or first.
 constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
 
-// Puts the packet's descriptors into the control bytes. The bytes used.
-size_t descriptors_attach(const OutPacket *packet, msghdr &message, char *control) {
-    if (packet->fd_count == 0)
-        return 0;
-    const size_t bytes = CMSG_SPACE(sizeof(int) * packet->fd_count);
+// Packets put together from the messages that stand first in a queue, which stays as it is.
+struct Departure {
+    mmsghdr packets[kPacketsPerSend];
+    uint32_t messages[kPacketsPerSend]; // in each packet
+    iovec parts[kPacketsPerSend * kMaxMessages];
+    alignas(cmsghdr) char control[kControlPerSend];
+    uint32_t count;
+    uint32_t parts_used;
+    size_t control_used;
+};
+
+// The descriptors of the messages from this one on, which leave in one packet. False: the batch has no room for them.
+bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *message, const wire::PacketUse &use) {
+    if (use.descriptors == 0)
+        return true;
+    const size_t bytes = CMSG_SPACE(sizeof(int) * use.descriptors);
+    if (bytes > sizeof departure.control - departure.control_used)
+        return false;
+    char *control = departure.control + departure.control_used;
     memset(control, 0, bytes);
-    message.msg_control = control;
-    message.msg_controllen = static_cast<decltype(message.msg_controllen)>(bytes); // each C library has its own type
-    cmsghdr *head = CMSG_FIRSTHDR(&message);
+    packet.msg_control = control;
+    packet.msg_controllen = static_cast<decltype(packet.msg_controllen)>(bytes); // each C library has its own type
+    cmsghdr *head = CMSG_FIRSTHDR(&packet);
     head->cmsg_level = SOL_SOCKET;
     head->cmsg_type = SCM_RIGHTS;
-    head->cmsg_len = static_cast<decltype(head->cmsg_len)>(CMSG_LEN(sizeof(int) * packet->fd_count));
-    memcpy(CMSG_DATA(head), packet->fds, sizeof(int) * packet->fd_count);
-    return bytes;
+    head->cmsg_len = static_cast<decltype(head->cmsg_len)>(CMSG_LEN(sizeof(int) * use.descriptors));
+    unsigned char *fds = CMSG_DATA(head);
+    for (uint32_t i = 0; i < use.messages; i++, message = List<OutMessage>::after(message)) {
+        memcpy(fds, message->fds, sizeof(int) * message->use.descriptors);
+        fds += sizeof(int) * message->use.descriptors;
+    }
+    departure.control_used += bytes;
+    return true;
+}
+
+// Puts the next packet together: as many messages as fit, from `next` on, but no more than `most`; then `next` stands
+// behind them. False: there is nothing left, or the batch is full.
+bool packet_gather(Departure &departure, OutMessage *&next, uint32_t limit, uint32_t most) {
+    if (next == nullptr || departure.count == kPacketsPerSend)
+        return false;
+    wire::PacketUse use = {};
+    iovec *parts = departure.parts + departure.parts_used;
+    OutMessage *message = next;
+    bool goes_on = true;
+    while (message != nullptr && goes_on && use.messages < most && wire::packet_takes(use, message->use, limit)) {
+        parts[use.messages - 1] = {message->data, message->use.size};
+        goes_on = !wire::message_comes_alone(message->data);
+        message = List<OutMessage>::after(message);
+    }
+    mmsghdr &packet = departure.packets[departure.count];
+    packet = {};
+    packet.msg_hdr.msg_iov = parts;
+    packet.msg_hdr.msg_iovlen = use.messages;
+    if (!descriptors_attach(departure, packet.msg_hdr, next, use))
+        return false;
+    departure.messages[departure.count++] = use.messages;
+    departure.parts_used += use.messages;
+    next = message;
+    return true;
 }
 
 // One packet costs less by the call for one.
-int batch_send(int fd, mmsghdr *messages, uint32_t count) {
+int batch_send(int fd, mmsghdr *packets, uint32_t count) {
     constexpr int kFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
     if (fault_is_due(Fault::send))
         return -1;
     if (count > 1)
-        return sendmmsg(fd, messages, count, kFlags);
-    return sendmsg(fd, &messages->msg_hdr, kFlags) < 0 ? -1 : 1;
+        return sendmmsg(fd, packets, count, kFlags);
+    return sendmsg(fd, &packets->msg_hdr, kFlags) < 0 ? -1 : 1;
 }
 
-// Sends from the head of the queue, which stays as it is. How many left; 0: none, with the error of the first.
-uint32_t output_send(const Connection *connection, int &error) {
-    mmsghdr messages[kPacketsPerSend];
-    iovec parts[kPacketsPerSend];
-    alignas(cmsghdr) char control[kControlPerSend];
-    size_t control_used = 0;
-    uint32_t count = 0;
-    for (OutPacket *packet = connection->output.first; packet != nullptr && count < kPacketsPerSend;
-         packet = List<OutPacket>::after(packet)) {
-        if (packet->fd_count > 0 && control_used + CMSG_SPACE(sizeof(int) * packet->fd_count) > sizeof control)
-            break;
-        messages[count] = {};
-        parts[count] = {packet->data, packet->size};
-        messages[count].msg_hdr.msg_iov = &parts[count];
-        messages[count].msg_hdr.msg_iovlen = 1;
-        control_used += descriptors_attach(packet, messages[count].msg_hdr, control + control_used);
-        count++;
+struct Sent {
+    uint32_t messages; // that left; 0: none
+    uint32_t together; // messages of the first packet
+    int error;         // of the first packet, when it did not leave
+};
+
+// Sends from the head of the queue, which stays as it is, with no more than `most` messages in a packet.
+Sent output_send(const Connection *connection, uint32_t most) {
+    Departure departure;
+    departure.count = departure.parts_used = 0;
+    departure.control_used = 0;
+    OutMessage *next = connection->output.first;
+    while (packet_gather(departure, next, connection->packet_limit, most)) {
     }
+    Sent sent = {0, departure.messages[0], 0};
     for (;;) {
-        const int sent = batch_send(connection->fd, messages, count);
-        if (sent > 0)
-            return static_cast<uint32_t>(sent);
+        const int packets = batch_send(connection->fd, departure.packets, departure.count);
+        for (int i = 0; i < packets; i++)
+            sent.messages += departure.messages[i];
+        if (packets > 0)
+            return sent;
         if (errno == EINTR)
             continue;
-        error = errno;
-        return 0;
+        sent.error = errno;
+        return sent;
     }
 }
 
-void packet_report_unsent(Connection *connection, OutPacket *packet, int error) {
+void message_report_unsent(Connection *connection, OutMessage *message, int error) {
     if (connection->role == Role::tap) {
         connection->lost++;
         return;
     }
-    note_about(connection->process_id, ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", packet->size,
+    note_about(connection->process_id, ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", message->use.size,
                strerror(error));
-    if (packet->request != nullptr)
-        connection->transport->reports->unsent(packet->request, strerror(error));
+    if (message->request != nullptr)
+        connection->transport->reports->unsent(message->request, strerror(error));
 }
 
-// The first packet cannot be sent, now or ever. True: the next one may be tried.
+bool error_ends_writing(int error) {
+    return error == EPIPE || error == ECONNRESET || error == ENOTCONN;
+}
+
+bool error_passes(int error) {
+    return error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS;
+}
+
+bool error_is_usual(int error) {
+    return error == EAGAIN || error_passes(error) || error_ends_writing(error);
+}
+
+// The first message cannot be sent, now or ever. True: the next one may be tried.
 bool send_failed(Connection *connection, int error) {
     Loop *loop = connection->transport->loop;
     if (error == EAGAIN) {
         source_set_interest(loop, connection, connection->reads, true);
         return false;
     }
-    if (error == ENOBUFS || error == ENOMEM || error == ETOOMANYREFS) {
+    if (error_passes(error)) {
         connection->retry_at = clock_now(loop->clock) + kSendRetry;
         return false;
     }
-    OutPacket *packet = output_take(connection);
+    OutMessage *message = output_take(connection);
     // The connection is not closed here. What the peer sent before it went is still to be read, and its end is found
     // behind it.
-    if (error == EPIPE || error == ECONNRESET || error == ENOTCONN)
+    if (error_ends_writing(error))
         connection->write_closed = true;
     else
-        packet_report_unsent(connection, packet, error);
-    output_free(packet);
+        message_report_unsent(connection, message, error);
+    output_free(message);
     return true;
 }
 
 } // namespace
 
 void connection_flush(Connection *connection) {
+    uint32_t most = kMaxMessages;
     while (!connection->closed && connection->output.first != nullptr) {
-        int error = EPIPE;
-        uint32_t sent = connection->write_closed ? 0 : output_send(connection, error);
-        if (sent == 0 && !send_failed(connection, error))
+        Sent sent = {0, 1, EPIPE};
+        if (!connection->write_closed)
+            sent = output_send(connection, most);
+        // What is wrong with one message does not take others with it that would have left in the same packet.
+        const bool left_nothing = sent.messages == 0;
+        most = left_nothing && sent.together > 1 && !error_is_usual(sent.error) ? 1 : kMaxMessages;
+        if (most == 1)
+            continue;
+        if (left_nothing && !send_failed(connection, sent.error))
             return;
-        for (; sent > 0; sent--) {
-            OutPacket *packet = output_take(connection);
-            tap_packet(connection, TapDirection::sent, packet->data, packet->size);
-            output_free(packet);
+        for (; sent.messages > 0; sent.messages--) {
+            OutMessage *message = output_take(connection);
+            tap_message(connection, TapDirection::sent, message->data, message->use.size);
+            output_free(message);
         }
     }
     if (!connection->closed)

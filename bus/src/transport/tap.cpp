@@ -19,8 +19,8 @@ wire::TapEnd end_of(const Connection *connection) {
 }
 
 bool record_queue(Connection *tap, const wire::TapRecord &record) {
-    // Records around the largest packet are larger than that; the kernel's usual buffers hold them.
-    wire::Writer writer = wire::packet_begin(tap->transport->outgoing, wire::kMaxTapRecord);
+    // Records around the largest message are larger than a packet; the kernel's usual buffers hold them.
+    wire::Writer writer = wire::message_begin(tap->transport->outgoing, wire::kMaxTapRecord);
     wire::tap_record_write(writer, record);
     return output_add(tap, writer, 1) != nullptr;
 }
@@ -42,10 +42,10 @@ bool loss_tell(Connection *tap, const wire::TapRecord &next) {
     return true;
 }
 
-SharedPacket *record_encode(const Transport *transport, const wire::TapRecord &record) {
-    wire::Writer writer = wire::packet_begin(transport->outgoing, wire::kMaxTapRecord);
+SharedMessage *record_encode(const Transport *transport, const wire::TapRecord &record) {
+    wire::Writer writer = wire::message_begin(transport->outgoing, wire::kMaxTapRecord);
     wire::tap_record_write(writer, record);
-    return shared_packet_create(writer);
+    return shared_message_create(writer);
 }
 
 // Written once, for the first tap that can take it: a tap that does not read costs a comparison.
@@ -57,7 +57,7 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     record.to = received ? end_here(transport) : end_of(about);
     const uint32_t size = wire::tap_record_size(record);
     const OptionalMemory copies; // a tap is told what it loses
-    SharedPacket *copy = nullptr;
+    SharedMessage *copy = nullptr;
     for (Connection *tap : transport->connections) {
         if (tap->role != Role::tap || tap->closed)
             continue;
@@ -67,7 +67,7 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
         taken = taken && copy != nullptr && output_add_shared(tap, copy) != nullptr;
         tap->lost += !taken;
     }
-    shared_packet_release(copy);
+    shared_message_release(copy);
 }
 
 // Tells a new tap that copies begin: its client has connected long before the listener knows of it.
@@ -110,15 +110,15 @@ const char *tap_admit(Connection *tap) {
     return nullptr;
 }
 
-void tap_packet(const Connection *connection, TapDirection direction, const uint8_t *packet, uint32_t size) {
+void tap_message(const Connection *connection, TapDirection direction, const uint8_t *data, uint32_t size) {
     wire::Message message;
     if (connection->transport->taps == 0 || connection->role == Role::tap ||
-        wire::message_open(packet, size, message) != nullptr)
+        wire::message_open(data, size, message) != nullptr)
         return;
     wire::TapRecord record = {};
     record.kind = wire::tap_record_kind(message.kind);
     record.text = text_of("");
-    record.packet = packet;
+    record.message = data;
     record.size = size;
     if (record.kind != 0)
         record_copy_to_taps(connection, direction, record);

@@ -25,7 +25,7 @@ struct Reports {
     bool (*reply)(Connection *connection, const wire::Message &message, wire::Descriptors &descriptors);
     // The peer waits for the reply to its call of this serial.
     void (*waiting)(Connection *connection, uint32_t serial);
-    // The packet of a request is on its way, or could not be sent after all.
+    // The message of a request is on its way, or could not be sent after all.
     void (*sent)(request_t *request);
     void (*unsent)(request_t *request, const char *why);
     // The connection has ended, at once; and again in its turn, behind the last call that came on it.
@@ -62,7 +62,7 @@ struct Transport {
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
     uint8_t *incoming;    // kPacketsPerRead packets, so that none is read on the stack
-    uint8_t *outgoing;    // one packet or tap record, so that none is built there
+    uint8_t *outgoing;    // one message or tap record, so that none is built there
 };
 
 // False: no memory, or no descriptors. transport_end() releases what was taken, also then.

@@ -29,7 +29,8 @@ bool get_call(Reader &reader, Call &call) {
 
 bool get_errors(Reader &reader, reply_t *reply) {
     uint32_t errors = get_byte(reader);
-    if (errors > kMaxErrors)
+    reader.errors += errors;
+    if (reader.errors > kMaxErrors)
         return fail(reader.why, "too many error items");
     for (uint32_t i = 0; i < errors && reader.why == nullptr; i++) {
         uint32_t code = get_word(reader);
@@ -84,18 +85,19 @@ void get_body(Reader &reader, uint8_t kind) {
 
 } // namespace
 
-Writer packet_begin(uint8_t *memory, uint32_t limit) {
+Writer message_begin(uint8_t *memory, uint32_t limit) {
     Writer writer;
     writer.data = memory;
     writer.limit = limit;
     writer.size = 0;
     writer.why = nullptr;
     writer.values = 0;
+    writer.errors = 0;
     writer.fd_count = 0;
     return writer;
 }
 
-void packet_discard(Writer &writer) {
+void message_discard(Writer &writer) {
     for (uint32_t i = 0; i < writer.fd_count; i++)
         foreign_descriptor_close(writer.fds[i]);
     writer.fd_count = 0;
@@ -111,36 +113,37 @@ void descriptors_close(Descriptors &descriptors) {
 
 // ----------------------------------------------------------------------------------------------------- Heads
 
-const char *message_open(const void *packet, uint32_t size, Message &message) {
-    const uint8_t *bytes = static_cast<const uint8_t *>(packet);
+const char *message_open(const void *bytes, uint32_t size, Message &message) {
+    const uint8_t *head = static_cast<const uint8_t *>(bytes);
     if (size < kKindAt + 1)
         return "the packet is cut off";
-    if (bytes[0] != kMagic)
+    if (head[0] != kMagic)
         return "this is no packet of the bus";
-    if (bytes[1] != kVersion)
+    if (head[1] != kVersion)
         return "the protocol version differs";
-    if (bytes[2] != kOrder)
+    if (head[2] != kOrder)
         return "the byte order differs";
     if (size < kHeadSize)
         return "the packet is cut off";
-    message.kind = bytes[kKindAt];
-    memcpy(&message.serial, bytes + kSerialAt, sizeof message.serial);
-    memcpy(&message.flags, bytes + kFlagsAt, sizeof message.flags);
-    message.data = bytes;
-    message.size = size;
-    return nullptr;
+    message.kind = head[kKindAt];
+    memcpy(&message.serial, head + kSerialAt, sizeof message.serial);
+    memcpy(&message.flags, head + kFlagsAt, sizeof message.flags);
+    memcpy(&message.size, head + kSizeAt, sizeof message.size);
+    memcpy(&message.descriptors, head + kDescriptorsAt, sizeof message.descriptors);
+    message.data = head;
+    if (message.size < kHeadSize)
+        return "a message is shorter than its head";
+    return message.size <= size ? nullptr : "the packet is cut off";
 }
 
-const char *message_validate(const void *packet, uint32_t size, uint32_t descriptors, Message &message) {
-    const char *why = message_open(packet, size, message);
-    if (why != nullptr)
-        return why;
-    if (descriptors > kMaxDescriptors)
-        return "too many descriptors";
+const char *message_validate(const Message &message, Totals &totals) {
     Reader reader = reader_at(message.data, message.size, kHeadSize, nullptr);
-    reader.announced = descriptors;
+    reader.announced = message.descriptors;
+    reader.values = totals.values;
+    reader.errors = totals.errors;
     get_body(reader, message.kind);
-    uint64_t all = descriptors < 64 ? (uint64_t{1} << descriptors) - 1 : UINT64_MAX;
+    totals = {reader.values, reader.errors};
+    const uint64_t all = message.descriptors < 64 ? (uint64_t{1} << message.descriptors) - 1 : UINT64_MAX;
     if (reader.why == nullptr && reader.used != all)
         fail(reader.why, "a descriptor came that no value names");
     return reader.why;
@@ -151,11 +154,13 @@ const char *message_validate(const void *packet, uint32_t size, uint32_t descrip
 void hello_write(Writer &writer, const char *name) {
     put_head(writer, kHello, 0, 0);
     put_text(writer, name);
+    head_complete(writer);
 }
 
 void tap_hello_write(Writer &writer, const char *name) {
     put_head(writer, kTapHello, 0, 0);
     put_text(writer, name);
+    head_complete(writer);
 }
 
 Text hello_name(const Message &message) {
@@ -173,10 +178,11 @@ void call_write(Writer &writer, uint32_t serial, uint32_t flags, const char *pat
         put_text(writer, parameter->name);
         put_value(writer, &parameter->value);
     }
+    head_complete(writer);
 }
 
-void call_make_one_way(uint8_t *packet) {
-    packet[kKindAt] = kOneWayCall;
+void call_make_one_way(uint8_t *message) {
+    message[kKindAt] = kOneWayCall;
 }
 
 bool call_read(const Message &message, Call &call) {
@@ -212,6 +218,7 @@ bool argument_bytes(const Message &message, const Argument &argument, Text &byte
 void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *reply, const variant_t *value) {
     put_head(writer, kind, serial, 0);
     put_byte(writer, static_cast<uint8_t>(reply->errors));
+    writer.errors = reply->errors;
     for (const reply_item_t *item = reply->first; item != nullptr; item = item->next) {
         put_word(writer, item->code);
         put_text(writer, item->description);
@@ -221,6 +228,7 @@ void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *repl
     put_byte(writer, has_value);
     if (has_value)
         put_value(writer, value);
+    head_complete(writer);
 }
 
 bool reply_read(const Message &message, Descriptors *descriptors, reply_t *reply) {
@@ -231,6 +239,7 @@ bool reply_read(const Message &message, Descriptors *descriptors, reply_t *reply
 void refusal_write(Writer &writer, const char *why) {
     put_head(writer, kRefused, 0, 0);
     put_text(writer, why);
+    head_complete(writer);
 }
 
 Text refusal_reason(const Message &message) {
@@ -240,6 +249,7 @@ Text refusal_reason(const Message &message) {
 
 void waiting_write(Writer &writer, uint32_t serial) {
     put_head(writer, kWaiting, serial, 0);
+    head_complete(writer);
 }
 
 } // namespace bus::wire

@@ -12,10 +12,10 @@ namespace bus::wire {
 
 // ----------------------------------------------------------------------------------------------------- Writing
 
-// An empty packet of at most `limit` bytes. The functions below add one message to it.
-Writer packet_begin(uint8_t *memory, uint32_t limit);
-// Closes the descriptors of a packet that does not leave after all.
-void packet_discard(Writer &writer);
+// Room for one message of at most `limit` bytes, which the functions below write.
+Writer message_begin(uint8_t *memory, uint32_t limit);
+// Closes the descriptors of a message that does not leave after all.
+void message_discard(Writer &writer);
 
 void hello_write(Writer &writer, const char *name);
 void tap_hello_write(Writer &writer, const char *name);
@@ -27,7 +27,7 @@ void refusal_write(Writer &writer, const char *why);
 void waiting_write(Writer &writer, uint32_t serial);
 
 // A call that has been written but not sent becomes one that wants no reply.
-void call_make_one_way(uint8_t *packet);
+void call_make_one_way(uint8_t *message);
 
 // ----------------------------------------------------------------------------------------------------- Reading
 
@@ -38,15 +38,25 @@ struct Message {
     uint8_t kind;
     uint32_t serial;
     uint32_t flags;
-    const uint8_t *data; // head included
+    uint32_t descriptors; // that are its own
+    const uint8_t *data;  // head included
     uint32_t size;
 };
 
-// Looks at the head only. A sentence when this is no message of ours, else null.
-const char *message_open(const void *packet, uint32_t size, Message &message);
-// The whole of a packet that has come, with the number of descriptors that came with it. A sentence what is wrong with
-// it, else null.
-const char *message_validate(const void *packet, uint32_t size, uint32_t descriptors, Message &message);
+// Looks at the head only, which says where in the `size` bytes the message ends. A sentence when this is no message of
+// ours, else null.
+const char *message_open(const void *bytes, uint32_t size, Message &message);
+// What the messages of a packet have together, as far as they have been looked at.
+struct Totals {
+    uint32_t values;
+    uint32_t errors; // error items
+};
+// The body of a message that has been opened. A sentence what is wrong with it, else null.
+const char *message_validate(const Message &message, Totals &totals);
+// Whether it may not share its packet with others: until the far side has said who it is, nothing else counts.
+inline bool message_comes_alone(const uint8_t *data) {
+    return data[kKindAt] == kHello || data[kKindAt] == kTapHello;
+}
 
 // The functions below expect a message of their kind. On one that has been validated they fail for want of memory only.
 

@@ -54,7 +54,8 @@ void tap_record_write(Writer &writer, const TapRecord &record) {
     put_word(writer, record.lost);
     put_text(writer, record.text);
     put_word(writer, record.size);
-    put_bytes(writer, record.packet, record.size);
+    put_bytes(writer, record.message, record.size);
+    head_complete(writer);
 }
 
 bool tap_record_read(const Message &message, TapRecord &record) {
@@ -66,7 +67,7 @@ bool tap_record_read(const Message &message, TapRecord &record) {
     record.lost = get_word(reader);
     record.text = get_text(reader);
     record.size = get_word(reader);
-    record.packet = reader.data + reader.at;
+    record.message = reader.data + reader.at;
     return reader.why == nullptr && record.size == reader.size - reader.at;
 }
 

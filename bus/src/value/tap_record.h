@@ -7,7 +7,7 @@
 
 namespace bus::wire {
 
-// A record around the largest packet.
+// A record around the largest message.
 constexpr uint32_t kMaxTapRecord = kMaxPacket + 4096;
 
 struct TapEnd {
@@ -23,7 +23,7 @@ struct TapRecord {
     TapEnd to;
     uint32_t lost;
     Text text;
-    const uint8_t *packet; // none: an event
+    const uint8_t *message; // none: an event
     uint32_t size;
 };
 
@@ -32,7 +32,7 @@ int32_t tap_record_kind(uint8_t message_kind);
 // How many bytes it will have, without writing it.
 uint32_t tap_record_size(const TapRecord &record);
 void tap_record_write(Writer &writer, const TapRecord &record);
-// Texts and packet stay where they are in the message.
+// Texts and the message that passed stay where they are in the record.
 bool tap_record_read(const Message &message, TapRecord &record);
 
 } // namespace bus::wire

@@ -22,13 +22,14 @@ inline bool fail(const char *&why, const char *sentence) {
 
 // ----------------------------------------------------------------------------------------------------- Writing
 
-// A packet under construction. The first problem stays in `why`; everything after it does nothing.
+// A message under construction. The first problem stays in `why`; everything after it does nothing.
 struct Writer {
     uint8_t *data;
     uint32_t limit;
     uint32_t size;
     const char *why;
     uint32_t values;
+    uint32_t errors; // error items of a reply
     uint32_t fd_count;
     int fds[kMaxDescriptors]; // duplicates, the writer's until they are taken
 };
@@ -81,6 +82,16 @@ inline void put_head(Writer &writer, Kind kind, uint32_t serial, uint32_t flags)
     put_byte(writer, kind);
     put_word(writer, serial);
     put_word(writer, flags);
+    put_word(writer, kHeadSize);
+    put_word(writer, 0);
+}
+
+// Behind the body: the head says how long the message has become, and how many descriptors it has.
+inline void head_complete(Writer &writer) {
+    if (writer.why != nullptr)
+        return;
+    memcpy(writer.data + kSizeAt, &writer.size, sizeof writer.size);
+    memcpy(writer.data + kDescriptorsAt, &writer.fd_count, sizeof writer.fd_count);
 }
 
 // Duplicates descriptors.
@@ -88,7 +99,7 @@ void put_value(Writer &writer, const variant_t *value);
 
 // ----------------------------------------------------------------------------------------------------- Reading
 
-// Descriptors that came with a packet. One that has been handed out is -1.
+// Descriptors that came with a message, or with a packet. One that has been handed out is -1.
 struct Descriptors {
     int *fds;
     uint32_t count;
@@ -101,6 +112,7 @@ struct Reader {
     uint32_t at;
     const char *why;
     uint32_t values;
+    uint32_t errors;          // error items
     uint32_t announced;       // descriptors that came; indices must stay below
     uint64_t used;            // one bit per index
     Descriptors *descriptors; // where values take theirs from; null: their numbers are shown, as to a tap

@@ -13,19 +13,31 @@ namespace support {
 
 namespace {
 
-constexpr size_t kHeadSize = 12;
+constexpr size_t kSizeAt = 12;
+constexpr size_t kDescriptorsAt = 16;
 constexpr size_t kRoom = 256 * 1024;
+
+uint32_t word_at(const std::string &bytes, size_t at) {
+    uint32_t word = 0;
+    if (bytes.size() >= at + sizeof word)
+        memcpy(&word, bytes.data() + at, sizeof word);
+    return word;
+}
+
+void word_put(std::string &bytes, size_t at, uint32_t word) {
+    if (bytes.size() >= at + sizeof word)
+        memcpy(bytes.data() + at, &word, sizeof word);
+}
 
 } // namespace
 
 Packet::Packet(uint8_t kind, uint32_t serial, uint32_t flags) {
-    byte('k').byte(1).byte(std::endian::native == std::endian::little ? 'l' : 'B').byte(kind);
-    word(serial).word(flags);
+    byte('k').byte(2).byte(std::endian::native == std::endian::little ? 'l' : 'B').byte(kind);
+    word(serial).word(flags).word(0).word(0);
 }
 
 Packet &Packet::byte(uint8_t value) {
-    bytes_.push_back(static_cast<char>(value));
-    return *this;
+    return raw(std::string(1, static_cast<char>(value)));
 }
 
 Packet &Packet::half(uint16_t value) {
@@ -40,12 +52,44 @@ Packet &Packet::text(const std::string &value) {
 
 Packet &Packet::raw(const std::string &bytes) {
     bytes_ += bytes;
+    return size(static_cast<uint32_t>(bytes_.size()));
+}
+
+Packet &Packet::size(uint32_t value) {
+    word_put(bytes_, kSizeAt, value);
+    return *this;
+}
+
+Packet &Packet::descriptors(uint32_t value) {
+    word_put(bytes_, kDescriptorsAt, value);
     return *this;
 }
 
 Packet &Packet::set(size_t at, uint8_t value) {
     bytes_.at(at) = static_cast<char>(value);
     return *this;
+}
+
+std::string body_of(const Packet &packet) {
+    return packet.bytes().substr(kHeadSize);
+}
+
+std::string together(const std::vector<Packet> &messages) {
+    std::string bytes;
+    for (const Packet &message : messages)
+        bytes += message.bytes();
+    return bytes;
+}
+
+std::vector<std::string> messages_of(const std::string &packet) {
+    std::vector<std::string> messages;
+    for (size_t at = 0; at < packet.size();) {
+        const size_t size = word_at(packet.substr(at, kHeadSize), kSizeAt);
+        const bool is_message = size >= kHeadSize && size <= packet.size() - at;
+        messages.push_back(packet.substr(at, is_message ? size : std::string::npos));
+        at += messages.back().size();
+    }
+    return messages;
 }
 
 Packet hello(const std::string &name) {
@@ -95,7 +139,24 @@ bool RawPeer::send(const std::string &bytes, const std::vector<int> &fds) {
     return sendmsg(fd_, &message, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
+bool RawPeer::send(Packet packet, const std::vector<int> &fds) {
+    return send(packet.descriptors(static_cast<uint32_t>(fds.size())).bytes(), fds);
+}
+
 std::optional<std::string> RawPeer::receive() {
+    if (received_.empty()) {
+        const std::optional<std::string> packet = receive_packet();
+        if (!packet || packet->empty())
+            return packet;
+        for (const std::string &message : messages_of(*packet))
+            received_.push_back(message);
+    }
+    const std::string message = received_.front();
+    received_.pop_front();
+    return message;
+}
+
+std::optional<std::string> RawPeer::receive_packet() {
     std::string bytes(kRoom, '\0');
     for (;;) {
         ssize_t size = recv(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT);
@@ -109,10 +170,10 @@ std::optional<std::string> RawPeer::receive() {
 }
 
 std::vector<std::string> RawPeer::receive_all() {
-    std::vector<std::string> packets;
-    for (auto packet = receive(); packet && !packet->empty(); packet = receive())
-        packets.push_back(*packet);
-    return packets;
+    std::vector<std::string> messages;
+    for (auto message = receive(); message && !message->empty(); message = receive())
+        messages.push_back(*message);
+    return messages;
 }
 
 std::string RawPeer::refusal() {
@@ -124,10 +185,10 @@ std::string RawPeer::refusal() {
 }
 
 bool RawPeer::is_closed() {
-    auto packet = receive();
-    while (packet && !packet->empty())
-        packet = receive();
-    return packet.has_value();
+    auto message = receive();
+    while (message && !message->empty())
+        message = receive();
+    return message.has_value();
 }
 
 uint8_t kind_of(const std::string &packet) {
@@ -135,15 +196,11 @@ uint8_t kind_of(const std::string &packet) {
 }
 
 uint32_t serial_of(const std::string &packet) {
-    uint32_t serial;
-    memcpy(&serial, packet.data() + 4, sizeof serial);
-    return serial;
+    return word_at(packet, 4);
 }
 
 std::string text_of(const std::string &packet) {
-    uint32_t length;
-    memcpy(&length, packet.data() + kHeadSize, sizeof length);
-    return packet.substr(kHeadSize + sizeof length, length);
+    return packet.substr(kHeadSize + sizeof(uint32_t), word_at(packet, kHeadSize));
 }
 
 } // namespace support

@@ -4,6 +4,7 @@
 
 #include "require.h"
 
+#include <cstring>
 #include <dirent.h>
 #include <poll.h>
 #include <sys/mman.h>
@@ -147,17 +148,55 @@ GeneratedPacket packet_of_kind(Input &in, uint8_t kind, uint32_t serial) {
         break;
     }
     descriptors = std::min(descriptors, kMostDescriptors);
-    return {made.bytes(), std::vector<int>(descriptors, file())};
+    return {made.descriptors(static_cast<uint32_t>(descriptors)).bytes(), std::vector<int>(descriptors, file())};
 }
+
+namespace {
+
+uint32_t serial_of(Input &in, const std::vector<uint32_t> &serials) {
+    const bool answers = !serials.empty() && in.byte() < 224;
+    return answers ? serials[in.byte() % serials.size()] : in.byte();
+}
+
+// What a message says of its size, or of its descriptors, changed.
+void head_change(Input &in, std::string &message) {
+    constexpr uint32_t kSizeAt = 12;
+    constexpr uint32_t kDescriptorsAt = 16;
+    const size_t at = in.flag() ? kSizeAt : kDescriptorsAt;
+    const uint32_t form = in.below(4);
+    uint32_t word = 0;
+    memcpy(&word, message.data() + at, sizeof word);
+    word = form == 0 ? in.word() : form == 1 ? word + 1 : form == 2 ? word - 1 : in.byte();
+    memcpy(message.data() + at, &word, sizeof word);
+}
+
+// A packet of some messages.
+GeneratedPacket several(Input &in, const std::vector<uint32_t> &serials) {
+    GeneratedPacket made;
+    for (uint32_t left = 1 + in.below(5); left > 0; --left) {
+        const uint8_t how = in.byte();
+        GeneratedPacket one = packet_of_kind(in, how % 10, serial_of(in, serials));
+        if (how >= 224)
+            head_change(in, one.bytes);
+        const uint32_t times = how % 32 == 31 ? 1 + in.below(70) : 1; // more than a packet may have
+        for (uint32_t i = 0; i < times; ++i) {
+            made.bytes += one.bytes;
+            made.descriptors.insert(made.descriptors.end(), one.descriptors.begin(), one.descriptors.end());
+        }
+    }
+    constexpr size_t kMostOfTheKernel = 253;
+    made.descriptors.resize(std::min(made.descriptors.size(), kMostOfTheKernel));
+    return made;
+}
+
+} // namespace
 
 GeneratedPacket packet(Input &in, const std::vector<uint32_t> &serials) {
     const uint8_t how = in.byte();
     if (how >= 240)
         return {in.text(), std::vector<int>(in.below(4), file())};
     const auto kind = static_cast<uint8_t>(how % 10);
-    const bool answers = !serials.empty() && in.byte() < 224;
-    const uint32_t serial = answers ? serials[in.byte() % serials.size()] : in.byte();
-    GeneratedPacket made = packet_of_kind(in, kind, serial);
+    GeneratedPacket made = kind == 0 ? several(in, serials) : packet_of_kind(in, kind, serial_of(in, serials));
     if (how >= 160)
         bytes_change(in, made.bytes);
     if (how >= 220)
@@ -185,10 +224,11 @@ std::string socket_uri() {
     return "kex://ipc:[" + socket_path() + "]";
 }
 
-void sent_check(const std::string &packet) {
+void sent_check(const std::string &message) {
     const std::string head = Packet(0).bytes();
-    require(packet.size() >= head.size() && packet.compare(0, 3, head, 0, 3) == 0, "what the bus sends has its head");
-    const uint8_t kind = support::kind_of(packet);
+    require(message.size() >= head.size() && message.compare(0, 3, head, 0, 3) == 0, "what the bus sends has its head");
+    require(support::messages_of(message).size() == 1, "what the bus sends is as long as it says");
+    const uint8_t kind = support::kind_of(message);
     require(kind >= RawKind::kHello && kind <= RawKind::kMissed, "what the bus sends is of a known kind");
 }
 

@@ -19,10 +19,10 @@ struct GeneratedPacket {
     std::vector<int> descriptors; // the process's own; the kernel copies them
 };
 
-// A whole packet of any kind, one that is changed in a few places, or any bytes. `serials` are those that a reply may
+// A whole packet of one message of any kind or of several, one that is changed in a few places, or any bytes. `serials` are those that a reply may
 // answer.
 GeneratedPacket packet(Input &in, const std::vector<uint32_t> &serials);
-// One of a kind, as it should be.
+// One message of a kind, as it should be.
 GeneratedPacket packet_of_kind(Input &in, uint8_t kind, uint32_t serial);
 
 // A path of this process, in $TMPDIR.
@@ -30,8 +30,8 @@ const std::string &socket_path();
 // As kex_client_connect() and kex_tap_open() take it.
 std::string socket_uri();
 
-// Holds for every packet that the bus sends: a head of its own order, a known kind.
-void sent_check(const std::string &packet);
+// Holds for every message that the bus sends: a head of its own order, its size, a known kind.
+void sent_check(const std::string &message);
 
 // Turns until there is nothing to do, at most so often that a bus at rest has come to it.
 void bus_settle(kex_t *bus);

@@ -18,12 +18,14 @@ public:
     TapFeed(const TapFeed &) = delete;
     TapFeed &operator=(const TapFeed &) = delete;
 
-    // A tap record as it should be, any packet, or the end.
+    // A tap record as it should be, some of them in one packet, any packet, or the end.
     void send(Input &in) {
         const uint8_t how = in.byte();
         if (how == 255)
             far_->close();
-        const GeneratedPacket made = how < 192 ? packet_of_kind(in, support::kTapRecord, in.byte()) : packet(in, {});
+        GeneratedPacket made = how < 192 ? packet_of_kind(in, support::kTapRecord, in.byte()) : packet(in, {});
+        if (how >= 128 && how < 192)
+            made.bytes += packet_of_kind(in, support::kTapRecord, in.byte()).bytes;
         far_->send(made.bytes, made.descriptors);
     }
     int next(kex_tap_record_t &record) { return kex_tap_next(tap_, &record); }
