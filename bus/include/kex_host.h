@@ -36,7 +36,8 @@ connection_t *kex_connection(kex_t *bus);
 
 /** Runs turns until kex_stop(). @return 0 after kex_stop(), -1 with errno when the loop itself fails. */
 int kex_run(kex_t *bus);
-/** Ends kex_run() and makes a running wait fail. Async-signal-safe; may be called before kex_run(). */
+/** Ends kex_run() and makes a running wait fail, within 100 ms, or at once when called in a signal handler.
+ * Async-signal-safe; may be called before kex_run(). */
 void kex_stop(kex_t *bus);
 
 /** For hosts with a loop of their own: becomes readable whenever kex_dispatch() has something to do. Lives with the

@@ -22,6 +22,25 @@ using testing::HasSubstr;
 
 namespace {
 
+int polls; // of this program's bus
+
+}
+
+extern "C" {
+
+// The linker sends the bus's calls here (--wrap).
+int __real_poll(pollfd *descriptors, nfds_t count, int timeout);
+int __wrap_poll(pollfd *descriptors, nfds_t count, int timeout);
+
+int __wrap_poll(pollfd *descriptors, nfds_t count, int timeout) {
+    polls++;
+    return __real_poll(descriptors, count, timeout);
+}
+
+} // extern "C"
+
+namespace {
+
 // A bus connected to a raw peer that has accepted it, so that the test plays the peer message by message.
 class Wait : public TwoBuses {
 protected:
@@ -153,16 +172,63 @@ TEST_F(Wait, StopMakesItFail) {
 
 kex_t *to_stop;
 
+// Whether the system call that is under way would be begun again behind the handler or not.
 TEST_F(Wait, StopFromASignalHandlerMakesARunningOneFail) {
-    to_stop = server;
-    struct sigaction action = {};
-    action.sa_handler = [](int) { kex_stop(to_stop); };
-    struct sigaction before;
-    sigaction(SIGALRM, &action, &before);
-    itimerval soon = {{0, 0}, {0, 50000}};
-    setitimer(ITIMER_REAL, &soon, nullptr);
+    for (int flags : {0, SA_RESTART}) {
+        kex_t *bus = kex_create("waiting");
+        peer_t *peer = connect(bus);
+        request_t *r = request_create_executeFunction("Theirs", "slow", 0);
+        ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+        to_stop = bus;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { kex_stop(to_stop); };
+        action.sa_flags = flags;
+        struct sigaction before;
+        sigaction(SIGALRM, &action, &before);
+        itimerval soon = {{0, 0}, {0, 50000}};
+        setitimer(ITIMER_REAL, &soon, nullptr);
+        EXPECT_FALSE(kex_waitForReply(bus, r, nullptr));
+        sigaction(SIGALRM, &before, nullptr);
+        request_destroy(r);
+        kex_destroy(bus);
+        turn_until_idle();
+    }
+}
+
+TEST_F(Wait, StopFromAnotherThreadMakesARunningOneFail) {
+    std::thread other([&] {
+        usleep(50000);
+        kex_stop(server);
+    });
     EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
-    sigaction(SIGALRM, &before, nullptr);
+    other.join();
+}
+
+// Nothing waits to be sent, and the bus has the kernel's clock: the receive itself sleeps.
+TEST_F(Wait, AsksForItsReplyByOneSystemCall) {
+    std::thread other([&] {
+        usleep(20000);
+        raw.send(reply());
+    });
+    polls = 0;
+    EXPECT_TRUE(kex_waitForReply(server, request, nullptr));
+    EXPECT_EQ(polls, 0);
+    other.join();
+}
+
+TEST_F(Wait, SleepsInAPollWhenItIsShortOrByAnotherClock) {
+    const timeval soon = {0, 90000};
+    polls = 0;
+    EXPECT_FALSE(kex_waitForReply(server, request, &soon));
+    EXPECT_GE(polls, 1);
+    static uint64_t now;
+    now = 1000000000;
+    kex_setClock(
+        server, [](void *) { return now += 300000000; }, nullptr);
+    const timeval second = {1, 0};
+    polls = 0;
+    EXPECT_FALSE(kex_waitForReply(server, request, &second));
+    EXPECT_GE(polls, 1);
 }
 
 TEST_F(Wait, ShowsAfterTwoSecondsAndEveryTen) {

@@ -80,6 +80,7 @@ constexpr uint64_t kLongCall = 1 * kSecond;              // a function that ran 
 constexpr uint64_t kHelloLimit = 2 * kSecond;            // a connection that says nothing is closed
 constexpr uint64_t kFirstWaitNotice = 2 * kSecond;       // a wait becomes visible
 constexpr uint64_t kNextWaitNotice = 10 * kSecond;       // and stays so
+constexpr uint64_t kSleepInReceive = 100 * kMillisecond; // of a wait, until it looks whether it is to end
 constexpr uint64_t kExitFlushLimit = 1 * kSecond;        // kex_destroy sends what is queued
 constexpr uint64_t kSendRetry = 10 * kMillisecond;       // the kernel was out of memory or of descriptors in flight
 constexpr uint64_t kHoldBack = 10 * kMillisecond;        // until it is seen whether descriptors can be taken again

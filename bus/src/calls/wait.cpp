@@ -66,16 +66,27 @@ void sleep_until(const Connection *connection, uint64_t now, uint64_t when) {
     poll(descriptors, 2, milliseconds_until(loop->clock, now, when));
 }
 
+// Whether the receive itself may do the sleeping, which saves a system call for each reply: nothing else is waited for
+// but a stop, which is looked for before the next sleep.
+bool receive_may_sleep(Connection *connection, uint64_t now, uint64_t when) {
+    const Loop *loop = connection->transport->loop;
+    const bool waits_for_nothing_else = connection->output.first == nullptr && connection->retry_at == kNever;
+    return waits_for_nothing_else && loop->clock.now == nullptr && loop->stopped == 0 && !connection->closed &&
+           when > now + kSleepInReceive && connection_may_await(connection);
+}
+
 // What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its
 // requests, or much has come: a peer that sends without end must not keep the wait from looking at its time.
-void connection_read_for(Connection *connection, const request_t *r) {
+void connection_read_for(Connection *connection, const request_t *r, bool sleeps) {
     for (uint32_t i = 0; i < kPacketsPerTurn && request_is_under_way(r); i++) {
         if (connection_is_full(connection)) {
             connection_refuse(connection, "it sent too much while its reply was waited for");
             return;
         }
-        if (!connection_receive(connection, 1, Reading::reads_on))
+        const bool more = sleeps ? connection_await(connection) : connection_receive(connection, 1, Reading::reads_on);
+        if (!more)
             return;
+        sleeps = false;
     }
 }
 
@@ -89,8 +100,11 @@ void wait_run(Connection *connection, const request_t *r, const timeval *timeout
         if (connection->retry_at == kNever)
             connection_flush(connection);
         // Also with no time left: what has arrived already counts.
-        sleep_until(connection, now, notice < end ? notice : end);
-        connection_read_for(connection, r);
+        const uint64_t when = notice < end ? notice : end;
+        const bool sleeps = receive_may_sleep(connection, now, when);
+        if (!sleeps)
+            sleep_until(connection, now, when);
+        connection_read_for(connection, r, sleeps);
         now = clock_now(loop->clock);
         if (!request_is_under_way(r) || loop->stopped != 0 || now >= end)
             return;

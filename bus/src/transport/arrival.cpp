@@ -27,15 +27,26 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
 }
 
 int message_receive(int fd, mmsghdr *message, int flags) {
-    const ssize_t size = recvmsg(fd, &message->msg_hdr, MSG_DONTWAIT | MSG_CMSG_CLOEXEC | flags);
+    const ssize_t size = recvmsg(fd, &message->msg_hdr, MSG_CMSG_CLOEXEC | flags);
     message->msg_len = size < 0 ? 0 : static_cast<unsigned>(size);
     return size < 0 ? -1 : 1;
+}
+
+void batch_prepare(Batch &batch, uint8_t *memory, uint32_t packets) {
+    for (uint32_t i = 0; i < packets; i++) {
+        batch.parts[i] = {memory + i * kMaxPacket, kMaxPacket};
+        batch.messages[i] = {};
+        batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
+        batch.messages[i].msg_hdr.msg_iovlen = 1;
+        batch.messages[i].msg_hdr.msg_control = batch.control[i];
+        batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
+    }
 }
 
 // What a look hands over are copies: as long as the packet is there, none of them is the last. Once all are ours, those
 // of the packet are not.
 int message_receive_unsure(int fd, mmsghdr *message) {
-    const int count = message_receive(fd, message, MSG_PEEK);
+    const int count = message_receive(fd, message, MSG_DONTWAIT | MSG_PEEK);
     if (count < 0 || (message->msg_hdr.msg_flags & MSG_CTRUNC) != 0)
         return count;
     msghdr nothing = {};
@@ -51,7 +62,7 @@ int messages_receive(int fd, mmsghdr *messages, uint32_t packets, Room room) {
     if (room == Room::unsure)
         return message_receive_unsure(fd, messages);
     if (packets == 1)
-        return message_receive(fd, messages, 0);
+        return message_receive(fd, messages, MSG_DONTWAIT);
     return recvmmsg(fd, messages, packets, MSG_DONTWAIT | MSG_CMSG_CLOEXEC, nullptr);
 }
 
@@ -68,14 +79,7 @@ void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival) {
 
 uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, Room room) {
     for (;;) {
-        for (uint32_t i = 0; i < packets; i++) {
-            batch.parts[i] = {memory + i * kMaxPacket, kMaxPacket};
-            batch.messages[i] = {};
-            batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
-            batch.messages[i].msg_hdr.msg_iovlen = 1;
-            batch.messages[i].msg_hdr.msg_control = batch.control[i];
-            batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
-        }
+        batch_prepare(batch, memory, packets);
         const int count = messages_receive(fd, batch.messages, packets, room);
         if (count > 0)
             return static_cast<uint32_t>(count);
@@ -86,6 +90,16 @@ uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, 
             errno = 0;
         return 0;
     }
+}
+
+uint32_t batch_await(int fd, uint8_t *memory, Batch &batch) {
+    batch_prepare(batch, memory, 1);
+    const int count = fault_is_due(Fault::receive) ? -1 : message_receive(fd, batch.messages, 0);
+    if (count > 0)
+        return 1;
+    if (errno == EINTR || errno == ECONNRESET || errno == EAGAIN)
+        errno = 0;
+    return 0;
 }
 
 bool packet_brings_descriptors(int fd) {

@@ -36,6 +36,9 @@ enum class Room : uint8_t {
 // How many packets came, at most `packets` (1 where it is unsure what fits), into memory for so many of kMaxPacket; 0:
 // nothing now, or with an errno other than 0 the end.
 uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, Room room);
+// The same of one packet, where all fits, after sleeping until it comes: as long as socket_sleep_in_receive() has set,
+// or until a signal comes.
+uint32_t batch_await(int fd, uint8_t *memory, Batch &batch);
 // One of those that came. Its sockets do not linger any more.
 void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival);
 // Whether the next packet does, which stays where it is. Not for sockets that ask for credentials.

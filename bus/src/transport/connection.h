@@ -17,6 +17,9 @@ enum class Role : uint8_t {
     tap,    // it connected to look
 };
 
+// Whether a receive from its socket can sleep until something comes; found out when it is wanted first.
+enum class Sleep : uint8_t { unknown, possible, impossible };
+
 // Its task is the close event.
 struct Connection : Source, Task, Node<Connection> {
     Transport *transport;
@@ -26,7 +29,8 @@ struct Connection : Source, Task, Node<Connection> {
     bool hello_received;
     bool readable; // the loop has seen something to read
     bool closed;
-    bool write_closed;   // nothing can be sent any more; what the peer sent before can still be read
+    bool write_closed; // nothing can be sent any more; what the peer sent before can still be read
+    Sleep sleep_in_receive;
     uint8_t batch_power; // its next read takes up to 2 to the power of this many packets
     uint32_t number;
     uint32_t end_number; // its end was noticed as the so-many-th; 0: it has not ended

@@ -5,8 +5,10 @@
 #include "base/limits.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <initializer_list>
 #include <string.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace bus {
@@ -100,6 +102,15 @@ uint32_t socket_packet_limit(int fd) {
         limit = usable < limit ? usable : limit;
     }
     return limit;
+}
+
+bool socket_sleep_in_receive(int fd) {
+    timeval limit = {};
+    limit.tv_usec = static_cast<decltype(limit.tv_usec)>(kSleepInReceive / kMicrosecond);
+    if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0)
+        return false;
+    const int flags = fcntl(fd, F_GETFL);
+    return flags >= 0 && fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == 0;
 }
 
 Credentials socket_credentials(int fd) {

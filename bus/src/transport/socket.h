@@ -30,6 +30,8 @@ int socket_open();
 int socket_connect(const sockaddr_un *address);
 // Asks for room for the largest packet and tells what the kernel grants.
 uint32_t socket_packet_limit(int fd);
+// From now on a receive without MSG_DONTWAIT sleeps until something comes, or for kSleepInReceive. False: it does not.
+bool socket_sleep_in_receive(int fd);
 // Whom the kernel vouches for: who connected, or on the connecting side who listens. Zero as process: nobody, or one of
 // another namespace.
 struct Credentials {
