@@ -21,8 +21,6 @@ bool request_has_handler(const request_t *r) {
 void request_free(request_t *r) {
     parameters_clear(r->parameters);
     reply_clear(&r->reply);
-    free(r->path);
-    free(r->function);
     free(r);
 }
 
@@ -100,6 +98,24 @@ OutMessage *request_write(const request_t *r, Connection *connection, const char
 
 // Stands for each request that there was no memory for, so that its sending can tell the peer.
 request_t lost_request;
+
+// One block for all that most requests need: behind it room for parameters, then its texts. Null: no memory.
+constexpr size_t kRequestHead = (sizeof(request_t) + alignof(Parameter) - 1) / alignof(Parameter) * alignof(Parameter);
+request_t *request_take(const char *path, const char *function) {
+    const size_t path_size = strlen(path) + 1;
+    const size_t function_size = strlen(function) + 1;
+    void *memory = memory_take(kRequestHead + kParametersRoom + path_size + function_size);
+    if (memory == nullptr)
+        return nullptr;
+    request_t *r = static_cast<request_t *>(memset(memory, 0, sizeof(request_t)));
+    uint8_t *room = static_cast<uint8_t *>(memory) + kRequestHead;
+    parameters_begin(r->parameters, room, kParametersRoom);
+    r->path = reinterpret_cast<char *>(room + kParametersRoom);
+    r->function = r->path + path_size;
+    memcpy(r->path, path, path_size);
+    memcpy(r->function, function, function_size);
+    return r;
+}
 
 bool request_is_whole(const request_t *r) {
     return r != &lost_request && r->failures == memory_failures();
@@ -180,16 +196,14 @@ request_t *request_create_executeFunction(const char *path, const char *function
     if (strnlen(path, kMaxPath + 1) > kMaxPath || strnlen(function, kMaxPath + 1) > kMaxPath)
         return nullptr;
     const uint32_t failures = memory_failures();
-    request_t *r = make<request_t>();
+    request_t *r = request_take(path, function);
     if (r == nullptr)
         return &lost_request;
     r->failures = failures;
     r->run = request_run;
     r->drop = request_run;
     r->flags = flags;
-    r->path = memory_take_text(path);
-    r->function = memory_take_text(function);
-    return r; // without one of them it is not whole
+    return r;
 }
 
 int request_addParameter(request_t *r, const char *name, const variant_t *value) {

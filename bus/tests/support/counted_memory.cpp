@@ -10,12 +10,14 @@ namespace {
 constexpr size_t kHead = sizeof(size_t);
 
 size_t held_now;
+size_t blocks_taken;
 size_t most_held;
 
 template <class Block>
 Block *taken(Block *block) {
     if (block != nullptr)
         held_now += malloc_usable_size(block) + kHead;
+    blocks_taken += block != nullptr;
     most_held = std::max(most_held, held_now);
     return block;
 }
@@ -68,12 +70,16 @@ void __wrap_free(void *block) {
 
 namespace support {
 
-CountedMemory::CountedMemory() : before_(held_now) {
+CountedMemory::CountedMemory() : before_(held_now), blocks_before_(blocks_taken) {
     most_held = held_now;
 }
 
 size_t CountedMemory::held() const {
     return held_now - before_;
+}
+
+size_t CountedMemory::blocks() const {
+    return blocks_taken - blocks_before_;
 }
 
 size_t CountedMemory::most() const {

@@ -12,10 +12,12 @@ class CountedMemory {
 public:
     CountedMemory();
     size_t held() const;
-    size_t most() const; // that was held at any time
+    size_t most() const;   // that was held at any time
+    size_t blocks() const; // that were taken, given back or not
 
 private:
     size_t before_;
+    size_t blocks_before_;
 };
 
 } // namespace support
