@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// What the benchmark of the bus measures: ways between two processes, this one that calls and a child that serves.
+//
+// The payload is that of an event: the plugin's name and a record of 56 bytes.
+#ifndef BENCH_BUS_PEER_H
+#define BENCH_BUS_PEER_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+constexpr const char *kPlugin = "fxs1";
+constexpr size_t kRecordBytes = 56;
+constexpr int kTurn = 32; // calls that are queued before the loop turns
+constexpr int kDescriptors = 3;
+
+extern unsigned char event_record[kRecordBytes];
+extern int null_device; // a descriptor to send
+
+[[noreturn]] void die(const char *what);
+// From a child: it serves, or soon will.
+void tell_ready();
+// A path for a socket, in a folder of this run.
+std::string socket_path(const char *name);
+
+class Peer {
+public:
+    explicit Peer(const char *its_name) : name(its_name) {}
+    virtual ~Peer() = default;
+    Peer(const Peer &) = delete;
+    Peer &operator=(const Peer &) = delete;
+
+    const char *const name;
+
+    virtual void prepare() {} // before the two part
+    // In the child, until it is killed; tells when it is ready.
+    [[noreturn]] virtual void serve() = 0;
+    virtual void connect() = 0; // in the parent, when the child is ready
+
+    // Each call with its reply before the next.
+    virtual void round_trips(int count) = 0;
+    virtual void round_trips_with_descriptors(int count) = 0;
+    // Turns of 32 calls, until the last has been handled.
+    virtual void calls_without_reply(int count) = 0;
+};
+
+std::unique_ptr<Peer> raw_peer();
+std::unique_ptr<Peer> sd_bus_peer();
+std::unique_ptr<Peer> bundled_bus_peer();
+#ifdef BENCH_ALL_PEERS
+std::unique_ptr<Peer> libdbus_peer();
+#endif
+
+// An application and a plugin in two children: signals that are answered by events. Both run the loop that hosts run, so the
+// application is told by a pipe how many signals are wanted, and answers on another when the last event has come.
+class VoicePair {
+public:
+    VoicePair();
+    [[noreturn]] void serve_plugin();
+    [[noreturn]] void serve_application();
+    void signals(int count);
+
+private:
+    int listens_[2]; // on which the plugin hears that the application listens
+    int orders_[2];
+    int done_[2];
+};
+
+// The same bytes there and back over the raw socket.
+void raw_exchange(Peer &raw, int count);
+
+#endif
