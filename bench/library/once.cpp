@@ -8,19 +8,11 @@
 #include <map>
 #include <string>
 
-#if defined(BENCH_ALL_PEERS)
-#include <valgrind/callgrind.h>
-#else
-#define CALLGRIND_ZERO_STATS
-#define CALLGRIND_DUMP_STATS_AT(name)
-#endif
-
+#include "../support/counts.h"
 #include "../support/measure.h"
 #include "paths.h"
 
 namespace {
-
-constexpr int kTimes = 100;
 
 int run_once() {
     std::map<std::string, uint64_t> answers;
@@ -38,16 +30,9 @@ int run_once() {
 }
 
 int run_for_counts() {
-    for (const Variant &variant : all_variants()) {
-        if (variant.operations == 0 || strcmp(variant.by, kLibrary) != 0)
-            continue;
-        keep(variant.run());
-        CALLGRIND_ZERO_STATS;
-        for (int i = 0; i < kTimes; ++i)
-            keep(variant.run());
-        CALLGRIND_DUMP_STATS_AT(
-            (std::string(variant.path) + " / " + std::to_string(kTimes * variant.operations)).c_str());
-    }
+    for (const Variant &variant : all_variants())
+        if (variant.operations != 0 && strcmp(variant.by, kLibrary) == 0)
+            count_instructions(variant.path, variant.operations, [&] { keep(variant.run()); });
     return 0;
 }
 
