@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Names of identifiers and the dump of a parameter buffer as one text, for plugins and the voice application.
+// The dump of a parameter buffer as one text, for plugins and the voice application.
 #include "message.h"
 
 #include <stdio.h> // snprintf
@@ -7,13 +7,10 @@
 #include "../vocabulary/identifier.h"
 #include "libvoice_plugin.h"
 #include "trace.h"
-#include "vocabulary.h"
 
 namespace {
 
 using namespace voice;
-
-constexpr uint32_t kNoIdentifier = 0xFFFFFFFFu;
 
 // The caller's text with the place where the next piece goes; a piece that does not fit is cut, and nothing follows it.
 class CutText {
@@ -61,19 +58,6 @@ const char *libvoice_class_str(uint32_t id) {
 }
 
 } // namespace voice
-
-const char *libvoice_param_str(uint32_t id) {
-    const int32_t row = vocabulary_row(id);
-    if (row >= 0)
-        return vocabulary_name(row);
-    // Kept: "sig_nil" is a text for people only; libvoice_str_to_param() does not know it.
-    return id == 0 ? "sig_nil" : "????";
-}
-
-uint32_t libvoice_str_to_param(const char *name) {
-    const int32_t row = vocabulary_row(name);
-    return row >= 0 ? vocabulary_number(row) : kNoIdentifier;
-}
 
 void dump_msg(char *text, int32_t position, int32_t size, const void *params, uint32_t length) {
     CutText out(text, position, size);

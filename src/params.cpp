@@ -13,41 +13,59 @@
 namespace {
 
 constexpr uint32_t kWord = 4;
+constexpr uint32_t kHead = 2 * kWord;
 
-// A value's share of the buffer, whole words. In 64 bits, so that no length from outside can wrap.
-constexpr uint64_t padded(uint32_t length) {
-    return (static_cast<uint64_t>(length) + (kWord - 1)) & ~static_cast<uint64_t>(kWord - 1);
+// The zeros behind a value.
+constexpr uint32_t padding(uint32_t length) {
+    return -length % kWord;
 }
 
-struct Word {
-    uint32_t result;
-    uint32_t value;
-};
+// Whether this many bytes hold a value and its zeros. No length from outside can wrap.
+constexpr bool holds(uint32_t bytes, uint32_t length) {
+    return length <= bytes && padding(length) <= bytes - length;
+}
 
-Word next_word(uint8_t **cursor, uint32_t *remaining, voice::Where here) {
-    if (*remaining < kWord) {
-        TRACE_ERROR_AT(here, "Error buflen < 4");
-        return {LIBVOICE_ERR_PARAM_FORMAT, 0};
-    }
-    Word word = {LIBVOICE_OK, 0};
-    memcpy(&word.value, *cursor, kWord);
-    *cursor += kWord;
-    *remaining -= kWord;
+uint32_t word_at(const uint8_t *bytes) {
+    uint32_t word;
+    memcpy(&word, bytes, kWord);
     return word;
 }
 
-// The two word readers; trace messages bear their names.
-Word libvoice_p_id(uint8_t **cursor, uint32_t *remaining) {
+// Skips one word.
+uint32_t next_word(uint8_t **cursor, uint32_t *remaining, voice::Where here) {
+    if (*remaining < kWord) {
+        TRACE_ERROR_AT(here, "Error buflen < 4");
+        return LIBVOICE_ERR_PARAM_FORMAT;
+    }
+    *cursor += kWord;
+    *remaining -= kWord;
+    return LIBVOICE_OK;
+}
+
+// The two word readers where less than the head of an item is left; trace messages bear their names. What the words say
+// is of no interest there.
+uint32_t libvoice_p_id(uint8_t **cursor, uint32_t *remaining) {
     return next_word(cursor, remaining, voice::Where::caller());
 }
 
-Word libvoice_p_len(uint8_t **cursor, uint32_t *remaining) {
+uint32_t libvoice_p_len(uint8_t **cursor, uint32_t *remaining) {
     return next_word(cursor, remaining, voice::Where::caller());
 }
 
-void consume(uint64_t bytes, uint8_t **cursor, uint32_t *remaining) {
-    *cursor += bytes;
-    *remaining -= static_cast<uint32_t>(bytes);
+// A search has come to the last bytes, too few for an item.
+uint32_t find_in_rest(uint8_t **cursor, uint32_t *remaining) {
+    // A cut-off tail where an item should start is "not found", as is an identifier with nothing behind it.
+    if (*remaining == 0 || libvoice_p_id(cursor, remaining) != LIBVOICE_OK || *remaining == 0)
+        return LIBVOICE_ERR_PARAM_NOT_FOUND;
+    return libvoice_p_len(cursor, remaining);
+}
+
+// A walk has.
+uint32_t walk_in_rest(uint8_t **cursor, uint32_t *remaining) {
+    // Kept: an empty rest skips the identifier: trace message and result are those of the length reader.
+    if (*remaining != 0 && libvoice_p_id(cursor, remaining) != LIBVOICE_OK)
+        return LIBVOICE_ERR_PARAM_FORMAT;
+    return libvoice_p_len(cursor, remaining);
 }
 
 } // namespace
@@ -55,66 +73,72 @@ void consume(uint64_t bytes, uint8_t **cursor, uint32_t *remaining) {
 extern "C" {
 
 uint32_t libvoice_add_param(uint32_t id, uint32_t length, const void *value, uint8_t **cursor, uint32_t *remaining) {
-    const uint64_t needed = 2 * kWord + padded(length);
-    if (*remaining < needed)
+    const uint32_t room = *remaining;
+    if (room < kHead || !holds(room - kHead, length))
         return LIBVOICE_ERR_PARAM_NO_SPACE;
     if (length != 0 && !value)
         return LIBVOICE_ERR_INVALID_ARG;
     uint8_t *item = *cursor;
+    uint8_t *end = item + kHead + length + padding(length);
     memcpy(item, &id, kWord);
     memcpy(item + kWord, &length, kWord);
-    consume(needed, cursor, remaining);
+    *cursor = end;
+    *remaining = room - static_cast<uint32_t>(end - item);
     if (length == 0)
         return LIBVOICE_OK;
     // Clear the last word first: the value then covers its share, and no old memory leaves the process.
-    memset(*cursor - kWord, 0, kWord);
-    memcpy(item + 2 * kWord, value, length);
+    memset(end - kWord, 0, kWord);
+    memcpy(item + kHead, value, length);
     return LIBVOICE_OK;
 }
 
 uint32_t libvoice_get_param(uint32_t id, uint32_t *length, uint8_t **value, uint8_t **cursor, uint32_t *remaining) {
-    while (*remaining != 0) {
-        const Word found = libvoice_p_id(cursor, remaining);
-        // A cut-off tail where an item should start is "not found", as is an identifier with nothing behind it.
-        if (found.result != LIBVOICE_OK || *remaining == 0)
-            return LIBVOICE_ERR_PARAM_NOT_FOUND;
-        const Word bytes = libvoice_p_len(cursor, remaining);
-        if (bytes.result != LIBVOICE_OK)
-            return bytes.result;
-        if (*remaining < padded(bytes.value)) {
+    uint8_t *item = *cursor;
+    uint32_t left = *remaining;
+    while (left >= kHead) {
+        const uint32_t found = word_at(item);
+        const uint32_t bytes = word_at(item + kWord);
+        uint8_t *start = item + kHead;
+        left -= kHead;
+        if (!holds(left, bytes)) {
+            *cursor = start;
+            *remaining = left;
             // Kept: success, with the outputs as the caller preset them.
             TRACE_ERROR("buflen < p_len_aligned");
             return LIBVOICE_OK;
         }
-        uint8_t *start = *cursor;
-        consume(padded(bytes.value), cursor, remaining);
-        if (found.value == id) {
-            *length = bytes.value;
-            *value = start;
-            return LIBVOICE_OK;
-        }
+        item = start + bytes + padding(bytes);
+        left -= bytes + padding(bytes);
+        if (found != id)
+            continue;
+        *cursor = item;
+        *remaining = left;
+        *length = bytes;
+        *value = start;
+        return LIBVOICE_OK;
     }
-    return LIBVOICE_ERR_PARAM_NOT_FOUND;
+    *cursor = item;
+    *remaining = left;
+    return find_in_rest(cursor, remaining);
 }
 
 uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **value, uint8_t **cursor,
                                     uint32_t *remaining) {
-    Word found = {LIBVOICE_OK, 0};
-    // Kept: an empty rest skips the identifier: trace message and result are those of the length reader.
-    if (*remaining != 0)
-        found = libvoice_p_id(cursor, remaining);
-    if (found.result != LIBVOICE_OK)
-        return found.result;
-    const Word bytes = libvoice_p_len(cursor, remaining);
-    if (bytes.result != LIBVOICE_OK)
-        return bytes.result;
+    uint8_t *item = *cursor;
+    const uint32_t left = *remaining - kHead;
+    if (*remaining < kHead)
+        return walk_in_rest(cursor, remaining);
+    const uint32_t bytes = word_at(item + kWord);
     // Kept: success without a trace message when the value is cut off; the caller preset the outputs.
-    if (*remaining < padded(bytes.value))
+    *cursor = item + kHead;
+    *remaining = left;
+    if (!holds(left, bytes))
         return LIBVOICE_OK;
-    *id = found.value;
-    *length = bytes.value;
-    *value = *cursor;
-    consume(padded(bytes.value), cursor, remaining);
+    *cursor = item + kHead + bytes + padding(bytes);
+    *remaining = left - bytes - padding(bytes);
+    *id = word_at(item);
+    *length = bytes;
+    *value = item + kHead;
     return LIBVOICE_OK;
 }
 }

@@ -1,70 +1,98 @@
 // SPDX-License-Identifier: MIT
-// Look-ups in the vocabulary of identifiers, both ways, by perfect hashes that vocabulary/generate.py computes.
-#include "vocabulary.h"
+// Look-ups in the vocabulary of identifiers, both ways, by perfect hashes that vocabulary/generate.py computes. Here is
+// read-only data and arithmetic: no pointer to relocate, no heap, nothing to do at start-up.
+#include <string.h> // memcpy, strnlen
 
 #include "../vocabulary/identifier.h"
-#include "libvoice_ids.h"
+#include "libvoice_plugin.h"
 
 namespace voice {
 namespace {
 
-constexpr uint16_t kEmpty = 0xFFFF;
+constexpr uint32_t kNoIdentifier = 0xFFFFFFFFu;
 
-// Some bits of a key's hash choose a displacement, and the displacement moves the key to a slot of its own. A slot
-// holds the one row that a key can have; whether it does have it is left to one comparison.
-struct PerfectHash {
-    uint8_t displacement[128];
-    uint16_t slot[512];
+#include "vocabulary_rows.inc"
 
-    constexpr uint16_t candidate(uint32_t hash) const {
-        const uint32_t moved = (hash >> 7) + displacement[hash % 128] * (hash >> 20 | 1u);
-        return slot[moved % 512];
-    }
-};
+constexpr uint32_t kRows = sizeof kNumbers / sizeof kNumbers[0];
+constexpr uint32_t kPlacesOfNames = sizeof kRowsByName / sizeof kRowsByName[0];
 
-#include "vocabulary_rows.inc" // kNumbers, kNames, kNameOffsets, kLongestName, kByNumber, kByName
-
-constexpr uint32_t finish(uint32_t hash) {
-    return hash ^ hash >> 15;
+// The upper bits of a key's hash choose a displacement, and the displacement moves the key to a place of its own. Each
+// place has the one row that a key can have; whether it does have it is left to one comparison.
+constexpr uint32_t place_of(uint32_t hash, const uint8_t (&displacements)[128]) {
+    return (hash >> 17 & 0xFF) + displacements[hash >> 25];
 }
 
-constexpr int32_t row_of(uint32_t number) {
-    const uint16_t row = kByNumber.candidate(finish(number * 0x9E3779B1u));
-    return row != kEmpty && kNumbers[row] == number ? row : -1;
+// Numbers, and the offsets of names, stand in the order of the numbers' places.
+constexpr uint32_t row_of(uint32_t number) {
+    const uint32_t row = place_of(number * kNumberMultipliers[0], kNumberDisplacements);
+    return row < kRows && kNumbers[row] == number ? row : kRows;
 }
 
-// Reads no further than one character past the longest name, whatever the text's length.
-constexpr int32_t row_of(const char *name) {
-    uint32_t hash = 0x811C9DC5u;
-    uint32_t length = 0;
-    for (; name[length] != '\0'; ++length) {
-        if (length == kLongestName)
-            return -1;
-        hash = (hash ^ static_cast<uint8_t>(name[length])) * 0x01000193u;
+// Four characters as one word, on any processor the same.
+constexpr uint32_t characters(const char *text) {
+    uint32_t word = 0;
+    if (__builtin_is_constant_evaluated()) {
+        for (uint32_t i = 0; i < 4; ++i)
+            word |= static_cast<uint32_t>(static_cast<uint8_t>(text[i])) << (8 * i);
+        return word;
     }
-    const uint16_t row = kByName.candidate(finish(hash));
-    if (row == kEmpty)
-        return -1;
-    const char *known = kNames + kNameOffsets[row];
-    for (uint32_t i = 0; i <= length; ++i)
-        if (known[i] != name[i])
-            return -1;
-    return row;
+    memcpy(&word, text, sizeof word);
+    return __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? word : __builtin_bswap32(word);
+}
+
+// Whether two texts of at least a word agree. A name that is unknown takes a third less than with memcmp().
+constexpr bool are_same(const char *a, const char *b, size_t bytes) {
+    if (__builtin_is_constant_evaluated())
+        return __builtin_memcmp(a, b, bytes) == 0;
+    uint64_t in_a = 0;
+    uint64_t in_b = 0;
+    size_t at = bytes - sizeof in_a; // from the end on, where names differ
+    for (;;) {
+        memcpy(&in_a, a + at, sizeof in_a);
+        memcpy(&in_b, b + at, sizeof in_b);
+        if (in_a != in_b)
+            return false;
+        if (at == 0)
+            return true;
+        at = at > sizeof in_a ? at - sizeof in_a : 0;
+    }
+}
+
+// No two names agree in their length and their last twelve characters.
+constexpr uint32_t row_of(const char *name, size_t length) {
+    if (length < kShortestName || length > kLongestName)
+        return kRows;
+    const char *end = name + length;
+    const uint32_t hash = (characters(end - 4) + static_cast<uint32_t>(length)) * kNameMultipliers[0] +
+                          characters(end - 8) * kNameMultipliers[1] + characters(end - 12) * kNameMultipliers[2];
+    const uint32_t place = place_of(hash, kNameDisplacements);
+    if (place >= kPlacesOfNames)
+        return kRows;
+    const uint32_t row = kRowsByName[place];
+    return are_same(kNames + kNameOffsets[row], name, length + 1) ? row : kRows;
 }
 
 // ------------------------------------------------------------------------------------------ Checks at compile time
 
-constexpr int32_t kRows = LIBVOICE_IDS;
-static_assert(kRows == 265 && sizeof(kNumbers) / sizeof(kNumbers[0]) == kRows);
-
-// Each row found under its own number and name: this also says that both are unique.
-constexpr bool every_row_found() {
-    for (int32_t row = 0; row < kRows; ++row)
-        if (row_of(kNumbers[row]) != row || row_of(kNames + kNameOffsets[row]) != row)
+// A name of any length that is let through is compared with any row inside the block of names.
+constexpr bool names_can_be_compared() {
+    for (const uint16_t offset : kNameOffsets)
+        if (offset + kLongestName + 1 > sizeof kNames)
             return false;
     return true;
 }
-static_assert(every_row_found());
+static_assert(names_can_be_compared());
+
+// Each row is found under its own number and name, and all names are different rows: this also says that both are unique.
+constexpr uint32_t rows_found() {
+    uint32_t found = 0;
+    for (uint32_t row = 0; row < kRows; ++row) {
+        const char *name = kNames + kNameOffsets[row];
+        found += row_of(kNumbers[row]) == row && row_of(name, __builtin_strlen(name)) == row;
+    }
+    return found;
+}
+static_assert(LIBVOICE_IDS == 265 && rows_found() == LIBVOICE_IDS);
 
 // The kind stands in the name; class, value type, item and sub-item have to agree with it.
 // Kept: one parameter has sub-item 0 like its event; only the value type tells them apart.
@@ -81,7 +109,7 @@ constexpr bool number_agrees_with_kind(uint32_t id, const char *name) {
            (id_item(id) == 0) == (id_class(id) == IdClass::property);
 }
 constexpr bool numbers_agree_with_kinds() {
-    for (int32_t row = 0; row < kRows; ++row)
+    for (uint32_t row = 0; row < kRows; ++row)
         if (!number_agrees_with_kind(kNumbers[row], kNames + kNameOffsets[row]))
             return false;
     return true;
@@ -89,21 +117,20 @@ constexpr bool numbers_agree_with_kinds() {
 static_assert(numbers_agree_with_kinds());
 
 } // namespace
-
-int32_t vocabulary_row(uint32_t number) {
-    return row_of(number);
-}
-
-int32_t vocabulary_row(const char *name) {
-    return name ? row_of(name) : -1;
-}
-
-uint32_t vocabulary_number(int32_t row) {
-    return kNumbers[row];
-}
-
-const char *vocabulary_name(int32_t row) {
-    return kNames + kNameOffsets[row];
-}
-
 } // namespace voice
+
+const char *libvoice_param_str(uint32_t id) {
+    const uint32_t row = voice::row_of(id);
+    if (row < voice::kRows)
+        return voice::kNames + voice::kNameOffsets[row];
+    // Kept: "sig_nil" is a text for people only; libvoice_str_to_param() does not know it.
+    return id == 0 ? "sig_nil" : "????";
+}
+
+uint32_t libvoice_str_to_param(const char *name) {
+    if (!name)
+        return voice::kNoIdentifier;
+    // Reads no further than one character past the longest name, whatever the text's length.
+    const uint32_t row = voice::row_of(name, strnlen(name, voice::kLongestName + 1));
+    return row < voice::kRows ? voice::kNumbers[row] : voice::kNoIdentifier;
+}

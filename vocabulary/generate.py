@@ -20,6 +20,7 @@ Every fault is reported as "file:line: message"; the exit status is 1 when there
 
 import argparse
 import csv
+import random
 import re
 import sys
 import textwrap
@@ -43,9 +44,6 @@ HEX_CONTENTS = ["words", "bytes"]
 IRREGULAR = {"LIBVOICE_PARAM_zil_dect_property_sw_version"}
 
 WIDTH = 120
-BUCKETS = 128
-SLOTS = 512
-EMPTY = 0xFFFF
 
 
 class Faults:
@@ -191,46 +189,57 @@ def parent_faults(row, by_number):
 
 
 # ------------------------------------------------------------------------------------------------- perfect hashes
-# Two steps: some bits of a key's hash choose one of 128 displacements, and the displacement moves the key to a slot of
-# its own. src/vocabulary.cpp does the same arithmetic and proves at compile time that every row is found.
+# The upper bits of a key's hash choose one of 128 displacements, and the displacement moves the key to a place of its
+# own. src/vocabulary.cpp does the same arithmetic and proves at compile time that every row is found. With these
+# multipliers no place is left over. Other rows may leave some; when they need more than PLACES, others are sought.
+
+NUMBER_MULTIPLIERS = (0x409BD305,)
+NAME_MULTIPLIERS = (0x1014E6CB, 0xD53DCF4F, 0x7173ED45)
+BUCKETS = 128
+PLACES = 400
 
 
-def hash_number(number):
-    value = number * 0x9E3779B1 & 0xFFFFFFFF
-    return value ^ value >> 15
+def hash_number(number, multipliers):
+    return number * multipliers[0] & 0xFFFFFFFF
 
 
-def hash_name(name):
-    value = 0x811C9DC5
-    for byte in name.encode("ascii"):
-        value = (value ^ byte) * 0x01000193 & 0xFFFFFFFF
-    return value ^ value >> 15
+def hash_name(name, multipliers):
+    last, middle, first = (int.from_bytes(name[at : at + 4 or None].encode("ascii"), "little") for at in (-4, -8, -12))
+    words = (last + len(name), middle, first)
+    return sum(word * multiplier for word, multiplier in zip(words, multipliers)) & 0xFFFFFFFF
 
 
-def slot_of(value, displacement):
-    return ((value >> 7) + displacement * (value >> 20 | 1)) % SLOTS
-
-
-def perfect_hash(hashes):
-    """(displacements, slots): slots hold the index of the key that lands there, or EMPTY."""
+def place_all(hashes):
+    """(displacements, places): places hold the index of the key that lands there, or None. None: some have no place."""
     buckets = [[] for _ in range(BUCKETS)]
     for index, value in enumerate(hashes):
-        buckets[value % BUCKETS].append(index)
-    displacements, slots = [0] * BUCKETS, [EMPTY] * SLOTS
+        buckets[value >> 25].append((value >> 17 & 0xFF, index))
+    displacements, places = [0] * BUCKETS, [None] * PLACES
     for bucket in sorted(range(BUCKETS), key=lambda b: -len(buckets[b])):
-        for displacement in range(256):
-            places = [slot_of(hashes[index], displacement) for index in buckets[bucket]]
-            if len(set(places)) == len(places) and all(slots[place] == EMPTY for place in places):
+        starts = [start for start, _ in buckets[bucket]]
+        if len(set(starts)) < len(starts):
+            return None
+        for displacement in range(min(256, PLACES - max(starts, default=0))):
+            if all(places[start + displacement] is None for start in starts):
                 break
         else:
-            raise SystemExit(
-                "no perfect hash with these multipliers: change hash_number or hash_name, here and in "
-                "src/vocabulary.cpp"
-            )
+            return None
         displacements[bucket] = displacement
-        for place, index in zip(places, buckets[bucket]):
-            slots[place] = index
-    return displacements, slots
+        for start, index in buckets[bucket]:
+            places[start + displacement] = index
+    while places[-1] is None:
+        places.pop()
+    return displacements, places
+
+
+def perfect_hash(keys, hash_of, multipliers):
+    """(multipliers, displacements, places); for the same keys always the same."""
+    source = random.Random(1)
+    while True:
+        found = place_all([hash_of(key, multipliers) for key in keys])
+        if found is not None:
+            return multipliers, *found
+        multipliers = [source.getrandbits(32) | 1 for _ in multipliers]
 
 
 # ------------------------------------------------------------------------------------------------------- outputs
@@ -306,22 +315,32 @@ def packed(values, form):
 
 
 def string_block(texts):
-    """(lines of string literals, offset of each text); equal texts share their place."""
-    lines, offsets, known, position = [], [], {}, 0
+    """(lines of string literals, {text: its offset})"""
+    lines, offsets, position = [], {}, 0
     for text in texts:
-        if text not in known:
-            known[text] = position
-            position += len(text) + 1
-            lines.append(f'    "{text}\\0"')
-        offsets.append(known[text])
+        offsets[text] = position
+        position += len(text) + 1
+        lines.append(f'    "{text}\\0"')
     if position > 0xFFFF:
         raise SystemExit("the texts no longer fit 16-bit offsets")
     return lines, offsets
 
 
+def table(kind, name, values, form="{}"):
+    return [f"constexpr {kind} {name}[{len(values)}] = {{", *packed(values, form), "};", ""]
+
+
 def rows_data(rows):
-    names, name_offsets = string_block([row.name for row in rows])
-    out = [
+    lengths = [len(row.name) for row in rows]
+    by_number, displaced, places = perfect_hash([row.number for row in rows], hash_number, NUMBER_MULTIPLIERS)
+    by_name, names_displaced, name_places = perfect_hash([row.name for row in rows], hash_name, NAME_MULTIPLIERS)
+    # The longest name stands last, so that as many characters can be read from the beginning of any.
+    names, offsets = string_block(sorted((row.name for row in rows), key=lambda name: len(name) == max(lengths)))
+    row_of = {index: place for place, index in enumerate(places) if index is not None}
+    # What is left over holds a row that is looked for elsewhere.
+    places = [0 if index is None else index for index in places]
+    rows_by_name = [row_of[0 if index is None else index] for index in name_places]
+    return [
         "// SPDX-License-Identifier: MIT",
         "// Written by vocabulary/generate.py from vocabulary/ids.csv: edit that one.",
         "// The data of the look-ups: offsets into string blocks in place of pointers, so that nothing needs "
@@ -329,38 +348,22 @@ def rows_data(rows):
         "",
         "// clang-format off",
         "",
-        f"constexpr uint32_t kNumbers[{len(rows)}] = {{",
-        *packed([row.number for row in rows], "0x{:08X}u"),
-        "};",
-        "",
-        f"constexpr uint32_t kLongestName = {max(len(row.name) for row in rows)};",
+        *table("uint32_t", "kNumberMultipliers", by_number, "0x{:08X}u"),
+        *table("uint32_t", "kNameMultipliers", by_name, "0x{:08X}u"),
+        *table("uint8_t", "kNumberDisplacements", displaced),
+        *table("uint8_t", "kNameDisplacements", names_displaced),
+        *table("uint32_t", "kNumbers", [rows[index].number for index in places], "0x{:08X}u"),
+        *table("uint16_t", "kNameOffsets", [offsets[rows[index].name] for index in places]),
+        *table("uint16_t", "kRowsByName", rows_by_name),
+        f"constexpr uint32_t kShortestName = {min(lengths)};",
+        f"constexpr uint32_t kLongestName = {max(lengths)};",
         "",
         "constexpr char kNames[] =",
         *names[:-1],
         names[-1] + ";",
         "",
-        f"constexpr uint16_t kNameOffsets[{len(rows)}] = {{",
-        *packed(name_offsets, "{}"),
-        "};",
-        "",
+        "// clang-format on",
     ]
-    for table, hashes in (
-        ("kByNumber", [hash_number(row.number) for row in rows]),
-        ("kByName", [hash_name(row.name) for row in rows]),
-    ):
-        displacements, slots = perfect_hash(hashes)
-        out += [
-            f"constexpr PerfectHash {table} = {{",
-            "    {",
-            *packed(displacements, "{}"),
-            "    },",
-            "    {",
-            *packed([slot if slot != EMPTY else "kEmpty" for slot in slots], "{}"),
-            "    },",
-            "};",
-            "",
-        ]
-    return out + ["// clang-format on"]
 
 
 def meanings_header(rows):

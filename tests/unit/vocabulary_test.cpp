@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The vocabulary: its counts, its one irregular row, both look-ups against a plain search, the table for tools, and the
 // texts of values.
-#include "vocabulary.h"
-
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -27,14 +25,19 @@ constexpr uint8_t id_package(uint32_t id) {
 
 using namespace voice;
 
+constexpr uint32_t kNoIdentifier = 0xFFFFFFFFu;
+
+// Null for what is none.
+const char *name_of(uint32_t number) {
+    const char *name = libvoice_param_str(number);
+    return name[0] == 'L' ? name : nullptr;
+}
+
 class Vocabulary : public VoiceTest {
 protected:
-    std::map<uint32_t, std::string> rows_;
-
-    Vocabulary() {
-        for (int32_t row = 0; row < LIBVOICE_IDS; ++row)
-            rows_[vocabulary_number(row)] = vocabulary_name(row);
-    }
+    const std::map<uint32_t, std::string> rows_ = {
+#include "vocabulary_contract.inc"
+    };
 };
 
 std::string package_of(const std::string &name) {
@@ -167,9 +170,9 @@ TEST_F(Vocabulary, OneParameterHasSubItemZeroLikeItsEvent) {
 }
 
 TEST_F(Vocabulary, EveryRowIsFoundUnderItsNumberAndItsName) {
-    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
-        EXPECT_EQ(vocabulary_row(vocabulary_number(row)), row);
-        EXPECT_EQ(vocabulary_row(vocabulary_name(row)), row);
+    for (const auto &[number, name] : rows_) {
+        EXPECT_STREQ(name_of(number), name.c_str());
+        EXPECT_EQ(libvoice_str_to_param(name.c_str()), number);
     }
 }
 
@@ -177,11 +180,8 @@ TEST_F(Vocabulary, NumbersOneOrTwoBitsAwayAgreeWithAPlainSearch) {
     for (const auto &[number, name] : rows_) {
         for (uint32_t bits = 0; bits < 32 * 32; ++bits) {
             const uint32_t near = number ^ (1u << bits % 32) ^ (1u << bits / 32);
-            const int32_t row = vocabulary_row(near);
-            ASSERT_EQ(row >= 0, rows_.count(near) == 1) << std::hex << near;
-            if (row >= 0) {
-                ASSERT_EQ(vocabulary_number(row), near);
-            }
+            const auto known = rows_.find(near);
+            ASSERT_STREQ(name_of(near), known == rows_.end() ? nullptr : known->second.c_str()) << std::hex << near;
         }
     }
 }
@@ -190,10 +190,10 @@ TEST_F(Vocabulary, NumbersEverywhereAgreeWithAPlainSearch) {
     uint32_t number = 1;
     for (int i = 0; i < 300000; ++i) {
         number = number * 1664525u + 1013904223u;
-        ASSERT_EQ(vocabulary_row(number) >= 0, rows_.count(number) == 1) << std::hex << number;
+        ASSERT_EQ(name_of(number) != nullptr, rows_.count(number) == 1) << std::hex << number;
     }
-    EXPECT_EQ(vocabulary_row(0u), -1);
-    EXPECT_EQ(vocabulary_row(0xFFFFFFFFu), -1);
+    EXPECT_EQ(name_of(0u), nullptr);
+    EXPECT_EQ(name_of(0xFFFFFFFFu), nullptr);
 }
 
 TEST_F(Vocabulary, NamesChangedInOneCharacterAreUnknown) {
@@ -202,12 +202,14 @@ TEST_F(Vocabulary, NamesChangedInOneCharacterAreUnknown) {
             for (const char c : {'_', 'a', 'x', 'Z', '0', '1', '\x80', '\xFF'}) {
                 std::string changed = name;
                 changed[i] = c;
-                const int32_t row = vocabulary_row(changed.c_str());
-                if (row >= 0) {
-                    ASSERT_EQ(changed, vocabulary_name(row));
+                const auto known = rows_.find(libvoice_str_to_param(changed.c_str()));
+                if (known != rows_.end()) {
+                    ASSERT_EQ(changed, known->second);
+                } else {
+                    ASSERT_EQ(libvoice_str_to_param(changed.c_str()), kNoIdentifier);
                 }
             }
-            ASSERT_EQ(vocabulary_row(name.c_str() + i + 1), -1) << "a tail of " << name;
+            ASSERT_EQ(libvoice_str_to_param(name.c_str() + i + 1), kNoIdentifier) << "a tail of " << name;
         }
     }
 }
@@ -219,32 +221,32 @@ TEST_F(Vocabulary, OnlyWholeNamesAreFound) {
     for (const std::string &name : names) {
         for (size_t length = 0; length < name.size(); ++length) {
             const std::string prefix = name.substr(0, length);
-            ASSERT_EQ(vocabulary_row(prefix.c_str()) >= 0, names.count(prefix) == 1) << prefix;
+            ASSERT_EQ(libvoice_str_to_param(prefix.c_str()) != kNoIdentifier, names.count(prefix) == 1) << prefix;
         }
-        ASSERT_EQ(vocabulary_row((name + " ").c_str()), -1);
-        ASSERT_EQ(vocabulary_row((" " + name).c_str()), -1);
+        ASSERT_EQ(libvoice_str_to_param((name + " ").c_str()), kNoIdentifier);
+        ASSERT_EQ(libvoice_str_to_param((" " + name).c_str()), kNoIdentifier);
     }
-    EXPECT_EQ(vocabulary_row(static_cast<const char *>(nullptr)), -1);
-    EXPECT_EQ(vocabulary_row(""), -1);
+    EXPECT_EQ(libvoice_str_to_param(static_cast<const char *>(nullptr)), kNoIdentifier);
+    EXPECT_EQ(libvoice_str_to_param(""), kNoIdentifier);
 }
 
 TEST_F(Vocabulary, AnEndlessNameIsReadNoFurtherThanTheLongestOne) {
     // 52 characters is the longest name; the 53rd settles it. Nothing behind it may be touched.
     const std::string longest = "LIBVOICE_PARAM_root_MGCProvisionalResponseTimerValue";
     ASSERT_EQ(longest.size(), 52u);
-    EXPECT_GE(vocabulary_row(longest.c_str()), 0);
+    EXPECT_EQ(libvoice_str_to_param(longest.c_str()), LIBVOICE_PARAM_root_MGCProvisionalResponseTimerValue);
     char *unterminated = new char[53];
     memset(unterminated, 'x', 53);
     memcpy(unterminated, longest.data(), 52);
-    EXPECT_EQ(vocabulary_row(unterminated), -1);
+    EXPECT_EQ(libvoice_str_to_param(unterminated), kNoIdentifier);
     delete[] unterminated;
 }
 
 TEST_F(Vocabulary, LookUpsNeedNoHeap) {
     const unsigned before = fake::memory_allocations();
-    for (int32_t row = 0; row < LIBVOICE_IDS; ++row) {
-        EXPECT_EQ(libvoice_param_str(vocabulary_number(row)), vocabulary_name(row));
-        EXPECT_EQ(libvoice_str_to_param(vocabulary_name(row)), vocabulary_number(row));
+    for (const auto &[number, name] : rows_) {
+        EXPECT_EQ(libvoice_param_str(number), name_of(number));
+        EXPECT_EQ(libvoice_str_to_param(name.c_str()), number);
     }
     EXPECT_EQ(libvoice_str_to_param("LIBVOICE_PARAM_unknown"), 0xFFFFFFFFu);
     EXPECT_EQ(fake::memory_allocations(), before);
@@ -259,7 +261,7 @@ TEST_F(Vocabulary, TheTableForToolsHasTheSameRowsSortedByNumber) {
         EXPECT_LT(before, meaning.number);
         before = meaning.number;
         ASSERT_EQ(rows_.count(meaning.number), 1u) << meaning.name;
-        EXPECT_EQ(meaning.name, rows_[meaning.number]);
+        EXPECT_EQ(meaning.name, rows_.at(meaning.number));
         EXPECT_EQ(libvoice_meaning_of(meaning.number), &meaning);
     }
 }
