@@ -221,29 +221,30 @@ void BlockText::turn_up_to(size_t end) {
     if (end > kMost)
         end = kMost;
     size_t k = turned_;
+    uint32_t sum = turned_sum_;
     for (; k < end; ++k) {
         const uint32_t high = digit(text[2 * k]);
         const uint32_t low = digit(text[2 * k + 1]);
         if ((high | low) > 0xF)
             break;
-        bytes_[k] = static_cast<uint8_t>(high << 4 | low);
+        const uint32_t value = high << 4 | low;
+        bytes_[k] = static_cast<uint8_t>(value);
+        sum += value;
     }
     turned_ = k;
+    turned_sum_ = static_cast<uint8_t>(sum);
 }
 
 uint8_t BlockText::sum(size_t count) const {
-    size_t k = count < turned_ ? count : turned_;
-    uint8_t sum = byte_sum(bytes_, k);
-    for (; k < count; ++k)
-        sum = static_cast<uint8_t>(sum + odd_byte(k));
-    return sum;
+    uint32_t sum = turned_sum_;
+    for (size_t k = count; k < turned_; ++k)
+        sum -= bytes_[k];
+    for (size_t k = turned_; k < count; ++k)
+        sum += odd_byte(k);
+    return static_cast<uint8_t>(sum);
 }
 
-void BlockText::copy(size_t k, uint32_t count, char *to) const {
-    if (k + count <= turned_) {
-        memcpy(to, bytes_ + k, count);
-        return;
-    }
+void BlockText::copy_odd(size_t k, uint32_t count, char *to) const {
     for (uint32_t i = 0; i < count; ++i)
         to[i] = static_cast<char>(byte(k + i));
 }

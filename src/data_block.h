@@ -18,6 +18,7 @@
 #define VOICE_DATA_BLOCK_H
 
 #include <stddef.h> // offsetof
+#include <string.h> // memcpy
 
 #include "libvoice_plugin.h"
 
@@ -39,9 +40,9 @@ constexpr uint32_t kNumberSize = 20;
 // One item that a record can hold: its type on the wire, the most bytes of value, and where the record has it.
 struct Item {
     uint8_t type;
-    uint32_t size; // 32 bits, or g++ makes of a copy by it a "rep movsb", which takes longer than all else for one item
     Form form;
     uint8_t place; // among the record's fields
+    uint32_t size; // 32 bits, or g++ makes of a copy by it a "rep movsb", which takes longer than all else for one item
 };
 
 #define IN_COMMON(field) offsetof(libvoice_db_common_fields, field) / sizeof(libvoice_db_field)
@@ -51,26 +52,26 @@ static_assert(sizeof(libvoice_db_message_fields) == 8 * sizeof(libvoice_db_field
 
 // In the order of writing, which is not the order of types.
 constexpr Item kCommonItems[] = {
-    {0x01, 8, Form::fixed, IN_COMMON(date_time)},
-    {0x02, kNumberSize, Form::number, IN_COMMON(calling_number)},
-    {0x04, 1, Form::one, IN_COMMON(no_calling_number)},
+    {0x01, Form::fixed, IN_COMMON(date_time), 8},
+    {0x02, Form::number, IN_COMMON(calling_number), kNumberSize},
+    {0x04, Form::one, IN_COMMON(no_calling_number), 1},
 };
 
 // Kept: a called number that is too long is left out, while a calling number and a name are cut.
 // Kept: in a call setup the reason for absence of the name is left out when its length is 21 or more, though only one
 // byte of it is ever written; in a message waiting indication it is written whatever its length.
 constexpr Item kCallSetupItems[] = {
-    {0x07, 50, Form::name, IN_MESSAGE(name)},
-    {0x08, 1, Form::one_limited, IN_MESSAGE(no_name)},
-    {0x03, kNumberSize, Form::whole, IN_MESSAGE(slot2)},
-    {0x11, 1, Form::one, IN_MESSAGE(call_type)},
+    {0x07, Form::name, IN_MESSAGE(name), 50},
+    {0x08, Form::one_limited, IN_MESSAGE(no_name), 1},
+    {0x03, Form::whole, IN_MESSAGE(slot2), kNumberSize},
+    {0x11, Form::one, IN_MESSAGE(call_type), 1},
 };
 
 constexpr Item kMessageWaitingItems[] = {
-    {0x07, 50, Form::name, IN_MESSAGE(name)},
-    {0x08, 1, Form::one, IN_MESSAGE(no_name)},
-    {0x0B, 1, Form::one, IN_MESSAGE(slot2)},
-    {0x13, 1, Form::one_counted, IN_MESSAGE(messages)},
+    {0x07, Form::name, IN_MESSAGE(name), 50},
+    {0x08, Form::one, IN_MESSAGE(no_name), 1},
+    {0x0B, Form::one, IN_MESSAGE(slot2), 1},
+    {0x13, Form::one_counted, IN_MESSAGE(messages), 1},
 };
 
 // The items of one kind of record, and the record, which may be null.
@@ -112,18 +113,25 @@ public:
     // Byte k of the block; 0 behind the text's end. Up to 0xFFFF where a sign stands.
     uint32_t byte(size_t k) const { return k < turned_ ? bytes_[k] : odd_byte(k); }
     bool holds(size_t k) const { return characters >= 2 * (k + 1); }
-    // The sum of the first `count` bytes, modulo 256.
+    // The sum of the first `count` bytes, modulo 256. It is taken while they are turned.
     uint8_t sum(size_t count) const;
     // The values of bytes from k on, as text.
-    void copy(size_t k, uint32_t count, char *to) const;
+    void copy(size_t k, uint32_t count, char *to) const {
+        if (k + count <= turned_)
+            memcpy(to, bytes_ + k, count);
+        else
+            copy_odd(k, count, to);
+    }
 
 private:
     static constexpr size_t kMost = kHeadBytes + UINT8_MAX + kChecksumBytes;
 
     uint32_t odd_byte(size_t k) const;
+    void copy_odd(size_t k, uint32_t count, char *to) const;
     void turn_up_to(size_t end);
 
     size_t turned_ = 0;
+    uint8_t turned_sum_ = 0;
     uint8_t bytes_[kMost];
 };
 

@@ -11,10 +11,10 @@
 
 namespace {
 
-constexpr const char *kDefault = "LIBV";
-constexpr const char *kSignal = "SIGNAL";
-constexpr const char *kConfig = "VOIPCFG";
-constexpr const char *kNoZone = ""; // Kept: two trace messages of the "get" request have no zone.
+constexpr voice::Zone kDefault = voice::Zone::libv;
+constexpr voice::Zone kSignal = voice::Zone::signal;
+constexpr voice::Zone kConfig = voice::Zone::voipcfg;
+constexpr voice::Zone kNoZone = voice::Zone::none; // Kept: two trace messages of the "get" request have no zone.
 
 kex_t *bus_handle;
 peer_t *peer_handle;

@@ -113,8 +113,8 @@ bool read_line(Call &c, uint32_t &line) {
     if (c.read_u32("ep_line_id", line))
         return true;
     TRACE_ERROR_AS(c.function, "Missing argument ep_line_id");
-    c.missing_argument("filedesc");                                      // Kept: the reply names the descriptor list.
-    TRACE_ERROR_Z_AT("CALL_HOLD", voice::Where::caller(c.function), ""); // Kept: an empty trace message.
+    c.missing_argument("filedesc"); // Kept: the reply names the descriptor list.
+    TRACE_ERROR_Z_AT(voice::Zone::call_hold, voice::Where::caller(c.function), ""); // Kept: an empty trace message.
     return false;
 }
 

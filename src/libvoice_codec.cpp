@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Facts about codec numbers and DECT handset types, for both processes.
-#define TRACE_ZONE "MEDIA"
+#define TRACE_ZONE media
 
 #include "libvoice_plugin.h"
 #include "trace.h"

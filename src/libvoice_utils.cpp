@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Caller-display data blocks as plugins read them, with a trace message for each text that is found. data_block.h shows a block.
-#define TRACE_ZONE "SIGNL"
+#define TRACE_ZONE signl
 
 #include "libvoice_utils.h"
 

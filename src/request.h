@@ -77,7 +77,7 @@ inline bool request_send(request_t *request, peer_t *peer) {
 }
 
 // Writes the caller's trace message when it cannot be sent. The request is gone afterwards in both cases.
-inline bool send_and_forget(request_t *request, peer_t *peer, const char *zone, Where here = Where::caller()) {
+inline bool send_and_forget(request_t *request, peer_t *peer, Zone zone, Where here = Where::caller()) {
     const bool sent = request_send(request, peer);
     if (!sent)
         TRACE_ERROR_Z_AT(zone, here, "Failed to send request.");

@@ -4,14 +4,16 @@
 
 namespace voice {
 
-void trace_enter(Where where) {
-    zilTraceZ(ZIL_TRACE_MARKER, "LIBV", "%s%-7.7s%s - >>>>>>>>>>%s - %s(%s@%s:%d)%s", "", "LIBV", "", "", "",
-              where.function, where.file, where.line, "");
+void trace_enter(const char *function, uint32_t place) {
+    const Frame frame(place);
+    zilTraceZ(ZIL_TRACE_MARKER, kZones[0], "%s%-7.7s%s - >>>>>>>>>>%s - %s(%s@%s:%d)%s", "", kZones[0], "", "", "",
+              function, frame.file, frame.line, "");
 }
 
-void trace_leave(Where where) {
-    zilTraceZ(ZIL_TRACE_MARKER, "LIBV", "%s%-7.7s%s - <<<<<<<<<<%s - %s(%s@%s:%d)%s", "", "LIBV", "", "", "",
-              where.function, where.file, where.line, "");
+void trace_leave(const char *function, uint32_t place) {
+    const Frame frame(place);
+    zilTraceZ(ZIL_TRACE_MARKER, kZones[0], "%s%-7.7s%s - <<<<<<<<<<%s - %s(%s@%s:%d)%s", "", kZones[0], "", "", "",
+              function, frame.file, frame.line, "");
 }
 
 } // namespace voice

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Texts of the result codes, of the library and of the voice service, and the library's version.
-#define TRACE_ZONE "GEN"
+#define TRACE_ZONE gen
 #include "libvoice_plugin.h"
 #include "results.h"
 #include "trace.h"
