@@ -3,10 +3,10 @@
 """Counts the instructions of each path inside the library and the bus, and compares them with bench/instructions.csv:
 
   instructions.py BUILD                        shows both; status 1 when a path takes over 3 % more
-  instructions.py BUILD --accept "REASON"      writes the new counts; the reason stays beside each that rose by so much
+  instructions.py BUILD --accept "REASON"      writes the new counts; the reason stays beside each that rose so much
 
-Counted by valgrind's callgrind in a build of ./bench/run: they repeat, whatever else the machine does. They hold for one
-compiler on one processor family; elsewhere they are shown and nothing fails.
+Counted by valgrind's callgrind in a build of ./bench/run: they repeat, whatever else the machine does. They hold for
+one compiler on one processor family; elsewhere they are shown and nothing fails.
 """
 
 import argparse
