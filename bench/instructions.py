@@ -20,7 +20,7 @@ from pathlib import Path
 TABLE = Path(__file__).resolve().parent / "instructions.csv"
 LIMIT = 1.03
 COUNTED = ("libvoice_plugin.so", "libkex.so")
-PROGRAMS = [["bench_library", "--counts"], ["bench_bus_counts"]]
+PROGRAMS = [["bench_library", "--counts"], ["bench_bus_counts", "--callgrind"]]
 
 
 def counted_in(text):

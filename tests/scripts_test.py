@@ -101,6 +101,7 @@ class Scripts(unittest.TestCase):
             (["demo", "now"], "there is no 'now'"),
             (["bench/run", "buses"], "there is no 'buses'"),
             (["bench/run", "--twice"], "there is no '--twice'"),
+            (["bench/run", "heap", "all"], "there is no 'all'"),
             (["bench/run", "size", "arm"], "there is no 'arm'"),
             (["bench/run", "instructions", "all"], "there is no 'all'"),
             (["bench/run", "instructions", "--accept"], "--accept needs a reason"),

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Both ends of the bus in one process, so that nothing depends on when a process runs: for callgrind, one dump for each path.
+// Both ends of the bus in one process, so that nothing depends on when a process runs.
 //
-//   bench_bus_counts           calls over the bus, signals and events over it by the library
-//   bench_bus_counts --once    the same, as a test
+//   bench_bus_counts --callgrind    calls over the bus, signals and events over it by the library, for callgrind
+//   bench_bus_counts --heap         how often each takes memory from the heap, at both ends; status 1 when the library does
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "../support/counts.h"
+#include "../support/heap.h"
 #include "kex_host.h"
 #include "libvoice_plugin.h"
 
@@ -124,22 +125,55 @@ void set_up(const char *path) {
     event_record.head.length = sizeof event_record.params;
 }
 
+struct Path {
+    const char *name;
+    unsigned operations;
+    void (*run)();
+};
+const Path paths[] = {
+    {"signal over the bus", 1, send_signal},
+    {"event over the bus", 1, send_event},
+    {"events over the bus, 32 a turn", 32, thirty_two_events},
+    {"call over the bus, with reply", 1, round_trip},
+};
+
+// Whether none of the memory was taken by the library.
+bool show_heap() {
+    unsigned by_library = 0;
+    std::printf("%-34s%10s%10s%12s\n", "allocations of each", "library", "bus", "C library");
+    for (const Path &path : paths) {
+        path.run(); // once unseen: what is kept for the next time
+        allocations = {};
+        allocations_count = true;
+        path.run();
+        allocations_count = false;
+        const double times = path.operations;
+        std::printf("%-34s%10.1f%10.1f%12.1f\n", path.name, allocations.library / times, allocations.bus / times,
+                    allocations.others / times);
+        by_library += allocations.library;
+    }
+    return by_library == 0;
+}
+
 } // namespace
 
-int main() {
+int main(int argc, char **argv) {
     char folder[] = "/tmp/bench-counts-XXXXXX";
     if (!mkdtemp(folder))
         die("mkdtemp");
     setenv("ZIL_TRACE_LEVEL", "0", 1);
     const std::string path = std::string(folder) + "/sock";
     set_up(path.c_str());
-    count_instructions("signal over the bus", 1, send_signal);
-    count_instructions("event over the bus", 1, send_event);
-    count_instructions("events over the bus, 32 a turn", 32, thirty_two_events);
-    count_instructions("call over the bus, with reply", 1, round_trip);
+    bool good = true;
+    if (argc > 1 && std::strcmp(argv[1], "--heap") == 0)
+        good = show_heap();
+    else
+        for (const Path &one : paths)
+            count_instructions(one.name, one.operations, one.run);
     kex_destroy(from);
     kex_destroy(to);
     unlink((path + ".lock").c_str());
     unlink(path.c_str());
-    return rmdir(folder);
+    rmdir(folder);
+    return good ? 0 : 1;
 }
