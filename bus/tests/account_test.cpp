@@ -187,7 +187,7 @@ TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
         << "one reply is twice as large in memory as the largest packet";
 }
 
-// In memory they are seven times what they were on the way, and they are read up to eight at a time.
+// In memory they are seven times what they were on the way, and they are read up to six at a time.
 TEST_F(Accounts, RepliesOfOneReadTakeNoMoreThanThreeAndAHalfMebibytes) {
     const TableSize table(kRoomForEightPackets);
     if (!table.made())

@@ -170,7 +170,7 @@ TEST_F(Receive, ManyPacketsComeInLargeBatches) {
     reads = 0;
     turn_until_idle({bus});
     EXPECT_EQ(served::log.size(), static_cast<size_t>(kPackets));
-    EXPECT_LE(reads, kPackets / 8 + 8) << "eight at a time, once it is known that there are many";
+    EXPECT_LE(reads, kPackets / 6 + 4) << "six at a time, once it is known that there are many";
 }
 
 TEST_F(Receive, OneBatchOfDescriptorsMayPassTheLimit) {
@@ -194,7 +194,7 @@ TEST_F(Receive, OneBatchOfDescriptorsMayPassTheLimit) {
     for (int i = 0; i < 16; i++)
         ASSERT_TRUE(raw.send(with_many, std::vector<int>(64, STDIN_FILENO)));
     turn_until_idle({bus});
-    EXPECT_LE(most - before, 512u) << "eight messages of 64, when nothing of the peer waited";
+    EXPECT_LE(most - before, 384u) << "six packets of 64, when nothing of the peer waited";
     EXPECT_GT(most - before, 128u) << "else the pages promise too little";
 }
 
@@ -212,7 +212,7 @@ TEST_F(Receive, CallWithADescriptorMakesTheBatchesSmaller) {
         turn_until_idle({bus});
         served::log.clear();
         for (int i = 0; i < 60; i++) {
-            const bool now = brings && i == 10; // among the first that come eight at a time
+            const bool now = brings && i == 10; // among the first that come six at a time
             ASSERT_TRUE(raw.send(now ? with_one : plain, now ? std::vector<int>{STDIN_FILENO} : std::vector<int>{}));
         }
         reads = 0;
