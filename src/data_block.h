@@ -83,6 +83,13 @@ struct Items {
     template <size_t count>
     constexpr Items(const Item (&items)[count], const void *of) : begin(items), end(items + count), record(of) {}
 
+    // The item of a type, or null.
+    const Item *find(uint32_t type) const {
+        const Item *item = begin;
+        while (item != end && item->type != type)
+            ++item;
+        return item != end ? item : nullptr;
+    }
     const libvoice_db_field &field(const Item *item) const {
         return static_cast<const libvoice_db_field *>(record)[item->place];
     }

@@ -56,28 +56,25 @@ void read_value(const BlockText &block, uint32_t p, uint32_t length, uint32_t ty
     show_text(type, target, here);
 }
 
-// Reads the item at position p when the table has its type; a null record wants nothing.
-bool read_item(const Items &items, const BlockText &block, uint32_t p, uint32_t length, Where here) {
-    const uint32_t type = block.byte(p);
-    for (const Item *item = items.begin; item != items.end; ++item) {
-        if (item->type != type)
-            continue;
-        if (items.record)
-            read_value(block, p, length, type, item->form, items.field(item), here);
-        return true;
-    }
-    return false;
-}
-
-// Reads all items of a block whose checksum is right, so that every byte up to the checksum is there.
+// Reads all items of a block whose checksum is right, so that every byte up to the checksum is there. A null record wants
+// nothing.
 void read_items(const BlockText &block, const Items &message, const Items &common, Where here = Where::caller()) {
     for (uint32_t p = kHeadBytes; p <= block.length;) {
+        const uint32_t type = block.byte(p);
         const uint32_t length = block.byte(p + 1);
         // Kept: an item that runs past the message ends the reading without a trace message.
         if (p + length > block.length)
             return;
-        if (!read_item(common, block, p, length, here) && !read_item(message, block, p, length, here))
-            TRACE_WARNING_AT(here, "Unknown parameter received: 0x%02x", block.byte(p));
+        const Items *items = &common;
+        const Item *item = common.find(type);
+        if (!item) {
+            items = &message;
+            item = message.find(type);
+        }
+        if (!item)
+            TRACE_WARNING_AT(here, "Unknown parameter received: 0x%02x", type);
+        else if (items->record)
+            read_value(block, p, length, type, item->form, items->field(item), here);
         p += length + kHeadBytes;
     }
 }

@@ -34,7 +34,9 @@ inline constexpr char kFiles[][19] = {
     "kex_functions.cpp", "libvoice_codec.cpp", "libvoice_utils.cpp", "message.cpp",
     "params.cpp",        "plugin_table.cpp",   "register.cpp",       "voice_service.cpp",
 };
-constexpr uint32_t kFileCount = sizeof kFiles / sizeof kFiles[0];
+constexpr uint32_t kFileBytes = sizeof kFiles[0];
+constexpr uint32_t kFileCount = sizeof kFiles / kFileBytes;
+static_assert(sizeof kFiles <= 0x100 && sizeof kZones <= 0x80); // so many bits of a place's number are theirs
 
 // The file name without its folders.
 constexpr const char *file_name(const char *path) {
@@ -70,13 +72,13 @@ struct KnownFile {
 // `Where here = Where::caller()` last.
 struct Where {
     const char *function;
-    uint32_t place; // line, then the file's number
+    uint32_t place; // line, then where the file's name begins in the table
 
     static constexpr uint32_t kLines = 1 << 12;
 
     static constexpr Where caller(const char *function = __builtin_FUNCTION(),
                                   uint32_t file = file_number(__builtin_FILE()), uint32_t line = __builtin_LINE()) {
-        return {function, file * kLines + line};
+        return {function, file * kFileBytes * kLines + line};
     }
 };
 
@@ -89,7 +91,7 @@ constexpr const char *shown(const char *text) {
 enum class Tag : uint8_t { error, warning, notice, info };
 
 constexpr uint32_t kind_of(Zone zone, Tag tag) {
-    return static_cast<uint32_t>(zone) << 16 | static_cast<uint32_t>(tag) << 20;
+    return static_cast<uint32_t>(zone) * uint32_t{sizeof kZones[0]} << 20 | static_cast<uint32_t>(tag) << 27;
 }
 
 // An argument in one of few types, so that few shapes of messages remain. printf() reads it as what its conversion says.
@@ -112,7 +114,7 @@ struct Frame {
     int line;
 
     [[gnu::always_inline]] explicit Frame(uint32_t what)
-        : zone(kZones[what >> 16 & 7]), file(kFiles[what >> 12 & 15]),
+        : zone(kZones[0] + (what >> 20 & 0x7F)), file(kFiles[0] + (what >> 12 & 0xFF)),
           line(static_cast<int>(what & (Where::kLines - 1))) {}
 };
 
@@ -124,7 +126,7 @@ template <typename... Arguments>
 [[gnu::noinline]] void trace_urgent_as(const char *format, const char *function, uint32_t what,
                                        Arguments... arguments) {
     const Frame frame(what);
-    const bool is_error = what >> 20 == static_cast<uint32_t>(Tag::error);
+    const bool is_error = what >> 27 == static_cast<uint32_t>(Tag::error);
     zilTrace(is_error ? ZIL_TRACE_ERROR : ZIL_TRACE_WARNING, format, "", frame.zone, "", "", is_error ? "x" : "!", "",
              "", arguments..., "", "", function, frame.file, frame.line, "");
 }
@@ -132,7 +134,7 @@ template <typename... Arguments>
 template <typename... Arguments>
 [[gnu::noinline]] void trace_zoned_as(const char *format, const char *function, uint32_t what, Arguments... arguments) {
     const Frame frame(what);
-    const bool is_notice = what >> 20 == static_cast<uint32_t>(Tag::notice);
+    const bool is_notice = what >> 27 == static_cast<uint32_t>(Tag::notice);
     zilTraceZ(is_notice ? ZIL_TRACE_NOTICE : ZIL_TRACE_INFO, frame.zone, format, "", frame.zone, "", "",
               is_notice ? "n" : "i", "", "", arguments..., "", "", function, frame.file, frame.line, "");
 }
