@@ -54,7 +54,7 @@ foreach(folder bus hosts tool)
     install(FILES ${folder}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/${folder} COMPONENT development)
 endforeach()
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development FILES_MATCHING
-    PATTERN "*.md" PATTERN "examples/*.c" PATTERN "examples/*.cpp" PATTERN "examples/*.h"
+    PATTERN "*.md" PATTERN "*.svg" PATTERN "examples/*.c" PATTERN "examples/*.cpp" PATTERN "examples/*.h"
     PATTERN man EXCLUDE PATTERN tests EXCLUDE)
 install(FILES tests/integration/programs/stub_driver.c DESTINATION ${CMAKE_INSTALL_DOCDIR}/tests/integration/programs
     COMPONENT development)

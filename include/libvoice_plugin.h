@@ -440,7 +440,7 @@ uint32_t get_new_msg_id(void);
 
 /* --------------------------------------------------------------------------------------------------- Callbacks
  * Each host fills one table, in its order, and hands it over by value. Callbacks run on the bus thread, synchronously;
- * they may call the library. 0 is success, any other value failure (only traced). */
+ * they may call the library, and must not throw. 0 is success, any other value failure (only traced). */
 
 /** Plugin side. All callbacks but voice_plugin_event must be set. */
 typedef struct libvoice_callbacks {
