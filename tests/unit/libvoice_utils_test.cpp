@@ -571,6 +571,17 @@ TEST_F(DataBlockDecode, LowerCaseDigitsReadLikeUpperCaseOnes) {
     EXPECT_TRUE(bus().complaints().empty());
 }
 
+// Two characters that are not two digits count as strtol() takes them, in the checksum too; what follows is read as ever.
+TEST_F(DataBlockDecode, WhatIsNotTwoDigitsReadsAsStrtolTakesIt) {
+    EXPECT_EQ(call_setup("80080703"
+                         "41 2-1"
+                         "110105EB"),
+              0u);
+    EXPECT_EQ(std::string(name_.data, 4), std::string("A\x02\xFF\0", 4));
+    EXPECT_EQ(type_.data[0], 5);
+    EXPECT_TRUE(bus().complaints().empty());
+}
+
 TEST_F(DataBlockDecode, ThePassedLengthIsNotRead) {
     for (const uint32_t length : {0u, 1u, 12u, 0xFFFFFFFFu}) {
         type_ = {};
