@@ -123,7 +123,7 @@ constexpr plugin_command_t kCommands[] = {
 };
 
 void handsets_begin(int lines) {
-    audio_begin(host_bus());
+    audio_begin(host_bus(), plugin_name());
     telephone_operations = driver = telephone_driver();
     driver.signal = handset_signal;
     driver.registered = handset_registered;

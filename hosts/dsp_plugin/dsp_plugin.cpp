@@ -160,7 +160,7 @@ void channels_status(int) {
 }
 
 void channels_begin(int) {
-    audio_begin(host_bus());
+    audio_begin(host_bus(), plugin_name());
     for (uint32_t i = 0; i < kChannels; i++)
         audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, channel_hears);
 }

@@ -132,7 +132,7 @@ constexpr plugin_command_t kCommands[] = {
 };
 
 void exchange_lines_begin(int lines) {
-    audio_begin(host_bus());
+    audio_begin(host_bus(), plugin_name());
     driver = telephone_driver();
     driver.play = nullptr; // nobody listens on this side but the far end of a call
     driver.stop = nullptr; // the exchange's ringing is not the application's to stop

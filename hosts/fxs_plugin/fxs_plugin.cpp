@@ -147,7 +147,7 @@ constexpr plugin_option_t kOptions[] = {
 };
 
 void fxs_begin(int lines) {
-    audio_begin(host_bus());
+    audio_begin(host_bus(), plugin_name());
     driver = telephone_driver();
     driver.display = fxs_display;
     uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());

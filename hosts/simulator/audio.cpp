@@ -3,60 +3,56 @@
 #include "audio.h"
 
 #include "codecs.h"
-#include "kex_host.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/timerfd.h>
-#include <unistd.h>
 
 namespace {
 
-constexpr uint32_t kMaxCatchUp = 10; // ticks; after a longer stop the time in between is left out
 constexpr uint32_t kAudios = 64;
+constexpr uint32_t kPeriodMs = 20; // packets last as long, mostly
 
-kex_t *audio_bus;
 audio *audios[kAudios];
 uint32_t audio_count;
-uint32_t open_sessions;
-int ticker = -1;
 
-using frame = int16_t[kFrameSamples];
+using step = int16_t[kStepSamples];
 
-// What has arrived in each session, and all of it together. @return whether any session listens.
-bool audio_receive(audio *sound, frame *in, int16_t *heard) {
+// What is to be heard of each session, and all of it together. @return whether any session listens.
+bool audio_receive(audio *sound, uint64_t position, step *in, int16_t *heard) {
     bool listens = false;
     for (uint32_t i = 0; i < kSessions; i++) {
         if (!session_receives(&sound->sessions[i]))
             continue;
         listens = true;
-        if (session_take(&sound->sessions[i], in[i]))
-            frame_add(heard, in[i]);
+        session_take(&sound->sessions[i], position, in[i]);
+        frame_add(heard, in[i], kStepSamples);
     }
+    frame_scale(heard, kStepSamples, sound->heard_factor);
     return listens;
 }
 
 // Everybody in a conference but the one who is sent it.
-void conference_add(const audio *sound, uint32_t to, const frame *in, int16_t *out) {
+void conference_add(const audio *sound, uint32_t to, const step *in, int16_t *out) {
     const uint32_t context = sound->sessions[to].media.context;
     for (uint32_t other = 0; other < kSessions; other++)
         if (other != to && context != 0 && sound->sessions[other].media.context == context)
-            frame_add(out, in[other]);
+            frame_add(out, in[other], kStepSamples);
 }
 
-void audio_send(audio *sound, const frame *in) {
-    frame voice;
-    tone_generator_next(&sound->voice, voice, kFrameSamples);
+void audio_send(audio *sound, uint64_t position, const step *in) {
+    step voice;
+    tone_generator_next(&sound->voice, voice, kStepSamples);
+    frame_scale(voice, kStepSamples, sound->said_factor);
     for (uint32_t i = 0; i < kSessions; i++) {
         media_session *session = &sound->sessions[i];
         if (session_sends(session)) {
-            frame out;
+            step out;
             memcpy(out, voice, sizeof out);
             conference_add(sound, i, in, out);
-            session_send(session, out);
+            session_send(session, position, out);
         }
         if (session->open)
             session_tick(session);
@@ -64,7 +60,7 @@ void audio_send(audio *sound, const frame *in) {
 }
 
 void audio_listen(audio *sound, const int16_t *heard) {
-    if (!tone_detector_listen(&sound->detector, heard, kFrameSamples))
+    if (!tone_detector_listen(&sound->detector, heard, kStepSamples))
         return;
     char name[sizeof sound->heard];
     tone_detector_name(&sound->detector, name, sizeof name);
@@ -76,44 +72,47 @@ void audio_listen(audio *sound, const int16_t *heard) {
     }
 }
 
-void audio_tick(audio *sound) {
-    frame heard = {}, in[kSessions] = {};
-    const bool listens = audio_receive(sound, in, heard);
-    audio_send(sound, in);
+bool audio_is_open(const audio *sound) {
+    for (const media_session &session : sound->sessions)
+        if (session.open)
+            return true;
+    return false;
+}
+
+void audio_step(audio *sound, uint64_t position) {
+    step heard = {}, in[kSessions] = {};
+    const bool listens = audio_receive(sound, position, in, heard);
+    audio_send(sound, position, in);
     if (listens)
         audio_listen(sound, heard);
 }
 
-void ticker_ready(int fd, void *) {
-    uint64_t times = 0;
-    if (read(fd, &times, sizeof times) != sizeof times)
-        return;
-    for (uint64_t i = 0; i < times && i < kMaxCatchUp; i++)
-        for (uint32_t k = 0; k < audio_count; k++)
-            audio_tick(audios[k]);
+void audios_step(uint64_t position) {
+    for (uint32_t i = 0; i < audio_count; i++)
+        if (audio_is_open(audios[i]))
+            audio_step(audios[i], position);
 }
 
-// False: none can be had now. Nothing of it is left then, so that the next call makes it.
-bool ticker_make() {
-    const int made = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    if (made < 0)
-        return false;
-    if (!kex_watch(audio_bus, made, nullptr, ticker_ready)) {
-        close(made);
-        return false;
-    }
-    ticker = made;
-    return true;
+void audios_skip(uint64_t) {
+    for (uint32_t i = 0; i < audio_count; i++)
+        for (media_session &session : audios[i]->sessions)
+            if (session.open)
+                session_skip(&session);
 }
 
-// The clock stands still while nobody speaks.
-bool ticker_run(bool on) {
-    if (ticker < 0 && !ticker_make())
-        return false;
-    itimerspec period = {};
-    if (on)
-        period.it_interval.tv_nsec = period.it_value.tv_nsec = kFrameMs * 1000000L;
-    return timerfd_settime(ticker, 0, &period, nullptr) == 0;
+constexpr sampling_listener kListener = {audios_skip, audios_step};
+
+// How often the process is to be woken: never while nobody speaks, and no more often than packets are due.
+uint32_t period_needed(const line_media_t *more) {
+    uint32_t period = more == nullptr ? 0 : more->ptime_ms;
+    bool is_short = period % kPeriodMs != 0;
+    for (uint32_t i = 0; i < audio_count; i++)
+        for (const media_session &session : audios[i]->sessions)
+            if (session.open) {
+                period = kPeriodMs;
+                is_short = is_short || session.media.ptime_ms % kPeriodMs != 0;
+            }
+    return period == 0 ? 0 : is_short ? kStepMs : kPeriodMs;
 }
 
 void detector_reset(audio *sound) {
@@ -128,14 +127,16 @@ media_session *session_at(audio *sound, uint32_t index) {
 
 } // namespace
 
-void audio_begin(kex_t *bus) {
-    audio_bus = bus;
-    session_begin(bus);
+void audio_begin(kex_t *bus, const char *host) {
+    sampling_clock_begin(bus, &kListener);
+    session_begin(bus, host);
 }
 
 void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears)(const audio *, const char *)) {
     snprintf(sound->who, sizeof sound->who, "%s", who);
     sound->voice.frequency = frequency;
+    sound->settings = kJitterSettings;
+    sound->heard_factor = sound->said_factor = 1;
     sound->hears = hears;
     if (audio_count < kAudios)
         audios[audio_count++] = sound;
@@ -146,24 +147,24 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) 
         return "no such line";
     if (sound->sessions[index].open)
         return "media is set up already";
-    if (!ticker_run(true))
-        return "no clock";
-    const char *wrong = session_open(&sound->sessions[index], sound->who, media);
-    if (wrong != nullptr) {
-        ticker_run(open_sessions > 0);
-        return wrong;
-    }
-    detector_reset(sound);
-    open_sessions++;
-    return nullptr;
+    const char *wrong = sampling_clock_run(period_needed(media)) ? nullptr : "no clock";
+    if (wrong == nullptr)
+        wrong = session_open(&sound->sessions[index], sound->who, &sound->settings, media);
+    if (wrong == nullptr)
+        detector_reset(sound);
+    else
+        sampling_clock_run(period_needed(nullptr));
+    return wrong;
 }
 
 const char *audio_change(audio *sound, uint32_t index, const line_media_t *media) {
     media_session *session = session_at(sound, index);
     const char *wrong = session == nullptr ? "there is no media to change" : session_change(session, media);
-    if (wrong == nullptr)
-        detector_reset(sound);
-    return wrong;
+    if (wrong != nullptr)
+        return wrong;
+    detector_reset(sound);
+    sampling_clock_run(period_needed(nullptr));
+    return nullptr;
 }
 
 bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
@@ -174,9 +175,15 @@ bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
     if (statistics != nullptr)
         *statistics = session_statistics(session);
     detector_reset(sound);
-    if (--open_sessions == 0)
-        ticker_run(false);
+    sampling_clock_run(period_needed(nullptr));
     return true;
+}
+
+uint32_t audio_wait_ms(const audio *sound) {
+    for (const media_session &session : sound->sessions)
+        if (session_receives(&session))
+            return session.buffer.counts.last * 1000 / kSampleRate;
+    return 0;
 }
 
 const char *audio_text(const audio *sound, uint32_t index) {
@@ -204,9 +211,13 @@ const char *audio_begin_text(const audio *sound, uint32_t index) {
 }
 
 const char *audio_end_text(uint32_t index, const line_statistics_t *statistics) {
-    static char text[160];
-    snprintf(text, sizeof text, "media ended line=%u tx=%u rx=%u lost=%u discarded=%u jitter=%u rtcp=%u/%u", index,
-             statistics->tx_packets, statistics->rx_packets, statistics->lost, statistics->discarded,
-             statistics->jitter, statistics->tx_reports, statistics->rx_reports);
+    static char text[256];
+    snprintf(text, sizeof text,
+             "media ended line=%u tx=%u rx=%u lost=%u discarded=%u jitter=%u rtcp=%u/%u late=%u twice=%u concealed=%u "
+             "buffer=%u/%u/%u roundtrip=%u",
+             index, statistics->tx_packets, statistics->rx_packets, statistics->lost, statistics->discarded,
+             statistics->jitter, statistics->tx_reports, statistics->rx_reports, statistics->late,
+             statistics->duplicates, statistics->concealed_ms, statistics->buffer_least_ms, statistics->buffer_mean_ms,
+             statistics->buffer_most_ms, statistics->round_trip_ms);
     return text;
 }

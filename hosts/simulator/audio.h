@@ -5,7 +5,8 @@
  * what arrives.
  *
  * Each has up to two sessions, one for each call. Sessions in the same context are a conference: what one brings is
- * sent to the other, and the detector is given both. One 20 ms clock for the whole process drives all of them.
+ * sent to the other, and the detector is given both. The sampling clock of the process drives all of them, in both
+ * directions at once.
  */
 #pragma once
 
@@ -23,11 +24,14 @@ struct audio {
     char heard[48];     // what was said last
     char candidate[48]; // heard once; said when it is heard twice
     media_session sessions[kSessions];
+    jitter_settings settings;        // of all its sessions
+    float heard_factor, said_factor; // by which what is heard, and what is said, is made louder; 1: as it is
     void (*hears)(const audio *sound, const char *what); // "440Hz", or "" for silence
 };
 
-/** Hands the bus over, whose loop runs the clock and the sockets. */
-void audio_begin(kex_t *bus);
+/** Hands the bus over, whose loop runs the clock and the sockets, and the name of the host, which sources are called by
+ *  in their reports. */
+void audio_begin(kex_t *bus, const char *host);
 /** Gives a sound its name, its tone and its listener. */
 void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears)(const audio *, const char *));
 
@@ -41,9 +45,13 @@ const char *audio_change(audio *sound, uint32_t index, const line_media_t *media
 /** Closes a session and its sockets. @return whether it was open; then its counts, which may be unwanted (null). */
 bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics);
 
+/** How long the packet that came last waits for its time, in ms; 0 without media. */
+uint32_t audio_wait_ms(const audio *sound);
+
 /** "codec=PCMA ports=30000->30002", of an open session. Valid until the next call. */
 const char *audio_text(const audio *sound, uint32_t index);
 /** "talking line=0 codec=PCMA ports=30000->30002 context=1 stream=1", of one that has begun or changed. */
 const char *audio_begin_text(const audio *sound, uint32_t index);
-/** "media ended line=0 tx=50 rx=49 lost=1 discarded=0 jitter=3 rtcp=1/1". Valid until the next call. */
+/** "media ended line=0 tx=50 rx=49 lost=1 discarded=0 jitter=3 rtcp=1/1 late=0 twice=0 concealed=20 buffer=39/40/41
+ *  roundtrip=1". Valid until the next call. */
 const char *audio_end_text(uint32_t index, const line_statistics_t *statistics);

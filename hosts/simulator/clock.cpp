@@ -2,8 +2,6 @@
 // Moments.
 #include "clock.h"
 
-#include "rtp.h"
-
 #include <time.h>
 
 namespace {
@@ -25,10 +23,6 @@ moment moment_of_day() {
 
 moment moment_steady() {
     return moment_by(CLOCK_MONOTONIC);
-}
-
-uint32_t moment_rtp(moment when) {
-    return static_cast<uint32_t>(when.seconds * kRtpClock + when.nanoseconds * uint64_t{kRtpClock} / kNanoseconds);
 }
 
 uint64_t moment_ntp(moment when) {

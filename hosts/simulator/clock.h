@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file clock.h
- * Moments, as RTP, RTCP and statistics count them.
+ * Moments, as RTCP and statistics count them.
  */
 #pragma once
 
@@ -17,7 +17,5 @@ struct moment {
 moment moment_of_day();
 /** Now, by the clock that never jumps. */
 moment moment_steady();
-/** In units of the RTP clock, 1/8000 s, modulo 2^32. */
-uint32_t moment_rtp(moment when);
 /** A moment of the day as an NTP timestamp (RFC 3550 4): seconds since 1900, then their fraction in 2^-32 s. */
 uint64_t moment_ntp(moment when);

@@ -5,22 +5,23 @@
 #include "clock.h"
 #include "codecs.h"
 #include "kex_host.h"
+#include "media_socket.h"
 
-#include <errno.h>
+#include <arpa/inet.h>
 #include <initializer_list>
-#include <netinet/in.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
-constexpr uint32_t kMaxPacket = 1500;
-constexpr uint32_t kFirstReport = 125; // ticks: 2.5 s, half the interval (RFC 3550 6.2)
-constexpr uint32_t kReportEvery = 250; // ticks: 5 s
+constexpr uint32_t kFirstReport = 250; // steps: 2.5 s, half the interval (RFC 3550 6.2)
+constexpr uint32_t kReportEvery = 500; // steps: 5 s
+constexpr uint64_t kSecondNs = 1000000000;
+constexpr uint64_t kSampleNs = kSecondNs / kSampleRate;
 
 kex_t *session_bus;
+char session_host[32];
 
 void note_moment(uint32_t *seconds, uint32_t *microseconds) {
     const moment now = moment_of_day();
@@ -28,75 +29,102 @@ void note_moment(uint32_t *seconds, uint32_t *microseconds) {
     *microseconds = now.nanoseconds / 1000;
 }
 
+// By the sampling clock from its begin on: the clock of the day may be set meanwhile.
+uint64_t session_ntp(const media_session *session, uint64_t moment) {
+    const uint64_t since = moment > session->opened ? moment - session->opened : 0;
+    return session->opened_ntp + ((since / kSecondNs << 32) | (since % kSecondNs << 32) / kSecondNs);
+}
+
 // -------------------------------------------------------------------------------------------------------- Receiving
 
-void packet_receive(media_session *session, const uint8_t *bytes, size_t size) {
+void packet_hear(media_session *session, const rtp_packet *packet, uint64_t arrival) {
+    int16_t samples[kMostPayload];
+    frame_decode(session->media.codec, packet->payload, packet->bytes, samples);
+    jitter_buffer_put(&session->buffer, session->settings, packet->timestamp, samples, packet->bytes, arrival);
+}
+
+void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
+    media_session *session = static_cast<media_session *>(userdata);
     rtp_packet packet;
     const bool good = rtp_read(bytes, size, &packet);
-    if (!good || packet.payload_type != session->media.payload_type) {
+    if (!good || packet.payload_type != session->media.payload_type || !frame_size_is_known(packet.bytes)) {
         session->counts.discarded++;
         if (good)
             rtp_discard(&session->receiver, &packet);
         return;
     }
-    rtp_receive(&session->receiver, &packet, moment_rtp(moment_steady()));
+    const uint64_t arrival = sampling_clock_before(age) / kSampleNs;
+    const rtp_place place = rtp_receive(&session->receiver, &packet, static_cast<uint32_t>(arrival));
+    if (place == RTP_DOUBTFUL) {
+        session->counts.discarded++;
+        return;
+    }
     note_moment(&session->counts.last_rx_s, &session->counts.last_rx_us);
-    if (!(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
+    if (place == RTP_TWICE || !(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
         return;
-    constexpr uint32_t kRoom = sizeof session->frames / sizeof session->frames[0];
-    if (session->waiting == kRoom) {
-        session->counts.overruns++;
-        return;
-    }
-    frame_decode(session->media.codec, packet.payload, packet.bytes, session->frames[session->waiting++]);
+    if (place == RTP_ANEW)
+        jitter_buffer_restart(&session->buffer, sampling_clock_position());
+    packet_hear(session, &packet, arrival);
 }
 
-void report_receive(media_session *session, const uint8_t *bytes, size_t size) {
-    session->counts.rx_reports += rtcp_is_report(bytes, size);
+void report_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
+    media_session *session = static_cast<media_session *>(userdata);
+    const uint64_t came = session_ntp(session, sampling_clock_before(age));
+    session->counts.rx_reports += rtcp_read(&session->far_end, session->sender.ssrc, came, bytes, size);
 }
 
-// Reads what has arrived. A port that nobody listens on any more shows here as an error; the next packet may come
-// through again.
-void socket_read(int fd, media_session *session, void (*receive)(media_session *, const uint8_t *, size_t)) {
-    uint8_t bytes[kMaxPacket];
-    for (int i = 0; i < 16; i++) {
-        ssize_t size = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
-        if (size < 0 && errno != ECONNREFUSED)
-            return;
-        if (size >= 0)
-            receive(session, bytes, static_cast<size_t>(size));
-    }
-}
-
+// Time first: a packet is to meet the buffer as it stands at this moment.
 void rtp_readable(int fd, void *userdata) {
-    socket_read(fd, static_cast<media_session *>(userdata), packet_receive);
+    sampling_clock_advance();
+    media_socket_read(fd, userdata, packet_receive);
 }
 
 void rtcp_readable(int fd, void *userdata) {
-    socket_read(fd, static_cast<media_session *>(userdata), report_receive);
+    media_socket_read(fd, userdata, report_receive);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Reports
 
-void session_report(media_session *session) {
+// RFC 3550 6.5.1: user and host, by its address. Two ends of a call never share both.
+void name_write(const media_session *session, char *name, size_t size) {
+    sockaddr_storage own = {};
+    socklen_t length = sizeof own;
+    char address[INET6_ADDRSTRLEN] = "";
+    getsockname(session->media.media, reinterpret_cast<sockaddr *>(&own), &length);
+    const void *bytes = own.ss_family == AF_INET6
+                            ? static_cast<const void *>(&reinterpret_cast<sockaddr_in6 *>(&own)->sin6_addr)
+                            : &reinterpret_cast<sockaddr_in *>(&own)->sin_addr;
+    inet_ntop(own.ss_family, bytes, address, sizeof address);
+    snprintf(name, size, "%s.%s@%s", session->who, session_host, address);
+}
+
+// A sender report is for who has sent since the report before the last (RFC 3550 6.4).
+void session_report(media_session *session, bool leaves) {
     uint8_t packet[256];
-    uint32_t size = rtcp_write_report(&session->sender, &session->receiver, moment_ntp(moment_of_day()), session->who,
-                                      packet, sizeof packet);
-    if (session->media.control >= 0 && size > 0 &&
-        send(session->media.control, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL) == static_cast<ssize_t>(size))
-        session->counts.tx_reports++;
+    char name[128];
+    if (session->media.control < 0)
+        return;
+    name_write(session, name, sizeof name);
+    const rtcp_report report = {&session->sender,
+                                &session->receiver,
+                                &session->far_end,
+                                session->sender.packets != session->reported[1],
+                                session_ntp(session, sampling_clock_nanoseconds()),
+                                rtp_time(&session->sender, sampling_clock_now()),
+                                name,
+                                leaves};
+    session->reported[1] = session->reported[0];
+    session->reported[0] = session->sender.packets;
+    const uint32_t size = rtcp_write(&report, packet, sizeof packet);
+    session->counts.tx_reports += size > 0 && media_socket_send(session->media.control, packet, size);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Sockets
 
-void socket_close(int fd) {
-    if (fd < 0)
-        return;
-    kex_unwatch(session_bus, fd);
-    close(fd);
-}
-
 bool sockets_watch(media_session *session) {
+    media_socket_begin(session->media.media);
+    if (session->media.control >= 0)
+        media_socket_begin(session->media.control);
     return kex_watch(session_bus, session->media.media, session, rtp_readable) &&
            (session->media.control < 0 || kex_watch(session_bus, session->media.control, session, rtcp_readable));
 }
@@ -107,52 +135,42 @@ void sockets_unwatch(const media_session *session) {
             kex_unwatch(session_bus, fd);
 }
 
-// Anything else that came as a descriptor (a pipe, a socket of another kind) would keep the loop awake once it hangs
-// up.
-bool is_connected_udp(int fd) {
-    int domain = 0, type = 0;
-    socklen_t size = sizeof type;
-    sockaddr_storage peer;
-    socklen_t peer_size = sizeof peer;
-    return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_DGRAM &&
-           getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && (domain == AF_INET || domain == AF_INET6) &&
-           getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &peer_size) == 0;
-}
-
-const char *sockets_check(const line_media_t *media, bool media_needed) {
-    if ((media_needed || media->media >= 0) && !is_connected_udp(media->media))
-        return "media descriptor is no connected socket";
-    if (media->control >= 0 && !is_connected_udp(media->control))
-        return "control descriptor is no connected socket";
-    return nullptr;
-}
-
 // What the simulated line can do; null, or why it cannot.
-const char *media_check(const line_media_t *media) {
+const char *media_check(const line_media_t *media, bool socket_needed) {
     static char text[48];
     if (!frame_codec_is_known(media->codec)) {
         snprintf(text, sizeof text, "no %s here", codec_name(media->codec));
         return text;
     }
-    return media->ptime_ms == kFrameMs ? nullptr : "packets must last 20 ms";
+    if (!frame_ptime_is_known(media->ptime_ms))
+        return "packets must last 10, 20 or 30 ms";
+    if ((socket_needed || media->media >= 0) && !media_socket_is_usable(media->media))
+        return "media descriptor is no connected socket";
+    if (media->control >= 0 && !media_socket_is_usable(media->control))
+        return "control descriptor is no connected socket";
+    return nullptr;
 }
 
 } // namespace
 
-void session_begin(kex_t *bus) {
+void session_begin(kex_t *bus, const char *host) {
     session_bus = bus;
+    snprintf(session_host, sizeof session_host, "%s", host);
 }
 
-const char *session_open(media_session *session, const char *who, const line_media_t *media) {
-    const char *wrong = media_check(media);
-    if (wrong == nullptr)
-        wrong = sockets_check(media, true);
+const char *session_open(media_session *session, const char *who, const jitter_settings *settings,
+                         const line_media_t *media) {
+    const char *wrong = media_check(media, true);
     if (wrong != nullptr)
         return wrong;
     memset(session, 0, sizeof *session);
     session->who = who;
+    session->settings = settings;
     session->media = *media;
+    session->opened = sampling_clock_nanoseconds();
+    session->opened_ntp = moment_ntp(moment_of_day());
     rtp_sender_start(&session->sender);
+    jitter_buffer_restart(&session->buffer, sampling_clock_position());
     if (!sockets_watch(session)) {
         sockets_unwatch(session);
         return "media sockets cannot be watched";
@@ -162,9 +180,7 @@ const char *session_open(media_session *session, const char *who, const line_med
 }
 
 const char *session_change(media_session *session, const line_media_t *media) {
-    const char *wrong = media_check(media);
-    if (wrong == nullptr)
-        wrong = sockets_check(media, false);
+    const char *wrong = media_check(media, false);
     if (wrong != nullptr)
         return wrong;
     const line_media_t before = session->media;
@@ -182,31 +198,22 @@ const char *session_change(media_session *session, const line_media_t *media) {
         return "media sockets cannot be watched";
     }
     if (media->media >= 0)
-        socket_close(before.media);
+        media_socket_close(session_bus, before.media);
     if (media->control >= 0)
-        socket_close(before.control);
-    session->sender.talking = false; // what follows is a new talkspurt
-    session->waiting = 0;
+        media_socket_close(session_bus, before.control);
+    session_skip(session);
+    if (media->codec != before.codec) // what waits is of the old one, and what follows is its own beginning
+        jitter_buffer_restart(&session->buffer, sampling_clock_position());
     return nullptr;
 }
 
 void session_close(media_session *session) {
-    rtp_readable(session->media.media, session); // what has arrived before the end counts
-    socket_close(session->media.media);
-    socket_close(session->media.control);
+    rtp_readable(session->media.media, session);                       // what has arrived before the end counts
+    if (session->sender.packets > 0 || session->counts.tx_reports > 0) // RFC 3550 6.3.7: nobody knows the others
+        session_report(session, true);
+    media_socket_close(session_bus, session->media.media);
+    media_socket_close(session_bus, session->media.control);
     session->open = false;
-}
-
-line_statistics_t session_statistics(const media_session *session) {
-    line_statistics_t statistics = session->counts;
-    statistics.tx_packets = session->sender.packets;
-    statistics.tx_bytes = session->sender.bytes;
-    statistics.rx_packets = session->receiver.packets;
-    statistics.rx_bytes = session->receiver.bytes;
-    statistics.lost = rtp_lost(&session->receiver);
-    statistics.jitter = rtp_jitter(&session->receiver);
-    statistics.peak_jitter = session->receiver.peak_jitter;
-    return statistics;
 }
 
 bool session_receives(const media_session *session) {
@@ -217,27 +224,24 @@ bool session_sends(const media_session *session) {
     return session->open && (session->media.mode & VOICE_MODE_SEND_ONLY) != 0;
 }
 
-bool session_take(media_session *session, int16_t *samples) {
-    if (session->waiting == 0) {
-        session->counts.underruns += session->receiver.started;
-        return false;
-    }
-    memcpy(samples, session->frames[0], sizeof session->frames[0]);
-    session->waiting--;
-    memmove(session->frames[0], session->frames[1], session->waiting * sizeof session->frames[0]);
-    return true;
+void session_take(media_session *session, uint64_t position, int16_t *samples) {
+    jitter_buffer_take(&session->buffer, position, samples);
 }
 
-void session_send(media_session *session, const int16_t *samples) {
-    uint8_t payload[kFrameSamples], packet[kRtpHeadBytes + kFrameSamples];
-    rtp_sender before = session->sender;
-    frame_encode(session->media.codec, samples, payload);
-    uint32_t size = rtp_write(&session->sender, static_cast<uint8_t>(session->media.payload_type), payload,
-                              sizeof payload, kFrameSamples, packet, sizeof packet);
-    ssize_t sent = send(session->media.media, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent < 0 && errno == ECONNREFUSED) // the error of an earlier packet: this one was not tried
-        sent = send(session->media.media, packet, size, MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent != static_cast<ssize_t>(size)) {
+void session_send(media_session *session, uint64_t position, const int16_t *samples) {
+    if (session->filled == 0)
+        session->first = position;
+    memcpy(session->packet + session->filled, samples, kStepSamples * sizeof *samples);
+    session->filled += kStepSamples;
+    if (session->filled < session->media.ptime_ms * (kSampleRate / 1000))
+        return;
+    uint8_t payload[kMostPayload], packet[kRtpHeadBytes + kMostPayload];
+    const rtp_sender before = session->sender;
+    frame_encode(session->media.codec, session->packet, session->filled, payload);
+    const uint32_t size = rtp_write(&session->sender, static_cast<uint8_t>(session->media.payload_type), session->first,
+                                    payload, session->filled, packet, sizeof packet);
+    session->filled = 0;
+    if (!media_socket_send(session->media.media, packet, size)) {
         session->sender.packets = before.packets; // true counts: what did not leave is not counted
         session->sender.bytes = before.bytes;
         return;
@@ -245,8 +249,13 @@ void session_send(media_session *session, const int16_t *samples) {
     note_moment(&session->counts.last_tx_s, &session->counts.last_tx_us);
 }
 
+void session_skip(media_session *session) {
+    session->sender.talking = false; // what follows is a new talkspurt
+    session->filled = 0;
+}
+
 void session_tick(media_session *session) {
-    session->ticks++;
-    if (session->ticks >= kFirstReport && (session->ticks - kFirstReport) % kReportEvery == 0)
-        session_report(session);
+    session->steps++;
+    if (session->steps >= kFirstReport && (session->steps - kFirstReport) % kReportEvery == 0)
+        session_report(session, false);
 }

@@ -3,7 +3,7 @@
 #include "telephone.h"
 
 #include "console.h"
-#include "identifiers.h"
+#include "telephone_parameters.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -129,49 +129,6 @@ void telephone_close(void *line, uint32_t appearance) {
         return;
     say("%d %s", one->number, audio_end_text(appearance, &statistics));
     line_report_statistics(one->line, appearance, &statistics);
-}
-
-// --------------------------------------------------------------------------------------------------------- Parameters
-
-int32_t *number_of(telephone *one, uint32_t parameter) {
-    switch (parameter) {
-    case LIBVOICE_PARAM_tdmc_gain:
-        return &one->gain;
-    case LIBVOICE_PARAM_tdmc_rxgain:
-        return &one->receive_gain;
-    default:
-        return nullptr;
-    }
-}
-
-bool telephone_get(void *line, uint32_t parameter, line_value_t *value) {
-    telephone *one = telephone_of(line);
-    if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
-        value->text = one->name;
-        return true;
-    }
-    const int32_t *number = number_of(one, parameter);
-    if (parameter == LIBVOICE_PARAM_zil_dect_pp_type && one->handset_type >= 0)
-        number = &one->handset_type; // it can be asked for, not set
-    if (number == nullptr)
-        return false;
-    value->number = *number;
-    return true;
-}
-
-bool telephone_set(void *line, uint32_t parameter, const line_value_t *value) {
-    telephone *one = telephone_of(line);
-    if (parameter == LIBVOICE_PARAM_zil_ep_dispname) {
-        snprintf(one->name, sizeof one->name, "%s", value->text);
-        say("%d param %s=\"%s\"", one->number, identifier_name(parameter), one->name);
-        return true;
-    }
-    int32_t *number = number_of(one, parameter);
-    if (number == nullptr)
-        return false;
-    *number = value->number;
-    say("%d param %s=%d", one->number, identifier_name(parameter), *number);
-    return true;
 }
 
 } // namespace

@@ -22,10 +22,10 @@ struct telephone {
     bool ringing;
     char tone[64]; // what is played into the receiver; empty: nothing
     audio sound;   // what is spoken, and what comes from others
-    // Parameters that the application can set or ask for.
-    char name[51]; // of this telephone, for a display of its own
-    int32_t gain, receive_gain;
-    int32_t handset_type; // of a cordless handset; -1: none
+    // Parameters that the application can set or ask for: see telephone_parameters.h.
+    char name[51];              // of this telephone, for a display of its own
+    int32_t gain, receive_gain; // dB
+    int32_t handset_type;       // of a cordless handset; -1: none
 };
 
 /** What a telephone can do; the pointer that its operations get is that of a telephone. */

@@ -5,10 +5,7 @@
  */
 #pragma once
 
-#include <stdint.h>
-
-constexpr uint32_t kSampleRate = 8000;
-constexpr uint32_t kFrameSamples = 160; // 20 ms
+#include "sampling_clock.h"
 
 /** A sine without a jump between frames. */
 struct tone_generator {

@@ -15,10 +15,13 @@ struct statistic {
 };
 
 constexpr statistic kStatistics[] = {
-    {"tx", LIBVOICE_PARAM_zil_call_stats_txpkts},     {"txbytes", LIBVOICE_PARAM_zil_call_stats_txbytes},
-    {"rx", LIBVOICE_PARAM_zil_call_stats_rxpkts},     {"rxbytes", LIBVOICE_PARAM_zil_call_stats_rxbytes},
-    {"lost", LIBVOICE_PARAM_zil_call_stats_lost},     {"discarded", LIBVOICE_PARAM_zil_call_stats_discarded},
-    {"jitter", LIBVOICE_PARAM_zil_call_stats_jitter},
+    {"tx", LIBVOICE_PARAM_zil_call_stats_txpkts},           {"txbytes", LIBVOICE_PARAM_zil_call_stats_txbytes},
+    {"rx", LIBVOICE_PARAM_zil_call_stats_rxpkts},           {"rxbytes", LIBVOICE_PARAM_zil_call_stats_rxbytes},
+    {"lost", LIBVOICE_PARAM_zil_call_stats_lost},           {"discarded", LIBVOICE_PARAM_zil_call_stats_discarded},
+    {"jitter", LIBVOICE_PARAM_zil_call_stats_jitter},       {"overruns", LIBVOICE_PARAM_zil_call_stats_overRuns},
+    {"underruns", LIBVOICE_PARAM_zil_call_stats_underRuns}, {"jbmin", LIBVOICE_PARAM_zil_call_stats_jbMin},
+    {"jbavg", LIBVOICE_PARAM_zil_call_stats_jbAvg},         {"jbmax", LIBVOICE_PARAM_zil_call_stats_jbMax},
+    {"latency", LIBVOICE_PARAM_zil_call_stats_latency},
 };
 constexpr size_t kStatisticCount = sizeof kStatistics / sizeof kStatistics[0];
 
@@ -32,6 +35,13 @@ constexpr uint32_t kStatisticsKept = 32;
 statistics_row statistics[kStatisticsKept];
 uint32_t statistics_seen;
 
+// As wide as its name, and room for large figures where they come.
+int column_width(const statistic *column) {
+    constexpr int kLeast = 8;
+    const int name = static_cast<int>(strlen(column->name));
+    return name > kLeast ? name : kLeast;
+}
+
 } // namespace
 
 void statistics_take(const line *who, uint32_t appearance, voice_params_t params) {
@@ -39,7 +49,7 @@ void statistics_take(const line *who, uint32_t appearance, voice_params_t params
     memset(row, 0, sizeof *row);
     row->call = appearance < kAppearances ? who->last_call[appearance] : 0;
     snprintf(row->line, sizeof row->line, "%s", who->label);
-    char text[256] = "";
+    char text[512] = "";
     size_t used = 0;
     for (size_t i = 0; i < kStatisticCount; i++) {
         voice_params_get_i32(params, kStatistics[i].id, &row->values[i]);
@@ -50,13 +60,20 @@ void statistics_take(const line *who, uint32_t appearance, voice_params_t params
 }
 
 const char *statistics_print() {
-    answer("%6s %-12s %8s %9s %8s %9s %6s %9s %7s", "call", "line", "tx", "txbytes", "rx", "rxbytes", "lost",
-           "discarded", "jitter");
+    char text[512];
+    size_t used = static_cast<size_t>(snprintf(text, sizeof text, "%6s %-12s", "call", "line"));
+    for (const statistic &column : kStatistics)
+        used +=
+            static_cast<size_t>(snprintf(text + used, sizeof text - used, " %*s", column_width(&column), column.name));
+    answer("%s", text);
     uint32_t first = statistics_seen > kStatisticsKept ? statistics_seen - kStatisticsKept : 0;
     for (uint32_t i = first; i < statistics_seen; i++) {
         const statistics_row *row = &statistics[i % kStatisticsKept];
-        answer("%6u %-12s %8d %9d %8d %9d %6d %9d %7d", row->call, row->line, row->values[0], row->values[1],
-               row->values[2], row->values[3], row->values[4], row->values[5], row->values[6]);
+        used = static_cast<size_t>(snprintf(text, sizeof text, "%6u %-12s", row->call, row->line));
+        for (size_t k = 0; k < kStatisticCount; k++)
+            used += static_cast<size_t>(
+                snprintf(text + used, sizeof text - used, " %*d", column_width(&kStatistics[k]), row->values[k]));
+        answer("%s", text);
     }
     return nullptr;
 }

@@ -64,7 +64,7 @@ def media(process, number, line=0, codec="PCMA"):
 
 def ended(process, number, line=0):
     """The counts with which a telephone's media ended for the first time."""
-    _, match = process.out.expect_from(0, rf"^{number} media ended line={line} .*rtcp=\d+/\d+$")
+    _, match = process.out.expect_from(0, rf"^{number} media ended line={line} .*rtcp=\d+/\d+ .*$")
     return numbers(STATISTICS.search(match.string))
 
 

@@ -191,7 +191,30 @@ TEST_F(LineParameters, Properties) {
 }
 
 TEST_F(LineParameters, Statistics) {
-    const line_statistics_t statistics = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    line_statistics_t statistics = {};
+    uint32_t value_set = 0;
+    for (uint32_t *field : {&statistics.tx_packets,
+                            &statistics.tx_bytes,
+                            &statistics.rx_packets,
+                            &statistics.rx_bytes,
+                            &statistics.lost,
+                            &statistics.discarded,
+                            &statistics.overruns,
+                            &statistics.underruns,
+                            &statistics.tx_reports,
+                            &statistics.rx_reports,
+                            &statistics.jitter,
+                            &statistics.peak_jitter,
+                            &statistics.last_tx_s,
+                            &statistics.last_tx_us,
+                            &statistics.last_rx_s,
+                            &statistics.last_rx_us,
+                            &statistics.buffer_least_ms,
+                            &statistics.buffer_mean_ms,
+                            &statistics.buffer_most_ms,
+                            &statistics.round_trip_ms,
+                            &statistics.peak_round_trip_ms})
+        *field = ++value_set;
     EXPECT_TRUE(line_report_statistics(line_, 1, &statistics));
     EXPECT_EQ(events(), (Texts{"7 LIBVOICE_EVENT_zil_call_stats line=1"}));
     const uint32_t ids[] = {
@@ -203,6 +226,9 @@ TEST_F(LineParameters, Statistics) {
         LIBVOICE_PARAM_zil_call_stats_jitter,         LIBVOICE_PARAM_zil_call_stats_peakJitter,
         LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInS, LIBVOICE_PARAM_zil_call_stats_tsLastTxRtpInUs,
         LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInS, LIBVOICE_PARAM_zil_call_stats_tsLastRxRtpInUs,
+        LIBVOICE_PARAM_zil_call_stats_jbMin,          LIBVOICE_PARAM_zil_call_stats_jbAvg,
+        LIBVOICE_PARAM_zil_call_stats_jbMax,          LIBVOICE_PARAM_zil_call_stats_latency,
+        LIBVOICE_PARAM_zil_call_stats_peakLatency,
     };
     int32_t expected = 1;
     for (uint32_t id : ids) {

@@ -37,9 +37,9 @@ class Audio : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         bus_ = kex_create("test_audio");
-        audio_begin(nullptr); // it watches nothing
+        audio_begin(nullptr, "none"); // it watches nothing
         try_without_clock();
-        audio_begin(bus_);
+        audio_begin(bus_, "test");
         audio_start(&anna_, "anna", 400, note<0>);
         audio_start(&bert_, "bert", 600, note<1>);
         audio_start(&carl_, "carl", 640, note<2>);
@@ -169,7 +169,7 @@ TEST_F(Audio, WhatCannotBeOpenedStaysTheCallers) {
     const int nowhere = open("/dev/null", O_RDONLY | O_CLOEXEC);
     line_media_t g729 = with_sockets(kAlaw, media[0], -1), slow = g729;
     g729.codec = LIBVOICE_CODEC_G729;
-    slow.ptime_ms = 30;
+    slow.ptime_ms = 40;
     const struct {
         uint32_t index;
         line_media_t media;
@@ -180,7 +180,7 @@ TEST_F(Audio, WhatCannotBeOpenedStaysTheCallers) {
         {0, with_sockets(kAlaw, media[0], nowhere), "control descriptor is no connected socket"},
         {kSessions, with_sockets(kAlaw, media[0], -1), "no such line"},
         {0, g729, "no G729 here"},
-        {0, slow, "packets must last 20 ms"},
+        {0, slow, "packets must last 10, 20 or 30 ms"},
     };
     for (const auto &row : rows)
         EXPECT_STREQ(audio_open(&anna_, row.index, &row.media), row.why);
@@ -215,4 +215,28 @@ TEST_F(Audio, AChangeOfSocketsClosesTheOldOnes) {
     audio_close(&anna_, 0, nullptr);
     audio_close(&bert_, 0, nullptr);
     EXPECT_EQ(open_descriptors(), before - 4);
+}
+
+TEST_F(Audio, WhatIsSaidTooSoftlyIsNotHeard) {
+    connect(&anna_, 0, &bert_, 0, 0, 0);
+    anna_.said_factor = 0.01F;
+    EXPECT_TRUE(hear("600Hz", "", ""));
+    anna_.said_factor = 1;
+    bert_.heard_factor = 0.01F;
+    EXPECT_TRUE(hear("600Hz", "", ""));
+    bert_.heard_factor = 1;
+    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    audio_close(&anna_, 0, nullptr);
+    audio_close(&bert_, 0, nullptr);
+}
+
+TEST_F(Audio, TheWaitIsThatOfTheNewestPacket) {
+    EXPECT_EQ(audio_wait_ms(&anna_), 0u);
+    connect(&anna_, 0, &bert_, 0, 0, 0);
+    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_GE(audio_wait_ms(&anna_), 10u);
+    EXPECT_LE(audio_wait_ms(&anna_), 200u);
+    audio_close(&anna_, 0, nullptr);
+    audio_close(&bert_, 0, nullptr);
+    EXPECT_EQ(audio_wait_ms(&anna_), 0u);
 }

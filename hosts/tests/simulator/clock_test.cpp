@@ -1,19 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Moments in the units of RTP and NTP.
+// Moments, and in the units of NTP.
 #include "clock.h"
 
 #include <gtest/gtest.h>
 
 #include <ctime>
-
-TEST(Clock, RtpCountsEightThousandASecond) {
-    EXPECT_EQ(moment_rtp({0, 0}), 0u);
-    EXPECT_EQ(moment_rtp({2, 500000000}), 20000u);
-    EXPECT_EQ(moment_rtp({0, 124999}), 0u);
-    EXPECT_EQ(moment_rtp({0, 125000}), 1u);
-    EXPECT_EQ(moment_rtp({0, 999999999}), 7999u);
-    EXPECT_EQ(moment_rtp({536871, 0}), 704u) << "after 2^32 of them it begins anew";
-}
 
 TEST(Clock, NtpCountsFrom1900InFractionsOfASecond) {
     EXPECT_EQ(moment_ntp({0, 0}), 0x83AA7E8000000000u);

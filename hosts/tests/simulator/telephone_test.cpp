@@ -66,7 +66,7 @@ protected:
     static void TearDownTestSuite() { kex_destroy(bus_); }
 
     void SetUp() override {
-        audio_begin(bus_);
+        audio_begin(bus_, "telephone_test");
         telephone_begin(&phone_, &line_, 400);
         phone_.off_hook = phone_.ringing = false;
         phone_.tone[0] = phone_.name[0] = 0;
@@ -201,6 +201,53 @@ TEST_F(Telephone, KeepsItsParameters) {
     EXPECT_EQ(value.number, 3);
 }
 
+TEST_F(Telephone, ParametersHaveTheirRanges) {
+    const struct {
+        uint32_t parameter;
+        int32_t least, most;
+    } rows[] = {
+        {LIBVOICE_PARAM_tdmc_gain, -60, 20},  {LIBVOICE_PARAM_tdmc_rxgain, -60, 20},
+        {LIBVOICE_PARAM_ajb_jitmin, 10, 200}, {LIBVOICE_PARAM_ajb_jitnom, 10, 200},
+        {LIBVOICE_PARAM_ajb_enabjb, 0, 1},    {LIBVOICE_PARAM_ajb_ar, 5, 100},
+    };
+    for (const auto &row : rows) {
+        line_value_t value = {LINE_VALUE_INTEGER, 0, nullptr, nullptr, 0};
+        ASSERT_TRUE(driver_.get(&phone_, row.parameter, &value));
+        const int32_t before = value.number;
+        for (int32_t wrong : {row.least - 1, row.most + 1, INT32_MIN, INT32_MAX}) {
+            value.number = wrong;
+            EXPECT_FALSE(driver_.set(&phone_, row.parameter, &value)) << row.parameter << " " << wrong;
+        }
+        for (int32_t right : {row.least, row.most, before}) {
+            value.number = right;
+            EXPECT_TRUE(driver_.set(&phone_, row.parameter, &value)) << row.parameter << " " << right;
+            ASSERT_TRUE(driver_.get(&phone_, row.parameter, &value));
+            EXPECT_EQ(value.number, right);
+        }
+    }
+    line_value_t automatic = {LINE_VALUE_INTEGER, -1, nullptr, nullptr, 0};
+    EXPECT_FALSE(driver_.set(&phone_, LIBVOICE_PARAM_tdmc_gain, &automatic)) << "automatic gain is not here";
+    for (uint32_t parameter : {LIBVOICE_PARAM_ajb_jitcur, LIBVOICE_PARAM_ajb_type}) {
+        line_value_t value = {LINE_VALUE_INTEGER, 1, nullptr, nullptr, 0};
+        EXPECT_TRUE(driver_.get(&phone_, parameter, &value));
+        EXPECT_FALSE(driver_.set(&phone_, parameter, &value)) << "it is measured, not set";
+    }
+}
+
+TEST_F(Telephone, GainsMakeSoundLouderAndSofter) {
+    line_value_t gain = {LINE_VALUE_INTEGER, -20, nullptr, nullptr, 0};
+    ASSERT_TRUE(driver_.set(&phone_, LIBVOICE_PARAM_tdmc_gain, &gain));
+    gain.number = 6;
+    ASSERT_TRUE(driver_.set(&phone_, LIBVOICE_PARAM_tdmc_rxgain, &gain));
+    EXPECT_NEAR(phone_.sound.heard_factor, 0.1, 1e-6);
+    EXPECT_NEAR(phone_.sound.said_factor, 1.9953, 1e-4);
+    for (uint32_t parameter : {LIBVOICE_PARAM_tdmc_gain, LIBVOICE_PARAM_tdmc_rxgain}) {
+        gain.number = 0;
+        ASSERT_TRUE(driver_.set(&phone_, parameter, &gain));
+    }
+    EXPECT_EQ(phone_.sound.heard_factor, 1);
+}
+
 TEST_F(Telephone, OtherSignals) {
     EXPECT_EQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_nd, nullptr, 0), nullptr);
     EXPECT_STREQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_las, nullptr, 0), "ignores LIBVOICE_SIGNAL_xal_las");
@@ -220,7 +267,8 @@ TEST_F(Telephone, MediaIsSaidAndCounted) {
     EXPECT_EQ(driver_.change(&phone_, 1, &media), nullptr);
     EXPECT_EQ(said().rfind("3 on hold line=1 codec=PCMA", 0), 0u);
     driver_.close(&phone_, 1);
-    EXPECT_EQ(said(), "3 media ended line=1 tx=0 rx=0 lost=0 discarded=0 jitter=0 rtcp=0/0\n");
+    EXPECT_EQ(said(), "3 media ended line=1 tx=0 rx=0 lost=0 discarded=0 jitter=0 rtcp=0/0 late=0 twice=0 concealed=0 "
+                      "buffer=0/0/0 roundtrip=0\n");
     EXPECT_EQ(reports, (Texts{"3 statistics 1"}));
     driver_.close(&phone_, 1);
     EXPECT_EQ(said(), "") << "there is nothing to close";

@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr uint32_t kFrameSamples = 160; // 20 ms
+
 // What a detector names when it is given these tones together, through A-law if asked.
 std::string heard(std::initializer_list<uint32_t> frequencies, bool companded = false) {
     static tone_detector detector;

@@ -3,6 +3,9 @@
 #include "application.h"
 #include "statistics.h"
 
+#include <iterator>
+#include <sstream>
+
 using application_test::ApplicationTest;
 using application_test::item;
 using application_test::word;
@@ -27,7 +30,13 @@ protected:
                         item(LIBVOICE_PARAM_zil_call_stats_rxbytes, word(7840)) +
                         item(LIBVOICE_PARAM_zil_call_stats_lost, word(1)) +
                         item(LIBVOICE_PARAM_zil_call_stats_discarded, word(2)) +
-                        item(LIBVOICE_PARAM_zil_call_stats_jitter, word(3)),
+                        item(LIBVOICE_PARAM_zil_call_stats_jitter, word(3)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_overRuns, word(4)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_underRuns, word(5)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_jbMin, word(38)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_jbAvg, word(40)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_jbMax, word(190)) +
+                        item(LIBVOICE_PARAM_zil_call_stats_latency, word(12)),
                     appearance);
     }
 };
@@ -35,12 +44,14 @@ protected:
 TEST_F(Statistics, AreSaidWithTheirCall) {
     report(50);
     EXPECT_LINES(app().said(),
-                 "stats call=N line=101 tx=50 txbytes=8000 rx=49 rxbytes=7840 lost=1 discarded=2 jitter=3");
+                 "stats call=N line=101 tx=50 txbytes=8000 rx=49 rxbytes=7840 lost=1 discarded=2 jitter=3 "
+                 "overruns=4 underruns=5 jbmin=38 jbavg=40 jbmax=190 latency=12");
 }
 
 TEST_F(Statistics, WhatIsNotReportedIsZero) {
     app().event(line, LIBVOICE_EVENT_zil_call_stats, item(LIBVOICE_PARAM_zil_call_stats_lost, word(7)));
-    EXPECT_LINES(app().said(), "stats call=N line=101 tx=0 txbytes=0 rx=0 rxbytes=0 lost=7 discarded=0 jitter=0");
+    EXPECT_LINES(app().said(), "stats call=N line=101 tx=0 txbytes=0 rx=0 rxbytes=0 lost=7 discarded=0 jitter=0 "
+                               "overruns=0 underruns=0 jbmin=0 jbavg=0 jbmax=0 latency=0");
 }
 
 // They arrive after the end of the call, when the line may have another one.
@@ -69,9 +80,19 @@ TEST_F(Statistics, TableHoldsTheLastThirtyTwo) {
     statistics_print();
     const std::vector<std::string> table = app().said();
     ASSERT_EQ(table.size(), 33u);
-    EXPECT_EQ(table[0], "  call line               tx   txbytes       rx   rxbytes   lost discarded  jitter");
-    EXPECT_EQ(table[1], "     0 101                 9      8000       49      7840      1         2       3");
-    EXPECT_EQ(table[32], "     0 101                40      8000       49      7840      1         2       3");
+    const auto words = [](const std::string &line) {
+        std::istringstream all(line);
+        return std::vector<std::string>(std::istream_iterator<std::string>(all), {});
+    };
+    const std::vector<std::string> names = words(table[0]);
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"call", "line", "tx", "txbytes", "rx", "rxbytes", "lost", "discarded", "jitter",
+                                        "overruns", "underruns", "jbmin", "jbavg", "jbmax", "latency"}));
+    for (int row : {1, 32})
+        EXPECT_EQ(words(table[static_cast<size_t>(row)]),
+                  (std::vector<std::string>{"0", "101", row == 1 ? "9" : "40", "8000", "49", "7840", "1", "2", "3", "4",
+                                            "5", "38", "40", "190", "12"}));
+    EXPECT_EQ(table[0].size(), table[1].size()) << "columns stand below their names";
 }
 
 } // namespace
