@@ -23,6 +23,8 @@ constexpr named_codec kCodecs[] = {
     {"G722", {LIBVOICE_CODEC_G722, 9, k10ms | k20ms | k30ms, 64000}},
     {"G729", {LIBVOICE_CODEC_G729, 18, k10ms | k20ms, 8000}},
     {"G726-32", {LIBVOICE_CODEC_G726_32, 98, k20ms, 32000}},
+    {"telephone-event", {LIBVOICE_CODEC_TELEPHONE_EVENT, 101, k10ms | k20ms | k30ms, 0}},
+    {"CN", {LIBVOICE_CODEC_CN, 13, k10ms | k20ms | k30ms, 0}},
 };
 
 } // namespace
@@ -38,6 +40,20 @@ const char *codec_name(uint32_t codec) {
     return text;
 }
 
+bool codec_is_audio(uint32_t codec) {
+    switch (codec) {
+    case LIBVOICE_CODEC_CN:
+    case LIBVOICE_CODEC_CLEARMODE:
+    case LIBVOICE_CODEC_TELEPHONE_EVENT:
+    case LIBVOICE_CODEC_TONE:
+    case LIBVOICE_CODEC_RED:
+    case LIBVOICE_CODEC_T38:
+        return false;
+    default:
+        return true;
+    }
+}
+
 const voice_codec_t *codec_by_name(const char *name) {
     for (const named_codec &row : kCodecs)
         if (strcasecmp(row.name, name) == 0)
@@ -48,7 +64,7 @@ const voice_codec_t *codec_by_name(const char *name) {
 int codecs_parse(const char *list, voice_codec_t *codecs, uint32_t room) {
     uint32_t count = 0;
     while (*list != 0) {
-        char name[16];
+        char name[24];
         size_t length = strcspn(list, ",");
         if (length >= sizeof name || count == room)
             return -1;

@@ -40,16 +40,26 @@ constexpr struct {
 };
 
 telephone handsets[kHandsets];
+bool away[kHandsets];               // out of the base's reach
 line_driver_t telephone_operations; // of any telephone
 line_driver_t driver;
 
-void handset_report_properties(const telephone *handset, bool reachable) {
-    const line_property_t property = {kSoftware, kHardware, reachable};
+bool is_away(const telephone *handset) {
+    return away[handset->number - 1];
+}
+
+void handset_report_properties(const telephone *handset) {
+    const line_property_t property = {kSoftware, kHardware, !is_away(handset)};
     line_report_property(handset->line, &property);
 }
 
 void handset_registered(void *line, const char *) {
-    handset_report_properties(static_cast<const telephone *>(line), true);
+    handset_report_properties(static_cast<const telephone *>(line));
+}
+
+const char *handset_ring(void *line, const line_ring_t *ring) {
+    return is_away(static_cast<const telephone *>(line)) ? "is out of reach: does not ring"
+                                                         : telephone_operations.ring(line, ring);
 }
 
 const char *handset_signal(void *line, uint32_t signal, const void *params, uint32_t length) {
@@ -62,6 +72,8 @@ const char *handset_signal(void *line, uint32_t signal, const void *params, uint
 // --------------------------------------------------------------------------------------------------------- Commands
 
 const char *handset_lift(int number, char *) {
+    if (away[number - 1])
+        return command_error("%d is out of reach", number);
     return telephone_lift(&handsets[number - 1]);
 }
 
@@ -92,14 +104,21 @@ const char *handset_deregister(int number, char *) {
 }
 
 const char *handset_go_away(int number, char *) {
+    if (away[number - 1])
+        return command_error("%d is out of reach already", number);
+    away[number - 1] = true;
     say("%d out of reach", number);
-    handset_report_properties(&handsets[number - 1], false);
+    telephone_stop_ringing(&handsets[number - 1]);
+    handset_report_properties(&handsets[number - 1]);
     return nullptr;
 }
 
 const char *handset_come_back(int number, char *) {
+    if (!away[number - 1])
+        return command_error("%d is in reach already", number);
+    away[number - 1] = false;
     say("%d in reach", number);
-    handset_report_properties(&handsets[number - 1], true);
+    handset_report_properties(&handsets[number - 1]);
     return nullptr;
 }
 
@@ -126,6 +145,7 @@ void handsets_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
     telephone_operations = driver = telephone_driver();
     driver.signal = handset_signal;
+    driver.ring = handset_ring;
     driver.registered = handset_registered;
     uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
     for (int i = 0; i < lines; i++) {

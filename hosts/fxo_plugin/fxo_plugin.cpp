@@ -16,10 +16,12 @@
  */
 #include "caller_display.h"
 #include "console.h"
+#include "country.h"
 #include "host.h"
 #include "plugin_main.h"
 #include "telephone.h"
 
+#include <stdio.h>
 #include <string.h>
 
 namespace {
@@ -32,8 +34,46 @@ constexpr uint32_t kToneOffset = 500; // Hz: who calls from far away sounds high
 telephone exchange_lines[kMaxLines];
 line_driver_t driver;
 
+// What rings: each ring is reported, so that a call that nobody could take is offered anew.
+struct exchange_call {
+    char number[kCallerNumberBytes], name[kCallerNameBytes];
+    kex_timer_t *next_ring; // null: the exchange does not ring
+};
+exchange_call calls[kMaxLines];
+const country_rules *country = country_get("");
+
 telephone *line_of(void *line) {
     return static_cast<telephone *>(line);
+}
+
+exchange_call *call_of(const telephone *one) {
+    return &calls[one->number - 1];
+}
+
+void call_ring_again(kex_timer_t *timer) {
+    for (int i = 0; i < kMaxLines; i++) {
+        if (calls[i].next_ring != timer)
+            continue;
+        line_report_exchange_ring(exchange_lines[i].line, calls[i].number, calls[i].name);
+        kex_timer_start(timer, country_ring_ms(country));
+    }
+}
+
+void call_begin(telephone *ringing, const char *number, const char *name) {
+    exchange_call *one = call_of(ringing);
+    snprintf(one->number, sizeof one->number, "%s", number);
+    snprintf(one->name, sizeof one->name, "%s", name);
+    ringing->ringing = true;
+    one->next_ring = kex_timer_create();
+    kex_timer_setHandler(one->next_ring, call_ring_again);
+    kex_timer_start(one->next_ring, country_ring_ms(country));
+    line_report_exchange_ring(ringing->line, number, name);
+}
+
+void call_end(telephone *ringing) {
+    ringing->ringing = false;
+    kex_timer_destroy(call_of(ringing)->next_ring);
+    call_of(ringing)->next_ring = nullptr;
 }
 
 // --------------------------------------------------------------------------------------------- The line driver's part
@@ -41,7 +81,7 @@ telephone *line_of(void *line) {
 const char *exchange_line_seize(void *line) {
     telephone *seized = line_of(line);
     say("%d %s", seized->number, seized->ringing ? "answered" : "seized");
-    seized->ringing = false;
+    call_end(seized);
     seized->off_hook = true;
     return nullptr;
 }
@@ -71,7 +111,12 @@ const char *exchange_line_dial(void *line, const char *digits) {
 // Nobody would ever put it back, and nobody would answer.
 void exchange_line_lost(void *line) {
     telephone_stop_ringing(line_of(line));
+    call_end(line_of(line));
     exchange_line_release(line);
+}
+
+void exchange_line_registered(void *, const char *code) {
+    country = country_get(code);
 }
 
 // --------------------------------------------------------------------------------------------------------- Commands
@@ -88,9 +133,8 @@ const char *exchange_ring(int number, char *rest) {
     name = name == nullptr ? "" : name;
     if (strlen(caller) >= kCallerNumberBytes || strlen(name) >= kCallerNameBytes)
         return "a number has at most 20 characters, a name 50";
-    ringing->ringing = true;
     say("%d rings in number=%s name=\"%s\"", number, caller, name);
-    line_report_exchange_ring(ringing->line, caller, name);
+    call_begin(ringing, caller, name);
     return nullptr;
 }
 
@@ -98,7 +142,7 @@ const char *exchange_stop(int number, char *) {
     telephone *ringing = &exchange_lines[number - 1];
     if (!ringing->ringing)
         return command_error("%d does not ring", number);
-    ringing->ringing = false;
+    call_end(ringing);
     say("%d stops ringing in", number);
     line_report_exchange_release(ringing->line);
     return nullptr;
@@ -144,6 +188,7 @@ void exchange_lines_begin(int lines) {
     driver.flash = exchange_line_flash;
     driver.dial = exchange_line_dial;
     driver.lost = exchange_line_lost;
+    driver.registered = exchange_line_registered;
     uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
     for (int i = 0; i < lines; i++) {
         telephone *one = &exchange_lines[i];

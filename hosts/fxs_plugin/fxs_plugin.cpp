@@ -109,7 +109,9 @@ constexpr plugin_command_t kCommands[] = {
 const char *codecs_take(const char *value) {
     voice_codec_t list[LIBVOICE_ENDPOINT_CODECS];
     codecs = value;
-    return codecs_parse(value, list, LIBVOICE_ENDPOINT_CODECS) < 0 ? "PCMA, PCMU, G722, G729, G726-32" : nullptr;
+    return codecs_parse(value, list, LIBVOICE_ENDPOINT_CODECS) < 0
+               ? "PCMA, PCMU, G722, G729, G726-32, telephone-event, CN"
+               : nullptr;
 }
 
 const char *tone_take(const char *value) {

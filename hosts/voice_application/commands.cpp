@@ -55,6 +55,8 @@ const char *line_show_messages(line *who, const char *count) {
 
 const char *line_change_codec(line *who, const char *name) {
     const voice_codec_t *wanted = name == nullptr ? nullptr : codec_by_name(name);
+    if (wanted != nullptr && !codec_is_audio(wanted->codec))
+        return command_error("%s carries no voice", codec_name(wanted->codec));
     call *it = who->calls[who->active];
     if (wanted == nullptr)
         return "codec LINE CODEC: a codec like PCMA, PCMU, G722";

@@ -3,6 +3,7 @@
 #include "dialling.h"
 
 #include "calls.h"
+#include "country.h"
 #include "exchange.h"
 #include "ringing.h"
 #include "timer.h"
@@ -18,6 +19,8 @@ constexpr uint32_t kNextDigitMs = 4000;   // a number is complete when nothing f
 void line_call_line(line *from, const char *digits, line *to) {
     if (to == nullptr)
         return call_reject(from, digits, LIBVOICE_SIGNAL_cg_sit, "not registered");
+    if (to->away)
+        return call_reject(from, digits, LIBVOICE_SIGNAL_cg_ct, "no answer from the handset");
     if (!line_is_free(to))
         return call_reject(from, digits, LIBVOICE_SIGNAL_cg_bt, "busy");
     call *it = call_place(from, to, digits);
@@ -28,7 +31,7 @@ void line_call_line(line *from, const char *digits, line *to) {
     call_ring(it);
 }
 
-enum match { MATCH_NONE, MATCH_PARTIAL, MATCH_NUMBER, MATCH_EXCHANGE };
+enum match { MATCH_NONE, MATCH_PARTIAL, MATCH_NUMBER, MATCH_EMERGENCY, MATCH_EXCHANGE };
 
 // What the digits so far mean. `complete`: no more will come.
 match digits_match(const line *from, bool complete) {
@@ -46,15 +49,17 @@ match digits_match(const line *from, bool complete) {
             compare(who.number);
     for (uint32_t i = 0; i < the_plan.number_count; i++)
         compare(the_plan.numbers[i].number);
-    if (exact && (complete || !longer))
-        return MATCH_NUMBER;
+    const bool emergency = number_is_listed(plan_emergency(&the_plan), digits);
+    longer = longer || number_may_be_listed(plan_emergency(&the_plan), digits);
+    if ((emergency || exact) && (complete || !longer))
+        return emergency ? MATCH_EMERGENCY : MATCH_NUMBER;
 
     size_t prefix = strlen(the_plan.exchange_prefix);
     size_t shorter = length < prefix ? length : prefix;
     bool exchange = prefix > 0 && strncmp(digits, the_plan.exchange_prefix, shorter) == 0;
     if (complete)
         return exchange && length > prefix ? MATCH_EXCHANGE : MATCH_NONE;
-    return exact || longer || exchange ? MATCH_PARTIAL : MATCH_NONE;
+    return exact || emergency || longer || exchange ? MATCH_PARTIAL : MATCH_NONE;
 }
 
 void digits_timer(kex_timer_t *timer);
@@ -73,9 +78,13 @@ void digits_evaluate(line *who, bool complete) {
         line_call_line(who, who->digits, to);
         return;
     }
+    case MATCH_EMERGENCY:
+        timer_stop(&who->timer);
+        line_call_exchange(who, who->digits, who->digits);
+        return;
     case MATCH_EXCHANGE:
         timer_stop(&who->timer);
-        line_call_exchange(who, who->digits);
+        line_call_exchange(who, who->digits, who->digits + strlen(the_plan.exchange_prefix));
         return;
     case MATCH_NONE:
         call_reject(who, who->digits, LIBVOICE_SIGNAL_cg_sit, "unknown number");
@@ -96,6 +105,17 @@ void digits_timer(kex_timer_t *timer) {
     }
 }
 
+void dialling_begin(line *who) {
+    if (who->state != LINE_DIAL_TONE)
+        return;
+    line_silence(who);
+    line_set_state(who, LINE_COLLECTING);
+}
+
+void number_is_too_long(line *who) {
+    call_reject(who, who->digits, LIBVOICE_SIGNAL_cg_sit, "number too long: 23 digits at most");
+}
+
 } // namespace
 
 void line_give_dial_tone(line *who) {
@@ -106,16 +126,27 @@ void line_give_dial_tone(line *who) {
 }
 
 void line_collect_digit(line *who, char digit) {
-    if (who->state == LINE_DIAL_TONE) {
-        line_silence(who);
-        line_set_state(who, LINE_COLLECTING);
-    }
+    dialling_begin(who);
     size_t length = strlen(who->digits);
     if (digit == '#' && length > 0)
         return digits_evaluate(who, true);
-    if (length < sizeof who->digits - 1) {
-        who->digits[length] = digit;
-        who->digits[length + 1] = 0;
-    }
+    if (length == sizeof who->digits - 1)
+        return number_is_too_long(who);
+    who->digits[length] = digit;
+    who->digits[length + 1] = 0;
     digits_evaluate(who, false);
+}
+
+void line_take_number(line *who, const char *number) {
+    dialling_begin(who);
+    size_t length = strlen(number);
+    if (length > 1 && number[length - 1] == '#') // as who ends a number by it
+        length--;
+    const size_t room = sizeof who->digits - 1 - strlen(who->digits); // some may have come one by one before
+    const size_t taken = length < room ? length : room;
+    strncat(who->digits, number, taken);
+    if (taken < length)
+        return number_is_too_long(who);
+    if (who->digits[0] != 0)
+        digits_evaluate(who, true);
 }

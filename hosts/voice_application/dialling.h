@@ -11,3 +11,5 @@
 void line_give_dial_tone(line *who);
 /** A digit of a line that dials. */
 void line_collect_digit(line *who, char digit);
+/** A whole number of a line that dials: nothing will follow it. */
+void line_take_number(line *who, const char *number);

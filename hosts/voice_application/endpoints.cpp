@@ -4,6 +4,7 @@
 
 #include "codecs.h"
 #include "console.h"
+#include "country.h"
 #include "host.h"
 #include "kex_host.h"
 #include "line_events.h"
@@ -85,6 +86,8 @@ void number_choose(line *who, const plan_number *row, const char *name) {
 const char *number_take(line *who) {
     if (who->wanted[0] == 0)
         return who->type == VOICE_ENDPOINT_FXO ? nullptr : "its name gives none, and the settings do not name it";
+    if (number_is_listed(plan_emergency(&the_plan), who->wanted)) // only a name can give one
+        return command_error("%s is an emergency number", who->wanted);
     const line *holder = number_holder(who->wanted);
     if (holder != nullptr)
         return command_error("%s is taken by %s.%s", holder->number, holder->plugin,

@@ -12,14 +12,17 @@
 
 namespace {
 
-// A whole number at once, as a handset sends it.
+// A whole number at once, as a handset sends it. What is no key is left out.
 bool event_take_number(line *who, voice_params_t params) {
-    char number[kNumberBytes];
-    if (!voice_params_get_text(params, LIBVOICE_PARAM_dd_ce_ds, number, sizeof number))
+    char text[256], number[256];
+    if (!voice_params_get_text(params, LIBVOICE_PARAM_dd_ce_ds, text, sizeof text))
         return false;
-    for (const char *digit = number; *digit != 0; digit++)
+    size_t length = 0;
+    for (const char *digit = text; *digit != 0; digit++)
         if (voice_key_event(*digit) != 0)
-            line_digit(who, *digit);
+            number[length++] = *digit;
+    number[length] = 0;
+    line_number(who, number);
     return true;
 }
 
@@ -40,12 +43,13 @@ void event_take_exchange_ring(line *who, voice_params_t params) {
     exchange_ring(who, caller.number, caller.name);
 }
 
-void event_take_handset_property(const line *who, voice_params_t params) {
+void event_take_handset_property(line *who, voice_params_t params) {
     char software[40] = "?", hardware[40] = "?";
     int32_t reachable = 0;
     voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_sw_version, software, sizeof software);
     voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_hw_version, hardware, sizeof hardware);
     voice_params_get_i32(params, LIBVOICE_PARAM_zil_dect_property_reachability_status, &reachable);
+    who->away = reachable == 0;
     say("handset %s software=%s hardware=%s reachable=%s", who->label, software, hardware,
         reachable != 0 ? "yes" : "no");
 }

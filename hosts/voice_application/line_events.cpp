@@ -52,6 +52,13 @@ void line_digit(line *who, char digit) {
         exchange_dial(other, text);
 }
 
+void line_number(line *who, const char *number) {
+    if (who->state == LINE_DIAL_TONE || who->state == LINE_COLLECTING)
+        return line_take_number(who, number);
+    for (; *number != 0; number++)
+        line_digit(who, *number);
+}
+
 void line_flash(line *who) {
     if (!who->off_hook || who->type == VOICE_ENDPOINT_FXO)
         return;

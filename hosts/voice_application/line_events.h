@@ -14,6 +14,8 @@
 void line_off_hook(line *who);
 void line_on_hook(line *who);
 void line_digit(line *who, char digit);
+/** A whole number at once. */
+void line_number(line *who, const char *number);
 void line_flash(line *who);
 /** A plugin could not do what it was told: the call of that appearance ends, unless it may work at other media ports.
  *  @param is_temporary  it may work another time */

@@ -63,12 +63,44 @@ void line_silence(line *who) {
     line_signal(who, LIBVOICE_SIGNAL_zil_cancel_all_signals);
 }
 
+namespace {
+
+constexpr uint32_t kReminderAfterMs = 60000; // off hook without a call
+constexpr uint32_t kReminderMs = 60000;      // the off-hook tone, then silence
+constexpr voice_tone_t kReminder[] = {{1400, -100, 100, 100}, {2060, -100, 100, 100}}; // loud, and like nothing else
+
+void reminder_end(kex_timer_t *timer) {
+    for (line &who : lines)
+        if (who.used && who.timer == timer) {
+            timer_stop(&who.timer);
+            return line_silence(&who);
+        }
+}
+
+// Somebody has forgotten to hang up.
+void reminder_begin(kex_timer_t *timer) {
+    for (line &who : lines) {
+        if (!who.used || who.timer != timer)
+            continue;
+        voice_signal_message_t message;
+        voice_signal_begin(&message, who.endpoint, LIBVOICE_SIGNAL_tonegen_pt, who.active);
+        voice_signal_add_tones(&message, kReminder, sizeof kReminder / sizeof kReminder[0]);
+        if (who.reachable)
+            voice_signal_send(&message);
+        timer_start(&who.timer, reminder_end, kReminderMs);
+        return;
+    }
+}
+
+} // namespace
+
 void line_reject(line *who, uint32_t tone) {
-    timer_stop(&who->timer);
     if (who->type == VOICE_ENDPOINT_FXO) { // nobody listens there
         line_set_state(who, LINE_IDLE);
         return;
     }
+    timer_stop(&who->timer);
     line_signal(who, tone);
     line_set_state(who, LINE_BUSY);
+    timer_start(&who->timer, reminder_begin, kReminderAfterMs);
 }

@@ -34,6 +34,9 @@ struct line {
     bool used;
     bool reachable; // false while its plugin's connection has closed: nothing is sent any more
     bool off_hook;
+    bool away;         // a handset that does not answer its base
+    bool rings_in;     // an exchange line that the exchange rings: it is no line for calls that go out
+    bool refusal_said; // that nobody can take that call: once, not with each ring
     int32_t endpoint;
     int32_t type;
     char plugin[LIBVOICE_PLUGIN_NAME_BYTES];
@@ -43,7 +46,7 @@ struct line {
     char name[kDisplayNameBytes]; // what displays show
     char digits[kNumberBytes];    // dialled so far
     line_state state;
-    kex_timer_t *timer; // for the next digit; null: not running
+    kex_timer_t *timer; // for the next digit, tone or ring; null: not running
     call *calls[kAppearances];
     uint32_t active;                  // which appearance its user speaks on
     uint32_t context;                 // its conference in its plugin; 0: none

@@ -2,6 +2,7 @@
 // Media of a call: codecs, sockets, and the requests that set them up in both plugins.
 #include "media.h"
 
+#include "codecs.h"
 #include "console.h"
 
 #include <arpa/inet.h>
@@ -49,8 +50,20 @@ bool port_is_ours(uint16_t port) {
     return false;
 }
 
+// Keys that both parties can send and receive as telephone events: the payload type that the caller offers.
+void digits_fill(const call *it, uint32_t *params, uint32_t *length) {
+    voice_codec_t events;
+    if (!media_offers(it->to.who, LIBVOICE_CODEC_TELEPHONE_EVENT, &events) ||
+        !media_offers(it->from.who, LIBVOICE_CODEC_TELEPHONE_EVENT, &events))
+        return;
+    for (uint32_t id : {LIBVOICE_PARAM_sdp_dr_upstream_payload, LIBVOICE_PARAM_sdp_dr_downstream_payload})
+        voice_params_add(params, VOICE_CNX_PARAMETER_BYTES, length, id, VOICE_VALUE_INTEGER, &events.payload_type,
+                         sizeof events.payload_type);
+}
+
 void connection_fill(const call *it, const party *own, const party *far, uint32_t mode, voice_cnx_info_t *info) {
     media_fill_connection(&it->codec, mode, info);
+    digits_fill(it, info->params, &info->length);
     sockaddr_in local = address_of(own->port), remote = address_of(far->port);
     voice_connection_set_addresses(info, &local, &remote);
 }
@@ -58,6 +71,7 @@ void connection_fill(const call *it, const party *own, const party *far, uint32_
 void stream_fill(const call *it, const party *own, uint32_t mode, voice_stream_info_t *info) {
     const voice_media_t media = voice_media_of(&it->codec, mode);
     voice_stream_begin(info, own->stream, &media);
+    digits_fill(it, info->params, &info->length);
 }
 
 // Sets up one party. The sockets, where we open them, go to the plugin; our copies close here.
@@ -163,7 +177,8 @@ const char *media_choose_codec(const line *from, const line *to, voice_codec_t *
         bool allowed = the_plan.codec_count == 0;
         for (uint32_t k = 0; k < the_plan.codec_count; k++)
             allowed = allowed || the_plan.codecs[k] == offered.codec;
-        if (!allowed || !media_offers(from, offered.codec, &offered) || !media_offers(to, offered.codec, &taken))
+        if (!allowed || !codec_is_audio(offered.codec) || !media_offers(from, offered.codec, &offered) ||
+            !media_offers(to, offered.codec, &taken))
             continue;
         *codec = offered;
         return nullptr;

@@ -4,6 +4,7 @@
 
 #include "codecs.h"
 #include "console.h"
+#include "country.h"
 
 #include <arpa/inet.h>
 #include <ctype.h>
@@ -43,6 +44,23 @@ const char *number_read(plan *into, char **rest) {
     if (name != nullptr && !word_copy(row->name, sizeof row->name, name))
         return "number: a name has 1 to 50 characters";
     into->number_count++;
+    return nullptr;
+}
+
+const char *emergency_read(plan *into, char **rest) {
+    char number[kNumberBytes];
+    size_t used = strlen(into->emergency);
+    const char *word = next_word(rest);
+    if (!digits_copy(number, sizeof number, word))
+        return "emergency: expected digits";
+    for (; word != nullptr; word = next_word(rest)) {
+        if (!digits_copy(number, sizeof number, word))
+            return "emergency: expected digits";
+        if (used + strlen(number) + 2 > sizeof into->emergency)
+            return "emergency: too many numbers";
+        used += static_cast<size_t>(
+            snprintf(into->emergency + used, sizeof into->emergency - used, "%s%s", used == 0 ? "" : " ", number));
+    }
     return nullptr;
 }
 
@@ -108,6 +126,8 @@ const char *setting_read(plan *into, const char *word, char **rest) {
         return digits_copy(into->incoming_number, sizeof into->incoming_number, next_word(rest))
                    ? nullptr
                    : "incoming: expected a number";
+    if (strcmp(word, "emergency") == 0)
+        return emergency_read(into, rest);
     if (strcmp(word, "ports") == 0)
         return ports_read(into, next_word(rest));
     if (strcmp(word, "codecs") == 0)
@@ -120,7 +140,7 @@ const char *setting_read(plan *into, const char *word, char **rest) {
         snprintf(into->address, sizeof into->address, "%s", text);
         return nullptr;
     }
-    return "unknown word; known are country, number, exchange, incoming, codecs, address, ports";
+    return "unknown word; known are country, number, exchange, incoming, emergency, codecs, address, ports";
 }
 
 const char *row_read(plan *into, char *row) {
@@ -160,6 +180,14 @@ bool incoming_is_known(const plan *from) {
     return false;
 }
 
+// A line that has an emergency number could not be called.
+const plan_number *number_find_emergency(const plan *from) {
+    for (uint32_t i = 0; i < from->number_count; i++)
+        if (number_is_listed(plan_emergency(from), from->numbers[i].number))
+            return &from->numbers[i];
+    return nullptr;
+}
+
 // The figure at the end of a name; 1 when there is none.
 long figure_of(const char *name) {
     const char *end = name + strlen(name);
@@ -188,7 +216,10 @@ const char *plan_load(plan *into, const char *path) {
         }
         row[length] = 0;
         incoming_row = row_is_of(row, "incoming") ? number : incoming_row;
+        const uint32_t numbers = into->number_count;
         wrong = row_read(into, row);
+        if (into->number_count > numbers)
+            into->numbers[numbers].row = static_cast<uint32_t>(number);
     }
     int error = ferror(file) != 0 ? errno : 0; // a directory, for example
     fclose(file);
@@ -198,9 +229,17 @@ const char *plan_load(plan *into, const char *path) {
         number = incoming_row;
         wrong = "incoming: no line has this number";
     }
+    if (const plan_number *taken = number_find_emergency(into); wrong == nullptr && taken != nullptr) {
+        number = static_cast<int>(taken->row);
+        wrong = "number: this is an emergency number";
+    }
     char why[200]; // it may stand in the buffer that is written next
     snprintf(why, sizeof why, "%s", wrong == nullptr ? "" : wrong);
     return wrong == nullptr ? nullptr : command_error("%s:%d: %s", path, number, why);
+}
+
+const char *plan_emergency(const plan *from) {
+    return from->emergency[0] != 0 ? from->emergency : country_get(from->country)->emergency;
 }
 
 const plan_number *plan_find(const plan *from, const char *plugin, const char *endpoint) {

@@ -16,6 +16,7 @@ struct plan_number {
     char number[kNumberBytes];
     char endpoint[40]; // "FXS1", or "fxs1.FXS1" to name the plugin too
     char name[kDisplayNameBytes];
+    uint32_t row; // of the file
 };
 
 struct plan {
@@ -25,6 +26,7 @@ struct plan {
     char exchange_prefix[8] = "0";           // dialled first, it asks for an exchange line
     char exchange_endpoint[40] = "";         // empty: the first one that registered
     char incoming_number[kNumberBytes] = ""; // who an exchange line rings; empty: the lowest number
+    char emergency[96] = "";                 // numbers, a blank between two; empty: those of the country
     uint32_t codecs[8] = {};                 // that calls may use; none: any
     uint32_t codec_count = 0;
     char address[16] = "127.0.0.1";                 // of media sockets
@@ -32,6 +34,9 @@ struct plan {
 };
 
 extern plan the_plan;
+
+/** Numbers that reach the exchange without its prefix, a blank between two. */
+const char *plan_emergency(const plan *from);
 
 /** Reads a file over the defaults. @return null, or what is wrong with it, as "FILE:LINE: ...". */
 const char *plan_load(plan *into, const char *path);

@@ -4,21 +4,20 @@
 
 #include "caller_display.h"
 #include "console.h"
+#include "country.h"
 #include "timer.h"
 
 namespace {
 
-constexpr uint32_t kRingOnMs = 1000; // ring cadence
-constexpr uint32_t kRingOffMs = 4000;
-constexpr uint32_t kDisplayAfterMs = kRingOnMs + 500; // caller display stands between the first and the second ring
+constexpr uint32_t kDisplayAfterMs = 500; // caller display stands between the first and the second ring
 constexpr uint32_t kNoAnswerMs = 120000;
 
 void line_ring(line *who) {
-    const uint32_t cadence[] = {kRingOnMs, kRingOffMs};
+    const country_rules *rules = country_get(the_plan.country);
     voice_signal_message_t message;
     voice_signal_begin(&message, who->endpoint, LIBVOICE_SIGNAL_al_ri, 0);
-    voice_signal_add_cadence(&message, cadence, 2);
-    voice_signal_add_i32(&message, LIBVOICE_PARAM_al_ri_freq, 25);
+    voice_signal_add_cadence(&message, rules->cadence, rules->cadence_words);
+    voice_signal_add_i32(&message, LIBVOICE_PARAM_al_ri_freq, static_cast<int32_t>(rules->ring_frequency));
     if (who->reachable)
         voice_signal_send(&message);
 }
@@ -58,5 +57,5 @@ void call_ring(call *it) {
     line_set_state(it->from.who, LINE_CALLING);
     line_ring(it->to.who);
     line_set_state(it->to.who, LINE_RINGING);
-    timer_start(&it->timer, call_ringing_timer, kDisplayAfterMs);
+    timer_start(&it->timer, call_ringing_timer, country_first_ring_ms(country_get(the_plan.country)) + kDisplayAfterMs);
 }

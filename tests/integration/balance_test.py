@@ -16,7 +16,7 @@ from dialling import start_telephones
 from media import EXACT_HEAP, FORMS, FRAME_BYTES, REPORT, STATISTICS, held, numbers, settled_heap, start_application
 from processes import System, until
 
-LINES = 10  # of each plugin: so many calls at a time
+LINES = 9  # of each plugin: so many calls at a time, before 110, which no telephone has
 TEST_CALLS = 50
 # Each telephone speaks its own tone; the tones of a plugin repeat after five lines.
 CALLER_TONE, CALLEE_TONE, TONE_STEP, TONE_CYCLE = 400, 600, 40, 5

@@ -90,6 +90,58 @@ def test_call_out_over_the_exchange(system):
     idle(application, "101")
 
 
+def test_each_ring_offers_the_call_to_whoever_is_free_now(system):
+    application = system.start_application()
+    telephones = system.start_fxs("fxs1", lines=1)
+    # Five seconds from ring to ring pass faster.
+    exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1", environment={"KEX_TIME_FACTOR": "20"})
+    exchange.expect("^ready ")
+    telephones.ask("1 off")
+    telephones.expect("^1 hears dial-tone$")
+    exchange.ask("1 ring 030")
+    application.expect("^call 1 fxo1.FXO1->101 refused: busy$")
+    # It rings: whoever calls out now would answer it.
+    telephones.ask("1 dial 0123#")
+    application.expect("^call 2 101->0123 refused: no exchange line is free$")
+    telephones.ask("1 on")
+    answer(telephones)
+    exchange.expect("^1 answered$")
+    exchange.ask("1 hangup")
+    exchange.expect("^1 released$")
+    assert exchange.out.since(0, "^1 dials ") == []
+
+
+def test_handset_out_of_reach_does_not_ring(house):
+    house.handsets.ask("1 away")
+    house.application.expect("^handset 501 .*reachable=no$")
+    dial(house.telephones, "501")
+    house.application.expect("^call 1 101->501 refused: no answer from the handset$")
+    house.telephones.expect("^1 hears congestion-tone$")
+    house.telephones.ask("1 on")
+    house.handsets.ask("1 back")
+    house.application.expect("^handset 501 .*reachable=yes$")
+    dial(house.telephones, "501")
+    answer(house.handsets)
+    assert len(house.handsets.out.since(0, "^1 rings ")) == 1
+
+
+def test_emergency_numbers_reach_the_exchange(house):
+    dial(house.telephones, "112")
+    house.exchange.expect("^1 seized$")
+    house.exchange.expect("^1 dials 112$")
+
+
+def test_gain_changes_what_is_heard(house):
+    house.application.ask("set 101 tdmc_gain -60")
+    house.telephones.expect("^1 param tdmc_gain=-60$")
+    dial(house.telephones, "102")
+    answer(house.telephones, line=2)
+    house.telephones.expect("^2 hears 400Hz$")
+    assert house.telephones.out.since(0, "^1 hears .*Hz$") == []
+    house.application.ask("set 101 tdmc_gain 0")
+    house.telephones.out.expect_from(0, "^1 hears 440Hz$")
+
+
 def test_dsp_channels_are_created_and_driven(house):
     watcher = house.start_watcher()
     house.application.ask("dsp dsp1")

@@ -3,6 +3,10 @@
 With media sockets that the application hands over, and with sockets that the plugins open from addresses."""
 
 
+import signal
+import time
+from functools import partial
+
 import pytest
 
 from dialling import answer, call_from_flash, dial, hang_up, ring, start_telephones, talk
@@ -345,6 +349,41 @@ def test_counts_agree_with_what_a_stranger_sent_and_received(system):
     assert (count("txpkts"), count("txbytes")) == (len(got), len(got) * FRAME_BYTES)
     assert (count("rxpkts"), count("rxbytes")) == (10, 10 * FRAME_BYTES)
     assert (count("lost"), count("discarded")) == (1, 3)
+    far.close()
+    fake.close()
+
+
+def test_a_process_that_was_stopped_is_not_behind_afterwards(system):
+    """RTP time goes by the clock, what was not said in time is not sent, and no sequence number is left out."""
+    fake = FakeApplication(system, "fxs1", "fxs_plugin", "--lines", "1")
+    near, far = Pair(own_address()), Pair(own_address())
+    near.connect(far)
+    far.connect(near)
+    files = [Fd(number) for number in near.filenos()]
+    call = partial(fake.peer.call, "fxs1.EndPoint.FXS1", answer=fake.answer)
+    arguments = [("ep_line_id", U32(0)), ("filedesc", files), ("cnx_info", connection())]
+    assert call("create", arguments).result is True
+    near.close()
+    far.sockets[0].settimeout(20)
+    heads = [struct.unpack_from("!BBHII", far.sockets[0].recv(2048)) for _ in range(10)]
+    fake.plugin.child.send_signal(signal.SIGSTOP)
+    time.sleep(1)
+    far.sockets[0].setblocking(False)
+    while True:  # what left before it stood still
+        try:
+            heads.append(struct.unpack_from("!BBHII", far.sockets[0].recv(2048)))
+        except BlockingIOError:
+            break
+    far.sockets[0].settimeout(20)
+    stopped = len(heads)
+    fake.plugin.child.send_signal(signal.SIGCONT)
+    heads += [struct.unpack_from("!BBHII", far.sockets[0].recv(2048)) for _ in range(20)]
+    for before, head in zip(heads, heads[1:]):
+        assert head[2] == before[2] + 1 & 0xFFFF, "a sequence number is left out"
+    steps = [head[3] - before[3] & 0xFFFFFFFF for before, head in zip(heads, heads[1:])]
+    assert all(step % FRAME_SAMPLES == 0 for step in steps)
+    assert steps[stopped - 1] >= 40 * FRAME_SAMPLES, "RTP time stood still"
+    assert heads[stopped][1] & 0x80, "no marker behind the gap"
     far.close()
     fake.close()
 

@@ -65,6 +65,7 @@ class Record:
             self.expected = collections.defaultdict(list)
             self.reports = collections.Counter()
             self.dead = set()
+            self.rung = {}  # the caller that an exchange line told of last, by process and endpoint
             self.given = {}  # endpoint numbers by process and name, as far as a watcher saw them given
             self.gap = False
             self.marks = set()
@@ -110,8 +111,15 @@ class Record:
         if record["identifier"]["name"] == EVENT + STATISTICS:
             self.reports[pid] += 1
         text = event_text(record)
-        if text:
+        if text and not self.rings_on(pid, record["endpoint"], text):
             self.seen[pid].append((record["endpoint"], text))
+
+    def rings_on(self, pid, endpoint, text):
+        """Each ring of a call is told; the first one is what a user did. No two callers have the same number."""
+        if not text.startswith("fxo_ri "):
+            return False
+        before, self.rung[pid, endpoint] = self.rung.get((pid, endpoint)), text
+        return before == text
 
     # ---------------------------------------------------------------------------------------------- What users did
 

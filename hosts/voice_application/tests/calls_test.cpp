@@ -90,7 +90,7 @@ TEST_F(Calls, ThatDoNotComeAboutAreSaidWithAReasonAndATone) {
 TEST_F(Calls, BeyondTheLastArePutOff) {
     std::vector<int32_t> lines;
     for (int i = 1; i <= 27; i++)
-        lines.push_back(telephone("FXS" + std::to_string(i)));
+        lines.push_back(telephone("FXS" + std::to_string(20 + i)));
     const auto number = [&](size_t i) { return std::string(line_of_endpoint(lines[i])->number); };
     // Three lines hold two calls: one on hold, one ringing.
     for (size_t i = 0; i < 24; i += 3) {
@@ -103,8 +103,8 @@ TEST_F(Calls, BeyondTheLastArePutOff) {
     app().said();
     app().sent();
     call(lines[24], number(25));
-    EXPECT_THAT(app().said(), Contains("call N 125->126 refused: too many calls"));
-    EXPECT_EQ(app().sent(), "FXS25: cg_dt, silence, cg_ct");
+    EXPECT_THAT(app().said(), Contains("call N 145->146 refused: too many calls"));
+    EXPECT_EQ(app().sent(), "FXS45: cg_dt, silence, cg_ct");
     app().event(lines[0], LIBVOICE_EVENT_al_on);
     app().event(lines[24], LIBVOICE_EVENT_al_on);
     call(lines[24], number(25));

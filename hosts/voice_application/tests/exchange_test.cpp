@@ -7,6 +7,7 @@
 
 using application_test::ApplicationTest;
 using application_test::kPcma;
+using fake::bus;
 using testing::Test;
 
 namespace {
@@ -58,6 +59,87 @@ TEST_F(Exchange, RingsNobodyWithoutANumber) {
     ring_in(line);
     EXPECT_LINES(app().said(), "call N fxo1.X1->102 refused: nobody to ring");
     EXPECT_EQ(app().state(line), "idle");
+}
+
+// Each ring is told: what nobody could take is offered anew, and refused aloud only once.
+TEST_F(Exchange, EachRingOffersTheCallToTheFirstFreeTelephone) {
+    const int32_t first = telephone("T1", "101"), second = telephone("T2", "102"), line = exchange_line("X1");
+    app().event(first, LIBVOICE_EVENT_al_of);
+    app().event(second, LIBVOICE_EVENT_al_of);
+    app().said();
+    ring_in(line);
+    EXPECT_LINES(app().said(), "call N fxo1.X1->101 refused: busy");
+    ring_in(line);
+    EXPECT_LINES(app().said());
+    app().event(second, LIBVOICE_EVENT_al_on);
+    ring_in(line);
+    EXPECT_EQ(app().state(second), "ringing");
+    ring_in(line);
+    EXPECT_EQ(app().state(line), "calling") << "one call";
+    app().event(second, LIBVOICE_EVENT_al_of);
+    EXPECT_EQ(app().state(line), "talking");
+    EXPECT_EQ(app().state(second), "talking");
+}
+
+TEST_F(Exchange, LineThatRingsIsNotSeizedForACallThatGoesOut) {
+    const int32_t caller = telephone("T1", "101"), line = exchange_line("X1");
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    ring_in(line);
+    app().sent();
+    app().dial(caller, "0123#");
+    EXPECT_EQ(app().sent(), "T1: silence, cg_ct") << "it would have been answered";
+    EXPECT_EQ(app().state(line), "idle");
+    app().event(line, LIBVOICE_EVENT_fxo_rh); // the caller gives up
+    app().event(caller, LIBVOICE_EVENT_al_on);
+    call_out(caller);
+    EXPECT_EQ(app().state(line), "talking");
+}
+
+TEST_F(Exchange, RingingThatNobodyEndsIsOverTenSecondsAfterTheLastRing) {
+    const int32_t caller = telephone("T1", "101"), line = exchange_line("X1");
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    ring_in(line);
+    bus().advance(9000);
+    ring_in(line);
+    bus().advance(9999);
+    app().dial(caller, "0123#");
+    EXPECT_EQ(app().state(line), "idle");
+    bus().advance(1);
+    app().event(caller, LIBVOICE_EVENT_al_on);
+    call_out(caller);
+    EXPECT_EQ(app().state(line), "talking");
+}
+
+TEST_F(Exchange, EmergencyNumbersNeedNoPrefix) {
+    exchange_line("X1");
+    const int32_t caller = telephone("T1", "101");
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    app().sent();
+    app().dial(caller, "112");
+    EXPECT_EQ(app().sent(), "T1: silence, silence, create | X1: fxo_of, fxoen_sd 112, create") << "at once";
+}
+
+// Longest match first, also before the prefix.
+TEST_F(Exchange, EmergencyNumbersGoBeforeThePrefixAndLongerNumbersBeforeThem) {
+    strcpy(the_plan.emergency, "000 15");
+    exchange_line("X1");
+    const int32_t caller = telephone("T1", "151"), called = telephone("T2", "153");
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    app().sent();
+    app().dial(caller, "000");
+    EXPECT_EQ(app().sent(), "T1: silence, silence, create | X1: fxo_of, fxoen_sd 000, create");
+    app().event(caller, LIBVOICE_EVENT_al_on);
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    app().dial(caller, "15");
+    EXPECT_EQ(app().state(caller), "collecting") << "153 may follow";
+    app().dial(caller, "3");
+    EXPECT_EQ(app().state(called), "ringing");
+    app().event(caller, LIBVOICE_EVENT_al_on);
+    app().event(caller, LIBVOICE_EVENT_al_of);
+    app().dial(caller, "15");
+    app().sent();
+    bus().advance(4000);
+    EXPECT_EQ(app().sent(), "T1: silence, create | X1: fxo_of, fxoen_sd 15, create");
 }
 
 TEST_F(Exchange, LineHasNoNumber) {

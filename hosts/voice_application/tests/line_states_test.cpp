@@ -252,7 +252,7 @@ constexpr Row kRows[] = {
     {"dial tone", "number 301",        "calling",    "A: silence, cg_rt | C: al_ri"},
     {"dial tone", "4 s",               "dial-tone",  ""},
     {"dial tone", "20 s",              "busy",       "A: cg_bt"},
-    {"dial tone", "2 min",             "busy",       "A: cg_bt"},
+    {"dial tone", "2 min",             "busy",       "A: cg_bt, tonegen_pt"},
     {"dial tone", "fails",             "dial-tone",  ""},
     {"dial tone", "its endpoint goes", "gone",       ""},
     {"dial tone", "its plugin goes",   "gone",       ""},
@@ -274,7 +274,7 @@ constexpr Row kRows[] = {
     {"collecting", "number 301",        "busy",       "A: cg_sit"},
     {"collecting", "4 s",               "busy",       "A: cg_sit"},
     {"collecting", "20 s",              "busy",       "A: cg_sit"},
-    {"collecting", "2 min",             "busy",       "A: cg_sit"},
+    {"collecting", "2 min",             "busy",       "A: cg_sit, tonegen_pt"},
     {"collecting", "fails",             "collecting", ""},
     {"collecting", "its endpoint goes", "gone",       ""},
     {"collecting", "its plugin goes",   "gone",       ""},
@@ -357,7 +357,7 @@ constexpr Row kRows[] = {
     {"held", "number 301",        "held",    ""},
     {"held", "4 s",               "held",    ""},
     {"held", "20 s",              "held",    "B: cg_bt"},
-    {"held", "2 min",             "held",    "B: cg_bt"},
+    {"held", "2 min",             "held",    "B: cg_bt, tonegen_pt"},
     {"held", "fails",             "busy",    "A: destroy, cg_bt | B: destroy"},
     {"held", "its endpoint goes", "gone",    "B: destroy"},
     {"held", "its plugin goes",   "gone",    "B: destroy"},
@@ -377,7 +377,7 @@ constexpr Row kRows[] = {
     {"busy", "number 301",        "busy", ""},
     {"busy", "4 s",               "busy", ""},
     {"busy", "20 s",              "busy", ""},
-    {"busy", "2 min",             "busy", ""},
+    {"busy", "2 min",             "busy", "A: tonegen_pt, silence"},
     {"busy", "fails",             "busy", ""},
     {"busy", "its endpoint goes", "gone", ""},
     {"busy", "its plugin goes",   "gone", ""},
@@ -525,7 +525,10 @@ constexpr Row kRows[] = {
 // What holds in every state of every line.
 void expect_sound(const line &who) {
     const bool dials = who.state == LINE_DIAL_TONE || who.state == LINE_COLLECTING;
-    EXPECT_EQ(who.timer != nullptr, dials) << who.label << ": the timer of its digits runs while it dials";
+    EXPECT_TRUE(who.timer != nullptr || !dials) << who.label << ": the timer of its digits runs while it dials";
+    EXPECT_TRUE(who.timer == nullptr || dials || who.state == LINE_BUSY || who.rings_in)
+        << who.label << ": a timer is for digits, for a reminder to hang up, or for the next ring";
+    EXPECT_TRUE(who.timer != nullptr || !who.rings_in) << who.label << ": ringing ends";
     const bool is_free = who.state == LINE_IDLE;
     const bool is_rung = who.state == LINE_RINGING || (who.type == VOICE_ENDPOINT_FXO && who.state == LINE_CALLING);
     EXPECT_EQ(who.off_hook, !is_free && !is_rung) << who.label;

@@ -400,4 +400,20 @@ TEST_F(Conference, EndsWithItsEndpointAndItsPlugin) {
     EXPECT_THAT(app().said(), Contains("conference N ended"));
 }
 
+// Where both can send keys as telephone events, both are told with which payload type: the caller's.
+TEST_F(Media, TelephoneEventsTravelBesideTheCodec) {
+    const voice_codec_t callers = {LIBVOICE_CODEC_TELEPHONE_EVENT, 97, VOICE_PTIME_20MS, 0};
+    const voice_codec_t callees = {LIBVOICE_CODEC_TELEPHONE_EVENT, 101, VOICE_PTIME_20MS, 0};
+    const std::string up = item(LIBVOICE_PARAM_sdp_dr_upstream_payload, word(97)),
+                      down = item(LIBVOICE_PARAM_sdp_dr_downstream_payload, word(97));
+    const int32_t first = telephone("FXS1", {callers, kPcma}), second = telephone("FXS2", {kPcma, callees});
+    talk(first, second);
+    EXPECT_THAT(last("create").parameter("cnx_info").data, HasSubstr(up + down));
+    app().event(first, LIBVOICE_EVENT_al_on);
+    app().event(second, LIBVOICE_EVENT_al_on);
+    const int32_t third = telephone("FXS3", {kPcma});
+    talk(first, third);
+    EXPECT_THAT(last("create").parameter("cnx_info").data, testing::Not(HasSubstr(up))) << "not to who cannot";
+}
+
 } // namespace

@@ -106,10 +106,25 @@ TEST_F(Numbers, NumberThatRestedInVainIsFree) {
     EXPECT_LINES(app().said(), "endpoint 0 cellar1.FXS1 number=101 codecs=PCMA,PCMU");
 }
 
+TEST_F(Numbers, EmergencyNumbersAreNobodys) {
+    app().register_plugin("fxs1");
+    app().said();
+    telephone("fxs1", "FXS10");
+    telephone("fxs1", "FXS11");
+    EXPECT_LINES(app().said(), "endpoint 0 fxs1.FXS10 number=none codecs=PCMA,PCMU",
+                 "endpoint 0 fxs1.FXS10 has no number: 110 is an emergency number",
+                 "endpoint 1 fxs1.FXS11 number=111 codecs=PCMA,PCMU");
+    the_plan.country[0] = 'S'; // Sweden, where 110 is none
+    the_plan.country[1] = 'E';
+    app().deregister_endpoint(0);
+    telephone("fxs1", "FXS10");
+    EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS10 number=110 codecs=PCMA,PCMU"));
+}
+
 TEST_F(Numbers, OfLostLinesRestOnly32AtATime) {
     app().register_plugin("fxs1");
     for (int i = 0; i < LIBVOICE_ENDPOINTS; i++)
-        telephone("fxs1", fake::text("%d", i + 1).c_str());
+        telephone("fxs1", fake::text("%d", i + 20).c_str());
     app().close("fxs1");
     app().register_plugin("fxs2");
     app().register_plugin("cellar2");

@@ -56,7 +56,8 @@ TEST_F(Plan, EachLineReplacesADefault) {
 
 TEST_F(Plan, TheFirstBadLineIsNamed) {
     EXPECT_EQ(load("country DE\ncuontry AT\n"),
-              ":2: unknown word; known are country, number, exchange, incoming, codecs, address, ports");
+              ":2: unknown word; known are country, number, exchange, incoming, emergency, codecs, "
+              "address, ports");
     EXPECT_EQ(load("country Germany\n"), ":1: country: expected two capital letters");
     EXPECT_EQ(load("number 1x FXS1\n"), ":1: number: expected digits");
     EXPECT_EQ(load("number 10\n"), ":1: number: expected an endpoint name");
@@ -119,6 +120,30 @@ TEST(DefaultNumber, FollowsFromTheNames) {
     EXPECT_EQ(default_number(VOICE_ENDPOINT_FXO, "fxo1", "FXO1"), "none");
     EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs9", "FXS1"), "none");
     EXPECT_EQ(default_number(VOICE_ENDPOINT_FXS, "fxs1", "FXS100"), "none");
+}
+
+TEST_F(Plan, EmergencyNumbersAreThoseOfTheCountryOrOfTheFile) {
+    EXPECT_STREQ(plan_emergency(&plan_), "112 110");
+    EXPECT_EQ(load("country AU\n"), "");
+    EXPECT_STREQ(plan_emergency(&plan_), "112 000");
+    EXPECT_EQ(load("emergency 112 113\nemergency 0110\n"), "");
+    EXPECT_STREQ(plan_emergency(&plan_), "112 113 0110");
+    plan_ = plan();
+    EXPECT_EQ(load("emergency\n"), ":1: emergency: expected digits");
+    EXPECT_EQ(load("emergency 112 police\n"), ":1: emergency: expected digits");
+    std::string many = "emergency";
+    for (int i = 0; i < 24; i++)
+        many += " " + std::to_string(100 + i);
+    plan_ = plan();
+    EXPECT_EQ(load((many + "\n").c_str()), "") << "95 characters";
+    plan_ = plan();
+    EXPECT_EQ(load((many + " 1\n").c_str()), ":1: emergency: too many numbers");
+}
+
+TEST_F(Plan, NoLineIsGivenAnEmergencyNumber) {
+    EXPECT_EQ(load("number 10 FXS1\nnumber 110 FXS2\nexchange 0\n"), ":2: number: this is an emergency number");
+    plan_ = plan();
+    EXPECT_EQ(load("number 10 FXS1\nnumber 110 FXS2\ncountry FR\n"), "") << "not there";
 }
 
 TEST_F(Plan, WhatIsNoTextIsRefused) {
