@@ -125,6 +125,31 @@ TEST_F(Receive, TurnReadsForFiveMilliseconds) {
     EXPECT_EQ(served::log.size(), 2 * kPeers) << "nobody is left out";
 }
 
+// The same for a wait, which looks at its time then: a packet holds up to 64 messages, and a peer may send without end.
+TEST_F(Receive, WaitReadsForFiveMillisecondsBetweenLooksAtItsTime) {
+    static peer_t *peer;
+    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
+        peer = fcall_peer(call);
+        fcall_destroy(call);
+        return 0;
+    };
+    RawPeer &raw = connect();
+    ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
+    turn_until_idle({bus});
+    request_t *r = request_create_executeFunction("Theirs", "slow", 0);
+    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    const std::string notices = together(std::vector<Packet>(64, Packet(kWaiting, 1)));
+    for (int i = 0; i < 20; i++)
+        ASSERT_TRUE(raw.send(notices));
+    time_of_a_read = 2000000;
+    reads = 0;
+    const timeval limit = {0, 1000};
+    EXPECT_FALSE(kex_waitForReply(bus, r, &limit));
+    EXPECT_LE(reads, 4) << "2 ms each; the time begins behind the first one";
+    time_of_a_read = 0;
+    request_destroy(r);
+}
+
 TEST_F(Receive, WhatHasBeenReadHasATimeOfItsOwnToRun) {
     constexpr int kCalls = 64;
     RawPeer &raw = connect();

@@ -76,17 +76,24 @@ bool receive_may_sleep(Connection *connection, uint64_t now, uint64_t when) {
 }
 
 // What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its
-// requests, or much has come: a peer that sends without end must not keep the wait from looking at its time.
+// requests, or much has come or taken long: a peer that sends without end must not keep the wait from looking at its
+// time, and what a packet of many notices takes goes with how many calls lie here.
 void connection_read_for(Connection *connection, const request_t *r, bool sleeps) {
-    for (uint32_t i = 0; i < kPacketsPerTurn && request_is_under_way(r); i++) {
+    uint64_t end = kNever; // by the kernel's clock, from the first packet on: it may have been slept for
+    for (uint32_t i = 0; i < kPacketsPerTurn; i++) {
         if (connection_is_full(connection)) {
             connection_refuse(connection, "it sent too much while its reply was waited for");
             return;
         }
         const bool more = sleeps ? connection_await(connection) : connection_receive(connection, 1, Reading::reads_on);
-        if (!more)
+        if (!more || !request_is_under_way(r))
             return;
         sleeps = false;
+        const uint64_t now = clock_monotonic();
+        if (end == kNever)
+            end = now + kTurnReading;
+        if (now >= end)
+            return;
     }
 }
 
