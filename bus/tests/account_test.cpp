@@ -324,6 +324,29 @@ TEST_F(Accounts, CallThatComesTakesOneBlockAndItsReplyAnother) {
     }
 }
 
+// A send has found that the peer has gone, while calls that it left still run and its end lies behind others: newcomers
+// wait for these.
+TEST_F(Accounts, ListingThatNobodyCanReadTakesNoBlock) {
+    constexpr int kHeld = 14; // packets; of the others one more finds room
+    constexpr int kUnread = 3;
+    constexpr int kEcho = 10; // blocks
+    const std::string calls = together(std::vector<Packet>(64, call(1, "kex", "list")));
+    request_t *r = send_request();
+    const timeval at_once = {0, 0};
+    ASSERT_TRUE(raw->send(Packet(kCall, 1).text("Probe").text("echo").byte(1).text("text").byte(0).text(
+        std::string(90000, 'x')))); // its reply leaves at once, and finds nobody
+    for (int i = 0; i < kHeld; i++) {
+        ASSERT_TRUE(raw->send(calls));
+        EXPECT_FALSE(kex_waitForReply(bus, r, &at_once)); // reads and runs nothing
+    }
+    for (int i = 0; i < kUnread; i++)
+        ASSERT_TRUE(raw->send(calls));
+    raw->close();
+    const CountedMemory memory;
+    turn_until_idle({bus});
+    EXPECT_LE(memory.blocks(), 64u * kUnread + kEcho) << "a listing takes several, and its reply another one";
+}
+
 TEST_F(Accounts, ReplyThatComesTakesABlockForEachItem) {
     request_t *r = send_request();
     kex_dispatch(bus);

@@ -105,7 +105,8 @@ void call_run_function(function_call_t *call, argument_list_t *arguments, varian
     const wire::Call &parsed = arguments->parsed;
     Calls *calls = call->peer->calls;
     if (call_is_builtin(parsed)) {
-        const bool is_read = !call->one_way && !call->peer->connection->closed;
+        // Of one that has gone many calls may lie here yet, and others wait behind them.
+        const bool is_read = !call->one_way && connection_is_writable(call->peer->connection);
         if (is_read && !listing_fill(calls, value))
             call_add_error(call, KEX_ERROR_TOO_LARGE, "The listing is too large", parsed.path);
         return;

@@ -19,7 +19,7 @@ wire::Writer call_write_reply(const function_call_t *call, const variant_t *valu
 
 void call_send_reply(function_call_t *call, const variant_t *value) {
     Connection *connection = call->peer->connection;
-    if (connection->closed)
+    if (!connection_is_writable(connection))
         return;
     wire::Writer writer = call_write_reply(call, value);
     if (writer.why != nullptr) {
@@ -31,7 +31,7 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
         writer = call_write_reply(call, nullptr);
     }
     const uint32_t failures = memory_failures();
-    if (output_add(connection, writer, kReplyAllowance) == nullptr && !connection->write_closed)
+    if (output_add(connection, writer, kReplyAllowance) == nullptr)
         connection_refuse(connection, memory_failures() != failures ? "a reply to it is lost: out of memory"
                                                                     : "it does not read its replies");
     connection_flush_if_much(connection);
@@ -39,7 +39,7 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
 
 void call_send_miss(function_call_t *call) {
     Connection *connection = call->peer->connection;
-    if (connection->closed)
+    if (!connection_is_writable(connection))
         return;
     wire::Writer writer = call_write_reply(call, nullptr);
     output_add(connection, writer, 1);

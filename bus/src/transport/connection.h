@@ -62,6 +62,11 @@ void socket_refuse(Transport *transport, int fd, const char *why);
 const char *connection_title(const Connection *connection, char *buffer, size_t size);
 constexpr size_t kTitleSize = kMaxProcessName + 32;
 
+// Whether anything that is queued now can still reach the peer.
+inline bool connection_is_writable(const Connection *connection) {
+    return !connection->closed && !connection->write_closed;
+}
+
 // What waits from the peer has reached a limit.
 inline bool connection_is_full(const Connection *connection) {
     const Account &received = connection->received;

@@ -50,10 +50,6 @@ uint32_t shared_footprint(uint32_t size) {
     return footprint(sizeof(OutMessage)) + footprint(sizeof(SharedMessage) + size);
 }
 
-bool output_is_open(const Connection *connection) {
-    return !connection->closed && !connection->write_closed;
-}
-
 void message_push(Connection *connection, OutMessage *message) {
     Transport *transport = connection->transport;
     connection->output.push(message);
@@ -71,10 +67,10 @@ wire::Writer output_begin(Connection *connection) {
 }
 
 OutMessage *output_add(Connection *connection, wire::Writer &writer, uint32_t allowance) {
-    if (output_is_open(connection))
+    if (connection_is_writable(connection))
         faults_befall(connection);
     bool may_leave =
-        writer.why == nullptr && output_is_open(connection) && output_has_room(connection, writer, allowance);
+        writer.why == nullptr && connection_is_writable(connection) && output_has_room(connection, writer, allowance);
     OutMessage *message = may_leave ? message_create(writer) : nullptr;
     if (message == nullptr) {
         wire::message_discard(writer);
@@ -100,7 +96,7 @@ void shared_message_release(SharedMessage *shared) {
 }
 
 bool output_takes(const Connection *connection, uint32_t size) {
-    return output_is_open(connection) &&
+    return connection_is_writable(connection) &&
            account_fits(connection->queued.bytes, shared_footprint(size), kMaxQueuedBytes);
 }
 
