@@ -1,17 +1,19 @@
 # SPDX-License-Identifier: MIT
-"""A process that sends calls without end on all the connections it may have: busy_peer.py SOCKET stays|visits."""
+"""A process that sends calls without end on all its connections: busy_peer.py SOCKET stays|visits single|packed."""
 
 import select
 import sys
 
-from wire import RawPeer, call
+from wire import RawPeer, call, together
 
 PER_PROCESS = 8  # connections that one process may have
-CALLS_OF_A_VISIT = 1024  # more than a queue takes
+PACKETS_OF_A_VISIT = 1024  # more than a queue takes
 LIST, _ = call(1, "kex", "list", [], one_way=True)
+NOTHING, _ = call(1, "no such object", "none", [], one_way=True)
+PACKETS = {"single": LIST, "packed": together(*[NOTHING] * 64)}  # as many calls as a packet carries
 
 
-def send_all_the_time(path):
+def send_all_the_time(path, packet):
     """What a busy process does: calls without end on all its connections."""
     peers = [RawPeer.connect(path, "busy") for _ in range(PER_PROCESS)]
     for peer in peers:
@@ -21,12 +23,12 @@ def send_all_the_time(path):
         for ready in select.select([], [peer.socket for peer in peers], [])[1]:
             try:
                 for _ in range(64):
-                    ready.send(LIST)
+                    ready.send(packet)
             except BlockingIOError:
                 pass
 
 
-def come_and_go(path):
+def come_and_go(path, packet):
     """The same by connections that end as soon as their calls are sent; each keeps its place until they have run."""
     print("busy", flush=True)
     while True:
@@ -34,11 +36,11 @@ def come_and_go(path):
             visitor.socket.setblocking(False)
             try:
                 visitor.say_hello("visitor")
-                for _ in range(CALLS_OF_A_VISIT):
-                    visitor.socket.send(LIST)
+                for _ in range(PACKETS_OF_A_VISIT):
+                    visitor.socket.send(packet)
             except (BlockingIOError, BrokenPipeError, ConnectionResetError):
                 pass  # as much as it could, or refused: too many of this process are not finished
 
 
 if __name__ == "__main__":
-    {"stays": send_all_the_time, "visits": come_and_go}[sys.argv[2]](sys.argv[1])
+    {"stays": send_all_the_time, "visits": come_and_go}[sys.argv[2]](sys.argv[1], PACKETS[sys.argv[3]])

@@ -18,8 +18,9 @@ LIMIT = 0.2  # 0.1 s is promised; a processor that is shared with others takes u
 BUSY = Path(__file__).with_name("busy_peer.py")
 
 
-def start_busy_process(path, manner):
-    child = subprocess.Popen([sys.executable, str(BUSY), str(path), manner], stdout=subprocess.PIPE, text=True)
+def start_busy_process(path, manner, packets):
+    command = [sys.executable, str(BUSY), str(path), manner, packets]
+    child = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
     assert child.stdout.readline() == "busy\n"
     return child
 
@@ -50,14 +51,18 @@ def newcomer_is_answered(path):
         assert peer.call(*LIST).result is not None
 
 
-@pytest.mark.parametrize("processes, manner", [(1, "stays"), (6, "stays"), (1, "visits"), (6, "visits")])
-def test_who_calls_little_waits_little_beside_busy_peers(system, processes, manner):
+SINGLE = [(processes, manner, "single") for manner in ("stays", "visits") for processes in (1, 6)]
+PACKED = [(1, "stays", "packed"), (6, "stays", "packed"), (1, "visits", "packed")]
+
+
+@pytest.mark.parametrize("processes, manner, packets", SINGLE + PACKED)
+def test_who_calls_little_waits_little_beside_busy_peers(system, processes, manner, packets):
     application = system.start_application()
     children, waits, newcomers = [], [], []
     with RawPeer.connect(system.socket) as peer:
         try:
             for _ in range(processes):
-                children.append(start_busy_process(system.socket, manner))
+                children.append(start_busy_process(system.socket, manner, packets))
             for _ in range(40):
                 waits.append(waited_for(lambda: peer.call(*LIST), application))
                 newcomers.append(waited_for(lambda: newcomer_is_answered(system.socket), application))
@@ -70,5 +75,5 @@ def test_who_calls_little_waits_little_beside_busy_peers(system, processes, mann
     for who, figures in ("known", waits), ("newcomer", newcomers):
         for what, seconds in zip(("waits", "work"), zip(*figures)):
             shown = f"median {statistics.median(seconds):.4f} s, most {max(seconds):.4f} s"
-            print(f"{processes} busy, {manner}, {who}, {what}: {shown}")
+            print(f"{processes} busy, {manner}, {packets}, {who}, {what}: {shown}")
             assert max(seconds) <= LIMIT, (who, what)
