@@ -182,8 +182,9 @@ TEST(PacketUse, GrowsAsFarAsItsLimits) {
     EXPECT_EQ(taken({1, 15, 0, 0, 0}), 64u);
     EXPECT_EQ(taken({1, 100, 0, 0, 0}), 10u) << "bytes";
     EXPECT_EQ(taken({1, 101, 0, 0, 0}), 9u) << "bytes";
-    EXPECT_EQ(taken({1, 1, 16, 0, 0}), 4u) << "descriptors";
-    EXPECT_EQ(taken({1, 1, 17, 0, 0}), 3u) << "descriptors";
+    EXPECT_EQ(taken({1, 1, 4, 0, 0}), 4u) << "descriptors";
+    EXPECT_EQ(taken({1, 1, 5, 0, 0}), 3u) << "descriptors";
+    EXPECT_EQ(taken({1, 1, 64, 0, 0}), 1u) << "descriptors";
     EXPECT_EQ(taken({1, 1, 0, 1024, 0}), 4u) << "values";
     EXPECT_EQ(taken({1, 1, 0, 1025, 0}), 3u) << "values";
     EXPECT_EQ(taken({1, 1, 0, 0, 32}), 2u) << "error items";
@@ -192,6 +193,14 @@ TEST(PacketUse, GrowsAsFarAsItsLimits) {
 
 TEST(PacketUse, TakesOneMessageOfAnySize) {
     EXPECT_EQ(taken({1, kLimit + 1, 0, 0, 0}), 1u);
+}
+
+TEST(PacketUse, TakesMessagesWithoutDescriptorsBehindAnyNumberOfThem) {
+    bus::wire::PacketUse packet = {};
+    ASSERT_TRUE(bus::wire::packet_takes(packet, {1, 1, 64, 0, 0}, kLimit));
+    EXPECT_TRUE(bus::wire::packet_takes(packet, {1, 1, 0, 0, 0}, kLimit));
+    EXPECT_FALSE(bus::wire::packet_takes(packet, {1, 1, 1, 0, 0}, kLimit));
+    EXPECT_EQ(packet.messages, 2u);
 }
 
 TEST(PacketUse, StaysAsItWasWhenAMessageDoesNotFit) {

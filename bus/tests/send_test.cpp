@@ -196,15 +196,45 @@ TEST_F(Together, AsManyBytesAsAPacketMayHave) {
     EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 2, 1));
 }
 
-TEST_F(Together, SixtyFourDescriptorsAtMost) {
+TEST_F(Together, SixteenDescriptorsOfSeveralMessagesAtMost) {
     for (int i = 0; i < 3; i++)
-        send_one_way(list(std::vector<variant_t>(30, descriptor(STDIN_FILENO))));
-    send_one_way(list(std::vector<variant_t>(6, descriptor(STDIN_FILENO))));
-    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 2));
+        send_one_way(list(std::vector<variant_t>(8, descriptor(STDIN_FILENO))));
+    send_one_way(list(std::vector<variant_t>(64, descriptor(STDIN_FILENO))));
+    send_one_way(none());
+    EXPECT_THAT(packets_of_a_turn(), ElementsAre(2, 1, 2));
     std::vector<std::string> counts;
     for (const std::string &message : received)
         counts.push_back(std::to_string(message.at(16)));
-    EXPECT_THAT(counts, ElementsAre("30", "30", "30", "6"));
+    EXPECT_THAT(counts, ElementsAre("8", "8", "8", "64", "0"));
+}
+
+// The receiver's table is almost full: what each call brings finds room, what all of them bring does not.
+TEST_F(Together, DescriptorsOfSeveralCallsFindRoomWhereThoseOfEachDo) {
+    constexpr size_t kCalls = 8;
+    CapturedTrace trace;
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit low = {open_descriptors() + 12, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int looks = 0; looks < 40; looks++) // until the bus has looked at the table again
+        request_destroy(call("Probe", "note"));
+    setrlimit(RLIMIT_NOFILE, &limit); // the small one is the reader's
+    served::log.clear();
+    for (size_t i = 0; i < kCalls; i++) {
+        request_t *r = request_create_executeFunction("Probe", "note", 0);
+        variant_t ten = list(std::vector<variant_t>(10, descriptor(STDIN_FILENO)));
+        request_addParameter(r, "fds", &ten);
+        variant_cleanup(&ten);
+        EXPECT_TRUE(kex_sendRequest(client, to_server, r));
+        request_destroy(r);
+    }
+    kex_dispatch(client);
+    setrlimit(RLIMIT_NOFILE, &low);
+    support::turn_until_idle({server});
+    setrlimit(RLIMIT_NOFILE, &limit);
+    // Checked only now: the sanitizers' own checks need descriptors too.
+    EXPECT_EQ(served::log.size(), kCalls) << "28 at a time fit, 80 come";
+    EXPECT_EQ(trace.text(), "");
 }
 
 TEST_F(Together, FourThousandAndNinetySixValuesAtMost) {

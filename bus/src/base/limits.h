@@ -15,6 +15,7 @@ constexpr uint32_t kMaxByteArray = 96 * 1024; // one byte-array value
 constexpr uint32_t kMaxArguments = 64;        // named values of a call
 constexpr uint32_t kMaxErrors = 64;           // error items of a reply, and of all replies of a packet
 constexpr uint32_t kMaxDescriptors = 64;      // of a packet
+constexpr uint32_t kGatheredDescriptors = 16; // of them, that a sender brings together from several messages
 constexpr uint32_t kKernelDescriptors =
     253;                                   // that the kernel passes in one packet: room for all, so that all are closed
 constexpr uint32_t kMaxValues = 4096;      // of a packet, those inside lists included
@@ -40,9 +41,10 @@ constexpr uint32_t kMessageKeeping = 512;           // of the heap, that keeping
 constexpr uint32_t kPacketFootprint =               // of the heap, that the calls of a full packet take
     kMaxPacket + kMaxMessages * kMessageKeeping + kMaxDescriptors * sizeof(int);
 constexpr uint32_t kSpareDescriptors = 16; // kept back so that a full table never loses what arrives
-constexpr uint32_t kHostShare = 4;         // the host keeps this part of the descriptors that the process may have,
-constexpr uint32_t kMaxHostReserve = 256;  // but not more than these, whatever peers' calls hold
-constexpr uint32_t kMaxClosings = 256;     // closed beside the loop at a time; beyond it nobody new is taken in
+static_assert(kGatheredDescriptors <= kSpareDescriptors, "what fits alone fits together");
+constexpr uint32_t kHostShare = 4;        // the host keeps this part of the descriptors that the process may have,
+constexpr uint32_t kMaxHostReserve = 256; // but not more than these, whatever peers' calls hold
+constexpr uint32_t kMaxClosings = 256;    // closed beside the loop at a time; beyond it nobody new is taken in
 constexpr uint32_t kMaxClosingsOfProcess =
     32;                              // of them, from one process; beyond it that one's packets with descriptors wait
 constexpr uint32_t kMaxClosers = 8;  // threads that do so

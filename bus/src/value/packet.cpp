@@ -4,6 +4,16 @@
 
 namespace bus::wire {
 
+namespace {
+
+// The receiver takes a packet in whole or not at all: its table may have room for what each of several messages brings,
+// but not for what all of them do.
+bool descriptors_fit(uint32_t together, const PacketUse &message) {
+    return message.descriptors == 0 || together <= kGatheredDescriptors;
+}
+
+} // namespace
+
 const char *packet_open(const void *bytes, uint32_t size, Packet &packet) {
     const uint8_t *next = static_cast<const uint8_t *>(bytes);
     bool holds_hello = false;
@@ -42,7 +52,7 @@ bool packet_takes(PacketUse &packet, const PacketUse &message, uint32_t limit) {
     const PacketUse sum = {packet.messages + message.messages, packet.size + message.size,
                            packet.descriptors + message.descriptors, packet.values + message.values,
                            packet.errors + message.errors};
-    const bool fits = sum.messages <= kMaxMessages && sum.size <= limit && sum.descriptors <= kMaxDescriptors &&
+    const bool fits = sum.messages <= kMaxMessages && sum.size <= limit && descriptors_fit(sum.descriptors, message) &&
                       sum.values <= kMaxValues && sum.errors <= kMaxErrors;
     // Alone, each one that has been written fits.
     if (packet.messages > 0 && !fits)
