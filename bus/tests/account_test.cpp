@@ -253,7 +253,7 @@ TEST_F(Accounts, RepliesOfFullPacketsTakeNoMoreEither) {
     }
     turn_until_idle({bus});
     EXPECT_FALSE(raw->is_closed());
-    EXPECT_GT(memory.most(), kMebibyte / 2) << "several came at once";
+    EXPECT_GT(memory.most(), kMebibyte / 3) << "more than one came at once";
     EXPECT_LE(memory.most(), 7 * kMebibyte / 2);
 }
 

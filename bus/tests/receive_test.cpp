@@ -16,6 +16,7 @@ using namespace support;
 namespace {
 
 int reads;
+int most_packets;        // that one read has brought
 uint64_t time_of_a_read; // that the kernel's clock shows more after each one, in ns
 uint64_t time_of_an_accept;
 
@@ -38,7 +39,9 @@ ssize_t __wrap_recvmsg(int fd, msghdr *message, int flags) {
 }
 int __wrap_recvmmsg(int fd, mmsghdr *messages, unsigned count, int flags, timespec *timeout) {
     count_read();
-    return __real_recvmmsg(fd, messages, count, flags, timeout);
+    const int packets = __real_recvmmsg(fd, messages, count, flags, timeout);
+    most_packets = std::max(most_packets, packets);
+    return packets;
 }
 int __real_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
 int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
@@ -196,6 +199,26 @@ TEST_F(Receive, ManyPacketsComeInLargeBatches) {
     turn_until_idle({bus});
     EXPECT_EQ(served::log.size(), static_cast<size_t>(kPackets));
     EXPECT_LE(reads, kPackets / 6 + 4) << "six at a time, once it is known that there are many";
+}
+
+// What is read of one peer at a time keeps the others from being read: many packets of few messages, or few of many.
+TEST_F(Receive, ReadGrowsUntilItBringsOneHundredAndTwentyEightMessages) {
+    const struct {
+        size_t messages; // in a packet
+        int packets;     // in the largest read
+    } rows[] = {{1, 6}, {32, 4}, {64, 2}};
+    for (const auto &row : rows) {
+        RawPeer &raw = connect();
+        const std::string packet = together(std::vector<Packet>(row.messages, Packet(kWaiting, 1)));
+        most_packets = 0;
+        for (int turn = 0; turn < 12; turn++) {
+            const support::ClockStopped whole_turn;
+            while (raw.send(packet)) {
+            }
+            kex_dispatch(bus);
+        }
+        EXPECT_EQ(most_packets, row.packets) << row.messages << " messages a packet";
+    }
 }
 
 TEST_F(Receive, OneBatchOfDescriptorsMayPassTheLimit) {

@@ -51,6 +51,7 @@ constexpr uint32_t kMaxClosers = 8;  // threads that do so
 constexpr uint32_t kMaxUnread = 512; // packets looked at before a close, where the kernel tells nothing
 constexpr uint32_t kFlushBytes = 64 * 1024; // queued beyond this, kex_sendRequest tries to send at once
 constexpr uint32_t kPacketsPerRead = 8;     // taken by one system call at most; each has a buffer
+constexpr uint32_t kMessagesPerRead = 128;  // as many packets as have brought no more are taken by the next one
 constexpr uint32_t kPacketsPerTurn = 64;    // read from one peer before the calls of others get their turn
 constexpr uint32_t kEndedShare = 64; // tasks of an ended connection at a visit of the loop while newcomers wait for it
 

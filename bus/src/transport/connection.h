@@ -36,6 +36,7 @@ struct Connection : Source, Task, Node<Connection> {
     uint32_t end_number; // its end was noticed as the so-many-th; 0: it has not ended
     uint32_t behind;     // how many ends had been noticed when it was accepted: those come first
     uint32_t batches;    // read in this turn
+    uint32_t messages;   // that the last read has brought
     int32_t process_id;
     uint32_t user_id;
     char name[kMaxProcessName + 1];

@@ -93,6 +93,7 @@ const char *packet_take(Connection *connection, Arrival &arrival) {
         return "descriptors were lost: this process has no more";
     wire::Packet packet;
     const char *why = wire::packet_validate(arrival.packet, arrival.size, arrival.descriptors.count, packet);
+    connection->messages += packet.count;
     for (uint32_t i = 0; i < packet.count && why == nullptr; i++)
         why = message_reject(connection, packet.messages[i]);
     return why != nullptr ? why : packet_dispatch(connection, packet, arrival.descriptors);

@@ -88,6 +88,7 @@ bool packet_has_to_wait(Connection *connection, bool is_short) {
 
 // What a read has brought: so many packets, or an error other than 0 that is the connection's end.
 void batch_take(Connection *connection, Batch &batch, uint32_t count, int error) {
+    connection->messages = 0;
     if (count == 0 && error != 0)
         connection_end(connection, strerror(error));
     for (uint32_t i = 0; i < count; i++) {
@@ -100,7 +101,8 @@ void batch_take(Connection *connection, Batch &batch, uint32_t count, int error)
 // ----------------------------------------------------------------------------------------- In a turn
 
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
-// one that sends many is read in ever larger batches. What is left makes the loop come back at once; it is left when
+// one that sends many is read in ever larger batches, as long as they hold few messages: one of full packets would keep
+// the other peers from being read. What is left makes the loop come back at once; it is left when
 // much has been read, so that the calls of others do not stand behind all that one peer can send. Nobody but newcomers
 // waits for one that has ended, and it sends no more: all of it is read. True: there may be more for this turn.
 bool connection_read_batch(Connection *connection) {
@@ -109,10 +111,12 @@ bool connection_read_batch(Connection *connection) {
         return false;
     const uint32_t batch_size = 1u << connection->batch_power;
     const bool more = connection_receive(connection, batch_size, Reading::may_hold_back);
-    const bool largest = batch_size == kPacketsPerRead;
+    const bool largest = batch_size == kPacketsPerRead || 2 * connection->messages > kMessagesPerRead;
     connection->batches++;
     if (more && !largest)
         connection->batch_power++;
+    if (more && connection->messages > kMessagesPerRead && connection->batch_power > 0)
+        connection->batch_power--;
     if (!more)
         connection->batch_power = 0;
     return more && (largest || connection->end_number != 0);
