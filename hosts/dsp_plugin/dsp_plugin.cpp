@@ -15,6 +15,7 @@
  */
 #include "audio.h"
 #include "console.h"
+#include "country_tones.h"
 #include "host.h"
 #include "line_plugin.h"
 #include "media_record.h"
@@ -34,9 +35,11 @@ constexpr uint32_t kToneStep = 40;
 struct channel {
     bool used;
     char name[64];
+    uint32_t plays; // the signal of the tone that was ordered last
     audio sound;
 };
 channel channels[kChannels];
+char country[3]; // that the application named
 
 void channel_hears(const audio *sound, const char *what) {
     say("channel %s hears %s", sound->who, *what == 0 ? "silence" : what);
@@ -54,6 +57,7 @@ channel *channel_add(const char *name) {
         if (one.used || strlen(name) >= sizeof one.sound.who)
             continue;
         one.used = true;
+        tone_player_stop(&one.sound.tone);
         snprintf(one.name, sizeof one.name, "%s", name);
         snprintf(one.sound.who, sizeof one.sound.who, "%s", name);
         return &one;
@@ -90,8 +94,28 @@ int32_t channel_answer(const char *name, const char *wrong, uint32_t line, int32
 
 // ------------------------------------------------------------------------------------------- Callbacks of a DSP plugin
 
+// A tone of the network sounds with the channel's own, and is heard at the far end of its media.
+void channel_play(channel *one, uint32_t signal, bool stops) {
+    const network_tone tone = network_tone_of(signal);
+    if (tone == TONES)
+        return;
+    const tone_pattern pattern = tone_pattern_read(country_tone(country, tone)->text);
+    if (!stops)
+        tone_player_start(&one->sound.tone, &pattern);
+    else if (one->plays == signal)
+        tone_player_stop(&one->sound.tone);
+    one->plays = signal;
+}
+
 int32_t dsp_signal(const char *name, libvoice_signal_t *message) {
-    say("channel %s plays %s", name, libvoice_param_str(voice_signal_head(message).signal));
+    const voice_signal_t head = voice_signal_head(message);
+    const bool stops = (head.flags & VOICE_SIGNAL_STOP) != 0;
+    channel *one = channel_find(name);
+    say("channel %s %s %s", name, stops ? "ends" : "plays", libvoice_param_str(head.signal));
+    if (one != nullptr && head.signal == LIBVOICE_SIGNAL_zil_cancel_all_signals)
+        tone_player_stop(&one->sound.tone);
+    else if (one != nullptr)
+        channel_play(one, head.signal, stops);
     return 0;
 }
 
@@ -132,7 +156,13 @@ int32_t dsp_destroy(const char *name, uint32_t line) {
 
 // ------------------------------------------------------------------------------------------ Callbacks of every plugin
 
-int32_t plugin_init(const char *country) {
+int32_t plugin_init(const char *name) {
+    snprintf(country, sizeof country, "%s", name);
+    for (uint32_t i = 0; i < TONES; i++) {
+        const network_tone tone = static_cast<network_tone>(i);
+        if (tone_cell_is_unproved(country_tone(country, tone)))
+            say("unproved: %s tone of %s is %s", network_tone_name(tone), country, country_tone(country, tone)->text);
+    }
     say("ready country=%s channels on request", country);
     return 0;
 }

@@ -45,6 +45,7 @@ void conference_add(const audio *sound, uint32_t to, const step *in, int16_t *ou
 void audio_send(audio *sound, uint64_t position, const step *in) {
     step voice;
     tone_generator_next(&sound->voice, voice, kStepSamples);
+    tone_player_add(&sound->tone, voice, kStepSamples);
     frame_scale(voice, kStepSamples, sound->said_factor);
     for (uint32_t i = 0; i < kSessions; i++) {
         media_session *session = &sound->sessions[i];

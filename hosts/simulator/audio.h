@@ -14,12 +14,14 @@
 #include "line_driver.h"
 #include "session.h"
 #include "tone.h"
+#include "tone_player.h"
 
 constexpr uint32_t kSessions = LINE_APPEARANCES;
 
 struct audio {
     char who[40];
     tone_generator voice;
+    tone_player tone; // sounds with the voice, for the far end
     tone_detector detector;
     char heard[48];     // what was said last
     char candidate[48]; // heard once; said when it is heard twice

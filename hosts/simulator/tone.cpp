@@ -11,7 +11,28 @@ constexpr double kTurn = 6.283185307179586;
 constexpr double kAmplitude = 6000;
 constexpr double kAudible = 600;       // amplitude below which there is silence
 constexpr double kBesideLoudest = 0.3; // of the loudest: what is weaker is its distortion
-constexpr uint32_t kBins = (kDetectorHighest - kDetectorLowest) / kDetectorStep + 1;
+constexpr uint32_t kNetworkBins = sizeof kNetworkTones / sizeof kNetworkTones[0];
+constexpr uint32_t kBins = (kDetectorHighest - kDetectorLowest) / kDetectorStep + 1 + kNetworkBins;
+
+// What is looked for, in order. Frequencies are at least 5 Hz apart, which 200 ms tell.
+struct detector_bins {
+    uint32_t frequency[kBins];
+};
+
+constexpr detector_bins bins_make() {
+    detector_bins bins = {};
+    uint32_t count = 0;
+    for (uint32_t frequency = kDetectorLowest; frequency <= kDetectorHighest; frequency += kDetectorStep)
+        bins.frequency[count++] = frequency;
+    for (uint32_t frequency : kNetworkTones) {
+        uint32_t at = count++;
+        for (; at > 0 && bins.frequency[at - 1] > frequency; at--)
+            bins.frequency[at] = bins.frequency[at - 1];
+        bins.frequency[at] = frequency;
+    }
+    return bins;
+}
+constexpr detector_bins kFrequencies = bins_make();
 
 double amplitude_at(const tone_detector *detector, uint32_t frequency) {
     double factor = 2 * cos(kTurn * frequency / kSampleRate);
@@ -46,7 +67,7 @@ void tone_detector_name(tone_detector *detector, char *text, uint32_t size) {
     double heard[kBins];
     double loudest = 0;
     for (uint32_t bin = 0; bin < kBins; bin++) {
-        heard[bin] = amplitude_at(detector, kDetectorLowest + bin * kDetectorStep);
+        heard[bin] = amplitude_at(detector, kFrequencies.frequency[bin]);
         loudest = heard[bin] > loudest ? heard[bin] : loudest;
     }
     detector->used = 0;
@@ -56,8 +77,7 @@ void tone_detector_name(tone_detector *detector, char *text, uint32_t size) {
         bool peak = (bin == 0 || heard[bin] >= heard[bin - 1]) && (bin + 1 == kBins || heard[bin] > heard[bin + 1]);
         if (!peak || heard[bin] < kAudible || heard[bin] < kBesideLoudest * loudest)
             continue;
-        int length =
-            snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kDetectorLowest + bin * kDetectorStep);
+        int length = snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kFrequencies.frequency[bin]);
         if (length < 0 || static_cast<uint32_t>(length) >= size - used) {
             text[used] = 0;
             return;

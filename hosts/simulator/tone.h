@@ -16,11 +16,12 @@ struct tone_generator {
 /** The next samples of a tone, at about -10 dBm0. */
 void tone_generator_next(tone_generator *generator, int16_t *samples, uint32_t count);
 
-constexpr uint32_t kDetectorStep = 20; // Hz; tones are told apart that are multiples of it
+constexpr uint32_t kDetectorStep = 20; // Hz; voices are told apart that are multiples of it
 constexpr uint32_t kDetectorLowest = 300;
 constexpr uint32_t kDetectorHighest = 1700;
-constexpr uint32_t kDetectorSamples = 1600; // 200 ms are examined at once
-constexpr uint32_t kDetectorTones = 4;      // and so many told apart
+constexpr uint32_t kNetworkTones[] = {350, 425, 450, 950, 1800}; // Hz; and these, which networks play
+constexpr uint32_t kDetectorSamples = 1600;                      // 200 ms are examined at once
+constexpr uint32_t kDetectorTones = 4;                           // and so many told apart
 
 struct tone_detector {
     int16_t samples[kDetectorSamples];

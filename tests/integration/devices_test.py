@@ -156,6 +156,9 @@ def test_dsp_channels_are_created_and_driven(house):
         watcher.expect_message(kind="reply", plugin="dsp1", function=function, endpoint=endpoint, result=True)
     heard = {house.dsp.expect("^channel (D1C[12]) hears .*Hz$").group(1) for _ in range(2)}
     assert heard == {"D1C1", "D1C2"}
+    # The ringing tone that one plays sounds at the other: a second, then a pause.
+    place, _ = house.dsp.out.expect_from(0, r"^channel D1C2 hears 425Hz\+500Hz$")
+    house.dsp.out.expect_from(place, "^channel D1C2 hears 500Hz$")
     house.application.ask("dsp dsp1 codec PCMU")
     watcher.expect_message(kind="reply", function="modify", result=True)
     house.application.ask("dsp dsp1 destroy")

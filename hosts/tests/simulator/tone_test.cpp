@@ -43,6 +43,14 @@ TEST(ToneDetector, NamesEveryToneThatHostsSend) {
         EXPECT_EQ(heard({frequency}, true), std::to_string(frequency) + "Hz");
 }
 
+TEST(ToneDetector, NamesWhatNetworksPlay) {
+    for (uint32_t frequency : kNetworkTones)
+        EXPECT_EQ(heard({frequency}, true), std::to_string(frequency) + "Hz");
+    EXPECT_EQ(heard({425, 500}, true), "425Hz+500Hz");
+    EXPECT_EQ(heard({350, 440}, true), "350Hz+440Hz");
+    EXPECT_EQ(heard({480, 620}, true), "480Hz+620Hz");
+}
+
 TEST(ToneDetector, TellsTonesApart) {
     EXPECT_EQ(heard({440, 400}, true), "400Hz+440Hz");
     EXPECT_EQ(heard({400, 600, 640}, true), "400Hz+600Hz+640Hz");

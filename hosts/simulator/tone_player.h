@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file tone_player.h
+ * Plays a tone of the network as sound.
+ */
+#pragma once
+
+#include "tone_pattern.h"
+
+struct tone_player {
+    tone_pattern pattern; // count 0: nothing is played
+    uint32_t element;
+    uint32_t played; // samples of the element
+};
+
+/** Begins a tone in place of the one before. */
+void tone_player_start(tone_player *player, const tone_pattern *pattern);
+void tone_player_stop(tone_player *player);
+/** Adds the next samples of the tone to a mix, if one is played. */
+void tone_player_add(tone_player *player, int16_t *mix, uint32_t count);
