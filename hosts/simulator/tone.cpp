@@ -34,25 +34,41 @@ constexpr detector_bins bins_make() {
 }
 constexpr detector_bins kFrequencies = bins_make();
 
-double amplitude_at(const tone_detector *detector, uint32_t frequency) {
-    double factor = 2 * cos(kTurn * frequency / kSampleRate);
-    double before = 0, last = 0;
-    for (uint32_t i = 0; i < kDetectorSamples; i++) {
-        double now = detector->samples[i] + factor * last - before;
-        before = last;
-        last = now;
+// Goertzel's filter at all of them side by side, so that the processor need not wait for one result before the next.
+void amplitudes_find(const tone_detector *detector, double *amplitude) {
+    double factor[kBins], before[kBins] = {}, last[kBins] = {};
+    for (uint32_t bin = 0; bin < kBins; bin++)
+        factor[bin] = 2 * cos(kTurn * kFrequencies.frequency[bin] / kSampleRate);
+    for (int16_t sample : detector->samples) {
+        for (uint32_t bin = 0; bin < kBins; bin++) {
+            const double now = sample + factor[bin] * last[bin] - before[bin];
+            before[bin] = last[bin];
+            last[bin] = now;
+        }
     }
-    double power = before * before + last * last - factor * before * last;
-    return 2 * sqrt(power > 0 ? power : 0) / kDetectorSamples;
+    for (uint32_t bin = 0; bin < kBins; bin++) {
+        const double power = before[bin] * before[bin] + last[bin] * last[bin] - factor[bin] * before[bin] * last[bin];
+        amplitude[bin] = 2 * sqrt(power > 0 ? power : 0) / kDetectorSamples;
+    }
+}
+
+// One turn of the tones that hosts speak in, a sample for each eight-thousandth.
+const int16_t *turn_get() {
+    static int16_t turn[kSampleRate];
+    static bool made;
+    for (uint32_t i = 0; i < kSampleRate && !made; i++)
+        turn[i] = static_cast<int16_t>(kAmplitude * sin(kTurn * i / kSampleRate));
+    made = true;
+    return turn;
 }
 
 } // namespace
 
 void tone_generator_next(tone_generator *generator, int16_t *samples, uint32_t count) {
+    const int16_t *turn = turn_get();
     for (uint32_t i = 0; i < count; i++) {
-        // Reduced to one turn in whole numbers, so that nothing adds up over hours.
-        uint64_t part = static_cast<uint64_t>(generator->phase) * generator->frequency % kSampleRate;
-        samples[i] = static_cast<int16_t>(kAmplitude * sin(kTurn * static_cast<double>(part) / kSampleRate));
+        // In whole numbers, so that nothing adds up over hours.
+        samples[i] = turn[static_cast<uint64_t>(generator->phase) * generator->frequency % kSampleRate];
         generator->phase = (generator->phase + 1) % kSampleRate;
     }
 }
@@ -66,10 +82,9 @@ bool tone_detector_listen(tone_detector *detector, const int16_t *samples, uint3
 void tone_detector_name(tone_detector *detector, char *text, uint32_t size) {
     double heard[kBins];
     double loudest = 0;
-    for (uint32_t bin = 0; bin < kBins; bin++) {
-        heard[bin] = amplitude_at(detector, kFrequencies.frequency[bin]);
-        loudest = heard[bin] > loudest ? heard[bin] : loudest;
-    }
+    amplitudes_find(detector, heard);
+    for (double amplitude : heard)
+        loudest = amplitude > loudest ? amplitude : loudest;
     detector->used = 0;
     text[0] = 0;
     uint32_t used = 0, tones = 0;
