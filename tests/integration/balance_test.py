@@ -7,6 +7,7 @@ As a test a few rounds run. By hand, any number of calls, with the figures:
 """
 
 import argparse
+import re
 import time
 from collections import Counter
 
@@ -82,11 +83,13 @@ class Exchange:
         reports = [
             numbers(REPORT.search(line)) for line in self.application.out.since(mark[self.application], "^stats ")
         ]
-        counted = [
-            numbers(STATISTICS.search(line))
+        ended = [
+            line
             for process in (self.callers, self.callees)
             for line in process.out.since(mark[process], " media ended ")
         ]
+        counted = [numbers(STATISTICS.search(line)) for line in ended]
+        self.packets["late"] += sum(int(re.search(r" late=(\d+) ", line)[1]) for line in ended)
         assert len(reports) == len(counted) == 2 * count
         for name in ("tx", "rx", "lost", "discarded"):
             assert sum(row[name] for row in reports) == sum(row[name] for row in counted), name
@@ -121,7 +124,8 @@ def test_calls_leave_nothing_behind(system, form):
     before, after, exchange, _ = run(system, form, TEST_CALLS)
     assert after == before
     assert exchange.calls == TEST_CALLS
-    assert exchange.packets["lost"] == 0 and exchange.packets["discarded"] == 0
+    assert exchange.packets["lost"] == 0
+    assert exchange.packets["discarded"] == exchange.packets["late"]  # which a busy machine makes
     assert 0 < exchange.packets["rx"] <= exchange.packets["tx"]
 
 
@@ -144,7 +148,7 @@ def main():
     print(
         f"packets: {packets['tx']} sent, {packets['rx']} received, {packets['lost']} lost, "
         f"{packets['discarded']} discarded, "
-        f"{packets['tx'] - packets['rx'] - packets['discarded']} sent after the peer had closed"
+        f"{packets['tx'] - packets['rx']} sent after the peer had closed"
     )
 
 

@@ -86,7 +86,7 @@ def check_counts(mine, others, report):
         assert mine[name] == report[name], name
     assert mine["rx"] > 0 and mine["tx"] > 0
     assert mine["lost"] == 0  # nothing gets lost on the loopback
-    assert mine["rx"] + mine["discarded"] <= others["tx"]
+    assert mine["rx"] <= others["tx"]  # those that a busy machine made late are among them
 
 
 def media_commands(watcher, plugin):
