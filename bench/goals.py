@@ -22,7 +22,7 @@ def _own_cost(path):
     return Row(path, "library", {"the bare calls": 300}, is_difference=True)
 
 
-LIBRARY = [
+PATHS = [
     Row("buffer add", "library", {"libmnl": 0.7, "C": 1.2}),
     Row("buffer walk", "library", {"libmnl": 0.3, "C": 1.2}),
     Row("buffer find", "library", {"libmnl": 0.3, "C": 1.2}),

@@ -51,7 +51,7 @@ def output_of(*command):
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
-def library_times(program):
+def path_times(program):
     """{path: {by: [ns, ...]}}"""
     times = {}
     for run in json.loads(output_of(program, *GOOGLE))["benchmarks"]:
@@ -132,7 +132,7 @@ def run_once(programs, names):
 def measure(programs, names):
     results = []
     if "library" in names:
-        results += results_of(goals.LIBRARY, library_times(programs / "bench_library_timed"))
+        results += results_of(goals.PATHS, path_times(programs / "bench_library_timed"))
     if "bus" in names:
         results += results_of(goals.BUS, bus_times(programs / "bench_bus", 1))
         if len(os.sched_getaffinity(0)) > 1:

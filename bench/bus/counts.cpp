@@ -148,9 +148,9 @@ bool show_heap() {
         path.run();
         allocations_count = false;
         const double times = path.operations;
-        std::printf("%-34s%10.1f%10.1f%12.1f\n", path.name, allocations.library / times, allocations.bus / times,
+        std::printf("%-34s%10.1f%10.1f%12.1f\n", path.name, allocations.voice_plugin / times, allocations.bus / times,
                     allocations.others / times);
-        by_library += allocations.library;
+        by_library += allocations.voice_plugin;
     }
     return by_library == 0;
 }

@@ -10,7 +10,7 @@
 #include <dlfcn.h>
 
 struct Allocations {
-    unsigned library, bus, others;
+    unsigned voice_plugin, bus, others;
 };
 
 inline Allocations allocations;
@@ -23,7 +23,7 @@ inline void allocation_note(const void *caller) {
     Dl_info from = {};
     dladdr(caller, &from);
     const char *object = from.dli_fname ? from.dli_fname : "";
-    ++(std::strstr(object, "libvoice_plugin") ? allocations.library
+    ++(std::strstr(object, "libvoice_plugin") ? allocations.voice_plugin
        : std::strstr(object, "libkex")        ? allocations.bus
                                               : allocations.others);
     allocations_count = true;
