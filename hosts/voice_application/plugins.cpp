@@ -83,6 +83,7 @@ int plugins_may_call(kex_t *bus, void *) {
     if (!kex_currentCall(bus, &call) || call.function.length != strlen(kLeave) ||
         memcmp(call.function.bytes, kLeave, call.function.length) != 0 || !current_name_read(name, sizeof name))
         return 1;
+    plugins_say_new(); // one that takes leave in the turn after it came, too
     const voice_plugin_entry_t *holder = entry_of_another(name, call.peer);
     if (holder == nullptr)
         return 1;

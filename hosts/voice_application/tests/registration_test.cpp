@@ -167,6 +167,18 @@ TEST_F(Registration, OnlyTheHolderOfANameTakesLeaveUnderIt) {
     EXPECT_EQ(leave("fxs1", "fxs1"), KEX_FUNCTION_DONE);
 }
 
+// Its leave may lie behind its registration when the application gets to run.
+TEST_F(Registration, PluginThatLeavesAtOnceIsToldOf) {
+    peer_t *peer = bus().peer("fxs1");
+    Call here, leave;
+    here.from(peer).named("register_plugin").with("plugin_name", Value::chars("fxs1"));
+    ASSERT_EQ(here.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
+    leave.from(peer).named("deregister_plugin").with("plugin_name", Value::chars("fxs1"));
+    ASSERT_EQ(leave.run(__VoiceService_deregister_plugin), KEX_FUNCTION_DONE);
+    bus().close(peer);
+    EXPECT_LINES(app().said(), "plugin fxs1 registered", "plugin fxs1 left");
+}
+
 TEST_F(Registration, NamesThatTheTablesWouldCutAreNamed) {
     Call longest;
     longest.from(bus().peer("p")).with("plugin_name", Value::chars("12345678901234567890"));
