@@ -59,6 +59,15 @@ protected:
         return r;
     }
 
+    // So many that destroy themselves when they are answered: as they came to the raw peer.
+    std::vector<std::string> requests_that_wait(size_t count) {
+        for (size_t i = 0; i < count; i++)
+            request_setDoneHandler(send_request(), [](request_t *r) { request_destroy(r); });
+        requests.clear();
+        kex_dispatch(bus);
+        return raw->receive_all();
+    }
+
     ScratchDirectory scratch;
     std::string socket = scratch.path("bus");
     kex_t *bus;
@@ -187,22 +196,24 @@ TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
         << "one reply is twice as large in memory as the largest packet";
 }
 
-// In memory they are seven times what they were on the way, and they are read up to six at a time.
+// A value that takes much more in memory than on its way: so many lists, each with a text in two more.
+Packet nested_lists(uint32_t count) {
+    Packet value = Packet(0).byte(13).word(count);
+    for (uint32_t i = 0; i < count; i++)
+        value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
+    return value;
+}
+
+// In memory they are seven times what they were on the way, and they are read in batches.
 TEST_F(Accounts, RepliesOfOneReadTakeNoMoreThanThreeAndAHalfMebibytes) {
     const TableSize table(kRoomForEightPackets);
     if (!table.made())
         GTEST_SKIP() << "the process may not have so many descriptors";
     constexpr size_t kReplies = 100;
     constexpr uint32_t kLists = 1023;
-    for (size_t i = 0; i < kReplies; i++)
-        request_setDoneHandler(send_request(), [](request_t *r) { request_destroy(r); });
-    requests.clear();
-    kex_dispatch(bus);
-    const std::vector<std::string> sent = raw->receive_all();
+    const std::vector<std::string> sent = requests_that_wait(kReplies);
     ASSERT_EQ(sent.size(), kReplies);
-    Packet value = Packet(0).byte(13).word(kLists);
-    for (uint32_t i = 0; i < kLists; i++)
-        value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
+    const Packet value = nested_lists(kLists);
     const CountedMemory memory;
     for (size_t answered = 0; answered < kReplies;) {
         while (answered < kReplies &&
@@ -223,15 +234,9 @@ TEST_F(Accounts, RepliesOfFullPacketsTakeNoMoreEither) {
         GTEST_SKIP() << "the process may not have so many descriptors";
     constexpr size_t kReplies = 2560;
     constexpr uint32_t kLists = 15;
-    for (size_t i = 0; i < kReplies; i++)
-        request_setDoneHandler(send_request(), [](request_t *r) { request_destroy(r); });
-    requests.clear();
-    kex_dispatch(bus);
-    const std::vector<std::string> sent = raw->receive_all();
+    const std::vector<std::string> sent = requests_that_wait(kReplies);
     ASSERT_EQ(sent.size(), kReplies);
-    Packet value = Packet(0).byte(13).word(kLists);
-    for (uint32_t i = 0; i < kLists; i++)
-        value.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(0).text(std::string(25, 'x'));
+    const Packet value = nested_lists(kLists);
     std::vector<std::string> packets;
     for (size_t i = 0; i < kReplies; i += 64) {
         std::vector<Packet> replies;
