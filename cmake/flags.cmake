@@ -41,6 +41,10 @@ endfunction()
 # tests it, and links what is tested.
 add_library(voice_tested_flags INTERFACE)
 add_library(voice_test_flags INTERFACE)
+# Lines for the sanitizers' reports, and no more: Debug is for debuggers.
+foreach(flags voice_tested_flags voice_test_flags)
+    target_compile_options(${flags} INTERFACE $<$<CONFIG:RelWithDebInfo>:-g1>)
+endforeach()
 if(VOICE_FUZZ)
     # Optimized: here the time goes into running.
     target_compile_options(voice_tested_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined

@@ -8,7 +8,7 @@ function(voice_instrument folder)
     foreach(target IN LISTS targets)
         get_target_property(type ${target} TYPE)
         get_target_property(libraries ${target} LINK_LIBRARIES)
-        if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|STATIC_LIBRARY" AND NOT libraries MATCHES "voice_test(ed)?_flags|_testable")
+        if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|STATIC_LIBRARY|OBJECT_LIBRARY" AND NOT libraries MATCHES "voice_test(ed)?_flags|_testable")
             target_compile_options(${target} PRIVATE ${ARGN}
                 -O0) # optimized, the compiler warns of what the instruments made of the code
             target_link_options(${target} PRIVATE ${ARGN})
