@@ -108,13 +108,18 @@ constexpr const void *as_shape(const void *pointer) {
     return pointer;
 }
 
+// The text that begins so many bytes behind the first of a table: the table as one run of bytes, not its first row.
+inline const char *text_at(const void *table, uint32_t offset) {
+    return static_cast<const char *>(table) + offset;
+}
+
 // What the frame shows, taken apart again.
 struct Frame {
     const char *zone, *file;
     int line;
 
     [[gnu::always_inline]] explicit Frame(uint32_t what)
-        : zone(kZones[0] + (what >> 20 & 0x7F)), file(kFiles[0] + (what >> 12 & 0xFF)),
+        : zone(text_at(kZones, what >> 20 & 0x7F)), file(text_at(kFiles, what >> 12 & 0xFF)),
           line(static_cast<int>(what & (Where::kLines - 1))) {}
 };
 
