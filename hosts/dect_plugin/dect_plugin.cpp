@@ -94,7 +94,7 @@ const char *handset_dial(int number, char *rest) {
         return command_error("'%s': at most %zu of %s", digits, kMostDigits, kHandsetKeys);
     if (!handset->off_hook)
         return command_error("%d is on hook: lift it first", number);
-    say("%d dials %s", number, digits);
+    telephone_tell(handset, "dials %s", digits);
     line_report_number(handset->line, digits);
     return nullptr;
 }
@@ -107,7 +107,7 @@ const char *handset_go_away(int number, char *) {
     if (away[number - 1])
         return command_error("%d is out of reach already", number);
     away[number - 1] = true;
-    say("%d out of reach", number);
+    telephone_tell(&handsets[number - 1], "out of reach");
     telephone_stop_ringing(&handsets[number - 1]);
     handset_report_properties(&handsets[number - 1]);
     return nullptr;
@@ -117,7 +117,7 @@ const char *handset_come_back(int number, char *) {
     if (!away[number - 1])
         return command_error("%d is in reach already", number);
     away[number - 1] = false;
-    say("%d in reach", number);
+    telephone_tell(&handsets[number - 1], "in reach");
     handset_report_properties(&handsets[number - 1]);
     return nullptr;
 }

@@ -80,7 +80,7 @@ void call_end(telephone *ringing) {
 
 const char *exchange_line_seize(void *line) {
     telephone *seized = line_of(line);
-    say("%d %s", seized->number, seized->ringing ? "answered" : "seized");
+    telephone_tell(seized, "%s", seized->ringing ? "answered" : "seized");
     call_end(seized);
     seized->off_hook = true;
     return nullptr;
@@ -89,7 +89,7 @@ const char *exchange_line_seize(void *line) {
 const char *exchange_line_release(void *line) {
     telephone *released = line_of(line);
     if (released->off_hook)
-        say("%d released", released->number);
+        telephone_tell(released, "released");
     released->off_hook = false;
     return nullptr;
 }
@@ -97,14 +97,14 @@ const char *exchange_line_release(void *line) {
 const char *exchange_line_flash(void *line) {
     if (!line_of(line)->off_hook)
         return "hook-flash on an idle line";
-    say("%d hook-flash", line_of(line)->number);
+    telephone_tell(line_of(line), "hook-flash");
     return nullptr;
 }
 
 const char *exchange_line_dial(void *line, const char *digits) {
     if (!line_of(line)->off_hook)
         return "is not seized: does not dial";
-    say("%d dials %s", line_of(line)->number, digits);
+    telephone_tell(line_of(line), "dials %s", digits);
     return nullptr;
 }
 
@@ -133,7 +133,7 @@ const char *exchange_ring(int number, char *rest) {
     name = name == nullptr ? "" : name;
     if (strlen(caller) >= kCallerNumberBytes || strlen(name) >= kCallerNameBytes)
         return "a number has at most 20 characters, a name 50";
-    say("%d rings in number=%s name=\"%s\"", number, caller, name);
+    telephone_tell(ringing, "rings in number=%s name=\"%s\"", caller, name);
     call_begin(ringing, caller, name);
     return nullptr;
 }
@@ -143,7 +143,7 @@ const char *exchange_stop(int number, char *) {
     if (!ringing->ringing)
         return command_error("%d does not ring", number);
     call_end(ringing);
-    say("%d stops ringing in", number);
+    telephone_tell(ringing, "stops ringing in");
     line_report_exchange_release(ringing->line);
     return nullptr;
 }
@@ -152,7 +152,7 @@ const char *exchange_hang_up(int number, char *) {
     const telephone *seized = &exchange_lines[number - 1];
     if (!seized->off_hook)
         return command_error("%d is not seized", number);
-    say("%d hung up by the exchange", number);
+    telephone_tell(seized, "hung up by the exchange");
     line_report_exchange_release(seized->line); // the application answers by releasing its end
     return nullptr;
 }

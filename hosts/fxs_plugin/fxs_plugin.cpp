@@ -89,7 +89,7 @@ const char *fxs_dial(int number, char *rest) {
         return command_error("'%s': a telephone has the keys %s", digits, VOICE_KEYS);
     if (!one->off_hook)
         return command_error("%d is on hook: lift it first", number);
-    say("%d dials %s", number, digits);
+    telephone_tell(one, "dials %s", digits);
     for (; *digits != 0; digits++)
         line_report_digit(one->line, *digits);
     return nullptr;

@@ -2,18 +2,15 @@
 // Sound of simulated telephones and channels: one clock, what is spoken, heard and mixed.
 #include "audio.h"
 
-#include "codecs.h"
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/socket.h>
 
 namespace {
 
 constexpr uint32_t kAudios = 64;
 constexpr uint32_t kPeriodMs = 20; // packets last as long, mostly
+
+constexpr char kNoClock[] = "no clock";
 
 audio *audios[kAudios];
 uint32_t audio_count;
@@ -42,16 +39,27 @@ void conference_add(const audio *sound, uint32_t to, const step *in, int16_t *ou
             frame_add(out, in[other], kStepSamples);
 }
 
-void audio_send(audio *sound, uint64_t position, const step *in) {
-    step voice;
-    tone_generator_next(&sound->voice, voice, kStepSamples);
-    tone_player_add(&sound->tone, voice, kStepSamples);
-    frame_scale(voice, kStepSamples, sound->said_factor);
+bool audio_is_open(const audio *sound) {
+    for (const media_session &session : sound->sessions)
+        if (session.open)
+            return true;
+    return false;
+}
+
+// The voice is for others: without media nobody speaks.
+void audio_speak(audio *sound, uint64_t position, int16_t *said) {
+    if (!ends_take(&sound->ends, position, said) && audio_is_open(sound))
+        tone_generator_next(&sound->voice, said, kStepSamples);
+    tone_player_add(&sound->tone, said, kStepSamples);
+    frame_scale(said, kStepSamples, sound->said_factor);
+}
+
+void audio_send(audio *sound, uint64_t position, const step *in, const int16_t *said) {
     for (uint32_t i = 0; i < kSessions; i++) {
         media_session *session = &sound->sessions[i];
         if (session_sends(session)) {
             step out;
-            memcpy(out, voice, sizeof out);
+            memcpy(out, said, sizeof out);
             conference_add(sound, i, in, out);
             session_send(session, position, out);
         }
@@ -73,25 +81,43 @@ void audio_listen(audio *sound, const int16_t *heard) {
     }
 }
 
-bool audio_is_open(const audio *sound) {
-    for (const media_session &session : sound->sessions)
-        if (session.open)
-            return true;
-    return false;
+// Whether it needs the clock.
+bool audio_is_active(const audio *sound) {
+    return audio_is_open(sound) || ends_are_used(&sound->ends);
 }
 
 void audio_step(audio *sound, uint64_t position) {
-    step heard = {}, in[kSessions] = {};
+    step heard = {}, said = {}, in[kSessions] = {};
     const bool listens = audio_receive(sound, position, in, heard);
-    audio_send(sound, position, in);
+    audio_speak(sound, position, said);
+    audio_send(sound, position, in, said);
     if (listens)
         audio_listen(sound, heard);
+    ends_step(&sound->ends, position, heard, said);
+}
+
+// How often the process is to be woken: never while no line needs it, no more often than packets are due.
+uint32_t period_needed(const line_media_t *more) {
+    uint32_t period = more == nullptr ? 0 : more->ptime_ms;
+    bool is_short = period % kPeriodMs != 0;
+    for (uint32_t i = 0; i < audio_count; i++) {
+        if (audio_is_active(audios[i]))
+            period = kPeriodMs;
+        for (const media_session &session : audios[i]->sessions)
+            is_short = is_short || (session.open && session.media.ptime_ms % kPeriodMs != 0);
+    }
+    return period == 0 ? 0 : is_short ? kStepMs : kPeriodMs;
+}
+
+bool clock_adapt() {
+    return sampling_clock_run(period_needed(nullptr));
 }
 
 void audios_step(uint64_t position) {
     for (uint32_t i = 0; i < audio_count; i++)
-        if (audio_is_open(audios[i]))
+        if (audio_is_active(audios[i]))
             audio_step(audios[i], position);
+    clock_adapt(); // a source may have come to its end
 }
 
 void audios_skip(uint64_t) {
@@ -102,19 +128,6 @@ void audios_skip(uint64_t) {
 }
 
 constexpr sampling_listener kListener = {audios_skip, audios_step};
-
-// How often the process is to be woken: never while nobody speaks, and no more often than packets are due.
-uint32_t period_needed(const line_media_t *more) {
-    uint32_t period = more == nullptr ? 0 : more->ptime_ms;
-    bool is_short = period % kPeriodMs != 0;
-    for (uint32_t i = 0; i < audio_count; i++)
-        for (const media_session &session : audios[i]->sessions)
-            if (session.open) {
-                period = kPeriodMs;
-                is_short = is_short || session.media.ptime_ms % kPeriodMs != 0;
-            }
-    return period == 0 ? 0 : is_short ? kStepMs : kPeriodMs;
-}
 
 void detector_reset(audio *sound) {
     sound->detector.used = 0;
@@ -148,13 +161,13 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) 
         return "no such line";
     if (sound->sessions[index].open)
         return "media is set up already";
-    const char *wrong = sampling_clock_run(period_needed(media)) ? nullptr : "no clock";
+    const char *wrong = sampling_clock_run(period_needed(media)) ? nullptr : kNoClock;
     if (wrong == nullptr)
         wrong = session_open(&sound->sessions[index], sound->who, &sound->settings, media);
     if (wrong == nullptr)
         detector_reset(sound);
     else
-        sampling_clock_run(period_needed(nullptr));
+        clock_adapt();
     return wrong;
 }
 
@@ -164,7 +177,7 @@ const char *audio_change(audio *sound, uint32_t index, const line_media_t *media
     if (wrong != nullptr)
         return wrong;
     detector_reset(sound);
-    sampling_clock_run(period_needed(nullptr));
+    clock_adapt();
     return nullptr;
 }
 
@@ -176,8 +189,34 @@ bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
     if (statistics != nullptr)
         *statistics = session_statistics(session);
     detector_reset(sound);
-    sampling_clock_run(period_needed(nullptr));
+    clock_adapt();
     return true;
+}
+
+const char *audio_set_source(audio *sound, const sound_source *source) {
+    sound->ends.source = source != nullptr ? *source : sound_source{};
+    if (clock_adapt())
+        return nullptr;
+    sound->ends.source = {};
+    return kNoClock;
+}
+
+const char *audio_add_sink(audio *sound, const sound_sink *sink) {
+    if (!ends_add_sink(&sound->ends, sink))
+        return "so many listen already";
+    if (clock_adapt())
+        return nullptr;
+    ends_remove_sink(&sound->ends, sink->userdata);
+    return kNoClock;
+}
+
+void audio_remove_sink(audio *sound, const void *userdata) {
+    ends_remove_sink(&sound->ends, userdata);
+    clock_adapt();
+}
+
+void audio_event(const audio *sound, const char *text) {
+    ends_event(&sound->ends, text);
 }
 
 uint32_t audio_wait_ms(const audio *sound) {
@@ -185,40 +224,4 @@ uint32_t audio_wait_ms(const audio *sound) {
         if (session_receives(&session))
             return session.buffer.counts.last * 1000 / kSampleRate;
     return 0;
-}
-
-const char *audio_text(const audio *sound, uint32_t index) {
-    static char text[64];
-    const line_media_t *media = &sound->sessions[index].media;
-    sockaddr_in local = {}, remote = {};
-    socklen_t size = sizeof local;
-    getsockname(media->media, reinterpret_cast<sockaddr *>(&local), &size);
-    size = sizeof remote;
-    getpeername(media->media, reinterpret_cast<sockaddr *>(&remote), &size);
-    snprintf(text, sizeof text, "codec=%s ports=%u->%u", codec_name(media->codec), ntohs(local.sin_port),
-             ntohs(remote.sin_port));
-    return text;
-}
-
-const char *audio_begin_text(const audio *sound, uint32_t index) {
-    static char text[128];
-    const line_media_t *media = &sound->sessions[index].media;
-    const char *state = media->mode == VOICE_MODE_INACTIVE ? "on hold" : "talking";
-    int used = snprintf(text, sizeof text, "%s line=%u %s", state, index, audio_text(sound, index));
-    if (media->context != 0)
-        snprintf(text + used, sizeof text - static_cast<size_t>(used), " context=%u stream=%u", media->context,
-                 media->stream);
-    return text;
-}
-
-const char *audio_end_text(uint32_t index, const line_statistics_t *statistics) {
-    static char text[256];
-    snprintf(text, sizeof text,
-             "media ended line=%u tx=%u rx=%u lost=%u discarded=%u jitter=%u rtcp=%u/%u late=%u twice=%u concealed=%u "
-             "buffer=%u/%u/%u roundtrip=%u",
-             index, statistics->tx_packets, statistics->rx_packets, statistics->lost, statistics->discarded,
-             statistics->jitter, statistics->tx_reports, statistics->rx_reports, statistics->late,
-             statistics->duplicates, statistics->concealed_ms, statistics->buffer_least_ms, statistics->buffer_mean_ms,
-             statistics->buffer_most_ms, statistics->round_trip_ms);
-    return text;
 }

@@ -6,10 +6,11 @@
  *
  * Each has up to two sessions, one for each call. Sessions in the same context are a conference: what one brings is
  * sent to the other, and the detector is given both. The sampling clock of the process drives all of them, in both
- * directions at once.
+ * directions at once. It runs as long as a line has a session, a source or a sink.
  */
 #pragma once
 
+#include "audio_ends.h"
 #include "kex.h"
 #include "line_driver.h"
 #include "session.h"
@@ -21,6 +22,7 @@ constexpr uint32_t kSessions = LINE_APPEARANCES;
 struct audio {
     char who[40];
     tone_generator voice;
+    audio_ends ends;  // who else speaks and listens
     tone_player tone; // sounds with the voice, for the far end
     tone_detector detector;
     char heard[48];     // what was said last
@@ -46,6 +48,18 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media);
 const char *audio_change(audio *sound, uint32_t index, const line_media_t *media);
 /** Closes a session and its sockets. @return whether it was open; then its counts, which may be unwanted (null). */
 bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics);
+
+/**
+ * Has a source say its sound in place of the voice and of a source before; null: the voice again. Without media it is
+ * given to the sinks only. @return null, or why not.
+ */
+const char *audio_set_source(audio *sound, const sound_source *source);
+/** Gives both directions to a sink, from the next step on, until audio_remove_sink() with the same userdata. Both may be
+ *  called from inside its functions. @return null, or why not. */
+const char *audio_add_sink(audio *sound, const sound_sink *sink);
+void audio_remove_sink(audio *sound, const void *userdata);
+/** Tells the sinks what happens now, beside the sound. */
+void audio_event(const audio *sound, const char *text);
 
 /** How long the packet that came last waits for its time, in ms; 0 without media. */
 uint32_t audio_wait_ms(const audio *sound);

@@ -5,6 +5,7 @@
 #include "console.h"
 #include "telephone_parameters.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -42,7 +43,7 @@ void telephone_hear(telephone *one, const char *tone) {
     if (strcmp(one->tone, tone) == 0)
         return;
     snprintf(one->tone, sizeof one->tone, "%s", tone);
-    say("%d hears %s", one->number, *tone == 0 ? "silence" : tone);
+    telephone_tell(one, "hears %s", *tone == 0 ? "silence" : tone);
 }
 
 // What comes over RTP, said like any tone. It does not hide a tone that the application plays.
@@ -93,14 +94,14 @@ const char *telephone_ring(void *line, const line_ring_t *ring) {
         used += static_cast<size_t>(
             snprintf(cadence + used, sizeof cadence - used, "%s%u", i == 0 ? " cadence=" : "/", ring->cadence_ms[i]));
     one->ringing = true;
-    say("%d rings%s", one->number, cadence);
+    telephone_tell(one, "rings%s", cadence);
     return nullptr;
 }
 
 const char *telephone_other_signal(void *line, uint32_t signal, const void *, uint32_t) {
     if (signal != LIBVOICE_SIGNAL_xal_nd) // network disconnect: the line's current is taken away for a moment
         return ignored(signal);
-    say("%d line open", telephone_of(line)->number);
+    telephone_tell(telephone_of(line), "line open");
     return nullptr;
 }
 
@@ -110,7 +111,7 @@ const char *telephone_open(void *line, uint32_t appearance, const line_media_t *
     telephone *one = telephone_of(line);
     const char *wrong = audio_open(&one->sound, appearance, media);
     if (wrong == nullptr)
-        say("%d %s", one->number, audio_begin_text(&one->sound, appearance));
+        telephone_tell(one, "%s", audio_begin_text(&one->sound, appearance));
     return wrong;
 }
 
@@ -118,7 +119,7 @@ const char *telephone_change(void *line, uint32_t appearance, const line_media_t
     telephone *one = telephone_of(line);
     const char *wrong = audio_change(&one->sound, appearance, media);
     if (wrong == nullptr)
-        say("%d %s", one->number, audio_begin_text(&one->sound, appearance));
+        telephone_tell(one, "%s", audio_begin_text(&one->sound, appearance));
     return wrong;
 }
 
@@ -127,7 +128,7 @@ void telephone_close(void *line, uint32_t appearance) {
     line_statistics_t statistics;
     if (!audio_close(&one->sound, appearance, &statistics))
         return;
-    say("%d %s", one->number, audio_end_text(appearance, &statistics));
+    telephone_tell(one, "%s", audio_end_text(appearance, &statistics));
     line_report_statistics(one->line, appearance, &statistics);
 }
 
@@ -159,16 +160,26 @@ void telephone_begin(telephone *one, line_t *line, uint32_t frequency) {
                 hears_sound);
 }
 
+void telephone_tell(const telephone *one, const char *format, ...) {
+    char text[1024]; // as long as a line of the console
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text, sizeof text, format, values);
+    va_end(values);
+    say("%d %s", one->number, text);
+    audio_event(&one->sound, text);
+}
+
 const char *telephone_display(void *line, const line_display_t *display) {
     const telephone *one = telephone_of(line);
     if (display->is_messages) {
-        say("%d displays messages=%u lamp=%s", one->number, display->messages, display->lamp ? "on" : "off");
+        telephone_tell(one, "displays messages=%u lamp=%s", display->messages, display->lamp ? "on" : "off");
         return nullptr;
     }
     const char *number = display->number;
     if (*number == 0 && display->no_number != 0)
         number = display->no_number == 'P' ? "withheld" : "unavailable";
-    say("%d displays number=%s name=\"%s\" time=%s", one->number, number, display->name, display->time);
+    telephone_tell(one, "displays number=%s name=\"%s\" time=%s", number, display->name, display->time);
     return nullptr;
 }
 
@@ -176,14 +187,14 @@ void telephone_stop_ringing(telephone *one) {
     if (!one->ringing)
         return;
     one->ringing = false;
-    say("%d stops ringing", one->number);
+    telephone_tell(one, "stops ringing");
 }
 
 const char *telephone_lift(telephone *one) {
     if (one->off_hook)
         return command_error("%d is off hook already", one->number);
     one->off_hook = true;
-    say("%d off hook", one->number);
+    telephone_tell(one, "off hook");
     telephone_stop_ringing(one);
     line_report_off_hook(one->line);
     return nullptr;
@@ -193,7 +204,7 @@ const char *telephone_hang_up(telephone *one) {
     if (!one->off_hook)
         return command_error("%d is on hook already", one->number);
     one->off_hook = false;
-    say("%d on hook", one->number);
+    telephone_tell(one, "on hook");
     one->tone[0] = 0; // nobody listens any more
     line_report_on_hook(one->line);
     return nullptr;
@@ -202,7 +213,7 @@ const char *telephone_hang_up(telephone *one) {
 const char *telephone_flash(telephone *one) {
     if (!one->off_hook)
         return command_error("%d is on hook: lift it first", one->number);
-    say("%d flashes", one->number);
+    telephone_tell(one, "flashes");
     line_report_flash(one->line);
     return nullptr;
 }

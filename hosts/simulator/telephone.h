@@ -40,6 +40,9 @@ const char *telephone_lift(telephone *one);
 const char *telephone_hang_up(telephone *one);
 const char *telephone_flash(telephone *one);
 
+/** Says what happens on the line, as "1 off hook", and tells it to the sinks of its sound. */
+__attribute__((format(printf, 2, 3))) void telephone_tell(const telephone *one, const char *format, ...);
+
 /* Operations that others are made of. */
 const char *telephone_display(void *line, const line_display_t *display);
 /** Ends ringing, if it rings. */
