@@ -3,6 +3,9 @@
 // the block, each with a start bit 0, eight bits from the lowest on, and a stop bit 1.
 #include "fsk.h"
 
+#include "little_endian.h"
+#include "wav_format.h"
+
 #include <ctype.h>
 #include <math.h>
 #include <stdio.h>
@@ -26,13 +29,10 @@ struct writer {
     uint32_t samples;
 };
 
-void put_le(FILE *file, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; i++)
-        putc(static_cast<int>(value >> (8 * i) & 0xFF), file);
-}
-
 void put_sample(writer *out, double sample) {
-    put_le(out->file, static_cast<uint16_t>(static_cast<int16_t>(sample)), 2);
+    uint8_t bytes[2];
+    put_le16(bytes, static_cast<uint16_t>(static_cast<int16_t>(sample)));
+    fwrite(bytes, 1, sizeof bytes, out->file);
     out->samples++;
 }
 
@@ -57,18 +57,10 @@ void put_byte(writer *out, uint8_t byte) {
 }
 
 void put_head(FILE *file, uint32_t samples) {
-    fputs("RIFF", file);
-    put_le(file, 36 + samples * 2, 4);
-    fputs("WAVEfmt ", file);
-    put_le(file, 16, 4);
-    put_le(file, 1, 2); // linear
-    put_le(file, 1, 2); // one channel
-    put_le(file, kWavRate, 4);
-    put_le(file, kWavRate * 2, 4);
-    put_le(file, 2, 2);
-    put_le(file, 16, 2);
-    fputs("data", file);
-    put_le(file, samples * 2, 4);
+    constexpr wav_format kFormat = {WAV_LINEAR, 1, kWavRate, 16};
+    uint8_t head[kWavHeadBytes];
+    wav_head_write(&kFormat, samples * 2, head);
+    fwrite(head, 1, sizeof head, file);
 }
 
 } // namespace

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+/**
+ * @file label_file.h
+ * What happens, by its time in a recording: a text file that Audacity reads as a label track. A row is begin, end and
+ * text with tabs between them, in seconds: `00012.345000	00013.100000	rings`.
+ *
+ * Each row is written at once. The end of what goes on is written over, so that the file is right at any moment.
+ */
+#pragma once
+
+#include <stdint.h>
+
+struct label_file {
+    bool open;
+    int fd;
+    uint64_t bytes;
+};
+
+/** Begins a file, in place of one that is there. @return null, or why not, valid until the next call */
+const char *label_file_open(label_file *labels, const char *path);
+/** Writes a row for what begins, or happens, at a time in samples. @return its place in the file, for
+ *  label_file_extend(); 0: it could not be written, errno tells */
+uint64_t label_file_add(label_file *labels, uint64_t at, const char *text);
+/** Moves the end of a row. @return whether it could be written; errno tells */
+bool label_file_extend(label_file *labels, uint64_t place, uint64_t end);
+/** Ends a file that is open. */
+void label_file_close(label_file *labels);

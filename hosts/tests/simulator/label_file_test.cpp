@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#include "label_file.h"
+
+#include "scratch_folder.h"
+
+#include <string.h>
+
+namespace {
+
+class LabelFile : public ScratchFolder {
+protected:
+    LabelFile() { EXPECT_EQ(label_file_open(&labels_, path("a.txt").c_str()), nullptr); }
+    ~LabelFile() override { label_file_close(&labels_); }
+
+    label_file labels_ = {};
+};
+
+TEST_F(LabelFile, RowIsThereAtOnceWithItsTimeInSeconds) {
+    EXPECT_NE(label_file_add(&labels_, 0, "off hook"), 0u);
+    EXPECT_EQ(contents("a.txt"), "00000.000000\t00000.000000\toff hook\n");
+    EXPECT_NE(label_file_add(&labels_, 8001, "digit 2"), 0u);
+    EXPECT_EQ(contents("a.txt"), "00000.000000\t00000.000000\toff hook\n00001.000125\t00001.000125\tdigit 2\n");
+}
+
+TEST_F(LabelFile, EndIsWrittenOver) {
+    const uint64_t first = label_file_add(&labels_, 80, "rings");
+    const uint64_t second = label_file_add(&labels_, 160, "dial-tone");
+    EXPECT_TRUE(label_file_extend(&labels_, first, 16000));
+    EXPECT_TRUE(label_file_extend(&labels_, second, 24000));
+    EXPECT_TRUE(label_file_extend(&labels_, second, 799999999));
+    EXPECT_EQ(contents("a.txt"), "00000.010000\t00002.000000\trings\n00000.020000\t99999.999875\tdial-tone\n");
+}
+
+TEST_F(LabelFile, TextStaysInItsRowAndColumn) {
+    label_file_add(&labels_, 0, "displays name=\"Aunt\tMary\n\x1b[1m\"");
+    EXPECT_EQ(contents("a.txt"), "00000.000000\t00000.000000\tdisplays name=\"Aunt.Mary..[1m\"\n");
+    label_file_add(&labels_, 0, std::string(1000, 'x').c_str());
+    EXPECT_LT(contents("a.txt").size(), 300u);
+}
+
+TEST_F(LabelFile, FileThatIsThereIsReplaced) {
+    label_file other = {};
+    EXPECT_EQ(label_file_open(&other, put("b.txt", "old").c_str()), nullptr);
+    EXPECT_EQ(contents("b.txt"), "");
+    label_file_close(&other);
+    EXPECT_STREQ(label_file_open(&other, path("").c_str()), "is a folder");
+    EXPECT_STREQ(label_file_open(&other, "/dev/full"), "is a device, not a file");
+}
+
+} // namespace
