@@ -2,9 +2,9 @@
 // The text interface of a host: lines in, lines out.
 #include "console.h"
 
+#include "console_line.h"
 #include "control_socket.h"
 #include "kex_host.h"
-#include "printable.h"
 
 #include <errno.h>
 #ifdef __GLIBC__
@@ -20,6 +20,8 @@ namespace {
 
 constexpr int kClients = 8;
 constexpr size_t kLineBytes = 512;
+constexpr size_t kReadBytes = 1024; // at once
+constexpr char kWaits[] = "waits";  // what command_wait() gives is known by its address
 
 // A source of commands. Standard input is one of them; its answers go to standard output.
 struct source {
@@ -28,6 +30,9 @@ struct source {
     bool too_long; // the rest of an over-long line is passed over
     size_t used;
     char text[kLineBytes];
+    uint32_t ticket; // of the command that is not answered yet; 0: none
+    size_t later;    // bytes read behind that command, which wait for its answer
+    char rest[kReadBytes];
 };
 
 kex_t *console_bus;
@@ -38,6 +43,7 @@ bool input_has_failed;
 source standard_input;
 source clients[kClients];
 source *asking; // whose command runs now
+uint32_t last_ticket;
 
 void forget(source *who) {
     kex_unwatch(console_bus, who->in);
@@ -52,19 +58,6 @@ void write_to_client(source *client, const char *line, size_t length) {
         shutdown(client->in, SHUT_RDWR);
 }
 
-size_t format_line(char *line, size_t size, const char *format, va_list arguments) {
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers start the list
-    int length = vsnprintf(line, size - 1, format, arguments);
-    if (length < 0)
-        length = 0;
-    if (static_cast<size_t>(length) > size - 2)
-        length = static_cast<int>(size - 2);
-    line_make_printable(line);
-    line[length] = '\n';
-    line[length + 1] = 0;
-    return static_cast<size_t>(length) + 1;
-}
-
 // For those who look for leaks: what is allocated must not grow from call to call.
 const char *print_memory() {
 #ifdef __GLIBC__
@@ -75,13 +68,11 @@ const char *print_memory() {
 #endif
 }
 
-// Whoever reads standard output misses a line that a full disk has taken: once it is said why.
-void print(const char *line) {
-    static bool has_said;
-    if (fputs(line, stdout) != EOF || has_said)
-        return;
-    has_said = true;
-    fprintf(stderr, "error: standard output cannot be written: %s\n", strerror(errno));
+void answer_end(const char *why) {
+    if (why == nullptr)
+        answer("ok");
+    else
+        answer("error: %s", why);
 }
 
 void run_line(source *who) {
@@ -100,15 +91,23 @@ void run_line(source *who) {
         why = print_memory();
     else
         why = run_command(who->text);
-    if (why == nullptr)
-        answer("ok");
-    else
-        answer("error: %s", why);
+    if (why != kWaits)
+        answer_end(why);
     asking = nullptr;
+}
+
+// Nothing more is read from there until the command is answered.
+void keep_for_later(source *who, const char *text, size_t length) {
+    memmove(who->rest, text, length);
+    who->later = length;
 }
 
 void take_text(source *who, const char *text, size_t length) {
     for (size_t i = 0; i < length && who->in >= 0; i++) {
+        if (who->ticket != 0) {
+            keep_for_later(who, text + i, length - i);
+            return;
+        }
         if (text[i] != '\n') {
             if (who->used < kLineBytes - 1)
                 who->text[who->used++] = text[i];
@@ -130,12 +129,14 @@ void take_text(source *who, const char *text, size_t length) {
 
 void readable(int fd, void *userdata) {
     source *who = static_cast<source *>(userdata);
-    char text[1024];
+    char text[kReadBytes];
     ssize_t got = read(fd, text, sizeof text);
     if (got < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     if (got > 0) {
         take_text(who, text, static_cast<size_t>(got));
+        if (who->ticket != 0 && who->in >= 0)
+            kex_unwatch(console_bus, who->in);
         return;
     }
     if (got < 0 && who == &standard_input) {
@@ -145,6 +146,24 @@ void readable(int fd, void *userdata) {
     forget(who);
     if (who == &standard_input && !input_may_end)
         input_ended();
+}
+
+// What was read meanwhile comes first, then the source itself.
+void source_resume(source *who) {
+    const size_t later = who->later;
+    who->later = 0;
+    take_text(who, who->rest, later);
+    if (who->ticket == 0 && who->in >= 0 && !kex_watch(console_bus, who->in, who, readable))
+        forget(who);
+}
+
+source *source_of(uint32_t ticket) {
+    if (standard_input.ticket == ticket)
+        return &standard_input;
+    for (source &client : clients)
+        if (client.in >= 0 && client.ticket == ticket)
+            return &client;
+    return nullptr;
 }
 
 void client_take(int client) {
@@ -171,6 +190,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     input_ended = ended;
     input_may_end = keep_going;
     input_has_failed = false;
+    standard_input = source();
     setvbuf(stdout, nullptr, _IOLBF, 0);
     for (source &client : clients)
         client.in = -1;
@@ -194,6 +214,7 @@ bool console_stop() {
     for (source &client : clients)
         if (client.in >= 0)
             forget(&client);
+    standard_input.ticket = 0; // nobody waits any more
     control_socket_close();
     return !input_has_failed;
 }
@@ -202,9 +223,9 @@ void say(const char *format, ...) {
     char line[1024];
     va_list arguments;
     va_start(arguments, format);
-    size_t length = format_line(line, sizeof line, format, arguments);
+    size_t length = console_line_write(line, sizeof line, format, arguments);
     va_end(arguments);
-    print(line);
+    console_line_print(line);
     for (source &client : clients)
         if (client.in >= 0 && client.watches)
             write_to_client(&client, line, length);
@@ -214,12 +235,32 @@ void answer(const char *format, ...) {
     char line[1024];
     va_list arguments;
     va_start(arguments, format);
-    size_t length = format_line(line, sizeof line, format, arguments);
+    size_t length = console_line_write(line, sizeof line, format, arguments);
     va_end(arguments);
     if (asking == nullptr || asking == &standard_input)
-        print(line);
+        console_line_print(line);
     else
         write_to_client(asking, line, length);
+}
+
+const char *command_wait(uint32_t *ticket) {
+    *ticket = ++last_ticket;
+    if (asking != nullptr)
+        asking->ticket = *ticket;
+    return kWaits;
+}
+
+void command_finish(uint32_t ticket, const char *why) {
+    source *who = ticket != 0 ? source_of(ticket) : nullptr;
+    if (who == nullptr)
+        return;
+    source *const before = asking; // another one's command may cause it
+    who->ticket = 0;
+    asking = who;
+    answer_end(why);
+    asking = nullptr;
+    source_resume(who);
+    asking = before;
 }
 
 const char *command_error(const char *format, ...) {

@@ -10,6 +10,7 @@
 #define CONSOLE_H
 
 #include <stdbool.h>
+#include <stdint.h>
 
 #include "command_words.h"
 #include "kex.h"
@@ -38,6 +39,11 @@ bool console_stop(void);
 __attribute__((format(printf, 1, 2))) void say(const char *format, ...);
 /** One line of the answer to the command that runs now. */
 __attribute__((format(printf, 1, 2))) void answer(const char *format, ...);
+/** For a command whose answer comes later: what it returns. Whoever gave it is answered by command_finish(), and what
+ *  they ask next waits until then. @param ticket  written: what it is called by */
+const char *command_wait(uint32_t *ticket);
+/** Answers a command that waits, if who gave it is still there. @param why  null when done, else why not */
+void command_finish(uint32_t ticket, const char *why);
 /** The reason why a command is not carried out, for it to return. Valid until the next call. */
 __attribute__((format(printf, 1, 2))) const char *command_error(const char *format, ...);
 

@@ -71,6 +71,17 @@ protected:
     void send_text(const std::string &text) {
         ASSERT_EQ(send(client_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     }
+    // What comes back when all that was sent has been taken.
+    std::string received() {
+        std::string text;
+        for (int turns = 0; turns < 10; turns++) {
+            kex_dispatch(bus_);
+            char part[4096];
+            const ssize_t got = recv(client_, part, sizeof part, MSG_DONTWAIT);
+            text.append(part, static_cast<size_t>(got > 0 ? got : 0));
+        }
+        return text;
+    }
     // What comes back until it ends with `end`, for at most 5 s.
     std::string received_until(const std::string &end) {
         std::string text;
@@ -221,6 +232,91 @@ TEST_F(Console, NinthConnectionIsToldThatThereAreEight) {
     EXPECT_EQ(received_until("ok\n"), "ok\n") << "there is room again";
     for (int other : others)
         close(other);
+}
+
+// Commands that wait, by the number of each: what they are answered is up to the test.
+std::vector<uint32_t> tickets;
+
+const char *wait_or_remember(char *line) {
+    if (strcmp(line, "wait") != 0)
+        return remember(line);
+    tickets.push_back(0);
+    return command_wait(&tickets.back());
+}
+
+class ConsoleWaiting : public Console {
+protected:
+    ConsoleWaiting() { tickets.clear(); }
+    void start_waiting() {
+        ASSERT_TRUE(console_start(bus_, false, path_.c_str(), true, wait_or_remember, ended));
+        connect_client();
+    }
+};
+
+TEST_F(ConsoleWaiting, CommandIsAnsweredWhenItIsDoneAndWhatFollowsWaits) {
+    start_waiting();
+    send_text("first\nwait\nsecond\nthi");
+    EXPECT_EQ(received(), "ok\n");
+    send_text("rd\n");
+    ASSERT_EQ(tickets.size(), 1u);
+    EXPECT_EQ(received(), "");
+    EXPECT_EQ(first_words, (std::vector<std::string>{"first"}));
+    command_finish(tickets[0], nullptr);
+    EXPECT_EQ(received_until("ok\nok\nok\n"), "ok\nok\nok\n");
+    EXPECT_EQ(first_words, (std::vector<std::string>{"first", "second", "third"}));
+}
+
+TEST_F(ConsoleWaiting, OneWaitsBehindTheOtherAndReasonsAreTold) {
+    start_waiting();
+    send_text("wait\nwait\nlast\n");
+    received();
+    ASSERT_EQ(tickets.size(), 1u);
+    command_finish(tickets[0], command_error("nothing came"));
+    ASSERT_EQ(tickets.size(), 2u);
+    EXPECT_NE(tickets[0], tickets[1]);
+    EXPECT_EQ(received(), "error: nothing came\n");
+    command_finish(tickets[0], nullptr); // answered already
+    command_finish(0, nullptr);
+    EXPECT_EQ(received(), "");
+    command_finish(tickets[1], nullptr);
+    EXPECT_EQ(received_until("ok\nok\n"), "ok\nok\n");
+}
+
+TEST_F(ConsoleWaiting, OthersAreServedMeanwhile) {
+    start_waiting();
+    send_text("wait\n");
+    received();
+    const int waiting = client_;
+    connect_client();
+    send_text("other\n");
+    EXPECT_EQ(received_until("ok\n"), "ok\n");
+    close(client_);
+    client_ = waiting;
+    command_finish(tickets[0], nullptr);
+    EXPECT_EQ(received_until("ok\n"), "ok\n");
+}
+
+TEST_F(ConsoleWaiting, WhoLeavesMeanwhileIsForgottenAndItsPlaceIsFree) {
+    start_waiting();
+    for (int turn = 0; turn < 20; turn++) { // more than there are places
+        send_text("wait\n");
+        received();
+        ASSERT_EQ(tickets.size(), 1u) << turn;
+        close(client_);
+        command_finish(tickets[0], nullptr);
+        tickets.clear();
+        connect_client();
+        received();
+    }
+}
+
+TEST_F(ConsoleWaiting, AfterItsEndNobodyIsAnswered) {
+    start_waiting();
+    send_text("wait\nlast\n");
+    received();
+    console_stop();
+    command_finish(tickets[0], nullptr);
+    EXPECT_EQ(first_words, std::vector<std::string>());
 }
 
 } // namespace
