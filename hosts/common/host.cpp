@@ -60,6 +60,7 @@ void signals_begin() {
         host_fail("cannot wait for signals: %s", strerror(errno));
     signals_handle(signal_handler, alarm_handler);
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN); // a file that may not grow is told by write()
 }
 
 // The process is leaving: a second signal changes nothing, and none must touch a bus that is being given back.

@@ -155,6 +155,8 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     int result = host_run(leave);
     if (!console_stop())
         exit_status = kExitFailure;
+    if (plugin->end != nullptr)
+        plugin->end();
     line_plugin_end();
     kex_timer_destroy(look_timer);
     kex_timer_destroy(input_timer);

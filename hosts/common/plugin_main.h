@@ -59,6 +59,7 @@ typedef struct plugin_program {
     void (*status)(int lines); /**< answers the status command behind its first line; null: "1 registered" */
     libvoice_callbacks_t (*callbacks)(void); /**< null: line_plugin_callbacks() */
     const libvoice_dsp_callbacks_t *dsp; /**< of a DSP plugin, which has its objects then; copied. Null: it is none */
+    void (*end)(void);                   /**< the process leaves: what is open is ended; null: nothing is */
     void (*lost)(void);                  /**< the connection has closed; null: line_plugin_application_lost() */
 } plugin_program_t;
 

@@ -18,6 +18,7 @@
 #include "host.h"
 #include "line_plugin.h"
 #include "plugin_main.h"
+#include "sound_commands.h"
 #include "telephone.h"
 
 #include <string.h>
@@ -138,11 +139,13 @@ constexpr plugin_command_t kCommands[] = {
     {"deregister", "", handset_deregister},
     {"away", "", handset_go_away},
     {"back", "", handset_come_back},
+    SOUND_COMMANDS,
     {},
 };
 
 void handsets_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
+    sound_commands_begin(handsets);
     telephone_operations = driver = telephone_driver();
     driver.signal = handset_signal;
     driver.ring = handset_ring;
@@ -167,6 +170,7 @@ int main(int count, char **words) {
     program.lines = kHandsets;
     program.commands = kCommands;
     program.begin = handsets_begin;
+    program.end = sound_commands_end;
     program.status = handsets_status;
     return plugin_main(&program, count, words);
 }

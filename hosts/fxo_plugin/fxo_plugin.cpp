@@ -19,6 +19,7 @@
 #include "country.h"
 #include "host.h"
 #include "plugin_main.h"
+#include "sound_commands.h"
 #include "telephone.h"
 
 #include <stdio.h>
@@ -172,11 +173,13 @@ constexpr plugin_command_t kCommands[] = {
     {"ring", "[NUMBER [NAME]]", exchange_ring},
     {"stop", "", exchange_stop},
     {"hangup", "", exchange_hang_up},
+    SOUND_COMMANDS,
     {},
 };
 
 void exchange_lines_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
+    sound_commands_begin(exchange_lines);
     driver = telephone_driver();
     driver.play = nullptr; // nobody listens on this side but the far end of a call
     driver.stop = nullptr; // the exchange's ringing is not the application's to stop
@@ -210,6 +213,7 @@ int main(int count, char **words) {
     program.most_lines = kMaxLines;
     program.commands = kCommands;
     program.begin = exchange_lines_begin;
+    program.end = sound_commands_end;
     program.status = exchange_lines_status;
     return plugin_main(&program, count, words);
 }

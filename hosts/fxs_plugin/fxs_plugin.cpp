@@ -24,6 +24,7 @@
 #include "fsk.h"
 #include "host.h"
 #include "plugin_main.h"
+#include "sound_commands.h"
 #include "telephone.h"
 
 #include <errno.h>
@@ -101,7 +102,13 @@ void fxs_status(int lines) {
 }
 
 constexpr plugin_command_t kCommands[] = {
-    {"off", "", fxs_lift}, {"on", "", fxs_hang_up}, {"dial", "DIGITS", fxs_dial}, {"flash", "", fxs_flash}, {},
+    {"off", "", fxs_lift},
+    {"on", "", fxs_hang_up},
+    {"dial", "DIGITS", fxs_dial},
+    {"flash", "", fxs_flash},
+    // which every line has
+    SOUND_COMMANDS,
+    {},
 };
 
 // ---------------------------------------------------------------------------------------------------------- Options
@@ -150,6 +157,7 @@ constexpr plugin_option_t kOptions[] = {
 
 void fxs_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
+    sound_commands_begin(telephones);
     driver = telephone_driver();
     driver.display = fxs_display;
     uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());
@@ -172,6 +180,7 @@ int main(int count, char **words) {
     program.options = kOptions;
     program.commands = kCommands;
     program.begin = fxs_begin;
+    program.end = sound_commands_end;
     program.status = fxs_status;
     return plugin_main(&program, count, words);
 }

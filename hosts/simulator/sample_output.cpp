@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -17,14 +18,27 @@ namespace {
 constexpr int kPipeBytes = 4096; // the least that a pipe holds
 static_assert(kStepSamples * 2 <= _POSIX_PIPE_BUF);
 
+// Samples have no head: nobody could tell an older file of them from any other.
+const char *contents_wrong(int fd) {
+    struct stat status;
+    if (fstat(fd, &status) != 0)
+        return strerror(errno);
+    return S_ISREG(status.st_mode) && status.st_size > 0 ? "is there already" : nullptr;
+}
+
 } // namespace
 
 const char *sample_output_open(sample_output *output, const char *path) {
     *output = {};
-    const char *wrong = plain_file_open(path, O_WRONLY | O_CREAT | O_TRUNC, FILE_PLAIN_OR_PIPE, &output->fd);
+    const char *wrong = plain_file_open(path, O_WRONLY | O_CREAT, FILE_PLAIN_OR_PIPE, &output->fd);
+    if (wrong != nullptr)
+        return wrong;
+    wrong = contents_wrong(output->fd);
     output->open = wrong == nullptr;
     if (output->open)
         (void)!fcntl(output->fd, F_SETPIPE_SZ, kPipeBytes); // no pipe: nothing
+    else
+        close(output->fd);
     return wrong;
 }
 

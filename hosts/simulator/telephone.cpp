@@ -48,7 +48,10 @@ void telephone_hear(telephone *one, const char *tone) {
 
 // What comes over RTP, said like any tone. It does not hide a tone that the application plays.
 void hears_sound(const audio *sound, const char *what) {
-    say("%s hears %s", sound->who, *what == 0 ? "silence" : what);
+    char text[64];
+    snprintf(text, sizeof text, "hears %s", *what == 0 ? "silence" : what);
+    say("%s %s", sound->who, text);
+    audio_event(sound, text);
 }
 
 const char *ignored(uint32_t signal) {

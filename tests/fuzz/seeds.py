@@ -206,6 +206,7 @@ def plugin_console_seeds():
     yield "exchange-line-is-seized", (
         b"fxo\n!register\n!signal 1 LIBVOICE_SIGNAL_fxo_of\n1 ring 1\n1 hangup\n!signal 1 LIBVOICE_SIGNAL_fxo_on\n"
     )
+    yield "files", b"fxs\n!register\n1 say /dev/null\n1 off\n1 say\n1 say /nowhere.wav\n1 say off\n1 on\n"
     yield "channels", b"dsp\n!register\nstatus\n1 off\nhelp\nquit\n"
     yield "application-comes-back", b"fxs\n!time 3000\n!register\n1 off\n!close\n!time 3000\n!register\nstatus\nquit\n"
     yield "exit", b"fxs\n!register\n!exit\nstatus\n"

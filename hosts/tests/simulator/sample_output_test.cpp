@@ -79,11 +79,12 @@ TEST_F(SampleOutput, ReaderThatGoesEndsIt) {
     EXPECT_FALSE(output_.open);
 }
 
-TEST_F(SampleOutput, FileIsReplaced) {
-    put("a.raw", "something longer");
+TEST_F(SampleOutput, FileIsNewOrEmpty) {
+    put("a.raw", "");
     ASSERT_EQ(sample_output_open(&output_, path("a.raw").c_str()), nullptr);
     EXPECT_EQ(put_step(1), nullptr);
     sample_output_close(&output_);
+    EXPECT_STREQ(sample_output_open(&output_, path("a.raw").c_str()), "is there already");
     EXPECT_EQ(contents("a.raw").size(), 160u);
     EXPECT_STREQ(sample_output_open(&output_, "/dev/full"), "is a device, not a file");
     EXPECT_STREQ(sample_output_open(&output_, path("").c_str()), "is a folder");

@@ -2,6 +2,7 @@
 // A simulated telephone by its interface: what its user hears and sees, and what it reports.
 #include "telephone.h"
 
+#include "fake_line.h"
 #include "kex_host.h"
 #include "udp_pair.h"
 
@@ -12,11 +13,6 @@
 #include <vector>
 
 // ------------------------------------------------------------------------------------------------ In place of a plugin
-
-struct plugin_line {
-    int number;
-    bool registered;
-};
 
 namespace {
 

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+// Recordings of lines: sound, and what happens beside it.
+#include "recording.h"
+
+#include "console.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+constexpr char kLabelsEnding[] = ".labels.txt", kWavEnding[] = ".wav";
+constexpr uint32_t kExtendEvery = kSampleRate / 2; // samples: ends of labels are right to half a second
+
+// What lasts: the words it begins with and those that end it. Whatever begins like it ends the one before.
+constexpr struct {
+    const char *begin;
+    const char *ends[3];
+} kLasting[kSpans] = {
+    {"off hook", {"on hook"}},
+    {"rings", {"stops ringing", "answered"}},
+    {"hears ", {"on hook"}},
+    {"talking ", {"on hold ", "media ended "}},
+};
+constexpr char kNoTone[] = "hears silence";
+
+bool begins_with(const char *text, const char *words) {
+    return words != nullptr && strncmp(text, words, strlen(words)) == 0;
+}
+
+bool span_ends(uint32_t kind, const char *text) {
+    bool ends = begins_with(text, kLasting[kind].begin);
+    for (const char *words : kLasting[kind].ends)
+        ends = ends || begins_with(text, words);
+    return ends;
+}
+
+// Figures of media are in the host's output; here they would only hide the rest.
+void label_text(const char *text, char *label, size_t size) {
+    snprintf(label, size, "%s", text);
+    char *figures = strstr(label, " line=");
+    if (figures != nullptr)
+        *figures = 0;
+}
+
+uint64_t time_in(const recording *one, uint64_t position) {
+    return position > one->begin ? position - one->begin : 0;
+}
+
+bool spans_extend(recording *one, uint64_t end) {
+    one->extended = end;
+    for (uint64_t span : one->spans)
+        if (span != 0 && !label_file_extend(&one->labels, span, end))
+            return false;
+    return true;
+}
+
+void recording_event(void *userdata, uint64_t position, const char *text) {
+    recording *one = static_cast<recording *>(userdata);
+    if (one->line == nullptr)
+        return;
+    const uint64_t at = time_in(one, position);
+    char label[128];
+    label_text(text, label, sizeof label);
+    bool written = true;
+    for (uint32_t kind = 0; kind < kSpans; kind++)
+        if (one->spans[kind] != 0 && span_ends(kind, text)) {
+            written = label_file_extend(&one->labels, one->spans[kind], at) && written;
+            one->spans[kind] = 0;
+        }
+    const uint64_t place = strcmp(text, kNoTone) == 0 ? 0 : label_file_add(&one->labels, at, label);
+    written = written && (place != 0 || strcmp(text, kNoTone) == 0);
+    for (uint32_t kind = 0; kind < kSpans; kind++)
+        if (begins_with(text, kLasting[kind].begin))
+            one->spans[kind] = place;
+    if (!written)
+        recording_end(one, strerror(errno));
+}
+
+// Up to the position: what is missing was not made.
+const char *sound_fill(recording *one, uint64_t position) {
+    const uint64_t missing = time_in(one, position) - wav_writer_length(&one->sound);
+    return missing == 0 ? nullptr : wav_writer_skip(&one->sound, missing);
+}
+
+void recording_step(void *userdata, uint64_t position, const int16_t *heard, const int16_t *said) {
+    recording *one = static_cast<recording *>(userdata);
+    const char *wrong = sound_fill(one, position);
+    if (wrong == nullptr)
+        wrong = wav_writer_put(&one->sound, heard, said, kStepSamples);
+    const uint64_t now = time_in(one, position) + kStepSamples;
+    if (wrong == nullptr && now >= one->extended + kExtendEvery && !spans_extend(one, now))
+        wrong = strerror(errno);
+    if (wrong != nullptr)
+        recording_end(one, wrong);
+}
+
+bool labels_path(const char *path, char *labels, size_t size) {
+    size_t stem = strlen(path);
+    const size_t ending = sizeof kWavEnding - 1;
+    if (stem > ending && strcmp(path + stem - ending, kWavEnding) == 0)
+        stem -= ending;
+    const int length = snprintf(labels, size, "%.*s%s", static_cast<int>(stem), path, kLabelsEnding);
+    return length > 0 && static_cast<size_t>(length) < size;
+}
+
+const char *files_open(recording *one, const char *path) {
+    char labels[kRecordingPath + sizeof kLabelsEnding];
+    if (strlen(path) >= sizeof one->path || !labels_path(path, labels, sizeof labels))
+        return command_error("%s: %s", path, strerror(ENAMETOOLONG));
+    const char *wrong = wav_writer_open(&one->sound, path);
+    if (wrong != nullptr)
+        return command_error("%s: %s", path, wrong);
+    wrong = label_file_open(&one->labels, labels);
+    if (wrong == nullptr)
+        return nullptr;
+    wav_writer_close(&one->sound);
+    return command_error("%s: %s", labels, wrong);
+}
+
+} // namespace
+
+const char *recording_begin(recording *one, telephone *line, const char *path) {
+    memset(one, 0, sizeof *one);
+    const char *wrong = files_open(one, path);
+    if (wrong != nullptr)
+        return wrong;
+    const sound_sink sink = {one, recording_step, recording_event};
+    wrong = audio_add_sink(&line->sound, &sink);
+    if (wrong != nullptr) {
+        wav_writer_close(&one->sound);
+        label_file_close(&one->labels);
+        return wrong;
+    }
+    telephone_tell(line, "records %s", path); // the file itself need not say so
+    one->begin = sampling_clock_position();
+    one->line = line;
+    snprintf(one->path, sizeof one->path, "%s", path);
+    if (line->off_hook)
+        recording_event(one, one->begin, "off hook");
+    return nullptr;
+}
+
+void recording_end(recording *one, const char *why) {
+    telephone *line = one->line;
+    if (line == nullptr)
+        return;
+    one->line = nullptr; // nothing that is told now is written any more
+    audio_remove_sink(&line->sound, one);
+    const uint64_t length = wav_writer_length(&one->sound);
+    spans_extend(one, length);
+    const char *wrong = one->sound.open ? wav_writer_close(&one->sound) : nullptr;
+    label_file_close(&one->labels);
+    why = why != nullptr ? why : wrong;
+    telephone_tell(line, "recording ends: %s %u.%02u s%s%s", one->path, static_cast<uint32_t>(length / kSampleRate),
+                   static_cast<uint32_t>(length % kSampleRate / 80), why != nullptr ? ": " : "",
+                   why != nullptr ? why : "");
+}
