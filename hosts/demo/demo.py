@@ -3,15 +3,20 @@
 
 Every step waits for what must happen, with a limit, and the first thing that does not happen ends the demonstration
 with status 1. What stands behind "|" is the traffic between the processes, as `voicectl watch` shows it.
+
+  demo.py [FOLDER]    recordings of all lines, and a page about them, stay in FOLDER, else in a new temporary folder
 """
 
 import contextlib
 import os
 import statistics
 import sys
+import tempfile
 import threading
 import time
+from pathlib import Path
 
+import sound_page
 from processes import QUICK_RETRY, System, Unmet, until
 
 COLOUR = sys.stdout.isatty() and not os.environ.get("NO_COLOR") and os.environ.get("TERM") != "dumb"
@@ -23,6 +28,8 @@ TELEPHONES = {
     "202": ("fxs2", 2, "FXS2"),
 }
 HANDSETS = {"501": ("dect1", 1, "DECT1"), "502": ("dect1", 2, "DECT2")}
+# What is recorded: plugin and place in it, by the name of the file.
+RECORDED = {name: place[:2] for name, place in (TELEPHONES | HANDSETS).items()} | {"exchange": ("fxo1", 1)}
 
 
 def paint(code, text):
@@ -101,8 +108,8 @@ class Telephone:
 
 
 class Demonstration:
-    def __init__(self, system):
-        self.system = system
+    def __init__(self, system, folder):
+        self.system, self.folder = system, folder
         self.steps = []  # title, seconds, remark
         self.title = "setting up"
         self.remark = ""
@@ -184,6 +191,7 @@ class Demonstration:
             self.plugins[name].expect("^ready ")
             self.ladder.out.expect_from(0, f" {name} .* register_plugin answered +true")
             self.registered.add(name)
+            self.record(name)
         plugins, lines = self.application.plugins(), self.application.lines()
         if set(plugins) != self.plugins.keys() or not self.telephones.keys() <= lines.keys():
             raise Unmet(
@@ -191,6 +199,13 @@ class Demonstration:
                 f"these are: {plugins}, {sorted(lines)}"
             )
         self.remark = f"{len(plugins)} plugins, {len(lines)} lines"
+
+    def record(self, plugin):
+        """From its first registration on, until it leaves."""
+        for name, (owner, line) in RECORDED.items():
+            file = self.folder / f"{name}.wav"
+            if owner == plugin and not file.exists():
+                self.plugins[plugin].ask(f'{line} record "{file}"')
 
     def call(self, caller, callee):
         one, other = self.telephones[caller], self.telephones[callee]
@@ -342,18 +357,48 @@ class Demonstration:
             f"{statistics.median(answers):.2f} ms (median), {max(answers):.2f} ms at most; "
             f"{records.count('event')} events, {records.count('signal')} signals"
         )
+        self.recordings_show()
         say(f"All {len(self.steps)} steps happened, in {seconds:.1f} s.")
+
+    def recordings_show(self):
+        """Makes the page, and says what reads the rest."""
+        count = len(list(self.folder.glob("*.wav")))
+        page = sound_page.write(self.folder)
+        say(f"  {count} lines were recorded: {page}")
+        say("    index.html     in a browser: pictures of the sound, what happened, players")
+        say("    *.wav          heard left, said right: sox, soxi, Audacity, ffplay, aplay")
+        say("    *.labels.txt   Audacity: File, Import, Labels")
+
+
+def folder_make(words):
+    """Where recordings stay; those of a run before are taken away."""
+    if not words:
+        return Path(tempfile.mkdtemp(prefix="voice-demo-"))
+    folder = Path(words[0]).resolve()
+    folder.mkdir(parents=True, exist_ok=True)
+    for name in RECORDED:
+        (folder / f"{name}.wav").unlink(missing_ok=True)
+    return folder
 
 
 def main():
+    if len(sys.argv) > 2:
+        print(__doc__, file=sys.stderr)
+        return 2
+    try:
+        folder = folder_make(sys.argv[1:])
+    except OSError as problem:
+        print(f"error: {problem}", file=sys.stderr)
+        return 2
     with System() as system:
-        demonstration = Demonstration(system)
+        demonstration = Demonstration(system, folder)
         try:
             demonstration.run()
         except Unmet as problem:
             say()
             say(system.report())
             say()
+            say(f"What was recorded until then is in {folder}")
             say(f"FAILED in step {len(demonstration.steps) + 1}, {demonstration.title}: {problem}")
             return 1
         except KeyboardInterrupt:

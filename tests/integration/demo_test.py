@@ -8,14 +8,15 @@ from pathlib import Path
 
 import pytest
 
+import recordings
 from terminal import Terminal
 
 DEMO = Path(__file__).resolve().parents[2] / "hosts" / "demo" / "demo.py"
 
 
-def run_demo(bin_folder, **environment):
+def run_demo(bin_folder, folder, **environment):
     done = subprocess.run(
-        [sys.executable, DEMO],
+        [sys.executable, DEMO, folder],
         capture_output=True,
         text=True,
         timeout=100,
@@ -37,7 +38,8 @@ def with_replaced(system, program, script):
 
 
 def test_every_step_happens(system):
-    status, lines = run_demo(system.bin.resolve())
+    sound = system.folder / "sound"
+    status, lines = run_demo(system.bin.resolve(), sound)
     assert status == 0, "\n".join(lines)
     assert lines[-1].startswith("All 12 steps happened")
     shown = "\n".join(lines)
@@ -54,11 +56,31 @@ def test_every_step_happens(system):
     ):
         assert part in shown, part
     assert "\x1b" not in shown
+    assert f"7 lines were recorded: {sound}/index.html" in shown
+    lines_recorded(sound)
+
+
+def lines_recorded(folder):
+    """Each line has its sound and its labels, and the page has them all."""
+    page = (folder / "index.html").read_text()
+    for name in ("101", "102", "201", "202", "501", "502", "exchange"):
+        heard, said = recordings.read(folder / f"{name}.wav")
+        texts = [text for _, _, text in recordings.labels(folder / f"{name}.labels.txt")]
+        assert f'src="{name}.wav"' in page
+        if name == "502":  # nobody calls it
+            assert not any(heard) and not texts
+        else:
+            assert max(heard) > 2000 and max(said) > 2000, name
+            assert "talking" in texts, name
+    texts = " ".join(text for _, _, text in recordings.labels(folder / "101.labels.txt"))
+    for event in ("off hook", "dials 201", "rings", "displays number=03012345678", "hears busy-tone", "on hook"):
+        assert event in texts, event
+        assert event in page, event
 
 
 def test_plugin_that_does_not_start_is_named(system):
     folder = with_replaced(system, "fxs_plugin", "echo 'no hardware' >&2; exit 3")
-    status, lines = run_demo(folder)
+    status, lines = run_demo(folder, system.folder)
     assert status == 1
     assert any(line.startswith("FAILED in step 1, Three processes find each other") for line in lines)
     assert "no hardware" in lines
@@ -67,9 +89,9 @@ def test_plugin_that_does_not_start_is_named(system):
 def test_plugin_that_is_deaf_is_named(system):
     real = (system.bin / "fxs_plugin").resolve()
     folder = with_replaced(system, "fxs_plugin", f'exec "{real}" "$@" --no-stdin')
-    status, lines = run_demo(folder, VOICE_TEST_PATIENCE="5")
+    status, lines = run_demo(folder, system.folder, VOICE_TEST_PATIENCE="5")
     assert status == 1
-    assert any(line.startswith("FAILED in step 2, Telephone 101") for line in lines)
+    assert any(line.startswith("FAILED in step 1, ") and "fxs1 never said" in line for line in lines)
 
 
 @pytest.mark.parametrize("terminal, wanted", [("xterm", True), ("dumb", False)])
@@ -78,7 +100,7 @@ def test_colours_are_for_terminals_that_have_them(system, terminal, wanted):
     screen = Terminal()
     environment = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
     environment |= {"VOICE_BIN": str(folder), "TERM": terminal}
-    with screen.start([sys.executable, DEMO], stdin=subprocess.DEVNULL, env=environment) as demo:
+    with screen.start([sys.executable, DEMO, system.folder], stdin=subprocess.DEVNULL, env=environment) as demo:
         demo.wait(100)
     shown = screen.finish()
     assert demo.returncode == 1
