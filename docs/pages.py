@@ -31,6 +31,7 @@ SOURCE_FOLDERS = [
     "helpers",
     "platform",
     "bus",
+    "conformance",
     "hosts",
     "tool",
     "vocabulary",

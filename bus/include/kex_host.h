@@ -5,7 +5,8 @@
  *
  * The platform contract (kex.h) says what a library may call; a gateway's own bus has other ways to do what stands
  * here. A host keeps these calls together in its start-up so that only that file changes with the bus. The bus knows
- * nothing of voice: names, classes and functions are all the host's.
+ * nothing of voice: names, classes and functions are all the host's. Programs that were linked with the bundled bus ask
+ * for functions of version KEX_1.
  *
  * A process may hold several buses (tests do). Timers have no bus argument in the contract: they belong to the bus
  * that is dispatching when they are created, else to the process's first bus.

@@ -8,11 +8,11 @@ import subprocess
 import tempfile
 import unittest
 
-from staged import BIN, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
+from staged import BIN, HOSTS, LIMIT, MAN, PROGRAMS, SOURCE, clean_environment, run
 
-HOSTS = PROGRAMS[:-1]
+FOLDERS = {"voicectl": ["tool"], "kex_conformance": ["conformance"]}  # of those that are no hosts
 OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
-VARIABLE = r"(?:(?:ZIL|KEX|LISTEN|NO|NOTIFY|WATCHDOG)_[A-Z_]+|COLUMNS|TERM)"
+VARIABLE = r"(?:(?:ZIL|KEX|LISTEN|NO|NOTIFY|WATCHDOG)_[A-Z_]+|COLUMNS|TERM|TMPDIR)"
 MISQUOTED = re.compile("‘[^’]*(?:‘|, )[^’]*’")
 
 
@@ -119,7 +119,7 @@ class Install(unittest.TestCase):
         """The variables of --help, which are those that the program reads, and no others."""
         for program in PROGRAMS:
             with self.subTest(program):
-                read = variables("src", "bus/src", "hosts") if program in HOSTS else variables("tool")
+                read = variables(*FOLDERS.get(program, ["src", "bus/src", "hosts"]))
                 self.assertEqual(documented_variables(program), read)
                 self.assertEqual(set(re.findall(rf"\b{VARIABLE}\b", help_of(program))), read)
 

@@ -12,7 +12,9 @@ CMAKE, CC, CXX, READELF, VERSION = (
 )
 FOLDERS = {name: os.environ[f"VOICE_{name.upper()}DIR"] for name in ("lib", "bin", "include", "man", "doc")}
 LIB, BIN, INCLUDE, MAN = (STAGE / FOLDERS[name] for name in ("lib", "bin", "include", "man"))
-PROGRAMS = ("voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin", "voicectl")
+HOSTS = ("voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin")
+ON_NO_LIBRARY = "kex_conformance"  # it loads the one that it is told
+PROGRAMS = (*HOSTS, "voicectl", ON_NO_LIBRARY)
 PREFIX = "/opt/voice"  # what the installation believes; nothing is ever there
 LIMIT = 100  # seconds for any one command
 

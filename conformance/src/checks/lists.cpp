@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Lists, filled in place.
+#include "binding.h"
+#include "groups.h"
+
+namespace conformance {
+
+namespace {
+
+constexpr Level kMust = Level::must;
+constexpr char kInPlace[] = "The list inside a list variant, to be filled in place; it lives as long as the variant.";
+
+variant_list_t *list_begin(variant_t *value) {
+    expect(lib.variant_initialize(value, VARIANT_LIST) != 0, "variant_initialize answers no to a list");
+    variant_list_t *list = lib.variant_da_list(value);
+    expect(list != nullptr, "variant_da_list answers null");
+    return list;
+}
+
+void number_add(variant_list_t *list, uint32_t number) {
+    variant_t item = {};
+    lib.variant_setUInt32(&item, number);
+    expect(lib.variant_list_add(list, &item) != 0, "variant_list_add answers no to item %u", number);
+    lib.variant_cleanup(&item);
+}
+
+void in_place() {
+    variant_t value;
+    variant_list_t *list = list_begin(&value);
+    number_add(list, 1);
+    number_add(list, 2);
+    expect(lib.variant_da_list(&value) == list, "the second variant_da_list gives another list");
+    number_add(lib.variant_da_list(&value), 3);
+    saw("three items added");
+    lib.variant_cleanup(&value);
+}
+
+void of_no_list() {
+    variant_t value = {};
+    expect(lib.variant_da_list(&value) == nullptr, "a zero-filled variant has a list");
+    lib.variant_setUInt32(&value, 1);
+    expect(lib.variant_da_list(&value) == nullptr, "a number has a list");
+    variant_t none;
+    lib.variant_initialize(&none, VARIANT_NONE);
+    expect(lib.variant_da_list(&none) == nullptr, "a variant without a value has a list");
+    saw("null for text, number and none");
+}
+
+void copies() {
+    variant_t value;
+    variant_list_t *list = list_begin(&value);
+    variant_t item = {};
+    lib.variant_setChar(&item, "first");
+    lib.variant_list_add(list, &item);
+    lib.variant_setChar(&item, "second");
+    lib.variant_list_add(list, &item);
+    lib.variant_cleanup(&item);
+    variant_t outer;
+    variant_list_t *outer_list = list_begin(&outer);
+    expect(lib.variant_list_add(outer_list, &value) != 0, "a list cannot be put into a list");
+    lib.variant_cleanup(&value);
+    lib.variant_cleanup(&outer);
+    saw("a list within a list, cleaned before it");
+}
+
+void many() {
+    variant_t value;
+    variant_list_t *list = list_begin(&value);
+    for (uint32_t i = 0; i < 1000; i++)
+        number_add(list, i);
+    lib.variant_cleanup(&value);
+    saw("1,000 items");
+}
+
+void null_item() {
+    variant_t value;
+    variant_list_t *list = list_begin(&value);
+    expect_number("variant_list_add", lib.variant_list_add(list, nullptr), 0);
+    lib.variant_cleanup(&value);
+}
+
+constexpr Check kChecks[] = {
+    {"lists.in_place", kMust, kInPlace, in_place, nullptr, 0, false},
+    {"lists.of_no_list", kMust, "NULL on failure.", of_no_list, nullptr, 0, false},
+    {"lists.copies", kMust, "Appends a copy.", copies, nullptr, 0, false},
+    {"lists.many", kMust, "An ordered list of values.", many, nullptr, 0, false},
+    {"lists.null_item", kMust,
+     "A null handle never crashes: creators return NULL, actions return 0 (variant_fd: -1), destroyers do nothing.",
+     null_item, nullptr, 0, false},
+};
+
+} // namespace
+
+const Group kLists = group_of(kChecks);
+
+} // namespace conformance

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+// Implements groups.h: the order in which the groups run.
+#include "groups.h"
+
+namespace conformance {
+
+const Group *const kGroups[] = {
+    &kSymbols,   &kNulls, &kVariants, &kConversions, &kLists,   &kRequests,  &kReplies,
+    &kHandlers,  &kWaits, &kOrder,    &kDescriptors, &kGetters, &kBytes,     &kTexts,
+    &kFunctions, &kModel, &kTimers,   &kPeers,       &kClosing, &kListening,
+};
+const unsigned kGroupCount = sizeof kGroups / sizeof *kGroups;
+
+} // namespace conformance

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// The groups of checks, one a file.
+#ifndef CONFORMANCE_GROUPS_H
+#define CONFORMANCE_GROUPS_H
+
+#include "check.h"
+
+namespace conformance {
+
+// What a file of checks ends with.
+template <unsigned count>
+constexpr Group group_of(const Check (&checks)[count]) {
+    return {checks, count};
+}
+
+extern const Group kSymbols, kNulls, kVariants, kConversions, kLists, kRequests, kReplies, kHandlers, kWaits, kOrder,
+    kDescriptors, kGetters, kBytes, kTexts, kFunctions, kModel, kTimers, kPeers, kClosing, kListening;
+
+} // namespace conformance
+
+#endif
