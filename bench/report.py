@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Runs the benchmark programs of a build and shows what they found: report.py BUILD [--once] bus|library ...
+"""Runs the benchmark programs of a build and shows what they found: report.py BUILD [--once] bus|library|scale ...
 
 Prints one table with each goal and whether it is met, and writes results.json and chart.svg into BUILD. With --once
 every program does everything a single time, without a figure.
@@ -40,6 +40,7 @@ class Result:
     by_median: float
     goal: float | None
     is_difference: bool
+    is_time: bool
 
     @property
     def is_met(self):
@@ -61,7 +62,8 @@ def path_times(program):
     return times
 
 
-def bus_times(program, cpus):
+def process_times(program, cpus):
+    """The same of programs of several processes, which are on one processor or on two."""
     times = {}
     for row in json.loads(output_of(program, "--cpus", str(cpus))):
         times.setdefault(row["path"], {})[row["by"]] = row["ns"]
@@ -69,11 +71,11 @@ def bus_times(program, cpus):
 
 
 def compared(row, times, peer, where="", goal=None):
-    ours, theirs = times[row.ours], times[peer]
+    ours, theirs = times[row.ours], [0.0] if peer == goals.CLOCK else times[peer]
     figures = [min(ours), statistics.median(ours), min(theirs), statistics.median(theirs)]
-    between = (lambda a, b: a - b) if row.is_difference else (lambda a, b: a / b)
+    between = (lambda a, b: a - b) if row.is_difference or row.is_time else (lambda a, b: a / b)
     by = [between(figures[0], figures[2]), between(figures[1], figures[3])]
-    return Result(row.path + where, peer, *figures, *by, goal, row.is_difference)
+    return Result(row.what + where, peer, *figures, *by, goal, row.is_difference, row.is_time)
 
 
 def results_of(rows, times, where="", with_goals=True):
@@ -88,7 +90,13 @@ def results_of(rows, times, where="", with_goals=True):
             yield compared(row, by, peer, where, wanted[peer] if with_goals else None)
 
 
+def duration(ns):
+    return f"{ns / goals.MILLISECOND:.2f} ms" if ns >= goals.MILLISECOND else f"{ns / 1000:.0f} us"
+
+
 def amount(result, value):
+    if result.is_time:
+        return duration(value)
     return f"{value:+.0f} ns" if result.is_difference else f"{value:.2f}"
 
 
@@ -98,14 +106,10 @@ def table(results):
     for r in results:
         goal = "" if r.goal is None else amount(r, r.goal)
         met = "" if r.goal is None else "met" if r.is_met else "NOT MET"
-        figures = [
-            f"{r.ours_least:.1f} ns",
-            r.peer,
-            f"{r.peer_least:.1f} ns",
-            amount(r, r.by_least),
-            amount(r, r.by_median),
-        ]
-        lines.append([r.what, *figures, goal, met])
+        ours, peers = (
+            (duration(r.ours_least), "") if r.is_time else (f"{r.ours_least:.1f} ns", f"{r.peer_least:.1f} ns")
+        )
+        lines.append([r.what, ours, r.peer, peers, amount(r, r.by_least), amount(r, r.by_median), goal, met])
     widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
     sides = "<><>>>><"
     return "\n".join("  ".join(f"{c:{s}{w}}" for c, s, w in zip(line, sides, widths)).rstrip() for line in lines)
@@ -129,22 +133,36 @@ def run_once(programs, names):
         subprocess.run([programs / f"bench_{name}", "--once"], check=True)
 
 
+def process_results(program, rows, without_goals=()):
+    """On one processor; then on two, where the figures say more about the machine than about the bus."""
+    times = process_times(program, 1)
+    yield from results_of(rows, times)
+    yield from results_of(without_goals, times, with_goals=False)
+    if has_two_processors():
+        times = process_times(program, 2)
+        yield from results_of([*rows, *without_goals], times, ", two processors", with_goals=False)
+
+
+def has_two_processors():
+    return len(os.sched_getaffinity(0)) > 1
+
+
 def measure(programs, names):
     results = []
     if "library" in names:
         results += results_of(goals.PATHS, path_times(programs / "bench_library_timed"))
     if "bus" in names:
-        results += results_of(goals.BUS, bus_times(programs / "bench_bus", 1))
-        if len(os.sched_getaffinity(0)) > 1:
-            times = bus_times(programs / "bench_bus", 2)
-            results += results_of(goals.BUS, times, ", two processors", with_goals=False)
+        results += process_results(programs / "bench_bus", goals.BUS)
+    if "scale" in names:
+        with_tap = ([*goals.SCALE, goals.TAP], []) if has_two_processors() else (goals.SCALE, [goals.TAP])
+        results += process_results(programs / "bench_scale", *with_tap)
     return results
 
 
 def main():
     parser = argparse.ArgumentParser(description="Runs the benchmark programs of a build.")
     parser.add_argument("build", type=Path)
-    parser.add_argument("names", nargs="+", choices=["bus", "library"])
+    parser.add_argument("names", nargs="+", choices=["bus", "library", "scale"])
     parser.add_argument("--once", action="store_true")
     options = parser.parse_args()
     if options.once:

@@ -49,6 +49,20 @@ class Results(unittest.TestCase):
         self.assertTrue(one(row, {"library": [500.0], "the bare calls": [200.0]})[0].is_met)
         self.assertIn("+301 ns", report.table([result]))
 
+    def test_a_time_is_compared_with_the_clock(self):
+        row = goals.Row("back", "8 plugins", {goals.CLOCK: 50e6})
+        result = one(row, {"8 plugins": [51.0e6, 49.5e6]})[0]
+        self.assertEqual((result.what, result.by_least, result.is_met), ("back: 8 plugins", 49.5e6, True))
+        self.assertRegex(
+            report.table([result]).splitlines()[1],
+            r"^back: 8 plugins +49\.50 ms +the clock +49\.50 ms +50\.25 ms +50\.00 ms +met$",
+        )
+        self.assertFalse(one(row, {"8 plugins": [50.1e6]})[0].is_met)
+
+    def test_a_time_without_a_goal_is_shown(self):
+        result = one(goals.Row("late", "library", {goals.CLOCK: None}), {"library": [31000.0]})[0]
+        self.assertRegex(report.table([result]).splitlines()[1], r"^late +31 us +the clock +31 us +31 us$")
+
     def test_rows_on_two_processors_have_no_goal(self):
         found = one(ROW, {"library": [9.0], "C": [1.0], "libmnl": [1.0]}, where=", two processors", with_goals=False)
         self.assertEqual([(result.what, result.goal) for result in found], [("walk, two processors", None)] * 2)

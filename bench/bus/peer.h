@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "../support/program.h"
+
 constexpr const char *kPlugin = "fxs1";
 constexpr size_t kRecordBytes = 56;
 constexpr int kTurn = 32; // calls that are queued before the loop turns
@@ -17,11 +19,8 @@ constexpr int kDescriptors = 3;
 extern unsigned char event_record[kRecordBytes];
 extern int null_device; // a descriptor to send
 
-[[noreturn]] void die(const char *what);
 // From a child: it serves, or soon will.
 void tell_ready();
-// A path for a socket, in a folder of this run.
-std::string socket_path(const char *name);
 
 class Peer {
 public:
