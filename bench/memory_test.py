@@ -43,18 +43,24 @@ class Maps(unittest.TestCase):
     def test_only_what_is_more_is_shown_with_its_goal(self):
         idle = {"[stack]": {"Rss": 16, "Private_Dirty": 16}}
         plugin = {"[stack]": {"Rss": 16, "Private_Dirty": 16}, "[heap]": {"Rss": 451, "Private_Dirty": 64}}
-        shown, is_good = memory.table(idle, plugin)
+        shown, is_good = memory.table([(idle, plugin)])
         self.assertNotIn("[stack]", shown)
-        self.assertRegex(shown.splitlines()[-1], r"^all \(goal\) +451 \(450, NOT MET\) +64 \(64, met\)$")
+        self.assertRegex(shown.splitlines()[-2], r"^all \(goal\) +451 \(450, NOT MET\) +64 \(64, met\)$")
         self.assertFalse(is_good)
         plugin["[heap]"]["Rss"] = 450
-        self.assertTrue(memory.table(idle, plugin)[1])
+        self.assertTrue(memory.table([(idle, plugin)])[1])
+
+    def test_the_start_in_the_middle_is_shown(self):
+        starts = [({}, {"libc.so": {"Rss": pages, "Private_Dirty": 4}}) for pages in (500, 100, 300)]
+        lines = memory.table(starts)[0].splitlines()
+        self.assertRegex(lines[1], r"^libc.so +300 +4$")
+        self.assertRegex(lines[-1], r"^of 3 starts +100 to 500 +4 to 4$")
 
 
 class Programs(unittest.TestCase):
     @unittest.skipUnless(PROGRAMS, "no folder of programs is given")
     def test_an_idle_plugin_can_be_looked_at(self):
-        idle, plugin = memory.measure(PROGRAMS)
+        idle, plugin = memory.measure(PROGRAMS)[0]
         self.assertIn("libkex.so", plugin)
         self.assertNotIn("libkex.so", idle)
         self.assertGreater(memory.total(plugin, "Rss"), memory.total(idle, "Rss"))

@@ -25,7 +25,7 @@ const wire::Argument *argument_find(const argument_list_t *a, const char *name) 
     const wire::Argument *argument = argument_find_exact(a, name, length);
     const char *names = argument == nullptr ? function_argument_names(a->function, name, length) : nullptr;
     while (names != nullptr && argument == nullptr) {
-        size_t end = strcspn(names, "|");
+        size_t end = text_length_until(names, '|');
         argument = argument_find_exact(a, names, end);
         names = names[end] == '|' ? names + end + 1 : nullptr;
     }

@@ -4,7 +4,6 @@
 #include "base/trace.h"
 
 #include <dlfcn.h>
-#include <stdio.h>
 #include <string.h>
 
 namespace bus {
@@ -21,21 +20,17 @@ Function *function_find_in(const List<Function> &functions, const char *class_na
     return nullptr;
 }
 
-void function_free(Function *function) {
-    for (uint32_t i = 0; function->arguments != nullptr && i < function->argument_count; i++)
-        free(function->arguments[i]);
-    free(function->arguments);
-    free(function->class_name);
-    free(function->name);
-    free(function);
+// "__Class_name", or "__name" where there is no class: a valid row fits.
+void symbol_write(char *symbol, const char *class_name, const char *name) {
+    symbol = stpcpy(stpcpy(symbol, "__"), class_name);
+    if (*class_name != '\0')
+        *symbol++ = '_';
+    strcpy(symbol, name);
 }
 
 kex_function_t *symbol_find(const char *class_name, const char *name) {
     char symbol[kMaxSymbol + 8];
-    if (*class_name != '\0')
-        snprintf(symbol, sizeof symbol, "__%s_%s", class_name, name);
-    else
-        snprintf(symbol, sizeof symbol, "__%s", name);
+    symbol_write(symbol, class_name, name);
     void *address = dlsym(RTLD_DEFAULT, symbol);
     if (address == nullptr)
         note(ZIL_TRACE_ERROR, "function '%s' is declared but this process exports no '%s' (linked with -rdynamic?)",
@@ -43,25 +38,39 @@ kex_function_t *symbol_find(const char *class_name, const char *name) {
     return reinterpret_cast<kex_function_t *>(address);
 }
 
+uint32_t row_arguments(const char *const *row, uint32_t columns) {
+    uint32_t count = 0;
+    while (count + 2 < columns && row[count + 2] != nullptr)
+        count++;
+    return count;
+}
+
+// Copies the text to `room`, and moves that behind it.
+const char *text_put(char *&room, const char *text) {
+    const char *copy = room;
+    room = stpcpy(room, text) + 1;
+    return copy;
+}
+
 Function *function_create(const char *const *row, uint32_t columns, kex_function_t *entry) {
-    Function *function = make<Function>();
-    if (function == nullptr)
+    const uint32_t count = row_arguments(row, columns);
+    size_t size = sizeof(Function) + count * sizeof(char *);
+    for (uint32_t i = 0; i < count + 2; i++)
+        size += strlen(row[i]) + 1;
+    void *memory = memory_take(size);
+    if (memory == nullptr)
         return nullptr;
+    Function *function = static_cast<Function *>(memory);
+    *function = {};
+    function->arguments = reinterpret_cast<const char **>(function + 1);
+    function->argument_count = count;
     function->entry = entry;
-    function->class_name = memory_take_text(row[0]);
-    function->name = memory_take_text(row[1]);
-    function->arguments = static_cast<char **>(memory_take_zeroed(columns, sizeof(char *)));
-    bool complete = function->class_name != nullptr && function->name != nullptr && function->arguments != nullptr;
-    for (uint32_t i = 2; complete && i < columns && row[i] != nullptr; i++) {
-        char *argument = memory_take_text(row[i]);
-        complete = argument != nullptr;
-        if (complete)
-            function->arguments[function->argument_count++] = argument;
-    }
-    if (complete)
-        return function;
-    function_free(function);
-    return nullptr;
+    char *room = reinterpret_cast<char *>(function->arguments + count);
+    function->class_name = text_put(room, row[0]);
+    function->name = text_put(room, row[1]);
+    for (uint32_t i = 0; i < count; i++)
+        function->arguments[i] = text_put(room, row[i + 2]);
+    return function;
 }
 
 bool row_is_valid(const char *const *row, uint32_t columns) {
@@ -88,7 +97,7 @@ bool function_declare(Calls *calls, const char *const *row, uint32_t columns) {
     Function *before = function_find_in(calls->functions, row[0], text_of(row[1]));
     if (before != nullptr) {
         calls->functions.remove(before);
-        function_free(before);
+        free(before);
     }
     calls->functions.push(function);
     return true;
@@ -104,7 +113,7 @@ const char *function_argument_names(const Function *function, const char *name, 
     for (uint32_t i = 0; i < function->argument_count; i++) {
         const char *names = function->arguments[i];
         for (const char *one = names; one != nullptr;) {
-            size_t end = strcspn(one, "|");
+            const size_t end = text_length_until(one, '|');
             if (end == length && memcmp(one, name, length) == 0)
                 return names;
             one = one[end] == '|' ? one + end + 1 : nullptr;
@@ -115,7 +124,7 @@ const char *function_argument_names(const Function *function, const char *name, 
 
 void functions_end(Calls *calls) {
     while (calls->functions.first != nullptr)
-        function_free(calls->functions.pop());
+        free(calls->functions.pop());
 }
 
 bool functions_declare(Calls *calls, const char *const *rows, uint32_t row_count, uint32_t columns) {

@@ -97,7 +97,7 @@ bool path_is_valid(const char *path) {
     if (strnlen(path, kMaxPath + 1) > kMaxPath || strcmp(path, KEX_BUILTIN_PATH) == 0)
         return false;
     for (const char *part = path;; part++) {
-        size_t length = strcspn(part, ".");
+        size_t length = text_length_until(part, '.');
         if (length == 0)
             return false;
         part += length;
@@ -110,7 +110,7 @@ bool path_is_valid(const char *path) {
 object_t *object_make_path(object_t *root, const char *path) {
     object_t *object = root;
     for (const char *part = path;; part++) {
-        size_t length = strcspn(part, ".");
+        size_t length = text_length_until(part, '.');
         object_t *child = object_find_child(object, part, length);
         if (child == nullptr) {
             child = object_create(part, length, "");

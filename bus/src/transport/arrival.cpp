@@ -32,14 +32,15 @@ int message_receive(int fd, mmsghdr *message, int flags) {
     return size < 0 ? -1 : 1;
 }
 
-void batch_prepare(Batch &batch, uint8_t *memory, uint32_t packets) {
+void batch_prepare(Batch &batch, uint32_t packets) {
     for (uint32_t i = 0; i < packets; i++) {
-        batch.parts[i] = {memory + i * kMaxPacket, kMaxPacket};
+        Batch::Place &place = batch.places[i];
+        batch.parts[i] = {place.packet, sizeof place.packet};
         batch.messages[i] = {};
         batch.messages[i].msg_hdr.msg_iov = &batch.parts[i];
         batch.messages[i].msg_hdr.msg_iovlen = 1;
-        batch.messages[i].msg_hdr.msg_control = batch.control[i];
-        batch.messages[i].msg_hdr.msg_controllen = sizeof batch.control[i];
+        batch.messages[i].msg_hdr.msg_control = place.control;
+        batch.messages[i].msg_hdr.msg_controllen = sizeof place.control;
     }
 }
 
@@ -71,15 +72,15 @@ int messages_receive(int fd, mmsghdr *messages, uint32_t packets, Room room) {
 void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival) {
     msghdr &message = batch.messages[index].msg_hdr;
     descriptors_collect(message, arrival);
-    arrival.packet = static_cast<const uint8_t *>(batch.parts[index].iov_base);
+    arrival.packet = batch.places[index].packet;
     arrival.size = batch.messages[index].msg_len;
     arrival.cut = (message.msg_flags & MSG_TRUNC) != 0;
     arrival.descriptors_lost = (message.msg_flags & MSG_CTRUNC) != 0;
 }
 
-uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, Room room) {
+uint32_t batch_receive(int fd, Batch &batch, uint32_t packets, Room room) {
     for (;;) {
-        batch_prepare(batch, memory, packets);
+        batch_prepare(batch, packets);
         const int count = messages_receive(fd, batch.messages, packets, room);
         if (count > 0)
             return static_cast<uint32_t>(count);
@@ -92,8 +93,8 @@ uint32_t batch_receive(int fd, uint8_t *memory, Batch &batch, uint32_t packets, 
     }
 }
 
-uint32_t batch_await(int fd, uint8_t *memory, Batch &batch) {
-    batch_prepare(batch, memory, 1);
+uint32_t batch_await(int fd, Batch &batch) {
+    batch_prepare(batch, 1);
     const int count = fault_is_due(Fault::receive) ? -1 : message_receive(fd, batch.messages, 0);
     if (count > 0)
         return 1;

@@ -148,7 +148,7 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     if (connection->closed)
         return false;
     SpareDescriptors &spare = connection->transport->spare;
-    Batch batch;
+    Batch &batch = *connection->transport->incoming;
     const uint32_t descriptors = spare_room(spare);
     const bool is_short = descriptors < kMaxDescriptors;
     if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short))
@@ -157,7 +157,7 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     const Room room = descriptors < kKernelDescriptors ? Room::unsure : Room::whole;
     if (is_short)
         spare_release(spare);
-    const uint32_t count = batch_receive(connection->fd, connection->transport->incoming, batch, wanted, room);
+    const uint32_t count = batch_receive(connection->fd, batch, wanted, room);
     const int error = errno;
     if (is_short)
         spare_fill(spare);
@@ -173,8 +173,8 @@ bool connection_may_await(Connection *connection) {
 }
 
 bool connection_await(Connection *connection) {
-    Batch batch;
-    const uint32_t count = batch_await(connection->fd, connection->transport->incoming, batch);
+    Batch &batch = *connection->transport->incoming;
+    const uint32_t count = batch_await(connection->fd, batch);
     batch_take(connection, batch, count, errno);
     return count == 1 && !connection->closed;
 }

@@ -16,6 +16,8 @@ namespace {
 
 // Several packets to one system call: what a turn has gathered for a peer costs that peer one waking, not one each.
 constexpr uint32_t kPacketsPerSend = 8;
+// Messages of one batch: two full packets, or eight of sixteen. More would take another page of each process's stack.
+constexpr uint32_t kPartsPerSend = 2 * kMaxMessages;
 // Room for descriptors in one batch; a packet of many comes alone or first.
 constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
 
@@ -23,7 +25,7 @@ constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors)
 struct Departure {
     mmsghdr packets[kPacketsPerSend];
     uint32_t messages[kPacketsPerSend]; // in each packet
-    iovec parts[kPacketsPerSend * kMaxMessages];
+    iovec parts[kPartsPerSend];
     alignas(cmsghdr) char control[kControlPerSend];
     uint32_t count;
     uint32_t parts_used;
@@ -57,7 +59,8 @@ bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *messag
 // Puts the next packet together: as many messages as fit, from `next` on, but no more than `most`; then `next` stands
 // behind them. False: there is nothing left, or the batch is full.
 bool packet_gather(Departure &departure, OutMessage *&next, uint32_t limit, uint32_t most) {
-    if (next == nullptr || departure.count == kPacketsPerSend)
+    const bool is_full = departure.count == kPacketsPerSend || departure.parts_used + kMaxMessages > kPartsPerSend;
+    if (next == nullptr || is_full)
         return false;
     wire::PacketUse use = {};
     iovec *parts = departure.parts + departure.parts_used;

@@ -2,6 +2,7 @@
 // Implements transport.h: what the layer's files do together.
 #include "transport/transport.h"
 #include "base/trace.h"
+#include "transport/arrival.h"
 #include "transport/connection.h"
 #include "transport/listener.h"
 #include "transport/receive.h"
@@ -68,7 +69,7 @@ bool transport_begin(Transport *transport, Loop *loop, const char *process_name,
     transport->access = access;
     transport->spare.original = loop->stop.fd;
     printable(transport->name, sizeof transport->name, process_name, strlen(process_name));
-    transport->incoming = static_cast<uint8_t *>(memory_take(size_t{kPacketsPerRead} * kMaxPacket));
+    transport->incoming = static_cast<Batch *>(memory_take(sizeof(Batch)));
     transport->outgoing = static_cast<uint8_t *>(memory_take(wire::kMaxTapRecord));
     transport_join(transport);
     return transport->incoming != nullptr && transport->outgoing != nullptr && spare_fill(transport->spare);

@@ -12,6 +12,7 @@
 
 namespace bus {
 
+struct Batch;
 struct Calls;
 struct Connection;
 struct Listener;
@@ -61,7 +62,7 @@ struct Transport {
     bool any_readable;    // the loop has seen something to read on some connection
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
-    uint8_t *incoming;    // kPacketsPerRead packets, so that none is read on the stack
+    Batch *incoming;      // so that none is read on the stack
     uint8_t *outgoing;    // one message or tap record, so that none is built there
 };
 

@@ -18,6 +18,11 @@ inline Text text_of(const char *text) {
     return {text, static_cast<uint32_t>(strlen(text))};
 }
 
+// Bytes in front of the first such character, or of the end.
+inline size_t text_length_until(const char *text, char end) {
+    return static_cast<size_t>(strchrnul(text, end) - text);
+}
+
 inline bool text_equals(Text text, const char *bytes, size_t length) {
     return text.length == length && memcmp(text.bytes, bytes, length) == 0;
 }
