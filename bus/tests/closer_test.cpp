@@ -663,4 +663,53 @@ TEST_F(Closer, WhatIsNoDescriptorAnyMoreIsNotClosedBesideTheLoop) {
     EXPECT_EQ(bus::closings_pending(), 0u);
 }
 
+// Numbers in a row are closed by one system call: nothing beside them is, and what may be slow is not among them.
+TEST_F(Closer, OfARowOnlyWhatIsGivenIsClosed) {
+    constexpr int kRow = 100; // numbers that nothing else has here
+    constexpr int kCount = 9;
+    const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const auto fill = [&] {
+        for (int i = 0; i < kCount; i++)
+            EXPECT_EQ(dup2(null_device, kRow + i), kRow + i);
+    };
+    const auto open_ones = [] {
+        std::vector<int> all;
+        for (int i = 0; i < kCount; i++) {
+            if (fcntl(kRow + i, F_GETFD) != -1)
+                all.push_back(i);
+        }
+        return all;
+    };
+    fill();
+    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(dup2(socket, kRow + 3), kRow + 3); // of another kind
+    const int row[] = {kRow + 1, kRow + 2, kRow + 3, kRow + 4};
+    bus::foreign_descriptors_close(row, 4);
+    EXPECT_THAT(open_ones(), ElementsAre(0, 5, 6, 7, 8));
+
+    fill();
+    const int gaps[] = {-1, kRow + 7, kRow + 6, kRow + 2, -1, kRow + 3};
+    bus::foreign_descriptors_close(gaps, 6);
+    EXPECT_THAT(open_ones(), ElementsAre(0, 1, 4, 5, 8));
+
+    fill();
+    Lingering slow;
+    const int pair = lingering_pair(slow);
+    EXPECT_EQ(dup2(pair, kRow + 2), kRow + 2);
+    close(pair);
+    const auto begin = std::chrono::steady_clock::now();
+    const int slow_one_inside[] = {kRow + 1, kRow + 2, kRow + 3};
+    bus::foreign_descriptors_close(slow_one_inside, 3);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
+    EXPECT_EQ(fcntl(kRow + 1, F_GETFD), -1);
+    EXPECT_EQ(fcntl(kRow + 3, F_GETFD), -1);
+    for (int i = 0; i < 10000 && bus::closings_pending() > 0; i++)
+        usleep(1000);
+    EXPECT_THAT(open_ones(), ElementsAre(0, 4, 5, 6, 7, 8));
+    for (int i = 0; i < kCount; i++)
+        close(kRow + i);
+    close(null_device);
+    close(socket);
+}
+
 } // namespace

@@ -7,22 +7,18 @@
 // to close and end when there is nothing left, so that a host without threads has none as long as its peers send what
 // voice needs; all signals are blocked in them, so that handlers run where the host expects them.
 #include "base/closer.h"
+#include "base/descriptor_kind.h"
 #include "base/limits.h"
 #include "base/sender.h"
 #include "base/unread.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#ifndef STATX_TYPE // musl before 1.2.5
-#include <linux/stat.h>
-#endif
 
 namespace bus {
 
@@ -32,8 +28,7 @@ namespace {
 // memory.
 constexpr uint32_t kRing = 64 * 1024;
 static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
-constexpr size_t kStack = 256 * 1024;  // of a thread; only what is used of it takes memory
-constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
+constexpr size_t kStack = 256 * 1024; // of a thread; only what is used of it takes memory
 
 struct Job {
     int fd;
@@ -184,30 +179,15 @@ void job_put(int fd, bool unread, int32_t process_id) {
     threads_start();
 }
 
-bool option_get(int fd, int option, int &value) {
-    socklen_t length = sizeof value;
-    return getsockopt(fd, SOL_SOCKET, option, &value, &length) == 0;
-}
-
-// Asks no file system: that could take as long as the close.
-bool closes_at_once(int fd) {
-    int domain = 0;
-    int type = 0;
-    if (option_get(fd, SO_DOMAIN, domain))
-        return (domain == AF_INET || domain == AF_INET6) && option_get(fd, SO_TYPE, type) && type == SOCK_DGRAM;
-    struct statx status = {};
-    if (syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE, &status) != 0)
-        return errno == EBADF;
-    switch (status.stx_mode & S_IFMT) {
-    case S_IFIFO:
-        return true;
-    case S_IFCHR:
-        return status.stx_rdev_major == kMemoryDevices;
-    case S_IFREG: // on a disk of this machine, or in memory
-        return status.stx_dev_major != 0 || fcntl(fd, F_GET_SEALS) >= 0;
-    default:
-        return false;
-    }
+// Those from `first` on that have numbers in a row, with one system call.
+void row_close(int first, uint32_t count) {
+#ifdef SYS_close_range
+    const unsigned last = static_cast<unsigned>(first) + count - 1;
+    if (count > 1 && syscall(SYS_close_range, static_cast<unsigned>(first), last, 0) == 0)
+        return;
+#endif
+    for (uint32_t i = 0; i < count; i++)
+        close(first + static_cast<int>(i));
 }
 
 int32_t process_of(int fd) {
@@ -224,10 +204,26 @@ void foreign_descriptor_clear_linger(int fd) {
 }
 
 void foreign_descriptor_close(int fd) {
-    if (closes_at_once(fd))
+    if (descriptor_closes_at_once(fd))
         close(fd);
     else
         job_put(fd, false, charged);
+}
+
+void foreign_descriptors_close(const int *fds, uint32_t count) {
+    uint32_t in_row = 0; // in front of fds[i], to be closed here
+    for (uint32_t i = 0; i < count; i++) {
+        const bool here = fds[i] >= 0 && descriptor_closes_at_once(fds[i]);
+        if (in_row > 0 && !(here && fds[i] == fds[i - 1] + 1)) {
+            row_close(fds[i - in_row], in_row);
+            in_row = 0;
+        }
+        in_row += here;
+        if (fds[i] >= 0 && !here)
+            job_put(fds[i], false, charged);
+    }
+    if (in_row > 0)
+        row_close(fds[count - in_row], in_row);
 }
 
 void connected_socket_close(int fd) {

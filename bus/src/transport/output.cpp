@@ -122,8 +122,7 @@ OutMessage *output_take(Connection *connection) {
 }
 
 void output_free(OutMessage *message) {
-    for (uint32_t i = 0; i < message->use.descriptors; i++)
-        foreign_descriptor_close(message->fds[i]); // a host may pass on what came to it
+    foreign_descriptors_close(message->fds, message->use.descriptors); // a host may pass on what came to it
     shared_message_release(message->shared);
     free(message);
 }

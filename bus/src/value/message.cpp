@@ -98,17 +98,14 @@ Writer message_begin(uint8_t *memory, uint32_t limit) {
 }
 
 void message_discard(Writer &writer) {
-    for (uint32_t i = 0; i < writer.fd_count; i++)
-        foreign_descriptor_close(writer.fds[i]);
+    foreign_descriptors_close(writer.fds, writer.fd_count);
     writer.fd_count = 0;
 }
 
 void descriptors_close(Descriptors &descriptors) {
-    for (uint32_t i = 0; i < descriptors.count; i++) {
-        if (descriptors.fds[i] >= 0)
-            foreign_descriptor_close(descriptors.fds[i]);
+    foreign_descriptors_close(descriptors.fds, descriptors.count);
+    for (uint32_t i = 0; i < descriptors.count; i++)
         descriptors.fds[i] = -1;
-    }
 }
 
 // ----------------------------------------------------------------------------------------------------- Heads

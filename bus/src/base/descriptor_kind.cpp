@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Implements descriptor_kind.h.
+#include "base/descriptor_kind.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdint.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#ifndef STATX_TYPE // musl before 1.2.5
+#include <linux/stat.h>
+#endif
+
+namespace bus {
+
+namespace {
+
+constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
+
+bool option_get(int fd, int option, int &value) {
+    socklen_t length = sizeof value;
+    return getsockopt(fd, SOL_SOCKET, option, &value, &length) == 0;
+}
+
+enum class Closes : uint8_t { at_once, perhaps_late, ask_otherwise };
+
+Closes closes(bool at_once) {
+    return at_once ? Closes::at_once : Closes::perhaps_late;
+}
+
+// Whoever is no socket is to be asked as a file.
+Closes socket_look(int fd) {
+    int domain = 0;
+    int type = 0;
+    if (!option_get(fd, SO_DOMAIN, domain))
+        return Closes::ask_otherwise;
+    return closes((domain == AF_INET || domain == AF_INET6) && option_get(fd, SO_TYPE, type) && type == SOCK_DGRAM);
+}
+
+bool file_closes_at_once(int fd, const struct statx &status) {
+    switch (status.stx_mode & S_IFMT) {
+    case S_IFIFO:
+        return true;
+    case S_IFCHR:
+        return status.stx_rdev_major == kMemoryDevices;
+    case S_IFREG: // on a disk of this machine, or in memory
+        return status.stx_dev_major != 0 || fcntl(fd, F_GET_SEALS) >= 0;
+    default:
+        return false;
+    }
+}
+
+// Asks no file system: that could take as long as the close.
+Closes file_look(int fd) {
+    struct statx status = {};
+    if (syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE, &status) != 0)
+        return closes(errno == EBADF);
+    return S_ISSOCK(status.stx_mode) ? Closes::ask_otherwise : closes(file_closes_at_once(fd, status));
+}
+
+} // namespace
+
+// What comes together is mostly of one kind: asked first as the last one was, each costs a system call less.
+bool descriptor_closes_at_once(int fd) {
+    static bool last_was_file;
+    Closes answer = last_was_file ? file_look(fd) : socket_look(fd);
+    if (answer == Closes::ask_otherwise) {
+        last_was_file = !last_was_file;
+        answer = last_was_file ? file_look(fd) : socket_look(fd);
+    }
+    return answer == Closes::at_once;
+}
+
+} // namespace bus
