@@ -67,6 +67,13 @@ kex_tap_t *kex_tap_open(const char *uri, char *why, size_t size);
 int kex_tap_descriptor(const kex_tap_t *tap);
 /** Reads the next record without blocking. @return 1 a record, 0 none now, -1 the listener is gone or broken. */
 int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record);
+/**
+ * The message that the record at hand tells of, byte for byte as it travelled, in its sender's byte order: for files that
+ * keep traffic. It is one message, whatever else shared its packet; of a packet that was no message of the bus nothing
+ * is kept. @param size  becomes the number of its bytes, the record's `bytes`. @return NULL for a record that has none
+ * (connected, closed, lost, watching), and before the first one. It lives as long as the record's texts.
+ */
+const void *kex_tap_packet(const kex_tap_t *tap, uint32_t *size);
 /** Ends the watching and frees what belongs to it. */
 void kex_tap_close(kex_tap_t *tap);
 

@@ -100,6 +100,41 @@ TEST_F(Tap, RecordsCarryTimesFlagsSizesAndEnds) {
     EXPECT_EQ(kex_tap_next(tap, &record), 0);
 }
 
+// The bytes of the message that the record at hand tells of.
+std::string packet_of(const kex_tap_t *tap) {
+    uint32_t size = 4711;
+    const void *bytes = kex_tap_packet(tap, &size);
+    EXPECT_EQ(bytes == nullptr, size == 0);
+    return {static_cast<const char *>(bytes), size};
+}
+
+TEST_F(Tap, PacketsAreTheMessagesAsTheyTravelled) {
+    EXPECT_EQ(packet_of(tap), "") << "watching is no message";
+    RawPeer raw(socket);
+    raw.send(hello("visitor"));
+    turn_until_idle();
+    const support::Packet first = support::call(1, "Probe", "note"), second = support::call(2, "Probe", "nothing");
+    raw.send(together({first, second}));
+    turn_until_idle();
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_CONNECTED);
+    EXPECT_EQ(packet_of(tap), "");
+    for (const support::Packet &sent : {first, second}) {
+        ASSERT_EQ(kex_tap_next(tap, &record), 1);
+        EXPECT_EQ(packet_of(tap), sent.bytes()) << "one of two that shared a packet";
+        EXPECT_EQ(record.bytes, sent.bytes().size());
+    }
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_REPLY);
+    EXPECT_EQ(packet_of(tap), raw.receive_all().at(1)) << "behind the listener's hello";
+    while (kex_tap_next(tap, &record) == 1)
+        continue;
+    EXPECT_EQ(packet_of(tap), "") << "no record is at hand";
+    EXPECT_EQ(kex_tap_packet(nullptr, nullptr), nullptr);
+    EXPECT_EQ(kex_tap_packet(tap, nullptr), nullptr);
+}
+
 TEST_F(Tap, ShowsWhoComesAndGoes) {
     {
         RawPeer raw(socket);
@@ -379,6 +414,7 @@ TEST_F(Tap, RefusedTapSeesWhyAsItsLastRecord) {
     kex_tap_record_t record;
     ASSERT_EQ(kex_tap_next(late, &record), 1);
     EXPECT_EQ(line_of(record), "refused > \"its process has 8 connections already\"");
+    EXPECT_EQ(kind_of(packet_of(late)), kRefused);
     EXPECT_EQ(kex_tap_next(late, &record), -1);
     kex_tap_close(late);
 }

@@ -19,6 +19,7 @@ struct kex_tap {
     uint8_t bytes[wire::kMaxTapRecord];
     wire::Packet packet; // in the bytes
     uint32_t next;       // the message of it that comes next
+    Text message;        // that the record at hand tells of, in the bytes; empty: none
     char *texts;         // zero-terminated copies for the record that is out
     size_t texts_used;
     reply_t reply;
@@ -53,6 +54,7 @@ void record_clear(kex_tap_t *tap) {
     tap->value_count = 0;
     reply_clear(&tap->reply);
     tap->texts_used = 0;
+    tap->message = {nullptr, 0};
 }
 
 void record_begin(kex_tap_t *tap, kex_tap_record_t *record) {
@@ -141,7 +143,12 @@ bool record_fill(kex_tap_t *tap, const wire::Message &message, kex_tap_record_t 
     record->lost = from.lost;
     record->text = text_keep(tap, from.text);
     record->bytes = from.size;
-    return from.size == 0 || message_fill(tap, from, record);
+    if (from.size == 0)
+        return true;
+    if (!message_fill(tap, from, record))
+        return false;
+    tap->message = {reinterpret_cast<const char *>(from.message), from.size};
+    return true;
 }
 
 ssize_t packet_receive(kex_tap_t *tap) {
@@ -238,12 +245,20 @@ int kex_tap_next(kex_tap_t *tap, kex_tap_record_t *record) {
             record->kind = KEX_TAP_REFUSED;
             record->text = text_keep(tap, wire::refusal_reason(*message));
             record->bytes = message->size;
+            tap->message = {reinterpret_cast<const char *>(message->data), message->size};
             tap->over = true;
             return 1;
         }
     }
     tap->over = true;
     return -1;
+}
+
+const void *kex_tap_packet(const kex_tap_t *tap, uint32_t *size) {
+    const Text message = tap != nullptr ? tap->message : Text{nullptr, 0};
+    if (size != nullptr)
+        *size = message.length;
+    return message.bytes;
 }
 
 void kex_tap_close(kex_tap_t *tap) {
