@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "block.h"
+#include "capture.h"
 #include "ids.h"
 #include "libvoice_plugin.h"
 #include "options.h"
@@ -20,6 +21,7 @@ Command command_line_read(const std::vector<std::string> &words) {
     app.set_version_flag("--version", std::string("voicectl ") + libvoice_version());
     app.require_subcommand(1);
     watch_add(app, command.run);
+    capture_add(app, command.run);
     ids_add(app, command.run);
     params_add(app, command.run);
     block_add(app, command.run);

@@ -2,13 +2,10 @@
 // The subcommand "watch": a live ladder of all that passes between the voice application and its plugins.
 #include "watch.h"
 
-#include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,13 +14,13 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include "common.h"
 #include "connection.h"
 #include "filter.h"
 #include "options.h"
+#include "run_limit.h"
 #include "show.h"
 #include "text.h"
 #include "traffic.h"
@@ -32,7 +29,7 @@ namespace voicectl {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = RunLimit::Clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTick{200};      // how often waits are looked at, and how often a lost bus is tried
@@ -57,12 +54,6 @@ struct Options {
     double seconds = 0; // 0: no limit
 };
 
-volatile std::sig_atomic_t stopped = 0;
-
-void stop(int) {
-    stopped = 1;
-}
-
 // A terminal that does not know its width may have it in its environment.
 size_t environment_columns() {
     const char *text = std::getenv("COLUMNS");
@@ -85,11 +76,7 @@ Form form_of(const Options &options) {
 class Watch {
 public:
     explicit Watch(Options options)
-        : options_(std::move(options)), address_(address_of(options_.socket)), end_(Clock::time_point::max()) {
-        if (options_.seconds > 0)
-            end_ = Clock::now() +
-                   std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options_.seconds));
-    }
+        : options_(std::move(options)), address_(address_of(options_.socket)), limit_(options_.seconds) {}
 
     int run() {
         bool was_connected = false;
@@ -115,11 +102,11 @@ public:
             if (!done())
                 std::this_thread::sleep_for(kTick);
         } while (!done());
-        return was_connected && !broken_pipe_ ? kSuccess : kFailure;
+        return was_connected && !limit_.reader_left() ? kSuccess : kFailure;
     }
 
 private:
-    bool done() const { return stopped != 0 || broken_pipe_ || counted_out() || Clock::now() >= end_; }
+    bool done() const { return limit_.reached() || counted_out(); }
     bool counted_out() const { return options_.count != 0 && shown_ >= options_.count; }
 
     // Shows what passes until the end of the run or of the bus.
@@ -151,8 +138,8 @@ private:
             for (const Step &step : traffic_.overdue(now_ns()))
                 show(step);
             if (std::fflush(stdout) != 0)
-                broken_pipe_ = true;
-            wait(kex_tap_descriptor(&tap));
+                limit_.reader_leaves();
+            limit_.wait(kex_tap_descriptor(&tap), STDOUT_FILENO, kTick);
         }
         std::fflush(stdout);
         if (patience != Clock::time_point::max())
@@ -165,39 +152,24 @@ private:
             complain(sentence);
     }
 
-    // Until something may be there, a tick has passed, or nobody reads the output any more.
-    void wait(int descriptor) {
-        const auto left =
-            std::chrono::duration_cast<milliseconds>(std::max(end_ - Clock::now(), Clock::duration::zero()));
-        pollfd watched[] = {{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-        poll(watched, std::size(watched), static_cast<int>(std::min(left, kTick).count()));
-        if ((watched[1].revents & (POLLERR | POLLHUP)) != 0)
-            broken_pipe_ = true;
-    }
-
     void show(const Step &step) {
         if (counted_out() || !options_.filter.passes(step))
             return;
         const std::string line = (options_.json ? json_line(step) : ladder_line(step, form_of(options_))) + "\n";
         if (std::fputs(line.c_str(), stdout) == EOF)
-            broken_pipe_ = true;
+            limit_.reader_leaves();
         ++shown_;
     }
 
     Options options_;
     Address address_;
-    bool broken_pipe_ = false;
+    RunLimit limit_;
     uint64_t shown_ = 0;
-    Clock::time_point end_;
     Traffic traffic_;
 };
 
 int watch(const Options &options) {
-    struct sigaction action {};
-    action.sa_handler = stop;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // a reader that leaves ends the watch, not with a signal
+    RunLimit::signals_take();
     return Watch(options).run();
 }
 

@@ -9,6 +9,7 @@ is typed. From them come
   src/vocabulary_rows.inc          the data of the look-ups, included by src/vocabulary.cpp
   vocabulary/libvoice_meanings.h   number, name and short meaning for tools, in C, and their look-up
   docs/vocabulary.md               the reference page
+  tool/wireshark/kexbus.lua        the dissector for captures, from the parts beside it
 
 The outputs are committed and the build does not run this script: run it after an edit and commit what changed.
 
@@ -27,6 +28,8 @@ import textwrap
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
+DISSECTOR = HERE.parent / "tool" / "wireshark" / "parts"
+DISSECTOR_PARTS = ["fields", "reading", "records", "messages", "captures"]  # in this order, one file for Wireshark
 
 ROWS = 265
 COLUMNS = ["number", "name", "kind", "value type", "short", "meaning", "hex content"]
@@ -416,6 +419,24 @@ def meanings_header(rows):
     ]
 
 
+def dissector(rows):
+    """The parts as one, with the rows in them: number, name without its prefix, meaning, what a hex value holds."""
+    out = [
+        "-- SPDX-License-Identifier: MIT",
+        "-- Written by vocabulary/generate.py from vocabulary/ids.csv and the parts beside it: edit those.",
+        "-- The licence goes with that of Wireshark, GPL-2.0-or-later.",
+    ]
+    template = "\n".join((DISSECTOR / f"{part}.lua").read_text(encoding="ascii") for part in DISSECTOR_PARTS)
+    for line in template.splitlines():
+        if line != "--@VOCABULARY@":
+            out.append(line)
+            continue
+        for row in sorted(rows, key=lambda row: row.number):
+            name = row.name.split("_", 2)[2]
+            out.append(f'    {{ 0x{row.number:08X}, "{name}", "{row.short}", "{row.hex[:1]}" }},')
+    return out
+
+
 def reference_page(rows, packages):
     count = {kind: sum(row.kind == kind for row in rows) for kind in KINDS}
     out = [
@@ -501,6 +522,7 @@ def main():
             "src/vocabulary_rows.inc": rows_data(rows),
             "vocabulary/libvoice_meanings.h": meanings_header(rows),
             "docs/vocabulary.md": reference_page(rows, packages),
+            "tool/wireshark/kexbus.lua": dissector(rows),
         }
         for name, lines in outputs.items():
             path = options.root / name

@@ -74,6 +74,7 @@ class GenerateTest(unittest.TestCase):
                 "include/libvoice_ids.h",
                 "packages.csv",
                 "src/vocabulary_rows.inc",
+                "tool/wireshark/kexbus.lua",
                 "vocabulary/libvoice_meanings.h",
             ],
         )
@@ -118,12 +119,12 @@ class GenerateTest(unittest.TestCase):
     def test_an_edited_row_shows_in_every_output(self):
         row = self.row("LIBVOICE_SIGNAL_cg_dt")
         for column, value, outputs in (
-            (SHORT, "dialling tone", ["libvoice_meanings.h"]),
-            (MEANING, "The tone to dial at", ["libvoice_ids.h", "libvoice_meanings.h", "vocabulary.md"]),
+            (SHORT, "dialling tone", ["libvoice_meanings.h", "kexbus.lua"]),
+            (MEANING, "The tone to dial at", ["libvoice_ids.h", "libvoice_meanings.h", "vocabulary.md", "kexbus.lua"]),
             (
                 NAME,
                 "LIBVOICE_SIGNAL_cg_dial",
-                ["libvoice_ids.h", "vocabulary_rows.inc", "libvoice_meanings.h", "vocabulary.md"],
+                ["libvoice_ids.h", "vocabulary_rows.inc", "libvoice_meanings.h", "vocabulary.md", "kexbus.lua"],
             ),
         ):
             row[column] = value

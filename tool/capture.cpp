@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+// The subcommand "capture": keeps all that passes in a file for Wireshark, tshark and the like.
+#include "capture.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "capture_file.h"
+#include "capture_record.h"
+#include "common.h"
+#include "connection.h"
+#include "libvoice_plugin.h"
+#include "options.h"
+#include "params_text.h"
+#include "pcapng.h"
+#include "run_limit.h"
+#include "text.h"
+
+namespace voicectl {
+
+namespace {
+
+constexpr RunLimit::Tick kCaptureTick{200};  // how often a lost bus is tried
+constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before
+constexpr uint32_t kBusInterface = 0;
+
+struct CaptureOptions {
+    std::string socket; // empty: where the environment says
+    std::string output = "-";
+    bool force = false;
+    bool reconnect = false;
+    uint64_t count = 0; // 0: no limit
+    double seconds = 0; // 0: no limit
+};
+
+std::string system_name() {
+    utsname name{};
+    return uname(&name) == 0 ? fmt::format("{} {} {}", name.sysname, name.release, name.machine) : "";
+}
+
+// What stands in front of all packets.
+std::string capture_head(const Address &address) {
+    const char *order = byte_order_here() == ByteOrder::little ? "little" : "big";
+    return pcapng::section(fmt::format("voicectl {}", libvoice_version()), system_name()) +
+           pcapng::interface(pcapng::kUpperLayer, "kex",
+                             fmt::format("messages of the bus at {}, {}-endian, version {}", printable(address.uri),
+                                         order, libvoice_version()));
+}
+
+// One run of the subcommand.
+class Capture {
+public:
+    explicit Capture(CaptureOptions options)
+        : options_(std::move(options)), address_(address_of(options_.socket)), limit_(options_.seconds) {}
+
+    int run() {
+        std::string why;
+        Tap tap = tap_open(address_, why);
+        if (tap == nullptr && !options_.reconnect) {
+            complain(why);
+            return kFailure;
+        }
+        if (const std::string wrong = file_.open(options_.output, options_.force); !wrong.empty()) {
+            complain(wrong);
+            return kFailure;
+        }
+        file_.add(capture_head(address_), limit_);
+        file_.write(limit_);
+        while (follow(tap.get()) && options_.reconnect && !done()) {
+            limit_.wait(-1, file_.descriptor(), kCaptureTick);
+            tap = tap_open(address_, why);
+        }
+        return finish();
+    }
+
+private:
+    bool done() const { return limit_.reached() || !file_.fault().empty() || counted_out(); }
+    bool counted_out() const { return options_.count != 0 && kept_ >= options_.count; }
+
+    // Keeps what passes until the end of the run or of the bus. Whether to go on.
+    bool follow(kex_tap_t *tap) {
+        bool watching = false;
+        while (tap != nullptr && !done()) {
+            kex_tap_record_t record{};
+            const int found = kex_tap_next(tap, &record);
+            if (found > 0) {
+                if (!watching && record.kind != KEX_TAP_REFUSED)
+                    complain(fmt::format("capturing {}", printable(address_.uri)));
+                watching = true;
+                keep(*tap, record);
+                continue;
+            }
+            file_.write(limit_);
+            if (found < 0) {
+                if (!refused_)
+                    complain("the voice application is gone");
+                break;
+            }
+            limit_.wait(kex_tap_descriptor(tap), file_.descriptor(), kCaptureTick);
+        }
+        if (tap != nullptr && limit_.reached())
+            drain(*tap);
+        return !done() && !refused_;
+    }
+
+    // What passed before the end of the run may not have been read yet.
+    void drain(kex_tap_t &tap) {
+        const uint64_t end_ns = now_ns();
+        const auto enough = RunLimit::Clock::now() + kDraining;
+        kex_tap_record_t record{};
+        while (file_.fault().empty() && !limit_.reader_left() && !counted_out() && RunLimit::Clock::now() < enough &&
+               kex_tap_next(&tap, &record) > 0 && record.time_ns <= end_ns)
+            keep(tap, record);
+    }
+
+    void keep(const kex_tap_t &tap, const kex_tap_record_t &record) {
+        last_time_ns_ = record.time_ns != 0 ? record.time_ns : now_ns();
+        if (record.kind == KEX_TAP_LOST) {
+            lost_before_ += record.lost;
+            lost_ += record.lost;
+            return;
+        }
+        if (record.kind == KEX_TAP_WATCHING)
+            return;
+        // Not one of those that are watched, but this tap itself.
+        if (record.kind == KEX_TAP_REFUSED && record.from.connection == 0 && record.to.connection == 0) {
+            refused_ = true;
+            complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+            return;
+        }
+        uint32_t size = 0;
+        const void *bytes = kex_tap_packet(&tap, &size);
+        const std::string_view message(static_cast<const char *>(bytes), size);
+        file_.add(addresses_.name_block(record.from) + addresses_.name_block(record.to), limit_);
+        file_.add(pcapng::packet(kBusInterface, last_time_ns_,
+                                 capture_payload(record, message, static_cast<uint32_t>(lost_before_), addresses_),
+                                 lost_before_, ""),
+                  limit_);
+        lost_before_ = 0;
+        ++kept_;
+    }
+
+    // The sums, in the file and for people.
+    int finish() {
+        file_.add(
+            pcapng::statistics(kBusInterface, last_time_ns_ != 0 ? last_time_ns_ : now_ns(), kept_ + lost_, lost_),
+            limit_);
+        file_.write(limit_);
+        if (!file_.fault().empty())
+            complain(file_.fault());
+        complain(fmt::format("{} messages captured, {} copies lost", kept_, lost_));
+        return file_.fault().empty() && !limit_.reader_left() && !refused_ ? kSuccess : kFailure;
+    }
+
+    CaptureOptions options_;
+    Address address_;
+    RunLimit limit_;
+    CaptureFile file_;
+    CaptureAddresses addresses_;
+    uint64_t last_time_ns_ = 0;
+    uint64_t kept_ = 0;
+    uint64_t lost_ = 0;
+    uint64_t lost_before_ = 0; // the next message
+    bool refused_ = false;
+};
+
+int capture(const CaptureOptions &options) {
+    if (options.output == "-" && isatty(STDOUT_FILENO) != 0) {
+        complain("standard output is a terminal: -o FILE keeps the capture");
+        return kUsage;
+    }
+    RunLimit::signals_take();
+    return Capture(options).run();
+}
+
+} // namespace
+
+void capture_add(CLI::App &app, std::function<int()> &run) {
+    const auto options = std::make_shared<CaptureOptions>();
+    CLI::App &command = *app.add_subcommand("capture", "Keep all that passes in a file for Wireshark and tshark");
+    command.footer("Example: voicectl capture -o - | tshark -r -\n"
+                   "The format is pcapng; kexbus.lua, installed with voicectl, shows what is in the messages.\n");
+    path_option_add(command, "-s,--socket", options->socket,
+                    "The voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
+    const auto take = [&options = *options](const std::string &text) {
+        if (text.empty())
+            throw UsageError("--output wants a file or -, not an empty name");
+        options.output = text;
+    };
+    text_option_add(command, "-o,--output", take, "Where to; without it standard output", "FILE|-");
+    command.add_flag("-f,--force", options->force, "Replace a file that is there");
+    count_option_add(command, "-n,--count", options->count, "End after so many messages");
+    seconds_option_add(command, "--for", options->seconds, "End after so many seconds");
+    command.add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
+    command.callback([options, &run] { run = [options] { return capture(*options); }; });
+}
+
+} // namespace voicectl
