@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "capture_file.h"
+#include "capture_media.h"
 #include "capture_record.h"
 #include "common.h"
 #include "connection.h"
@@ -32,12 +33,15 @@ namespace {
 constexpr RunLimit::Tick kCaptureTick{200};  // how often a lost bus is tried
 constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before
 constexpr uint32_t kBusInterface = 0;
+constexpr uint32_t kMediaInterface = 1;
 
 struct CaptureOptions {
     std::string socket; // empty: where the environment says
     std::string output = "-";
     bool force = false;
     bool reconnect = false;
+    bool media = false;
+    PortRange ports{};
     uint64_t count = 0; // 0: no limit
     double seconds = 0; // 0: no limit
 };
@@ -73,10 +77,14 @@ public:
             complain(wrong);
             return kFailure;
         }
-        file_.add(capture_head(address_), limit_);
+        if (options_.media)
+            if (const std::string wrong = media_.begin(options_.ports); !wrong.empty())
+                complain(fmt::format("{}: the capture has no sound", wrong));
+        file_.add(capture_head(address_) + media_.head(kMediaInterface), limit_);
         file_.write(limit_);
         while (follow(tap.get()) && options_.reconnect && !done()) {
-            limit_.wait(-1, file_.descriptor(), kCaptureTick);
+            limit_.wait({media_.descriptor()}, file_.descriptor(), kCaptureTick);
+            media_.keep(file_, limit_);
             tap = tap_open(address_, why);
         }
         return finish();
@@ -99,13 +107,14 @@ private:
                 keep(*tap, record);
                 continue;
             }
+            media_.keep(file_, limit_);
             file_.write(limit_);
             if (found < 0) {
                 if (!refused_)
                     complain("the voice application is gone");
                 break;
             }
-            limit_.wait(kex_tap_descriptor(tap), file_.descriptor(), kCaptureTick);
+            limit_.wait({kex_tap_descriptor(tap), media_.descriptor()}, file_.descriptor(), kCaptureTick);
         }
         if (tap != nullptr && limit_.reached())
             drain(*tap);
@@ -151,13 +160,15 @@ private:
 
     // The sums, in the file and for people.
     int finish() {
-        file_.add(
-            pcapng::statistics(kBusInterface, last_time_ns_ != 0 ? last_time_ns_ : now_ns(), kept_ + lost_, lost_),
-            limit_);
+        media_.keep(file_, limit_);
+        const uint64_t end_ns = last_time_ns_ != 0 ? last_time_ns_ : now_ns();
+        file_.add(pcapng::statistics(kBusInterface, end_ns, kept_ + lost_, lost_) + media_.sums(end_ns), limit_);
         file_.write(limit_);
         if (!file_.fault().empty())
             complain(file_.fault());
         complain(fmt::format("{} messages captured, {} copies lost", kept_, lost_));
+        if (media_.descriptor() >= 0)
+            complain(fmt::format("{} packets of sound captured, {} lost", media_.kept(), media_.lost()));
         return file_.fault().empty() && !limit_.reader_left() && !refused_ ? kSuccess : kFailure;
     }
 
@@ -165,6 +176,7 @@ private:
     Address address_;
     RunLimit limit_;
     CaptureFile file_;
+    CaptureMedia media_;
     CaptureAddresses addresses_;
     uint64_t last_time_ns_ = 0;
     uint64_t kept_ = 0;
@@ -172,6 +184,15 @@ private:
     uint64_t lost_before_ = 0; // the next message
     bool refused_ = false;
 };
+
+PortRange ports_read(const std::string &text) {
+    PortRange ports;
+    const size_t dash = text.find('-');
+    if (dash == std::string::npos || !number_read(text.substr(0, dash), ports.first) ||
+        !number_read(text.substr(dash + 1), ports.last) || ports.first == 0 || ports.last < ports.first)
+        throw UsageError(fmt::format("--ports is FIRST-LAST, as in 30000-30199, not {}", in_quotes(text)));
+    return ports;
+}
 
 int capture(const CaptureOptions &options) {
     if (options.output == "-" && isatty(STDOUT_FILENO) != 0) {
@@ -201,6 +222,10 @@ void capture_add(CLI::App &app, std::function<int()> &run) {
     count_option_add(command, "-n,--count", options->count, "End after so many messages");
     seconds_option_add(command, "--for", options->seconds, "End after so many seconds");
     command.add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
+    command.add_flag("-m,--media", options->media, "Sound, too: RTP and RTCP on this machine (needs CAP_NET_RAW)");
+    text_option_add(
+        command, "-p,--ports", [&options = *options](const std::string &text) { options.ports = ports_read(text); },
+        "Its UDP ports; without it 30000-30199, as the voice application has them", "FIRST-LAST");
     command.callback([options, &run] { run = [options] { return capture(*options); }; });
 }
 

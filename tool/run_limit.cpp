@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <iterator>
+#include <vector>
 
 #include <poll.h>
 
@@ -36,11 +36,13 @@ bool RunLimit::interrupted() {
     return stopped != 0;
 }
 
-void RunLimit::wait(int descriptor, int output, Tick tick) {
+void RunLimit::wait(std::initializer_list<int> descriptors, int output, Tick tick) {
     const auto left = std::chrono::duration_cast<Tick>(std::max(end_ - Clock::now(), Clock::duration::zero()));
-    pollfd watched[] = {{descriptor, POLLIN, 0}, {output, 0, 0}};
-    poll(watched, std::size(watched), static_cast<int>(std::min(left, tick).count()));
-    if ((watched[1].revents & (POLLERR | POLLHUP)) != 0)
+    std::vector<pollfd> watched = {{output, 0, 0}};
+    for (const int descriptor : descriptors)
+        watched.push_back({descriptor, POLLIN, 0});
+    poll(watched.data(), watched.size(), static_cast<int>(std::min(left, tick).count()));
+    if ((watched[0].revents & (POLLERR | POLLHUP)) != 0)
         reader_left_ = true;
 }
 

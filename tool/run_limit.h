@@ -4,6 +4,7 @@
 #define VOICECTL_RUN_LIMIT_H
 
 #include <chrono>
+#include <initializer_list>
 
 namespace voicectl {
 
@@ -23,8 +24,8 @@ public:
     bool reader_left() const { return reader_left_; }
     void reader_leaves() { reader_left_ = true; }
 
-    // Until something may be there to read, a tick has passed, the time is over, or nobody reads `output` any more.
-    void wait(int descriptor, int output, Tick tick);
+    // Until something may be there to read on a descriptor, -1 for none, a tick has passed, the time is over, or nobody reads `output` any more.
+    void wait(std::initializer_list<int> descriptors, int output, Tick tick);
 
 private:
     Clock::time_point end_;

@@ -139,7 +139,7 @@ private:
                 show(step);
             if (std::fflush(stdout) != 0)
                 limit_.reader_leaves();
-            limit_.wait(kex_tap_descriptor(&tap), STDOUT_FILENO, kTick);
+            limit_.wait({kex_tap_descriptor(&tap)}, STDOUT_FILENO, kTick);
         }
         std::fflush(stdout);
         if (patience != Clock::time_point::max())

@@ -7,11 +7,13 @@ import pty
 import re
 import shutil
 import signal
+import socket
 import subprocess
 from pathlib import Path
 
 import pytest
 
+import media
 from dialling import hang_up, start_telephones, talk
 from processes import until
 from target import struct
@@ -281,3 +283,63 @@ def test_what_passed_before_the_end_is_kept(system):
         capture.thaw()
         assert capture.wait() == 0
     assert len(packets(path)) == 601, "that it connects, and each call with its answer"
+
+
+def may_see_packets():
+    try:
+        socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, 0).close()
+    except PermissionError:
+        return False
+    return True
+
+
+@needs_tshark
+@pytest.mark.skipif(not may_see_packets(), reason="no right to see packets (CAP_NET_RAW)")
+def test_sound_stands_beside_the_messages(system):
+    media.start_application(system)
+    capture, path = start_capture(system, "--media", "--ports", f"{media.FIRST_PORT}-{media.LAST_PORT}")
+    first, second = start_telephones(system)
+    talk(first, "201", second)
+    until("sound in the file", lambda: sum(b"rtp\0" in body for body in packets(path, writing=True)) > 40)
+    hang_up(first, second)
+    until("its end", lambda: any(b"rtcp" in body for body in packets(path, writing=True)))
+    assert capture.terminate() == 0
+    assert capture.err.expect(r"^voicectl: (\d+) packets of sound captured, 0 lost$")
+    ours = f"rtp && ip.addr == {system.address}"  # other systems may have calls at the same time
+    rows = [row.split("\t") for row in tshark(system, path, "-Y", ours, "-T", "fields", *RTP_FIELDS)]
+    streams = {}
+    for ssrc, kind, sequence in rows:
+        streams.setdefault((ssrc, kind), []).append(int(sequence))
+    assert len(streams) == 2 and {kind for _, kind in streams} == {str(media.PCMA)}
+    for numbers in streams.values():
+        steps = [(after - before) & 0xFFFF for before, after in zip(numbers, numbers[1:])]
+        assert len(numbers) > 15 and set(steps) == {1}, "each packet once, none missing"
+    assert tshark(system, path, "-Y", f"rtcp && ip.addr == {system.address}")
+    assert len(fields(system, path, "kex.function")) > len(rows) + 30
+
+
+RTP_FIELDS = ["-e", "rtp.ssrc", "-e", "rtp.p_type", "-e", "rtp.seq"]
+
+
+def test_without_the_right_to_see_packets_it_is_said(system):
+    system.start_application()
+    path = system.folder / "a"
+    words = ["setpriv", "--bounding-set=-net_raw", "--inh-caps=-net_raw"] if os.getuid() == 0 else []
+    done = subprocess.run(
+        [*words, system.bin / "voicectl", "capture", "--media", "-o", path, "--for", "0.2"],
+        env=system.environment,
+        capture_output=True,
+        text=True,
+        timeout=20,
+        check=False,
+    )
+    assert done.returncode == 0
+    assert "voicectl: no right to see packets (CAP_NET_RAW): the capture has no sound\n" in done.stderr
+    assert "packets of sound" not in done.stderr and totals(path) == (0, 0)
+
+
+def test_ports_that_cannot_be(system):
+    for ports in ["", "30000", "30000-", "-1", "0-9", "9-8", "1-65536", "a-b", "1-2-3", "\x1b"]:
+        status, err = run(system, "--ports", ports)
+        assert status == 2 and err.startswith("voicectl: --ports is FIRST-LAST, as in 30000-30199, not '"), ports
+        assert "\x1b" not in err
