@@ -5,9 +5,9 @@
 namespace conformance {
 
 const Group *const kGroups[] = {
-    &kSymbols,   &kNulls, &kVariants, &kConversions, &kLists,   &kRequests,  &kReplies,
-    &kHandlers,  &kWaits, &kOrder,    &kDescriptors, &kGetters, &kBytes,     &kTexts,
-    &kFunctions, &kModel, &kTimers,   &kPeers,       &kClosing, &kListening,
+    &kSymbols,  &kNulls,     &kVariants, &kContents,    &kConversions, &kLists,   &kRequests,  &kReplies,
+    &kHandlers, &kWaits,     &kOrder,    &kDescriptors, &kUnread,      &kGetters, &kArguments, &kBytes,
+    &kTexts,    &kFunctions, &kModel,    &kTimers,      &kPeers,       &kClosing, &kListening,
 };
 const unsigned kGroupCount = sizeof kGroups / sizeof *kGroups;
 

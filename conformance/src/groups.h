@@ -13,8 +13,9 @@ constexpr Group group_of(const Check (&checks)[count]) {
     return {checks, count};
 }
 
-extern const Group kSymbols, kNulls, kVariants, kConversions, kLists, kRequests, kReplies, kHandlers, kWaits, kOrder,
-    kDescriptors, kGetters, kBytes, kTexts, kFunctions, kModel, kTimers, kPeers, kClosing, kListening;
+extern const Group kSymbols, kNulls, kVariants, kContents, kConversions, kLists, kRequests, kReplies, kHandlers, kWaits,
+    kOrder, kDescriptors, kUnread, kGetters, kArguments, kBytes, kTexts, kFunctions, kModel, kTimers, kPeers, kClosing,
+    kListening;
 
 } // namespace conformance
 

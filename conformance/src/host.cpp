@@ -107,10 +107,13 @@ namespace {
 
 // As every bus function must: the call is ended once, before it returns.
 int hook_run(Hook hook, function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
+    int status = KEX_FUNCTION_DONE;
     if (hook != nullptr)
-        return hook(call, arguments, return_value);
-    lib.fcall_destroy(call);
-    return KEX_FUNCTION_DONE;
+        status = hook(call, arguments, return_value);
+    else
+        lib.fcall_destroy(call);
+    page->ran++;
+    return status;
 }
 
 } // namespace

@@ -13,6 +13,7 @@ struct Page {
     const char *entered[kProcesses]; // the function of the binding that was called last
     const char *step[kProcesses];
     char seen[kProcesses][kTextSize];
+    unsigned ran;              // functions of both processes, to their end
     bool vanishes[kProcesses]; // it ends itself as a crash would
     int failures;              // how many processes have failed; the first one writes `why`
     char why[kTextSize];

@@ -22,8 +22,10 @@ void request_send(peer_t *peer, request_t *r);
 void call_one_way(peer_t *peer, const char *function, uint32_t number);
 // Waits; the check fails when there is no answer.
 void request_wait(request_t *r);
-// Sends, waits and gives the reply, which lives as long as the request.
+// Sends, waits and gives the reply, which lives as long as the request. The check fails when no function ran.
 reply_t *request_call(peer_t *peer, request_t *r);
+// The same for one that is to find nothing.
+reply_t *request_call_in_vain(peer_t *peer, request_t *r);
 // A call that takes its turn behind all that was sent before: run(number), answered.
 void call_and_wait(peer_t *peer, const char *function, uint32_t number);
 

@@ -5,7 +5,6 @@
 #include "request.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 namespace conformance {
 
@@ -18,7 +17,7 @@ constexpr const char *kNames[] = {"argument_getChar",  "argument_getUInt16",    
                                   "argument_getInt32", "argument_getByteArray", "argument_getList"};
 
 // What it answers for the argument; what it gives is freed.
-bool getter_answers(Getter getter, argument_list_t *arguments, const char *name, uint32_t attributes = 0) {
+bool getter_answers(Getter getter, argument_list_t *arguments, const char *name) {
     uint16_t number16 = 0;
     uint32_t number = 0;
     int32_t integer = 0;
@@ -27,17 +26,17 @@ bool getter_answers(Getter getter, argument_list_t *arguments, const char *name,
     variant_list_t *list = nullptr;
     int answer = 0;
     if (getter == kChar)
-        answer = lib.argument_getChar(arguments, name, attributes, &text);
+        answer = lib.argument_getChar(arguments, name, 0, &text);
     else if (getter == kUInt16)
-        answer = lib.argument_getUInt16(arguments, name, attributes, &number16);
+        answer = lib.argument_getUInt16(arguments, name, 0, &number16);
     else if (getter == kUInt32)
-        answer = lib.argument_getUInt32(arguments, name, attributes, &number);
+        answer = lib.argument_getUInt32(arguments, name, 0, &number);
     else if (getter == kInt32)
-        answer = lib.argument_getInt32(arguments, name, attributes, &integer);
+        answer = lib.argument_getInt32(arguments, name, 0, &integer);
     else if (getter == kBytes_)
-        answer = lib.argument_getByteArray(arguments, name, attributes, &bytes, &number);
+        answer = lib.argument_getByteArray(arguments, name, 0, &bytes, &number);
     else
-        answer = lib.argument_getList(arguments, name, attributes, &list);
+        answer = lib.argument_getList(arguments, name, 0, &list);
     if (answer != 0) {
         free(text);
         free(bytes);
@@ -193,90 +192,6 @@ void undeclared() {
     host_end();
 }
 
-int ownership_check(function_call_t *call, argument_list_t *arguments, variant_t *) {
-    char *first = nullptr;
-    char *second = nullptr;
-    lib.argument_getChar(arguments, "value", 0, &first);
-    lib.argument_getChar(arguments, "value", 0, &second);
-    expect(first != nullptr && second != nullptr && first != second, "two reads give one text");
-    memset(first, 'x', strlen(first));
-    free(first);
-    expect_text("the second read", second, "a text");
-    lib.fcall_destroy(call);
-    expect_text("after fcall_destroy()", second, "a text");
-    free(second);
-    return KEX_FUNCTION_DONE;
-}
-
-void serve_ownership() {
-    on_run = ownership_check;
-    far_plain();
-}
-
-void ownership() {
-    peer_t *peer = far_connect();
-    request_t *r = request_make();
-    request_add_text(r, "value", "a text");
-    request_call(peer, r);
-    lib.request_destroy(r);
-    host_end();
-}
-
-int attributes_check(function_call_t *call, argument_list_t *arguments, variant_t *) {
-    const uint32_t flags = lib.request_attributes(lib.fcall_request(call));
-    expect_number("attributes", flags, 0x8001);
-    for (const uint32_t attributes : {0u, flags})
-        expect(getter_answers(kUInt32, arguments, "value", attributes), "no with attributes %#x", attributes);
-    lib.fcall_destroy(call);
-    return KEX_FUNCTION_DONE;
-}
-
-void serve_attributes() {
-    on_run = attributes_check;
-    far_plain();
-}
-
-void attributes() {
-    peer_t *peer = far_connect();
-    request_t *r = request_make("run", 0x8001);
-    request_add_number(r, "value", 1);
-    request_call(peer, r);
-    lib.request_destroy(r);
-    host_end();
-}
-
-int absent_check(function_call_t *call, argument_list_t *arguments, variant_t *) {
-    char *text = const_cast<char *>("untouched");
-    void *bytes = text;
-    uint32_t length = 7;
-    variant_list_t *list = reinterpret_cast<variant_list_t *>(text);
-    expect(lib.argument_getChar(arguments, "value", 0, &text) != 0, "argument_getChar answers no");
-    expect(text == nullptr, "argument_getChar gives a text");
-    expect(lib.argument_getByteArray(arguments, "value", 0, &bytes, &length) != 0, "argument_getByteArray answers no");
-    expect(bytes == nullptr && length == 0, "argument_getByteArray gives %u bytes", length);
-    expect(lib.argument_getList(arguments, "value", 0, &list) != 0, "argument_getList answers no");
-    expect(list == nullptr, "argument_getList gives a list");
-    saw("yes, with null pointers and length 0");
-    lib.fcall_destroy(call);
-    return KEX_FUNCTION_DONE;
-}
-
-void serve_absent() {
-    on_run = absent_check;
-    far_plain();
-}
-
-void absent() {
-    peer_t *peer = far_connect();
-    request_t *r = request_make();
-    variant_t value;
-    lib.variant_initialize(&value, VARIANT_NONE);
-    argument_add(r, "value", &value);
-    request_call(peer, r);
-    lib.request_destroy(r);
-    host_end();
-}
-
 constexpr char kKind[] = "An argument of another kind, or an integer that does not fit, counts as missing.";
 constexpr char kByName[] = "Arguments match by name (a declaration may give one a second name), never by position.";
 
@@ -287,12 +202,6 @@ constexpr Check kChecks[] = {
     {"getters.any_order", kMust, kByName, any_order, serve_names, 0, false},
     {"getters.second_name", kMust, kByName, second_name, serve_names, 0, false},
     {"getters.undeclared", kMust, "Arguments that nobody declared do no harm.", undeclared, serve_names, 0, false},
-    {"getters.ownership", kMust, "Text, bytes and lists are the caller's: free(), or variant_list_destroy().",
-     ownership, serve_ownership, 0, false},
-    {"getters.attributes", kMust, "`attributes` are 0 or the request's flags; a bus may ignore them.", attributes,
-     serve_attributes, 0, false},
-    {"getters.absent", kMust, "Present without a value: non-zero with a null pointer and length 0.", absent,
-     serve_absent, 0, false},
 };
 
 } // namespace

@@ -27,8 +27,14 @@ ino_t inode_at(const char *path) {
     return lstat(path, &status) == 0 ? status.st_ino : 0;
 }
 
+bool is_socket(const char *path) {
+    struct stat status = {};
+    return lstat(path, &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
 void expect_served(const char *path) {
     char uri[400];
+    expect(is_socket(path), "there is a peer, and no socket");
     snprintf(uri, sizeof uri, "kex://ipc:[%s]", path);
     expect(lib.kex_client_connect(bus, uri) != nullptr, "nobody can connect to it");
     saw("taken over, and it can be connected to");
@@ -150,6 +156,7 @@ void after_the_end() {
     for (unsigned i = 0; i < 3; i++) {
         host_begin();
         expect(listen_at(folder_path(path, "again")) != nullptr, "null at start %u", i + 1);
+        expect(is_socket(path), "there is a peer, and no socket");
         host_end();
     }
     saw("one process after the other");

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Lists, filled in place.
-#include "binding.h"
+#include "far.h"
 #include "groups.h"
+#include "request.h"
 
 namespace conformance {
 
@@ -31,7 +32,7 @@ void in_place() {
     number_add(list, 2);
     expect(lib.variant_da_list(&value) == list, "the second variant_da_list gives another list");
     number_add(lib.variant_da_list(&value), 3);
-    saw("three items added");
+    expect_number("items", lib.variant_list_size(list), 3);
     lib.variant_cleanup(&value);
 }
 
@@ -68,8 +69,55 @@ void many() {
     variant_list_t *list = list_begin(&value);
     for (uint32_t i = 0; i < 1000; i++)
         number_add(list, i);
+    expect_number("items", lib.variant_list_size(list), 1000);
     lib.variant_cleanup(&value);
-    saw("1,000 items");
+}
+
+// A list of a number, a text, a list of two numbers and nothing.
+int mixed_check(function_call_t *call, argument_list_t *arguments, variant_t *) {
+    variant_list_t *list = nullptr;
+    uint32_t number = 0;
+    const char *text = nullptr;
+    expect(lib.argument_getList(arguments, "value", 0, &list) != 0, "argument_getList answers no");
+    expect_number("items", lib.variant_list_size(list), 4);
+    expect(lib.variant_toUInt32(lib.variant_list_at(list, 0), &number) != 0, "the first item is no number");
+    expect_number("first", number, 1);
+    expect(lib.variant_toChar(lib.variant_list_at(list, 1), &text) != 0, "the second item is no text");
+    expect_text("second", text, "two");
+    expect_number("type of the third", lib.variant_type(lib.variant_list_at(list, 2)), VARIANT_LIST);
+    expect_number("type of the fourth", lib.variant_type(lib.variant_list_at(list, 3)), VARIANT_NONE);
+    expect(lib.variant_list_at(list, 4) == nullptr && lib.variant_list_at(list, UINT32_MAX) == nullptr,
+           "there is an item behind the last");
+    lib.variant_list_destroy(list);
+    lib.fcall_destroy(call);
+    return KEX_FUNCTION_DONE;
+}
+
+void serve_mixed() {
+    on_run = mixed_check;
+    far_plain();
+}
+
+void arrive() {
+    variant_t value;
+    variant_t item = {};
+    variant_list_t *list = list_begin(&value);
+    number_add(list, 1);
+    lib.variant_setChar(&item, "two");
+    lib.variant_list_add(list, &item);
+    lib.variant_cleanup(&item);
+    number_add(list_begin(&item), 3);
+    lib.variant_list_add(list, &item);
+    lib.variant_cleanup(&item);
+    lib.variant_initialize(&item, VARIANT_NONE);
+    lib.variant_list_add(list, &item);
+    peer_t *peer = far_connect();
+    request_t *r = request_make();
+    expect(lib.request_addParameter(r, "value", &value) != 0, "request_addParameter answers no");
+    lib.variant_cleanup(&value);
+    request_call(peer, r);
+    lib.request_destroy(r);
+    host_end();
 }
 
 void null_item() {
@@ -84,6 +132,7 @@ constexpr Check kChecks[] = {
     {"lists.of_no_list", kMust, "NULL on failure.", of_no_list, nullptr, 0, false},
     {"lists.copies", kMust, "Appends a copy.", copies, nullptr, 0, false},
     {"lists.many", kMust, "An ordered list of values.", many, nullptr, 0, false},
+    {"lists.arrive", kMust, "NULL past the end.", arrive, serve_mixed, 0, false},
     {"lists.null_item", kMust,
      "A null handle never crashes: creators return NULL, actions return 0 (variant_fd: -1), destroyers do nothing.",
      null_item, nullptr, 0, false},

@@ -56,6 +56,7 @@ void parents() {
     host_begin();
     expect(lib.kex_declareObject(bus, "A.B.C", "Conformance") != nullptr, "kex_declareObject answers null");
     expect(is_there("A") && is_there("A.B") && is_there("A.B.C"), "one of them is missing");
+    expect(!is_there("A.C") && !is_there("B") && !is_there("C"), "one of them stands elsewhere, too");
     saw("A, A.B and A.B.C");
     host_end();
 }
@@ -75,6 +76,7 @@ void found_after_commit() {
     commit(made);
     expect(lib.object_getObject(template_find(), "one", 0, nullptr) == made, "object_getObject does not find it");
     expect(lib.kex_getObject(bus, "plain.Item.one", 0) == made, "kex_getObject does not find it");
+    expect(!is_there("plain.Item.two"), "another one is found, too");
     saw("found by both");
     host_end();
 }
@@ -99,6 +101,7 @@ void made_again() {
         commit(made);
         lib.object_delete(made);
         commit(made);
+        expect(!is_there("plain.Item.one"), "it is still there");
     }
     commit(instance_make("one"));
     expect(is_there("plain.Item.one"), "the last one is not found");
@@ -143,7 +146,9 @@ void not_beside() {
     lib.object_delete(one);
     commit(two);
     expect(is_there("plain.Item.one"), "the commit of another instance deleted it");
-    saw("still there");
+    commit(one);
+    expect(!is_there("plain.Item.one"), "its own commit did not");
+    saw("there until its own commit");
     host_end();
 }
 
@@ -185,10 +190,11 @@ void with_what_is_below() {
 
 void any_index() {
     host_begin();
-    for (const uint32_t index : {1u, 7u, UINT32_MAX}) {
-        object_t *made = lib.object_createInstance(template_find(), index, index == 1 ? "a" : index == 7 ? "b" : "c");
-        expect(made != nullptr, "null for index %u", index);
-    }
+    object_t *one = lib.object_createInstance(template_find(), 1, "a");
+    object_t *seven = lib.object_createInstance(template_find(), 7, "b");
+    object_t *last = lib.object_createInstance(template_find(), UINT32_MAX, "c");
+    expect(one != nullptr && seven != nullptr && last != nullptr, "null for one of the indices 1, 7 and 4294967295");
+    expect(one != seven && seven != last && one != last, "two of them are one instance");
     saw("three instances");
     host_end();
 }
@@ -200,6 +206,7 @@ void many() {
         name[0][1] = static_cast<char>('0' + i);
         commit(instance_make(name[0]));
     }
+    expect(!is_there("plain.Item.i"), "one is found that is none");
     for (unsigned i = 0; i < 60; i++) {
         char path[32] = "plain.Item.";
         name[1][1] = static_cast<char>('0' + i);

@@ -141,8 +141,12 @@ void destroyed() {
     start(timer, 1);
     lib.kex_timer_destroy(timer);
     lib.kex_timer_destroy(timer_make(count)); // never started
+    kex_timer_t *other = timer_make([](kex_timer_t *) { event("other"); });
+    start(other, 2);
+    turn_until("a timer that was not destroyed", [] { return event_was("other"); });
     turn_for(5 * kSoon);
     expect_number("fired", fired, 0);
+    lib.kex_timer_destroy(other);
     host_end();
 }
 

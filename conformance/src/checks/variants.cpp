@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Values: how they are made, set and released.
+#include "binding.h"
 #include "groups.h"
-#include "host.h"
 
-#include <fcntl.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 namespace conformance {
 
@@ -112,33 +108,6 @@ void setters_replace() {
     lib.variant_cleanup(&value);
 }
 
-long pages_resident() {
-    long whole = 0;
-    long resident = 0;
-    FILE *file = fopen("/proc/self/statm", "re");
-    if (file == nullptr || fscanf(file, "%ld %ld", &whole, &resident) != 2)
-        fail("/proc cannot be read");
-    fclose(file);
-    return resident;
-}
-
-// 4,000 values of 64 KiB would be 256 MB.
-void setters_release() {
-    constexpr long kAllowed = 16L << 20;
-    static char bytes[65536];
-    memset(bytes, 'x', sizeof bytes - 1);
-    variant_t value = {};
-    const long before = pages_resident();
-    for (unsigned i = 0; i < 2000; i++) {
-        lib.variant_setChar(&value, bytes);
-        lib.variant_setByteArray(&value, bytes, sizeof bytes);
-    }
-    lib.variant_cleanup(&value);
-    const long grown = (pages_resident() - before) * sysconf(_SC_PAGESIZE);
-    expect(grown < kAllowed, "the process has grown by %ld KiB", grown / 1024);
-    saw("4,000 large values in less than 16 MiB");
-}
-
 void cleanup_twice() {
     for (unsigned i = 0; i < 3; i++) {
         variant_t value = {};
@@ -173,24 +142,6 @@ void cleanup_empties() {
     lib.variant_cleanup(&value);
 }
 
-void copied() {
-    char source[] = "before";
-    variant_t text = {};
-    variant_t bytes = {};
-    const char *seen = nullptr;
-    const void *data = nullptr;
-    uint32_t length = 0;
-    lib.variant_setChar(&text, source);
-    lib.variant_setByteArray(&bytes, source, 6);
-    memset(source, 'x', 6);
-    expect(lib.variant_toChar(&text, &seen) != 0, "variant_toChar answers no");
-    expect_text("text", seen, "before");
-    expect(lib.variant_toByteArray(&bytes, &data, &length) != 0 && length == 6, "the bytes are not there");
-    expect(memcmp(data, "before", 6) == 0, "the bytes changed with their source");
-    lib.variant_cleanup(&text);
-    lib.variant_cleanup(&bytes);
-}
-
 void stays_inside() {
     struct Guarded {
         uint64_t before;
@@ -216,34 +167,6 @@ void type_of_null() {
     expect_number("of none", lib.variant_type(&value), VARIANT_NONE);
 }
 
-void borrowed_descriptor() {
-    const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    variant_t value = {};
-    lib.variant_setFd(&value, fd);
-    expect_number("the descriptor is the one that was set", lib.variant_fd(&value) == fd, 1);
-    lib.variant_setFd(&value, -1);
-    lib.variant_cleanup(&value);
-    expect(fcntl(fd, F_GETFD) >= 0, "the caller's descriptor was closed");
-    close(fd);
-}
-
-void negative_descriptor() {
-    variant_t value = {};
-    expect(lib.variant_setFd(&value, -1) != 0, "variant_setFd answers no to -1");
-    expect_number("type", lib.variant_type(&value), VARIANT_FD);
-    expect_number("descriptor", lib.variant_fd(&value), -1);
-    lib.variant_cleanup(&value);
-}
-
-void no_descriptor() {
-    variant_t value = {};
-    lib.variant_setUInt32(&value, 1);
-    expect_number("of a number", lib.variant_fd(&value), -1);
-    lib.variant_setChar(&value, "1");
-    expect_number("of a text", lib.variant_fd(&value), -1);
-    lib.variant_cleanup(&value);
-}
-
 constexpr char kEmpty[] =
     "Makes *v an empty value of the type: \"\", 0, false, no bytes, descriptor -1, an empty list.";
 
@@ -256,21 +179,13 @@ constexpr Check kChecks[] = {
     {"variants.empty_others", kMust, kEmpty, empty_others, nullptr, 0, false},
     {"variants.setters_replace", kMust, "Setters set type and value and release what was there.", setters_replace,
      nullptr, 0, false},
-    {"variants.setters_release", kMust, "Setters set type and value and release what was there.", setters_release,
-     nullptr, 0, false},
     {"variants.cleanup_twice", kMust, "Calling it twice is harmless.", cleanup_twice, nullptr, 0, false},
     {"variants.cleanup_empties", kMust, "Releases what the variant holds and leaves it empty.", cleanup_empties,
      nullptr, 0, false},
-    {"variants.copied", kMust, "Text and bytes are copied.", copied, nullptr, 0, false},
     {"variants.stays_inside", kMust, "The caller allocates it; its contents are the bus's own.", stays_inside, nullptr,
      0, false},
     {"variants.type_of_null", Level::should, "A variant_type_code; VARIANT_NONE for NULL.", type_of_null, nullptr, 0,
      false},
-    {"variants.borrowed_descriptor", kMust,
-     "Borrows the descriptor until the variant is copied into a request or list and sent.", borrowed_descriptor,
-     nullptr, 0, false},
-    {"variants.negative_descriptor", kMust, "A negative one is a value too.", negative_descriptor, nullptr, 0, false},
-    {"variants.no_descriptor", kMust, "The descriptor, or -1.", no_descriptor, nullptr, 0, false},
 };
 
 } // namespace

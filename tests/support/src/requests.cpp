@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Requests that leave, and their replies.
+#include <cstring>
 #include <fcntl.h>
 
 #include "state.h"
@@ -34,6 +35,8 @@ bool descriptors_open(const Value &value) {
             return false;
     return true;
 }
+
+constexpr size_t kTooLong = 4096; // for a path or a function
 
 const char *answered(bool yes) {
     return yes ? "" : " = 0";
@@ -165,7 +168,8 @@ void Bus::complete(request_t *request, Reply script) {
 extern "C" {
 
 request_t *request_create_executeFunction(const char *path, const char *function, uint32_t flags) {
-    const bool ok = path && *path && function && *function && !fails("request_create_executeFunction");
+    const bool ok = path && *path && function && *function && strnlen(path, kTooLong) < kTooLong &&
+                    strnlen(function, kTooLong) < kTooLong && !fails("request_create_executeFunction");
     request_t *r = nullptr;
     if (ok) {
         auto &requests = bus().state().requests;

@@ -308,7 +308,10 @@ int variant_list_add(variant_list_t *list, const variant_t *v) {
 }
 
 uint32_t variant_list_size(const variant_list_t *list) {
-    if (!list || (reinterpret_cast<uintptr_t>(list) & 1))
+    const uintptr_t word = reinterpret_cast<uintptr_t>(list);
+    if (word & 1)
+        return static_cast<uint32_t>(reinterpret_cast<const Value *>(word & ~static_cast<uintptr_t>(1))->items.size());
+    if (!list)
         return 0;
     return static_cast<uint32_t>(list->items.size());
 }

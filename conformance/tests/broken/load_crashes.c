@@ -1,0 +1,7 @@
+/* SPDX-License-Identifier: MIT */
+/* It crashes when it is loaded. */
+#include <signal.h>
+
+__attribute__((constructor)) static void crash(void) {
+    raise(SIGSEGV);
+}
