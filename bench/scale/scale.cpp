@@ -61,8 +61,8 @@ void tap_measure(const Options &options) {
     World plain(1, 1, options.cpus == 2);
     World watched(1, 1, options.cpus == 2);
     watched.tap_attach();
-    const int events = 32 * options.batch;
-    for (int round = 0; round < options.rounds; ++round)
+    const int events = 32 * std::max(options.batch / 16, 1);
+    for (int round = 0; round < 8 * options.rounds; ++round)
         for (World *world : {&plain, &watched}) {
             const double start = now_ns();
             world->carry_out({Work::stream, count_of(events), 0});

@@ -46,8 +46,23 @@ OutMessage *message_create(wire::Writer &writer) {
     return message;
 }
 
-uint32_t shared_footprint(uint32_t size) {
-    return footprint(sizeof(OutMessage)) + footprint(sizeof(SharedMessage) + size);
+// A block of records for a tap: what is written there costs no memory and no copy of its own. A quiet bus has few in it,
+// and gives it back at the end of the turn.
+constexpr uint32_t kRecordBlock = 16 * 1024;
+
+uint32_t block_size(const Connection *tap, uint32_t size) {
+    const uint32_t usual = kRecordBlock < tap->packet_limit ? kRecordBlock : tap->packet_limit;
+    return size < usual ? usual : size;
+}
+
+uint32_t block_footprint(const Connection *tap, uint32_t size) {
+    return footprint(sizeof(OutMessage) + block_size(tap, size));
+}
+
+// The last of the queue, when the record fits behind those in it; else null.
+OutMessage *block_with_room(const Connection *tap, uint32_t size) {
+    OutMessage *last = tap->output.last;
+    return last != nullptr && last->room >= size && last->use.messages < kMaxMessages ? last : nullptr;
 }
 
 void message_push(Connection *connection, OutMessage *message) {
@@ -80,37 +95,30 @@ OutMessage *output_add(Connection *connection, wire::Writer &writer, uint32_t al
     return message;
 }
 
-SharedMessage *shared_message_create(const wire::Writer &writer) {
-    void *memory = writer.why == nullptr ? memory_take(sizeof(SharedMessage) + writer.size) : nullptr;
-    if (memory == nullptr)
-        return nullptr;
-    SharedMessage *shared = static_cast<SharedMessage *>(memory);
-    *shared = {1, writer.size, reinterpret_cast<uint8_t *>(shared + 1)};
-    memcpy(shared->data, writer.data, writer.size);
-    return shared;
+bool output_takes_record(const Connection *tap, uint32_t size) {
+    return connection_is_writable(tap) &&
+           (block_with_room(tap, size) != nullptr ||
+            account_fits(tap->queued.bytes, block_footprint(tap, size), kMaxQueuedBytes));
 }
 
-void shared_message_release(SharedMessage *shared) {
-    if (shared != nullptr && --shared->users == 0)
-        free(shared);
-}
-
-bool output_takes(const Connection *connection, uint32_t size) {
-    return connection_is_writable(connection) &&
-           account_fits(connection->queued.bytes, shared_footprint(size), kMaxQueuedBytes);
-}
-
-OutMessage *output_add_shared(Connection *connection, SharedMessage *shared) {
-    OutMessage *message = make<OutMessage>();
-    if (message == nullptr)
-        return nullptr;
-    shared->users++;
-    message->shared = shared;
-    message->data = shared->data;
-    message->use = {1, shared->size, 0, 0, 0};
-    message->footprint = shared_footprint(shared->size);
-    message_push(connection, message);
-    return message;
+uint8_t *output_add_record(Connection *tap, uint32_t size) {
+    OutMessage *block = block_with_room(tap, size);
+    if (block == nullptr) {
+        const uint32_t room = block_size(tap, size);
+        block = static_cast<OutMessage *>(memory_take(sizeof(OutMessage) + room));
+        if (block == nullptr)
+            return nullptr;
+        *block = {};
+        block->data = reinterpret_cast<uint8_t *>(block + 1);
+        block->room = room;
+        block->footprint = block_footprint(tap, size);
+        message_push(tap, block);
+    }
+    uint8_t *record = block->data + block->use.size;
+    block->use.messages++;
+    block->use.size += size;
+    block->room -= size;
+    return record;
 }
 
 OutMessage *output_take(Connection *connection) {
@@ -123,7 +131,6 @@ OutMessage *output_take(Connection *connection) {
 
 void output_free(OutMessage *message) {
     foreign_descriptors_close(message->fds, message->use.descriptors); // a host may pass on what came to it
-    shared_message_release(message->shared);
     free(message);
 }
 

@@ -21,10 +21,10 @@ constexpr uint32_t kPartsPerSend = 2 * kMaxMessages;
 // Room for descriptors in one batch; a packet of many comes alone or first.
 constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
 
-// Packets put together from the messages that stand first in a queue, which stays as it is.
+// Packets put together from what stands first in a queue, which stays as it is.
 struct Departure {
     mmsghdr packets[kPacketsPerSend];
-    uint32_t messages[kPacketsPerSend]; // in each packet
+    uint32_t entries[kPacketsPerSend]; // of the queue, in each packet
     iovec parts[kPartsPerSend];
     alignas(cmsghdr) char control[kControlPerSend];
     uint32_t count;
@@ -32,8 +32,10 @@ struct Departure {
     size_t control_used;
 };
 
-// The descriptors of the messages from this one on, which leave in one packet. False: the batch has no room for them.
-bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *message, const wire::PacketUse &use) {
+// The descriptors of so many messages from this one on, which leave in one packet. False: the batch has no room for
+// them.
+bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *message, uint32_t entries,
+                        const wire::PacketUse &use) {
     if (use.descriptors == 0)
         return true;
     const size_t bytes = CMSG_SPACE(sizeof(int) * use.descriptors);
@@ -48,7 +50,7 @@ bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *messag
     head->cmsg_type = SCM_RIGHTS;
     head->cmsg_len = static_cast<decltype(head->cmsg_len)>(CMSG_LEN(sizeof(int) * use.descriptors));
     unsigned char *fds = CMSG_DATA(head);
-    for (uint32_t i = 0; i < use.messages; i++, message = List<OutMessage>::after(message)) {
+    for (uint32_t i = 0; i < entries; i++, message = List<OutMessage>::after(message)) {
         memcpy(fds, message->fds, sizeof(int) * message->use.descriptors);
         fds += sizeof(int) * message->use.descriptors;
     }
@@ -65,20 +67,21 @@ bool packet_gather(Departure &departure, OutMessage *&next, uint32_t limit, uint
     wire::PacketUse use = {};
     iovec *parts = departure.parts + departure.parts_used;
     OutMessage *message = next;
+    uint32_t entries = 0;
     bool goes_on = true;
     while (message != nullptr && goes_on && use.messages < most && wire::packet_takes(use, message->use, limit)) {
-        parts[use.messages - 1] = {message->data, message->use.size};
+        parts[entries++] = {message->data, message->use.size};
         goes_on = !wire::message_comes_alone(message->data);
         message = List<OutMessage>::after(message);
     }
     mmsghdr &packet = departure.packets[departure.count];
     packet = {};
     packet.msg_hdr.msg_iov = parts;
-    packet.msg_hdr.msg_iovlen = use.messages;
-    if (!descriptors_attach(departure, packet.msg_hdr, next, use))
+    packet.msg_hdr.msg_iovlen = entries;
+    if (!descriptors_attach(departure, packet.msg_hdr, next, entries, use))
         return false;
-    departure.messages[departure.count++] = use.messages;
-    departure.parts_used += use.messages;
+    departure.entries[departure.count++] = entries;
+    departure.parts_used += entries;
     next = message;
     return true;
 }
@@ -94,8 +97,8 @@ int batch_send(int fd, mmsghdr *packets, uint32_t count) {
 }
 
 struct Sent {
-    uint32_t messages; // that left; 0: none
-    uint32_t together; // messages of the first packet
+    uint32_t entries;  // of the queue, that left; 0: none
+    uint32_t together; // of them, in the first packet
     int error;         // of the first packet, when it did not leave
 };
 
@@ -107,11 +110,11 @@ Sent output_send(const Connection *connection, uint32_t most) {
     OutMessage *next = connection->output.first;
     while (packet_gather(departure, next, connection->packet_limit, most)) {
     }
-    Sent sent = {0, departure.messages[0], 0};
+    Sent sent = {0, departure.entries[0], 0};
     for (;;) {
         const int packets = batch_send(connection->fd, departure.packets, departure.count);
         for (int i = 0; i < packets; i++)
-            sent.messages += departure.messages[i];
+            sent.entries += departure.entries[i];
         if (packets > 0)
             return sent;
         if (errno == EINTR)
@@ -123,7 +126,7 @@ Sent output_send(const Connection *connection, uint32_t most) {
 
 void message_report_unsent(Connection *connection, OutMessage *message, int error) {
     if (connection->role == Role::tap) {
-        connection->lost++;
+        connection->lost += message->use.messages;
         return;
     }
     note_about(connection->process_id, ZIL_TRACE_ERROR, "a packet of %u bytes could not be sent: %s", message->use.size,
@@ -175,13 +178,13 @@ void connection_flush(Connection *connection) {
         if (!connection->write_closed)
             sent = output_send(connection, most);
         // What is wrong with one message does not take others with it that would have left in the same packet.
-        const bool left_nothing = sent.messages == 0;
+        const bool left_nothing = sent.entries == 0;
         most = left_nothing && sent.together > 1 && !error_is_usual(sent.error) ? 1 : kMaxMessages;
         if (most == 1)
             continue;
         if (left_nothing && !send_failed(connection, sent.error))
             return;
-        for (; sent.messages > 0; sent.messages--) {
+        for (; sent.entries > 0; sent.entries--) {
             OutMessage *message = output_take(connection);
             tap_message(connection, TapDirection::sent, message->data, message->use.size);
             output_free(message);

@@ -11,18 +11,23 @@ namespace bus {
 namespace {
 
 wire::TapEnd end_here(const Transport *transport) {
-    return {static_cast<int32_t>(getpid()), 0, text_of(transport->name)};
+    return {transport->process_id, 0, text_of(transport->name)};
 }
 
 wire::TapEnd end_of(const Connection *connection) {
     return {connection->process_id, connection->number, text_of(connection->name)};
 }
 
+// Records around the largest message are larger than a packet; the kernel's
+// usual buffers hold them.
 bool record_queue(Connection *tap, const wire::TapRecord &record) {
-    // Records around the largest message are larger than a packet; the kernel's usual buffers hold them.
-    wire::Writer writer = wire::message_begin(tap->transport->outgoing, wire::kMaxTapRecord);
+    const uint32_t size = wire::tap_record_size(record);
+    uint8_t *room = output_takes_record(tap, size) ? output_add_record(tap, size) : nullptr;
+    if (room == nullptr)
+        return false;
+    wire::Writer writer = wire::message_begin(room, size);
     wire::tap_record_write(writer, record);
-    return output_add(tap, writer, 1) != nullptr;
+    return true;
 }
 
 // A tap that has lost copies is told so in front of the next one that finds room.
@@ -42,13 +47,7 @@ bool loss_tell(Connection *tap, const wire::TapRecord &next) {
     return true;
 }
 
-SharedMessage *record_encode(const Transport *transport, const wire::TapRecord &record) {
-    wire::Writer writer = wire::message_begin(transport->outgoing, wire::kMaxTapRecord);
-    wire::tap_record_write(writer, record);
-    return shared_message_create(writer);
-}
-
-// Written once, for the first tap that can take it: a tap that does not read costs a comparison.
+// A tap that does not read costs a comparison.
 void record_copy_to_taps(const Connection *about, TapDirection direction, wire::TapRecord &record) {
     const Transport *transport = about->transport;
     const bool received = direction == TapDirection::received;
@@ -57,17 +56,10 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     record.to = received ? end_here(transport) : end_of(about);
     const uint32_t size = wire::tap_record_size(record);
     const OptionalMemory copies; // a tap is told what it loses
-    SharedMessage *copy = nullptr;
     for (Connection *tap : transport->connections) {
-        if (tap->role != Role::tap || tap->closed)
-            continue;
-        bool taken = output_takes(tap, size) && loss_tell(tap, record);
-        if (taken && copy == nullptr)
-            copy = record_encode(transport, record);
-        taken = taken && copy != nullptr && output_add_shared(tap, copy) != nullptr;
-        tap->lost += !taken;
+        if (tap->role == Role::tap && !tap->closed)
+            tap->lost += !(output_takes_record(tap, size) && loss_tell(tap, record) && record_queue(tap, record));
     }
-    shared_message_release(copy);
 }
 
 // Tells a new tap that copies begin: its client has connected long before the listener knows of it.
@@ -106,17 +98,16 @@ const char *tap_admit(Connection *tap) {
         return "the places that are left for taps are kept for the listener's own user";
     tap->role = Role::tap;
     tap->transport->taps++;
+    tap->transport->process_id = static_cast<int32_t>(getpid()); // a host may have forked since it made its bus
     tap_begin(tap);
     return nullptr;
 }
 
 void tap_message(const Connection *connection, TapDirection direction, const uint8_t *data, uint32_t size) {
-    wire::Message message;
-    if (connection->transport->taps == 0 || connection->role == Role::tap ||
-        wire::message_open(data, size, message) != nullptr)
+    if (connection->transport->taps == 0 || connection->role == Role::tap)
         return;
     wire::TapRecord record = {};
-    record.kind = wire::tap_record_kind(message.kind);
+    record.kind = wire::tap_record_kind(wire::message_kind(data));
     record.text = text_of("");
     record.message = data;
     record.size = size;

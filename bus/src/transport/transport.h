@@ -53,6 +53,7 @@ struct Transport {
     Reservation reservations[kMaxReservations];
     uint32_t held_places; // connections whose close event has not run
     uint32_t taps;
+    int32_t process_id;   // this one's, for taps: asking the kernel for each record would cost as much as writing it
     uint32_t last_number; // of a connection
     uint32_t ends;        // noticed so far
     int32_t passing;    // a process whose places are about to become free: nobody is taken in before; 0: there is none

@@ -53,9 +53,13 @@ struct Totals {
 };
 // The body of a message that has been opened. A sentence what is wrong with it, else null.
 const char *message_validate(const Message &message, Totals &totals);
+// Of one that is in order.
+inline uint8_t message_kind(const uint8_t *data) {
+    return data[kKindAt];
+}
 // Whether it may not share its packet with others: until the far side has said who it is, nothing else counts.
 inline bool message_comes_alone(const uint8_t *data) {
-    return data[kKindAt] == kHello || data[kKindAt] == kTapHello;
+    return message_kind(data) == kHello || message_kind(data) == kTapHello;
 }
 
 // The functions below expect a message of their kind. On one that has been validated they fail for want of memory only.
