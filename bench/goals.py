@@ -76,6 +76,7 @@ SIZES = [
 SCALE = [
     *(Row("signal and event", size, {ALONE: 1.1}) for size in SIZES),
     *(Row("the same, processor time", size, {ALONE: 1.1}) for size in SIZES),
+    Row("packet and answer", "8 processes on raw sockets", {"1 process on a raw socket": None}),
     Row("32 endpoints registered", "1 plugin", {CLOCK: 5 * MILLISECOND}),
     Row("all back after a restart", "8 plugins, 32 endpoints", {CLOCK: 50 * MILLISECOND}),
     Row("event comes after, half of them", "10,000 a second", {CLOCK: None}),

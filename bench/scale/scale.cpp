@@ -11,6 +11,7 @@
 
 #include "../support/measure.h"
 #include "../support/program.h"
+#include "raw.h"
 #include "world.h"
 
 namespace {
@@ -39,12 +40,23 @@ uint32_t count_of(int number) {
     return static_cast<uint32_t>(number);
 }
 
+// The same packets without bus and library: what more processes cost is the machine's.
+void raw_measure(RawWorld &world, const char *name, const Options &options) {
+    const double start = now_ns();
+    world.exchange(count_of(options.batch));
+    figures_of("packet and answer", name).push_back((now_ns() - start) / options.batch);
+}
+
 // Signals, each of which is answered by an event: however many there are besides.
 void exchanges_measure(const Options &options) {
     std::vector<std::unique_ptr<World>> worlds;
     for (const Size &size : kSizes)
         worlds.push_back(std::make_unique<World>(size.plugins, size.endpoints, options.cpus == 2));
-    for (int round = 0; round < options.rounds; ++round)
+    RawWorld one(1, options.cpus == 2);
+    RawWorld all(kLargest.plugins, options.cpus == 2);
+    for (int round = 0; round < options.rounds; ++round) {
+        raw_measure(one, "1 process on a raw socket", options);
+        raw_measure(all, "8 processes on raw sockets", options);
         for (const auto &world : worlds) {
             const double used = world->processor_time();
             const double start = now_ns();
@@ -54,6 +66,7 @@ void exchanges_measure(const Options &options) {
             figures_of("the same, processor time", world->name())
                 .push_back((world->processor_time() - used) / options.batch);
         }
+    }
 }
 
 // The application's processor and the tap's client's are two, where there are two: what counts is what watching costs the bus.
@@ -61,8 +74,8 @@ void tap_measure(const Options &options) {
     World plain(1, 1, options.cpus == 2);
     World watched(1, 1, options.cpus == 2);
     watched.tap_attach();
-    const int events = 32 * std::max(options.batch / 16, 1);
-    for (int round = 0; round < 8 * options.rounds; ++round)
+    const int events = 32 * std::max(options.batch / 2, 1);
+    for (int round = 0; round < 2 * options.rounds; ++round)
         for (World *world : {&plain, &watched}) {
             const double start = now_ns();
             world->carry_out({Work::stream, count_of(events), 0});
@@ -107,7 +120,7 @@ void registration_measure(const Options &options) {
 
 int main(int argc, char **argv) {
     // Many short rounds, of which some pass undisturbed.
-    const Options options = options_read(argc, argv, {false, 1, 60, 250});
+    const Options options = options_read(argc, argv, {false, 1, 240, 50});
     setenv("ZIL_TRACE_LEVEL", "0", 1);
     setenv("KEX_TIME_FACTOR", kRetriesFaster, 1);
     folder_create();
