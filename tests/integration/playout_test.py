@@ -172,6 +172,7 @@ def trial(system, seed):
     for one in (telephone, near, far, other):
         one.close()
     system.forget(telephone.plugin)
+    system.socket.unlink()
     return mine, theirs, missing
 
 
