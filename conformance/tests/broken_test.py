@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""What kex_conformance says of a bus with one fault: these checks fail, no others, for this reason, and the rest runs."""
+"""What kex_conformance says of a bus with one fault: these checks fail, no others, for this reason, and others run."""
 
 import re
 import subprocess

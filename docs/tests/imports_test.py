@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The platform functions that bind-your-own-bus.md lists are those that the built library imports: no more, no less."""
+"""The functions that bind-your-own-bus.md lists are those that the built library and hosts import: no more, no less."""
 
 import re
 import subprocess
@@ -8,22 +8,50 @@ import sys
 import unittest
 from pathlib import Path
 
-NM, LIBRARY = sys.argv[1:3]
-PLATFORM = r"(argument|connection|fcall|kex|object|peer|reply|request|variant)_|zilTrace"
-PAGE = Path(__file__).resolve().parent.parent / "bind-your-own-bus.md"
+NM, LIBRARY, *HOSTS = sys.argv[1:]
+ROOT = Path(__file__).resolve().parents[2]
+PAGE = (ROOT / "docs" / "bind-your-own-bus.md").read_text(encoding="utf-8")
+NAME = r"(?:argument|connection|fcall|kex|object|peer|reply|request|variant)_\w+|zilTraceZ?"
+
+
+def imported(*files):
+    """The functions of a bus that the files leave undefined."""
+    done = subprocess.run([NM, "--dynamic", "--undefined-only", *files], capture_output=True, text=True, check=True)
+    return set(re.findall(rf" U ({NAME})(?:@|$)", done.stdout, re.MULTILINE))
+
+
+def declared():
+    """The functions of the two headers of the contract."""
+    text = "".join((ROOT / "platform" / name).read_text(encoding="utf-8") for name in ("kex.h", "ziltrace.h"))
+    text = re.sub(r"/\*.*?\*/", "", text, flags=re.DOTALL)
+    return set(re.findall(rf"^[a-z].*?\b({NAME})\((?!\*)", text, re.MULTILINE)) - {"kex_function_t"}
+
+
+def table(heading):
+    """The names in each column of the section's table."""
+    section = PAGE.split(f"## {heading}\n")[1].split("\n## ")[0]
+    rows = [row.strip("|").split("|") for row in section.split("\n") if row.startswith("|")]
+    return [set(re.findall(r"`(\w+)`", " ".join(column))) for column in zip(*rows)]
 
 
 class Imports(unittest.TestCase):
-    def test_page_lists_what_the_library_imports(self):
-        symbols = subprocess.run(
-            [NM, "--dynamic", "--undefined-only", LIBRARY], capture_output=True, text=True, check=True
-        ).stdout.split()
-        imported = {name for name in symbols if re.match(PLATFORM, name)}
-        section = PAGE.read_text(encoding="utf-8").split("## What the library imports")[1].split("\n## ")[0]
-        rows = [row for row in section.split("\n") if row.startswith("|")]
-        listed = set(re.findall(r"`(\w+)`", "\n".join(rows)))
-        self.assertGreater(len(imported), 40)
-        self.assertEqual(sorted(listed), sorted(imported))
+    def setUp(self):
+        self.maxDiff = None
+        self.library, self.hosts, self.contract = imported(LIBRARY), imported(*HOSTS), declared()
+
+    def test_contract(self):
+        _, library, hosts, neither = table("1. Which functions")
+        self.assertEqual(sorted(library), sorted(self.library))
+        self.assertEqual(sorted(hosts), sorted(self.hosts & self.contract - self.library))
+        self.assertEqual(sorted(neither), sorted(self.contract - self.library - self.hosts))
+        self.assertIn(f"\n{len(self.library)} functions are what the library needs.", PAGE)
+
+    def test_start_up(self):
+        self.assertEqual(sorted(table("2. How a host begins")[0]), sorted(self.hosts - self.contract))
+
+    def test_kit_knows_the_contract(self):
+        rows = (ROOT / "conformance" / "src" / "functions.inc").read_text(encoding="utf-8")
+        self.assertEqual(sorted(re.findall(r"^(?:PLATFORM|TRACE)\((\w+)\)", rows, re.MULTILINE)), sorted(self.contract))
 
 
 if __name__ == "__main__":
