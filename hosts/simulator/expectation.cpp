@@ -38,11 +38,6 @@ bool is_wanted(const expectation *one, const char *text) {
     return strncmp(text, one->wanted, length) == 0 && (text[length] == 0 || text[length] == ' ');
 }
 
-const char *what_it_hears(const telephone *line) {
-    const char *sound = line->sound.heard[0] != 0 ? line->sound.heard : "silence";
-    return line->tone[0] != 0 ? line->tone : sound;
-}
-
 void expectation_event(void *userdata, uint64_t, const char *text);
 
 expectation *expectations[LIBVOICE_ENDPOINTS];
@@ -97,7 +92,7 @@ void expectation_note(expectation *one) {
 const char *expectation_begin(expectation *one, telephone *line, const char *wanted, uint32_t limit_ms) {
     *one = {};
     snprintf(one->wanted, sizeof one->wanted, "%s", wanted);
-    if (has_word(what_it_hears(line), wanted) || (line->ringing && is_wanted(one, "rings")))
+    if (has_word(telephone_hears(line), wanted) || (line->ringing && is_wanted(one, "rings")))
         return nullptr;
     const sound_sink sink = {one, expectation_step, expectation_event};
     const char *wrong = audio_add_sink(&line->sound, &sink);
@@ -107,7 +102,7 @@ const char *expectation_begin(expectation *one, telephone *line, const char *wan
     one->line = line;
     one->limit_ms = limit_ms;
     one->end = sampling_clock_now() + uint64_t{limit_ms} * (kSampleRate / 1000);
-    heard_add(one, what_it_hears(line));
+    heard_add(one, telephone_hears(line));
     return command_wait(&one->ticket);
 }
 

@@ -221,6 +221,11 @@ const char *telephone_flash(telephone *one) {
     return nullptr;
 }
 
+const char *telephone_hears(const telephone *one) {
+    const char *what = one->tone[0] != 0 ? one->tone : one->sound.heard;
+    return *what != 0 ? what : "silence";
+}
+
 void telephone_answer_status(const telephone *one) {
     answer("%d %s%s%s%s%s", one->number, one->off_hook ? "off hook" : "on hook", one->ringing ? ", rings" : "",
            one->tone[0] != 0 ? ", hears " : "", one->tone, line_is_registered(one->line) ? "" : ", not registered");

@@ -48,6 +48,8 @@ const char *telephone_display(void *line, const line_display_t *display);
 /** Ends ringing, if it rings. */
 void telephone_stop_ringing(telephone *one);
 
+/** What it hears now: "dial-tone", "440Hz", "silence". */
+const char *telephone_hears(const telephone *one);
 /** "1 off hook, hears dial-tone" for the status command. */
 void telephone_answer_status(const telephone *one);
 
