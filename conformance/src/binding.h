@@ -40,7 +40,7 @@ struct Function<Result(Arguments..., ...)> {
 };
 
 struct Binding {
-#define PLATFORM(function) Function<decltype(::function)> function;
+#define PLATFORM(function) Function<decltype(::function)> function; // NOLINT(bugprone-macro-parentheses): a name
 #define HOST(function) PLATFORM(function)
 #define TRACE(function)
 #include "functions.inc"

@@ -9,6 +9,6 @@ const Group *const kGroups[] = {
     &kHandlers, &kWaits,     &kOrder,    &kDescriptors, &kUnread,      &kGetters, &kArguments, &kBytes,
     &kTexts,    &kFunctions, &kModel,    &kTimers,      &kPeers,       &kClosing, &kListening,
 };
-const unsigned kGroupCount = sizeof kGroups / sizeof *kGroups;
+const unsigned kGroupCount = count_of(kGroups);
 
 } // namespace conformance

@@ -13,6 +13,11 @@ constexpr Group group_of(const Check (&checks)[count]) {
     return {checks, count};
 }
 
+template <unsigned count>
+constexpr unsigned count_of(const Group *const (&)[count]) {
+    return count;
+}
+
 extern const Group kSymbols, kNulls, kVariants, kContents, kConversions, kLists, kRequests, kReplies, kHandlers, kWaits,
     kOrder, kDescriptors, kUnread, kGetters, kArguments, kBytes, kTexts, kFunctions, kModel, kTimers, kPeers, kClosing,
     kListening;

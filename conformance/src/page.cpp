@@ -18,13 +18,13 @@ Process process = kProcesses;
 
 namespace {
 
-[[noreturn]] void fail_with(const char *format, va_list arguments) {
+[[noreturn]] __attribute__((format(printf, 1, 0))) void fail_with(const char *format, va_list arguments) {
     if (__atomic_fetch_add(&page->failures, 1, __ATOMIC_SEQ_CST) == 0)
         vsnprintf(page->why, sizeof page->why, format, arguments);
     _exit(1);
 }
 
-void seen_append(const char *format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) void seen_append(const char *format, va_list arguments) {
     char *text = page->seen[process];
     const size_t length = strlen(text);
     const char *separator = length > 0 ? "; " : "";

@@ -160,9 +160,10 @@ void booleans_of_integers() {
 }
 
 void other_types() {
+    constexpr uint8_t kOne[] = {1, 0, 0, 0};
     variant_t values[5] = {};
     lib.variant_setChar(&values[0], "12");
-    lib.variant_setByteArray(&values[1], "\1\0\0\0", 4);
+    lib.variant_setByteArray(&values[1], kOne, sizeof kOne);
     lib.variant_setFd(&values[2], 0);
     lib.variant_initialize(&values[3], VARIANT_NONE);
     lib.variant_initialize(&values[4], VARIANT_LIST);

@@ -102,6 +102,8 @@ void status_adds_nothing_serve() {
     far_plain();
 }
 
+constexpr uint8_t kThreeBytes[] = {0, 1, 2};
+
 // As many values as there are types, told by the argument.
 int value_of_type(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     const uint32_t type = argument_number(arguments);
@@ -113,7 +115,7 @@ int value_of_type(function_call_t *call, argument_list_t *arguments, variant_t *
         type == VARIANT_UINT16 && lib.variant_setUInt16(return_value, 16),
         type == VARIANT_UINT32 && lib.variant_setUInt32(return_value, 32),
         type == VARIANT_BOOL && lib.variant_setBool(return_value, 1),
-        type == VARIANT_BYTES && lib.variant_setByteArray(return_value, "\0\1\2", 3),
+        type == VARIANT_BYTES && lib.variant_setByteArray(return_value, kThreeBytes, sizeof kThreeBytes),
     };
     for (const int one : set) {
         if (one != 0)
@@ -151,7 +153,8 @@ void kinds() {
     const void *bytes = nullptr;
     uint32_t length = 0;
     expect(lib.variant_toByteArray(reply_value(request_call(peer, r)), &bytes, &length) != 0, "there are no bytes");
-    expect(length == 3 && memcmp(bytes, "\0\1\2", 3) == 0, "%u other bytes arrive", length);
+    expect(length == sizeof kThreeBytes && memcmp(bytes, kThreeBytes, sizeof kThreeBytes) == 0, "%u other bytes arrive",
+           length);
     lib.request_destroy(r);
     host_end();
 }
