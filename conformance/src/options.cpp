@@ -4,6 +4,7 @@
 
 #include <fnmatch.h>
 #include <getopt.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -91,6 +92,12 @@ const char *unknown_word(const Options &options) {
     return nullptr;
 }
 
+// A file in this folder is meant by its name alone, too; the dynamic linker would look elsewhere.
+const char *library_path_of(const char *given) {
+    static char whole[PATH_MAX];
+    return given != nullptr && realpath(given, whole) != nullptr ? whole : given;
+}
+
 int word_take(int word, Options &options) {
     switch (word) {
     case kOnly:
@@ -138,7 +145,7 @@ int options_read(int argc, char **argv, Options &options) {
         return wrong("no check is called ", unknown);
     if (!options.lists && optind + 1 != argc)
         return wrong("one library is wanted", "");
-    options.running.library = argv[optind];
+    options.running.library = library_path_of(argv[optind]);
     return kGoOn;
 }
 
