@@ -121,6 +121,33 @@ TEST_F(SystemCalls, AllThatLiesHereForOneThatHasGoneIsDropped) {
     EXPECT_EQ(trace.text(), "");
 }
 
+// Eight packets of sixteen messages fit into a batch: six of them leave together.
+TEST_F(SystemCalls, AsManyDescriptorsAsMayWaitLeaveByOneSystemCall) {
+    constexpr uint32_t kCalls = 96;
+    RawPeer raw(socket);
+    raw.send(hello());
+    peer_t *peer = nullptr;
+    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
+        peer = fcall_peer(call);
+        fcall_destroy(call);
+        return 0;
+    };
+    raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+    ASSERT_TRUE(turn_until([&] { return peer != nullptr; }));
+    raw.receive_all();
+    for (uint32_t i = 0; i < kCalls; i++) {
+        request_t *r = request_create_executeFunction("a", "b", 0);
+        const variant_t one = descriptor(STDIN_FILENO);
+        ASSERT_TRUE(request_addParameter(r, "v", &one));
+        ASSERT_TRUE(kex_sendRequest(server, peer, r)) << i;
+        request_destroy(r);
+    }
+    const FailingCall last_alone("sendmsg", EAGAIN);
+    kex_dispatch(server);
+    EXPECT_FALSE(last_alone.has_failed());
+    EXPECT_EQ(raw.receive_all().size(), kCalls);
+}
+
 TEST_F(SystemCalls, ReplyThatCannotBeSentIsTraced) {
     RawPeer raw(socket);
     raw.send(hello());

@@ -17,6 +17,7 @@ namespace {
 // Several packets to one system call: what a turn has gathered for a peer costs that peer one waking, not one each.
 constexpr uint32_t kPacketsPerSend = 8;
 // Messages of one batch: two full packets, or eight of sixteen. More would take another page of each process's stack.
+// The last packet is no longer than what is left of them.
 constexpr uint32_t kPartsPerSend = 2 * kMaxMessages;
 // Room for descriptors in one batch; a packet of many comes alone or first.
 constexpr size_t kControlPerSend = 2 * CMSG_SPACE(sizeof(int) * kMaxDescriptors);
@@ -61,15 +62,16 @@ bool descriptors_attach(Departure &departure, msghdr &packet, OutMessage *messag
 // Puts the next packet together: as many messages as fit, from `next` on, but no more than `most`; then `next` stands
 // behind them. False: there is nothing left, or the batch is full.
 bool packet_gather(Departure &departure, OutMessage *&next, uint32_t limit, uint32_t most) {
-    const bool is_full = departure.count == kPacketsPerSend || departure.parts_used + kMaxMessages > kPartsPerSend;
-    if (next == nullptr || is_full)
+    const uint32_t room = kPartsPerSend - departure.parts_used;
+    if (next == nullptr || departure.count == kPacketsPerSend || room == 0)
         return false;
     wire::PacketUse use = {};
     iovec *parts = departure.parts + departure.parts_used;
     OutMessage *message = next;
     uint32_t entries = 0;
     bool goes_on = true;
-    while (message != nullptr && goes_on && use.messages < most && wire::packet_takes(use, message->use, limit)) {
+    while (message != nullptr && goes_on && entries < room && use.messages < most &&
+           wire::packet_takes(use, message->use, limit)) {
         parts[entries++] = {message->data, message->use.size};
         goes_on = !wire::message_comes_alone(message->data);
         message = List<OutMessage>::after(message);

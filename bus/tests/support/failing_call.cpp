@@ -39,6 +39,7 @@ bool fails_now(const char *name) {
 
 WRAP(int, accept4, (int fd, sockaddr *address, socklen_t *size, int flags), (fd, address, size, flags), -1)
 WRAP(int, chmod, (const char *path, mode_t mode), (path, mode), -1)
+WRAP(int, close, (int fd), (fd), -1)
 WRAP(int, epoll_wait, (int fd, epoll_event *events, int count, int timeout), (fd, events, count, timeout), -1)
 WRAP(int, fchmod, (int fd, mode_t mode), (fd, mode), -1)
 WRAP(int, fstat, (int fd, struct stat *status), (fd, status), -1)
@@ -52,6 +53,7 @@ WRAP(int, recvmmsg, (int fd, mmsghdr *messages, unsigned count, int flags, times
      (fd, messages, count, flags, limit), -1)
 WRAP(ssize_t, recvmsg, (int fd, msghdr *message, int flags), (fd, message, flags), -1)
 WRAP(ssize_t, send, (int fd, const void *from, size_t size, int flags), (fd, from, size, flags), -1)
+WRAP(int, sendmmsg, (int fd, mmsghdr *messages, unsigned count, int flags), (fd, messages, count, flags), -1)
 WRAP(ssize_t, sendmsg, (int fd, const msghdr *message, int flags), (fd, message, flags), -1)
 WRAP(ssize_t, sendto, (int fd, const void *from, size_t size, int flags, const sockaddr *to, socklen_t to_size),
      (fd, from, size, flags, to, to_size), -1)
