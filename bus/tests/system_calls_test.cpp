@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // System calls that fail, each once: what is left of a call, a connection, a listener, the loop and the trace.
+#include "base/closer.h"
 #include "base/trace.h"
 #include "base/trace_output.h"
 #include "kex_tap.h"
@@ -12,9 +13,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -164,6 +167,29 @@ TEST_F(SystemCalls, ReplyThatCannotBeSentIsTraced) {
     raw.send(support::call(2, "Probe", "note"));
     turn_until_idle();
     EXPECT_EQ(raw.receive_all().size(), 1u) << "the connection stays";
+}
+
+// Those of a call have numbers in a row as a rule. A kernel that is too old closes one after the other.
+TEST_F(SystemCalls, DescriptorsInARowAreClosedByOneSystemCall) {
+    constexpr int kRow = 100; // numbers that nothing else has here
+    const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int free_number = fcntl(null_device, F_DUPFD_CLOEXEC, kRow + 10);
+    const bool kernel_closes_rows = syscall(SYS_close_range, free_number, free_number, 0) == 0;
+    if (!kernel_closes_rows)
+        close(free_number);
+    const int row[] = {kRow, kRow + 1, kRow + 2};
+    for (const int fd : row)
+        ASSERT_EQ(dup2(null_device, fd), fd);
+    {
+        const FailingCall failing("close", EINTR);
+        bus::foreign_descriptors_close(row, 3);
+        EXPECT_EQ(failing.has_failed(), !kernel_closes_rows);
+    }
+    if (!kernel_closes_rows)
+        close(kRow); // the one that failed
+    for (const int fd : row)
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1) << fd;
+    close(null_device);
 }
 
 TEST_F(SystemCalls, NewcomerIsTakenInAfterAnInterruption) {
