@@ -26,6 +26,26 @@ void time_write(uint64_t samples, char *text) {
              static_cast<uint32_t>(samples % kSampleRate * kSampleUs));
 }
 
+// "00012.345000" and a tab.
+bool is_time(const char *text) {
+    constexpr char kTime[] = "ddddd.dddddd\t";
+    for (uint32_t i = 0; i <= kTimeBytes; i++)
+        if (kTime[i] == 'd' ? text[i] < '0' || text[i] > '9' : text[i] != kTime[i])
+            return false;
+    return true;
+}
+
+// What somebody has written by hand beside it is not to be lost.
+const char *contents_wrong(int fd) {
+    char begin[2 * (kTimeBytes + 1)];
+    const ssize_t got = pread(fd, begin, sizeof begin, 0);
+    if (got < 0)
+        return strerror(errno);
+    if (got > 0 && (got < static_cast<ssize_t>(sizeof begin) || !is_time(begin) || !is_time(begin + kTimeBytes + 1)))
+        return "is there already and has no labels";
+    return nullptr;
+}
+
 bool text_write(int fd, uint64_t at, const char *text, size_t length) {
     const ssize_t written = pwrite(fd, text, length, static_cast<off_t>(at));
     if (written >= 0 && static_cast<size_t>(written) < length)
@@ -37,8 +57,21 @@ bool text_write(int fd, uint64_t at, const char *text, size_t length) {
 
 const char *label_file_open(label_file *labels, const char *path) {
     *labels = {};
-    const char *wrong = plain_file_open(path, O_WRONLY | O_CREAT | O_TRUNC, FILE_PLAIN, &labels->fd);
+    const char *wrong = plain_file_open(path, O_RDWR | O_CREAT, FILE_PLAIN, &labels->fd);
+    if (wrong != nullptr)
+        return wrong;
+    wrong = plain_file_lock(labels->fd) ? contents_wrong(labels->fd) : "is being recorded to";
     labels->open = wrong == nullptr;
+    if (!labels->open)
+        close(labels->fd);
+    return wrong;
+}
+
+const char *label_file_begin(label_file *labels) {
+    if (ftruncate(labels->fd, 0) == 0)
+        return nullptr;
+    const char *wrong = strerror(errno);
+    label_file_close(labels);
     return wrong;
 }
 

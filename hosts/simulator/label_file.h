@@ -16,8 +16,12 @@ struct label_file {
     uint64_t bytes;
 };
 
-/** Begins a file, in place of one that is there. @return null, or why not, valid until the next call */
+/** Opens a file that is to be written: a new one, or one that is empty or has labels, and that nobody writes to. It stays
+ *  as it is until label_file_begin(). @return null, or why not, a sentence without its name that is valid until the next
+ *  call */
 const char *label_file_open(label_file *labels, const char *path);
+/** Empties it. @return null, or why not; it is closed */
+const char *label_file_begin(label_file *labels);
 /** Writes a row for what begins, or happens, at a time in samples. @return its place in the file, for
  *  label_file_extend(); 0: it could not be written, errno tells */
 uint64_t label_file_add(label_file *labels, uint64_t at, const char *text);

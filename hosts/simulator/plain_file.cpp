@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,4 +37,9 @@ const char *plain_file_open(const char *path, int flags, file_kind wanted, int *
     if (wrong != nullptr)
         close(*fd);
     return wrong;
+}
+
+// A file system without locks keeps nobody off.
+bool plain_file_lock(int fd) {
+    return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }

@@ -14,3 +14,5 @@ enum file_kind {
 /** Opens a file, with the flags of open(2), which is not let wait. @return null, or why not, a sentence without its
  *  name that is valid until the next call: "is a folder" */
 const char *plain_file_open(const char *path, int flags, file_kind wanted, int *fd);
+/** Keeps other writers of this kind off until it is closed. @return no: one has it already */
+bool plain_file_lock(int fd);

@@ -115,8 +115,22 @@ const char *files_open(recording *one, const char *path) {
     wrong = label_file_open(&one->labels, labels);
     if (wrong == nullptr)
         return nullptr;
-    wav_writer_close(&one->sound);
+    wav_writer_leave(&one->sound);
     return command_error("%s: %s", labels, wrong);
+}
+
+// What was in them is lost from here on.
+const char *files_begin(recording *one, const char *path) {
+    const char *wrong = wav_writer_begin(&one->sound);
+    if (wrong == nullptr)
+        wrong = label_file_begin(&one->labels);
+    return wrong == nullptr ? nullptr : command_error("%s: %s", path, wrong);
+}
+
+void files_leave(recording *one) {
+    if (one->sound.open)
+        wav_writer_leave(&one->sound);
+    label_file_close(&one->labels);
 }
 
 } // namespace
@@ -128,9 +142,11 @@ const char *recording_begin(recording *one, telephone *line, const char *path) {
         return wrong;
     const sound_sink sink = {one, recording_step, recording_event};
     wrong = audio_add_sink(&line->sound, &sink);
+    if (wrong == nullptr)
+        wrong = files_begin(one, path);
     if (wrong != nullptr) {
-        wav_writer_close(&one->sound);
-        label_file_close(&one->labels);
+        audio_remove_sink(&line->sound, one);
+        files_leave(one);
         return wrong;
     }
     telephone_tell(line, "records %s", path); // the file itself need not say so

@@ -33,7 +33,7 @@ const char *sample_output_open(sample_output *output, const char *path) {
     const char *wrong = plain_file_open(path, O_WRONLY | O_CREAT, FILE_PLAIN_OR_PIPE, &output->fd);
     if (wrong != nullptr)
         return wrong;
-    wrong = contents_wrong(output->fd);
+    wrong = plain_file_lock(output->fd) ? contents_wrong(output->fd) : "is being written to";
     output->open = wrong == nullptr;
     if (output->open)
         (void)!fcntl(output->fd, F_SETPIPE_SZ, kPipeBytes); // no pipe: nothing

@@ -16,8 +16,8 @@ struct sample_output {
     uint64_t given, dropped; // samples
 };
 
-/** Opens a pipe that somebody reads, or begins a file that is not there, or empty. @return null, or why not, a sentence without its name that is
- *  valid until the next call */
+/** Opens a pipe that somebody reads, or begins a file that is not there, or empty; nobody else may write to it so.
+ *  @return null, or why not, a sentence without its name that is valid until the next call */
 const char *sample_output_open(sample_output *output, const char *path);
 /** Hands samples over, kStepSamples at most. @return null, or why nobody gets any more; it is closed */
 const char *sample_output_put(sample_output *output, const int16_t *samples, uint32_t count);

@@ -10,7 +10,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,16 +49,6 @@ const char *contents_wrong(int fd) {
     return nullptr;
 }
 
-// Whatever was in it.
-const char *file_begin(wav_writer *writer) {
-    if (flock(writer->fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        return "is being recorded to";
-    const char *wrong = contents_wrong(writer->fd);
-    if (wrong != nullptr)
-        return wrong;
-    return ftruncate(writer->fd, 0) == 0 && head_write(writer) ? nullptr : strerror(errno);
-}
-
 // What is held goes into the file, then it is counted.
 const char *piece_write(wav_writer *writer) {
     if (!bytes_write(writer->fd, kWavHeadBytes + writer->bytes, writer->piece, writer->held))
@@ -92,11 +81,24 @@ const char *wav_writer_open(wav_writer *writer, const char *path) {
     const char *wrong = plain_file_open(path, O_RDWR | O_CREAT, FILE_PLAIN, &writer->fd);
     if (wrong != nullptr)
         return wrong;
-    wrong = file_begin(writer);
+    wrong = plain_file_lock(writer->fd) ? contents_wrong(writer->fd) : "is being recorded to";
     writer->open = wrong == nullptr;
     if (!writer->open)
         close(writer->fd);
     return wrong;
+}
+
+const char *wav_writer_begin(wav_writer *writer) {
+    if (ftruncate(writer->fd, 0) == 0 && head_write(writer))
+        return nullptr;
+    const char *wrong = strerror(errno);
+    wav_writer_leave(writer);
+    return wrong;
+}
+
+void wav_writer_leave(wav_writer *writer) {
+    close(writer->fd);
+    writer->open = false;
 }
 
 const char *wav_writer_put(wav_writer *writer, const int16_t *left, const int16_t *right, uint32_t count) {

@@ -20,9 +20,14 @@ struct wav_writer {
     uint8_t piece[kWavFlushSamples * 4];
 };
 
-/** Begins a file; one that is there is replaced, if it is empty or a WAV file, and nobody writes to it. @return null, or
- *  why not, a sentence without its name that is valid until the next call */
+/** Opens a file that is to be written: a new one, or one that is empty or a WAV file, and that nobody writes to. It
+ *  stays as it is until wav_writer_begin(). @return null, or why not, a sentence without its name that is valid until the
+ *  next call */
 const char *wav_writer_open(wav_writer *writer, const char *path);
+/** Empties the file and begins it anew. @return null, or why not; it is closed */
+const char *wav_writer_begin(wav_writer *writer);
+/** Closes one that was not begun, which stays as it was. */
+void wav_writer_leave(wav_writer *writer);
 /** Writes samples of both channels. @return null, or why the file has ended with what was there before; it is closed */
 const char *wav_writer_put(wav_writer *writer, const int16_t *left, const int16_t *right, uint32_t count);
 /** Leaves so many samples silent, at no cost. @return as above */

@@ -9,8 +9,16 @@ namespace {
 
 class LabelFile : public ScratchFolder {
 protected:
-    LabelFile() { EXPECT_EQ(label_file_open(&labels_, path("a.txt").c_str()), nullptr); }
+    LabelFile() { EXPECT_EQ(wrong(&labels_, path("a.txt")), ""); }
     ~LabelFile() override { label_file_close(&labels_); }
+
+    static std::string wrong(label_file *labels, const std::string &file) {
+        const char *said = label_file_open(labels, file.c_str());
+        EXPECT_EQ(labels->open, said == nullptr);
+        if (said == nullptr)
+            said = label_file_begin(labels);
+        return said == nullptr ? "" : said;
+    }
 
     label_file labels_ = {};
 };
@@ -38,11 +46,33 @@ TEST_F(LabelFile, TextStaysInItsRowAndColumn) {
     EXPECT_LT(contents("a.txt").size(), 300u);
 }
 
-TEST_F(LabelFile, FileThatIsThereIsReplaced) {
+TEST_F(LabelFile, LabelsThatAreThereAreReplacedOnceTheFileIsBegun) {
+    const std::string old = "00000.000000\t00001.000125\toff hook\n";
     label_file other = {};
-    EXPECT_EQ(label_file_open(&other, put("b.txt", "old").c_str()), nullptr);
+    EXPECT_EQ(label_file_open(&other, put("b.txt", old).c_str()), nullptr);
+    EXPECT_EQ(contents("b.txt"), old);
+    EXPECT_EQ(label_file_begin(&other), nullptr);
     EXPECT_EQ(contents("b.txt"), "");
     label_file_close(&other);
+    EXPECT_EQ(wrong(&other, put("c.txt", "")), "");
+    label_file_close(&other);
+}
+
+TEST_F(LabelFile, FileHasOneWriter) {
+    label_file other = {};
+    EXPECT_EQ(wrong(&other, path("a.txt")), "is being recorded to");
+    label_file_close(&labels_);
+    EXPECT_EQ(wrong(&other, path("a.txt")), "");
+    label_file_close(&other);
+}
+
+TEST_F(LabelFile, WhatHasNoLabelsIsLeftAlone) {
+    label_file other = {};
+    for (const std::string text :
+         {"x", "Dear aunt, this is a letter.", "00000.000000\t", "00000.000000\t00000.00000x\ta"}) {
+        EXPECT_EQ(wrong(&other, put("b.txt", text)), "is there already and has no labels");
+        EXPECT_EQ(contents("b.txt"), text);
+    }
     EXPECT_STREQ(label_file_open(&other, path("").c_str()), "is a folder");
     EXPECT_STREQ(label_file_open(&other, "/dev/full"), "is a device, not a file");
 }

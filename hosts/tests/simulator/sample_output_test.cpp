@@ -71,6 +71,17 @@ TEST_F(SampleOutput, PipeNeedsAReader) {
     EXPECT_FALSE(output_.open);
 }
 
+TEST_F(SampleOutput, PipeOrFileHasOneWriter) {
+    open_player();
+    for (const char *name : {"pipe", "a.raw"}) {
+        ASSERT_EQ(sample_output_open(&output_, path(name).c_str()), nullptr);
+        sample_output other = {};
+        EXPECT_STREQ(sample_output_open(&other, path(name).c_str()), "is being written to");
+        EXPECT_FALSE(other.open);
+        sample_output_close(&output_);
+    }
+}
+
 TEST_F(SampleOutput, ReaderThatGoesEndsIt) {
     open_player();
     ASSERT_EQ(sample_output_open(&output_, path("pipe").c_str()), nullptr);

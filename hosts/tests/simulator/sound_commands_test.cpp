@@ -199,6 +199,23 @@ TEST_F(SoundCommands, RecordIsRefusedWithAReason) {
     EXPECT_EQ(wrong(sound_record, path("a.wav"), 2), path("a.wav") + ": is being recorded to");
 }
 
+TEST_F(SoundCommands, RefusedRecordingLeavesWhatIsThere) {
+    const std::string before = WavBytes().file(sound_of({1, 2, 3}));
+    put("b.wav", before);
+    std::filesystem::create_directory(path("b.labels.txt"));
+    EXPECT_EQ(wrong(sound_record, path("b.wav")), path("b.labels.txt") + ": is a folder");
+    EXPECT_EQ(contents("b.wav"), before);
+    put("c.labels.txt", "Dear aunt,");
+    EXPECT_EQ(wrong(sound_record, path("c.wav")), path("c.labels.txt") + ": is there already and has no labels");
+    EXPECT_EQ(contents("c.labels.txt"), "Dear aunt,");
+}
+
+TEST_F(SoundCommands, TwoRecordingsHaveNoLabelFileInCommon) {
+    EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
+    EXPECT_EQ(wrong(sound_record, path("a"), 2), path("a.labels.txt") + ": is being recorded to");
+    EXPECT_EQ(wrong(sound_record, path("a.labels.txt"), 2), path("a.labels.txt") + ": is being recorded to");
+}
+
 // --------------------------------------------------------------------------------------------------------------- Say
 
 TEST_F(SoundCommands, FileIsSaidOnceAndItsEndIsTold) {

@@ -23,6 +23,8 @@ protected:
     }
     std::string wrong(const std::string &file) {
         const char *said = wav_writer_open(&writer_, file.c_str());
+        if (said == nullptr)
+            said = wav_writer_begin(&writer_);
         EXPECT_EQ(writer_.open, said == nullptr);
         return said == nullptr ? "" : said;
     }
@@ -151,6 +153,14 @@ TEST_F(WavWriter, WhatIsNoRecordingIsLeftAlone) {
     EXPECT_EQ(wav_writer_close(&writer_), nullptr);
     EXPECT_EQ(contents("a.wav").size(), 44u);
     EXPECT_EQ(wrong(put("c.wav", "")), "");
+}
+
+TEST_F(WavWriter, FileStaysAsItIsUntilItIsBegun) {
+    put("a.wav", WavBytes().file(sound_of({1, 2})));
+    ASSERT_EQ(wav_writer_open(&writer_, path("a.wav").c_str()), nullptr);
+    EXPECT_EQ(contents("a.wav"), WavBytes().file(sound_of({1, 2})));
+    wav_writer_leave(&writer_);
+    EXPECT_EQ(contents("a.wav"), WavBytes().file(sound_of({1, 2})));
 }
 
 TEST_F(WavWriter, FileHasOneWriter) {
