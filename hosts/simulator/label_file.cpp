@@ -82,8 +82,12 @@ uint64_t label_file_add(label_file *labels, uint64_t at, const char *text) {
     line_make_printable(label); // no tab and no end of line
     const int length = snprintf(row, sizeof row, "%s\t%s\t%s\n", time, time, label);
     const uint64_t place = labels->bytes;
-    if (!text_write(labels->fd, place, row, static_cast<size_t>(length)))
+    if (!text_write(labels->fd, place, row, static_cast<size_t>(length))) {
+        const int reason = errno;
+        (void)!ftruncate(labels->fd, static_cast<off_t>(place)); // no half of a row
+        errno = reason;
         return 0;
+    }
     labels->bytes += static_cast<uint64_t>(length);
     return place + kFirstPlace;
 }

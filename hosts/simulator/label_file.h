@@ -13,7 +13,7 @@
 struct label_file {
     bool open;
     int fd;
-    uint64_t bytes;
+    uint64_t bytes; // of whole rows
 };
 
 /** Opens a file that is to be written: a new one, or one that is empty or has labels, and that nobody writes to. It stays

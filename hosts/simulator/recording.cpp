@@ -13,6 +13,7 @@ namespace {
 constexpr char kLabelsEnding[] = ".labels.txt", kWavEnding[] = ".wav";
 constexpr uint32_t kExtendEvery = kSampleRate / 2; // samples: ends of labels are right to half a second
 
+constexpr char kHears[] = "hears ";
 // What lasts: the words it begins with and those that end it. Whatever begins like it ends the one before.
 constexpr struct {
     const char *begin;
@@ -20,7 +21,7 @@ constexpr struct {
 } kLasting[kSpans] = {
     {"off hook", {"on hook"}},
     {"rings", {"stops ringing", "answered"}},
-    {"hears ", {"on hook"}},
+    {kHears, {"on hook"}},
     {"talking ", {"on hold ", "media ended "}},
 };
 constexpr char kNoTone[] = "hears silence";
@@ -29,8 +30,15 @@ bool begins_with(const char *text, const char *words) {
     return words != nullptr && strncmp(text, words, strlen(words)) == 0;
 }
 
-bool span_ends(uint32_t kind, const char *text) {
+// A tone has a name, a voice a frequency.
+bool is_voice(const char *text) {
+    return begins_with(text, kHears) && text[sizeof kHears - 1] >= '0' && text[sizeof kHears - 1] <= '9';
+}
+
+bool span_ends(const recorded_span *span, uint32_t kind, const char *text) {
     bool ends = begins_with(text, kLasting[kind].begin);
+    if (span->is_voice)
+        ends = ends || begins_with(text, "media ended ") || begins_with(text, "on hold ");
     for (const char *words : kLasting[kind].ends)
         ends = ends || begins_with(text, words);
     return ends;
@@ -48,10 +56,15 @@ uint64_t time_in(const recording *one, uint64_t position) {
     return position > one->begin ? position - one->begin : 0;
 }
 
+// What happens has the time of its turn, which may be ahead of the sound.
+bool span_extend(recording *one, const recorded_span *span, uint64_t end) {
+    return label_file_extend(&one->labels, span->place, end > span->begin ? end : span->begin);
+}
+
 bool spans_extend(recording *one, uint64_t end) {
     one->extended = end;
-    for (uint64_t span : one->spans)
-        if (span != 0 && !label_file_extend(&one->labels, span, end))
+    for (const recorded_span &span : one->spans)
+        if (span.place != 0 && !span_extend(one, &span, end))
             return false;
     return true;
 }
@@ -65,15 +78,15 @@ void recording_event(void *userdata, uint64_t position, const char *text) {
     label_text(text, label, sizeof label);
     bool written = true;
     for (uint32_t kind = 0; kind < kSpans; kind++)
-        if (one->spans[kind] != 0 && span_ends(kind, text)) {
-            written = label_file_extend(&one->labels, one->spans[kind], at) && written;
-            one->spans[kind] = 0;
+        if (one->spans[kind].place != 0 && span_ends(&one->spans[kind], kind, text)) {
+            written = span_extend(one, &one->spans[kind], at) && written;
+            one->spans[kind].place = 0;
         }
     const uint64_t place = strcmp(text, kNoTone) == 0 ? 0 : label_file_add(&one->labels, at, label);
     written = written && (place != 0 || strcmp(text, kNoTone) == 0);
     for (uint32_t kind = 0; kind < kSpans; kind++)
         if (begins_with(text, kLasting[kind].begin))
-            one->spans[kind] = place;
+            one->spans[kind] = {place, at, is_voice(text)};
     if (!written)
         recording_end(one, strerror(errno));
 }
@@ -133,6 +146,18 @@ void files_leave(recording *one) {
     label_file_close(&one->labels);
 }
 
+// What went on before.
+void recording_note_begin(recording *one) {
+    const telephone *line = one->line;
+    if (line->off_hook)
+        recording_event(one, one->begin, "off hook");
+    if (line->ringing)
+        recording_event(one, one->begin, "rings");
+    for (uint32_t i = 0; i < kSessions; i++)
+        if (line->sound.sessions[i].open)
+            recording_event(one, one->begin, audio_begin_text(&line->sound, i));
+}
+
 } // namespace
 
 const char *recording_begin(recording *one, telephone *line, const char *path) {
@@ -153,8 +178,7 @@ const char *recording_begin(recording *one, telephone *line, const char *path) {
     one->begin = sampling_clock_position();
     one->line = line;
     snprintf(one->path, sizeof one->path, "%s", path);
-    if (line->off_hook)
-        recording_event(one, one->begin, "off hook");
+    recording_note_begin(one);
     return nullptr;
 }
 

@@ -16,13 +16,20 @@
 constexpr uint32_t kRecordingPath = 512; // bytes, as a command has
 constexpr uint32_t kSpans = 4;           // what may last at the same time, each kind once
 
+/** A label of what goes on. */
+struct recorded_span {
+    uint64_t place; // in the label file; 0: nothing goes on
+    uint64_t begin; // in samples
+    bool is_voice;  // heard through media, and so not longer than that
+};
+
 struct recording {
     telephone *line; // null: there is none
     wav_writer sound;
     label_file labels;
     uint64_t begin;    // sampling clock
     uint64_t extended; // when ends of labels were moved last
-    uint64_t spans[kSpans];
+    recorded_span spans[kSpans];
     char path[kRecordingPath];
 };
 

@@ -103,6 +103,8 @@ def test_what_one_line_says_is_heard_on_the_other_within_100_ms(system):
     until("half a second more", lambda: heard.stat().st_size >= size + 16000)
     plugin.ask("1 record off\n2 record off")
     plugin.expect("^2 recording ends")
+    labels = recordings.labels(said.with_suffix(".labels.txt"))
+    assert {"off hook", "talking"} <= {text for begin, _, text in labels if begin == 0}, "as it was at its begin"
     sent = positions(recordings.read(said)[1])
     assert len(sent) == CLICKS
     came = positions(recordings.read(heard)[0])

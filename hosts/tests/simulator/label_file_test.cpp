@@ -3,7 +3,10 @@
 
 #include "scratch_folder.h"
 
+#include <errno.h>
+#include <signal.h>
 #include <string.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -56,6 +59,21 @@ TEST_F(LabelFile, LabelsThatAreThereAreReplacedOnceTheFileIsBegun) {
     label_file_close(&other);
     EXPECT_EQ(wrong(&other, put("c.txt", "")), "");
     label_file_close(&other);
+}
+
+// A limit on the size of files stands in for a full disk: both take a part of the bytes.
+TEST_F(LabelFile, RowThatDoesNotFitIsNoHalfRow) {
+    EXPECT_NE(label_file_add(&labels_, 0, "off hook"), 0u);
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    const rlimit small = {50, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    EXPECT_EQ(label_file_add(&labels_, 80, "on hook"), 0u);
+    EXPECT_EQ(errno, ENOSPC);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    signal(SIGXFSZ, handler);
+    EXPECT_EQ(contents("a.txt"), "00000.000000\t00000.000000\toff hook\n");
 }
 
 TEST_F(LabelFile, FileHasOneWriter) {

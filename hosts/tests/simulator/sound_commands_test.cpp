@@ -153,6 +153,46 @@ TEST_F(SoundCommands, RecordingOfALineThatIsOffHookSaysSo) {
     EXPECT_EQ(contents("call.first.labels.txt"), "00000.000000\t00000.020000\toff hook\n");
 }
 
+TEST_F(SoundCommands, RecordingOfALineThatRingsSaysSo) {
+    telephones_[0].ringing = true;
+    EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
+    run(2);
+    telephone_stop_ringing(&telephones_[0]);
+    sound_commands_end();
+    EXPECT_EQ(contents("a.labels.txt"),
+              "00000.000000\t00000.020000\trings\n00000.020000\t00000.020000\tstops ringing\n");
+}
+
+// Sound is made when its time is over: what happens may be 20 ms ahead of it.
+TEST_F(SoundCommands, NoLabelEndsBeforeItsBegin) {
+    EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
+    run(2);
+    now += kStepNs;
+    EXPECT_EQ(telephone_lift(&telephones_[0]), nullptr);
+    sound_commands_end();
+    EXPECT_EQ(contents("a.labels.txt"), "00000.030000\t00000.030000\toff hook\n");
+}
+
+TEST_F(SoundCommands, VoiceIsHeardNoLongerThanItsMediaAndAToneIs) {
+    EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
+    for (const char *heard : {"hears 600Hz", "hears dial-tone"})
+        for (const char *text : {"media ended line=0 tx=1", "on hold line=1 codec=PCMA"}) {
+            telephone_tell(&telephones_[0], "%s", heard);
+            run(2);
+            telephone_tell(&telephones_[0], "%s", text);
+            run(2);
+        }
+    sound_commands_end();
+    EXPECT_EQ(contents("a.labels.txt"), "00000.000000\t00000.020000\thears 600Hz\n"
+                                        "00000.020000\t00000.020000\tmedia ended\n"
+                                        "00000.040000\t00000.060000\thears 600Hz\n"
+                                        "00000.060000\t00000.060000\ton hold\n"
+                                        "00000.080000\t00000.120000\thears dial-tone\n"
+                                        "00000.100000\t00000.100000\tmedia ended\n"
+                                        "00000.120000\t00000.160000\thears dial-tone\n"
+                                        "00000.140000\t00000.140000\ton hold\n");
+}
+
 TEST_F(SoundCommands, TimeThatTheProcessWasStoppedForIsSilent) {
     EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
     run(2);
