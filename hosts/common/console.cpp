@@ -10,6 +10,7 @@
 #ifdef __GLIBC__
 #include <malloc.h> // mallinfo2
 #endif
+#include <poll.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -250,6 +251,15 @@ const char *command_wait(uint32_t *ticket) {
     return kWaits;
 }
 
+// Who has only ended what it sends still reads the answer.
+bool command_is_abandoned(uint32_t ticket) {
+    const source *who = ticket != 0 ? source_of(ticket) : nullptr;
+    if (who == nullptr || who == &standard_input)
+        return false;
+    pollfd state = {who->in, 0, 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
+}
+
 void command_finish(uint32_t ticket, const char *why) {
     source *who = ticket != 0 ? source_of(ticket) : nullptr;
     if (who == nullptr)
@@ -264,7 +274,7 @@ void command_finish(uint32_t ticket, const char *why) {
 }
 
 const char *command_error(const char *format, ...) {
-    static char why[512];
+    static char why[kLineBytes + 256]; // a word of the command, and the reason
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(why, sizeof why, format, arguments); // NOLINT(clang-analyzer-valist.Uninitialized): started above

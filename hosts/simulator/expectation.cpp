@@ -72,7 +72,7 @@ void expectation_event(void *userdata, uint64_t, const char *text) {
 
 void expectation_step(void *userdata, uint64_t position, const int16_t *, const int16_t *) {
     expectation *one = static_cast<expectation *>(userdata);
-    if (one->met || position + kStepSamples >= one->end)
+    if (one->met || position + kStepSamples >= one->end || command_is_abandoned(one->ticket))
         answer_soon(one);
 }
 

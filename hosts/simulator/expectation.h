@@ -2,7 +2,7 @@
 /**
  * @file expectation.h
  * A command that waits until a line hears something: "1 expect busy-tone 3s". It is answered "ok" as soon as it does,
- * else, when the time is over, with what it heard instead.
+ * else, when the time is over, with what it heard instead. Nothing is expected any more when who gave it has left.
  */
 #pragma once
 

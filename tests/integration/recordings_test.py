@@ -6,6 +6,7 @@ import os
 import re
 import resource
 import shutil
+import socket
 import statistics
 import subprocess
 import time
@@ -254,6 +255,21 @@ def test_player_hears_the_call_and_costs_nothing_when_it_does_not_read(system):
     first.expect("^1 listening ends: .*: nobody reads any more$")
     hang_up(first, second)
     first.expect("^1 media ended .* lost=0 ")
+
+
+def test_expectations_end_with_those_who_gave_them(system):
+    """More than a console has places for: the line is free again, and so are the places."""
+    system.start_application()
+    control = system.folder / "control"
+    plugin = system.start_fxs("fxs1", "--control", str(control), lines=10)
+    for line in range(1, 11):
+        client = socket.socket(socket.AF_UNIX)
+        client.connect(str(control))
+        client.sendall(f"memory\n{line} expect busy-tone 600s\n".encode())
+        assert client.recv(1000).startswith(b"memory")
+        assert refused(plugin, f"{line} expect ring-back 1s") == f"{line} waits for busy-tone already"
+        client.close()
+        until("the line is free", lambda line=line: "within" in refused(plugin, f"{line} expect busy-tone 1ms"))
 
 
 def test_what_is_expected_is_waited_for_and_commands_behind_it_wait_too(system):

@@ -310,6 +310,22 @@ TEST_F(ConsoleWaiting, WhoLeavesMeanwhileIsForgottenAndItsPlaceIsFree) {
     }
 }
 
+TEST_F(ConsoleWaiting, WhetherItsGiverHasLeftIsKnown) {
+    start_waiting();
+    send_text("wait\n");
+    received();
+    ASSERT_EQ(tickets.size(), 1u);
+    EXPECT_FALSE(command_is_abandoned(tickets[0]));
+    shutdown(client_, SHUT_WR);
+    EXPECT_FALSE(command_is_abandoned(tickets[0])) << "it sends no more, but reads";
+    close(client_);
+    EXPECT_TRUE(command_is_abandoned(tickets[0]));
+    command_finish(tickets[0], nullptr);
+    EXPECT_FALSE(command_is_abandoned(tickets[0]));
+    EXPECT_FALSE(command_is_abandoned(0));
+    connect_client();
+}
+
 TEST_F(ConsoleWaiting, AfterItsEndNobodyIsAnswered) {
     start_waiting();
     send_text("wait\nlast\n");

@@ -234,6 +234,8 @@ TEST_F(SoundCommands, RecordIsRefusedWithAReason) {
     std::filesystem::create_directory(path("b.labels.txt"));
     EXPECT_EQ(wrong(sound_record, path("b.wav")), path("b.labels.txt") + ": is a folder");
     EXPECT_NE(wrong(sound_record, std::string(600, 'x')), "");
+    const std::string longest = path("") + std::string(480, '/'); // as long as a command can be
+    EXPECT_EQ(wrong(sound_record, longest), longest + ": is a folder");
     EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
     EXPECT_EQ(wrong(sound_record, path("a.wav")), "1 records " + path("a.wav") + ": end that first, by 1 record off");
     EXPECT_EQ(wrong(sound_record, path("a.wav"), 2), path("a.wav") + ": is being recorded to");
