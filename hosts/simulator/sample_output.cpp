@@ -48,7 +48,7 @@ const char *sample_output_put(sample_output *output, const int16_t *samples, uin
     for (uint32_t i = 0; i < count; i++)
         put_le16(bytes + size_t{2} * i, static_cast<uint16_t>(samples[i]));
     const ssize_t written = write(output->fd, bytes, size_t{2} * count);
-    if (written == static_cast<ssize_t>(2 * count)) {
+    if (written == static_cast<ssize_t>(size_t{2} * count)) {
         output->given += count;
         return nullptr;
     }
