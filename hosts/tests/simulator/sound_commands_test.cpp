@@ -353,6 +353,25 @@ TEST_F(SoundCommands, ExpectationIsMetAtOnceByWhatIsHeardAlready) {
     EXPECT_EQ(wrong(sound_expect, "rings 1s"), "");
 }
 
+// Tones that sound alike in a country are said by all of their names.
+TEST_F(SoundCommands, EachNameOfWhatIsHeardMeetsAnExpectation) {
+    const auto waits = [](const char *told) {
+        wrong(sound_expect, "busy-tone 600s");
+        telephone_tell(&telephones_[0], "%s", told);
+        kex_dispatch(bus_);
+        const bool still = wrong(sound_expect, "busy-tone 600s") == "1 waits for busy-tone already";
+        sound_commands_end();
+        return still;
+    };
+    EXPECT_FALSE(waits("hears busy-tone"));
+    EXPECT_FALSE(waits("hears busy-tone or congestion-tone"));
+    EXPECT_FALSE(waits("hears congestion-tone or busy-tone"));
+    EXPECT_TRUE(waits("hears not-busy-tone"));
+    EXPECT_TRUE(waits("hears busy-tone-2"));
+    EXPECT_TRUE(waits("hears silence"));
+    EXPECT_TRUE(waits("displays busy-tone"));
+}
+
 TEST_F(SoundCommands, ExpectIsRefusedWithAReason) {
     for (const char *words : {"", "busy-tone"})
         EXPECT_EQ(wrong(sound_expect, words), "expect what, and for how long? 1 expect busy-tone 3s");
