@@ -28,7 +28,13 @@ FAULTS = {
         "closing.at_the_listener",
         "closing.answer_nobody",
     ],
-    "deletes_at_once": ["gone before", "model.found_until_commit", "model.taken_name", "model.not_beside"],
+    "deletes_at_once": [
+        "gone before",
+        "model.found_until_commit",
+        "model.taken_name",
+        "model.not_beside",
+        "functions.deleted",
+    ],
     "error_texts_swapped": ["its info.*not.*the first", "replies.error_order", "replies.items_live_with_reply"],
     "flags_cut": ["0xfedcba98 became 0xba98", "requests.flags_kept", "requests.flags_arrive"],
     "listener_clears_path": [

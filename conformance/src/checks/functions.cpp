@@ -145,6 +145,30 @@ void malformed_rows() {
     host_end();
 }
 
+// The first call finds an instance that is to be deleted, and commits that; the second finds nothing.
+int commit_and_answer(function_call_t *call, argument_list_t *, variant_t *return_value) {
+    const int status = answer_name("item ", call, return_value);
+    expect(lib.object_commit(object_at("plain.Item")) != 0, "object_commit answers no");
+    return status;
+}
+
+void serve_deleted() {
+    on_item = commit_and_answer;
+    far_listen();
+    object_t *instance = instance_make("ready");
+    expect(lib.object_commit(instance) != 0, "object_commit answers no");
+    expect(lib.object_delete(instance) != 0, "object_delete answers no");
+    far_serve();
+    host_end();
+}
+
+void deleted() {
+    peer_t *peer = far_connect();
+    expect_answer(peer, "plain.Item.ready", "run", "item ready");
+    expect_error(peer, "plain.Item.ready", "run");
+    host_end();
+}
+
 // ----------------------------------------------------------------------------------- What a call tells
 
 peer_t *last_caller;
@@ -231,6 +255,9 @@ constexpr Check kChecks[] = {
     {"functions.of_a_template", kMust, kRefused, of_a_template, serve, 0, false},
     {"functions.unknown_object", kMust, kRefused, unknown_object, serve, 0, false},
     {"functions.uncommitted", kMust, kRefused, uncommitted, serve, 0, false},
+    {"functions.deleted", kMust,
+     "object_commit() carries it out: until then it is found and can be called, and its name is taken.", deleted,
+     serve_deleted, 0, false},
     {"functions.without_a_symbol", kMust,
      "@return yes; no when a symbol is missing (each one is traced at level 100) or a row is malformed",
      without_a_symbol, far_plain, 0, false},
