@@ -7,6 +7,7 @@
 
 #include "block.h"
 #include "capture.h"
+#include "doctor.h"
 #include "ids.h"
 #include "libvoice_plugin.h"
 #include "options.h"
@@ -22,6 +23,7 @@ Command command_line_read(const std::vector<std::string> &words) {
     app.require_subcommand(1);
     watch_add(app, command.run);
     capture_add(app, command.run);
+    doctor_add(app, command.run);
     ids_add(app, command.run);
     params_add(app, command.run);
     block_add(app, command.run);

@@ -19,12 +19,6 @@ namespace {
 constexpr std::string_view kStem = "kex://ipc:[";
 constexpr const char *kVariable = "ZIL_VOIP_IPC_SOCKET_URI";
 
-std::string_view path_of(std::string_view uri) {
-    if (!uri.starts_with(kStem) || !uri.ends_with("]"))
-        return uri;
-    return uri.substr(kStem.size(), uri.size() - kStem.size() - 1);
-}
-
 std::string reason(int error, const std::string &path) {
     switch (error) {
     case ENOENT:
@@ -43,6 +37,12 @@ std::string reason(int error, const std::string &path) {
 
 } // namespace
 
+std::string_view address_path(std::string_view uri) {
+    if (!uri.starts_with(kStem) || !uri.ends_with("]"))
+        return uri;
+    return uri.substr(kStem.size(), uri.size() - kStem.size() - 1);
+}
+
 Address address_of(const std::string &socket) {
     if (!socket.empty())
         return {fmt::format("{}{}]", kStem, socket), "the path is that of --socket"};
@@ -57,7 +57,7 @@ Tap tap_open(const Address &address, std::string &why) {
     const int error = errno;
     if (tap != nullptr)
         return tap;
-    const std::string_view path = path_of(address.uri);
+    const std::string_view path = address_path(address.uri);
     // No bus has an address of another form.
     if (path.size() == address.uri.size())
         why = fmt::format("'{}' is no address: it is written kex://ipc:[PATH]", printable(address.uri));

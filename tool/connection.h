@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "kex_tap.h"
 
@@ -18,6 +19,9 @@ struct Address {
 // The socket of the option --socket, or, when that is empty, where plugins connect: the environment's address or the
 // usual one.
 Address address_of(const std::string &socket);
+
+// The path in "kex://ipc:[path]"; an address of another form as it is.
+std::string_view address_path(std::string_view uri);
 
 struct CloseTap {
     void operator()(kex_tap_t *tap) const { kex_tap_close(tap); }

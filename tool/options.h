@@ -3,7 +3,6 @@
 #ifndef VOICECTL_OPTIONS_H
 #define VOICECTL_OPTIONS_H
 
-#include <charconv>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -12,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "numbers.h"
 #include "text.h"
 
 namespace voicectl {
@@ -32,14 +32,6 @@ struct Word {
 
 // The words of a list in a sentence: "in, out or both".
 std::string either(const std::vector<std::string> &words);
-
-// Whether all of a text is a number of that type.
-template <typename Number>
-bool number_read(const std::string &text, Number &number) {
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end;
-}
 
 // Words without an option in front, as many as there are.
 void words_add(CLI::App &command, const std::string &name, std::vector<std::string> &words, const std::string &help);

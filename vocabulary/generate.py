@@ -25,6 +25,7 @@ import random
 import re
 import sys
 import textwrap
+import zlib
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
@@ -369,6 +370,12 @@ def rows_data(rows):
     ]
 
 
+def stamp(rows):
+    """Tells one state of the vocabulary from another, for tools beside files that were generated from it."""
+    text = "\n".join(f"{row.number:08X} {row.name} {row.short} {row.hex}" for row in rows)
+    return f"0x{zlib.crc32(text.encode('ascii')):08X}"
+
+
 def meanings_header(rows):
     out = [
         "/* SPDX-License-Identifier: MIT */",
@@ -381,6 +388,9 @@ def meanings_header(rows):
         "#define LIBVOICE_MEANINGS_H",
         "",
         "#include <stdint.h>",
+        "",
+        "/** Tells this state of the vocabulary from another one. */",
+        f"#define LIBVOICE_MEANINGS_STAMP {stamp(rows)}u",
         "",
         "/** One identifier. */",
         "struct libvoice_meaning {",
@@ -425,6 +435,7 @@ def dissector(rows):
         "-- SPDX-License-Identifier: MIT",
         "-- Written by vocabulary/generate.py from vocabulary/ids.csv and the parts beside it: edit those.",
         "-- The licence goes with that of Wireshark, GPL-2.0-or-later.",
+        f"-- Vocabulary {stamp(rows)}",
     ]
     template = "\n".join((DISSECTOR / f"{part}.lua").read_text(encoding="ascii") for part in DISSECTOR_PARTS)
     for line in template.splitlines():

@@ -9,6 +9,9 @@
 
 #include <stdint.h>
 
+/** Tells this state of the vocabulary from another one. */
+#define LIBVOICE_MEANINGS_STAMP 0x807002E7u
+
 /** One identifier. */
 struct libvoice_meaning {
     uint32_t number;

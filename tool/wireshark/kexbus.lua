@@ -1,6 +1,7 @@
 -- SPDX-License-Identifier: MIT
 -- Written by vocabulary/generate.py from vocabulary/ids.csv and the parts beside it: edit those.
 -- The licence goes with that of Wireshark, GPL-2.0-or-later.
+-- Vocabulary 0x807002E7
 -- Shows captures of voicectl in Wireshark and tshark: what passes on the bus, and the voice records in it.
 --
 --     tshark -X lua_script:kexbus.lua -r calls.pcapng

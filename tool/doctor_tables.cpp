@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// What the application answers to "status" at its control socket.
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "doctor_look.h"
+#include "numbers.h"
+#include "text.h"
+
+namespace voicectl {
+
+namespace {
+
+constexpr time_t kPatience = 2; // seconds
+constexpr size_t kMostAnswer = 64 * 1024;
+
+// A stream socket to the path, which gives up by itself. -1: with errno.
+int control_connect(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval patience = {kPatience, 0};
+    if (descriptor >= 0 && setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0 &&
+        setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience) == 0 &&
+        connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        return descriptor;
+    const int error = errno;
+    if (descriptor >= 0)
+        close(descriptor);
+    errno = error;
+    return -1;
+}
+
+bool is_whole(const std::string &answer) {
+    return answer.starts_with("ok\n") || answer.find("\nok\n") != std::string::npos ||
+           answer.find("\nerror: ") != std::string::npos || answer.starts_with("error: ");
+}
+
+} // namespace
+
+TableFacts tables_read(const std::string &lines) {
+    TableFacts tables;
+    std::istringstream rest(lines);
+    for (std::string line; std::getline(rest, line);) {
+        std::istringstream words(line);
+        std::string kind, first, second, third, fourth;
+        words >> kind >> first >> second >> third >> fourth;
+        constexpr std::string_view kProcess = "process=";
+        PluginFacts plugin{.name = first};
+        if (kind == "plugin" && second.starts_with(kProcess) &&
+            number_read(second.substr(kProcess.size()), plugin.process))
+            tables.plugins.push_back(plugin);
+        else if (kind == "line" && third.starts_with("endpoint="))
+            tables.endpoints.push_back(fourth);
+    }
+    if (lines.find("ok\n") == std::string::npos)
+        tables.problem = "the control socket gave no answer to \"status\"";
+    return tables;
+}
+
+TableFacts tables_look(const std::string &control) {
+    const int descriptor = control_connect(control);
+    if (descriptor < 0)
+        return {.problem = fmt::format("no control socket {}: {}", in_quotes(control), std::strerror(errno))};
+    constexpr std::string_view kQuestion = "status\n";
+    std::string answer;
+    if (send(descriptor, kQuestion.data(), kQuestion.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(kQuestion.size())) {
+        char bytes[4096];
+        for (ssize_t size = 1; size > 0 && !is_whole(answer) && answer.size() < kMostAnswer;) {
+            size = recv(descriptor, bytes, sizeof bytes, 0);
+            answer.append(bytes, size > 0 ? static_cast<size_t>(size) : 0);
+        }
+    }
+    close(descriptor);
+    TableFacts tables = tables_read(answer);
+    for (PluginFacts &plugin : tables.plugins)
+        plugin.running = kill(plugin.process, 0) == 0 || errno != ESRCH;
+    return tables;
+}
+
+} // namespace voicectl
