@@ -78,6 +78,10 @@ int main(int argc, char **argv) {
     }
     if (options.expected != nullptr && !expected_read(options.expected))
         return kCannot;
+    if (chosen_count() == 0) {
+        fputs("kex_conformance: no check is left: those of --only need a second process or a socket\n", stderr);
+        return kCannot;
+    }
     if (!page_make()) {
         perror("kex_conformance");
         return kCannot;

@@ -101,7 +101,9 @@ const char *library_path_of(const char *given) {
 int word_take(int word, Options &options) {
     switch (word) {
     case kOnly:
-        return chosen_add(options, optarg) ? kGoOn : wrong("too many checks: ", optarg);
+        if (!chosen_add(options, optarg))
+            return wrong("too many checks: ", optarg);
+        return options.chosen_count > 0 ? kGoOn : wrong("--only names no check", "");
     case kAlone:
         options.alone = true;
         return kGoOn;

@@ -15,6 +15,7 @@ struct Page {
     char seen[kProcesses][kTextSize];
     unsigned ran;              // functions of both processes, to their end
     bool vanishes[kProcesses]; // it ends itself as a crash would
+    bool finishes[kProcesses]; // it has come to its end: a binding may end it before, without a sign of failure
     int failures;              // how many processes have failed; the first one writes `why`
     char why[kTextSize];
 };

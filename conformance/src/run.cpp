@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -30,10 +31,18 @@ struct Child {
 
 // ----------------------------------------------------------------------------------------- The folder of a check
 
+// The checks' sockets have to fit into an address.
+constexpr size_t kLongestName = sizeof "/missing/bus" - 1;
+constexpr size_t kLongestFolder = sizeof sockaddr_un{}.sun_path - 1 - kLongestName;
+
 bool folder_make() {
     const char *parent = getenv("TMPDIR");
-    snprintf(folder, sizeof folder, "%s/kex-XXXXXX", parent != nullptr && *parent != '\0' ? parent : "/tmp");
-    return mkdtemp(folder) != nullptr;
+    const int length =
+        snprintf(folder, sizeof folder, "%s/kex-XXXXXX", parent != nullptr && *parent != '\0' ? parent : "/tmp");
+    if (length <= static_cast<int>(kLongestFolder))
+        return mkdtemp(folder) != nullptr;
+    errno = ENAMETOOLONG;
+    return false;
 }
 
 // What a check made there: files, sockets and empty folders.
@@ -73,6 +82,7 @@ void output_discard(bool shows_trace) {
     output_discard(running.shows_trace);
     binding_load(running.library);
     (which == kFirst ? check.run : check.serve)();
+    page->finishes[which] = true;
     _exit(0);
 }
 
@@ -108,7 +118,7 @@ void children_reap(Child (&children)[kProcesses]) {
 bool child_has_failed(const Child &child, Process which) {
     if (child.id != 0 || page->vanishes[which])
         return false;
-    return !WIFEXITED(child.status) || WEXITSTATUS(child.status) != 0;
+    return !page->finishes[which];
 }
 
 void sleep_for_child() {
@@ -201,12 +211,14 @@ bool children_start(const Check &check, const Running &running, Child (&children
 bool check_run(const Check &check, const Running &running, Result &result) {
     result = {};
     memset(static_cast<void *>(page), 0, sizeof *page);
+    page->finishes[kSecond] = check.serve == nullptr; // there is none
     Child children[kProcesses] = {};
     pid_t group = 0;
     const bool made = folder_make();
     const bool started = made && children_start(check, running, children, group);
     if (!started) {
-        fprintf(stderr, "kex_conformance: a check cannot be started: %s\n", strerror(errno));
+        fprintf(stderr, "kex_conformance: a check cannot be started%s%s: %s\n", made ? "" : " in ", made ? "" : folder,
+                strerror(errno));
         if (group != 0)
             children_end(children, group);
         if (made)
@@ -216,11 +228,11 @@ bool check_run(const Check &check, const Running &running, Result &result) {
     const unsigned seconds = check.seconds != 0 ? check.seconds : running.seconds;
     const bool in_time = children_wait(children, seconds);
     const bool failed = child_has_failed(children[kFirst], kFirst) || child_has_failed(children[kSecond], kSecond);
+    result.holds = in_time && !failed && page->failures == 0;
     if (!in_time && page->failures == 0)
         hang_describe(check, seconds, children, result);
-    else if (failed || page->failures > 0)
+    else if (!result.holds)
         failure_describe(check, children, result);
-    result.holds = result.why[0] == '\0';
     children_end(children, group);
     memcpy(result.seen, page->seen, sizeof result.seen);
     folder_remove();

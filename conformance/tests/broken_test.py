@@ -35,6 +35,12 @@ FAULTS = {
         "model.not_beside",
         "functions.deleted",
     ],
+    "ends_process": [
+        "it was ended with status 0 in reply_item_errorInfo$",
+        "nulls.replies",
+        "replies.error_order",
+        "texts.any_bytes_in_errors",
+    ],
     "error_texts_swapped": ["its info.*not.*the first", "replies.error_order", "replies.items_live_with_reply"],
     "flags_cut": ["0xfedcba98 became 0xba98", "requests.flags_kept", "requests.flags_arrive"],
     "listener_clears_path": [
