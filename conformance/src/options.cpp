@@ -92,10 +92,15 @@ const char *unknown_word(const Options &options) {
     return nullptr;
 }
 
-// A file in this folder is meant by its name alone, too; the dynamic linker would look elsewhere.
+// A name without a folder is one of this folder: the dynamic linker would look for it among the system's libraries.
 const char *library_path_of(const char *given) {
-    static char whole[PATH_MAX];
-    return given != nullptr && realpath(given, whole) != nullptr ? whole : given;
+    static char path[PATH_MAX];
+    if (realpath(given, path) != nullptr)
+        return path;
+    if (strchr(given, '/') != nullptr)
+        return given;
+    const int length = snprintf(path, sizeof path, "./%s", given);
+    return length < static_cast<int>(sizeof path) ? path : given;
 }
 
 int word_take(int word, Options &options) {
@@ -145,7 +150,9 @@ int options_read(int argc, char **argv, Options &options) {
     }
     if (const char *unknown = unknown_word(options))
         return wrong("no check is called ", unknown);
-    if (!options.lists && optind + 1 != argc)
+    if (options.lists)
+        return kGoOn;
+    if (optind + 1 != argc || *argv[optind] == '\0')
         return wrong("one library is wanted", "");
     options.running.library = library_path_of(argv[optind]);
     return kGoOn;

@@ -16,10 +16,16 @@ LIMIT = 100
 FEW = ["--only", "variants.copied,bytes.1"]  # alone, and with a second process
 
 
-def run(*words, folder=None):
+def run(*words, folder=None, place=None):
     environment = {**os.environ, "TMPDIR": folder} if folder is not None else None
     return subprocess.run(
-        [PROGRAM, *map(str, words)], capture_output=True, text=True, timeout=LIMIT, check=False, env=environment
+        [Path(PROGRAM).absolute(), *map(str, words)],
+        capture_output=True,
+        text=True,
+        timeout=LIMIT,
+        check=False,
+        env=environment,
+        cwd=place,
     )
 
 
@@ -52,6 +58,7 @@ class Options(unittest.TestCase):
     def test_wrong_use(self):
         self.expect_refused(run(), "one library is wanted")
         self.expect_refused(run(LIBRARY, LIBRARY), "one library is wanted")
+        self.expect_refused(run(""), "one library is wanted")
         self.expect_refused(run("--nonsense", LIBRARY), "nonsense")
         for time in ("0", "3601", "-1", "1s", "", "99999999999999999999"):
             self.expect_refused(run("--timeout", time, LIBRARY), "no time from 1 to 3600")
@@ -60,6 +67,13 @@ class Options(unittest.TestCase):
         done = run("/nowhere/libkex.so")
         self.assertEqual((done.returncode, ran(done.stdout)), (2, []))
         self.assertRegex(done.stdout, r"(?m)^Bail out! /nowhere/libkex\.so: ")
+
+    def test_name_is_one_of_this_folder(self):
+        """Not one of the system's libraries, however it is called."""
+        done = run("libc.so.6")
+        self.assertEqual((done.returncode, ran(done.stdout)), (2, []))
+        self.assertRegex(done.stdout, r"(?m)^Bail out! \./libc\.so\.6: ")
+        self.expect_ran(run(*FEW, Path(LIBRARY).name, place=Path(LIBRARY).parent), "variants.copied", "bytes.1")
 
     def test_expected_failures(self):
         with tempfile.TemporaryDirectory() as folder:
