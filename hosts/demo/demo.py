@@ -187,7 +187,7 @@ class Demonstration:
 
     def everything_registers(self):
         """Waits for the plugins that are not registered yet, and looks whether the application has them all."""
-        for name in self.plugins.keys() - self.registered:
+        for name in [name for name in self.plugins if name not in self.registered]:  # in the order of their start
             self.plugins[name].expect("^ready ")
             self.ladder.out.expect_from(0, f" {name} .* register_plugin answered +true")
             self.registered.add(name)
