@@ -251,12 +251,9 @@ const char *command_wait(uint32_t *ticket) {
     return kWaits;
 }
 
-// Who has only ended what it sends still reads the answer.
 bool command_is_abandoned(uint32_t ticket) {
     const source *who = ticket != 0 ? source_of(ticket) : nullptr;
-    if (who == nullptr || who == &standard_input)
-        return false;
-    pollfd state = {who->in, 0, 0};
+    pollfd state = {who != nullptr && who != &standard_input ? who->in : -1, 0, 0}; // -1: none
     return poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
 }
 

@@ -42,7 +42,8 @@ __attribute__((format(printf, 1, 2))) void answer(const char *format, ...);
 /** For a command whose answer comes later: what it returns. Whoever gave it is answered by command_finish(), and what
  *  they ask next waits until then. @param ticket  written: what it is called by */
 const char *command_wait(uint32_t *ticket);
-/** Whether the client that gave a command that waits has left. Nobody is told by itself. */
+/** Whether the client that gave a command that waits has left; one that only sends no more has not. Nobody is told by
+ *  itself. */
 bool command_is_abandoned(uint32_t ticket);
 /** Answers a command that waits, if who gave it is still there. @param why  null when done, else why not */
 void command_finish(uint32_t ticket, const char *why);
