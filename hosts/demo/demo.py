@@ -30,6 +30,7 @@ TELEPHONES = {
 HANDSETS = {"501": ("dect1", 1, "DECT1"), "502": ("dect1", 2, "DECT2")}
 # What is recorded: plugin and place in it, by the name of the file.
 RECORDED = {name: place[:2] for name, place in (TELEPHONES | HANDSETS).items()} | {"exchange": ("fxo1", 1)}
+LONGEST_FOLDER = 400  # bytes; a command has 511
 
 
 def paint(code, text):
@@ -362,9 +363,11 @@ class Demonstration:
 
     def recordings_show(self):
         """Makes the page, and says what reads the rest."""
-        count = len(list(self.folder.glob("*.wav")))
-        page = sound_page.write(self.folder)
-        say(f"  {count} lines were recorded: {page}")
+        try:
+            page = sound_page.write(self.folder, RECORDED)
+        except OSError as problem:
+            raise Unmet(f"the page about the recordings: {problem}") from problem
+        say(f"  {len(RECORDED)} lines were recorded: {page}")
         say("    index.html     in a browser: pictures of the sound, what happened, players")
         say("    *.wav          heard left, said right: sox, soxi, Audacity, ffplay, aplay")
         say("    *.labels.txt   Audacity: File, Import, Labels")
@@ -375,6 +378,10 @@ def folder_make(words):
     if not words:
         return Path(tempfile.mkdtemp(prefix="voice-demo-"))
     folder = Path(words[0]).resolve()
+    if len(os.fsencode(folder)) > LONGEST_FOLDER or '"' in str(folder) or not str(folder).isprintable():
+        raise OSError(
+            f"a command cannot name this folder: {LONGEST_FOLDER} bytes of printable text without quotes can be"
+        )
     folder.mkdir(parents=True, exist_ok=True)
     for name in RECORDED:
         (folder / f"{name}.wav").unlink(missing_ok=True)

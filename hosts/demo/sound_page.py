@@ -3,12 +3,18 @@
 and a player above. One file, without scripts, that finds the recordings beside it.
 
   sound_page.py FOLDER    write FOLDER/index.html about all FOLDER/*.wav with FOLDER/*.labels.txt
+
+What is no recording of a line is named on the page in place of its picture.
 """
 
 import base64
+import contextlib
 import html
+import os
 import sys
+import wave
 from pathlib import Path
+from urllib.parse import quote
 
 import spectrogram
 
@@ -19,6 +25,7 @@ LEFT = 70  # for what stands beside the pictures
 LABEL = 16  # of one row of labels
 LABEL_ROWS = 16  # at most
 CHARACTER = 6.2  # of a label, in pixels
+LONGEST = 100_000  # seconds
 
 PROGRAMS = (
     ("a browser", "this page; the players under each title"),
@@ -51,10 +58,13 @@ heard, right what is said. Each begins when its plugin was registered.</p>
 
 
 def labels_read(path):
-    """Begin and end in seconds, and text, in the order of their begin."""
-    rows = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
-    fields = (row.split("\t", 2) for row in rows)
-    return sorted((float(begin), float(end), text) for begin, end, text in fields)
+    """Begin and end in seconds, and text, in the order of their begin. A row that is none is left out."""
+    labels = []
+    for row in path.read_text(encoding="utf-8", errors="replace").splitlines() if path.is_file() else []:
+        with contextlib.suppress(ValueError):
+            begin, end, text = row.split("\t", 2)
+            labels.append((float(begin), float(end), text))
+    return sorted(label for label in labels if 0 <= label[0] <= label[1] < LONGEST)
 
 
 def labels_place(labels):
@@ -114,26 +124,36 @@ def line_svg(left, right, labels):
     yield "</svg>"
 
 
-def page(folder):
-    """The rows of the page about all recordings in a folder."""
-    yield HEAD
-    for path in sorted(folder.glob("*.wav")):
+def section(path):
+    """The rows about one recording."""
+    name = html.escape(os.fsencode(path.stem).decode("utf-8", "replace"))
+    yield f'<section id="line-{name}"><h2>{name}</h2>'
+    try:
         left, right = spectrogram.read(path)
-        name = html.escape(path.stem)
-        yield f'<section id="line-{name}"><h2>{name}</h2>'
-        yield f'<audio controls preload="metadata" src="{name}.wav"></audio>'
+    except (OSError, EOFError, ValueError, wave.Error) as problem:
+        yield f"<p>This is no recording of a line: {html.escape(str(problem) or 'it is empty')}.</p>"
+    else:
+        yield f'<audio controls preload="metadata" src="{quote(os.fsencode(path.name))}"></audio>'
         yield from line_svg(left, right, labels_read(path.with_suffix(".labels.txt")))
-        yield "</section>"
+    yield "</section>"
+
+
+def page(paths):
+    """The rows of the page about recordings."""
+    yield HEAD
+    for path in paths:
+        yield from section(path)
     yield "<h2>What reads them</h2><table>"
     for program, use in PROGRAMS:
         yield f"<tr><td>{program}</td><td><code>{html.escape(use)}</code></td></tr>"
     yield "</table></body></html>"
 
 
-def write(folder):
-    """Writes index.html. @return its path"""
+def write(folder, names=None):
+    """Writes index.html about those of these names, or about all. @return its path"""
     index = folder / "index.html"
-    index.write_text("\n".join(page(folder)) + "\n", encoding="utf-8")
+    paths = sorted(folder.glob("*.wav")) if names is None else [folder / f"{name}.wav" for name in names]
+    index.write_text("\n".join(page(paths)) + "\n", encoding="utf-8", errors="replace")
     return index
 
 

@@ -25,7 +25,7 @@ def read(path):
     """The two channels of a recording: what is heard, what is said."""
     with wave.open(str(path)) as file:
         if (file.getnchannels(), file.getframerate(), file.getsampwidth()) != (2, RATE, 2):
-            raise ValueError(f"{path} is no recording of a line: two channels of 16 bits at {RATE} Hz")
+            raise ValueError(f"two channels of 16 bits at {RATE} Hz are wanted")
         samples = array.array("h", file.readframes(file.getnframes()))
     if sys.byteorder == "big":
         samples.byteswap()

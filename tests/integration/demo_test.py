@@ -39,6 +39,8 @@ def with_replaced(system, program, script):
 
 def test_every_step_happens(system):
     sound = system.folder / "sound"
+    sound.mkdir()
+    (sound / "letter.wav").write_text("This is somebody's.")
     status, lines = run_demo(system.bin.resolve(), sound)
     assert status == 0, "\n".join(lines)
     assert lines[-1].startswith("All 12 steps happened")
@@ -58,6 +60,13 @@ def test_every_step_happens(system):
     assert "\x1b" not in shown
     assert f"7 lines were recorded: {sound}/index.html" in shown
     lines_recorded(sound)
+
+
+@pytest.mark.parametrize("name", ['a"b', "a\nb", "x" * 390])
+def test_folder_that_no_command_can_name_is_refused(system, name):
+    status, lines = run_demo(system.bin.resolve(), system.folder / name)
+    assert (status, lines) == (2, [])
+    assert not (system.folder / name[:255]).exists()
 
 
 def lines_recorded(folder):

@@ -4,10 +4,12 @@
 import html
 import json
 import math
+import os
 import re
 import shutil
 import struct
 import subprocess
+import urllib.parse
 import zlib
 
 import pytest
@@ -111,10 +113,45 @@ def test_texts_of_labels_are_texts(folder):
     assert "<b>" not in page and html.escape('"<b>Aunt</b>" & more') in page
 
 
-def test_other_files_are_named(folder):
+def test_other_files_are_named_and_the_rest_is_shown(folder):
     recordings.write(folder / "203.wav", [1, 2, 3])
-    with pytest.raises(ValueError, match=r"203\.wav is no recording of a line"):
+    (folder / "204.wav").write_text("Dear aunt,")
+    (folder / "205.wav").touch()
+    (folder / "206.wav").mkdir()
+    page = sound_page.write(folder).read_text()
+    named = re.findall(r"<h2>(\d+)</h2>\n<p>This is no recording of a line: (.*)</p>", page)
+    assert [name for name, _ in named] == ["203", "204", "205", "206"]
+    assert named[0][1] == "two channels of 16 bits at 8000 Hz are wanted."
+    assert page.count("<audio") == 2
+    assert sound_page.write(folder, ["101"]).read_text().count("<section") == 1
+
+
+def test_rows_that_are_no_labels_are_left_out(folder):
+    file = folder / "101.labels.txt"
+    good = file.read_bytes()
+    for row in (
+        b"00000.1",
+        b"0\t1",
+        b"a\tb\tc",
+        b"2\t1\tturned",
+        b"nan\tnan\tx",
+        b"0\tinf\tx",
+        b"-1\t0\tx",
+        b"\xff\xfe",
+    ):
+        file.write_bytes(good + row)
+        assert len(sound_page.labels_read(file)) == 3, row
         sound_page.write(folder)
+
+
+@pytest.mark.parametrize("name", ["a b", "a#b", "a%20b", "a?b", "<b>", "a\"b'", "\xfc", "\udcff"])
+def test_names_of_files_are_addresses(folder, name):
+    recordings.write(folder / f"{name}.wav", [0, 0], channels=2)
+    page = sound_page.write(folder, [name]).read_text()
+    (address,) = re.findall('<audio [^>]*src="(.*?)"', page)
+    found = urllib.parse.unquote_to_bytes(urllib.parse.urlsplit(html.unescape(address)).path)
+    assert os.fsdecode(found) == f"{name}.wav"
+    assert "<b></h2>" not in page
 
 
 def test_a_browser_shows_pictures_players_and_labels(folder):
