@@ -210,7 +210,7 @@ void foreign_descriptor_close(int fd) {
         job_put(fd, false, charged);
 }
 
-void foreign_descriptors_close(const int *fds, uint32_t count) {
+void foreign_descriptors_close_each(const int *fds, uint32_t count) {
     uint32_t in_row = 0; // in front of fds[i], to be closed here
     for (uint32_t i = 0; i < count; i++) {
         const bool here = fds[i] >= 0 && descriptor_closes_at_once(fds[i]);

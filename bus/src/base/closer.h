@@ -14,7 +14,11 @@ void foreign_descriptor_clear_linger(int fd);
 // Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
 void foreign_descriptor_close(int fd);
 // The same of several at a time, which costs less where they have numbers in a row. Below 0: there is none.
-void foreign_descriptors_close(const int *fds, uint32_t count);
+void foreign_descriptors_close_each(const int *fds, uint32_t count);
+inline void foreign_descriptors_close(const int *fds, uint32_t count) {
+    if (count > 0) // most messages have none: that is not worth a call
+        foreign_descriptors_close_each(fds, count);
+}
 // Closes a connected local socket of our own. What lies unread in it is taken out first, beside the loop where it
 // brings descriptors.
 void connected_socket_close(int fd);
