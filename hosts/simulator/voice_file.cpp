@@ -10,27 +10,40 @@
 namespace {
 
 // Tells the line how it ended, which then speaks with its own voice again.
-bool file_over(voice_file *one, const char *why) {
+void file_over(voice_file *one, const char *why) {
     telephone *line = one->line;
     one->line = nullptr;
+    audio_set_source(&line->sound, nullptr);
+    audio_remove_sink(&line->sound, one);
     wav_reader_close(&one->sound);
     if (why == nullptr)
         telephone_tell(line, "has said %s", one->path);
     else
         telephone_tell(line, "stops saying %s: %s", one->path, why);
-    return false;
 }
 
 bool file_take(void *userdata, uint64_t, int16_t *samples) {
     voice_file *one = static_cast<voice_file *>(userdata);
-    if (!one->line->off_hook)
-        return file_over(one, "on hook");
-    const uint32_t count = wav_reader_next(&one->sound, samples, kStepSamples);
-    if (count == 0)
-        return file_over(one, one->sound.wrong);
-    memset(samples + count, 0, (kStepSamples - count) * sizeof *samples);
-    return true;
+    const char *why = "on hook";
+    if (one->line->off_hook) {
+        const uint32_t count = wav_reader_next(&one->sound, samples, kStepSamples);
+        memset(samples + count, 0, (kStepSamples - count) * sizeof *samples);
+        if (count > 0)
+            return true;
+        why = one->sound.wrong;
+    }
+    file_over(one, why);
+    return false;
 }
+
+// The line may be lifted again before the next step.
+void file_event(void *userdata, uint64_t, const char *) {
+    voice_file *one = static_cast<voice_file *>(userdata);
+    if (one->line != nullptr && !one->line->off_hook)
+        file_over(one, "on hook");
+}
+
+void file_step(void *, uint64_t, const int16_t *, const int16_t *) {}
 
 } // namespace
 
@@ -45,10 +58,14 @@ const char *voice_file_begin(voice_file *one, telephone *line, const char *path)
     one->sound = opened;
     one->line = line;
     snprintf(one->path, sizeof one->path, "%s", path);
+    const sound_sink sink = {one, file_step, file_event};
     const sound_source source = {one, file_take};
-    wrong = audio_set_source(&line->sound, &source);
+    wrong = audio_add_sink(&line->sound, &sink);
+    if (wrong == nullptr)
+        wrong = audio_set_source(&line->sound, &source);
     if (wrong != nullptr) {
         one->line = nullptr;
+        audio_remove_sink(&line->sound, one);
         wav_reader_close(&one->sound);
         return wrong;
     }
@@ -59,8 +76,6 @@ const char *voice_file_begin(voice_file *one, telephone *line, const char *path)
 }
 
 void voice_file_end(voice_file *one) {
-    if (one->line == nullptr)
-        return;
-    audio_set_source(&one->line->sound, nullptr);
-    file_over(one, "told to");
+    if (one->line != nullptr)
+        file_over(one, "told to");
 }

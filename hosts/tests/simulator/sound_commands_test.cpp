@@ -287,6 +287,16 @@ TEST_F(SoundCommands, FileEndsWithTheCallOrByCommandOrByTheNextFile) {
     EXPECT_NE(said().find("1 stops saying " + path("voice.wav") + ": on hook\n"), std::string::npos);
 }
 
+TEST_F(SoundCommands, FileOfACallIsNotSaidInTheNextOne) {
+    telephones_[0].off_hook = true;
+    EXPECT_EQ(wrong(sound_say, voice(8000)), "");
+    run(2);
+    telephone_hang_up(&telephones_[0]);
+    telephone_lift(&telephones_[0]); // before anything is said
+    EXPECT_NE(said().find("1 stops saying " + path("voice.wav") + ": on hook\n"), std::string::npos);
+    EXPECT_FALSE(ends_are_used(&telephones_[0].sound.ends));
+}
+
 TEST_F(SoundCommands, FileThatIsCutMeanwhileEndsWithAReason) {
     telephones_[0].off_hook = true;
     EXPECT_EQ(wrong(sound_say, voice(80000)), "");
