@@ -76,6 +76,11 @@ const char *player_begin(player *one, telephone *line, const char *path) {
 
 // -------------------------------------------------------------------------------------------------------------- Words
 
+// A name without its quotes would be cut at its first blank, and another file made.
+const char *too_much(char *rest) {
+    return next_word(&rest) == nullptr ? nullptr : "one file, please: a name with blanks stands in double quotes";
+}
+
 // "3s", "2.5s", "500ms"; in ms. 0: none of them, or too long.
 uint32_t time_read(const char *text) {
     uint64_t value = 0, scale = 1;
@@ -116,6 +121,8 @@ const char *sound_say(int number, char *rest) {
     const char *path = next_word(&rest);
     if (path == nullptr)
         return command_error("say what? %d say FILE.wav", number);
+    if (const char *why = too_much(rest))
+        return why;
     if (is_off(path) && voice->line == nullptr)
         return command_error("%d says no file", number);
     if (is_off(path)) {
@@ -132,6 +139,8 @@ const char *sound_record(int number, char *rest) {
     const char *path = next_word(&rest);
     if (path == nullptr)
         return command_error("record where? %d record FILE.wav", number);
+    if (const char *why = too_much(rest))
+        return why;
     if (!is_off(path) && record->line != nullptr)
         return command_error("%d records %s: end that first, by %d record off", number, record->path, number);
     if (!is_off(path))
@@ -147,6 +156,8 @@ const char *sound_listen(int number, char *rest) {
     const char *path = next_word(&rest);
     if (path == nullptr)
         return command_error("listen where? %d listen PIPE", number);
+    if (const char *why = too_much(rest))
+        return why;
     if (!is_off(path) && listener->line != nullptr)
         return command_error("%d is listened to at %s: end that first, by %d listen off", number, listener->path,
                              number);

@@ -241,6 +241,15 @@ TEST_F(SoundCommands, RecordIsRefusedWithAReason) {
     EXPECT_EQ(wrong(sound_record, path("a.wav"), 2), path("a.wav") + ": is being recorded to");
 }
 
+TEST_F(SoundCommands, NamesWithBlanksStandInQuotes) {
+    telephones_[0].off_hook = true;
+    for (auto *command : {sound_record, sound_listen, sound_say})
+        for (const std::string &words : {path("my file.wav"), "\"" + path("my") + "\"file\"", std::string("off now")})
+            EXPECT_EQ(wrong(command, words), "one file, please: a name with blanks stands in double quotes") << words;
+    EXPECT_EQ(wrong(sound_record, "\"" + path("my file.wav") + "\" "), "");
+    EXPECT_TRUE(std::filesystem::exists(path("my file.labels.txt")));
+}
+
 TEST_F(SoundCommands, RefusedRecordingLeavesWhatIsThere) {
     const std::string before = WavBytes().file(sound_of({1, 2, 3}));
     put("b.wav", before);
