@@ -47,14 +47,20 @@ class Kit(unittest.TestCase):
         for words, why in (
             ([], "one library is wanted"),
             ([BUS, BUS], "one library is wanted"),
+            ([""], "one library is wanted"),
             (["--only", "order,nonsense", BUS], "no check is called nonsense"),
-            (["--timeout", "0", BUS], "no time from 1 to 3600: 0"),
-            (["--timeout", "1s", BUS], "no time from 1 to 3600: 1s"),
+            *((["--only", empty, BUS], "--only names no check") for empty in ("", ",", ",,")),
+            (["--only", "order", "--alone", BUS], "no check is left"),
+            *(
+                (["--timeout", time, BUS], f"no time from 1 to 3600: {time}")
+                for time in ("0", "3601", "-1", "1s", "", "99999999999999999999")
+            ),
             (["--nonsense", BUS], "unrecognized option"),
             (["--only"], "requires an argument"),
             (["--expect", "/nowhere", BUS], "/nowhere: No such file"),
             (["--expect", self.expected("order.nonsense why\n"), BUS], "expected.txt:1: no check is called so"),
             (["--expect", self.expected("# why\n\norder.one_way\n", "two.txt"), BUS], "two.txt:3: no reason is given"),
+            (["--expect", self.expected("bytes.1 it is too long\n" * 65, "long.txt"), BUS], ":65: too many lines"),
         ):
             with self.subTest(words):
                 status, output, error = run(*words)
@@ -78,6 +84,9 @@ class Kit(unittest.TestCase):
         os.chdir(self.folder)
         done = subprocess.run([program, "--only", "symbols", "libmybus.so"], capture_output=True, check=False)
         self.assertEqual(done.returncode, 0)
+        done = subprocess.run([program, "libc.so.6"], capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stdout, r"\nBail out! \./libc\.so\.6: ")
 
     def test_choice(self):
         everything = identifiers()
@@ -117,7 +126,16 @@ class Kit(unittest.TestCase):
     def test_no_folder(self):
         status, output, error = run("--only", "bytes.0", BUS, TMPDIR=str(self.folder / "missing"))
         self.assertEqual((status, output), (2, ""))
-        self.assertIn("a check cannot be started: No such file or directory", error)
+        self.assertRegex(error, r"a check cannot be started in \S+/missing/\S+: No such file or directory")
+
+    def test_folder_with_the_longest_name(self):
+        """As long as a socket's address lets it be: what fails is the folder, not the bus."""
+        longest = self.folder / ("x" * (107 - len("/kex-XXXXXX/missing/bus") - len(str(self.folder)) - 1))
+        longest.mkdir()
+        self.assertEqual(run("--only", "listening", BUS, TMPDIR=str(longest))[0], 0)
+        status, output, error = run("--only", "bytes.0", BUS, TMPDIR=f"{longest}x")
+        self.assertEqual((status, output), (2, ""))
+        self.assertIn("File name too long", error)
 
     def test_leaves_nothing(self):
         status, _, _ = run("--only", "listening,texts", BUS, TMPDIR=str(self.folder))
