@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr unsigned kNewFileMode = 0644;
+constexpr unsigned kNewFileMode = 0600; // what is said on telephones is nobody else's concern
 
 const char *kind_wrong(const struct stat *status, file_kind wanted) {
     if (S_ISREG(status->st_mode) || (S_ISFIFO(status->st_mode) && wanted == FILE_PLAIN_OR_PIPE))

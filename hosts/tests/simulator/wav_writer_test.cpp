@@ -155,6 +155,14 @@ TEST_F(WavWriter, WhatIsNoRecordingIsLeftAlone) {
     EXPECT_EQ(wrong(put("c.wav", "")), "");
 }
 
+TEST_F(WavWriter, NewFileIsForItsOwnerOnly) {
+    const mode_t before = umask(0);
+    EXPECT_EQ(wrong(path("a.wav")), "");
+    umask(before);
+    EXPECT_EQ(std::filesystem::status(path("a.wav")).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
 TEST_F(WavWriter, FileStaysAsItIsUntilItIsBegun) {
     put("a.wav", WavBytes().file(sound_of({1, 2})));
     ASSERT_EQ(wav_writer_open(&writer_, path("a.wav").c_str()), nullptr);
