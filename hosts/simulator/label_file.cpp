@@ -57,6 +57,7 @@ bool text_write(int fd, uint64_t at, const char *text, size_t length) {
 
 const char *label_file_open(label_file *labels, const char *path) {
     *labels = {};
+    labels->most = kLabelMostBytes;
     const char *wrong = plain_file_open(path, O_RDWR | O_CREAT, FILE_PLAIN, &labels->fd);
     if (wrong != nullptr)
         return wrong;
@@ -82,6 +83,10 @@ uint64_t label_file_add(label_file *labels, uint64_t at, const char *text) {
     line_make_printable(label); // no tab and no end of line
     const int length = snprintf(row, sizeof row, "%s\t%s\t%s\n", time, time, label);
     const uint64_t place = labels->bytes;
+    if (place + static_cast<uint64_t>(length) > labels->most) { // however much is told
+        errno = EFBIG;
+        return 0;
+    }
     if (!text_write(labels->fd, place, row, static_cast<size_t>(length))) {
         const int reason = errno;
         (void)!ftruncate(labels->fd, static_cast<off_t>(place)); // no half of a row

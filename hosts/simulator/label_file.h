@@ -10,9 +10,12 @@
 
 #include <stdint.h>
 
+constexpr uint64_t kLabelMostBytes = 16 << 20; // some 250000 labels
+
 struct label_file {
     bool open;
     int fd;
+    uint64_t most;  // bytes that it may hold
     uint64_t bytes; // of whole rows
 };
 
@@ -23,7 +26,7 @@ const char *label_file_open(label_file *labels, const char *path);
 /** Empties it. @return null, or why not; it is closed */
 const char *label_file_begin(label_file *labels);
 /** Writes a row for what begins, or happens, at a time in samples. @return its place in the file, for
- *  label_file_extend(); 0: it could not be written, errno tells */
+ *  label_file_extend(); 0: it could not be written, or there is no room (EFBIG); errno tells */
 uint64_t label_file_add(label_file *labels, uint64_t at, const char *text);
 /** Moves the end of a row. @return whether it could be written; errno tells */
 bool label_file_extend(label_file *labels, uint64_t place, uint64_t end);

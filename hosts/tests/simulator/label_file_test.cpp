@@ -76,6 +76,16 @@ TEST_F(LabelFile, RowThatDoesNotFitIsNoHalfRow) {
     EXPECT_EQ(contents("a.txt"), "00000.000000\t00000.000000\toff hook\n");
 }
 
+TEST_F(LabelFile, FullFileTakesNoMore) {
+    const std::string row = "00000.000000\t00000.000000\toff hook\n";
+    labels_.most = 3 * row.size() - 1;
+    EXPECT_NE(label_file_add(&labels_, 0, "off hook"), 0u);
+    EXPECT_NE(label_file_add(&labels_, 0, "off hook"), 0u);
+    EXPECT_EQ(label_file_add(&labels_, 0, "off hook"), 0u);
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(contents("a.txt"), row + row);
+}
+
 TEST_F(LabelFile, FileHasOneWriter) {
     label_file other = {};
     EXPECT_EQ(wrong(&other, path("a.txt")), "is being recorded to");
