@@ -73,7 +73,7 @@ def test_both_lines_of_a_call_are_recorded_with_their_labels(system):
         texts = [text for _, _, text in recordings.labels(file.with_suffix(".labels.txt"))]
         assert {"off hook", "on hook", "talking", "media ended"} <= set(texts), texts
         for begin, end, text in recordings.labels(file.with_suffix(".labels.txt")):
-            assert 0 <= begin <= end <= seconds + 0.05, text
+            assert 0 <= begin <= end <= seconds + 0.5, text  # what happens is ahead of the sound on a busy machine
     texts = [text for _, _, text in recordings.labels(files[0].with_suffix(".labels.txt"))]
     assert {"dials 201", "hears dial-tone", "hears 600Hz"} <= set(texts)
     texts = [text for _, _, text in recordings.labels(files[1].with_suffix(".labels.txt"))]
