@@ -156,6 +156,10 @@ void recording_note_begin(recording *one) {
     for (uint32_t i = 0; i < kSessions; i++)
         if (line->sound.sessions[i].open)
             recording_event(one, one->begin, audio_begin_text(&line->sound, i));
+    char heard[128];
+    snprintf(heard, sizeof heard, "%s%s", kHears, telephone_hears(line));
+    if (strcmp(heard, kNoTone) != 0)
+        recording_event(one, one->begin, heard);
 }
 
 } // namespace

@@ -115,6 +115,18 @@ def test_what_one_line_says_is_heard_on_the_other_within_80_ms(system):
     assert 0 < statistics.median(delays) <= MOST_DELAY_MS, delays
 
 
+def test_recording_begins_with_what_is_heard_already(system):
+    system.start_application()
+    plugin = system.start_fxs("fxs1")
+    lift(plugin)
+    file = system.folder / "later.wav"
+    plugin.ask(f"1 record {file}")
+    plugin.ask("1 on")
+    plugin.ask("1 record off")
+    labels = recordings.labels(file.with_suffix(".labels.txt"))
+    assert [text for begin, _, text in labels if begin == 0] == ["off hook", "hears dial-tone"]
+
+
 @pytest.mark.parametrize("moments", [0.1, 1.3])
 def test_recording_of_a_killed_process_is_valid(system, moments):
     system.start_application()
