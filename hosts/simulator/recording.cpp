@@ -24,6 +24,7 @@ constexpr struct {
     {kHears, {"on hook"}},
     {"talking ", {"on hold ", "media ended "}},
 };
+constexpr char kFigures[] = " line="; // of media
 constexpr char kNoTone[] = "hears silence";
 
 bool begins_with(const char *text, const char *words) {
@@ -35,19 +36,25 @@ bool is_voice(const char *text) {
     return begins_with(text, kHears) && text[sizeof kHears - 1] >= '0' && text[sizeof kHears - 1] <= '9';
 }
 
+char session_of(const char *text) {
+    const char *figure = strstr(text, kFigures);
+    return figure != nullptr ? figure[sizeof kFigures - 1] : '\0';
+}
+
 bool span_ends(const recorded_span *span, uint32_t kind, const char *text) {
     bool ends = begins_with(text, kLasting[kind].begin);
     if (span->is_voice)
         ends = ends || begins_with(text, "media ended ") || begins_with(text, "on hold ");
+    const bool is_other = span->session != 0 && span->session != session_of(text); // as of a call on hold
     for (const char *words : kLasting[kind].ends)
-        ends = ends || begins_with(text, words);
+        ends = ends || (begins_with(text, words) && !is_other);
     return ends;
 }
 
 // Figures of media are in the host's output; here they would only hide the rest.
 void label_text(const char *text, char *label, size_t size) {
     snprintf(label, size, "%s", text);
-    char *figures = strstr(label, " line=");
+    char *figures = strstr(label, kFigures);
     if (figures != nullptr)
         *figures = 0;
 }
@@ -86,7 +93,7 @@ void recording_event(void *userdata, uint64_t position, const char *text) {
     written = written && (place != 0 || strcmp(text, kNoTone) == 0);
     for (uint32_t kind = 0; kind < kSpans; kind++)
         if (begins_with(text, kLasting[kind].begin))
-            one->spans[kind] = {place, at, is_voice(text)};
+            one->spans[kind] = {place, at, is_voice(text), session_of(text)};
     if (!written)
         recording_end(one, strerror(errno));
 }

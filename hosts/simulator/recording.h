@@ -21,6 +21,7 @@ struct recorded_span {
     uint64_t place; // in the label file; 0: nothing goes on
     uint64_t begin; // in samples
     bool is_voice;  // heard through media, and so not longer than that
+    char session;   // the figure behind "line=" of media; 0: something else
 };
 
 struct recording {

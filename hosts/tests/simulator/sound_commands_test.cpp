@@ -193,6 +193,21 @@ TEST_F(SoundCommands, VoiceIsHeardNoLongerThanItsMediaAndAToneIs) {
                                         "00000.140000\t00000.140000\ton hold\n");
 }
 
+TEST_F(SoundCommands, TalkingGoesOnWhenAnotherCallOfTheLineEnds) {
+    EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
+    for (const char *text : {"talking line=0 codec=PCMA", "on hold line=0 codec=PCMA", "talking line=1 codec=PCMA",
+                             "media ended line=0 tx=1", "media ended line=1 tx=1"}) {
+        telephone_tell(&telephones_[0], "%s", text);
+        run(2);
+    }
+    sound_commands_end();
+    EXPECT_EQ(contents("a.labels.txt"), "00000.000000\t00000.020000\ttalking\n"
+                                        "00000.020000\t00000.020000\ton hold\n"
+                                        "00000.040000\t00000.080000\ttalking\n"
+                                        "00000.060000\t00000.060000\tmedia ended\n"
+                                        "00000.080000\t00000.080000\tmedia ended\n");
+}
+
 TEST_F(SoundCommands, TimeThatTheProcessWasStoppedForIsSilent) {
     EXPECT_EQ(wrong(sound_record, path("a.wav")), "");
     run(2);
