@@ -6,7 +6,7 @@
 
 static int32_t init(const char *country) {
     const voice_codec_t pcma = VOICE_CODEC_PCMA;
-    int32_t endpoint;
+    int32_t endpoint = -1;
     (void)country;
     if (voice_endpoint_register(VOICE_ENDPOINT_FXS, "TEL1", &pcma, 1, &endpoint, NULL) != NULL)
         return -1;

@@ -32,7 +32,7 @@ int32_t first_endpoint;
 
 int32_t endpoints_register(const char *) {
     const voice_codec_t pcma = VOICE_CODEC_PCMA;
-    int32_t numbers[LIBVOICE_ENDPOINTS];
+    int32_t numbers[LIBVOICE_ENDPOINTS] = {};
     const double start = now_ns();
     for (int i = 0; i < place.endpoints; ++i) {
         char name[LIBVOICE_ENDPOINT_NAME_BYTES];
