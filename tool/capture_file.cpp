@@ -48,11 +48,11 @@ std::string CaptureFile::open(const std::string &path, bool may_replace) {
         }
         if (descriptor_ < 0)
             return fmt::format("{} cannot be written: {}", in_quotes(path), std::strerror(errno));
+        // One that was there may have been readable for others. Where that is not ours to change, it stays.
+        if (is_regular(descriptor_))
+            fchmod(descriptor_, kMode);
     }
-    // Standard output may stand behind what others have written.
     is_file_ = is_regular(descriptor_);
-    const off_t begin = is_file_ ? lseek(descriptor_, 0, SEEK_CUR) : 0;
-    size_ = static_cast<uint64_t>(std::max<off_t>(begin, 0));
     return "";
 }
 
@@ -69,7 +69,6 @@ void CaptureFile::write(RunLimit &limit) {
             break;
     if (is_file_ && !fault_.empty())
         whole_blocks_keep(done);
-    size_ += done;
     kept_.clear();
 }
 
@@ -109,8 +108,12 @@ void CaptureFile::whole_blocks_keep(size_t done) const {
             break;
         whole += size;
     }
+    // From where the last write ended: standard output may stand behind what others have written, or append to it.
+    const off_t end = lseek(descriptor_, 0, SEEK_CUR);
     // When even that is not possible, the file ends with a block that is cut, which its readers say.
-    [[maybe_unused]] const int result = ftruncate(descriptor_, static_cast<off_t>(size_ + whole));
+    if (end < 0 || whole == done)
+        return;
+    [[maybe_unused]] const int result = ftruncate(descriptor_, end - static_cast<off_t>(done - whole));
 }
 
 } // namespace voicectl

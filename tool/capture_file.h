@@ -4,7 +4,7 @@
 #ifndef VOICECTL_CAPTURE_FILE_H
 #define VOICECTL_CAPTURE_FILE_H
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 
 #include "run_limit.h"
@@ -36,7 +36,6 @@ private:
 
     int descriptor_ = -1;
     bool is_file_ = false; // else a pipe or the like, where nothing can be taken back
-    uint64_t size_ = 0;    // of what a file holds
     std::string kept_;
     std::string fault_;
 };

@@ -30,6 +30,7 @@ void RunLimit::signals_take() {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a reader that leaves ends the run, not with a signal
+    std::signal(SIGXFSZ, SIG_IGN); // likewise a file as large as it may be
 }
 
 bool RunLimit::interrupted() {

@@ -53,8 +53,12 @@ TEST_F(CaptureFileTest, FileThatIsThereIsReplacedOnRequestOnly) {
     EXPECT_EQ(refused.open(path(), false), "'" + path() + "' is there already: --force replaces it");
     EXPECT_EQ(content(), "something older");
     CaptureFile file;
+    ASSERT_EQ(chmod(path().c_str(), 0644), 0);
     EXPECT_EQ(file.open(path(), true), "");
     EXPECT_EQ(content(), "");
+    struct stat found {};
+    ASSERT_EQ(stat(path().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0600u) << "whoever could read the older one cannot read this one";
 }
 
 TEST_F(CaptureFileTest, WhatIsNoFileIsWrittenAsItIs) {
@@ -93,6 +97,33 @@ TEST_F(CaptureFileTest, FileThatCannotGrowKeepsItsWholeBlocks) {
     setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(file.fault(), "the capture cannot be written: File too large");
     EXPECT_EQ(content(), block + block + block);
+}
+
+// Standard output that appends begins at 0, wherever its end is.
+TEST_F(CaptureFileTest, WhatStoodBeforeTheCaptureStaysWhenItCannotGrow) {
+    const std::string block = pcapng::packet(0, 0, std::string(60, 'x'), 0, "");
+    const std::string older(1000, 'o');
+    std::ofstream(path()) << older;
+    RunLimit::signals_take();
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small = {older.size() + block.size() + block.size() / 2, before.rlim_max};
+    const int appending = open(path().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    ASSERT_GE(appending, 0);
+    const int output = dup(STDOUT_FILENO);
+    ASSERT_EQ(dup2(appending, STDOUT_FILENO), STDOUT_FILENO);
+    CaptureFile file;
+    const std::string wrong = file.open("-", false);
+    setrlimit(RLIMIT_FSIZE, &small);
+    file.add(block + block, limit_);
+    file.write(limit_);
+    setrlimit(RLIMIT_FSIZE, &before);
+    dup2(output, STDOUT_FILENO);
+    close(output);
+    close(appending);
+    EXPECT_EQ(wrong, "");
+    EXPECT_EQ(file.fault(), "the capture cannot be written: File too large") << "it is no signal, either";
+    EXPECT_EQ(content(), older + block);
 }
 
 // One in whose queue nothing has room ends with the run.
