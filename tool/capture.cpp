@@ -73,6 +73,8 @@ public:
             complain(why);
             return kFailure;
         }
+        if (tap != nullptr && !is_admitted(*tap))
+            return kFailure;
         if (const std::string wrong = file_.open(options_.output, options_.force); !wrong.empty()) {
             complain(wrong);
             return kFailure;
@@ -94,9 +96,24 @@ private:
     bool done() const { return limit_.reached() || !file_.fault().empty() || counted_out(); }
     bool counted_out() const { return options_.count != 0 && kept_ >= options_.count; }
 
+    // Waits for the first record, which says so: an older file stays as it is until then.
+    bool is_admitted(kex_tap_t &tap) {
+        kex_tap_record_t record{};
+        int found = 0;
+        while ((found = kex_tap_next(&tap, &record)) == 0 && !limit_.reached())
+            limit_.wait({kex_tap_descriptor(&tap)}, -1, kCaptureTick);
+        if (found > 0)
+            keep(tap, record);
+        admitted_ = found > 0 && !refused_;
+        return !refused_;
+    }
+
     // Keeps what passes until the end of the run or of the bus. Whether to go on.
     bool follow(kex_tap_t *tap) {
-        bool watching = false;
+        bool watching = admitted_;
+        if (admitted_)
+            complain(fmt::format("capturing {}", printable(address_.uri)));
+        admitted_ = false;
         while (tap != nullptr && !done()) {
             kex_tap_record_t record{};
             const int found = kex_tap_next(tap, &record);
@@ -183,6 +200,7 @@ private:
     uint64_t lost_ = 0;
     uint64_t lost_before_ = 0; // the next message
     bool refused_ = false;
+    bool admitted_ = false; // by the tap at hand, which has not been said yet
 };
 
 PortRange ports_read(const std::string &text) {

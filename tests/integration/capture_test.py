@@ -267,9 +267,13 @@ def test_tap_that_is_not_admitted(system):
     system.start_application()
     for _ in range(8):
         system.start_watcher()
-    status, err = run(system, "-o", system.folder / "a")
-    assert status == 1 and "voicectl: the voice application does not admit this tap: " in err
-    assert "is gone" not in err
+    older = system.folder / "a"
+    older.write_text("mine")
+    for path in (system.folder / "b", older):
+        status, err = run(system, "--force", "-o", path)
+        assert status == 1 and "voicectl: the voice application does not admit this tap: " in err
+        assert "is gone" not in err
+    assert older.read_text() == "mine" and not (system.folder / "b").exists()
 
 
 def test_what_passed_before_the_end_is_kept(system):
