@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -17,6 +18,15 @@ namespace voicectl {
 void complain(const std::string &message) {
     // In one piece, and a standard error that is closed is nobody's concern.
     static_cast<void>(std::fputs(fmt::format("voicectl: {}\n", message).c_str(), stderr));
+}
+
+bool standard_streams_fill() {
+    // Reading what takes the input's place fails, as does writing to what takes the output's: it is lost, which is said.
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0 &&
+            open("/dev/null", descriptor == STDOUT_FILENO ? O_RDONLY : O_WRONLY) != descriptor)
+            return false;
+    return true;
 }
 
 int output_write(const std::string &text) {

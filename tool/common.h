@@ -14,6 +14,10 @@ constexpr int kSuccess = 0;
 constexpr int kFailure = 1; // what was asked for did not happen
 constexpr int kUsage = 2;   // the command line is wrong
 
+// What takes the number of a standard stream that is closed would be written to: the bus, or a capture. False: nothing
+// takes its place.
+bool standard_streams_fill();
+
 // One line on standard error, "voicectl: ...". The message is printable.
 void complain(const std::string &message);
 

@@ -22,6 +22,8 @@ extern "C" int zilTraceZ(int, const char *, const char *, ...) {
 }
 
 int main(int argc, char **argv) {
+    if (!voicectl::standard_streams_fill())
+        return voicectl::kFailure; // nobody could be told
     try {
         const voicectl::Command command = voicectl::command_line_read({argv + 1, argv + argc});
         if (!command.problem.empty()) {

@@ -167,6 +167,18 @@ def test_targets_that_cannot_be(system):
     assert totals(there) == (0, 0)
 
 
+def test_closed_streams_are_nobody_elses(system):
+    system.start_application()
+    for place, closed in enumerate([">&- 2>&-", "2>&-", "<&- 2>&-", "<&- >&- 2>&-"]):
+        path = system.folder / f"{place}.pcapng"
+        shell = f"exec '{system.bin}/voicectl' capture -o '{path}' --for 0.3 {closed}"
+        assert subprocess.run(["sh", "-c", shell], env=system.environment, timeout=20, check=False).returncode == 0
+        assert totals(path) == (0, 0), "no message of the program stands in it, and the tap stayed admitted"
+    shell = f"exec '{system.bin}/voicectl' capture -o - --for 0.3 >&-"
+    done = subprocess.run(["sh", "-c", shell], env=system.environment, stderr=subprocess.PIPE, timeout=20, check=False)
+    assert done.returncode == 1 and b"the capture cannot be written: Bad file descriptor" in done.stderr
+
+
 def test_terminal_is_no_target(system):
     system.start_application()
     ours, theirs = pty.openpty()
