@@ -8,6 +8,7 @@
 // voice needs; all signals are blocked in them, so that handlers run where the host expects them.
 #include "base/closer.h"
 #include "base/descriptor_kind.h"
+#include "base/first_byte.h"
 #include "base/limits.h"
 #include "base/sender.h"
 #include "base/unread.h"
@@ -70,7 +71,8 @@ bool job_take(Job &job) {
 // Takes one packet out, with what came in it. False: there is none left.
 bool packet_drop(int fd) {
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kKernelDescriptors) + CMSG_SPACE(sizeof(ucred))];
-    msghdr message = {};
+    FirstByte first;
+    msghdr &message = *first_byte_prepare(first);
     message.msg_control = control;
     message.msg_controllen = sizeof control;
     if (recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC) < 0)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements unread.h.
 #include "base/unread.h"
+#include "base/first_byte.h"
 #include "base/limits.h"
 
 #include <errno.h>
@@ -23,11 +24,11 @@ void credentials_ask(int fd, int on) {
 
 // Looks at the next packet, which stays where it is. True: it brings something that is not bytes.
 bool packet_brings_more(int fd, ssize_t &size) {
-    msghdr message = {};
-    size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
+    FirstByte first;
+    size = recvmsg(fd, first_byte_prepare(first), MSG_PEEK | MSG_DONTWAIT);
     if (size < 0 && errno == ECONNRESET) // reported once, in front of what can still be read
-        size = recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT);
-    return size >= 0 && (message.msg_flags & MSG_CTRUNC) != 0;
+        size = recvmsg(fd, first_byte_prepare(first), MSG_PEEK | MSG_DONTWAIT);
+    return size >= 0 && (first.message.msg_flags & MSG_CTRUNC) != 0;
 }
 
 // Of a socket that does not ask for credentials and gets nothing any more.
@@ -45,8 +46,8 @@ Next packet_look(int fd) {
 
 // Without descriptors it needs no time.
 void plain_packet_drop(int fd) {
-    msghdr message = {};
-    const ssize_t size = recvmsg(fd, &message, MSG_DONTWAIT);
+    FirstByte first;
+    const ssize_t size = recvmsg(fd, first_byte_prepare(first), MSG_DONTWAIT);
     (void)size; // it was there
 }
 

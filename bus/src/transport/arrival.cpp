@@ -3,6 +3,7 @@
 #include "transport/arrival.h"
 #include "base/closer.h"
 #include "base/faults.h"
+#include "base/first_byte.h"
 
 #include <errno.h>
 #include <string.h>
@@ -50,8 +51,8 @@ int message_receive_unsure(int fd, mmsghdr *message) {
     const int count = message_receive(fd, message, MSG_DONTWAIT | MSG_PEEK);
     if (count < 0 || (message->msg_hdr.msg_flags & MSG_CTRUNC) != 0)
         return count;
-    msghdr nothing = {};
-    const ssize_t rest = recvmsg(fd, &nothing, MSG_DONTWAIT);
+    FirstByte first;
+    const ssize_t rest = recvmsg(fd, first_byte_prepare(first), MSG_DONTWAIT);
     (void)rest; // it is the same packet
     return count;
 }
@@ -104,8 +105,9 @@ uint32_t batch_await(int fd, Batch &batch) {
 }
 
 bool packet_brings_descriptors(int fd) {
-    msghdr message = {};
-    return recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT) >= 0 && (message.msg_flags & MSG_CTRUNC) != 0;
+    FirstByte first;
+    return recvmsg(fd, first_byte_prepare(first), MSG_PEEK | MSG_DONTWAIT) >= 0 &&
+           (first.message.msg_flags & MSG_CTRUNC) != 0;
 }
 
 } // namespace bus
