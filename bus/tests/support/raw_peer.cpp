@@ -199,6 +199,10 @@ uint32_t serial_of(const std::string &packet) {
     return word_at(packet, 4);
 }
 
+uint32_t descriptors_of(const std::string &packet) {
+    return word_at(packet, 16);
+}
+
 std::string text_of(const std::string &packet) {
     return packet.substr(kHeadSize + sizeof(uint32_t), word_at(packet, kHeadSize));
 }

@@ -78,6 +78,7 @@ private:
 // Kind, serial and the text behind the head, of a message that came.
 uint8_t kind_of(const std::string &packet);
 uint32_t serial_of(const std::string &packet);
+uint32_t descriptors_of(const std::string &packet); // how many it says it brings
 std::string text_of(const std::string &packet);
 
 } // namespace support
