@@ -80,7 +80,7 @@ class Kit(unittest.TestCase):
         os.symlink(Path(BUS).resolve(), self.folder / "libmybus.so")
         before = os.getcwd()
         self.addCleanup(os.chdir, before)
-        program = Path(PROGRAM).resolve()
+        program = Path(PROGRAM).absolute()  # a link to what starts the emulator, where there is one
         os.chdir(self.folder)
         done = subprocess.run([program, "--only", "symbols", "libmybus.so"], capture_output=True, check=False)
         self.assertEqual(done.returncode, 0)
