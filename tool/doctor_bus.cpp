@@ -121,12 +121,16 @@ BusFacts bus_look(PlaceFacts &place, RunLimit &limit) {
     for (;;) {
         kex_tap_record_t record{};
         const int found = kex_tap_next(tap.get(), &record);
-        if (found > 0)
+        if (found > 0) {
             watch.take(record);
-        else if (found < 0 || limit.reached() || (!watch.facts.answered && Clock::now() - begin > kAnswer))
+            continue;
+        }
+        watch.facts.ended = found < 0;
+        // However short the watching is to be, the answer has its time.
+        const bool over = watch.facts.answered ? limit.reached() : Clock::now() - begin > kAnswer;
+        if (found < 0 || over || RunLimit::interrupted())
             break;
-        else
-            limit.wait({kex_tap_descriptor(tap.get())}, -1, kTick);
+        limit.wait({kex_tap_descriptor(tap.get())}, -1, kTick);
     }
     watch.facts.watched = Seconds(Clock::now() - begin).count();
     watch.finish();

@@ -41,11 +41,15 @@ Finding check_answer(const Facts &facts) {
     const ProcessFacts &listener = facts.bus.listener;
     if (!is_connected(facts) || !facts.bus.refusal.empty())
         return not_connected();
-    if (facts.bus.answered)
-        return fine(fmt::format("{} (process {}) answers", printable(listener.name), listener.id));
+    if (facts.bus.ended)
+        return failed(fmt::format("process {} has closed the connection while it was watched", listener.id),
+                      "when it has ended: see why, and start voice_application");
+    // Also one that was stopped after it had answered.
     if (listener.state == 'T' || listener.state == 't')
         return failed(fmt::format("process {} does not answer: it is stopped", listener.id),
                       fmt::format("kill -CONT {}", listener.id));
+    if (facts.bus.answered)
+        return fine(fmt::format("{} (process {}) answers", printable(listener.name), listener.id));
     return failed(fmt::format("process {} does not answer within 1 s: it is busy", listener.id),
                   fmt::format("see what process {} does; when it never ends, restart it", listener.id));
 }

@@ -58,6 +58,7 @@ struct WaitFacts {
 // What the bus says of itself.
 struct BusFacts {
     bool answered = false;
+    bool ended = false;    // the connection, while it was watched
     std::string refusal{}; // why the tap was not admitted
     ProcessFacts listener{};
     std::vector<ProcessFacts> peers{};

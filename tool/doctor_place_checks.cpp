@@ -73,6 +73,9 @@ Finding check_socket(const Facts &facts) {
         return failed(
             fmt::format("no right to connect to {} ({}; its folder {})", path, place.rights, place.folder_rights),
             fmt::format("add the user to group {}, or the uid to KEX_ALLOW_UIDS of the application", place.group));
+    case EAGAIN:
+        return failed(fmt::format("{} takes no more connections: its listener is stopped or busy", path),
+                      "ss -xlp names its process; kill -CONT continues one that is stopped, restart one that is busy");
     case ENAMETOOLONG:
     case EINVAL:
         return not_connected(); // the address says why
@@ -88,7 +91,7 @@ Finding check_admission(const Facts &facts) {
     if (!facts.bus.refusal.empty())
         return failed(fmt::format("refused: {}", printable(facts.bus.refusal)),
                       "as it says; of versions and byte orders: both sides from one build");
-    return fine("this user is admitted");
+    return facts.bus.answered ? fine("this user is admitted") : not_connected();
 }
 
 } // namespace voicectl

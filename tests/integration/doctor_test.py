@@ -6,6 +6,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import socket
 import subprocess
 from pathlib import Path
@@ -13,7 +14,7 @@ from pathlib import Path
 import pytest
 
 from processes import until
-from wire import WAITING, RawPeer, head
+from wire import APPLICATION, WAITING, RawPeer, head
 
 DISSECTOR = Path(__file__).resolve().parents[2] / "tool" / "wireshark" / "kexbus.lua"
 SHORT = ["--for", "0.5"]
@@ -132,6 +133,26 @@ def test_application_that_is_stopped(system):
     assert found["answer"]["verdict"] == "fail" and found["answer"]["fix"] == f"kill -CONT {application.pid}"
     application.thaw()
     assert findings(system)[1]["answer"]["verdict"] == "ok"
+
+
+def test_answer_has_its_time_however_short_the_watching_is(system):
+    system.start_application()
+    status, out, _ = run(system, "--for", "0.000001")
+    assert re.search(r"^ok +answer +voice_application ", out, re.MULTILINE) and status < 2, out
+
+
+@pytest.mark.parametrize("stop", [signal.SIGSTOP, signal.SIGKILL], ids=["stopped", "killed"])
+def test_application_that_goes_while_it_is_watched(system, stop):
+    application = system.start_application()
+    before = application.descriptors()
+    doctor = system.start("doctor", "voicectl", "doctor", "--json", "--for", "3")
+    until("its tap is there", lambda: application.descriptors() > before)
+    os.kill(application.pid, stop)
+    assert doctor.wait() == 2
+    if stop == signal.SIGSTOP:
+        application.thaw()
+    found = {one["check"]: one for one in map(json.loads, doctor.out.all)}
+    assert found["answer"]["verdict"] == "fail"
 
 
 def test_wait_that_lasts(system):

@@ -124,6 +124,9 @@ TEST(DoctorChecks, SocketThatCannotBeConnectedTo) {
     EXPECT_EQ(socket_after(EACCES),
               "fail: no right to connect to /run/bus (mode 0660, owner root, group voice; its folder mode 0755, owner "
               "root, group root) -> add the user to group voice, or the uid to KEX_ALLOW_UIDS of the application");
+    EXPECT_EQ(socket_after(EAGAIN), "fail: /run/bus takes no more connections: its listener is stopped or busy -> ss -xlp "
+                                    "names its process; kill -CONT continues one that is stopped, restart one that is "
+                                    "busy");
     EXPECT_EQ(socket_after(EMFILE), "fail: cannot connect to /run/bus: Too many open files -> start voice_application "
                                     "anew; see its traces");
 }
@@ -143,6 +146,19 @@ TEST(DoctorChecks, Refusal) {
     EXPECT_EQ(after("admission", [](Facts &f) { f.bus.refusal = "the protocol version differs"; }),
               "fail: refused: the protocol version differs -> as it says; of versions and byte orders: both sides from "
               "one build");
+}
+
+TEST(DoctorChecks, WhetherATapIsAdmittedIsSeenWhenItIsAnswered) {
+    EXPECT_EQ(after("admission", [](Facts &f) { f.bus.answered = false; }),
+              "unseen: not visible: the application does not answer");
+}
+
+TEST(DoctorChecks, ApplicationThatAnsweredAndDoesSoNoMore) {
+    EXPECT_EQ(after("answer", [](Facts &f) { f.bus.listener.state = 'T'; }),
+              "fail: process 10 does not answer: it is stopped -> kill -CONT 10");
+    EXPECT_EQ(after("answer", [](Facts &f) { f.bus.ended = true; }),
+              "fail: process 10 has closed the connection while it was watched -> when it has ended: see why, and start "
+              "voice_application");
 }
 
 TEST(DoctorChecks, NobodyAnswers) {
