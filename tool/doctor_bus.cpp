@@ -67,18 +67,30 @@ private:
         } else if (step.kind == Step::Kind::closed) {
             forget(connection);
         } else if (step.kind == Step::Kind::waiting) {
-            const std::string peer = step.peer.name();
-            open_[{connection, step.towards_listener, step.serial}] = {
-                {.who = step.towards_listener ? peer : step.listener,
-                 .whom = step.towards_listener ? step.listener : peer,
-                 .function = step.function,
-                 .connection = connection,
-                 .by_listener = !step.towards_listener,
-                 .seconds = std::max(kFirstNotice, static_cast<double>(step.elapsed_ns.value_or(0)) / 1e9)},
-                Clock::now()};
+            wait_open(step, std::max(kFirstNotice, static_cast<double>(step.elapsed_ns.value_or(0)) / 1e9));
+        } else if (step.kind == Step::Kind::call) {
+            wait_open(step, 0);
+        } else if (step.kind == Step::Kind::lost) {
+            // Answers may be among what was lost.
+            std::erase_if(open_, [](const auto &entry) { return !entry.second.facts.blocked; });
         } else if (step.kind == Step::Kind::reply) {
             open_.erase({connection, !step.towards_listener, step.serial});
         }
+    }
+
+    void wait_open(const Step &step, double seconds) {
+        const std::string peer = step.peer.name();
+        const bool to_listener = step.towards_listener;
+        open_[{step.peer.connection, to_listener, step.serial}] = {
+            {.who = to_listener ? peer : step.listener,
+             .whom = to_listener ? step.listener : peer,
+             .function = step.function,
+             .connection = step.peer.connection,
+             .by_listener = !to_listener,
+             .blocked = step.kind == Step::Kind::waiting,
+             .seconds = seconds,
+             .whom_process = to_listener ? step.listener_process_id : step.peer.process_id},
+            Clock::now()};
     }
 
     void forget(uint32_t connection) {

@@ -21,6 +21,15 @@ std::string wait_words(const WaitFacts &wait) {
                        wait.function.empty() ? "an answer" : in_quotes(wait.function), printable(wait.whom));
 }
 
+std::string wait_fix(const Facts &facts, const WaitFacts &wait) {
+    const auto is_stopped = [&wait](const ProcessFacts &process) {
+        return process.id == wait.whom_process && (process.state == 'T' || process.state == 't');
+    };
+    if (std::any_of(facts.bus.peers.begin(), facts.bus.peers.end(), is_stopped))
+        return fmt::format("{} is stopped: kill -CONT {}", printable(wait.whom), wait.whom_process);
+    return fmt::format("see what {} (process {}) does: it does not answer", printable(wait.whom), wait.whom_process);
+}
+
 // The reason why nothing is known of tables.
 Finding tables_unseen(const Facts &facts) {
     return facts.tables ? warned(facts.tables->problem, "name the socket that voice_application --control made")
@@ -58,15 +67,16 @@ Finding check_waits(const Facts &facts) {
     if (!is_connected(facts) || !facts.bus.answered)
         return not_connected();
     std::vector<std::string> stuck;
-    std::string whom;
+    const WaitFacts *longest = nullptr;
     for (const WaitFacts &wait : facts.bus.waits)
         if (wait.seconds >= kStuck) {
             stuck.push_back(wait_words(wait));
-            whom = printable(wait.whom);
+            if (longest == nullptr || wait.seconds > longest->seconds)
+                longest = &wait;
         }
-    if (stuck.empty())
+    if (longest == nullptr)
         return fine(fmt::format("nobody has waited for {:.0f} s, in {:.1f} s", kStuck, facts.bus.watched));
-    return failed(fmt::format("{}", fmt::join(stuck, "; ")), fmt::format("see what {} does: it does not answer", whom));
+    return failed(fmt::format("{}", fmt::join(stuck, "; ")), wait_fix(facts, *longest));
 }
 
 Finding check_crossed(const Facts &facts) {
@@ -75,7 +85,8 @@ Finding check_crossed(const Facts &facts) {
     const std::vector<WaitFacts> &waits = facts.bus.waits;
     for (const WaitFacts &one : waits)
         for (const WaitFacts &other : waits)
-            if (one.connection == other.connection && one.by_listener && !other.by_listener)
+            if (one.blocked && other.blocked && one.connection == other.connection && one.by_listener &&
+                !other.by_listener)
                 return failed(fmt::format("{} and {} wait for each other", printable(one.who), printable(other.who)),
                               fmt::format("restart {}, and report its trace", printable(other.who)));
     return fine("no two wait for each other");

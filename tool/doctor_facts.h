@@ -52,7 +52,9 @@ struct WaitFacts {
     std::string function{}; // empty: it was called before the watching began
     uint32_t connection = 0;
     bool by_listener = false;
-    double seconds = 0; // at least
+    bool blocked = false; // it says itself that it waits, and may do nothing else meanwhile
+    double seconds = 0;   // at least
+    int32_t whom_process = 0;
 };
 
 // What the bus says of itself.

@@ -14,7 +14,7 @@ from pathlib import Path
 import pytest
 
 from processes import until
-from wire import APPLICATION, WAITING, RawPeer, head
+from wire import WAITING, RawPeer, head
 
 DISSECTOR = Path(__file__).resolve().parents[2] / "tool" / "wireshark" / "kexbus.lua"
 SHORT = ["--for", "0.5"]
@@ -165,6 +165,21 @@ def test_wait_that_lasts(system):
     found = {one["check"]: one for one in map(json.loads, doctor.out.all)}
     assert found["waits"]["verdict"] == "fail" and found["crossed waits"]["verdict"] == "ok"
     assert re.match(r"stuck has waited \d+ s for an answer of voice_application", found["waits"]["text"])
+
+
+def test_plugin_that_is_stopped(system):
+    application = system.start_application()
+    plugin = system.start_fxs("fxs1")
+    plugin.freeze()
+    doctor = system.start("doctor", "voicectl", "doctor", "--json", "--for", "4")
+    # It is asked whenever the doctor has begun to look.
+    until("it has looked", lambda: application.tell("get 101 tdmc_gain") or not doctor.running)
+    assert doctor.wait() == 2
+    plugin.thaw()
+    found = {one["check"]: one for one in map(json.loads, doctor.out.all)}
+    assert re.match(r"voice_application has waited \d+ s for 'get' of fxs1(;|$)", found["waits"]["text"])
+    assert found["waits"]["fix"] == f"fxs1 is stopped: kill -CONT {plugin.pid}"
+    assert found["crossed waits"]["verdict"] == "ok"
 
 
 def test_tap_that_is_not_admitted(system):

@@ -124,9 +124,10 @@ TEST(DoctorChecks, SocketThatCannotBeConnectedTo) {
     EXPECT_EQ(socket_after(EACCES),
               "fail: no right to connect to /run/bus (mode 0660, owner root, group voice; its folder mode 0755, owner "
               "root, group root) -> add the user to group voice, or the uid to KEX_ALLOW_UIDS of the application");
-    EXPECT_EQ(socket_after(EAGAIN), "fail: /run/bus takes no more connections: its listener is stopped or busy -> ss -xlp "
-                                    "names its process; kill -CONT continues one that is stopped, restart one that is "
-                                    "busy");
+    EXPECT_EQ(socket_after(EAGAIN),
+              "fail: /run/bus takes no more connections: its listener is stopped or busy -> ss -xlp "
+              "names its process; kill -CONT continues one that is stopped, restart one that is "
+              "busy");
     EXPECT_EQ(socket_after(EMFILE), "fail: cannot connect to /run/bus: Too many open files -> start voice_application "
                                     "anew; see its traces");
 }
@@ -156,9 +157,10 @@ TEST(DoctorChecks, WhetherATapIsAdmittedIsSeenWhenItIsAnswered) {
 TEST(DoctorChecks, ApplicationThatAnsweredAndDoesSoNoMore) {
     EXPECT_EQ(after("answer", [](Facts &f) { f.bus.listener.state = 'T'; }),
               "fail: process 10 does not answer: it is stopped -> kill -CONT 10");
-    EXPECT_EQ(after("answer", [](Facts &f) { f.bus.ended = true; }),
-              "fail: process 10 has closed the connection while it was watched -> when it has ended: see why, and start "
-              "voice_application");
+    EXPECT_EQ(
+        after("answer", [](Facts &f) { f.bus.ended = true; }),
+        "fail: process 10 has closed the connection while it was watched -> when it has ended: see why, and start "
+        "voice_application");
 }
 
 TEST(DoctorChecks, NobodyAnswers) {
@@ -174,9 +176,17 @@ TEST(DoctorChecks, NobodyAnswers) {
 }
 
 TEST(DoctorChecks, Waits) {
-    const WaitFacts wait{"voice_application", "fxs1", "get", 3, true, 12.3};
-    EXPECT_EQ(after("waits", [&](Facts &f) { f.bus.waits = {wait}; }),
-              "fail: voice_application has waited 12 s for 'get' of fxs1 -> see what fxs1 does: it does not answer");
+    const WaitFacts wait{"voice_application", "fxs1", "get", 3, true, true, 12.3, 20};
+    EXPECT_EQ(
+        after("waits", [&](Facts &f) { f.bus.waits = {wait}; }),
+        "fail: voice_application has waited 12 s for 'get' of fxs1 -> see what fxs1 (process 20) does: it does not "
+        "answer");
+    EXPECT_EQ(after("waits",
+                    [&](Facts &f) {
+                        f.bus.waits = {wait};
+                        f.bus.peers[0].state = 'T';
+                    }),
+              "fail: voice_application has waited 12 s for 'get' of fxs1 -> fxs1 is stopped: kill -CONT 20");
     EXPECT_EQ(after("waits",
                     [&](Facts &f) {
                         f.bus.waits = {wait};
@@ -184,7 +194,7 @@ TEST(DoctorChecks, Waits) {
                     })
                   .substr(0, 3),
               "ok:");
-    const WaitFacts back{"fxs1", "voice_application", "", 3, false, 4};
+    const WaitFacts back{"fxs1", "voice_application", "", 3, false, true, 4, 10};
     EXPECT_EQ(after("crossed waits",
                     [&](Facts &f) {
                         f.bus.waits = {wait, back};
@@ -197,6 +207,14 @@ TEST(DoctorChecks, Waits) {
                     })
                   .substr(0, 3),
               "ok:");
+    EXPECT_EQ(after("crossed waits",
+                    [&](Facts &f) {
+                        f.bus.waits = {wait, back};
+                        f.bus.waits[0].blocked = false;
+                    })
+                  .substr(0, 3),
+              "ok:")
+        << "a call whose answer comes later stops nobody";
 }
 
 TEST(DoctorChecks, Tables) {
