@@ -61,12 +61,14 @@ public:
 private:
     void understand(const Step &step) {
         const uint32_t connection = step.peer.connection;
-        if (step.kind == Step::Kind::connected) {
-            peers_[connection] = step.peer.process_id;
-            facts.peers.push_back({.id = step.peer.process_id, .name = step.peer.name()});
-        } else if (step.kind == Step::Kind::closed) {
+        if (step.kind == Step::Kind::closed || step.kind == Step::Kind::refused) {
             forget(connection);
-        } else if (step.kind == Step::Kind::waiting) {
+            return;
+        }
+        // Who was there before the watching began is known by what passes.
+        if (connection != 0 && peers_.try_emplace(connection, step.peer.process_id).second)
+            facts.peers.push_back({.id = step.peer.process_id, .name = step.peer.name()});
+        if (step.kind == Step::Kind::waiting) {
             wait_open(step, std::max(kFirstNotice, static_cast<double>(step.elapsed_ns.value_or(0)) / 1e9));
         } else if (step.kind == Step::Kind::call) {
             wait_open(step, 0);
