@@ -267,11 +267,14 @@ class Dissector(unittest.TestCase):
         bus = Writer("little")
         deep = b"\x0d\x01\0\0\0" * 2000 + b"\xff"
         odd = [b"\x1b[2J</script>", b"\xff\xfe", "\u202e\u0301".encode() * 5000, b"%s%n", b""]
+        hidden = [0x9B, 0xAD, 0x61C, 0x180E, *range(0x200B, 0x2010), *range(0x2028, 0x202F), *range(0x2060, 0x2070)]
+        hidden += [0xFEFF, 0xFFF9, 0xFFFB, 0xE0000, 0xE007F]
+        odd.append("".join(map(chr, hidden)).encode())
         calls = [bus.call(1, text, text, [(text, text)]) for text in odd]
         calls.append(bus.message(2, 1, bus.text("a") + bus.text("b") + b"\x01" + bus.text("c") + deep))
         path = self.capture([record(CALL, call) for call in calls] + [record(CLOSED, text=odd[0], sender=("", 1, 1))])
         out = self.tshark(path, "-V")
-        self.assertNotRegex(out, "[\x1b\u202a-\u202e]")
+        self.assertEqual([code for code in [0x1B, *hidden] if chr(code) in out], [])
         self.assertIn("\\x1B[2J</script>", out)
         rows = self.fields(path, "kex.malformed")
         self.assertEqual([len(row[0]) for row in rows], [0] * len(odd) + [1, 0])

@@ -49,8 +49,12 @@ function Reader:counted()
     return range, range
 end
 
--- Controls, the second set of them too, and what turns the direction of writing: they could steer a terminal.
-local steering = { "%c", "\xC2[\x80-\x9F]", "\xE2\x80[\xAA-\xAE]", "\xE2\x81[\xA6-\xA9]" }
+-- Controls, the second set of them too, and what changes how others show: direction marks, joiners, separators of lines,
+-- byte order marks. They could steer a terminal.
+local steering = {
+    "%c", "\xC2[\x80-\x9F\xAD]", "\xD8\x9C", "\xE1\xA0\x8E", "\xE2\x80[\x8B-\x8F\xA8-\xAE]", "\xE2\x81[\xA0-\xAF]",
+    "\xEF\xBB\xBF", "\xEF\xBF[\xB9-\xBB]", "\xF3\xA0[\x80\x81][\x80-\xBF]",
+}
 
 local function written_out(characters)
     return (characters:gsub(".", function(byte)
