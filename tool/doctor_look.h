@@ -13,6 +13,8 @@ namespace voicectl {
 // The address by option or environment, and what stands there; connects to nothing. doctor_place.cpp
 PlaceFacts place_look(const std::string &socket);
 
+// As much of a file as can be read: of a folder, and of a process that ends meanwhile, nothing. doctor_process.cpp
+std::string file_read(const std::string &path);
 // A process as far as it may be looked at: of one of another user only its state. doctor_process.cpp
 ProcessFacts process_look(int32_t id, const std::string &name, const std::string &proc = "/proc");
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -73,11 +71,12 @@ MachineFacts machine_look() {
     const fs::path personal = fs::path(home == nullptr ? "/" : home) / ".local/lib/wireshark/plugins";
     machine.personal_folder = personal.string();
     for (const fs::path &folder : plugin_folders(personal)) {
-        std::ifstream file(folder / kDissector);
-        if (!file.is_open())
+        const std::string file = (folder / kDissector).string();
+        const std::string text = file_read(file);
+        if (text.empty())
             continue;
-        machine.dissector = (folder / kDissector).string();
-        machine.stamp = dissector_stamp({std::istreambuf_iterator<char>(file), {}});
+        machine.dissector = file;
+        machine.stamp = dissector_stamp(text);
         break;
     }
     return machine;

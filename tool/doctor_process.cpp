@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include <fmt/format.h>
@@ -15,11 +14,6 @@
 namespace voicectl {
 
 namespace {
-
-std::string file_read(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // "123 (a name) T 1 ...": names may hold blanks and brackets.
 char state_read(const std::string &text) {
@@ -99,6 +93,12 @@ std::vector<int> inherited_read(const std::string &folder, const std::vector<std
 }
 
 } // namespace
+
+std::string file_read(const std::string &path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
 
 std::optional<std::string_view> entry_value(const std::vector<std::string> &environment, std::string_view name) {
     for (const std::string_view entry : environment)

@@ -42,6 +42,16 @@ TEST_F(DoctorProcess, OneThatIsGoneOrHiddenShowsNothing) {
     EXPECT_TRUE(facts.libraries.empty());
 }
 
+// So is what a process that ends meanwhile has.
+TEST_F(DoctorProcess, WhatCannotBeReadIsNothing) {
+    for (const char *name : {"stat", "limits", "maps", "environ"})
+        fs::create_directory(proc_ / "7" / name);
+    const ProcessFacts facts = look();
+    EXPECT_EQ(facts.state, '\0');
+    EXPECT_FALSE(facts.descriptors);
+    EXPECT_TRUE(facts.libraries.empty());
+}
+
 TEST_F(DoctorProcess, StateStandsBehindANameOfAnyKind) {
     write("stat", "7 (a) R (b) T 1 7 7 0 -1 ");
     EXPECT_EQ(look().state, 'T');
