@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the application answers to "status" at its control socket.
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -44,9 +45,12 @@ int control_connect(const std::string &path) {
     return -1;
 }
 
+bool is_granted(const std::string &answer) {
+    return answer.starts_with("ok\n") || answer.find("\nok\n") != std::string::npos;
+}
+
 bool is_whole(const std::string &answer) {
-    return answer.starts_with("ok\n") || answer.find("\nok\n") != std::string::npos ||
-           answer.find("\nerror: ") != std::string::npos || answer.starts_with("error: ");
+    return is_granted(answer) || answer.find("\nerror: ") != std::string::npos || answer.starts_with("error: ");
 }
 
 } // namespace
@@ -55,18 +59,21 @@ TableFacts tables_read(const std::string &lines) {
     TableFacts tables;
     std::istringstream rest(lines);
     for (std::string line; std::getline(rest, line);) {
-        std::istringstream words(line);
-        std::string kind, first, second, third, fourth;
-        words >> kind >> first >> second >> third >> fourth;
-        constexpr std::string_view kProcess = "process=";
-        PluginFacts plugin{.name = first};
-        if (kind == "plugin" && second.starts_with(kProcess) &&
-            number_read(second.substr(kProcess.size()), plugin.process))
+        // Names may hold blanks: what stands around them tells where they end.
+        constexpr std::string_view kPlugin = "plugin ", kProcess = " process=", kLine = "line ",
+                                   kEndpoint = " endpoint=";
+        const size_t process = line.rfind(kProcess), number = line.find(kEndpoint);
+        PluginFacts plugin;
+        if (line.starts_with(kPlugin) && process != std::string::npos &&
+            number_read(line.substr(process + kProcess.size()), plugin.process)) {
+            plugin.name = line.substr(kPlugin.size(), process - kPlugin.size());
             tables.plugins.push_back(plugin);
-        else if (kind == "line" && third.starts_with("endpoint="))
-            tables.endpoints.push_back(fourth);
+        } else if (line.starts_with(kLine) && number != std::string::npos) {
+            const size_t name = std::min(line.find(' ', number + kEndpoint.size()), line.size() - 1) + 1;
+            tables.endpoints.push_back(line.substr(name, line.find(" \"", name) - name));
+        }
     }
-    if (lines.find("ok\n") == std::string::npos)
+    if (!is_granted(lines))
         tables.problem = "the control socket gave no answer to \"status\"";
     return tables;
 }

@@ -109,6 +109,21 @@ TEST(DoctorTables, StatusIsReadByItsWords) {
     EXPECT_NE(tables_read("").problem, "");
 }
 
+TEST(DoctorTables, NamesMayHoldBlanks) {
+    const TableFacts tables = tables_read("plugin my lines process=20\nplugin a process=1 process=21\n"
+                                          "line my lines.FXO 1 in-call endpoint=7 my lines.FXO 1 \"Kitchen\"\n"
+                                          "line 101 idle endpoint=0\nok\n");
+    ASSERT_EQ(tables.plugins.size(), 2u);
+    EXPECT_EQ(tables.plugins[0].name, "my lines");
+    EXPECT_EQ(tables.plugins[1].name, "a process=1");
+    EXPECT_EQ(tables.plugins[1].process, 21);
+    EXPECT_EQ(tables.endpoints, (std::vector<std::string>{"my lines.FXO 1", ""}));
+}
+
+TEST(DoctorTables, AnswerThatIsCutIsNone) {
+    EXPECT_NE(tables_read("line 101 idle endpoint=0 fxs1.FXS1 book\n").problem, "") << "it ends as the last line does";
+}
+
 TEST(DoctorMachine, StampOfADissector) {
     EXPECT_EQ(dissector_stamp("-- a\n-- Vocabulary 0x0A0B0C0D\n-- b\n"), 0x0A0B0C0Du);
     EXPECT_EQ(dissector_stamp("-- older\n"), std::nullopt);
