@@ -10,7 +10,6 @@
  */
 #pragma once
 
-#include "plugin_main.h"
 #include "telephone.h"
 
 /** Rows for a plugin's table of commands. */
