@@ -154,7 +154,7 @@ int options_read(int argc, char **argv, Options &options) {
         return kGoOn;
     if (optind + 1 != argc || *argv[optind] == '\0')
         return wrong("one library is wanted", "");
-    options.running.library = library_path_of(argv[optind]);
+    options.running.path = library_path_of(argv[optind]);
     return kGoOn;
 }
 

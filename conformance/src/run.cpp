@@ -73,14 +73,14 @@ void output_discard(bool shows_trace) {
 [[noreturn]] void child_run(Process which, const Check &check, const Running &running, pid_t group, int own_line) {
     process = which;
     line = own_line;
-    library_path = running.library;
+    library_path = running.path;
     prctl(PR_SET_PDEATHSIG, SIGKILL); // nothing of a check outlives the program
     setpgid(0, group);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     output_discard(running.shows_trace);
-    binding_load(running.library);
+    binding_load(running.path);
     (which == kFirst ? check.run : check.serve)();
     page->finishes[which] = true;
     _exit(0);

@@ -16,9 +16,9 @@ struct Result {
 
 // How all checks are run.
 struct Running {
-    const char *library; // the path of the binding
-    unsigned seconds;    // for a check that does not say otherwise
-    bool shows_trace;    // what the binding writes on standard error is shown
+    const char *path; // of the binding
+    unsigned seconds; // for a check that does not say otherwise
+    bool shows_trace; // what the binding writes on standard error is shown
 };
 
 // False: this machine does not let it (traced on standard error).

@@ -83,7 +83,7 @@ FAULTS = {
     ],
     "lacking": [
         "it lacks variant_toInt32$",
-        "symbols.library",
+        "symbols.imports",
         "variants.empty_numbers",
         "conversions.int32",
         "conversions.left_alone",

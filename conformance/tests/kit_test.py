@@ -148,7 +148,7 @@ class Kit(unittest.TestCase):
         groups = list(dict.fromkeys(name.split(".")[0] for name in identifiers()))
         self.assertEqual(sorted(",".join(steps).split(",")), sorted(groups))
         shown = page.split("```\n$ kex_conformance libkex.so.1\n")[1].split("```")[0]
-        printed = run("--only", "symbols.library", BUS)[1].replace("\n1..1\n", f"\n1..{len(identifiers())}\n")
+        printed = run("--only", "symbols.imports", BUS)[1].replace("\n1..1\n", f"\n1..{len(identifiers())}\n")
         self.assertEqual(shown, printed.split("# 1 checks")[0])
 
 

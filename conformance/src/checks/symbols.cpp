@@ -43,7 +43,7 @@ void trace_zone() {
 }
 
 constexpr Check kChecks[] = {
-    {"symbols.library", kMust, "The library links with these functions undefined.", library_names, nullptr, 0, false},
+    {"symbols.imports", kMust, "The library links with these functions undefined.", library_names, nullptr, 0, false},
     {"symbols.hosts", kMust,
      "A host keeps these calls together in its start-up so that only that file changes with the bus.", host_names,
      nullptr, 0, false},
