@@ -22,7 +22,7 @@ PATIENCE = float(os.environ.get("VOICE_TEST_PATIENCE", "20"))  # seconds that an
 # For plugins that have to find the application again: the 10 s between two attempts become 0.25 s.
 QUICK_RETRY = {"KEX_TIME_FACTOR": "40"}
 # Variables that processes get from outside: what looks into them, and faults on request.
-PASSED_ON = ("ASAN_", "UBSAN_", "LSAN_", "GCOV_", "KEX_")
+PASSED_ON = ("ASAN_", "UBSAN_", "LSAN_", "GCOV_", "KEX_", "LD_LIBRARY_PATH")
 
 
 def default_bin():

@@ -3,6 +3,7 @@
 With media sockets that the application hands over, and with sockets that the plugins open from addresses."""
 
 
+import os
 import signal
 import time
 from functools import partial
@@ -48,7 +49,8 @@ def office(request, system):
     system.form = request.param
     system.environment |= EXACT_HEAP
     system.application = start_application(system, *FORMS[system.form])
-    system.watcher = system.start_watcher()
+    # On a bus without a tap the tests that read what passes are left out: see platform/sdbus/tests.
+    system.watcher = None if os.environ.get("VOICE_TEST_WITHOUT_TAP") else system.start_watcher()
     system.first, system.second = start_telephones(system, *FORMS[system.form])
     system.processes_with_media = [system.application, system.first, system.second]
     before = {process: held(process) for process in system.processes_with_media}

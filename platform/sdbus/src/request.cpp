@@ -1,0 +1,285 @@
+// SPDX-License-Identifier: MIT
+// Requests that leave, what comes back, and waiting for it (kex.h, "Requests and replies").
+#include "bus.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <string.h>
+#include <unordered_map>
+
+using namespace sdbus;
+
+namespace {
+
+constexpr int kLookForStop = 100; // milliseconds of a wait, until it looks whether it is to end
+
+std::unordered_map<uint64_t, request_t *> requests; // those that exist: a handler may destroy its own
+uint64_t last_request = 0;
+
+// A call is: path, function, flags, and named values.
+int call_append(sd_bus_message *message, const request_t &request) {
+    int r = bytes_append(message, request.path);
+    r = r < 0 ? r : bytes_append(message, request.function);
+    r = r < 0 ? r : sd_bus_message_append_basic(message, 'u', &request.flags);
+    r = r < 0 ? r : sd_bus_message_open_container(message, 'a', "(ay(yv))");
+    for (const auto &[name, value] : request.parameters) {
+        r = r < 0 ? r : sd_bus_message_open_container(message, 'r', "ay(yv)");
+        r = r < 0 ? r : bytes_append(message, name);
+        r = r < 0 ? r : value_append(message, &value);
+        r = r < 0 ? r : sd_bus_message_close_container(message);
+    }
+    return r < 0 ? r : sd_bus_message_close_container(message);
+}
+
+size_t call_size(const request_t &request) {
+    size_t size = 128 + request.path.size() + request.function.size();
+    for (const auto &[name, value] : request.parameters)
+        size += name.size() + value_size(&value);
+    return size;
+}
+
+int errors_read(sd_bus_message *message, reply_t &reply) {
+    int r = sd_bus_message_enter_container(message, 'a', "(uayay)");
+    while (r >= 0 && (r = sd_bus_message_at_end(message, 0)) == 0) {
+        uint32_t code = 0;
+        std::string description, info;
+        r = sd_bus_message_enter_container(message, 'r', "uayay");
+        r = r < 0 ? r : sd_bus_message_read_basic(message, 'u', &code);
+        r = r < 0 ? r : bytes_read(message, description);
+        r = r < 0 ? r : bytes_read(message, info);
+        r = r < 0 ? r : sd_bus_message_exit_container(message);
+        if (r >= 0)
+            reply_add(reply, code, description, info);
+    }
+    return r < 0 ? r : sd_bus_message_exit_container(message);
+}
+
+reply_item_t *item_append(reply_t &reply, int32_t type) {
+    reply.items.push_back(std::make_unique<reply_item>());
+    reply_item_t *item = reply.items.back().get();
+    item->reply = &reply;
+    item->index = reply.items.size() - 1;
+    item->type = type;
+    return item;
+}
+
+// Waits until the connection can go on, and not longer.
+void connection_sleep(const Connection &connection, int milliseconds) {
+    const int events = sd_bus_get_events(connection.link);
+    pollfd fds[2] = {{connection.fd, POLLIN, 0}, {connection.out_fd, POLLOUT, 0}};
+    poll(fds, events > 0 && (events & POLLOUT) != 0 ? 2 : 1, milliseconds);
+}
+
+bool has_handler(const request_t &request) {
+    return request.reply_handler != nullptr || request.done_handler != nullptr;
+}
+
+} // namespace
+
+namespace sdbus {
+
+request_t *request_find(uint64_t id) {
+    const auto found = requests.find(id);
+    return found != requests.end() ? found->second : nullptr;
+}
+
+void request_end(uint64_t id) {
+    request_t *request = request_find(id);
+    if (request == nullptr || request->state != request::sent)
+        return;
+    reply_add(request->reply, KEX_ERROR_PEER_CLOSED, "The peer has closed", "");
+    request->state = request::failed;
+    event_push(request->connection->bus, {Event::reply, request->connection, nullptr, id});
+}
+
+// The reply handler for each item and for the end, then the done handler; any of them may destroy the request.
+void request_run_handlers(uint64_t id) {
+    request_t *request = request_find(id);
+    if (request == nullptr)
+        return;
+    for (size_t i = 0; request->reply_handler != nullptr && i < request->reply.items.size(); i++) {
+        request->reply_handler(request, request->reply.items[i].get());
+        if (request_find(id) == nullptr)
+            return;
+    }
+    if (request->reply_handler != nullptr)
+        request->reply_handler(request, nullptr);
+    if (request_find(id) != nullptr && request->done_handler != nullptr)
+        request->done_handler(request);
+}
+
+bool reply_receive(Connection &connection, sd_bus_message *message) {
+    uint64_t cookie = 0;
+    sd_bus_message_get_reply_cookie(message, &cookie);
+    const auto found = connection.pending.find(cookie);
+    if (found == connection.pending.end())
+        return true; // its request has been destroyed
+    const uint64_t id = found->second;
+    connection.pending.erase(found);
+    request_t *request = request_find(id);
+    if (request == nullptr)
+        return true;
+    Value value;
+    if (errors_read(message, request->reply) < 0 || value_read(message, &value) < 0) {
+        request->reply.items.clear();
+        request_end(id);
+        return false;
+    }
+    if (variant_type(&value) != VARIANT_NONE)
+        std::swap(static_cast<variant_t &>(item_append(request->reply, REPLY_ITEM_RETURN_VALUE)->value),
+                  static_cast<variant_t &>(value));
+    request->state = request::answered;
+    connection.received++;
+    event_push(connection.bus, {Event::reply, request->connection, nullptr, id});
+    return true;
+}
+
+void reply_add(reply_t &reply, uint32_t code, const std::string &description, const std::string &info) {
+    if (reply.items.size() >= kMaxErrors)
+        return;
+    reply_item_t *item = item_append(reply, REPLY_ITEM_ERROR);
+    item->code = code;
+    item->description = description;
+    item->info = info;
+}
+
+int reply_append(sd_bus_message *message, const reply_t &reply, const variant_t *value) {
+    int r = sd_bus_message_open_container(message, 'a', "(uayay)");
+    for (const std::unique_ptr<reply_item> &item : reply.items) {
+        r = r < 0 ? r : sd_bus_message_open_container(message, 'r', "uayay");
+        r = r < 0 ? r : sd_bus_message_append_basic(message, 'u', &item->code);
+        r = r < 0 ? r : bytes_append(message, item->description);
+        r = r < 0 ? r : bytes_append(message, item->info);
+        r = r < 0 ? r : sd_bus_message_close_container(message);
+    }
+    r = r < 0 ? r : sd_bus_message_close_container(message);
+    return r < 0 ? r : value_append(message, value);
+}
+
+} // namespace sdbus
+
+request_t *request_create_executeFunction(const char *path, const char *function, uint32_t flags) {
+    const bool named = path != nullptr && *path != '\0' && strlen(path) <= kMaxPath && function != nullptr &&
+                       *function != '\0' && strlen(function) <= kMaxPath;
+    if (!named)
+        return nullptr;
+    request_t *request = new request_t{++last_request, path, function, flags, {}};
+    requests[request->id] = request;
+    return request;
+}
+
+int request_addParameter(request_t *r, const char *name, const variant_t *value) {
+    if (r == nullptr || name == nullptr || *name == '\0' || value == nullptr)
+        return 0;
+    value_copy(&r->parameters.emplace_back(name, Value()).second, value);
+    return 1;
+}
+
+void request_setReplyHandler(request_t *r, void (*handler)(request_t *, reply_item_t *)) {
+    if (r != nullptr)
+        r->reply_handler = handler;
+}
+void request_setDoneHandler(request_t *r, void (*handler)(request_t *)) {
+    if (r != nullptr)
+        r->done_handler = handler;
+}
+void request_setData(request_t *r, void *data) {
+    if (r != nullptr)
+        r->data = data;
+}
+void *request_data(request_t *r) {
+    return r != nullptr ? r->data : nullptr;
+}
+uint32_t request_attributes(request_t *r) {
+    return r != nullptr ? r->flags : 0;
+}
+
+reply_t *request_reply(request_t *r) {
+    const bool is_there = r != nullptr && (r->state >= request::answered || r->reply.being_built);
+    return is_there ? &r->reply : nullptr;
+}
+
+void request_destroy(request_t *r) {
+    if (r == nullptr || requests.erase(r->id) == 0) // that of a call which has arrived is the call's
+        return;
+    if (r->state == request::sent) {
+        for (Outgoing &outgoing : r->connection->output) {
+            if (outgoing.request == r->id)
+                outgoing.wants_reply = has_handler(*r);
+        }
+        std::erase_if(r->connection->pending, [r](const auto &entry) { return entry.second == r->id; });
+    }
+    delete r;
+}
+
+int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
+    const ConnectionPointer connection = connection_of(peer);
+    const bool can = bus != nullptr && r != nullptr && request_find(r->id) == r && r->state != request::sent &&
+                     connection != nullptr && !connection->closed && !connection->listener && connection->bus == bus;
+    if (!can || connection->pending.size() + connection->output.size() >= kMaxPending)
+        return 0;
+    const size_t size = call_size(*r);
+    if (connection->output_size + size > kMaxQueuedBytes)
+        return 0;
+    Message message = message_create(*connection, "Call");
+    if (message == nullptr || call_append(message.get(), *r) < 0)
+        return 0;
+    r->reply.items.clear();
+    r->state = request::sent;
+    r->connection = connection;
+    connection_queue(*connection, {std::move(message), r->id, true, size});
+    return 1;
+}
+
+int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
+    if (bus == nullptr || r == nullptr || r->connection == nullptr)
+        return 0;
+    const ConnectionPointer connection = r->connection;
+    uint64_t end = UINT64_MAX;
+    if (timeout != nullptr)
+        end = now() + static_cast<uint64_t>(timeout->tv_sec) * 1'000'000'000 +
+              static_cast<uint64_t>(timeout->tv_usec) * 1000;
+    while (r->state == request::sent && !connection->closed && bus->stopped == 0) {
+        connection_flush(*connection);
+        const bool all = connection_read(connection, kMessagesPerTurn);
+        if (connection->received > kMaxReceived)
+            connection_end(*connection, "it sent too many calls while its reply was waited for");
+        const uint64_t left = end - std::min(end, now());
+        if (r->state != request::sent || connection->closed || left == 0)
+            break;
+        if (all)
+            connection_sleep(*connection, static_cast<int>(std::min<uint64_t>(left / 1'000'000 + 1, kLookForStop)));
+    }
+    turn_wish(bus); // what else was read, is to be run
+    return r->state == request::answered;
+}
+
+reply_item_t *reply_firstItem(reply_t *reply) {
+    return reply != nullptr && !reply->items.empty() ? reply->items.front().get() : nullptr;
+}
+reply_item_t *reply_nextItem(reply_item_t *item) {
+    const bool is_last = item == nullptr || item->index + 1 >= item->reply->items.size();
+    return is_last ? nullptr : item->reply->items[item->index + 1].get();
+}
+int32_t reply_item_type(reply_item_t *item) {
+    return item != nullptr ? item->type : 0;
+}
+uint32_t reply_item_error(reply_item_t *item) {
+    return item != nullptr ? item->code : 0;
+}
+const char *reply_item_errorDescription(reply_item_t *item) {
+    return item != nullptr ? item->description.c_str() : nullptr;
+}
+const char *reply_item_errorInfo(reply_item_t *item) {
+    return item != nullptr ? item->info.c_str() : nullptr;
+}
+const variant_t *reply_item_returnValue(reply_item_t *item) {
+    return item != nullptr && item->type == REPLY_ITEM_RETURN_VALUE ? &item->value : nullptr;
+}
+
+int reply_addError(reply_t *reply, uint32_t code, const char *description, const char *info) {
+    if (reply == nullptr || !reply->being_built || reply->items.size() >= kMaxErrors)
+        return 0;
+    reply_add(*reply, code, description != nullptr ? description : "", info != nullptr ? info : "");
+    return 1;
+}
