@@ -5,8 +5,9 @@ include(CMakePackageConfigHelpers)
 # Paths in debug information are relative to the root of the sources, and programs find the libraries by their own place.
 file(RELATIVE_PATH VOICE_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugin voicectl)
-foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator kex_conformance ${VOICE_PROGRAMS})
-    if(TARGET ${target}) # VOICE_HOSTS and VOICE_TOOL
+foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator voicectl_commands kex_sdbus kex_conformance
+        ${VOICE_PROGRAMS})
+    if(TARGET ${target}) # VOICE_HOSTS, VOICE_TOOL and their like
         target_compile_options(${target} PRIVATE
             -fdebug-prefix-map=${PROJECT_BINARY_DIR}=build -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
     endif()

@@ -103,7 +103,7 @@ class Install(unittest.TestCase):
                 continue
             data = path.read_bytes()
             for place in (SOURCE, BUILD):
-                self.assertNotIn(str(place).encode(), data, f"{path} names {place}")
+                self.assertFalse(str(place).encode() in data, f"{path} names {place}")
             if not is_elf(path):
                 continue
             dynamic = run(READELF, "--dynamic", "--wide", path)
