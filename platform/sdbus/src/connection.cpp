@@ -18,7 +18,7 @@ namespace {
 std::unordered_map<const peer_t *, ConnectionPointer> handles;
 uintptr_t last_handle = 0;
 
-// Whether the other side has closed. From then on it can only be read: a write that failed would make sd-bus close the
+// Whether the peer has closed. From then on it can only be read: a write that failed would make sd-bus close the
 // socket with all that still lies in it unread. So what is written goes nowhere instead.
 void output_look(Connection &connection) {
     pollfd look = {connection.fd, POLLRDHUP, 0};
@@ -41,7 +41,7 @@ void hello_queue(Connection &connection) {
         connection_queue(connection, std::move(outgoing));
 }
 
-// False: this is nothing that the other side of such a connection sends.
+// False: this is nothing that the peer of such a connection sends.
 bool message_take(const ConnectionPointer &connection, Message message) {
     const char *interface = sd_bus_message_get_interface(message.get());
     uint8_t type = 0;
@@ -146,7 +146,7 @@ void connection_end(Connection &connection, const char *why) {
     connection.link = nullptr;
 }
 
-// What is queued leaves as far as the other side reads.
+// What is queued leaves as far as the peer reads.
 void connection_flush(Connection &connection) {
     if (connection.closed || sd_bus_is_ready(connection.link) <= 0)
         return;

@@ -71,7 +71,7 @@ void connections_read(kex_t *bus) {
     }
 }
 
-// Sends, and sleeps until more can be sent where the other side does not read.
+// Sends, and sleeps until more can be sent where the peer does not read.
 void connections_flush(kex_t *bus) {
     const std::vector<ConnectionPointer> all = bus->connections;
     for (const ConnectionPointer &connection : all) {
