@@ -187,14 +187,14 @@ class Scripts(unittest.TestCase):
 
     # -------------------------------------------------------------------------------------------- Chosen by name
 
-    TESTS = {"unit.A.One": "true", "unit.B.One": "false", "hosts.A.One": "true", "bench.a/One": "true"}
+    TESTS = {"unit.A.One": "true", "unit.B.One": "false", "hosts.A.One": "true", "seeds.a/One": "true"}
 
     def run_chosen(self, *words):
         """./test on a build tree whose tests were built by hand: status, last row, names of those that ran."""
         self.tree.mkdir(exist_ok=True)
         rules = "".join(f"build suite_{name}: phony\n" for name in suites())
         (self.tree / "build.ninja").write_text(f"build all: phony\n{rules}")
-        options = "".join(f"VOICE_{name}:BOOL=ON\n" for name in ("TESTS", "BENCH", "WERROR"))
+        options = "".join(f"VOICE_{name}:BOOL=ON\n" for name in ("TESTS", "WERROR"))
         (self.tree / "CMakeCache.txt").write_text(
             f"{options}CMAKE_GENERATOR:INTERNAL=Ninja\nCMAKE_MAKE_PROGRAM:FILEPATH={shutil.which('ninja')}\n"
             f"CMAKE_PROJECT_NAME:STATIC=voice_plugin\nCMAKE_HOME_DIRECTORY:INTERNAL={ROOT}\n"
@@ -222,9 +222,9 @@ class Scripts(unittest.TestCase):
             (["unit", "-k", "A"], 0, {"unit.A.One"}),
             (["unit", "-k", "t.A"], 0, {"unit.A.One"}),
             (["unit", "-k", "^unit.A.One$"], 0, {"unit.A.One"}),
-            (["unit", "bench", "-k", "[aA]..?One"], 0, {"unit.A.One", "bench.a/One"}),
+            (["unit", "seeds", "-k", "[aA]..?One"], 0, {"unit.A.One", "seeds.a/One"}),
             (["-k", "s.A"], 0, {"hosts.A.One"}),
-            (["bench"], 0, {"bench.a/One"}),
+            (["seeds"], 0, {"seeds.a/One"}),
         ]:
             with self.subTest(words):
                 done, ran = self.run_chosen(*words)
