@@ -42,6 +42,8 @@ from wire import Fd, ONE_WAY, U32
 FIRST_TONE, SECOND_TONE, THIRD_TONE = "400Hz", "600Hz", "640Hz"  # of fxs1 1, fxs2 1, fxs2 2
 FRAME_SAMPLES = 160
 
+WITHOUT_TAP = bool(os.environ.get("VOICE_TEST_WITHOUT_TAP"))
+
 
 @pytest.fixture(params=FORMS)
 def office(request, system):
@@ -50,7 +52,7 @@ def office(request, system):
     system.environment |= EXACT_HEAP
     system.application = start_application(system, *FORMS[system.form])
     # On a bus without a tap the tests that read what passes are left out: see platform/sdbus/tests.
-    system.watcher = None if os.environ.get("VOICE_TEST_WITHOUT_TAP") else system.start_watcher()
+    system.watcher = None if WITHOUT_TAP else system.start_watcher()
     system.first, system.second = start_telephones(system, *FORMS[system.form])
     system.processes_with_media = [system.application, system.first, system.second]
     before = {process: held(process) for process in system.processes_with_media}
@@ -117,11 +119,12 @@ def test_complete_call(office):
     assert media(office.second, 1) == (there, here)
     assert len({here, there}) == 2 and here >= FIRST_PORT and here % 2 == there % 2 == 0
     # Media and, on the next port, control; each in the process that talks and in no other.
-    # A plugin may talk before the bus has closed its copies of what was sent.
     for process, ours, theirs in ((office.first, here, there), (office.second, there, here)):
-        until(
-            f"{process.name} has its sockets", lambda: udp_sockets(process) == [(ours, theirs), (ours + 1, theirs + 1)]
-        )
+        wanted = [(ours, theirs), (ours + 1, theirs + 1)]
+        if WITHOUT_TAP:  # sd-bus keeps what came until the function has returned, and the plugin talks before that
+            until(f"{process.name} has its sockets once", lambda: udp_sockets(process) == wanted)
+        assert udp_sockets(process) == wanted
+    # A plugin may talk before the bus has closed the application's copies of what it was sent.
     until("the application has no socket of the call", lambda: udp_sockets(office.application) == [])
     office.first.expect(f"^1 hears {SECOND_TONE}$")
     office.second.expect(f"^1 hears {FIRST_TONE}$")
