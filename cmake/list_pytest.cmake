@@ -1,5 +1,9 @@
-# Writes LIST, a file for ctest with one test per case that pytest finds in SOURCE. What Python compiles is kept in CACHE: each
-# case is a process of its own.
+# Writes LIST, a file for ctest with one test per case that pytest finds in SOURCE, a process each, in which pytest itself takes a
+# third of a second to begin. So a function with ten cases or more is one test with all of them, but for those whose cases are
+# whole calls. What Python compiles is kept in CACHE.
+set(MANY 10)
+set(LONG_CASES "^(busy_peers|faults)_test")
+
 set(ENV{PYTHONPYCACHEPREFIX} ${CACHE})
 execute_process(COMMAND ${PYTHON} -m pytest --collect-only -q -p no:cacheprovider --rootdir ${SOURCE} ${SOURCE}
     WORKING_DIRECTORY ${SOURCE} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
@@ -12,16 +16,45 @@ string(REGEX MATCHALL "[^\n]+::[^\n]+" cases "${output}")
 if(output MATCHES "\n[^\n[]+\\[[^\n]*[][;][^\n]*\\](\n|$)")
     message(FATAL_ERROR "a test's name has brackets or semicolons in its brackets:\n${CMAKE_MATCH_0}")
 endif()
-set(text "")
+# Each function once, in order, with the number of its cases.
+set(functions "")
 foreach(case IN LISTS cases)
-    string(REGEX REPLACE "^(.*)_test\\.py::test_" "integration.\\1." name "${case}")
+    string(REGEX REPLACE "\\[.*" "" function "${case}")
+    list(APPEND functions "${function}")
+    list(APPEND "cases of ${function}" "${case}")
+endforeach()
+list(REMOVE_DUPLICATES functions)
+
+set(text "")
+# pytest_test(WHAT [PROPERTY VALUE ...]): what pytest runs.
+function(pytest_test what)
+    string(REGEX REPLACE "^(.*)_test\\.py::test_" "integration.\\1." name "${what}")
     string(APPEND text
         "add_test([==[${name}]==] \"${PYTHON}\" -m pytest -q -p no:cacheprovider --tb=short --no-header "
-        "[==[${SOURCE}/${case}]==])\n"
+        "[==[${SOURCE}/${what}]==])\n"
         "set_tests_properties([==[${name}]==] PROPERTIES WORKING_DIRECTORY \"${SOURCE}\" "
-        "SKIP_REGULAR_EXPRESSION \"(^|\n)1 skipped\" ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE}\")\n")
-    if(case MATCHES "^(soak|busy_peers)_test") # the longest begin first, or all others end before them
-        string(APPEND text "set_tests_properties([==[${name}]==] PROPERTIES COST 100)\n")
+        "SKIP_REGULAR_EXPRESSION \"(^|\n)[0-9]+ skipped\" "
+        "ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE}\")\n")
+    if(ARGN)
+        list(JOIN ARGN " " properties)
+        string(APPEND text "set_tests_properties([==[${name}]==] PROPERTIES ${properties})\n")
     endif()
+    set(text "${text}" PARENT_SCOPE)
+endfunction()
+
+# The longest (COST) begin first, or all others end before them.
+foreach(function IN LISTS functions)
+    list(LENGTH "cases of ${function}" count)
+    if(count GREATER_EQUAL MANY AND NOT function MATCHES "${LONG_CASES}")
+        pytest_test("${function}" TIMEOUT 300 COST ${count})
+        continue()
+    endif()
+    set(properties "")
+    if(function MATCHES "^(soak|busy_peers)_test")
+        set(properties COST 100)
+    endif()
+    foreach(case IN LISTS "cases of ${function}")
+        pytest_test("${case}" ${properties})
+    endforeach()
 endforeach()
 file(WRITE ${LIST} "${text}")
