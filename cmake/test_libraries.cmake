@@ -33,10 +33,18 @@ if(NOT CMAKE_CROSSCOMPILING)
 endif()
 
 if(VOICE_TESTS)
-    set(INSTALL_GTEST OFF)
-    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    # One library of one file, unoptimized as the tests are: three quarters of the time that its own four take to compile.
+    set(sources /usr/src/googletest)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/googletest.cpp CONTENT
+        "#include \"src/gtest-all.cc\"\n#include \"src/gmock-all.cc\"\n#include \"src/gmock_main.cc\"\n")
+    find_package(Threads REQUIRED)
+    add_library(googletest STATIC EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/googletest.cpp)
+    target_compile_options(googletest PRIVATE -O0)
+    target_include_directories(googletest PRIVATE ${sources}/googletest ${sources}/googlemock)
+    target_include_directories(googletest SYSTEM PUBLIC ${sources}/googletest/include ${sources}/googlemock/include)
+    target_link_libraries(googletest PUBLIC Threads::Threads)
     foreach(library gtest gtest_main gmock gmock_main)
-        target_compile_options(${library} PRIVATE -O0) # as the tests
+        add_library(GTest::${library} ALIAS googletest)
     endforeach()
 endif()
 
