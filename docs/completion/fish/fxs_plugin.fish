@@ -1,0 +1,15 @@
+# Made by docs/completion.py from what fxs_plugin --help tells.
+complete -c fxs_plugin -f
+complete -c fxs_plugin -l name -x -d 'plugin name, at most 19 characters (fxs1)'
+complete -c fxs_plugin -l stem -x -d 'endpoints are STEM1, STEM2, ..., at most 15 characters each (FXS)'
+complete -c fxs_plugin -l lines -x -d 'telephones, 1 to 32 (2)'
+complete -c fxs_plugin -l codecs -x -a 'PCMA PCMU PCMA,PCMU PCMU,PCMA' -d 'codecs, best first (PCMA,PCMU)'
+complete -c fxs_plugin -l tone -x -d 'what telephone 1 says, each next one 40 Hz more (by the plugin\'s name)'
+complete -c fxs_plugin -l display-wav -x -a '(__fish_complete_directories)' -d 'write each caller display as the sound that goes over the line'
+complete -c fxs_plugin -l display-modem -x -a 'v23 bell202' -d 'its modem: v23 (Europe) or bell202 (v23)'
+complete -c fxs_plugin -l control -r -F -d 'also take commands on a local socket; the end of input then ends nothing'
+complete -c fxs_plugin -l no-stdin -d 'take no commands on standard input'
+complete -c fxs_plugin -l socket -r -F -d 'the bus socket (else $ZIL_VOIP_IPC_SOCKET and $ZIL_VOIP_IPC_SOCKET_URI)'
+complete -c fxs_plugin -l convert-media -d 'addresses travel instead of descriptors; both sides must agree'
+complete -c fxs_plugin -l help -d 'Print a summary and exit'
+complete -c fxs_plugin -l version -d 'Print the version and exit'
