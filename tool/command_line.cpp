@@ -12,6 +12,9 @@
 #include "libvoice_plugin.h"
 #include "options.h"
 #include "params.h"
+#include "stats.h"
+#include "top.h"
+#include "tree.h"
 #include "watch.h"
 
 namespace voicectl {
@@ -24,6 +27,9 @@ Command command_line_read(const std::vector<std::string> &words) {
     watch_add(app, command.run);
     capture_add(app, command.run);
     doctor_add(app, command.run);
+    tree_add(app, command.run);
+    top_add(app, command.run);
+    stats_add(app, command.run);
     ids_add(app, command.run);
     params_add(app, command.run);
     block_add(app, command.run);

@@ -52,19 +52,20 @@ Address address_of(const std::string &socket) {
             "the path is the usual one; --socket or ZIL_VOIP_IPC_SOCKET_URI give another"};
 }
 
-Tap tap_open(const Address &address, std::string &why) {
-    Tap tap(kex_tap_open(address.uri.c_str(), nullptr, 0));
-    const int error = errno;
-    if (tap != nullptr)
-        return tap;
+std::string connection_problem(const Address &address, int error) {
     const std::string_view path = address_path(address.uri);
     // No bus has an address of another form.
     if (path.size() == address.uri.size())
-        why = fmt::format("'{}' is no address: it is written kex://ipc:[PATH]", printable(address.uri));
-    else
-        why = reason(error, printable(path));
-    why += fmt::format(" ({})", address.origin);
-    return nullptr;
+        return fmt::format("'{}' is no address: it is written kex://ipc:[PATH] ({})", printable(address.uri),
+                           address.origin);
+    return fmt::format("{} ({})", reason(error, printable(path)), address.origin);
+}
+
+Tap tap_open(const Address &address, std::string &why) {
+    Tap tap(kex_tap_open(address.uri.c_str(), nullptr, 0));
+    if (tap == nullptr)
+        why = connection_problem(address, errno);
+    return tap;
 }
 
 } // namespace voicectl

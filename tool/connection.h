@@ -23,6 +23,9 @@ Address address_of(const std::string &socket);
 // The path in "kex://ipc:[path]"; an address of another form as it is.
 std::string_view address_path(std::string_view uri);
 
+// Why there is no connection, by its errno: one printable sentence that says what to do.
+std::string connection_problem(const Address &address, int error);
+
 struct CloseTap {
     void operator()(kex_tap_t *tap) const { kex_tap_close(tap); }
 };

@@ -3,17 +3,16 @@
 #include "control_socket.h"
 
 #include "kex_host.h"
+#include "local_socket.h"
 
 #include <errno.h>
-#include <string.h>
+#include <stdio.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kWaiting = 8;             // connections that wait to be taken
 constexpr uint32_t kAcceptAgain = 1000; // ms until a connection is tried again that no descriptor was left for
 
 kex_t *on;
@@ -46,46 +45,11 @@ void accept_client(int fd, void *) {
         accept_later();
 }
 
-// A socket file that nobody listens on is left from a process that was killed: take it over. Anything else stays, also
-// a socket of another kind and one whose listener is too busy to answer.
-bool clear_path(const sockaddr_un *address) {
-    struct stat status;
-    if (lstat(address->sun_path, &status) != 0)
-        return errno == ENOENT;
-    if (!S_ISSOCK(status.st_mode)) {
-        errno = EEXIST;
-        return false;
-    }
-    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (probe < 0)
-        return false;
-    bool alive =
-        connect(probe, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0 || errno != ECONNREFUSED;
-    close(probe);
-    if (alive) {
-        errno = EADDRINUSE;
-        return false;
-    }
-    return unlink(address->sun_path) == 0;
-}
-
 bool listen_at(const char *path) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (strlen(path) >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
+    listener = local_socket_listen(path);
+    if (listener < 0 || !kex_watch(on, listener, nullptr, accept_client))
         return false;
-    }
-    memcpy(address.sun_path, path, strlen(path) + 1);
-    if (!clear_path(&address))
-        return false;
-    listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    mode_t before = umask(0117); // the file must never be open to others, not even for a moment
-    bool bound = listener >= 0 && bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    umask(before);
-    if (!bound || listen(listener, kWaiting) != 0 || !kex_watch(on, listener, nullptr, accept_client))
-        return false;
-    memcpy(listener_path, address.sun_path, sizeof listener_path);
+    snprintf(listener_path, sizeof listener_path, "%s", path);
     return true;
 }
 

@@ -24,7 +24,7 @@ SHARE = STAGE / "share"
 
 # A command line up to where Tab is pressed: what must be offered, and what must not.
 OFFERED = [
-    ("voicectl ", {"watch", "capture", "doctor", "ids", "params", "block"}, {"FXS1", "al_of"}),
+    ("voicectl ", {"watch", "capture", "doctor", "tree", "top", "stats", "ids", "params", "block"}, {"FXS1", "al_of"}),
     ("voicectl wat", {"watch"}, {"capture"}),
     ("voicectl watch --direction ", {"in", "out", "both"}, {"--json"}),
     ("voicectl watch --package ", {"al", "cg", "zil"}, {"al_of"}),

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// Follows a bus and counts what passes.
+#include "bus_follow.h"
+
+#include <chrono>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "common.h"
+#include "text.h"
+#include "traffic.h"
+
+namespace voicectl {
+
+namespace {
+
+// Between two looks at what else there is to do: a bus that never rests must not keep it waiting.
+constexpr int kMostAtOnce = 1000;
+constexpr std::chrono::seconds kMostDraining{1};
+
+class BusFollower {
+public:
+    explicit BusFollower(const Following &following) : following_(following) {}
+
+    int run() {
+        bool was_there = false;
+        while (!following_.limit.reached()) {
+            refused_ = false;
+            std::string why;
+            const Tap tap = tap_open(following_.address, why);
+            if (tap == nullptr && !following_.reconnect) {
+                complain(why);
+                return kFailure;
+            }
+            if (tap != nullptr)
+                follow(*tap);
+            was_there = was_there || tap != nullptr;
+            if (following_.limit.reached() || ended_)
+                break; // what was counted stays as it is
+            traffic_.clear();
+            following_.counts.disconnect();
+            following_.connected = false;
+            if (!following_.reconnect || !following_.turn())
+                break;
+            following_.limit.wait({following_.descriptor}, following_.output, following_.tick);
+        }
+        const bool done = following_.reconnect || (was_there && !refused_);
+        return done && !following_.limit.reader_left() ? kSuccess : kFailure;
+    }
+
+private:
+    void follow(kex_tap_t &tap) {
+        int at_once = 0;
+        while (!following_.limit.reached()) {
+            kex_tap_record_t record{};
+            const int found = ++at_once > kMostAtOnce ? 0 : kex_tap_next(&tap, &record);
+            if (found < 0)
+                break;
+            if (found > 0) {
+                take(record);
+                if (refused_)
+                    return;
+                continue;
+            }
+            if (!following_.turn()) {
+                ended_ = true;
+                return;
+            }
+            const bool more = at_once > kMostAtOnce;
+            at_once = 0;
+            following_.limit.wait({kex_tap_descriptor(&tap), following_.descriptor}, following_.output,
+                                  more ? RunLimit::Tick{0} : following_.tick);
+        }
+        if (following_.limit.reached())
+            drain(tap);
+        else
+            complain("the voice application is gone");
+    }
+
+    // What passed before the end of the run may not have been read yet.
+    void drain(kex_tap_t &tap) {
+        const uint64_t end_ns = now_ns();
+        const auto enough = RunLimit::Clock::now() + kMostDraining;
+        kex_tap_record_t record{};
+        while (RunLimit::Clock::now() < enough && kex_tap_next(&tap, &record) > 0 && record.time_ns <= end_ns)
+            take(record);
+    }
+
+    void take(const kex_tap_record_t &record) {
+        // Not one of those that are watched, but this tap itself.
+        if (record.kind == KEX_TAP_REFUSED && record.from.connection == 0 && record.to.connection == 0) {
+            refused_ = true;
+            if (!told_)
+                complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+            told_ = true; // not at each attempt
+            return;
+        }
+        told_ = false;
+        if (!following_.connected)
+            complain(fmt::format("watching {}", printable(following_.address.uri)));
+        following_.connected = true;
+        if (const std::optional<Step> step = traffic_.next(record))
+            following_.counts.take(*step);
+    }
+
+    const Following &following_;
+    Traffic traffic_;
+    bool refused_ = false; // this tap
+    bool told_ = false;
+    bool ended_ = false; // by its turn
+};
+
+} // namespace
+
+int bus_follow(const Following &following) {
+    return BusFollower(following).run();
+}
+
+} // namespace voicectl
