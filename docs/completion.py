@@ -283,7 +283,8 @@ def fish(command):
             rows.append(" ".join([begin, *names, *value, "-d", fish_quoted(option.help)]))
             if option.repeats and option.values:  # those behind the first one
                 seen = f"__fish_seen_subcommand_from {one.name}; and __fish_contains_opt {fish_names(option)}"
-                rows.append(f"complete -c {command.name} -n '{seen}' -a {fish_quoted(' '.join(option.values))}")
+                further = "-F" if option.values == FILES else f"-a {fish_quoted(' '.join(option.values))}"
+                rows.append(f"complete -c {command.name} -n '{seen}' {further}")
         if one.values:
             kind = "-F" if one.values == FILES else f"-a {fish_quoted(' '.join(one.values))}"
             rows.append(f"{begin} {kind}")

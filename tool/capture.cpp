@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include "capture_file.h"
+#include "capture_from.h"
 #include "capture_media.h"
 #include "capture_record.h"
 #include "common.h"
@@ -42,6 +44,7 @@ struct CaptureOptions {
     bool reconnect = false;
     bool media = false;
     PortRange ports{};
+    std::vector<std::string> media_from;
     uint64_t count = 0; // 0: no limit
     double seconds = 0; // 0: no limit
 };
@@ -82,11 +85,13 @@ public:
         if (options_.media)
             if (const std::string wrong = media_.begin(options_.ports); !wrong.empty())
                 complain(fmt::format("{}: the capture has no sound", wrong));
-        file_.add(capture_head(address_) + media_.head(kMediaInterface), limit_);
+        from_.begin(options_.media_from, now_ns());
+        const uint32_t next_interface = media_.descriptor() >= 0 ? kMediaInterface + 1 : kMediaInterface;
+        file_.add(capture_head(address_) + media_.head(kMediaInterface) + from_.head(next_interface), limit_);
         file_.write(limit_);
         while (follow(tap.get()) && options_.reconnect && !done()) {
             limit_.wait({media_.descriptor()}, file_.descriptor(), kCaptureTick);
-            media_.keep(file_, limit_);
+            sound_keep();
             tap = tap_open(address_, why);
         }
         return finish();
@@ -124,7 +129,7 @@ private:
                 keep(*tap, record);
                 continue;
             }
-            media_.keep(file_, limit_);
+            sound_keep();
             file_.write(limit_);
             if (found < 0) {
                 if (!refused_)
@@ -175,17 +180,26 @@ private:
         ++kept_;
     }
 
+    void sound_keep() {
+        media_.keep(file_, limit_);
+        from_.keep(file_, limit_);
+    }
+
     // The sums, in the file and for people.
     int finish() {
-        media_.keep(file_, limit_);
+        sound_keep();
         const uint64_t end_ns = last_time_ns_ != 0 ? last_time_ns_ : now_ns();
-        file_.add(pcapng::statistics(kBusInterface, end_ns, kept_ + lost_, lost_) + media_.sums(end_ns), limit_);
+        file_.add(pcapng::statistics(kBusInterface, end_ns, kept_ + lost_, lost_) + media_.sums(end_ns) +
+                      from_.sums(end_ns),
+                  limit_);
         file_.write(limit_);
         if (!file_.fault().empty())
             complain(file_.fault());
         complain(fmt::format("{} messages captured, {} copies lost", kept_, lost_));
         if (media_.descriptor() >= 0)
             complain(fmt::format("{} packets of sound captured, {} lost", media_.kept(), media_.lost()));
+        for (const std::string &sentence : from_.sentences())
+            complain(sentence);
         return file_.fault().empty() && !limit_.reader_left() && !refused_ ? kSuccess : kFailure;
     }
 
@@ -194,6 +208,7 @@ private:
     RunLimit limit_;
     CaptureFile file_;
     CaptureMedia media_;
+    CaptureFrom from_;
     CaptureAddresses addresses_;
     uint64_t last_time_ns_ = 0;
     uint64_t kept_ = 0;
@@ -244,6 +259,8 @@ void capture_add(CLI::App &app, std::function<int()> &run) {
     text_option_add(
         command, "-p,--ports", [&options = *options](const std::string &text) { options.ports = ports_read(text); },
         "Its UDP ports; without it 30000-30199, as the voice application has them", "FIRST-LAST");
+    files_option_add(command, "--media-from", options->media_from, CaptureFrom::kMostFiles,
+                     "Sound, too: what plugins write to these files, as it comes");
     command.callback([options, &run] { run = [options] { return capture(*options); }; });
 }
 

@@ -94,6 +94,19 @@ void names_option_add(CLI::App &command, const std::string &name, std::vector<st
     command.add_option_function<std::vector<std::string>>(name, take, help)->option_text("NAME ...");
 }
 
+void files_option_add(CLI::App &command, const std::string &name, std::vector<std::string> &files, size_t most,
+                      const std::string &help) {
+    const auto take = [option = long_name(name), &files, most](const std::vector<std::string> &given) {
+        if (given.size() > most)
+            throw UsageError(fmt::format("{} takes {} files at most", option, most));
+        for (const std::string &one : given)
+            if (one.empty())
+                throw UsageError(option + " wants a file, not an empty name");
+        files = given;
+    };
+    command.add_option_function<std::vector<std::string>>(name, take, help)->option_text("FILE ...");
+}
+
 std::string usage_sentence(const CLI::App &app, const CLI::ParseError &error) {
     const CLI::App *command = chosen_command(app);
     const std::string help =

@@ -47,6 +47,9 @@ void seconds_option_add(CLI::App &command, const std::string &name, double &seco
 // Names add up. One that `check` has a sentence for is wrong; it is empty for the others.
 void names_option_add(CLI::App &command, const std::string &name, std::vector<std::string> &names,
                       const std::string &help, std::string (*check)(const std::string &) = nullptr);
+// Files add up, too.
+void files_option_add(CLI::App &command, const std::string &name, std::vector<std::string> &files, size_t most,
+                      const std::string &help);
 
 template <typename Choice>
 void choice_option_add(CLI::App &command, const std::string &name, Choice &choice, std::vector<Word<Choice>> words,

@@ -17,6 +17,7 @@
 #include "console.h"
 #include "host.h"
 #include "line_plugin.h"
+#include "media_file.h"
 #include "plugin_main.h"
 #include "sound_commands.h"
 #include "telephone.h"
@@ -143,6 +144,8 @@ constexpr plugin_command_t kCommands[] = {
     {},
 };
 
+constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
+
 void handsets_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
     sound_commands_begin(handsets);
@@ -169,6 +172,7 @@ int main(int count, char **words) {
     program.line_word = "handset";
     program.lines = kHandsets;
     program.commands = kCommands;
+    program.options = kOptions;
     program.begin = handsets_begin;
     program.end = sound_commands_end;
     program.status = handsets_status;

@@ -18,6 +18,7 @@
 #include "country_tones.h"
 #include "host.h"
 #include "line_plugin.h"
+#include "media_file.h"
 #include "media_record.h"
 #include "plugin_main.h"
 
@@ -189,6 +190,8 @@ void channels_status(int) {
                 answer("channel %s line=%u %s", one.name, i, audio_text(&one.sound, i));
 }
 
+constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
+
 void channels_begin(int) {
     audio_begin(host_bus(), plugin_name());
     for (uint32_t i = 0; i < kChannels; i++)
@@ -208,6 +211,7 @@ int main(int count, char **words) {
     program.about = "Simulated DSP channels as a voice plugin.";
     program.name = "dsp1";
     program.stem = "DSP";
+    program.options = kOptions;
     program.begin = channels_begin;
     program.status = channels_status;
     program.callbacks = callbacks;

@@ -18,6 +18,7 @@
 #include "console.h"
 #include "country.h"
 #include "host.h"
+#include "media_file.h"
 #include "plugin_main.h"
 #include "sound_commands.h"
 #include "telephone.h"
@@ -177,6 +178,8 @@ constexpr plugin_command_t kCommands[] = {
     {},
 };
 
+constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
+
 void exchange_lines_begin(int lines) {
     audio_begin(host_bus(), plugin_name());
     sound_commands_begin(exchange_lines);
@@ -212,6 +215,7 @@ int main(int count, char **words) {
     program.lines = 1;
     program.most_lines = kMaxLines;
     program.commands = kCommands;
+    program.options = kOptions;
     program.begin = exchange_lines_begin;
     program.end = sound_commands_end;
     program.status = exchange_lines_status;

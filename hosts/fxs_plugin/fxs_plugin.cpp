@@ -23,6 +23,7 @@
 #include "console.h"
 #include "fsk.h"
 #include "host.h"
+#include "media_file.h"
 #include "plugin_main.h"
 #include "sound_commands.h"
 #include "telephone.h"
@@ -152,6 +153,7 @@ constexpr plugin_option_t kOptions[] = {
     {"tone", "HZ", "what telephone 1 says, each next one 40 Hz more (by the plugin's name)", tone_take},
     {"display-wav", "DIR", "write each caller display as the sound that goes over the line", wav_directory_take},
     {"display-modem", "M", "its modem: v23 (Europe) or bell202 (v23)", wav_modem_take},
+    MEDIA_FILE_OPTION,
     {},
 };
 

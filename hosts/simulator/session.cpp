@@ -5,6 +5,7 @@
 #include "clock.h"
 #include "codecs.h"
 #include "kex_host.h"
+#include "media_file.h"
 #include "media_socket.h"
 
 #include <arpa/inet.h>
@@ -35,6 +36,13 @@ uint64_t session_ntp(const media_session *session, uint64_t moment) {
     return session->opened_ntp + ((since / kSecondNs << 32) | (since % kSecondNs << 32) / kSecondNs);
 }
 
+void packet_note(const media_session *session, bool control, bool sent, uint64_t age, const uint8_t *bytes,
+                 size_t size) {
+    const int socket = control ? session->media.control : session->media.media;
+    const media_file_packet packet = {socket, session->who, session_host, control, sent, age};
+    media_file_add(&packet, bytes, size);
+}
+
 // -------------------------------------------------------------------------------------------------------- Receiving
 
 void packet_hear(media_session *session, const rtp_packet *packet, uint64_t arrival) {
@@ -45,6 +53,7 @@ void packet_hear(media_session *session, const rtp_packet *packet, uint64_t arri
 
 void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
     media_session *session = static_cast<media_session *>(userdata);
+    packet_note(session, false, false, age, bytes, size);
     rtp_packet packet;
     const bool good = rtp_read(bytes, size, &packet);
     if (!good || packet.payload_type != session->media.payload_type || !frame_size_is_known(packet.bytes)) {
@@ -69,6 +78,7 @@ void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t 
 
 void report_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
     media_session *session = static_cast<media_session *>(userdata);
+    packet_note(session, true, false, age, bytes, size);
     const uint64_t came = session_ntp(session, sampling_clock_before(age));
     session->counts.rx_reports += rtcp_read(&session->far_end, session->sender.ssrc, came, bytes, size);
 }
@@ -116,7 +126,10 @@ void session_report(media_session *session, bool leaves) {
     session->reported[1] = session->reported[0];
     session->reported[0] = session->sender.packets;
     const uint32_t size = rtcp_write(&report, packet, sizeof packet);
-    session->counts.tx_reports += size > 0 && media_socket_send(session->media.control, packet, size);
+    if (size == 0 || !media_socket_send(session->media.control, packet, size))
+        return;
+    session->counts.tx_reports++;
+    packet_note(session, true, true, 0, packet, size);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Sockets
@@ -156,6 +169,7 @@ const char *media_check(const line_media_t *media, bool socket_needed) {
 void session_begin(kex_t *bus, const char *host) {
     session_bus = bus;
     snprintf(session_host, sizeof session_host, "%s", host);
+    media_file_begin();
 }
 
 const char *session_open(media_session *session, const char *who, const jitter_settings *settings,
@@ -247,6 +261,7 @@ void session_send(media_session *session, uint64_t position, const int16_t *samp
         return;
     }
     note_moment(&session->counts.last_tx_s, &session->counts.last_tx_us);
+    packet_note(session, false, true, 0, packet, size);
 }
 
 void session_skip(media_session *session) {

@@ -37,6 +37,8 @@ OFFERED = [
     ("voicectl capture -o ca", {"calls.pcapng"}, {"other"}),
     ("fxs_plugin --display-modem ", {"v23", "bell202"}, {"--name"}),
     ("fxs_plugin --codecs PCM", {"PCMA", "PCMU"}, set()),
+    ("fxs_plugin --media-file ca", {"calls.pcapng"}, {"other"}),
+    ("voicectl capture --media-from other ca", {"calls.pcapng"}, {"other"}),
     ("fxs_plugin --control ca", {"calls.pcapng"}, {"other"}),
     ("kex_conformance ca", {"calls.pcapng"}, {"--only"}),
 ]

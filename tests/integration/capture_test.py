@@ -65,11 +65,19 @@ def packets(path, writing=False):
     return [body for kind, body in blocks(path, writing) if kind == PACKET]
 
 
+def totals_of(path):
+    """Received and lost of each interface, of the statistics at the end."""
+    found = []
+    for body in [body for kind, body in blocks(path) if kind == STATISTICS]:
+        assert struct.unpack("=HH", body[12:16]) == (RECEIVED, 8) and struct.unpack("=HH", body[24:28]) == (LOST, 8)
+        found.append((struct.unpack("=Q", body[16:24])[0], struct.unpack("=Q", body[28:36])[0]))
+    return found
+
+
 def totals(path):
-    """Received and lost, of the statistics at the end."""
-    [body] = [body for kind, body in blocks(path) if kind == STATISTICS]
-    assert struct.unpack("=HH", body[12:16]) == (RECEIVED, 8) and struct.unpack("=HH", body[24:28]) == (LOST, 8)
-    return struct.unpack("=Q", body[16:24])[0], struct.unpack("=Q", body[28:36])[0]
+    """The same of the only one."""
+    [both] = totals_of(path)
+    return both
 
 
 def lost_before(body):

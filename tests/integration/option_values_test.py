@@ -14,6 +14,7 @@ STATUS = {
     "name": FINE,
     "stem": FINE,
     "socket": FINE,
+    "media-file": FINE,  # a file of that name
     "control": None,  # a socket of that name: the host runs on
     "config": (1,),  # there is no such file
     "lines": (2,),

@@ -2,6 +2,7 @@
 complete -c dect_plugin -f
 complete -c dect_plugin -l name -x -d 'plugin name, at most 19 characters (dect1)'
 complete -c dect_plugin -l stem -x -d 'endpoints are STEM1 and STEM2, at most 15 characters each (DECT)'
+complete -c dect_plugin -l media-file -r -F -d 'write the RTP packets of all lines there, as pcapng'
 complete -c dect_plugin -l control -r -F -d 'also take commands on a local socket; the end of input then ends nothing'
 complete -c dect_plugin -l no-stdin -d 'take no commands on standard input'
 complete -c dect_plugin -l socket -r -F -d 'the bus socket (else $ZIL_VOIP_IPC_SOCKET and $ZIL_VOIP_IPC_SOCKET_URI)'

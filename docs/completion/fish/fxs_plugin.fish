@@ -7,6 +7,7 @@ complete -c fxs_plugin -l codecs -x -a 'PCMA PCMU PCMA,PCMU PCMU,PCMA' -d 'codec
 complete -c fxs_plugin -l tone -x -d 'what telephone 1 says, each next one 40 Hz more (by the plugin\'s name)'
 complete -c fxs_plugin -l display-wav -x -a '(__fish_complete_directories)' -d 'write each caller display as the sound that goes over the line'
 complete -c fxs_plugin -l display-modem -x -a 'v23 bell202' -d 'its modem: v23 (Europe) or bell202 (v23)'
+complete -c fxs_plugin -l media-file -r -F -d 'write the RTP packets of all lines there, as pcapng'
 complete -c fxs_plugin -l control -r -F -d 'also take commands on a local socket; the end of input then ends nothing'
 complete -c fxs_plugin -l no-stdin -d 'take no commands on standard input'
 complete -c fxs_plugin -l socket -r -F -d 'the bus socket (else $ZIL_VOIP_IPC_SOCKET and $ZIL_VOIP_IPC_SOCKET_URI)'

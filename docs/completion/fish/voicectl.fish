@@ -34,6 +34,8 @@ complete -c voicectl -n '__fish_seen_subcommand_from capture' -l for -x -d 'End 
 complete -c voicectl -n '__fish_seen_subcommand_from capture' -s r -l reconnect -d 'Wait for the voice application, also when it goes'
 complete -c voicectl -n '__fish_seen_subcommand_from capture' -s m -l media -d 'Sound, too: RTP and RTCP on this machine (needs CAP_NET_RAW)'
 complete -c voicectl -n '__fish_seen_subcommand_from capture' -s p -l ports -x -d 'Its UDP ports; without it 30000-30199, as the voice application has them'
+complete -c voicectl -n '__fish_seen_subcommand_from capture' -l media-from -r -F -d 'Sound, too: what plugins write to these files, as it comes'
+complete -c voicectl -n '__fish_seen_subcommand_from capture; and __fish_contains_opt media-from' -F
 complete -c voicectl -n '__fish_seen_subcommand_from doctor' -s h -l help -d 'Print this help message and exit'
 complete -c voicectl -n '__fish_seen_subcommand_from doctor' -s s -l socket -r -F -d 'The voice application\'s socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)'
 complete -c voicectl -n '__fish_seen_subcommand_from doctor' -s c -l control -r -F -d 'Its control socket, for what is not on the bus'
