@@ -15,6 +15,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "byte_order.h"
 #include "capture_file.h"
 #include "capture_from.h"
 #include "capture_media.h"
@@ -23,7 +24,6 @@
 #include "connection.h"
 #include "libvoice_plugin.h"
 #include "options.h"
-#include "params_text.h"
 #include "pcapng.h"
 #include "run_limit.h"
 #include "text.h"

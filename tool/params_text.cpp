@@ -2,7 +2,6 @@
 #include "params_text.h"
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cstddef>
 #include <cstring>
@@ -30,7 +29,6 @@ namespace {
 using voice::ValueType;
 
 constexpr size_t kWord = sizeof(uint32_t);
-constexpr size_t kItemHeadBytes = 2 * kWord; // identifier, length
 
 // The words of a record's head in their order; the last one, the length, follows from the items.
 struct HeadWord {
@@ -77,40 +75,6 @@ uint32_t word_get(const Bytes &bytes, size_t at) {
 void word_add(Bytes &bytes, uint32_t word) {
     bytes.resize(bytes.size() + kWord);
     std::memcpy(bytes.data() + bytes.size() - kWord, &word, kWord);
-}
-
-void words_swap(Bytes &bytes, size_t at, size_t end) {
-    for (; at + kWord <= end; at += kWord)
-        std::reverse(bytes.begin() + static_cast<ptrdiff_t>(at), bytes.begin() + static_cast<ptrdiff_t>(at + kWord));
-}
-
-// Whether an item's value is made of words, whose bytes stand in the order of the machine that wrote them.
-bool has_words(uint32_t id) {
-    const libvoice_meaning *row = libvoice_meaning_of(id);
-    const ValueType type = voice::id_value_type(id);
-    return type == ValueType::integer || type == ValueType::boolean ||
-           (type == ValueType::hex && row != nullptr && row->hex == 'w');
-}
-
-// A record of the other byte order becomes one of this machine's, or the reverse. Past what can be walked it stays as it
-// is.
-void order_change(ParamsForm form, Bytes &bytes, bool from_here) {
-    size_t at = std::min(head_bytes(form), bytes.size());
-    words_swap(bytes, 0, at);
-    while (bytes.size() - at >= kItemHeadBytes) {
-        const Bytes before(bytes.begin() + static_cast<ptrdiff_t>(at),
-                           bytes.begin() + static_cast<ptrdiff_t>(at + kItemHeadBytes));
-        words_swap(bytes, at, at + kItemHeadBytes);
-        const uint32_t id = from_here ? word_get(before, 0) : word_get(bytes, at);
-        const uint64_t length = from_here ? word_get(before, kWord) : word_get(bytes, at + kWord);
-        at += kItemHeadBytes;
-        const uint64_t padded = (length + 3) & ~uint64_t{3};
-        if (padded > bytes.size() - at)
-            return;
-        if (has_words(id))
-            words_swap(bytes, at, at + length);
-        at += padded;
-    }
 }
 
 // ------------------------------------------------------------------------------------------------ Values as text
@@ -347,15 +311,11 @@ private:
 
 } // namespace
 
-ByteOrder byte_order_here() {
-    return std::endian::native == std::endian::little ? ByteOrder::little : ByteOrder::big;
-}
-
 ParamsRead params_read(ParamsForm form, ByteOrder order, Bytes bytes) {
     if (bytes.size() > kMostParamsBytes)
         return {.problem = fmt::format("{} bytes, a record has {} at most", bytes.size(), kMostParamsBytes)};
     if (order != byte_order_here())
-        order_change(form, bytes, false);
+        order_change(head_bytes(form), bytes, false);
     ParamsRead read;
     if (bytes.size() >= head_bytes(form))
         read.text = head_text(form, bytes);
@@ -394,7 +354,7 @@ ParamsWritten params_write(ParamsForm form, ByteOrder order, std::string_view te
     }
     ParamsWritten written{.bytes = writer.bytes(form)};
     if (order != byte_order_here())
-        order_change(form, written.bytes, true);
+        order_change(head_bytes(form), written.bytes, true);
     return written;
 }
 

@@ -16,17 +16,14 @@
 #include <string>
 #include <string_view>
 
+#include "byte_order.h"
 #include "value.h"
 
 namespace voicectl {
 
 enum class ParamsForm { buffer, signal, event, set };
-enum class ByteOrder { little, big };
 
 constexpr size_t kMostParamsBytes = 96 * 1024; // of a byte array on the bus
-
-// The order of this machine.
-ByteOrder byte_order_here();
 
 struct ParamsRead {
     std::string text{};    // what can be read, a line each

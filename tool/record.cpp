@@ -106,6 +106,10 @@ void items_read(std::span<const uint8_t> buffer, Record &record) {
 
 } // namespace
 
+size_t record_head_bytes(RecordKind kind) {
+    return layout_of(kind).head;
+}
+
 Record record_read(RecordKind kind, std::span<const uint8_t> bytes) {
     const Layout layout = layout_of(kind);
     Record record{.kind = kind};

@@ -3,6 +3,7 @@
 #ifndef VOICECTL_RECORD_H
 #define VOICECTL_RECORD_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -35,6 +36,9 @@ struct Record {
     std::vector<Item> items{};
     std::string fault{}; // why the rest cannot be read; empty: whole
 };
+
+// Bytes in front of its parameter buffer.
+size_t record_head_bytes(RecordKind kind);
 
 // Never reads past the bytes; what is broken is said in `fault`.
 Record record_read(RecordKind kind, std::span<const uint8_t> bytes);

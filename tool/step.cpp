@@ -3,7 +3,9 @@
 #include "step.h"
 
 #include <algorithm>
+#include <iterator>
 
+#include "byte_order.h"
 #include "libvoice_plugin.h"
 
 namespace voicectl {
@@ -111,30 +113,36 @@ std::string end_name(const kex_tap_end_t &end) {
     return std::string(room.substr(0, room.find('\0')));
 }
 
-// Takes apart the record that a call carries, if it carries one.
-void call_record_read(Step &step) {
-    for (const Carrier &carrier : kCarriers) {
-        const Value *value = step_argument(step, carrier.argument);
-        if (value == nullptr || value->type != Value::Type::bytes)
-            continue;
-        step.record = record_read(carrier.kind, value->bytes);
-        step.record_argument = carrier.argument;
-        return;
-    }
-}
-
 // A call has arguments; a reply, and the notice that one is waited for, have a result at most.
 void values_take(Step &step, const kex_tap_record_t &record) {
     if (step.is_call()) {
         for (uint32_t i = 0; i < record.argument_count; ++i)
             step.arguments.push_back({text_or_empty(record.argument_names[i]), value_copy(record.arguments[i])});
-        call_record_read(step);
+        step_record_take(step);
     } else if (record.argument_count > 0 && (step.kind == Step::Kind::reply || step.kind == Step::Kind::waiting)) {
         step.result = value_copy(record.arguments[0]);
     }
 }
 
 } // namespace
+
+void step_record_take(Step &step) {
+    for (Argument &argument : step.arguments) {
+        Value &value = argument.value;
+        if (value.type != Value::Type::bytes)
+            continue;
+        const auto *carrier = std::find_if(std::begin(kCarriers), std::end(kCarriers),
+                                           [&](const Carrier &one) { return one.argument == argument.name; });
+        if (step.other_order && argument.name == "codeclist")
+            words_swap(value.bytes, 0, value.bytes.size());
+        if (carrier == std::end(kCarriers) || step.record)
+            continue;
+        if (step.other_order)
+            order_change(record_head_bytes(carrier->kind), value.bytes, false);
+        step.record = record_read(carrier->kind, value.bytes);
+        step.record_argument = carrier->argument;
+    }
+}
 
 const Value *step_argument(const Step &step, std::string_view name) {
     const auto found = std::find_if(step.arguments.begin(), step.arguments.end(),

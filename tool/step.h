@@ -59,6 +59,8 @@ struct Step {
     std::string text{};                   // why it closed or was refused
     uint32_t lost = 0;
     uint32_t bytes = 0;
+    bool other_order =
+        false; // byte arrays came in the other byte order; those of `arguments` are turned around already
 
     bool is_call() const { return kind == Kind::call || kind == Kind::one_way_call; }
 };
@@ -66,6 +68,8 @@ struct Step {
 // Reads a tap's record. Of the peer it has what the record says, no plugin; of a reply only its result. Empty: a kind
 // that this version does not know.
 std::optional<Step> step_read(const kex_tap_record_t &record);
+// Takes apart the record that a call carries, if it carries one.
+void step_record_take(Step &step);
 // An argument by its name. Null: there is none.
 const Value *step_argument(const Step &step, std::string_view name);
 // The same as text; empty when it is none.

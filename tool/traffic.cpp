@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
+
+#include "byte_order.h"
 
 namespace voicectl {
 
@@ -24,7 +27,10 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
     std::optional<Step> read = step_read(record);
     if (!read)
         return std::nullopt;
-    Step &step = *read;
+    return next(std::move(*read));
+}
+
+Step Traffic::next(Step step) {
     const uint32_t connection = step.peer.connection;
     // A connection that is refused before it has said hello is heard of once and never again.
     const bool is_known = peers_.contains(connection);
@@ -42,7 +48,7 @@ std::optional<Step> Traffic::next(const kex_tap_record_t &record) {
         remember(step);
     if (step.kind == Step::Kind::closed || (step.kind == Step::Kind::refused && !is_known))
         forget(connection);
-    return read;
+    return step;
 }
 
 // Until its reply comes by.
@@ -121,8 +127,11 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
         std::erase_if(endpoints_, [&](const auto &entry) {
             return entry.second.connection == peer.connection && entry.second.name == call.endpoint;
         });
-    if (step.result.type == Value::Type::bytes && call.function == "get")
+    if (step.result.type == Value::Type::bytes && call.function == "get") {
+        if (step.other_order)
+            order_change(record_head_bytes(RecordKind::param_set), step.result.bytes, false);
         step.record = record_read(RecordKind::param_set, step.result.bytes);
+    }
     calls.erase(found);
 }
 

@@ -18,6 +18,8 @@ class Traffic {
 public:
     // Understands the next record. Empty: a kind that this version does not know.
     std::optional<Step> next(const kex_tap_record_t &record);
+    // The same of a step that was read elsewhere, without what only the traffic before tells.
+    Step next(Step step);
     // Calls that have waited for a second at the time given, each named once.
     std::vector<Step> overdue(uint64_t now_ns);
     // Forgets everything: the listener is gone.
