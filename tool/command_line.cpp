@@ -9,6 +9,7 @@
 #include "capture.h"
 #include "doctor.h"
 #include "ids.h"
+#include "ladder.h"
 #include "libvoice_plugin.h"
 #include "options.h"
 #include "params.h"
@@ -26,6 +27,7 @@ Command command_line_read(const std::vector<std::string> &words) {
     app.require_subcommand(1);
     watch_add(app, command.run);
     capture_add(app, command.run);
+    ladder_add(app, command.run);
     doctor_add(app, command.run);
     tree_add(app, command.run);
     top_add(app, command.run);

@@ -1,262 +1,269 @@
 // SPDX-License-Identifier: MIT
-// A line of the ladder. All traffic runs between a peer and the listener: peers and their endpoints stand on the left,
-// the listener on the right, and the arrow tells the direction.
-#include "show.h"
+// The subcommand "ladder": a picture of what passed, from a capture or live.
+#include "ladder.h"
 
-#include <algorithm>
-#include <ctime>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include <fmt/chrono.h>
+#include <CLI/CLI.hpp>
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
-#include "identifier.h"
-#include "layout.h"
-#include "libvoice_plugin.h"
-#include "summary.h"
+#include "capture_reader.h"
+#include "common.h"
+#include "connection.h"
+#include "filter_options.h"
+#include "ladder_feed.h"
+#include "ladder_page.h"
+#include "ladder_svg.h"
+#include "ladder_text.h"
+#include "options.h"
+#include "picture_file.h"
+#include "run_limit.h"
 #include "text.h"
-#include "words.h"
 
 namespace voicectl {
 
 namespace {
 
-constexpr size_t kLane = 14; // a longer name moves its own line only
-constexpr size_t kFullLane = 24;
-constexpr size_t kMostLane = 36;   // a plugin's and an endpoint's longest names, and a blank
-constexpr size_t kIndent = 14;     // of a second row: behind the time
-constexpr size_t kNarrowest = 60;  // on a narrower terminal rows are broken by the terminal
-constexpr size_t kMostReason = 60; // a longer text from another process would hide the rest of its line
-constexpr uint64_t kNsPerMs = 1'000'000;
-constexpr uint64_t kMsPerSecond = 1'000;
-constexpr double kRoundMs = 10; // from here on without fractions
+enum class PictureForm { by_name, html, svg, mermaid, text };
 
-namespace colour_of {
-constexpr const char *kTime = "\x1B[2m";
-constexpr const char *kMeaning = "\x1B[1m";
-constexpr const char *kSignal = "\x1B[36m";
-constexpr const char *kEvent = "\x1B[33m";
-constexpr const char *kGood = "\x1B[32m";
-constexpr const char *kBad = "\x1B[31m";
-} // namespace colour_of
+constexpr RunLimit::Tick kLadderTick{200};
+constexpr std::chrono::seconds kLadderRest{1}; // at the end, for what has passed before
+constexpr size_t kPlainColumns = 120;          // of text that no terminal shows
+constexpr size_t kMostSvgRows = 5000;          // a taller picture is shown by few programs
+constexpr size_t kMostMermaidRows = 1000;
 
-std::string clock_time(uint64_t time_ns) {
-    const uint64_t ms = time_ns / kNsPerMs;
-    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(static_cast<std::time_t>(ms / kMsPerSecond)),
-                       ms % kMsPerSecond);
+struct LadderOptions {
+    std::vector<std::string> files{}; // none: live
+    std::string socket{};
+    std::string target = "-";
+    PictureForm form = PictureForm::by_name;
+    bool force = false;
+    Filter filter{};
+    uint64_t count = 0; // 0: no limit
+    double seconds = 0; // 0: no limit
+};
+
+PictureForm form_by_name(std::string_view target) {
+    constexpr std::pair<std::string_view, PictureForm> kEndings[] = {{".html", PictureForm::html},
+                                                                     {".htm", PictureForm::html},
+                                                                     {".svg", PictureForm::svg},
+                                                                     {".mmd", PictureForm::mermaid}};
+    for (const auto &[ending, form] : kEndings)
+        if (target.ends_with(ending))
+            return form;
+    return PictureForm::text;
 }
 
-std::string duration(uint64_t ns) {
-    const double ms = static_cast<double>(ns) / kNsPerMs;
-    if (ms >= static_cast<double>(kMsPerSecond))
-        return fmt::format("{:.1f} s", ms / static_cast<double>(kMsPerSecond));
-    return ms >= kRoundMs ? fmt::format("{:.0f} ms", ms) : fmt::format("{:.2f} ms", ms);
+std::string title_of(const std::string &path) {
+    return path == "-" ? "standard input" : path.substr(path.rfind('/') + 1);
 }
 
-std::string call_name(const Step &step) {
-    return step.function.empty() ? fmt::format("call {}", step.serial) : printable(step.function);
-}
-
-// Sockets by their number at the sender, "29 31 -".
-std::string sockets_words(const Value &list) {
-    std::string text;
-    for (const Value &item : list.list) {
-        const std::string one = item.type != Value::Type::descriptor ? value_words(item)
-                                : item.number < 0                    ? "-"
-                                                                     : fmt::format("{}", item.number);
-        text += fmt::format("{}{}", text.empty() ? "" : " ", one);
+struct CloseFile {
+    int descriptor;
+    ~CloseFile() {
+        if (descriptor > STDERR_FILENO)
+            close(descriptor);
     }
-    return text;
-}
+};
 
-// What passed, in pieces from left to right.
-class Story {
+// One run of the subcommand.
+class LadderRun {
 public:
-    Story(const Step &step, bool full) : step_(step), full_(full) {}
+    explicit LadderRun(LadderOptions options) : options_(std::move(options)), feed_(options_.filter) {}
 
-    std::vector<Piece> tell() {
-        switch (step_.kind) {
-        case Step::Kind::connected:
-            add(fmt::format("connected, process {}", step_.peer.process_id));
-            break;
-        case Step::Kind::closed:
-        case Step::Kind::refused:
-            tell_end(step_.kind == Step::Kind::closed ? "closed" : "refused");
-            break;
-        case Step::Kind::call:
-        case Step::Kind::one_way_call:
-            add(call_name(step_));
-            if (step_.record)
-                tell_record(*step_.record);
-            tell_arguments();
-            break;
-        case Step::Kind::reply:
-            add(call_name(step_) + " answered");
-            tell_outcome();
-            if (step_.elapsed_ns)
-                add(fmt::format("after {}", duration(*step_.elapsed_ns)));
-            break;
-        case Step::Kind::waiting:
-            add(call_name(step_) + " is waited for", colour_of::kBad);
-            tell_so_far();
-            break;
-        case Step::Kind::still_waiting:
-            add(call_name(step_) + " has no answer yet", colour_of::kBad);
-            tell_so_far();
-            break;
-        case Step::Kind::lost:
-            add(fmt::format("{} records lost: this watcher was too slow", step_.lost), colour_of::kBad);
-            break;
+    int run() {
+        if (options_.target != "-")
+            if (const std::string wrong = picture_target_problem(options_.target, options_.force); !wrong.empty())
+                return fail(wrong);
+        const bool is_whole = options_.files.empty() ? live_read() : capture_read(options_.files.front());
+        LadderModel ladder = feed_.finish(title_);
+        if (ladder.rows.empty()) {
+            if (is_whole)
+                complain(feed_.taken() == 0 ? "there was no message" : "no message is one of those that were chosen");
+            return kFailure;
         }
-        return std::move(pieces_);
+        if (ladder.left_out > 0)
+            complain(fmt::format("{} messages left out: a ladder has {} at most; --endpoint and its like choose",
+                                 ladder.left_out, kMostLadderRows));
+        if (feed_.sound_left_out() > 0)
+            complain(fmt::format("{} packets of sound left out: a ladder has {} streams at most",
+                                 feed_.sound_left_out(), SoundStreams::kMostStreams));
+        const int status = write(ladder);
+        return is_whole ? status : kFailure;
     }
 
 private:
-    void add(const std::string &text, const char *colour = nullptr, size_t blanks = 2) {
-        if (!text.empty())
-            pieces_.push_back({text, colour, blanks});
+    static int fail(const std::string &sentence) {
+        complain(sentence);
+        return kFailure;
     }
 
-    void tell_end(const char *how) {
-        const std::string why = printable(step_.text);
-        add(how, colour_of::kBad);
-        if (!why.empty())
-            add(fmt::format(": {}", full_ ? why : shortened(why, kMostReason)), nullptr, 0);
-    }
+    bool counted_out() const { return options_.count != 0 && feed_.shown() >= options_.count; }
 
-    void tell_so_far() {
-        if (step_.elapsed_ns)
-            add(fmt::format(", {} so far", duration(*step_.elapsed_ns)), nullptr, 0);
-    }
-
-    void tell_record(const Record &record) {
-        const char *colour = record.kind == RecordKind::signal ? colour_of::kSignal : colour_of::kEvent;
-        if (record.identifier) {
-            const char *name = libvoice_param_str(*record.identifier);
-            add(std::string(short_meaning(*record.identifier)), colour_of::kMeaning);
-            add(full_ ? name : voice::name_without_prefix(name), colour);
-            if (record.line != 0)
-                add(fmt::format("line {}", record.line));
-            if (record.stops)
-                add("stops");
+    // Whether all of it was read; else it has been said why not.
+    bool capture_read(const std::string &path) {
+        title_ = title_of(path);
+        const CloseFile file{path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
+        const std::string name = path == "-" ? "standard input" : in_quotes(path);
+        if (file.descriptor < 0) {
+            complain(fmt::format("{} cannot be read: {}", name, std::strerror(errno)));
+            return false;
         }
-        if (record.stream)
-            add(fmt::format("stream {}", *record.stream));
-        if (full_)
-            tell_all_items(record, colour);
-        else
-            for (const std::string &words : items_summary(record))
-                add(words);
-        if (!record.fault.empty())
-            add(fmt::format("broken: {}", record.fault), colour_of::kBad);
+        CaptureReader reader(file.descriptor);
+        CapturedPacket packet;
+        while (!counted_out() && reader.next(packet))
+            feed_.take(packet);
+        if (reader.strange() > 0)
+            complain(fmt::format("{}: {} packets of link type {} left out, captures of the bus have 252", name,
+                                 reader.strange(), reader.strange_link_type()));
+        if (!reader.fault().empty())
+            complain(fmt::format("{}: {}", name, reader.fault()));
+        return reader.fault().empty();
     }
 
-    void tell_all_items(const Record &record, const char *colour) {
-        for (const Item &item : record.items) {
-            // What a signal or event means stands before its name; a parameter's name says it.
-            if (item.value.type == Value::Type::none)
-                if (const std::string_view meaning = short_meaning(item.id); !meaning.empty())
-                    add(std::string(meaning), colour_of::kMeaning);
-            add(item.name, colour);
-            if (const std::string words = item_words(item); !words.empty())
-                add(words, nullptr, 1);
+    bool live_read() {
+        const Address address = address_of(options_.socket);
+        title_ = std::string(address_path(address.uri));
+        RunLimit limit(options_.seconds);
+        std::string why;
+        const Tap tap = tap_open(address, why);
+        if (tap == nullptr) {
+            complain(why);
+            return false;
         }
-    }
-
-    // Arguments besides the record, which has a form of its own.
-    void tell_arguments() {
-        for (const Argument &argument : step_.arguments) {
-            if (argument.name == step_.record_argument || stands_in_lane(argument))
+        bool watching = false;
+        while (!limit.reached() && !counted_out()) {
+            kex_tap_record_t record{};
+            const int found = kex_tap_next(tap.get(), &record);
+            // Not one of those that are watched, but this tap itself.
+            if (found > 0 && record.kind == KEX_TAP_REFUSED && record.from.connection == 0 &&
+                record.to.connection == 0) {
+                complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+                return false;
+            }
+            if (found > 0) {
+                if (!watching && record.kind != KEX_TAP_REFUSED)
+                    complain(fmt::format("watching {}: an interrupt ends it, then the ladder is written",
+                                         printable(address.uri)));
+                watching = true;
+                feed_.take(record);
                 continue;
-            if (full_)
-                add(printable(argument.name) + " " + argument_words(argument));
-            else if (const std::string words = argument_words(argument); !words.empty())
-                add(label(argument.name) + " " + words);
+            }
+            if (found < 0) {
+                complain("the voice application is gone");
+                break;
+            }
+            limit.wait({kex_tap_descriptor(tap.get())}, -1, kLadderTick);
         }
+        if (limit.reached())
+            drain(*tap);
+        return true;
     }
 
-    bool stands_in_lane(const Argument &argument) const {
-        const std::string &text = argument.value.text;
-        if (argument.name == "plugin_name")
-            return text == step_.peer.plugin && !(full_ && step_.function == "register_plugin");
-        if (argument.name == "endpoint_name")
-            return text == step_.endpoint;
-        return !full_ && argument.name == "endpoint_path" && text == step_.peer.plugin + ".EndPoint." + step_.endpoint;
+    // What passed before the end of the run may not have been read yet.
+    void drain(kex_tap_t &tap) {
+        const uint64_t end_ns = now_ns();
+        const auto enough = RunLimit::Clock::now() + kLadderRest;
+        kex_tap_record_t record{};
+        while (!counted_out() && RunLimit::Clock::now() < enough && kex_tap_next(&tap, &record) > 0 &&
+               record.time_ns <= end_ns)
+            feed_.take(record);
     }
 
-    static std::string label(const std::string &name) {
-        constexpr std::pair<std::string_view, const char *> kLabels[] = {
-            {"ep_line_id", "line"},    {"line_id", "line"},       {"ctx_id", "context"},   {"ep_id", "endpoint"},
-            {"stream_id", "stream"},   {"filedesc", "sockets"},   {"codeclist", "codecs"}, {"endpoint_id", "endpoint"},
-            {"endpoint_name", "name"}, {"endpoint_path", "path"},
-        };
-        const auto *found = std::find_if(std::begin(kLabels), std::end(kLabels),
-                                         [&name](const auto &row) { return row.first == name; });
-        return found != std::end(kLabels) ? found->second : printable(name);
+    // At most so many rows; that there are more is said.
+    static size_t limited(const LadderModel &ladder, size_t most, const char *what) {
+        if (ladder.rows.size() > most)
+            complain(fmt::format("{} messages left out: {} has {} at most; --endpoint and its like choose",
+                                 ladder.rows.size() - most, what, most));
+        return most;
     }
 
-    std::string argument_words(const Argument &argument) const {
-        const Value &value = argument.value;
-        if (argument.name == "codeclist" && value.type == Value::Type::bytes)
-            if (std::string codecs = codec_list_words(value.bytes); !codecs.empty())
-                return codecs;
-        if (argument.name == "type" && step_.function == "register_endpoint" && value.type == Value::Type::number)
-            return endpoint_type_words(value.number);
-        if (argument.name == "filedesc" && value.type == Value::Type::list && !full_)
-            return sockets_words(value);
-        return value_words(value);
-    }
-
-    void tell_outcome() {
-        for (const ErrorItem &error : step_.errors)
-            add(fmt::format("error {} \"{}\" \"{}\"", error.code, printable(error.description), printable(error.info)),
-                colour_of::kBad);
-        if (step_.record) {
-            tell_record(*step_.record);
-            return;
+    std::string picture(const LadderModel &ladder) const {
+        switch (options_.form) {
+        case PictureForm::html:
+            return ladder_page(ladder);
+        case PictureForm::svg:
+            return ladder_svg(ladder, limited(ladder, kMostSvgRows, "an SVG picture"));
+        case PictureForm::mermaid:
+            return ladder_mermaid(ladder, limited(ladder, kMostMermaidRows, "a Mermaid diagram"));
+        default:
+            break;
         }
-        if (step_.result.type == Value::Type::none) {
-            if (step_.errors.empty())
-                add("no value");
-            return;
-        }
-        const bool no = step_.result.type == Value::Type::boolean && step_.result.number == 0;
-        add(value_words(step_.result), no || !step_.errors.empty() ? colour_of::kBad : colour_of::kGood);
+        const size_t columns = options_.target == "-" ? terminal_columns() : 0;
+        if (columns != 0 && columns < ladder_text_columns(ladder))
+            complain(fmt::format("{} lanes want {} columns: --endpoint and its like choose, -w FILE.html shows all",
+                                 ladder.lanes.size(), ladder_text_columns(ladder)));
+        return ladder_text(ladder, columns != 0 ? columns : kPlainColumns);
     }
 
-    const Step &step_;
-    bool full_;
-    std::vector<Piece> pieces_;
+    int write(const LadderModel &ladder) const {
+        const std::string text = picture(ladder);
+        if (options_.target == "-")
+            return output_write(text);
+        const std::string wrong = picture_write(options_.target, text, options_.force);
+        return wrong.empty() ? kSuccess : fail(wrong);
+    }
+
+    LadderOptions options_;
+    LadderFeed feed_;
+    std::string title_;
 };
 
-std::string lane_of(const Step &step) {
-    std::string lane = printable(step.peer.name());
-    if (!step.endpoint.empty())
-        lane += fmt::format(" {}", printable(step.endpoint));
-    return lane;
+int ladder_run(LadderOptions options) {
+    if (options.form == PictureForm::by_name)
+        options.form = form_by_name(options.target);
+    const bool is_file = options.form == PictureForm::html || options.form == PictureForm::svg;
+    if (is_file && options.target == "-" && isatty(STDOUT_FILENO) != 0) {
+        complain("standard output is a terminal: -w FILE keeps the picture");
+        return kUsage;
+    }
+    RunLimit::signals_take();
+    return LadderRun(std::move(options)).run();
 }
 
 } // namespace
 
-std::string ladder_line(const Step &step, const Form &form) {
-    std::vector<Piece> pieces{{clock_time(step.time_ns), colour_of::kTime, 0}};
-    const size_t blanks = form.full ? 2 : 1;
-    if (step.kind != Step::Kind::lost) {
-        const std::string lane = form.full ? lane_of(step) : shortened(lane_of(step), kMostLane);
-        const size_t width = form.full ? kFullLane : kLane;
-        const size_t taken = columns_of(lane);
-        pieces.push_back({lane, nullptr, blanks});
-        pieces.push_back({step.towards_listener ? "-->" : "<--", nullptr, (taken < width ? width - taken : 0) + 1});
-        if (form.full)
-            pieces.push_back({printable(step.listener), nullptr, 1});
-    }
-    std::vector<Piece> story = Story(step, form.full).tell();
-    story.front().blanks = step.kind == Step::Kind::lost ? 2 : blanks;
-    pieces.insert(pieces.end(), story.begin(), story.end());
-    if (form.full)
-        return pieces_join(pieces, form.colour);
-    return pieces_lay_out(pieces, {std::max(form.columns, kNarrowest), form.rows, kIndent}, form.colour);
+void ladder_add(CLI::App &app, std::function<int()> &run) {
+    const auto options = std::make_shared<LadderOptions>();
+    CLI::App &command = *app.add_subcommand("ladder", "Draw what passed: lanes, messages, calls with their answers");
+    command.footer("Example: voicectl ladder calls.pcapng -w calls.html\n"
+                   "calls.pcapng is what voicectl capture wrote; without a file the voice application is watched.\n");
+    words_add(command, "FILE|-", options->files, "A capture; - reads standard input; without it live");
+    choice_option_add<PictureForm>(command, "-o,--output", options->form,
+                                   {{"html", PictureForm::html},
+                                    {"svg", PictureForm::svg},
+                                    {"mermaid", PictureForm::mermaid},
+                                    {"text", PictureForm::text}},
+                                   "The form; without it as the name behind --write ends, else text");
+    const auto take = [&options = *options](const std::string &text) {
+        if (text.empty())
+            throw UsageError("--write wants a file or -, not an empty name");
+        options.target = text;
+    };
+    text_option_add(command, "-w,--write", take, "Where to; without it standard output", "FILE|-");
+    command.add_flag("-f,--force", options->force, "Replace a file that is there");
+    filter_options_add(command, options->filter, "--function");
+    path_option_add(command, "-s,--socket", options->socket,
+                    "Live: the voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
+    count_option_add(command, "-n,--count", options->count, "End after so many messages");
+    seconds_option_add(command, "--for", options->seconds, "Live: end after so many seconds");
+    command.callback([options, &run] {
+        if (options->files.size() > 1)
+            throw UsageError("one capture at a time: mergecap joins several");
+        if (!options->files.empty() && (!options->socket.empty() || options->seconds > 0))
+            throw UsageError("--socket and --for are for a live ladder, without a file");
+        run = [options] { return ladder_run(*options); };
+    });
 }
 
 } // namespace voicectl

@@ -18,7 +18,7 @@
 
 #include "common.h"
 #include "connection.h"
-#include "filter.h"
+#include "filter_options.h"
 #include "options.h"
 #include "run_limit.h"
 #include "show.h"
@@ -180,18 +180,9 @@ void watch_add(CLI::App &app, std::function<int()> &run) {
     CLI::App &command =
         *app.add_subcommand("watch", "Show all that passes between the voice application and its plugins");
     command.footer(kEnvironment);
-    Filter &filter = options->filter;
     path_option_add(command, "-s,--socket", options->socket,
                     "The voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
-    names_option_add(command, "-e,--endpoint", filter.endpoints, "Only this endpoint: FXS1, or fxs_a.FXS1");
-    names_option_add(command, "-p,--plugin", filter.plugins, "Only this plugin");
-    names_option_add(command, "-f,--function", filter.functions, "Only calls of this function, and their replies");
-    names_option_add(command, "-k,--package", filter.packages, "Only messages of this package: al, cg, zil ...",
-                     package_problem);
-    choice_option_add<Filter::Direction>(
-        command, "-d,--direction", filter.direction,
-        {{"in", Filter::Direction::in}, {"out", Filter::Direction::out}, {"both", Filter::Direction::both}},
-        "in: what plugins ask; out: what the application asks");
+    filter_options_add(command, options->filter, "-f,--function");
     command.add_flag("-j,--json", options->json, "One JSON object per line");
     command.add_flag("-l,--long", options->full, "Full names and every value, on one line of any length");
     count_option_add(command, "-n,--count", options->count, "End after so many messages");

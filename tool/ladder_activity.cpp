@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "ladder_activity.h"
+
+namespace voicectl {
+
+LadderActivity::LadderActivity(const LadderModel &ladder)
+    : ladder_(ladder), busy_(ladder.lanes.size(), 0), blocked_(ladder.lanes.size(), 0) {}
+
+size_t LadderActivity::process_of(int lane) const {
+    const int owner = ladder_.lanes[static_cast<size_t>(lane)].owner;
+    return static_cast<size_t>(owner >= 0 ? owner : lane);
+}
+
+bool LadderActivity::blocks(size_t row) const {
+    const LadderRow &call = ladder_.rows[row];
+    if (ladder_.is_unanswered(call))
+        return ladder_.rows.back().time_ns - call.time_ns >= kBlockedNs;
+    return call.partner > static_cast<int>(row) &&
+           ladder_.rows[static_cast<size_t>(call.partner)].time_ns - call.time_ns >= kBlockedNs;
+}
+
+void LadderActivity::count(size_t call, int by) {
+    const LadderRow &row = ladder_.rows[call];
+    busy_[process_of(row.to)] += by;
+    if (blocks(call))
+        blocked_[process_of(row.from)] += by;
+}
+
+void LadderActivity::before(size_t row) {
+    const LadderRow &reply = ladder_.rows[row];
+    const bool answers = reply.kind == LadderRow::Kind::reply || reply.kind == LadderRow::Kind::error;
+    if (answers && reply.partner >= 0)
+        count(static_cast<size_t>(reply.partner), -1);
+}
+
+void LadderActivity::after(size_t row) {
+    const LadderRow &call = ladder_.rows[row];
+    const bool calls = call.kind <= LadderRow::Kind::call;
+    if (calls && (call.partner > static_cast<int>(row) || blocks(row)))
+        count(row, 1);
+}
+
+} // namespace voicectl

@@ -1,0 +1,41 @@
+# Makes ladder_page_parts.h of the ladder page's parts: texts of C++, and a policy that lets a browser run this script and use
+# this style, known by their digests, and nothing else.
+
+# base64(result hex): of a digest of 32 bytes. Three digits, 12 bits, are two characters; the last digit stands alone.
+function(base64 result hex)
+    set(characters "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/")
+    set(text "")
+    foreach(at RANGE 0 60 3)
+        string(SUBSTRING "${hex}" ${at} 3 digits)
+        math(EXPR first "0x${digits} >> 6")
+        math(EXPR second "0x${digits} & 63")
+        foreach(place ${first} ${second})
+            string(SUBSTRING "${characters}" ${place} 1 character)
+            string(APPEND text "${character}")
+        endforeach()
+    endforeach()
+    string(SUBSTRING "${hex}" 63 1 digit)
+    math(EXPR last "0x${digit} << 2")
+    string(SUBSTRING "${characters}" ${last} 1 character)
+    set(${result} "${text}${character}=" PARENT_SCOPE)
+endfunction()
+
+# Files one behind the other, as they are, and the digest of them.
+function(ladder_page_part result digest)
+    set(text "")
+    foreach(name ${ARGN})
+        set(path ${CMAKE_CURRENT_SOURCE_DIR}/ladder_page/${name})
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
+        file(READ ${path} one)
+        string(APPEND text "${one}")
+    endforeach()
+    string(SHA256 hex "${text}")
+    base64(sum ${hex})
+    set(${result} "${text}" PARENT_SCOPE)
+    set(${digest} "${sum}" PARENT_SCOPE)
+endfunction()
+
+ladder_page_part(html html_digest page.html)
+ladder_page_part(style style_digest page.css)
+ladder_page_part(script script_digest state.js filter.js draw.js rows.js details.js map.js save.js keys.js start.js)
+configure_file(${CMAKE_CURRENT_SOURCE_DIR}/ladder_page/ladder_page_parts.h.in ladder_page_parts.h @ONLY)
