@@ -1,5 +1,5 @@
 # What an installed tree needs beyond its files: nothing of this machine in them, and two ways for other projects to find
-# them. Components: runtime and development, the library without a bus; bus; conformance; tools; test.
+# them. Components: runtime and development, the library without a bus; bus; sdbus; conformance; tools; test.
 include(CMakePackageConfigHelpers)
 
 # Paths in debug information are relative to the root of the sources, and programs find the libraries by their own place.

@@ -52,7 +52,7 @@ TEST = re.compile(r"\w+_test\.(?!(?:c|cpp|py)$)\w+")
 
 def pages(root):
     found = [root / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md")]
-    found += [root / folder / "README.md" for folder in ("bus", "hosts", "tool")]
+    found += [root / folder / "README.md" for folder in ("bus", "hosts", "tool", "platform/sdbus")]
     found += sorted((root / "docs").rglob("*.md"))
     return [path for path in found if path.exists()]
 

@@ -348,6 +348,7 @@ class Scripts(unittest.TestCase):
                 "fuzz",
                 "sanitizers",
                 "soak",
+                "sdbus",
                 "bench",
             ],
         )
@@ -367,6 +368,23 @@ class Scripts(unittest.TestCase):
             name = file.stem.removesuffix("_test")
             is_named = any(re.search(pattern, f"integration.{name}.x") for pattern in patterns)
             self.assertNotEqual(name in tried, is_named, name)
+
+    def test_what_is_not_run_on_sd_bus_is_there_and_has_a_reason(self):
+        names = []
+        for file in (ROOT / "tests/integration").glob("*_test.*"):
+            begin = "integration." + ("" if file.suffix == ".cpp" else file.stem.removesuffix("_test") + ".")
+            cases = re.findall(r"^def test_(\w+)|^TEST\w*\((\w+), (\w+)\)", file.read_text("utf-8"), re.M)
+            names += [begin + (name or f"{suite}.{case}") for name, suite, case in cases]
+        text = (ROOT / "platform/sdbus/tests/not_run.txt").read_text("utf-8")
+        self.assertLessEqual(text.count("("), 9, "ctest takes no more, and would run everything")
+        for row in (row for row in text.splitlines() if not row.startswith("#")):
+            where, pattern, why = row.split(" | ")
+            self.assertTrue(where == "sdbus" and why.strip(), row)
+            head, _, rest = pattern.partition("(")
+            choices, _, tail = rest.partition(")")
+            for choice in choices.split("|"):
+                one = head + choice + tail
+                self.assertTrue(any(re.search(one, name) for name in names), f"no test is named so: {one}")
 
     def test_one_suite_needs_no_compiler_of_another_target(self):
         _, suite = self.shell("packages build tests")

@@ -17,6 +17,8 @@ import threading
 import time
 from pathlib import Path
 
+# With VOICE_TEST_WITHOUT_TAP set, the bus has no tap: nobody watches what passes, and no peer speaks its packets.
+WITHOUT_TAP = bool(os.environ.get("VOICE_TEST_WITHOUT_TAP"))
 # With VOICE_TEST_LEAVE set, the processes of a system are asked to end before they are ended.
 PATIENCE = float(os.environ.get("VOICE_TEST_PATIENCE", "20"))  # seconds that anything may take
 # For plugins that have to find the application again: the 10 s between two attempts become 0.25 s.

@@ -28,6 +28,7 @@ from staged import (  # noqa: E402
     SOURCE,
     STAGE,  # noqa: E402
     VERSION,
+    WITH_SDBUS,
     clean_environment,
     files,
     install,
@@ -50,7 +51,8 @@ STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 def listed():
     """The rows of files.txt: component and pattern."""
     rows = (Path(__file__).parent / "files.txt").read_text().splitlines()
-    return [row.format(version=VERSION, **FOLDERS).split() for row in rows if row and not row.startswith("#")]
+    rows = [row.format(version=VERSION, **FOLDERS).split() for row in rows if row and not row.startswith("#")]
+    return [row for row in rows if WITH_SDBUS or row[0] != "sdbus"]
 
 
 def is_elf(path):
@@ -162,6 +164,22 @@ class Install(unittest.TestCase):
             table = run(READELF, "--dyn-syms", "--wide", LIB / library).splitlines()
             rows = [row.split() for row in table if re.match(r" *\d+: .* GLOBAL +DEFAULT +(ABS|\d+) ", row)]
             self.assertEqual(sorted(row[7].split("@")[0] for row in rows), sorted(listed_names), package)
+
+    def test_sdbus(self):
+        """The second libkex.so.1 stands beside the first one, under the same name, and its package has all of it."""
+        install(self.folder / "sdbus", "sdbus")
+        found = files(self.folder / "sdbus")
+        self.expect_files(found, [pattern for component, pattern in listed() if component == "sdbus"])
+        library = self.folder / "sdbus" / FOLDERS["lib"] / "voice_plugin" / "sdbus" / "libkex.so.1"
+        self.assertNotEqual(library.parent, self.folder / "sdbus" / FOLDERS["lib"])
+        dynamic = run(READELF, "--dynamic", "--wide", library)
+        self.assertIn("[libkex.so.1]", next(row for row in dynamic.splitlines() if "(SONAME)" in row))
+        self.assertNotRegex(dynamic, r"\((RPATH|RUNPATH)\)")
+        packaged = (SOURCE / "debian" / "libkex-sdbus.install").read_text().split()
+        usual = {FOLDERS["lib"]: "usr/lib/any", FOLDERS["doc"]: "usr/share/doc/voice_plugin"}
+        for path in found:
+            path = next(path.replace(here, there, 1) for here, there in usual.items() if path.startswith(here + "/"))
+            self.assertTrue(any(fnmatch.fnmatchcase(path, pattern) for pattern in packaged), path)
 
     def configure(self, project, build, place=STAGE):
         run(

@@ -15,6 +15,7 @@ LIB, BIN, INCLUDE, MAN = (STAGE / FOLDERS[name] for name in ("lib", "bin", "incl
 HOSTS = ("voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin")
 ON_NO_LIBRARY = "kex_conformance"  # it loads the one that it is told
 PROGRAMS = (*HOSTS, "voicectl", ON_NO_LIBRARY)
+WITH_SDBUS = os.environ.get("VOICE_SDBUS") == "ON"
 PREFIX = "/opt/voice"  # what the installation believes; nothing is ever there
 LIMIT = 100  # seconds for any one command
 

@@ -2,8 +2,6 @@
 """Calls with sound: RTP runs both ways, each party hears the other, counts are true, and nothing is left afterwards.
 With media sockets that the application hands over, and with sockets that the plugins open from addresses."""
 
-
-import os
 import signal
 import time
 from functools import partial
@@ -35,14 +33,12 @@ from media import (
     start_application,
     udp_sockets,
 )
-from processes import until
+from processes import WITHOUT_TAP, until
 from target import struct
 from wire import Fd, ONE_WAY, U32
 
 FIRST_TONE, SECOND_TONE, THIRD_TONE = "400Hz", "600Hz", "640Hz"  # of fxs1 1, fxs2 1, fxs2 2
 FRAME_SAMPLES = 160
-
-WITHOUT_TAP = bool(os.environ.get("VOICE_TEST_WITHOUT_TAP"))
 
 
 @pytest.fixture(params=FORMS)
@@ -51,7 +47,7 @@ def office(request, system):
     system.form = request.param
     system.environment |= EXACT_HEAP
     system.application = start_application(system, *FORMS[system.form])
-    # On a bus without a tap the tests that read what passes are left out: see platform/sdbus/tests.
+    # On a bus without a tap the tests that read what passes are left out: see platform/sdbus/tests/not_run.txt.
     system.watcher = None if WITHOUT_TAP else system.start_watcher()
     system.first, system.second = start_telephones(system, *FORMS[system.form])
     system.processes_with_media = [system.application, system.first, system.second]

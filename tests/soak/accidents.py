@@ -7,6 +7,7 @@ import calls
 from calls import Call
 from actions import Actions
 from lines import INCOMING, PARTNERS, PROGRAMS
+from processes import WITHOUT_TAP
 
 SLOWEST = 0.004  # seconds from a user's step to the kill
 STEADY = ("fxs1", "dect1", "fxo1")  # never killed: what they need must not grow with what others suffer
@@ -105,6 +106,8 @@ class Accidents(Actions):
         return calls.call_from_outside(self.house, line, self.house.line(INCOMING), self.next_number(), False)
 
     def kill_watcher(self):
+        if WITHOUT_TAP:
+            return None
         self.house.end("ladder")
         self.house.start_watcher("ladder")
         return "a watcher is killed, and another one started"

@@ -193,6 +193,8 @@ class Actions:
 
     def mischief(self):
         stranger, word = self.pick(self.strangers), self.pick(MISCHIEF)
+        if stranger is None:
+            return None
         stranger.tell_mischief(word)
         return f"{stranger.name}: {word}"
 

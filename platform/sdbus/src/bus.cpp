@@ -4,6 +4,7 @@
 #include "kex_tap.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,7 +20,6 @@ kex_t *dispatching = nullptr;
 
 namespace {
 
-constexpr size_t kMaxName = 63;
 constexpr unsigned kMaxFactor = 1000000;
 constexpr unsigned kMaxIds = 32;
 
@@ -90,7 +90,8 @@ kex_t *kex_create(const char *process_name) {
     bus->epoll = epoll_create1(EPOLL_CLOEXEC);
     bus->wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     bus->timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    if (bus->epoll < 0 || bus->wake < 0 || bus->timer < 0) {
+    bus->nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (bus->epoll < 0 || bus->wake < 0 || bus->timer < 0 || bus->nowhere < 0) {
         kex_destroy(bus);
         return nullptr;
     }
@@ -125,6 +126,7 @@ void kex_destroy(kex_t *bus) {
     close(bus->epoll);
     close(bus->wake);
     close(bus->timer);
+    close(bus->nowhere);
     delete bus;
 }
 

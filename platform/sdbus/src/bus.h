@@ -8,7 +8,7 @@
 #define SDBUS_BUS_H
 
 #include "base/trace.h" // of the bundled trace service, which this library shares
-#include "value.h"
+#include "wire.h"
 
 #include <functional>
 #include <map>
@@ -33,19 +33,24 @@ namespace sdbus {
 using bus::note; // one trace message of zone KEX
 
 // What is kept for a peer, and how many there may be; the page names each.
-constexpr size_t kMaxQueuedBytes = 1024 * 1024; // to one peer; then kex_sendRequest says no
-constexpr size_t kReplyAllowance = 2;           // replies may fill this many times as much, then the peer goes
-constexpr size_t kMaxPending = 4096;            // requests to one peer without an answer
-constexpr size_t kMaxReceived = 4096;           // calls and replies of one peer that a wait keeps; then it goes
-constexpr int kMessagesPerTurn = 64;            // read from one peer in a turn
-constexpr size_t kMaxPeers = 64;                // connections of a bus
-constexpr size_t kMaxPeersOfProcess = 8;        // of them, that one process has made
+constexpr size_t kMaxQueuedBytes = 1024 * 1024; // of the heap, to one peer; then kex_sendRequest says no
+constexpr size_t kMaxDescriptors =
+    253;                              // likewise: sd-bus sends those of a message at once, and the kernel takes so many
+constexpr size_t kReplyAllowance = 2; // replies may fill this many times as much, then the peer goes
+constexpr size_t kMaxPending = 4096;  // requests to one peer without an answer
+constexpr size_t kMaxReceived = 4096; // calls and replies of one peer that a wait keeps; then it goes
+constexpr int kMessagesPerTurn = 64;  // read from one peer in a turn
+constexpr size_t kMaxPeers = 64;      // connections of a bus
+constexpr size_t kMaxPeersOfProcess = 8; // of them, that one process has made
 constexpr size_t kMaxForeignPeers = 32;  // of them, of users other than root and the own one, without reserved ones
 constexpr unsigned kMaxReservations = 8; // users for whom places are reserved
 constexpr uint64_t kHelloLimit = 10'000'000'000; // a connection that has not said its name by then is closed
 constexpr uint64_t kExitFlushLimit = 1'000'000'000;
 constexpr size_t kMaxPath = 255;
-constexpr size_t kMaxErrors = 64;
+constexpr size_t kMaxArguments = 64; // of a call; one with more is malformed
+constexpr size_t kMaxErrors = 64;    // of a reply; what is more is not kept
+constexpr size_t kMaxName = 63;      // of a process
+constexpr uint64_t kMaxAnswers = 64; // of sd-bus itself to a peer, unread
 
 struct MessageEnd {
     void operator()(sd_bus_message *message) const { sd_bus_message_unref(message); }
@@ -57,16 +62,17 @@ struct Outgoing {
     Message message;
     uint64_t request = 0; // whose call it is; 0: nobody's
     bool wants_reply = false;
-    size_t size = 0;
+    Weight weight;
 };
 
 struct Connection {
     kex_t *bus;
     peer_t *handle; // a number that is never used again: handles of closed peers stay comparable
     sd_bus *link = nullptr;
-    int fd = -1;     // what sd-bus reads from
-    int out_fd = -1; // the same socket, that sd-bus writes to
-    bool closed = false;
+    int fd = -1;         // what sd-bus reads from
+    int out_fd = -1;     // the same socket, that sd-bus writes to
+    bool closed = false; // calls that came before may still have to run, and its close event
+    bool close_told = false;
     bool listener = false; // the handle of what listens; everything else is unset
     bool accepted = false;
     bool greeted = false;
@@ -77,7 +83,7 @@ struct Connection {
     uint64_t deadline = 0; // for the hello
     std::string process_name;
     std::deque<Outgoing> output;
-    size_t output_size = 0;
+    Weight queued = {0, 0};
     std::map<uint64_t, uint64_t> pending; // cookies of calls that left, and their requests
     size_t received = 0;                  // of it, in the bus's queue
     int (*handler)(peer_t *, int, void *) = nullptr;
@@ -118,7 +124,8 @@ Message message_create(Connection &connection, const char *member);
 void call_run(kex_t *bus, Event &event);
 
 bool reply_receive(Connection &connection, sd_bus_message *message); // false: malformed
-int reply_append(sd_bus_message *message, const reply_t &reply, const variant_t *value);
+int reply_write(sd_bus_message *message, const reply_t &reply, const variant_t *value);
+Weight reply_weigh(const reply_t &reply, const variant_t *value);
 void reply_add(reply_t &reply, uint32_t code, const std::string &description, const std::string &info);
 request_t *request_find(uint64_t id);
 void request_end(uint64_t id); // its peer has closed
@@ -185,6 +192,7 @@ struct kex {
     std::string name;
     connection_t listening{this};
     int epoll = -1, wake = -1, timer = -1;
+    int nowhere = -1; // /dev/null: what is written to peers that have gone; lent where the table of descriptors is full
     volatile int stopped = 0;
     unsigned time_factor = 1;
     uint64_t (*clock)(void *) = nullptr;

@@ -2,6 +2,7 @@
 // Calls that arrive: reading them, running their functions, answering (kex.h, "Calls that arrive").
 #include "bus.h"
 
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -13,18 +14,21 @@ constexpr size_t kShortestArray = 1024;
 constexpr size_t kShownName = 65;
 
 int call_read(sd_bus_message *message, request_t &request, Parameters &values) {
-    int r = bytes_read(message, request.path);
-    r = r < 0 ? r : bytes_read(message, request.function);
-    r = r < 0 ? r : sd_bus_message_read_basic(message, 'u', &request.flags);
-    r = r < 0 ? r : sd_bus_message_enter_container(message, 'a', "(ay(yv))");
-    while (r >= 0 && (r = sd_bus_message_at_end(message, 0)) == 0) {
+    Reader reader{message};
+    reader.bytes(request.path);
+    reader.bytes(request.function);
+    reader.number('u', &request.flags);
+    reader.enter('a', "(ay(yv))");
+    while (reader.more()) {
+        if (values.size() >= kMaxArguments)
+            return -E2BIG;
         auto &[name, value] = values.emplace_back();
-        r = sd_bus_message_enter_container(message, 'r', "ay(yv)");
-        r = r < 0 ? r : bytes_read(message, name);
-        r = r < 0 ? r : value_read(message, &value);
-        r = r < 0 ? r : sd_bus_message_exit_container(message);
+        reader.enter('r', "ay(yv)");
+        reader.bytes(name);
+        reader.value(&value);
+        reader.exit();
     }
-    return r;
+    return reader.result;
 }
 
 void call_refuse(function_call_t &call, uint32_t code, const char *description, const std::string &name) {
@@ -66,19 +70,28 @@ void call_run_function(kex_t *bus, function_call_t &call, variant_t *value) {
 }
 
 // Behind whatever the function has sent.
-void call_answer(const function_call_t &call, sd_bus_message *message, const variant_t *value) {
+void call_answer(function_call_t &call, sd_bus_message *message, const variant_t *value) {
+    const Value nothing;
     Connection &connection = *call.connection;
-    sd_bus_message *made = nullptr;
+    reply_t &reply = call.request.reply;
     if (connection.closed || sd_bus_message_get_expect_reply(message) <= 0)
         return;
+    Weight weight = reply_weigh(reply, value);
+    if (weight.bytes > kMaxQueuedBytes || weight.descriptors > kMaxDescriptors) {
+        reply.items.clear();
+        reply_add(reply, KEX_ERROR_TOO_LARGE, "The reply cannot be sent", "it is too large");
+        value = &nothing;
+        weight = Weight();
+    }
+    sd_bus_message *made = nullptr;
     if (sd_bus_message_new_method_return(message, &made) < 0)
         return connection_end(connection, "no reply can be made");
-    Outgoing outgoing{Message(made)};
-    outgoing.size = value_size(value);
-    if (reply_append(made, call.request.reply, value) < 0)
+    Outgoing outgoing{Message(made), 0, false, weight};
+    if (reply_write(made, reply, value) < 0)
         return connection_end(connection, "a reply cannot be written");
     connection_queue(connection, std::move(outgoing));
-    if (connection.output_size > kReplyAllowance * kMaxQueuedBytes)
+    if (connection.queued.bytes > kReplyAllowance * kMaxQueuedBytes ||
+        connection.queued.descriptors > kReplyAllowance * kMaxDescriptors)
         connection_end(connection, "it does not read its replies");
 }
 

@@ -22,38 +22,35 @@ uintptr_t last_handle = 0;
 // socket with all that still lies in it unread. So what is written goes nowhere instead.
 void output_look(Connection &connection) {
     pollfd look = {connection.fd, POLLRDHUP, 0};
-    if (connection.output_discarded || poll(&look, 1, 0) <= 0)
-        return;
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nowhere < 0)
-        return;
-    dup3(nowhere, connection.out_fd, O_CLOEXEC);
-    close(nowhere);
-    connection.output_discarded = true;
+    if (!connection.output_discarded && poll(&look, 1, 0) > 0)
+        connection.output_discarded = dup3(connection.bus->nowhere, connection.out_fd, O_CLOEXEC) >= 0;
 }
 
 void hello_queue(Connection &connection) {
     sd_bus_message *message = nullptr;
     if (sd_bus_message_new_signal(connection.link, &message, "/kex", "kex.Bus", "Hello") < 0)
         return;
-    Outgoing outgoing{Message(message)};
-    if (bytes_append(message, connection.bus->name) >= 0)
-        connection_queue(connection, std::move(outgoing));
+    Writer writer{message};
+    writer.bytes(connection.bus->name);
+    connection_queue(connection, {Message(message), 0, false, {}});
+}
+
+bool hello_take(Connection &connection, sd_bus_message *message) {
+    Reader reader{message};
+    reader.bytes(connection.process_name);
+    connection.greeted = true;
+    return reader.result >= 0 && connection.process_name.size() <= kMaxName;
 }
 
 // False: this is nothing that the peer of such a connection sends.
 bool message_take(const ConnectionPointer &connection, Message message) {
-    const char *interface = sd_bus_message_get_interface(message.get());
     uint8_t type = 0;
     sd_bus_message_get_type(message.get(), &type);
+    if (!connection->greeted)
+        return sd_bus_message_is_signal(message.get(), "kex.Bus", "Hello") > 0 &&
+               hello_take(*connection, message.get());
     if (type == SD_BUS_MESSAGE_METHOD_RETURN)
         return reply_receive(*connection, message.get());
-    if (interface == nullptr || strcmp(interface, "kex.Bus") != 0)
-        return false;
-    if (sd_bus_message_is_signal(message.get(), "kex.Bus", "Hello") > 0) {
-        connection->greeted = true;
-        return bytes_read(message.get(), connection->process_name) >= 0;
-    }
     if (sd_bus_message_is_method_call(message.get(), "kex.Bus", "Call") <= 0)
         return false;
     connection->received++;
@@ -70,9 +67,29 @@ bool connection_step(const ConnectionPointer &connection) {
         connection_end(*connection, nullptr);
         return false;
     }
+    uint64_t answers = 0;
+    sd_bus_get_n_queued_write(connection->link, &answers);
     if (message != nullptr && !message_take(connection, std::move(taken)))
         connection_end(*connection, "it sent what is none of this bus's messages");
+    else if (answers > kMaxAnswers)
+        connection_end(*connection, "it does not read the answers of sd-bus");
     return r > 0 && !connection->closed;
+}
+
+// A bus of sd-bus around both descriptors, which it closes. Negative: why not; they are closed.
+int link_open(const Connection &connection, sd_bus **link) {
+    sd_id128_t id;
+    int r = connection.out_fd < 0 ? -errno : sd_bus_new(link);
+    r = r < 0 ? r : sd_bus_set_fd(*link, connection.fd, connection.out_fd);
+    if (r < 0) {
+        close(connection.fd);
+        close(connection.out_fd);
+        return r;
+    }
+    r = sd_bus_negotiate_fds(*link, 1);
+    if (r >= 0 && connection.accepted)
+        r = sd_id128_randomize(&id) < 0 ? -EIO : sd_bus_set_server(*link, 1, id);
+    return r < 0 ? r : sd_bus_start(*link);
 }
 
 } // namespace
@@ -97,7 +114,7 @@ ConnectionPointer connection_of(const peer_t *handle) {
     return found != handles.end() ? found->second : nullptr;
 }
 
-// The socket is the connection's from now on. Null: sd-bus does not take it.
+// The socket is the connection's from now on. Null, with errno: it is closed.
 ConnectionPointer connection_create(kex_t *bus, int socket, bool accepted) {
     ConnectionPointer connection = std::make_shared<Connection>();
     connection->bus = bus;
@@ -105,18 +122,12 @@ ConnectionPointer connection_create(kex_t *bus, int socket, bool accepted) {
     connection->out_fd = fcntl(socket, F_DUPFD_CLOEXEC, 3);
     connection->accepted = accepted;
     connection->deadline = accepted ? now() + kHelloLimit : 0;
-    sd_id128_t id;
     sd_bus *link = nullptr;
-    int r = sd_bus_new(&link);
-    r = r < 0 ? r : sd_bus_set_fd(link, connection->fd, connection->out_fd);
-    r = r < 0 ? r : sd_bus_negotiate_fds(link, 1);
-    if (r >= 0 && accepted)
-        r = sd_id128_randomize(&id) < 0 ? -EIO : sd_bus_set_server(link, 1, id);
-    r = r < 0 ? r : sd_bus_start(link);
+    const int r = link_open(*connection, &link);
     if (r < 0 || !source_add(bus, socket, EPOLLIN, [bus] { turn_wish(bus); })) {
+        const int error = r < 0 ? -r : errno;
         sd_bus_unref(link);
-        close(socket);
-        close(connection->out_fd);
+        errno = error;
         return nullptr;
     }
     connection->link = link;
@@ -132,7 +143,8 @@ void connection_end(Connection &connection, const char *why) {
         return;
     connection.closed = true;
     if (why != nullptr)
-        note(ZIL_TRACE_WARNING, "process %d: connection closed: %s", static_cast<int>(connection.process), why);
+        bus::note_about(connection.process, ZIL_TRACE_ERROR, "connection to '%s' (process %d) refused: %s",
+                        connection.process_name.c_str(), static_cast<int>(connection.process), why);
     source_remove(connection.bus, connection.fd);
     const ConnectionPointer kept = connection_of(connection.handle);
     for (const auto &[cookie, request] : connection.pending)
@@ -156,7 +168,8 @@ void connection_flush(Connection &connection) {
            sd_bus_get_n_queued_write(connection.link, &queued) >= 0 && queued == 0) {
         Outgoing outgoing = std::move(connection.output.front());
         connection.output.pop_front();
-        connection.output_size -= outgoing.size;
+        connection.queued.bytes -= outgoing.weight.bytes;
+        connection.queued.descriptors -= outgoing.weight.descriptors;
         uint64_t cookie = 0;
         const int r = sd_bus_send(connection.link, outgoing.message.get(), outgoing.wants_reply ? &cookie : nullptr);
         if (request_t *request = request_find(outgoing.request); request != nullptr && outgoing.wants_reply)
@@ -167,7 +180,8 @@ void connection_flush(Connection &connection) {
 }
 
 void connection_queue(Connection &connection, Outgoing outgoing) {
-    connection.output_size += outgoing.size;
+    connection.queued.bytes += outgoing.weight.bytes;
+    connection.queued.descriptors += outgoing.weight.descriptors;
     connection.output.push_back(std::move(outgoing));
     turn_wish(connection.bus);
 }
@@ -195,12 +209,10 @@ using namespace sdbus;
 
 int peer_setEventHandler(peer_t *peer, int event, void *userdata, int (*handler)(peer_t *, int, void *)) {
     const ConnectionPointer connection = connection_of(peer);
-    if (connection == nullptr)
-        return 0; // while calls of a peer that has gone are still to be run, its close event is to come
-    if (event == PEER_EVENT_CLOSED) {
-        connection->handler = handler;
-        connection->userdata = userdata;
-    }
+    if (connection == nullptr || connection->close_told || event != PEER_EVENT_CLOSED)
+        return 0;
+    connection->handler = handler;
+    connection->userdata = userdata;
     return 1;
 }
 

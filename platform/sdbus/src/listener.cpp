@@ -46,12 +46,14 @@ bool path_clear(const char *path, const sockaddr_un &address) {
     return is_dead && unlink(path) == 0;
 }
 
-// Two that begin at once take turns: else each could take the other's socket for a dead one's. It lives no longer than this.
+// Two that begin at once take turns: else each could take the other's socket for a dead one's.
 int path_lock(const char *path) {
     const std::string name = std::string(path) + ".lock";
     const int lock = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (lock >= 0)
         flock(lock, LOCK_EX);
+    else
+        note(ZIL_TRACE_ERROR, "cannot listen on '%s': its lock file cannot be opened: %s", path, strerror(errno));
     return lock;
 }
 
@@ -64,7 +66,7 @@ int listener_bind(kex_t *bus, const char *path, const sockaddr_un &address) {
     umask(before);
     if (listens)
         return listener;
-    note(ZIL_TRACE_ERROR, "cannot listen at %s: %s", path, strerror(errno));
+    note(ZIL_TRACE_ERROR, "cannot listen on '%s': %s", path, strerror(errno));
     close(listener);
     return -1;
 }
@@ -104,24 +106,43 @@ const char *place_refuse(const kex_t *bus, pid_t process, uid_t user) {
     return nullptr;
 }
 
+void newcomer_tell(pid_t process, uid_t user, const char *why) {
+    bus::note_about(process, ZIL_TRACE_WARNING, "process %d of user %u may not connect: %s", static_cast<int>(process),
+                    static_cast<unsigned>(user), why);
+}
+
+// The process has no descriptor left. Who waits to be taken in would wake the loop again and again, so it is closed.
+void newcomer_turn_away(kex_t *bus, int listener) {
+    pid_t process = 0;
+    uid_t user = 0;
+    close(bus->nowhere);
+    const int socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    user_may_connect(bus, socket, &process, &user);
+    newcomer_tell(process, user, strerror(EMFILE));
+    close(socket);
+    bus->nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+}
+
 void listener_accept(kex_t *bus, int listener) {
     for (;;) {
         const int socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (socket < 0 && errno == EMFILE)
+            newcomer_turn_away(bus, listener);
         if (socket < 0)
             return;
         pid_t process = 0;
         uid_t user = 0;
         const bool may = user_may_connect(bus, socket, &process, &user);
-        const char *why = may ? place_refuse(bus, process, user) : "its user is not trusted";
-        if (why != nullptr) {
-            bus::note_about(process, ZIL_TRACE_WARNING, "process %d of user %u may not connect: %s",
-                            static_cast<int>(process), static_cast<unsigned>(user), why);
+        if (const char *why = may ? place_refuse(bus, process, user) : "its user is not trusted"; why != nullptr) {
+            newcomer_tell(process, user, why);
             close(socket);
             continue;
         }
         const ConnectionPointer connection = connection_create(bus, socket, true);
-        if (connection == nullptr)
+        if (connection == nullptr) {
+            newcomer_tell(process, user, strerror(errno));
             continue;
+        }
         connection->process = process;
         connection->user = user;
     }
@@ -151,9 +172,8 @@ peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
         return nullptr;
     kex_t *bus = connection->bus;
     const int lock = path_lock(path);
-    const int listener = path_clear(path, address) ? listener_bind(bus, path, address) : -1;
-    if (lock >= 0)
-        close(lock);
+    const int listener = lock >= 0 && path_clear(path, address) ? listener_bind(bus, path, address) : -1;
+    close(lock);
     if (listener < 0)
         return nullptr;
     source_add(bus, listener, EPOLLIN, [=] { listener_accept(bus, listener); });

@@ -35,6 +35,7 @@ int sources_run(kex_t *bus) {
 }
 
 void closed_run(kex_t *bus, const ConnectionPointer &connection) {
+    connection->close_told = true;
     if (connection->handler != nullptr)
         connection->handler(connection->handle, PEER_EVENT_CLOSED, connection->userdata);
     if (bus->closed_handler != nullptr)

@@ -17,41 +17,45 @@ std::unordered_map<uint64_t, request_t *> requests; // those that exist: a handl
 uint64_t last_request = 0;
 
 // A call is: path, function, flags, and named values.
-int call_append(sd_bus_message *message, const request_t &request) {
-    int r = bytes_append(message, request.path);
-    r = r < 0 ? r : bytes_append(message, request.function);
-    r = r < 0 ? r : sd_bus_message_append_basic(message, 'u', &request.flags);
-    r = r < 0 ? r : sd_bus_message_open_container(message, 'a', "(ay(yv))");
+int call_write(sd_bus_message *message, const request_t &request) {
+    Writer writer{message};
+    writer.bytes(request.path);
+    writer.bytes(request.function);
+    writer.number('u', &request.flags);
+    writer.open('a', "(ay(yv))");
     for (const auto &[name, value] : request.parameters) {
-        r = r < 0 ? r : sd_bus_message_open_container(message, 'r', "ay(yv)");
-        r = r < 0 ? r : bytes_append(message, name);
-        r = r < 0 ? r : value_append(message, &value);
-        r = r < 0 ? r : sd_bus_message_close_container(message);
+        writer.open('r', "ay(yv)");
+        writer.bytes(name);
+        writer.value(&value);
+        writer.close();
     }
-    return r < 0 ? r : sd_bus_message_close_container(message);
+    writer.close();
+    return writer.result;
 }
 
-size_t call_size(const request_t &request) {
-    size_t size = 128 + request.path.size() + request.function.size();
-    for (const auto &[name, value] : request.parameters)
-        size += name.size() + value_size(&value);
-    return size;
+Weight call_weigh(const request_t &request) {
+    Weight weight;
+    weight.bytes += request.path.size() + request.function.size();
+    for (const auto &[name, value] : request.parameters) {
+        weight.bytes += name.size();
+        value_weigh(&value, weight);
+    }
+    return weight;
 }
 
-int errors_read(sd_bus_message *message, reply_t &reply) {
-    int r = sd_bus_message_enter_container(message, 'a', "(uayay)");
-    while (r >= 0 && (r = sd_bus_message_at_end(message, 0)) == 0) {
+void errors_read(Reader &reader, reply_t &reply) {
+    reader.enter('a', "(uayay)");
+    while (reader.more()) {
         uint32_t code = 0;
         std::string description, info;
-        r = sd_bus_message_enter_container(message, 'r', "uayay");
-        r = r < 0 ? r : sd_bus_message_read_basic(message, 'u', &code);
-        r = r < 0 ? r : bytes_read(message, description);
-        r = r < 0 ? r : bytes_read(message, info);
-        r = r < 0 ? r : sd_bus_message_exit_container(message);
-        if (r >= 0)
-            reply_add(reply, code, description, info);
+        reader.enter('r', "uayay");
+        reader.number('u', &code);
+        reader.bytes(description);
+        reader.bytes(info);
+        reader.exit();
+        reply_add(reply, code, description, info);
     }
-    return r < 0 ? r : sd_bus_message_exit_container(message);
+    reader.exit();
 }
 
 reply_item_t *item_append(reply_t &reply, int32_t type) {
@@ -68,6 +72,15 @@ void connection_sleep(const Connection &connection, int milliseconds) {
     const int events = sd_bus_get_events(connection.link);
     pollfd fds[2] = {{connection.fd, POLLIN, 0}, {connection.out_fd, POLLOUT, 0}};
     poll(fds, events > 0 && (events & POLLOUT) != 0 ? 2 : 1, milliseconds);
+}
+
+// Null, or why the peer gets nothing more now.
+const char *room_refuse(const Connection &connection, const Weight &weight) {
+    if (connection.pending.size() + connection.output.size() >= kMaxPending)
+        return "too many requests have no answer";
+    if (connection.queued.bytes + weight.bytes > kMaxQueuedBytes)
+        return "the queue is full";
+    return connection.queued.descriptors + weight.descriptors > kMaxDescriptors ? "too many descriptors" : nullptr;
 }
 
 bool has_handler(const request_t &request) {
@@ -120,7 +133,10 @@ bool reply_receive(Connection &connection, sd_bus_message *message) {
     if (request == nullptr)
         return true;
     Value value;
-    if (errors_read(message, request->reply) < 0 || value_read(message, &value) < 0) {
+    Reader reader{message};
+    errors_read(reader, request->reply);
+    reader.value(&value);
+    if (reader.result < 0) {
         request->reply.items.clear();
         request_end(id);
         return false;
@@ -143,17 +159,27 @@ void reply_add(reply_t &reply, uint32_t code, const std::string &description, co
     item->info = info;
 }
 
-int reply_append(sd_bus_message *message, const reply_t &reply, const variant_t *value) {
-    int r = sd_bus_message_open_container(message, 'a', "(uayay)");
+int reply_write(sd_bus_message *message, const reply_t &reply, const variant_t *value) {
+    Writer writer{message};
+    writer.open('a', "(uayay)");
     for (const std::unique_ptr<reply_item> &item : reply.items) {
-        r = r < 0 ? r : sd_bus_message_open_container(message, 'r', "uayay");
-        r = r < 0 ? r : sd_bus_message_append_basic(message, 'u', &item->code);
-        r = r < 0 ? r : bytes_append(message, item->description);
-        r = r < 0 ? r : bytes_append(message, item->info);
-        r = r < 0 ? r : sd_bus_message_close_container(message);
+        writer.open('r', "uayay");
+        writer.number('u', &item->code);
+        writer.bytes(item->description);
+        writer.bytes(item->info);
+        writer.close();
     }
-    r = r < 0 ? r : sd_bus_message_close_container(message);
-    return r < 0 ? r : value_append(message, value);
+    writer.close();
+    writer.value(value);
+    return writer.result;
+}
+
+Weight reply_weigh(const reply_t &reply, const variant_t *value) {
+    Weight weight;
+    for (const std::unique_ptr<reply_item> &item : reply.items)
+        weight.bytes += item->description.size() + item->info.size();
+    value_weigh(value, weight);
+    return weight;
 }
 
 } // namespace sdbus
@@ -214,20 +240,25 @@ void request_destroy(request_t *r) {
 
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
     const ConnectionPointer connection = connection_of(peer);
-    const bool can = bus != nullptr && r != nullptr && request_find(r->id) == r && r->state != request::sent &&
+    const bool can = bus != nullptr && r != nullptr && request_find(r->id) == r && r->state == request::made &&
                      connection != nullptr && !connection->closed && !connection->listener && connection->bus == bus;
-    if (!can || connection->pending.size() + connection->output.size() >= kMaxPending)
+    if (!can)
         return 0;
-    const size_t size = call_size(*r);
-    if (connection->output_size + size > kMaxQueuedBytes)
-        return 0;
+    const Weight weight = call_weigh(*r);
     Message message = message_create(*connection, "Call");
-    if (message == nullptr || call_append(message.get(), *r) < 0)
+    const char *why = room_refuse(*connection, weight);
+    if (why == nullptr && call_write(message.get(), *r) < 0)
+        why = "it cannot be written";
+    if (why != nullptr) {
+        bus::note_about(connection->process, ZIL_TRACE_WARNING,
+                        "request '%s' of '%s' to '%s' (process %d) not queued: %s", r->function.c_str(),
+                        r->path.c_str(), connection->process_name.c_str(), static_cast<int>(connection->process), why);
         return 0;
+    }
     r->reply.items.clear();
     r->state = request::sent;
     r->connection = connection;
-    connection_queue(*connection, {std::move(message), r->id, true, size});
+    connection_queue(*connection, {std::move(message), r->id, true, weight});
     return 1;
 }
 

@@ -79,15 +79,16 @@ variant_list_t *list_take(variant_list_t *list) {
     return taken;
 }
 
-size_t value_size(const variant_t *v) {
-    size_t size = 16;
-    if (type_has_text(inside(v)->type) && inside(v)->text != nullptr)
-        size += inside(v)->text->size();
-    if (inside(v)->type == VARIANT_LIST && inside(v)->list != nullptr) {
-        for (const variant_t &item : inside(v)->list->items)
-            size += value_size(&item);
+void value_weigh(const variant_t *v, Weight &weight) {
+    const Inside *value = inside(v);
+    weight.bytes += 16;
+    weight.descriptors += value->type == VARIANT_FD && value->number >= 0;
+    if (type_has_text(value->type) && value->text != nullptr)
+        weight.bytes += value->text->size();
+    if (value->type == VARIANT_LIST && value->list != nullptr) {
+        for (const variant_t &item : value->list->items)
+            value_weigh(&item, weight);
     }
-    return size;
 }
 
 } // namespace sdbus

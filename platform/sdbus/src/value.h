@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Values: what stands in the 32 bytes of a variant_t, and how a value travels.
+// Values: what stands in the 32 bytes of a variant_t.
 #ifndef SDBUS_VALUE_H
 #define SDBUS_VALUE_H
 
@@ -7,7 +7,6 @@
 
 #include <deque>
 #include <string>
-#include <systemd/sd-bus.h>
 #include <utility>
 #include <vector>
 
@@ -51,13 +50,13 @@ void value_copy(variant_t *copy, const variant_t *v);
 // A copy of a list that gets its descriptors; the original keeps -1 in their places.
 variant_list_t *list_take(variant_list_t *list);
 void value_set_text(variant_t *v, uint32_t type, const void *data, size_t length);
-size_t value_size(const variant_t *v); // about as many bytes as it takes in a message
 
-// Each answers as sd-bus does: negative for an error.
-int value_append(sd_bus_message *message, const variant_t *v);
-int value_read(sd_bus_message *message, variant_t *v);
-int bytes_append(sd_bus_message *message, const std::string &text);
-int bytes_read(sd_bus_message *message, std::string &text);
+// What a message takes until it has been sent.
+struct Weight {
+    size_t bytes = 1536; // of the heap: what sd-bus keeps for a short one
+    size_t descriptors = 0;
+};
+void value_weigh(const variant_t *v, Weight &weight);
 
 } // namespace sdbus
 

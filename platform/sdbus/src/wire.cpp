@@ -4,7 +4,7 @@
 //     x      numbers, booleans, a descriptor of -1, and no value
 //     h      a descriptor, which sd-bus duplicates when it is appended
 //     a(yv)  a list
-#include "value.h"
+#include "wire.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -13,63 +13,42 @@ namespace sdbus {
 
 namespace {
 
-int content_append(sd_bus_message *message, const Inside *value) {
-    static const std::string kEmpty;
-    switch (value->type) {
-    case VARIANT_TEXT:
-    case VARIANT_BYTES:
-        return bytes_append(message, value->text != nullptr ? *value->text : kEmpty);
-    case VARIANT_LIST: {
-        int r = sd_bus_message_open_container(message, 'a', "(yv)");
-        if (r >= 0 && value->list != nullptr) {
-            for (const variant_t &item : value->list->items) {
-                if ((r = value_append(message, &item)) < 0)
-                    return r;
-            }
-        }
-        return r < 0 ? r : sd_bus_message_close_container(message);
-    }
-    default:
-        if (value->type != VARIANT_FD || value->number < 0)
-            return sd_bus_message_append_basic(message, 'x', &value->number);
-        const int fd = static_cast<int>(value->number);
-        return sd_bus_message_append_basic(message, 'h', &fd);
-    }
+bool is_descriptor(const Inside &value) {
+    return value.type == VARIANT_FD && value.number >= 0;
 }
 
-const char *content_signature(const Inside *value) {
-    switch (value->type) {
-    case VARIANT_TEXT:
-    case VARIANT_BYTES:
+const char *contents_of(uint32_t type, bool is_descriptor) {
+    if (type == VARIANT_TEXT || type == VARIANT_BYTES)
         return "ay";
-    case VARIANT_LIST:
+    if (type == VARIANT_LIST)
         return "a(yv)";
-    default:
-        return value->type == VARIANT_FD && value->number >= 0 ? "h" : "x";
-    }
+    return is_descriptor ? "h" : "x";
 }
 
-int list_read(sd_bus_message *message, variant_t *v) {
-    int r = sd_bus_message_enter_container(message, 'a', "(yv)");
-    while (r >= 0 && (r = sd_bus_message_at_end(message, 0)) == 0) {
-        Value item;
-        if ((r = value_read(message, &item)) < 0)
-            return r;
-        variant_da_list(v)->items.push_back(item);
-        variant_initialize(&item, VARIANT_NONE); // it has moved
-    }
-    return r < 0 ? r : sd_bus_message_exit_container(message);
+// For a reader or a writer.
+template <class Message>
+void list_enter(Message &message) {
+    if (++message.depth > kMaxDepth)
+        message.result = -ELOOP;
 }
 
-// The message closes its descriptors in the end, so that a value has one of its own.
-int descriptor_read(sd_bus_message *message, Inside *value) {
-    int fd;
-    int r = sd_bus_message_read_basic(message, 'h', &fd);
-    if (r < 0)
-        return r;
-    value->number = fcntl(fd, F_DUPFD_CLOEXEC, 3);
-    value->owned = value->number >= 0;
-    return value->number >= 0 ? r : -errno;
+void content_write(Writer &writer, const Inside &value) {
+    if (value.type == VARIANT_TEXT || value.type == VARIANT_BYTES)
+        return writer.bytes(value.text != nullptr ? *value.text : "");
+    if (is_descriptor(value)) {
+        const int fd = static_cast<int>(value.number);
+        return writer.number('h', &fd);
+    }
+    if (value.type != VARIANT_LIST)
+        return writer.number('x', &value.number);
+    list_enter(writer);
+    writer.open('a', "(yv)");
+    if (value.list != nullptr) {
+        for (const variant_t &item : value.list->items)
+            writer.value(&item);
+    }
+    writer.close();
+    writer.depth--;
 }
 
 bool number_fits(uint32_t type, int64_t number) {
@@ -89,75 +68,130 @@ bool number_fits(uint32_t type, int64_t number) {
     }
 }
 
-int number_read(sd_bus_message *message, Inside *value) {
-    int r = sd_bus_message_read_basic(message, 'x', &value->number);
-    if (r < 0 || number_fits(value->type, value->number))
-        return r;
-    value->number = -1; // of a descriptor: nothing is there to be closed
-    return -EBADMSG;
+void number_read(Reader &reader, Inside &value) {
+    int64_t number = 0;
+    reader.number('x', &number);
+    if (reader.result >= 0 && !number_fits(value.type, number))
+        reader.result = -EBADMSG;
+    if (reader.result >= 0)
+        value.number = number;
 }
 
-int content_read(sd_bus_message *message, variant_t *v, const std::string &contents) {
-    Inside *value = inside(v);
-    if (contents == "a(yv)" && value->type == VARIANT_LIST)
-        return list_read(message, v);
-    if (contents == "h" && value->type == VARIANT_FD)
-        return descriptor_read(message, value);
-    if (contents == "x")
-        return number_read(message, value);
-    if (contents != "ay" || (value->type != VARIANT_TEXT && value->type != VARIANT_BYTES))
-        return -EBADMSG;
+// The message closes its descriptors in the end, so a value has one of its own.
+void descriptor_read(Reader &reader, Inside &value) {
+    int fd = -1;
+    reader.number('h', &fd);
+    if (reader.result < 0)
+        return;
+    value.number = fcntl(fd, F_DUPFD_CLOEXEC, 3);
+    value.owned = value.number >= 0;
+    if (value.number < 0)
+        reader.result = -errno;
+}
+
+void text_read(Reader &reader, Inside &value) {
     std::string text;
-    int r = bytes_read(message, text);
-    if (r < 0 || (value->type == VARIANT_TEXT && text.find('\0') != std::string::npos))
-        return r < 0 ? r : -EBADMSG;
-    value->text = new std::string(std::move(text));
-    return r;
+    reader.bytes(text);
+    if (value.type == VARIANT_TEXT && text.find('\0') != std::string::npos)
+        reader.result = -EBADMSG;
+    if (reader.result >= 0)
+        value.text = new std::string(std::move(text));
+}
+
+void list_read(Reader &reader, variant_t *v) {
+    list_enter(reader);
+    reader.enter('a', "(yv)");
+    while (reader.more()) {
+        variant_t &item = variant_da_list(v)->items.emplace_back();
+        variant_initialize(&item, VARIANT_NONE);
+        reader.value(&item);
+    }
+    reader.exit();
+    reader.depth--;
 }
 
 } // namespace
 
-int bytes_append(sd_bus_message *message, const std::string &text) {
-    return sd_bus_message_append_array(message, 'y', text.data(), text.size());
+// ------------------------------------------------------------------------------------------------------- Writing
+
+void Writer::number(char type, const void *value) {
+    result = result < 0 ? result : sd_bus_message_append_basic(message, type, value);
+}
+void Writer::bytes(const std::string &text) {
+    result = result < 0 ? result : sd_bus_message_append_array(message, 'y', text.data(), text.size());
+}
+void Writer::open(char container, const char *contents) {
+    result = result < 0 ? result : sd_bus_message_open_container(message, container, contents);
+}
+void Writer::close() {
+    result = result < 0 ? result : sd_bus_message_close_container(message);
 }
 
-int bytes_read(sd_bus_message *message, std::string &text) {
-    const void *data;
-    size_t size;
-    int r = sd_bus_message_read_array(message, 'y', &data, &size);
-    if (r < 0)
-        return r;
-    if (size > 0)
+void Writer::value(const variant_t *v) {
+    const Inside &value = *inside(v);
+    const uint8_t type = static_cast<uint8_t>(value.type);
+    open('r', "yv");
+    number('y', &type);
+    open('v', contents_of(type, is_descriptor(value)));
+    content_write(*this, value);
+    close();
+    close();
+}
+
+// ------------------------------------------------------------------------------------------------------- Reading
+
+// sd-bus answers 0 at the end of an array, where something was to be read.
+void Reader::number(char type, void *value) {
+    if (result >= 0 && (result = sd_bus_message_read_basic(message, type, value)) == 0)
+        result = -EBADMSG;
+}
+
+void Reader::bytes(std::string &text) {
+    const void *data = nullptr;
+    size_t size = 0;
+    if (result >= 0 && (result = sd_bus_message_read_array(message, 'y', &data, &size)) == 0)
+        result = -EBADMSG;
+    if (result >= 0 && size > 0)
         text.assign(static_cast<const char *>(data), size);
-    return 0;
 }
 
-int value_append(sd_bus_message *message, const variant_t *v) {
-    const Inside *value = inside(v);
-    const uint8_t type = static_cast<uint8_t>(value->type);
-    int r = sd_bus_message_open_container(message, 'r', "yv");
-    r = r < 0 ? r : sd_bus_message_append_basic(message, 'y', &type);
-    r = r < 0 ? r : sd_bus_message_open_container(message, 'v', content_signature(value));
-    r = r < 0 ? r : content_append(message, value);
-    r = r < 0 ? r : sd_bus_message_close_container(message);
-    return r < 0 ? r : sd_bus_message_close_container(message);
+void Reader::enter(char container, const char *contents) {
+    if (result >= 0 && (result = sd_bus_message_enter_container(message, container, contents)) == 0)
+        result = -EBADMSG;
+}
+void Reader::exit() {
+    result = result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
-int value_read(sd_bus_message *message, variant_t *v) {
+bool Reader::more() {
+    const int end = result < 0 ? result : sd_bus_message_at_end(message, 0);
+    result = end < 0 ? end : result;
+    return end == 0;
+}
+
+void Reader::value(variant_t *v) {
     uint8_t type = VARIANT_NONE;
-    const char *contents = nullptr;
-    int r = sd_bus_message_enter_container(message, 'r', "yv");
-    if (r <= 0 || (r = sd_bus_message_read_basic(message, 'y', &type)) < 0)
-        return r < 0 ? r : -EBADMSG;
-    if (variant_initialize(v, type) == 0)
-        return -EBADMSG;
-    if ((r = sd_bus_message_peek_type(message, nullptr, &contents)) <= 0 || contents == nullptr)
-        return r < 0 ? r : -EBADMSG;
-    const std::string signature = contents; // entering does not keep it
-    r = sd_bus_message_enter_container(message, 'v', signature.c_str());
-    r = r < 0 ? r : content_read(message, v, signature);
-    r = r < 0 ? r : sd_bus_message_exit_container(message);
-    return r < 0 ? r : sd_bus_message_exit_container(message);
+    const char *found = nullptr;
+    enter('r', "yv");
+    number('y', &type);
+    if (result < 0 || (result = sd_bus_message_peek_type(message, nullptr, &found)) < 0)
+        return;
+    const std::string contents = found != nullptr ? found : ""; // entering does not keep it
+    if (variant_initialize(v, type) == 0 || contents != contents_of(type, type == VARIANT_FD && contents == "h")) {
+        result = -EBADMSG;
+        return;
+    }
+    enter('v', contents.c_str());
+    if (contents == "ay")
+        text_read(*this, *inside(v));
+    else if (contents == "a(yv)")
+        list_read(*this, v);
+    else if (contents == "h")
+        descriptor_read(*this, *inside(v));
+    else
+        number_read(*this, *inside(v));
+    exit();
+    exit();
 }
 
 } // namespace sdbus
