@@ -154,7 +154,8 @@ void request_destroy(request_t *r);   /**< Allowed inside a handler of r. */
  * function sends to its caller arrives before its reply. The bus has no limit of time for a reply: one that comes after
  * an hour counts.
  * @return no for a null or closed peer, a full queue, a request over the limits, or a descriptor that cannot be
- *         duplicated. After a no, no handler of the request ever runs. A listener is nobody to send to: no
+ *         duplicated. After a no, no handler of the request ever runs. A listener is nobody to send to: no. A request
+ *         that was sent is not sent again: no
  */
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r);
 /**
@@ -240,8 +241,10 @@ peer_t *kex_client_connect(kex_t *bus, const char *uri);
  *         not come: the listener lives as long as its bus
  */
 peer_t *connection_listenOnIPC(connection_t *connection, const char *path);
-/** One handler per event; a later one replaces it. What a handler answers means nothing. The handle of a closed peer
- * still compares equal to what calls gave; every operation on it answers no. @return no for a null or closed peer. */
+/** One handler per event; a later one replaces it. What a handler answers means nothing. A peer whose close event is
+ * still to come takes a handler, although its end is known: calls that it had sent may have to run before. The handle of
+ * a closed peer still compares equal to what calls gave; every operation on it answers no. @return no for a null peer,
+ * for one whose close event has begun, and for another event than PEER_EVENT_CLOSED. */
 int peer_setEventHandler(peer_t *peer, int event, void *userdata,
                          int (*handler)(peer_t *peer, int event, void *userdata));
 

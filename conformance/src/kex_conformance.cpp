@@ -2,6 +2,7 @@
 // Checks that a bus keeps the platform contract (kex.h): each check in processes of its own, so that one that crashes or
 // never comes back has a name, and the others run on.
 #include "expected.h"
+#include "folder.h"
 #include "options.h"
 #include "page.h"
 #include "report.h"
@@ -87,6 +88,7 @@ int main(int argc, char **argv) {
         return kCannot;
     }
     children_signals_hold();
+    folders_sweep();
     Result loaded;
     if (!check_run(kLoading, options.running, loaded))
         return kCannot;

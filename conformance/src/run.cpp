@@ -2,18 +2,16 @@
 // Implements run.h: one process for each side of the check, both in a process group, which is ended as a whole.
 #include "run.h"
 #include "far.h"
+#include "folder.h"
 #include "page.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -28,36 +26,6 @@ struct Child {
     pid_t id; // 0: there is none, or it has ended
     int status;
 };
-
-// ----------------------------------------------------------------------------------------- The folder of a check
-
-// The checks' sockets have to fit into an address.
-constexpr size_t kLongestName = sizeof "/missing/bus" - 1;
-constexpr size_t kLongestFolder = sizeof sockaddr_un{}.sun_path - 1 - kLongestName;
-
-bool folder_make() {
-    const char *parent = getenv("TMPDIR");
-    const int length =
-        snprintf(folder, sizeof folder, "%s/kex-XXXXXX", parent != nullptr && *parent != '\0' ? parent : "/tmp");
-    if (length <= static_cast<int>(kLongestFolder))
-        return mkdtemp(folder) != nullptr;
-    errno = ENAMETOOLONG;
-    return false;
-}
-
-// What a check made there: files, sockets and empty folders.
-void folder_remove() {
-    const int place = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR *entries = place >= 0 ? fdopendir(place) : nullptr;
-    if (entries == nullptr)
-        return;
-    for (const dirent *entry = readdir(entries); entry != nullptr; entry = readdir(entries)) {
-        if (unlinkat(place, entry->d_name, 0) != 0)
-            unlinkat(place, entry->d_name, AT_REMOVEDIR);
-    }
-    closedir(entries);
-    rmdir(folder);
-}
 
 // ----------------------------------------------------------------------------------------- In a process of the check
 

@@ -27,6 +27,7 @@ FAULTS = {
         "closing.own_write_fails_first",
         "closing.at_the_listener",
         "closing.answer_nobody",
+        "closing.watched_late",
     ],
     "deletes_at_once": [
         "gone before",
@@ -72,6 +73,7 @@ FAULTS = {
     "wait_for_ever": [
         "ended after 10 s: the process that listens never came back in kex_waitForReply",
         "functions.outlive_their_caller",
+        "closing.watched_late",
         "closing.wait_fails_at_once",
     ],
     "wait_runs_others": [

@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The command line of kex_conformance, what it prints and how it ends."""
 
+import fcntl
 import os
 import re
 import subprocess
@@ -130,7 +131,7 @@ class Kit(unittest.TestCase):
 
     def test_folder_with_the_longest_name(self):
         """As long as a socket's address lets it be: what fails is the folder, not the bus."""
-        longest = self.folder / ("x" * (107 - len("/kex-XXXXXX/missing/bus") - len(str(self.folder)) - 1))
+        longest = self.folder / ("x" * (107 - len("/kexcheck-XXXXXX/missing/bus") - len(str(self.folder)) - 1))
         longest.mkdir()
         self.assertEqual(run("--only", "listening", BUS, TMPDIR=str(longest))[0], 0)
         status, output, error = run("--only", "bytes.0", BUS, TMPDIR=f"{longest}x")
@@ -140,6 +141,21 @@ class Kit(unittest.TestCase):
     def test_leaves_nothing(self):
         status, _, _ = run("--only", "listening,texts", BUS, TMPDIR=str(self.folder))
         self.assertEqual((status, list(self.folder.iterdir())), (0, []))
+
+    def test_killed_one_leaves_its_folder_to_the_next(self):
+        """But not a folder that is in use, that is new, or that another program has named so."""
+        left, used, new = (self.folder / f"kexcheck-{name * 6}" for name in "abc")
+        other = self.folder / "kexcheck-abcdefg"
+        for folder in (left, used, new, other):
+            (folder / "missing").mkdir(parents=True)
+            (folder / "bus").touch()
+        for folder in (left, used, other):
+            os.utime(folder, (0, 0))
+        holder = os.open(used, os.O_RDONLY)
+        self.addCleanup(os.close, holder)
+        fcntl.flock(holder, fcntl.LOCK_EX)
+        self.assertEqual(run("--only", "bytes.0", BUS, TMPDIR=str(self.folder))[0], 0)
+        self.assertEqual(sorted(self.folder.iterdir()), sorted([used, new, other]))
 
     def test_page(self):
         """The steps of the page prove everything, once; what it shows is what is printed."""

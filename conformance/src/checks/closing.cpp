@@ -210,6 +210,35 @@ void serve_answering_nobody() {
     host_end();
 }
 
+// The caller ends when it is called itself, so the bus knows of it while the first call still runs.
+int watch_after_the_end(function_call_t *call, argument_list_t *, variant_t *) {
+    peer_t *caller = lib.fcall_peer(call);
+    request_t *r = request_make();
+    request_send(caller, r);
+    expect_number("kex_waitForReply", lib.kex_waitForReply(bus, r, nullptr), 0);
+    lib.request_destroy(r);
+    expect(lib.peer_setEventHandler(caller, PEER_EVENT_CLOSED, nullptr, closed_note) != 0,
+           "peer_setEventHandler answers no although the close event is to come");
+    expect_number("close events while a call runs", closes, 0);
+    lib.fcall_destroy(call);
+    return KEX_FUNCTION_DONE;
+}
+
+void vanishes_when_called() {
+    on_run = vanish;
+    call_one_way(far_connect(), "run", 0);
+    turn_until("the call of the other process", [] { return false; });
+}
+
+void serve_watching_late() {
+    on_run = watch_after_the_end;
+    far_listen();
+    turn_until("the close event", [] { return closes > 0; });
+    turn_for(50);
+    expect_number("close events", closes, 1);
+    host_end();
+}
+
 void asks_and_vanishes() {
     peer_t *peer = far_connect();
     request_t *r = request_make();
@@ -229,6 +258,10 @@ constexpr Check kChecks[] = {
     {"closing.own_write_fails_first", kMust, kLast, own_write_fails_first, serve_and_vanish, 0, false},
     {"closing.at_the_listener", kMust, kLast, calls_then_ends, serve_last_and_once, 0, false},
     {"closing.answer_nobody", kMust, kLast, asks_and_vanishes, serve_answering_nobody, 0, false},
+    {"closing.watched_late", kMust,
+     "A peer whose close event is still to come takes a handler, although its end is known: calls that it had sent may "
+     "have to run before.",
+     vanishes_when_called, serve_watching_late, 0, false},
     {"closing.wait_fails_at_once", kMust, "@return no when the time is up or the peer has closed (at once)",
      wait_fails_at_once, serve_vanishing, 0, false},
     {"closing.done_runs_once", kMust, kDone, done_runs_once, serve_vanishing, 0, false},

@@ -180,6 +180,17 @@ void sent_in_turns() {
     saw("the call ran without a wait");
 }
 
+void sent_once() {
+    peer_t *peer = far_connect();
+    request_t *r = request_make();
+    request_send(peer, r);
+    expect_number("kex_sendRequest once more", lib.kex_sendRequest(bus, peer, r), 0);
+    expect(lib.kex_waitForReply(bus, r, nullptr) != 0, "kex_waitForReply answers no");
+    expect_number("kex_sendRequest after the reply", lib.kex_sendRequest(bus, peer, r), 0);
+    lib.request_destroy(r);
+    host_end();
+}
+
 int run_said(function_call_t *call, argument_list_t *, variant_t *) {
     line_say('1');
     lib.fcall_destroy(call);
@@ -221,6 +232,8 @@ constexpr Check kChecks[] = {
     {"requests.after_a_no", kMust, "After a no, no handler of the request ever runs.", after_a_no, nullptr, 0, false},
     {"requests.sent_in_turns", kMust, "It leaves at the next turn of the loop, at a wait, or when enough is queued.",
      sent_in_turns, sent_in_turns_serve, 0, false},
+    {"requests.sent_once", Level::should, "A request that was sent is not sent again: no", sent_once, far_plain, 0,
+     false},
     {"requests.sent_at_the_end", Level::should,
      "Sends what is still queued for at most 1 s, closes every peer, frees everything that belongs to the bus.",
      sent_at_the_end, sent_in_turns_serve, 0, false},
