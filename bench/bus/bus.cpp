@@ -56,6 +56,9 @@ int main(int argc, char **argv) {
     peers.push_back(bundled_bus_peer());
     peers.push_back(raw_peer());
     peers.push_back(sd_bus_peer());
+#ifdef BENCH_SDBUS
+    peers.push_back(sd_bus_binding_peer());
+#endif
 #ifdef BENCH_ALL_PEERS
     peers.push_back(libdbus_peer());
 #endif

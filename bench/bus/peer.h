@@ -46,6 +46,9 @@ public:
 std::unique_ptr<Peer> raw_peer();
 std::unique_ptr<Peer> sd_bus_peer();
 std::unique_ptr<Peer> bundled_bus_peer();
+#ifdef BENCH_SDBUS
+std::unique_ptr<Peer> sd_bus_binding_peer();
+#endif
 #ifdef BENCH_ALL_PEERS
 std::unique_ptr<Peer> libdbus_peer();
 #endif
