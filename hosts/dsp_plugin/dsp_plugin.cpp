@@ -8,7 +8,7 @@
  *     dsp dsp1                         (typed to voice_application: it makes a DSP with two channels and joins them)
  *     channel D1C1 talking line=0 codec=PCMA ports=30000->30002
  *     channel D1C1 plays LIBVOICE_SIGNAL_cg_rt
- *     channel D1C2 hears 700Hz
+ *     channel D1C2 hears 425Hz+500Hz
  *
  * Its objects: <plugin> and <plugin>.EndPoint as every plugin has them, <plugin>.DSPPlugin of class DSPPlugin, below it
  * the template DSP, and in each DSP the template DSP_CHANNEL: dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.D1C1.
@@ -21,6 +21,8 @@
 #include "media_file.h"
 #include "media_record.h"
 #include "plugin_main.h"
+#include "tone_list.h"
+#include "unproved_tones.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -95,29 +97,46 @@ int32_t channel_answer(const char *name, const char *wrong, uint32_t line, int32
 
 // ------------------------------------------------------------------------------------------- Callbacks of a DSP plugin
 
-// A tone of the network sounds with the channel's own, and is heard at the far end of its media.
-void channel_play(channel *one, uint32_t signal, bool stops) {
-    const network_tone tone = network_tone_of(signal);
-    if (tone == TONES)
-        return;
-    const tone_pattern pattern = tone_pattern_read(country_tone(country, tone)->text);
-    if (!stops)
-        tone_player_start(&one->sound.tone, &pattern);
-    else if (one->plays == signal)
-        tone_player_stop(&one->sound.tone);
-    one->plays = signal;
+const char *list_read(libvoice_signal_t *message, tone_pattern *pattern) {
+    voice_tone_t list[kListTones + 1];
+    const voice_params_t params = voice_signal_params(message);
+    uint32_t count = 0;
+    int32_t pause_ms = 0;
+    if (!voice_params_get_tones(params, list, kListTones + 1, &count))
+        return "plays nothing: no tone list";
+    voice_params_get_i32(params, LIBVOICE_PARAM_tonegen_pt_ind, &pause_ms);
+    return tone_list_read(list, count, pause_ms, pattern);
+}
+
+// A tone sounds with the channel's own voice, and is heard at the far end of its media. @return null, or why it cannot
+const char *channel_play(channel *one, libvoice_signal_t *message, const voice_signal_t *head) {
+    tone_pattern pattern = {};
+    const network_tone tone = network_tone_of(head->signal);
+    if (tone != TONES)
+        pattern = tone_pattern_read(country_tone(country, tone)->text);
+    const char *wrong = head->signal == LIBVOICE_SIGNAL_tonegen_pt ? list_read(message, &pattern) : nullptr;
+    if (wrong != nullptr || pattern.count == 0)
+        return wrong;
+    tone_player_start(&one->sound.tone, &pattern);
+    one->plays = head->signal;
+    return nullptr;
 }
 
 int32_t dsp_signal(const char *name, libvoice_signal_t *message) {
     const voice_signal_t head = voice_signal_head(message);
     const bool stops = (head.flags & VOICE_SIGNAL_STOP) != 0;
     channel *one = channel_find(name);
+    const char *wrong = nullptr;
     say("channel %s %s %s", name, stops ? "ends" : "plays", libvoice_param_str(head.signal));
-    if (one != nullptr && head.signal == LIBVOICE_SIGNAL_zil_cancel_all_signals)
+    if (one == nullptr)
+        return 0;
+    if (head.signal == LIBVOICE_SIGNAL_zil_cancel_all_signals || (stops && head.signal == one->plays))
         tone_player_stop(&one->sound.tone);
-    else if (one != nullptr)
-        channel_play(one, head.signal, stops);
-    return 0;
+    else if (!stops)
+        wrong = channel_play(one, message, &head);
+    if (wrong != nullptr)
+        say("channel %s %s", name, wrong);
+    return wrong == nullptr ? 0 : 1;
 }
 
 int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **descriptors, const char *endpoint_path) {
@@ -159,11 +178,7 @@ int32_t dsp_destroy(const char *name, uint32_t line) {
 
 int32_t plugin_init(const char *name) {
     snprintf(country, sizeof country, "%s", name);
-    for (uint32_t i = 0; i < TONES; i++) {
-        const network_tone tone = static_cast<network_tone>(i);
-        if (tone_cell_is_unproved(country_tone(country, tone)))
-            say("unproved: %s tone of %s is %s", network_tone_name(tone), country, country_tone(country, tone)->text);
-    }
+    unproved_tones_say(country);
     say("ready country=%s channels on request", country);
     return 0;
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kTurn = 6.283185307179586;
 constexpr double kFullScale = 22826; // amplitude of a sine of 0 dBm0: the loudest one of A-law has 3.14 dBm0
-constexpr double kLevel = -13;       // dBm0
+constexpr uint32_t kGapSamples = 80 * (kSampleRate / 1000); // between two tones, as an exchange needs to switch
 
 // Reduced to one turn in whole numbers, so that nothing adds up however long it sounds.
 double wave(uint32_t frequency, uint32_t sample) {
@@ -37,17 +37,26 @@ uint32_t element_left(const tone_player *player, uint32_t most) {
 } // namespace
 
 void tone_player_start(tone_player *player, const tone_pattern *pattern) {
-    *player = {*pattern, 0, 0};
+    tone_player_stop(player);
+    player->pattern = *pattern;
+    player->element = player->played = 0;
 }
 
 void tone_player_stop(tone_player *player) {
+    const bool sounds = player->pattern.count > 0 && player->pattern.elements[player->element].first > 0;
+    if (sounds && player->gap == 0)
+        player->gap = kGapSamples;
     player->pattern.count = 0;
 }
 
 void tone_player_add(tone_player *player, int16_t *mix, uint32_t count) {
+    const uint32_t silent = player->gap < count ? player->gap : count;
+    player->gap -= silent;
+    mix += silent;
+    count -= silent;
     while (player->pattern.count > 0 && count > 0) {
         const tone_element *element = &player->pattern.elements[player->element];
-        const double amplitude = kFullScale * pow(10, (kLevel + element->louder) / 20);
+        const double amplitude = kFullScale * pow(10, element->level / 200.0);
         const uint32_t now = element_left(player, count);
         for (uint32_t i = 0; i < now && element->first > 0; i++) {
             const int16_t sample = element_sample(element, amplitude, player->played + i);
@@ -59,7 +68,9 @@ void tone_player_add(tone_player *player, int16_t *mix, uint32_t count) {
         if (element->ms == 0)
             player->played %= kSampleRate; // a second is a whole number of turns
         else if (player->played == element->ms * (kSampleRate / 1000)) {
-            player->element = (player->element + 1) % player->pattern.count;
+            player->element++;
+            if (player->element == player->pattern.count)
+                player->element = player->pattern.again;
             player->played = 0;
         }
     }

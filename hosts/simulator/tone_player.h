@@ -11,9 +11,11 @@ struct tone_player {
     tone_pattern pattern; // count 0: nothing is played
     uint32_t element;
     uint32_t played; // samples of the element
+    uint32_t gap;    // samples of silence before this one or the next one begins
 };
 
-/** Begins a tone in place of the one before. */
+/** Begins a tone in place of the one before. After one that was cut off while it sounded there are 80 ms of silence, as
+ *  an exchange needs to switch: nobody could tell two tones of one frequency apart without. */
 void tone_player_start(tone_player *player, const tone_pattern *pattern);
 void tone_player_stop(tone_player *player);
 /** Adds the next samples of the tone to a mix, if one is played. */

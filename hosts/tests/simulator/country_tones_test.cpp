@@ -2,8 +2,6 @@
 // The table of tones, beside what administrations have published.
 #include "country_tones.h"
 
-#include "libvoice_plugin.h"
-
 #include <gtest/gtest.h>
 
 // Of each country one that differs from others, and the cells whose national texts were read.
@@ -51,8 +49,24 @@ TEST(CountryTones, ACountryThatIsNotKnownHasGermanys) {
         EXPECT_EQ(country_tone(code, TONE_BUSY), country_tone("DE", TONE_BUSY)) << code;
 }
 
-TEST(CountryTones, SignalsOrderThem) {
-    EXPECT_EQ(network_tone_of(LIBVOICE_SIGNAL_cg_rt), TONE_RINGING);
-    EXPECT_STREQ(network_tone_name(network_tone_of(LIBVOICE_SIGNAL_cg_sit)), "special-information");
-    EXPECT_EQ(network_tone_of(LIBVOICE_SIGNAL_al_ri), TONES);
+TEST(CountryTones, OnlyKnownCountriesHaveTones) {
+    EXPECT_TRUE(country_has_tones("BR"));
+    for (const char *code : {"XX", "", "de", "BRA"})
+        EXPECT_FALSE(country_has_tones(code)) << code;
+}
+
+// What stands in no column of a table by country.
+TEST(CountryTones, TonesWithoutAColumnAreGeneralKnowledge) {
+    for (const char *country : {"FR", "DE", "JP"})
+        for (network_tone tone : {TONE_PAYPHONE, TONE_CALLER_WAITING, TONE_CONFIRMATION, TONE_HELD}) {
+            EXPECT_EQ(country_tone(country, tone)->confidence, 'D') << country << network_tone_name(tone);
+            EXPECT_STREQ(country_tone(country, tone)->text, country_tone("DE", tone)->text);
+        }
+    EXPECT_STREQ(country_tone("DE", TONE_WARNING)->text, "1400/80,0/15000");
+    EXPECT_STREQ(country_tone("DE", TONE_MESSAGE_WAITING)->text, "400+425");
+    EXPECT_STREQ(country_tone("DE", TONE_CALL_WAITING)->text,
+                 "!425/200,!0/200,!425/200,!0/1000,425/200,0/200,425/200,0/5000")
+        << "the first pause is shorter";
+    EXPECT_STREQ(country_tone("GB", TONE_CONGESTION)->text, "400/400,0/350,400@6/225,0/525");
+    EXPECT_STREQ(country_tone("AU", TONE_CONGESTION)->text, "425/375,0/375,425@-10/375,0/375");
 }

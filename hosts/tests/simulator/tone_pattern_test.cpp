@@ -15,9 +15,17 @@ TEST(TonePattern, ReadsWhatTablesWrite) {
     const tone_pattern sum = tone_pattern_read("400+450@-3/400");
     EXPECT_EQ(sum.elements[0].second, 450u);
     EXPECT_FALSE(sum.elements[0].modulates);
-    EXPECT_EQ(sum.elements[0].louder, -3);
+    EXPECT_EQ(sum.elements[0].level, -160) << "tenths of dBm0";
+    EXPECT_EQ(busy.elements[0].level, -130);
     EXPECT_TRUE(tone_pattern_read("400*16/1000,0/2000").elements[0].modulates);
     EXPECT_EQ(tone_pattern_read("440").elements[0].ms, 0u) << "it does not end";
+}
+
+TEST(TonePattern, TheFirstElementsMayBePlayedOnce) {
+    const tone_pattern stutter = tone_pattern_read("!425/100,!0/100,425");
+    EXPECT_EQ(stutter.count, 3u);
+    EXPECT_EQ(stutter.again, 2u);
+    EXPECT_EQ(tone_pattern_read("425/100,0/100").again, 0u);
 }
 
 TEST(TonePattern, WhatIsNoneIsEmpty) {
@@ -33,18 +41,25 @@ TEST(TonePattern, WhatIsNoneIsEmpty) {
                              "425+4000",
                              "0+425",
                              "425@",
-                             "425@11",
-                             "425@-61",
+                             "425@17",
+                             "425@-48",
                              "425/480,",
                              "425/480,,0/1",
                              "425 /480",
                              "0",
                              "0/100,0/200",
                              "4294967297",
-                             "1/1,1/1,1/1,1/1,1/1,1/1,1/1,1/1,1/1",
+                             "!425/100",
+                             "!425",
+                             "425/100,!0/100,425/100",
+                             "!!425/100,425",
                              "425/99999999999"})
         EXPECT_EQ(tone_pattern_read(text).count, 0u) << text;
-    EXPECT_EQ(tone_pattern_read("1/1,1/1,1/1,1/1,1/1,1/1,1/1,1/1").count, kToneElements);
+    std::string most = "1/1";
+    for (uint32_t i = 1; i < kToneElements; i++)
+        most += ",1/1";
+    EXPECT_EQ(tone_pattern_read(most.c_str()).count, kToneElements);
+    EXPECT_EQ(tone_pattern_read((most + ",1/1").c_str()).count, 0u);
 }
 
 TEST(TonePattern, EveryCutIsReadWithinItsBytes) {
