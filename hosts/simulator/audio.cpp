@@ -72,7 +72,9 @@ void audio_listen(audio *sound, const int16_t *heard) {
     if (!tone_detector_listen(&sound->detector, heard, kStepSamples))
         return;
     char name[sizeof sound->heard];
-    tone_detector_name(&sound->detector, name, sizeof name);
+    uint32_t found[kDetectorTones];
+    const uint32_t count = tone_detector_find(&sound->detector, found);
+    tone_frequencies_write(found, count, name, sizeof name);
     bool again = strcmp(name, sound->candidate) == 0; // once may be the edge of a tone
     memcpy(sound->candidate, name, sizeof name);
     if (again && strcmp(name, sound->heard) != 0) {

@@ -9,12 +9,12 @@ namespace {
 
 constexpr double kTurn = 6.283185307179586;
 constexpr double kAmplitude = 6000;
-constexpr double kAudible = 600;       // amplitude below which there is silence
-constexpr double kBesideLoudest = 0.3; // of the loudest: what is weaker is its distortion
+constexpr float kAudible = 600;        // amplitude below which there is silence
+constexpr float kBesideLoudest = 0.3F; // of the loudest: what is weaker is its distortion
 constexpr uint32_t kNetworkBins = sizeof kNetworkTones / sizeof kNetworkTones[0];
 constexpr uint32_t kBins = (kDetectorHighest - kDetectorLowest) / kDetectorStep + 1 + kNetworkBins;
 
-// What is looked for, in order. Frequencies are at least 5 Hz apart, which 200 ms tell.
+// What is looked for, in order. Frequencies are 20 Hz apart, but for those of networks.
 struct detector_bins {
     uint32_t frequency[kBins];
 };
@@ -35,20 +35,20 @@ constexpr detector_bins bins_make() {
 constexpr detector_bins kFrequencies = bins_make();
 
 // Goertzel's filter at all of them side by side, so that the processor need not wait for one result before the next.
-void amplitudes_find(const tone_detector *detector, double *amplitude) {
-    double factor[kBins], before[kBins] = {}, last[kBins] = {};
+void amplitudes_find(const tone_detector *detector, float *amplitude) {
+    float factor[kBins], before[kBins] = {}, last[kBins] = {};
     for (uint32_t bin = 0; bin < kBins; bin++)
-        factor[bin] = 2 * cos(kTurn * kFrequencies.frequency[bin] / kSampleRate);
+        factor[bin] = static_cast<float>(2 * cos(kTurn * kFrequencies.frequency[bin] / kSampleRate));
     for (int16_t sample : detector->samples) {
         for (uint32_t bin = 0; bin < kBins; bin++) {
-            const double now = sample + factor[bin] * last[bin] - before[bin];
+            const float now = sample + factor[bin] * last[bin] - before[bin];
             before[bin] = last[bin];
             last[bin] = now;
         }
     }
     for (uint32_t bin = 0; bin < kBins; bin++) {
-        const double power = before[bin] * before[bin] + last[bin] * last[bin] - factor[bin] * before[bin] * last[bin];
-        amplitude[bin] = 2 * sqrt(power > 0 ? power : 0) / kDetectorSamples;
+        const float power = before[bin] * before[bin] + last[bin] * last[bin] - factor[bin] * before[bin] * last[bin];
+        amplitude[bin] = 2 * sqrtf(power > 0 ? power : 0) / kDetectorSamples;
     }
 }
 
@@ -74,30 +74,38 @@ void tone_generator_next(tone_generator *generator, int16_t *samples, uint32_t c
 }
 
 bool tone_detector_listen(tone_detector *detector, const int16_t *samples, uint32_t count) {
-    for (uint32_t i = 0; i < count && detector->used < kDetectorSamples; i++)
-        detector->samples[detector->used++] = samples[i];
-    return detector->used == kDetectorSamples;
+    constexpr uint32_t kWhole = kDetectorSkipped + kDetectorSamples;
+    for (uint32_t i = 0; i < count && detector->used < kWhole; i++, detector->used++)
+        if (detector->used >= kDetectorSkipped)
+            detector->samples[detector->used - kDetectorSkipped] = samples[i];
+    return detector->used == kWhole;
 }
 
-void tone_detector_name(tone_detector *detector, char *text, uint32_t size) {
-    double heard[kBins];
-    double loudest = 0;
+uint32_t tone_detector_find(tone_detector *detector, uint32_t frequencies[kDetectorTones]) {
+    float heard[kBins];
+    float loudest = 0;
     amplitudes_find(detector, heard);
-    for (double amplitude : heard)
+    for (float amplitude : heard)
         loudest = amplitude > loudest ? amplitude : loudest;
     detector->used = 0;
-    text[0] = 0;
-    uint32_t used = 0, tones = 0;
-    for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && tones < kDetectorTones; bin++) {
+    uint32_t count = 0;
+    for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && count < kDetectorTones; bin++) {
         bool peak = (bin == 0 || heard[bin] >= heard[bin - 1]) && (bin + 1 == kBins || heard[bin] > heard[bin + 1]);
-        if (!peak || heard[bin] < kAudible || heard[bin] < kBesideLoudest * loudest)
-            continue;
-        int length = snprintf(text + used, size - used, "%s%uHz", tones == 0 ? "" : "+", kFrequencies.frequency[bin]);
+        if (peak && heard[bin] >= kAudible && heard[bin] >= kBesideLoudest * loudest)
+            frequencies[count++] = kFrequencies.frequency[bin];
+    }
+    return count;
+}
+
+void tone_frequencies_write(const uint32_t *frequencies, uint32_t count, char *text, uint32_t size) {
+    uint32_t used = 0;
+    text[0] = 0;
+    for (uint32_t i = 0; i < count; i++) {
+        const int length = snprintf(text + used, size - used, "%s%uHz", i == 0 ? "" : "+", frequencies[i]);
         if (length < 0 || static_cast<uint32_t>(length) >= size - used) {
             text[used] = 0;
             return;
         }
         used += static_cast<uint32_t>(length);
-        tones++;
     }
 }

@@ -32,7 +32,9 @@ std::string heard(std::initializer_list<uint32_t> frequencies, bool companded = 
     }
     EXPECT_TRUE(full);
     char name[48];
-    tone_detector_name(&detector, name, sizeof name);
+    uint32_t found[kDetectorTones];
+    const uint32_t count = tone_detector_find(&detector, found);
+    tone_frequencies_write(found, count, name, sizeof name);
     return name;
 }
 
@@ -54,6 +56,15 @@ TEST(ToneDetector, NamesWhatNetworksPlay) {
 TEST(ToneDetector, TellsTonesApart) {
     EXPECT_EQ(heard({440, 400}, true), "400Hz+440Hz");
     EXPECT_EQ(heard({400, 600, 640}, true), "400Hz+600Hz+640Hz");
+}
+
+TEST(ToneFrequencies, AreCutAtAWholeOne) {
+    const uint32_t frequencies[] = {440, 1000, 2200};
+    char text[12];
+    tone_frequencies_write(frequencies, 3, text, sizeof text);
+    EXPECT_STREQ(text, "440Hz");
+    tone_frequencies_write(frequencies, 0, text, sizeof text);
+    EXPECT_STREQ(text, "");
 }
 
 TEST(ToneDetector, HearsNothingInSilence) {

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Tones of a country: learned, and followed in what is heard.
+#include "country_detector.h"
+
+#include "country_tones.h"
+
+#include <initializer_list>
+#include <string.h>
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------------------- Learning
+
+// @return kSounds: there is no room
+uint32_t sound_add(country_detector *detector, const tone_element *element) {
+    tone_sound sound;
+    if (!tone_sound_make(&sound, &detector->filters, element->first, element->second, element->modulates))
+        return kSounds;
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        if (tone_sound_is_equal(&detector->sounds[i], &sound))
+            return i;
+    if (detector->sound_count == kSounds)
+        return kSounds;
+    detector->sounds[detector->sound_count] = sound;
+    return detector->sound_count++;
+}
+
+// Takes an element as a burst, or as the pause behind one. @return no: there is no room
+bool element_learn(country_detector *detector, const tone_element *element, cadence *tone) {
+    cadence_burst *last = tone->count > 0 ? &tone->bursts[tone->count - 1] : nullptr;
+    tone->period_ms += element->ms;
+    if (element->first == 0) {
+        if (last != nullptr) // a pause at the begin sounds like none
+            last->gap_ms += element->ms;
+        return true;
+    }
+    const uint32_t sound = sound_add(detector, element);
+    if (sound == kSounds)
+        return false;
+    if (last != nullptr && last->sound == sound && last->gap_ms == 0) {
+        last->ms += element->ms;
+        return true;
+    }
+    if (tone->count == kBursts)
+        return false;
+    tone->bursts[tone->count++] = {sound, element->ms, 0, element->level, 0, 0};
+    return true;
+}
+
+void cadence_learn(country_detector *detector, const tone_pattern *pattern, cadence *tone) {
+    *tone = {};
+    for (uint32_t i = 0; i < pattern->count; i++) {
+        if (i == pattern->again)
+            tone->again = tone->count;
+        if (!element_learn(detector, &pattern->elements[i], tone)) {
+            tone->count = 0;
+            return;
+        }
+    }
+    if (tone->again >= tone->count)
+        tone->again = 0;
+}
+
+void tones_learn(country_detector *detector, const char *country) {
+    for (uint32_t i = 0; i < TONES; i++) {
+        const tone_pattern pattern = tone_pattern_read(country_tone(country, static_cast<network_tone>(i))->text);
+        cadence_learn(detector, &pattern, &detector->cadences[i]);
+    }
+}
+
+// --------------------------------------------------------------------------------------------------------- Following
+
+void bursts_follow(country_detector *detector) {
+    tone_burst_news news[kSounds];
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        news[i] = tone_burst_take(&detector->bursts[i], &detector->sounds[i], &detector->filters);
+    auto tell = [&](uint32_t sound, bool begins) {
+        const tone_burst *burst = &detector->bursts[sound];
+        for (uint32_t i = 0; i < kCadences; i++) {
+            if (begins)
+                cadence_begin(&detector->matches[i], &detector->cadences[i], sound, burst->begin * kSlotMs);
+            else
+                cadence_end(&detector->matches[i], &detector->cadences[i], sound, burst->end * kSlotMs, burst->level);
+        }
+    };
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        if (news[i].ends && !news[i].begins)
+            tell(i, false);
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        if (news[i].begins)
+            tell(i, true);
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        if (news[i].ends && news[i].begins)
+            tell(i, false);
+}
+
+} // namespace
+
+void country_detector_learn(country_detector *detector, const char *country, const tone_pattern *list) {
+    tone_filters_begin(&detector->filters);
+    detector->sound_count = 0;
+    tones_learn(detector, country);
+    detector->cadences[TONES] = {};
+    if (list != nullptr)
+        cadence_learn(detector, list, &detector->cadences[TONES]);
+    cadences_part(detector->cadences, kCadences);
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        tone_sound_part(&detector->sounds[i], &detector->filters);
+    country_detector_forget(detector);
+}
+
+void country_detector_forget(country_detector *detector) {
+    memset(detector->bursts, 0, sizeof detector->bursts);
+    memset(detector->matches, 0, sizeof detector->matches);
+    tone_filters_forget(&detector->filters);
+    detector->found = 0;
+    detector->found_first = detector->found_burst = 0;
+}
+
+void country_detector_take(country_detector *detector, const int16_t *samples) {
+    for (uint32_t slot = 0; slot < kStepSamples / kSlotSamples; slot++) {
+        tone_filters_take(&detector->filters, samples + slot * kSlotSamples);
+        bursts_follow(detector);
+    }
+    const bool quiet = !country_detector_sounds(detector);
+    for (uint32_t i = 0; i < kCadences; i++)
+        cadence_check(&detector->matches[i], &detector->cadences[i], country_detector_now(detector), quiet);
+    country_tones_decide(detector);
+}
+
+double country_detector_now(const country_detector *detector) {
+    return static_cast<double>(detector->filters.slots) * kSlotMs;
+}
+
+bool country_detector_sounds(const country_detector *detector) {
+    for (uint32_t i = 0; i < detector->sound_count; i++)
+        if (detector->bursts[i].state == BURST_RISING || detector->bursts[i].state == BURST_SOUNDS)
+            return true;
+    return false;
+}
+
+bool country_detector_hears(const country_detector *detector, uint32_t frequency) {
+    constexpr uint32_t kNear = 20, kSlots = 50; // Hz, 250 ms
+    for (uint32_t i = 0; i < detector->sound_count; i++) {
+        if (detector->bursts[i].newest + kSlots < detector->filters.slots)
+            continue;
+        for (uint32_t filter : {detector->sounds[i].first, detector->sounds[i].second}) {
+            const uint32_t own = filter < kFilters ? detector->filters.frequency[filter] : 0;
+            if (frequency + kNear > own && frequency < own + kNear)
+                return true;
+        }
+    }
+    return false;
+}
