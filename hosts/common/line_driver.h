@@ -60,6 +60,7 @@ typedef struct line_tone {
     uint32_t appearance;      /**< of which call, below LINE_APPEARANCES */
     const voice_tone_t *list; /**< of LIBVOICE_SIGNAL_tonegen_pt: tones played in turn; NULL for all others */
     uint32_t count;           /**< tones in the list, 1 to 32; 0 without one */
+    int32_t pause_ms;         /**< between two tones of the list, as it was ordered; 0 without one */
 } line_tone_t;
 
 /** How to ring. */

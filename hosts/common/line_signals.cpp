@@ -45,12 +45,15 @@ const char *signal_stop(const line_t *line, uint32_t signal) {
 }
 
 const char *tone_play(const line_t *line, const ordered_signal *order) {
-    voice_tone_t list[kListTones];
-    line_tone_t tone = {order->id, order->appearance, nullptr, 0};
+    voice_tone_t list[kListTones + 1];
+    line_tone_t tone = {order->id, order->appearance, nullptr, 0, 0};
     if (order->id == LIBVOICE_SIGNAL_tonegen_pt) {
         tone.list = list;
-        if (!voice_params_get_tones(order->params, list, kListTones, &tone.count))
+        if (!voice_params_get_tones(order->params, list, kListTones + 1, &tone.count))
             return "plays nothing: no tone list";
+        if (tone.count > kListTones)
+            return "plays nothing: a list has 1 to 32 tones";
+        voice_params_get_i32(order->params, LIBVOICE_PARAM_tonegen_pt_ind, &tone.pause_ms);
     }
     return line->driver->play(line->userdata, &tone);
 }
@@ -141,6 +144,8 @@ const char *signal_run(const line_t *line, const ordered_signal *order) {
     default:
         if (driver->signal == nullptr)
             break;
+        if (order->stops && order->id == LIBVOICE_SIGNAL_alert_rs) // one short ring
+            return signal_stop(line, LIBVOICE_SIGNAL_al_ri);
         return driver->signal(line->userdata, order->id, order->params.bytes, order->params.length);
     }
     return ignored(order->id);

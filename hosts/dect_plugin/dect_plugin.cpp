@@ -7,9 +7,9 @@
  *     1 registered DECT1 endpoint=0
  *     2 registered DECT2 endpoint=1
  *     1 off                            (you type)
- *     1 hears dial-tone
+ *     1 plays dial-tone
  *     1 dial 502
- *     1 hears congestion-tone          (handset 2 has G.722 only: the application says "no common codec")
+ *     1 plays congestion-tone          (handset 2 has G.722 only: the application says "no common codec")
  *
  * What differs from fxs_plugin: a handset sends a dialled number at once, reports its properties, has a type, and one
  * can be deregistered alone while the other one talks.
@@ -27,7 +27,7 @@
 namespace {
 
 constexpr int kHandsets = 2;
-constexpr uint32_t kToneOffset = 20; // Hz: a handset never sounds like an analogue telephone
+constexpr uint32_t kVoiceOffset = 20; // Hz: a handset never sounds like an analogue telephone
 constexpr char kSoftware[] = "2.1.0";
 constexpr char kHardware[] = "HS-1";
 constexpr char kHandsetKeys[] = "0123456789*#";
@@ -55,7 +55,8 @@ void handset_report_properties(const telephone *handset) {
     line_report_property(handset->line, &property);
 }
 
-void handset_registered(void *line, const char *) {
+void handset_registered(void *line, const char *country) {
+    telephone_operations.registered(line, country);
     handset_report_properties(static_cast<const telephone *>(line));
 }
 
@@ -153,7 +154,7 @@ void handsets_begin(int lines) {
     driver.signal = handset_signal;
     driver.ring = handset_ring;
     driver.registered = handset_registered;
-    uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
+    uint32_t frequency = voice_of_plugin(plugin_name()) + kVoiceOffset;
     for (int i = 0; i < lines; i++) {
         telephone *handset = &handsets[i];
         telephone_begin(handset, plugin_add_line(&driver, handset, VOICE_ENDPOINT_DECT, kModels[i].codecs), frequency);

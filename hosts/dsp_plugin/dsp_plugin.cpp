@@ -8,7 +8,7 @@
  *     dsp dsp1                         (typed to voice_application: it makes a DSP with two channels and joins them)
  *     channel D1C1 talking line=0 codec=PCMA ports=30000->30002
  *     channel D1C1 plays LIBVOICE_SIGNAL_cg_rt
- *     channel D1C2 hears 425Hz+500Hz
+ *     channel D1C2 hears ring-back
  *
  * Its objects: <plugin> and <plugin>.EndPoint as every plugin has them, <plugin>.DSPPlugin of class DSPPlugin, below it
  * the template DSP, and in each DSP the template DSP_CHANNEL: dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.D1C1.
@@ -31,8 +31,8 @@ namespace {
 
 // Settings.
 constexpr uint32_t kChannels = 16;
-constexpr uint32_t kLowestTone = 500; // Hz; each next channel has 40 Hz more
-constexpr uint32_t kToneStep = 40;
+constexpr uint32_t kLowestVoice = 2200; // Hz; each next channel has 40 Hz more
+constexpr uint32_t kVoiceStep = 40;
 
 // What a channel that media was set up for keeps. The library's objects know only its name.
 struct channel {
@@ -179,6 +179,8 @@ int32_t dsp_destroy(const char *name, uint32_t line) {
 int32_t plugin_init(const char *name) {
     snprintf(country, sizeof country, "%s", name);
     unproved_tones_say(country);
+    for (channel &one : channels)
+        audio_set_country(&one.sound, country);
     say("ready country=%s channels on request", country);
     return 0;
 }
@@ -210,7 +212,7 @@ constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
 void channels_begin(int) {
     audio_begin(host_bus(), plugin_name());
     for (uint32_t i = 0; i < kChannels; i++)
-        audio_start(&channels[i].sound, "", kLowestTone + i * kToneStep, channel_hears);
+        audio_start(&channels[i].sound, "", kLowestVoice + i * kVoiceStep, channel_hears);
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 #include "caller_display.h"
 #include "console.h"
 #include "country.h"
+#include "country_tones.h"
 #include "host.h"
 #include "media_file.h"
 #include "plugin_main.h"
@@ -29,7 +30,6 @@
 namespace {
 
 constexpr int kMaxLines = 8;
-constexpr uint32_t kToneOffset = 500; // Hz: who calls from far away sounds higher
 
 // A line to the exchange speaks like a telephone; "off hook" says that the gateway has seized it, "ringing" that the
 // exchange rings.
@@ -93,6 +93,7 @@ const char *exchange_line_release(void *line) {
     if (released->off_hook)
         telephone_tell(released, "released");
     released->off_hook = false;
+    tone_player_stop(&released->sound.tone);
     return nullptr;
 }
 
@@ -117,7 +118,8 @@ void exchange_line_lost(void *line) {
     exchange_line_release(line);
 }
 
-void exchange_line_registered(void *, const char *code) {
+void exchange_line_registered(void *line, const char *code) {
+    telephone_driver().registered(line, code);
     country = country_get(code);
 }
 
@@ -159,6 +161,27 @@ const char *exchange_hang_up(int number, char *) {
     return nullptr;
 }
 
+const char *exchange_tone(int number, char *rest) {
+    telephone *seized = &exchange_lines[number - 1];
+    const char *word = next_word(&rest);
+    if (word == nullptr)
+        return command_error("which tone? %d tone busy-tone, %d tone off", number, number);
+    if (!seized->off_hook)
+        return command_error("%d is not seized", number);
+    const network_tone tone = network_tone_find(word);
+    if (tone == TONES && strcmp(word, "off") != 0)
+        return command_error("'%s': no tone; there are dial-tone, ring-back, busy-tone and others", word);
+    if (tone == TONES) {
+        tone_player_stop(&seized->sound.tone);
+        telephone_tell(seized, "plays no tone");
+        return nullptr;
+    }
+    const tone_pattern pattern = tone_pattern_read(country_tone(country->code, tone)->text);
+    tone_player_start(&seized->sound.tone, &pattern);
+    telephone_tell(seized, "plays %s", word);
+    return nullptr;
+}
+
 void exchange_lines_status(int lines) {
     for (int i = 0; i < lines; i++) {
         const telephone *one = &exchange_lines[i];
@@ -171,11 +194,9 @@ void exchange_lines_status(int lines) {
 }
 
 constexpr plugin_command_t kCommands[] = {
-    {"ring", "[NUMBER [NAME]]", exchange_ring},
-    {"stop", "", exchange_stop},
-    {"hangup", "", exchange_hang_up},
-    SOUND_COMMANDS,
-    {},
+    {"ring", "[NUMBER [NAME]]", exchange_ring}, {"stop", "", exchange_stop},
+    {"hangup", "", exchange_hang_up},           SOUND_COMMANDS,
+    {"tone", "NAME|off", exchange_tone},        {},
 };
 
 constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
@@ -195,7 +216,7 @@ void exchange_lines_begin(int lines) {
     driver.dial = exchange_line_dial;
     driver.lost = exchange_line_lost;
     driver.registered = exchange_line_registered;
-    uint32_t frequency = tone_of_plugin(plugin_name()) + kToneOffset;
+    uint32_t frequency = voice_of_exchange(plugin_name());
     for (int i = 0; i < lines; i++) {
         telephone *one = &exchange_lines[i];
         telephone_begin(one, plugin_add_line(&driver, one, VOICE_ENDPOINT_FXO, "PCMA,PCMU"), frequency);

@@ -6,13 +6,15 @@
  *     fxs_plugin --socket /tmp/voice.sock --name fxs1 --stem FXS --lines 2
  *     1 off                            (you type)
  *     1 off hook
- *     1 hears dial-tone
+ *     1 plays dial-tone                (the application has ordered it; one may dial at once)
+ *     1 hears dial-tone                (it has been recognised in the sound)
  *     1 dial 102
- *     1 hears ring-back
+ *     1 plays ring-back
  *     2 rings cadence=1000/4000
  *     2 displays number=101 name="FXS1" time=11211024
+ *     1 hears ring-back
  *     2 off
- *     1 hears silence
+ *     1 hears 1040Hz
  *     ...
  *
  * What is here is its own: the keys of a telephone, and a display as sound. The rules of a plugin are in
@@ -124,8 +126,8 @@ const char *codecs_take(const char *value) {
 
 const char *tone_take(const char *value) {
     long tone;
-    if (!read_number(value, 300, 1500, &tone) || tone % kDetectorStep != 0)
-        return "300 to 1500 Hz, a multiple of 20";
+    if (!read_number(value, 300, 3200, &tone) || tone % kDetectorStep != 0)
+        return "300 to 3200 Hz, a multiple of 20";
     tone_frequency = static_cast<uint32_t>(tone);
     return nullptr;
 }
@@ -162,7 +164,7 @@ void fxs_begin(int lines) {
     sound_commands_begin(telephones);
     driver = telephone_driver();
     driver.display = fxs_display;
-    uint32_t frequency = tone_frequency != 0 ? tone_frequency : tone_of_plugin(plugin_name());
+    uint32_t frequency = tone_frequency != 0 ? tone_frequency : voice_of_plugin(plugin_name());
     for (int i = 0; i < lines; i++)
         telephone_begin(&telephones[i], plugin_add_line(&driver, &telephones[i], VOICE_ENDPOINT_FXS, codecs),
                         frequency);

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr uint32_t kAudios = 64;
 constexpr uint32_t kPeriodMs = 20; // packets last as long, mostly
 
 constexpr char kNoClock[] = "no clock";
@@ -17,18 +16,16 @@ uint32_t audio_count;
 
 using step = int16_t[kStepSamples];
 
-// What is to be heard of each session, and all of it together. @return whether any session listens.
-bool audio_receive(audio *sound, uint64_t position, step *in, int16_t *heard) {
-    bool listens = false;
+// What is to be heard of each session, and all of it together with the tone.
+void audio_receive(audio *sound, uint64_t position, step *in, int16_t *heard) {
     for (uint32_t i = 0; i < kSessions; i++) {
         if (!session_receives(&sound->sessions[i]))
             continue;
-        listens = true;
         session_take(&sound->sessions[i], position, in[i]);
         frame_add(heard, in[i], kStepSamples);
     }
+    tone_player_add(&sound->receiver, heard, kStepSamples);
     frame_scale(heard, kStepSamples, sound->heard_factor);
-    return listens;
 }
 
 // Everybody in a conference but the one who is sent it.
@@ -68,33 +65,19 @@ void audio_send(audio *sound, uint64_t position, const step *in, const int16_t *
     }
 }
 
-void audio_listen(audio *sound, const int16_t *heard) {
-    if (!tone_detector_listen(&sound->detector, heard, kStepSamples))
-        return;
-    char name[sizeof sound->heard];
-    uint32_t found[kDetectorTones];
-    const uint32_t count = tone_detector_find(&sound->detector, found);
-    tone_frequencies_write(found, count, name, sizeof name);
-    bool again = strcmp(name, sound->candidate) == 0; // once may be the edge of a tone
-    memcpy(sound->candidate, name, sizeof name);
-    if (again && strcmp(name, sound->heard) != 0) {
-        memcpy(sound->heard, name, sizeof name);
-        sound->hears(sound, name);
-    }
-}
-
 // Whether it needs the clock.
 bool audio_is_active(const audio *sound) {
-    return audio_is_open(sound) || ends_are_used(&sound->ends);
+    return audio_is_open(sound) || sound->receiver.pattern.count > 0 || !sound_detector_is_idle(&sound->detector) ||
+           ends_are_used(&sound->ends);
 }
 
 void audio_step(audio *sound, uint64_t position) {
     step heard = {}, said = {}, in[kSessions] = {};
-    const bool listens = audio_receive(sound, position, in, heard);
+    audio_receive(sound, position, in, heard);
     audio_speak(sound, position, said);
     audio_send(sound, position, in, said);
-    if (listens)
-        audio_listen(sound, heard);
+    if (sound_detector_take(&sound->detector, heard))
+        sound->hears(sound, sound->detector.said);
     ends_step(&sound->ends, position, heard, said);
 }
 
@@ -131,12 +114,6 @@ void audios_skip(uint64_t) {
 
 constexpr sampling_listener kListener = {audios_skip, audios_step};
 
-void detector_reset(audio *sound) {
-    sound->detector.used = 0;
-    sound->candidate[0] = 0;
-    sound->heard[0] = 0;
-}
-
 media_session *session_at(audio *sound, uint32_t index) {
     return index < kSessions && sound->sessions[index].open ? &sound->sessions[index] : nullptr;
 }
@@ -154,6 +131,10 @@ void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears
     sound->settings = kJitterSettings;
     sound->heard_factor = sound->said_factor = 1;
     sound->hears = hears;
+    sound_detector_begin(&sound->detector, "DE");
+    for (uint32_t i = 0; i < audio_count; i++)
+        if (audios[i] == sound)
+            return;
     if (audio_count < kAudios)
         audios[audio_count++] = sound;
 }
@@ -167,7 +148,7 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media) 
     if (wrong == nullptr)
         wrong = session_open(&sound->sessions[index], sound->who, &sound->settings, media);
     if (wrong == nullptr)
-        detector_reset(sound);
+        sound_detector_forget_voices(&sound->detector);
     else
         clock_adapt();
     return wrong;
@@ -178,7 +159,7 @@ const char *audio_change(audio *sound, uint32_t index, const line_media_t *media
     const char *wrong = session == nullptr ? "there is no media to change" : session_change(session, media);
     if (wrong != nullptr)
         return wrong;
-    detector_reset(sound);
+    sound_detector_forget_voices(&sound->detector);
     clock_adapt();
     return nullptr;
 }
@@ -190,9 +171,37 @@ bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics) {
     session_close(session);
     if (statistics != nullptr)
         *statistics = session_statistics(session);
-    detector_reset(sound);
+    sound_detector_forget_voices(&sound->detector);
     clock_adapt();
     return true;
+}
+
+bool audio_set_country(audio *sound, const char *country) {
+    if (strcmp(sound->detector.country, country) == 0)
+        return false;
+    sound_detector_begin(&sound->detector, country);
+    return true;
+}
+
+bool audio_play(audio *sound, const tone_pattern *tone) {
+    tone_player_start(&sound->receiver, tone);
+    if (clock_adapt())
+        return true;
+    tone_player_stop(&sound->receiver);
+    return false;
+}
+
+void audio_stop(audio *sound) {
+    tone_player_stop(&sound->receiver);
+    clock_adapt();
+}
+
+void audio_learn_list(audio *sound, const char *name, const tone_pattern *list) {
+    sound_detector_set_list(&sound->detector, name, list);
+}
+
+void audio_forget(audio *sound) {
+    sound_detector_forget(&sound->detector);
 }
 
 const char *audio_set_source(audio *sound, const sound_source *source) {

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file audio.h
- * The sound of a simulated telephone or channel: a tone generator that speaks over RTP, and a tone detector that says
- * what arrives.
+ * The sound of a line: what a simulated telephone, exchange line or channel hears and says.
+ *
+ *     tones that were ordered ---+--> gain --> tone detector, sinks      (heard)
+ *     what comes over RTP -------+
+ *     voice or source, tones ------> gain --> RTP, sinks                (said)
  *
  * Each has up to two sessions, one for each call. Sessions in the same context are a conference: what one brings is
  * sent to the other, and the detector is given both. The sampling clock of the process drives all of them, in both
- * directions at once. It runs as long as a line has a session, a source or a sink.
+ * directions at once. It runs as long as a line has a session, a tone, a source or a sink, and until silence has been
+ * said.
  */
 #pragma once
 
@@ -14,29 +18,29 @@
 #include "kex.h"
 #include "line_driver.h"
 #include "session.h"
-#include "tone.h"
+#include "sound_detector.h"
 #include "tone_player.h"
 
+constexpr uint32_t kAudios = 64; // in a process
 constexpr uint32_t kSessions = LINE_APPEARANCES;
 
 struct audio {
     char who[40];
     tone_generator voice;
-    audio_ends ends;  // who else speaks and listens
-    tone_player tone; // sounds with the voice, for the far end
-    tone_detector detector;
-    char heard[48];     // what was said last
-    char candidate[48]; // heard once; said when it is heard twice
+    audio_ends ends;      // who else speaks and listens
+    tone_player tone;     // sounds with the voice, for the far end
+    tone_player receiver; // sounds in the receiver, with what comes from the far end
+    sound_detector detector;
     media_session sessions[kSessions];
     jitter_settings settings;        // of all its sessions
     float heard_factor, said_factor; // by which what is heard, and what is said, is made louder; 1: as it is
-    void (*hears)(const audio *sound, const char *what); // "440Hz", or "" for silence
+    void (*hears)(const audio *sound, const char *what); // sound_detector.h; "" for silence
 };
 
 /** Hands the bus over, whose loop runs the clock and the sockets, and the name of the host, which sources are called by
  *  in their reports. */
 void audio_begin(kex_t *bus, const char *host);
-/** Gives a sound its name, its tone and its listener. */
+/** Gives a sound its name, its voice and its listener. It hears tones of Germany until audio_set_country(). */
 void audio_start(audio *sound, const char *who, uint32_t frequency, void (*hears)(const audio *, const char *));
 
 /**
@@ -48,6 +52,18 @@ const char *audio_open(audio *sound, uint32_t index, const line_media_t *media);
 const char *audio_change(audio *sound, uint32_t index, const line_media_t *media);
 /** Closes a session and its sockets. @return whether it was open; then its counts, which may be unwanted (null). */
 bool audio_close(audio *sound, uint32_t index, line_statistics_t *statistics);
+
+/** Learns the tones of a country, unless they are those that it knows. @return whether it is another country now */
+bool audio_set_country(audio *sound, const char *country);
+/** Begins a tone in the receiver in place of the one before. That for the far end is `tone`, which sounds while there is
+ *  media. @return no: there is no clock */
+bool audio_play(audio *sound, const tone_pattern *tone);
+/** Ends it. */
+void audio_stop(audio *sound);
+/** Has a name for a list of tones, by which it is said when it is heard. */
+void audio_learn_list(audio *sound, const char *name, const tone_pattern *list);
+/** Forgets what was heard: nobody listens any more. */
+void audio_forget(audio *sound);
 
 /**
  * Has a source say its sound in place of the voice and of a source before; null: the voice again. Without media it is

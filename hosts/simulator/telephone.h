@@ -4,8 +4,8 @@
  * A simulated telephone behind the interface of a line driver (line_driver.h).
  *
  * What does it do?
- *   It rings, displays, plays tones and speaks a tone of its own over RTP, and says what its user hears and sees, one
- *   line each, led by the telephone's number: "1 hears dial-tone", "1 rings".
+ *   It rings, displays, plays tones and speaks a voice of its own over RTP, and says what its user hears and sees, one
+ *   line each, led by the telephone's number: "1 hears dial-tone", "1 rings". What is heard is what the samples say.
  *
  * How does it work?
  *   telephone_driver() is a whole table. A kind of line that differs in something (a handset, an exchange line) copies
@@ -20,8 +20,9 @@ struct telephone {
     int number; // as the text interface calls it, from 1
     bool off_hook;
     bool ringing;
-    char tone[64]; // what is played into the receiver; empty: nothing
-    audio sound;   // what is spoken, and what comes from others
+    uint32_t plays;      // the signal of the tone that was ordered last
+    kex_timer_t *splash; // ends one short ring; null: none runs
+    audio sound;         // what is spoken, and what is heard
     // Parameters that the application can set or ask for: see telephone_parameters.h.
     char name[51];              // of this telephone, for a display of its own
     int32_t gain, receive_gain; // dB
@@ -31,7 +32,7 @@ struct telephone {
 /** What a telephone can do; the pointer that its operations get is that of a telephone. */
 line_driver_t telephone_driver();
 
-/** Makes a telephone of a line. @param frequency  Hz, of telephone 1's tone; each next one has 40 Hz more, the sixth
+/** Makes a telephone of a line. @param frequency  Hz, of telephone 1's voice; each next one has 40 Hz more, the sixth
  *  that of the first again */
 void telephone_begin(telephone *one, line_t *line, uint32_t frequency);
 
@@ -50,9 +51,16 @@ void telephone_stop_ringing(telephone *one);
 
 /** What it hears now: "dial-tone", "440Hz", "silence". */
 const char *telephone_hears(const telephone *one);
+/** Lets one short ring go on until it is stopped, if it rings so. */
+void telephone_stop_splash(telephone *one);
+/** The telephone whose one short ring a timer ends; null: none. */
+telephone *telephone_of_splash(const kex_timer_t *timer);
+
 /** "1 off hook, hears dial-tone" for the status command. */
 void telephone_answer_status(const telephone *one);
 
-/** A tone of its own for each plugin of a kind, by the figure at the end of its name: 400 Hz for fxs1, 600 Hz for fxs2.
- */
-uint32_t tone_of_plugin(const char *name);
+/** A voice of its own for each plugin of telephones, by the figure at the end of its name: 1000 Hz for fxs1, 2200 Hz for
+ *  fxs2, 2400 and 2600 Hz. No voice is a tone of any country, and no two are the sum that a key has. */
+uint32_t voice_of_plugin(const char *name);
+/** The same for one of exchange lines: 3000 Hz for fxo1, 3200 Hz for fxo2. */
+uint32_t voice_of_exchange(const char *name);

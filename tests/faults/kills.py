@@ -84,10 +84,10 @@ class Kill(FailingCall):
 
     def meet(self):
         """Call set-up, media, conference, and its end."""
-        self.step("caller", "1 off", ("caller", "^1 hears dial-tone$"))
-        self.step("caller", "1 dial 201", ("caller", "^1 hears ring-back$"), ("callee", "^1 rings "))
+        self.step("caller", "1 off", ("caller", "^1 plays dial-tone$"))
+        self.step("caller", "1 dial 201", ("caller", "^1 plays ring-back$"), ("callee", "^1 rings "))
         self.step("callee", "1 off", ("caller", "^1 hears .*Hz$"), ("callee", "^1 hears .*Hz$"))
-        self.step("caller", "1 flash", ("caller", "^1 hears dial-tone$"))
+        self.step("caller", "1 flash", ("caller", "^1 plays dial-tone$"))
         self.step("caller", "1 dial 202", ("callee", "^2 rings "))
         self.step("callee", "2 off", ("application", "->202 answered"))
         self.step("caller", "1 flash", ("application", "^conference "), ("callee", "^2 hears .*Hz$"))

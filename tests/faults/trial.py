@@ -12,6 +12,7 @@ from tables import left_files, targets  # noqa: E402
 
 ROLES = {"application": "voice_application", "caller": "fxs_plugin", "callee": "fxs_plugin"}
 SHORT = 3  # seconds until the people of the first call give up
+REASONS = "refuses|rejected|failed|lost|cannot|no media|ended: [^0-9]|plays nothing|busy-tone|error"
 
 
 class Wrong(Exception):
@@ -88,7 +89,7 @@ class Trial:
         rows = []
         for process in self.system.processes:
             rows += process.err.all
-            rows += process.out.since(0, "refuses|rejected|failed|lost|cannot|no media|ended: [^0-9]|busy-tone|error")
+            rows += process.out.since(0, REASONS)
         return rows
 
     # -------------------------------------------------------------------------------------------- The call
@@ -105,10 +106,10 @@ class Trial:
         marks = caller.out.mark(), callee.out.mark()
         self.pause("at rest")
         caller.ask("1 off")
-        caller.out.expect_from(marks[0], "^1 hears dial-tone$", limit)
+        caller.out.expect_from(marks[0], "^1 plays dial-tone$", limit)
         self.pause("dial tone")
         caller.ask("1 dial 201")
-        caller.out.expect_from(marks[0], "^1 hears ring-back$", limit)
+        caller.out.expect_from(marks[0], "^1 plays ring-back$", limit)
         callee.out.expect_from(marks[1], "^1 rings ", limit)
         self.pause("ringing")
         callee.ask("1 off")

@@ -20,7 +20,7 @@ from processes import System, until
 LINES = 9  # of each plugin: so many calls at a time, before 110, which no telephone has
 TEST_CALLS = 50
 # Each telephone speaks its own tone; the tones of a plugin repeat after five lines.
-CALLER_TONE, CALLEE_TONE, TONE_STEP, TONE_CYCLE = 400, 600, 40, 5
+CALLER_TONE, CALLEE_TONE, TONE_STEP, TONE_CYCLE = 1000, 2200, 40, 5
 
 
 def tone(lowest, line):
@@ -57,16 +57,16 @@ class Exchange:
                 process.tell(command(line))
 
         all_do(self.callers, lambda line: f"{line} off")
-        self.everybody(self.callers, lambda line: f"^{line} hears dial-tone$", lines, mark)
+        self.everybody(self.callers, lambda line: f"^{line} plays dial-tone$", lines, mark)
         all_do(self.callers, lambda line: f"{line} dial {200 + line}")
         self.everybody(self.callees, lambda line: f"^{line} rings ", lines, mark)
-        self.everybody(self.callers, lambda line: f"^{line} hears ring-back$", lines, mark)
+        self.everybody(self.callers, lambda line: f"^{line} plays ring-back$", lines, mark)
         all_do(self.callees, lambda line: f"{line} off")
         # Each hears the other, and so packets have come through both ways.
         self.everybody(self.callers, lambda line: f"^{line} hears {tone(CALLEE_TONE, line)}$", lines, mark)
         self.everybody(self.callees, lambda line: f"^{line} hears {tone(CALLER_TONE, line)}$", lines, mark)
         all_do(self.callers, lambda line: f"{line} on")
-        self.everybody(self.callees, lambda line: f"^{line} hears busy-tone$", lines, mark)
+        self.everybody(self.callees, lambda line: f"^{line} plays busy-tone$", lines, mark)
         all_do(self.callees, lambda line: f"{line} on")
         for line in lines:
             self.application.out.expect_from(mark[self.application], f"^line {100 + line} idle$")

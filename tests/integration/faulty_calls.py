@@ -182,4 +182,4 @@ class FakeApplication:
                 break
             self.answer(packet)
         assert self.call("fxs1.EndPoint.FXS1", "signal", [("signal", signal_record())]).result is True
-        self.plugin.expect("^1 hears dial-tone$")
+        self.plugin.expect("^1 plays dial-tone$")

@@ -459,8 +459,8 @@ def test_a_call_without_a_free_port_ends_and_the_next_one_finds_some(system, for
     ring(first, "201", second)
     second.ask("1 off")
     application.expect("^call 1 101->201 ended: no media ports left$")
-    first.expect("^1 hears busy-tone$")
-    second.expect("^1 hears busy-tone$")
+    first.expect("^1 plays busy-tone$")
+    second.expect("^1 plays busy-tone$")
     assert [held(process) for process in (application, first, second)] == before
     first.ask("1 on")
     second.ask("1 on")

@@ -15,7 +15,7 @@ import wave
 import pytest
 
 import recordings
-from dialling import hang_up, lift, start_telephones, talk
+from dialling import answer, hang_up, lift, start_telephones, talk
 from media import open_files
 from processes import until
 
@@ -50,7 +50,10 @@ def start_call(system, first, second):
     files = [system.folder / "first.wav", system.folder / "second.wav"]
     for plugin, file in zip((first, second), files):
         plugin.ask(f"1 record {file}")
-    talk(first, "201", second)
+    lift(first)
+    first.expect("^1 hears dial-tone$")
+    first.ask("1 dial 201")
+    answer(second)
     return files
 
 
@@ -59,8 +62,8 @@ def test_both_lines_of_a_call_are_recorded_with_their_labels(system):
     first, second = start_telephones(system)
     files = start_call(system, first, second)
     assert application.running
-    first.expect("^1 hears 600Hz")
-    second.expect("^1 hears 400Hz")
+    first.expect("^1 hears 2200Hz")
+    second.expect("^1 hears 1000Hz")
     hang_up(first, second)
     for plugin, file in zip((first, second), files):
         plugin.out.expect_from(0, "^1 media ended")
@@ -75,9 +78,9 @@ def test_both_lines_of_a_call_are_recorded_with_their_labels(system):
         for begin, end, text in recordings.labels(file.with_suffix(".labels.txt")):
             assert 0 <= begin <= end <= seconds + 0.5, text  # what happens is ahead of the sound on a busy machine
     texts = [text for _, _, text in recordings.labels(files[0].with_suffix(".labels.txt"))]
-    assert {"dials 201", "hears dial-tone", "hears 600Hz"} <= set(texts)
+    assert {"dials 201", "hears dial-tone", "hears 2200Hz"} <= set(texts)
     texts = [text for _, _, text in recordings.labels(files[1].with_suffix(".labels.txt"))]
-    assert {"rings cadence=1000/4000", "stops ringing", "hears 400Hz"} <= set(texts)
+    assert {"rings cadence=1000/4000", "stops ringing", "hears 1000Hz"} <= set(texts)
 
 
 def test_what_one_line_says_is_heard_on_the_other_within_80_ms(system):
@@ -93,7 +96,7 @@ def test_what_one_line_says_is_heard_on_the_other_within_80_ms(system):
     plugin.ask("1 dial 102")
     plugin.expect("^2 rings")
     plugin.ask("2 off")
-    plugin.expect("^1 hears 440Hz")
+    plugin.expect("^1 hears 1040Hz")
     # One line of two commands: nothing comes in between. The second telephone is silent.
     recordings.write(system.folder / "silence.wav", [0] * 80000)
     plugin.ask(f"2 say {system.folder}/silence.wav")
@@ -119,6 +122,7 @@ def test_recording_begins_with_what_is_heard_already(system):
     system.start_application()
     plugin = system.start_fxs("fxs1")
     lift(plugin)
+    plugin.expect("^1 hears dial-tone$")
     file = system.folder / "later.wav"
     plugin.ask(f"1 record {file}")
     plugin.ask("1 on")
@@ -176,8 +180,8 @@ def test_a_full_disk_ends_the_recording_and_not_the_call(system):
     first.expect(r"^1 recording ends: .*first\.wav [\d.]+ s: File too large$")
     heard, _ = recordings.read(file)
     assert len(heard) > 0
-    first.ask("1 expect 600Hz 10s")
-    second.ask("1 expect 400Hz 10s")
+    first.ask("1 expect 2200Hz 10s")
+    second.ask("1 expect 1000Hz 10s")
     hang_up(first, second)
     first.expect("^1 media ended line=0 tx=[1-9]")
 
@@ -215,7 +219,7 @@ def test_files_that_cannot_be_said_are_named_and_the_call_goes_on(system):
     system.start_application()
     first, second = start_telephones(system)
     talk(first, "201", second)
-    second.expect("^1 hears 400Hz")
+    second.expect("^1 hears 1000Hz")
     before = open_files(first)
     for file, reason in bad_files(system.folder).items():
         assert refused(first, f"1 say {file}") == f"{file}: {reason}"
@@ -227,14 +231,14 @@ def test_files_that_cannot_be_said_are_named_and_the_call_goes_on(system):
     good.unlink()  # it is said to its end
     second.expect("^1 hears 620Hz")
     first.expect("^1 has said ")
-    second.expect("^1 hears 400Hz")
+    second.expect("^1 hears 1000Hz")
 
 
 def test_player_hears_the_call_and_costs_nothing_when_it_does_not_read(system):
     system.start_application()
     first, second = start_telephones(system)
     talk(first, "201", second)
-    first.expect("^1 hears 600Hz")
+    first.expect("^1 hears 2200Hz")
     pipe = system.folder / "pipe"
     os.mkfifo(pipe)
     assert refused(first, f"1 listen {pipe}") == f"{pipe}: is a pipe that nobody reads: start its reader first"
@@ -256,7 +260,7 @@ def test_player_hears_the_call_and_costs_nothing_when_it_does_not_read(system):
         values.byteswap()
     assert max(values) > 3000
     # It sleeps: the call does not notice.
-    assert refused(first, "1 expect silence 1s") == "1 heard 600Hz, not silence, within 1.000 s"
+    assert refused(first, "1 expect silence 1s") == "1 heard 2200Hz, not silence, within 1.000 s"
     first.ask("1 listen off")
     given, dropped = map(int, first.expect(r"samples=(\d+) dropped=(\d+)$").groups())
     assert given >= 8000 and dropped > 0

@@ -299,7 +299,7 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
         EXPECT_GE(call("fxs1", "create_ctx").with("ctx_id", context).answer(), 0);
 
     EXPECT_EQ(call(kLine, "signal").with("signal", good_signal).answer(), 1) << "it goes on";
-    EXPECT_TRUE(host.says("1 hears dial-tone"));
+    EXPECT_TRUE(host.says("1 plays dial-tone"));
     EXPECT_TRUE(host.comes_to_hold(before)) << host.descriptors() << ", not " << before;
     for (int descriptor : {pipes[0], pipes[1], pair[0], pair[1], local[0], local[1]})
         close(descriptor);

@@ -22,7 +22,7 @@ from media import (
     start_application,
 )
 
-FIRST_TONE, SECOND_TONE = 400, 600  # Hz, of fxs1 1 and fxs2 1
+FIRST_TONE, SECOND_TONE = 1000, 2200  # Hz, of fxs1 1 and fxs2 1
 SAMPLE_RATE = 8000
 FRAME_SAMPLES = 160
 SENDER_REPORT, SOURCE_DESCRIPTION, FAREWELL = "200", "202", "203"

@@ -353,7 +353,7 @@ def on_terminal(system, columns, *arguments, environment=None):
     first, second = start_telephones(system)
     talk(first, "201", second)
     first.ask("1 on")
-    second.expect("hears busy-tone$")
+    second.expect("plays busy-tone$")
     for plugin in (first, second):
         assert plugin.terminate() == 0
     until("both plugins have left", lambda: screen.written.count(b"closed") == 2)

@@ -179,7 +179,7 @@ class Accidents(Actions):
         caller.dial(callee.number)
         self.house.application.thaw()
         callee.says(now, "rings ")
-        caller.hears(now, "ring-back")
+        caller.plays(now, "ring-back")
         self.house.count("calls made")
         calls.give_up(self.house, Call(caller, callee))
         self.house.count("stops")

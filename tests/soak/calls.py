@@ -58,9 +58,9 @@ def ring(house, caller, callee):
     """The caller lifts and dials, the callee rings."""
     now = house.now()
     caller.lift()
-    caller.hears(now, "dial-tone")
+    caller.plays(now, "dial-tone")
     caller.dial(callee.number)
-    caller.hears(now, "ring-back")
+    caller.plays(now, "ring-back")
     callee.says(now, "rings ")
     house.count("calls made")
     return Call(caller, callee)
@@ -102,7 +102,7 @@ def end(house, call, first):
     if other.is_exchange:
         other.says(now, "released$")
     else:
-        other.hears(now, "busy-tone")
+        other.plays(now, "busy-tone")
         other.hang_up()
     for line in call.lines():
         sent, received = map(int, line.says(now, r"media ended line=\d+ tx=(\d+) rx=(\d+) ").groups())
@@ -126,9 +126,9 @@ def end_conference(house, call, order):
 def hold(house, call, holder):
     now, held = house.now(), call.other(holder)
     holder.flash()
-    holder.hears(now, "dial-tone")
+    holder.plays(now, "dial-tone")
     if not held.is_exchange:
-        held.hears(now, "held-tone")
+        held.plays(now, "held-tone")
     held.says(now, "on hold ")
     call.state, call.holder = "held", holder
 
@@ -169,7 +169,7 @@ def call_outside(house, caller, digits):
     """Over the exchange line; it hears just the digits that the caller dialled."""
     now, outside = house.now(), house.line(OUTGOING)
     caller.lift()
-    caller.hears(now, "dial-tone")
+    caller.plays(now, "dial-tone")
     caller.dial(f"0{digits}#")
     outside.says(now, "seized$")
     outside.says(now, f"dials {digits}$")
@@ -196,9 +196,9 @@ def refused(house, caller, number, tone):
     """A number that cannot be called: the tone says so."""
     now = house.now()
     caller.lift()
-    caller.hears(now, "dial-tone")
+    caller.plays(now, "dial-tone")
     caller.dial(number)
-    caller.hears(now, tone)
+    caller.plays(now, tone)
     caller.hang_up()
 
 
@@ -207,7 +207,7 @@ def steps(house, caller, callee):
     now = house.now()
     caller.lift()
     yield
-    caller.hears(now, "dial-tone")
+    caller.plays(now, "dial-tone")
     caller.dial(callee.number)
     yield
     callee.says(now, "rings ")
@@ -217,6 +217,6 @@ def steps(house, caller, callee):
     now = house.now()
     caller.flash()
     yield
-    caller.hears(now, "dial-tone")
+    caller.plays(now, "dial-tone")
     caller.hang_up()
     yield

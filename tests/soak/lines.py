@@ -85,11 +85,11 @@ class Line:
     def says(self, moment, pattern):
         return moment.expect(self.process, f"^{self.place} {pattern}")
 
-    def hears(self, moment, tone):
-        self.says(moment, f"hears {tone}$")
+    def plays(self, moment, tone):
+        self.says(moment, f"plays {tone}$")
 
     def hears_speech(self, moment):
         if self.is_wideband:
             self.says(moment, "talking ")  # wideband passes through unheard
         else:
-            self.hears(moment, ".*Hz")
+            self.says(moment, "hears .*Hz$")

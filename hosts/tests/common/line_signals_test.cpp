@@ -73,8 +73,9 @@ TEST_F(LineSignal, RingingBringsItsCadence) {
     EXPECT_TRUE(send());
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_al_ri));
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_alert_ri, kStop));
+    EXPECT_TRUE(send(LIBVOICE_SIGNAL_alert_rs, kStop));
     EXPECT_EQ(news(), (Texts{"L1 ring pattern=-1 1000 4000", "L1 ring pattern=2", "L1 ring pattern=-1",
-                             "L1 stop LIBVOICE_SIGNAL_al_ri"}));
+                             "L1 stop LIBVOICE_SIGNAL_al_ri", "L1 stop LIBVOICE_SIGNAL_al_ri"}));
 }
 
 TEST_F(LineSignal, DisplaysAreDecoded) {

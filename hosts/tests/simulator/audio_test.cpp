@@ -40,9 +40,9 @@ protected:
         audio_begin(nullptr, "none"); // it watches nothing
         try_without_clock();
         audio_begin(bus_, "test");
-        audio_start(&anna_, "anna", 400, note<0>);
-        audio_start(&bert_, "bert", 600, note<1>);
-        audio_start(&carl_, "carl", 640, note<2>);
+        audio_start(&anna_, "anna", 1000, note<0>);
+        audio_start(&bert_, "bert", 2200, note<1>);
+        audio_start(&carl_, "carl", 2240, note<2>);
     }
     static void TearDownTestSuite() { kex_destroy(bus_); }
 
@@ -112,7 +112,7 @@ TEST_F(Audio, AClockThatCannotBeWatchedLeavesNothingBehind) {
 TEST_F(Audio, TwoHearEachOtherAndCountTruly) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
     int before = open_descriptors();
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     line_statistics_t anna, bert;
     ASSERT_TRUE(audio_close(&anna_, 0, &anna));
     ASSERT_TRUE(audio_close(&bert_, 0, &bert));
@@ -120,7 +120,7 @@ TEST_F(Audio, TwoHearEachOtherAndCountTruly) {
     EXPECT_EQ(anna.tx_bytes, anna.tx_packets * 160);
     EXPECT_EQ(bert.rx_packets, anna.tx_packets) << "closing reads what has arrived";
     EXPECT_EQ(bert.lost, 0u);
-    EXPECT_EQ(bert.discarded, 0u);
+    EXPECT_EQ(bert.discarded, bert.late) << "nothing but what a busy machine makes late";
     EXPECT_EQ(open_descriptors(), before - 4);
     EXPECT_FALSE(audio_close(&anna_, 0, &anna)) << "there is nothing to close any more";
 }
@@ -128,7 +128,7 @@ TEST_F(Audio, TwoHearEachOtherAndCountTruly) {
 TEST_F(Audio, InAConferenceEachHearsTheOthers) {
     connect(&anna_, 0, &bert_, 0, 9, 1);
     connect(&anna_, 1, &carl_, 0, 9, 2);
-    EXPECT_TRUE(hear("600Hz+640Hz", "400Hz+640Hz", "400Hz+600Hz"));
+    EXPECT_TRUE(hear("2200Hz+2240Hz", "1000Hz+2240Hz", "1000Hz+2200Hz"));
     for (audio *who : {&anna_, &bert_, &carl_})
         for (uint32_t index = 0; index < kSessions; index++)
             audio_close(who, index, nullptr);
@@ -137,7 +137,7 @@ TEST_F(Audio, InAConferenceEachHearsTheOthers) {
 TEST_F(Audio, TwoCallsOutsideAConferenceDoNotMix) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
     connect(&anna_, 1, &carl_, 0, 0, 0);
-    EXPECT_TRUE(hear("600Hz+640Hz", "400Hz", "400Hz"));
+    EXPECT_TRUE(hear("2200Hz+2240Hz", "1000Hz", "1000Hz"));
     for (audio *who : {&anna_, &bert_, &carl_})
         for (uint32_t index = 0; index < kSessions; index++)
             audio_close(who, index, nullptr);
@@ -145,13 +145,13 @@ TEST_F(Audio, TwoCallsOutsideAConferenceDoNotMix) {
 
 TEST_F(Audio, AnotherCodecIsDiscardedUntilBothChange) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     const line_media_t ulaw = {VOICE_MODE_SEND_RECEIVE, LIBVOICE_CODEC_PCMU, 0, 20, 0, 0, -1, -1};
     EXPECT_EQ(audio_change(&anna_, 0, &ulaw), nullptr);
     heard_[0].clear();             // her detector begins anew
     EXPECT_TRUE(hear("", "", "")); // neither understands the other
     EXPECT_EQ(audio_change(&bert_, 0, &ulaw), nullptr);
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     line_statistics_t anna;
     audio_close(&anna_, 0, &anna);
     audio_close(&bert_, 0, nullptr);
@@ -197,7 +197,7 @@ TEST_F(Audio, AChangeThatFailsLeavesWhatWas) {
     const line_media_t bad = with_sockets(kAlaw, nowhere, -1, 7, 1);
     EXPECT_STREQ(audio_change(&anna_, 0, &bad), "media descriptor is no connected socket");
     EXPECT_EQ(close(nowhere), 0) << "still the caller's";
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     audio_close(&anna_, 0, nullptr);
     audio_close(&bert_, 0, nullptr);
 }
@@ -211,7 +211,7 @@ TEST_F(Audio, AChangeOfSocketsClosesTheOldOnes) {
     EXPECT_EQ(audio_change(&anna_, 0, &here), nullptr);
     EXPECT_EQ(audio_change(&bert_, 0, &there), nullptr);
     EXPECT_EQ(open_descriptors(), before) << "two came, two went";
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     audio_close(&anna_, 0, nullptr);
     audio_close(&bert_, 0, nullptr);
     EXPECT_EQ(open_descriptors(), before - 4);
@@ -220,12 +220,12 @@ TEST_F(Audio, AChangeOfSocketsClosesTheOldOnes) {
 TEST_F(Audio, WhatIsSaidTooSoftlyIsNotHeard) {
     connect(&anna_, 0, &bert_, 0, 0, 0);
     anna_.said_factor = 0.01F;
-    EXPECT_TRUE(hear("600Hz", "", ""));
+    EXPECT_TRUE(hear("2200Hz", "", ""));
     anna_.said_factor = 1;
     bert_.heard_factor = 0.01F;
-    EXPECT_TRUE(hear("600Hz", "", ""));
+    EXPECT_TRUE(hear("2200Hz", "", ""));
     bert_.heard_factor = 1;
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     audio_close(&anna_, 0, nullptr);
     audio_close(&bert_, 0, nullptr);
 }
@@ -233,7 +233,7 @@ TEST_F(Audio, WhatIsSaidTooSoftlyIsNotHeard) {
 TEST_F(Audio, TheWaitIsThatOfTheNewestPacket) {
     EXPECT_EQ(audio_wait_ms(&anna_), 0u);
     connect(&anna_, 0, &bert_, 0, 0, 0);
-    EXPECT_TRUE(hear("600Hz", "400Hz", ""));
+    EXPECT_TRUE(hear("2200Hz", "1000Hz", ""));
     EXPECT_GE(audio_wait_ms(&anna_), 10u);
     EXPECT_LE(audio_wait_ms(&anna_), 200u);
     audio_close(&anna_, 0, nullptr);

@@ -41,7 +41,7 @@ protected:
         sound_commands_begin(telephones_);
         for (telephone &one : telephones_) {
             one.off_hook = one.ringing = false;
-            one.tone[0] = one.sound.heard[0] = 0;
+            one.sound.detector.said[0] = 0;
         }
         testing::internal::CaptureStdout();
     }

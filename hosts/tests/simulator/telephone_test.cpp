@@ -1,44 +1,35 @@
 // SPDX-License-Identifier: MIT
 // A simulated telephone by its interface: what its user hears and sees, and what it reports.
-#include "telephone.h"
+#include "telephone_fixture.h"
 
-#include "fake_line.h"
-#include "kex_host.h"
+#include "country_tones.h"
 #include "udp_pair.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
+#include <set>
 #include <string.h>
-#include <string>
-#include <vector>
 
 // ------------------------------------------------------------------------------------------------ In place of a plugin
 
-namespace {
-
-std::vector<std::string> reports;
-line_statistics_t last_statistics;
-
-} // namespace
+Texts telephone_reports;
 
 bool line_report_off_hook(line_t *line) {
-    reports.push_back(std::to_string(line->number) + " off hook");
+    telephone_reports.push_back(std::to_string(line->number) + " off hook");
     return true;
 }
 
 bool line_report_on_hook(line_t *line) {
-    reports.push_back(std::to_string(line->number) + " on hook");
+    telephone_reports.push_back(std::to_string(line->number) + " on hook");
     return true;
 }
 
 bool line_report_flash(line_t *line) {
-    reports.push_back(std::to_string(line->number) + " flash");
+    telephone_reports.push_back(std::to_string(line->number) + " flash");
     return true;
 }
 
-bool line_report_statistics(line_t *line, uint32_t appearance, const line_statistics_t *statistics) {
-    reports.push_back(std::to_string(line->number) + " statistics " + std::to_string(appearance));
-    last_statistics = *statistics;
+bool line_report_statistics(line_t *line, uint32_t appearance, const line_statistics_t *) {
+    telephone_reports.push_back(std::to_string(line->number) + " statistics " + std::to_string(appearance));
     return true;
 }
 
@@ -54,99 +45,11 @@ bool line_is_registered(const line_t *line) {
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
-class Telephone : public testing::Test {
-protected:
-    static void SetUpTestSuite() { bus_ = kex_create("telephone_test"); }
-    static void TearDownTestSuite() { kex_destroy(bus_); }
-
-    void SetUp() override {
-        audio_begin(bus_, "telephone_test");
-        telephone_begin(&phone_, &line_, 400);
-        phone_.off_hook = phone_.ringing = false;
-        phone_.tone[0] = phone_.name[0] = 0;
-        reports.clear();
-        testing::internal::CaptureStdout();
-    }
-    void TearDown() override { testing::internal::GetCapturedStdout(); }
-
-    // What has been said since the last question.
-    static std::string said() {
-        fflush(stdout);
-        std::string text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
-    const char *play(uint32_t signal, const voice_tone_t *list = nullptr, uint32_t count = 0) {
-        const line_tone_t tone = {signal, 0, list, count};
-        return driver_.play(&phone_, &tone);
-    }
-    const char *ring(const uint32_t *cadence = nullptr, uint32_t count = 0) {
-        const line_ring_t order = {cadence, count, -1};
-        return driver_.ring(&phone_, &order);
-    }
-
-    static inline kex_t *bus_;
-    plugin_line line_ = {3, true};
-    // It stays in the list of sounds that the clock drives, for the life of the process.
-    static inline telephone phone_;
-    const line_driver_t driver_ = telephone_driver();
-};
-
 line_display_t caller(const char *number, const char *name, char no_number = 0) {
     return {"", false, false, number, name, "", "11211024", no_number, 0, 0, false};
 }
 
 } // namespace
-
-TEST_F(Telephone, HearsTonesByTheirNames) {
-    EXPECT_EQ(play(LIBVOICE_SIGNAL_cg_dt), nullptr);
-    EXPECT_EQ(play(LIBVOICE_SIGNAL_cg_dt), nullptr);
-    EXPECT_EQ(said(), "3 hears dial-tone\n") << "once";
-    EXPECT_EQ(play(LIBVOICE_SIGNAL_cg_bt), nullptr);
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_cg_dt);
-    EXPECT_EQ(said(), "3 hears busy-tone\n") << "another tone than the one that plays is not stopped";
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_cg_bt);
-    EXPECT_EQ(said(), "3 hears silence\n");
-    EXPECT_STREQ(play(LIBVOICE_SIGNAL_dg_d5), "ignores LIBVOICE_SIGNAL_dg_d5");
-}
-
-TEST_F(Telephone, HearsTheFirstToneOfAList) {
-    const voice_tone_t list[] = {{425, -100, 200, 200}, {950, -100, 200, 0}};
-    EXPECT_EQ(play(LIBVOICE_SIGNAL_tonegen_pt, list, 2), nullptr);
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_tonegen_pt);
-    EXPECT_EQ(said(), "3 hears tone-425Hz\n3 hears silence\n");
-}
-
-TEST_F(Telephone, RingsUntilItIsStoppedOrLifted) {
-    const uint32_t cadence[] = {1000, 4000};
-    EXPECT_EQ(ring(cadence, 2), nullptr);
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_al_ri);
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_al_ri);
-    EXPECT_EQ(said(), "3 rings cadence=1000/4000\n3 stops ringing\n");
-    EXPECT_EQ(ring(), nullptr);
-    EXPECT_EQ(telephone_lift(&phone_), nullptr);
-    EXPECT_EQ(said(), "3 rings\n3 off hook\n3 stops ringing\n");
-    EXPECT_STREQ(ring(), "is off hook: does not ring");
-    EXPECT_EQ(reports, (Texts{"3 off hook"}));
-}
-
-TEST_F(Telephone, ALongCadenceFitsIntoOneLine) {
-    uint32_t cadence[64];
-    for (uint32_t &ms : cadence)
-        ms = UINT32_MAX;
-    EXPECT_EQ(ring(cadence, 64), nullptr);
-    EXPECT_LT(said().size(), 120u);
-}
-
-TEST_F(Telephone, AllStopsTogether) {
-    ring();
-    play(LIBVOICE_SIGNAL_cg_cw);
-    said();
-    driver_.stop(&phone_, LIBVOICE_SIGNAL_zil_cancel_all_signals);
-    EXPECT_EQ(said(), "3 stops ringing\n3 hears silence\n");
-}
 
 TEST_F(Telephone, DisplaysWhoCalls) {
     const line_display_t rows[] = {caller("201", "Study"), caller("", "", 'P'), caller("", "", 'O')};
@@ -170,10 +73,11 @@ TEST_F(Telephone, TheUserActsInOrder) {
     EXPECT_STREQ(telephone_lift(&phone_), "3 is off hook already");
     EXPECT_EQ(telephone_flash(&phone_), nullptr);
     play(LIBVOICE_SIGNAL_cg_dt);
+    run(2000);
     EXPECT_EQ(telephone_hang_up(&phone_), nullptr);
-    EXPECT_EQ(phone_.tone[0], 0) << "nobody listens any more";
-    EXPECT_EQ(reports, (Texts{"3 off hook", "3 flash", "3 on hook"}));
-    EXPECT_EQ(said(), "3 off hook\n3 flashes\n3 hears dial-tone\n3 on hook\n");
+    run(2000); // nobody listens any more
+    EXPECT_EQ(telephone_reports, (Texts{"3 off hook", "3 flash", "3 on hook"}));
+    EXPECT_EQ(said(), "3 off hook\n3 flashes\n3 plays dial-tone\n3 hears dial-tone\n3 on hook\n");
 }
 
 TEST_F(Telephone, KeepsItsParameters) {
@@ -244,12 +148,6 @@ TEST_F(Telephone, GainsMakeSoundLouderAndSofter) {
     EXPECT_EQ(phone_.sound.heard_factor, 1);
 }
 
-TEST_F(Telephone, OtherSignals) {
-    EXPECT_EQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_nd, nullptr, 0), nullptr);
-    EXPECT_STREQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_las, nullptr, 0), "ignores LIBVOICE_SIGNAL_xal_las");
-    EXPECT_EQ(said(), "3 line open\n");
-}
-
 TEST_F(Telephone, MediaIsSaidAndCounted) {
     int sockets[2];
     make_udp_pair(sockets);
@@ -265,17 +163,55 @@ TEST_F(Telephone, MediaIsSaidAndCounted) {
     driver_.close(&phone_, 1);
     EXPECT_EQ(said(), "3 media ended line=1 tx=0 rx=0 lost=0 discarded=0 jitter=0 rtcp=0/0 late=0 twice=0 concealed=0 "
                       "buffer=0/0/0 roundtrip=0\n");
-    EXPECT_EQ(reports, (Texts{"3 statistics 1"}));
+    EXPECT_EQ(telephone_reports, (Texts{"3 statistics 1"}));
     driver_.close(&phone_, 1);
     EXPECT_EQ(said(), "") << "there is nothing to close";
     close(sockets[1]);
 }
 
-TEST(ToneOfPlugin, FollowsTheFigureAtTheEndOfItsName) {
-    EXPECT_EQ(tone_of_plugin("fxs1"), 400u);
-    EXPECT_EQ(tone_of_plugin("fxs2"), 600u);
-    EXPECT_EQ(tone_of_plugin("fxs4"), 1000u);
-    EXPECT_EQ(tone_of_plugin("fxs5"), 400u);
-    EXPECT_EQ(tone_of_plugin("fxs"), 400u);
-    EXPECT_EQ(tone_of_plugin(""), 400u);
+TEST(VoiceOfPlugin, FollowsTheFigureAtTheEndOfItsName) {
+    EXPECT_EQ(voice_of_plugin("fxs1"), 1000u);
+    EXPECT_EQ(voice_of_plugin("fxs2"), 2200u);
+    EXPECT_EQ(voice_of_plugin("fxs4"), 2600u);
+    EXPECT_EQ(voice_of_plugin("fxs5"), 1000u);
+    EXPECT_EQ(voice_of_plugin("fxs"), 1000u);
+    EXPECT_EQ(voice_of_plugin(""), 1000u);
+}
+
+TEST(VoiceOfPlugin, OfExchangeLinesFollowsItToo) {
+    EXPECT_EQ(voice_of_exchange("fxo1"), 3000u);
+    EXPECT_EQ(voice_of_exchange("fxo2"), 3200u);
+    EXPECT_EQ(voice_of_exchange("fxo3"), 3000u);
+}
+
+// Neither a tone of a country nor, with another voice, a key; ITU-T Q.24 takes a key's frequency up to 3.5 % off.
+TEST(VoiceOfPlugin, IsHeardAndIsNoToneAndNoKey) {
+    constexpr const char *kCountries[] = {"FR", "DE", "GB", "US", "CH", "SE", "IT", "ES", "NL", "BE", "AU", "JP", "BR"};
+    constexpr uint32_t kKeys[] = {697, 770, 852, 941, 1209, 1336, 1477, 1633};
+    constexpr uint32_t kHandset = 20; // above the telephone, and there are two of them
+    std::set<uint32_t> first;
+    for (const char *name : {"x1", "x2", "x3", "x4"}) {
+        first.insert(voice_of_plugin(name));
+        first.insert(voice_of_plugin(name) + kHandset);
+        first.insert(voice_of_exchange(name));
+    }
+    EXPECT_EQ(first.size(), 10u) << "each its own";
+    std::set<uint32_t> frequencies;
+    for (const char *country : kCountries)
+        for (uint32_t tone = 0; tone < TONES; tone++) {
+            const tone_pattern pattern =
+                tone_pattern_read(country_tone(country, static_cast<network_tone>(tone))->text);
+            for (uint32_t i = 0; i < pattern.count; i++)
+                frequencies.insert({pattern.elements[i].first, pattern.elements[i].second});
+        }
+    for (uint32_t begin : first)
+        for (uint32_t place = 0; place < (begin % 40 == kHandset ? 2 : 5); place++) {
+            const uint32_t voice = begin + 40 * place;
+            EXPECT_EQ(voice % kDetectorStep, 0u) << voice;
+            EXPECT_LE(voice, kDetectorHighest);
+            for (uint32_t key : kKeys)
+                EXPECT_GT(std::max(voice, key) - std::min(voice, key), key * 35 / 1000) << voice;
+            for (uint32_t frequency : frequencies)
+                EXPECT_GE(std::max(voice, frequency) - std::min(voice, frequency), 40u) << voice;
+        }
 }
