@@ -103,6 +103,7 @@ class Scripts(unittest.TestCase):
             (["bench/run", "--twice"], "there is no '--twice'"),
             (["bench/run", "heap", "all"], "there is no 'all'"),
             (["bench/run", "memory", "all"], "there is no 'all'"),
+            (["bench/run", "sound", "all"], "there is no 'all'"),
             (["bench/run", "size", "arm"], "there is no 'arm'"),
             (["bench/run", "instructions", "all"], "there is no 'all'"),
             (["bench/run", "instructions", "--accept"], "--accept needs a reason"),
