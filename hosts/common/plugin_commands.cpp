@@ -27,9 +27,14 @@ const char *answer_status() {
     return nullptr;
 }
 
+// How far commands count.
+int places() {
+    return plugin->places > 0 ? plugin->places : options.lines;
+}
+
 const char *answer_help() {
     if (plugin->commands != nullptr)
-        answer("1..%d %s; status; help; quit; watch", options.lines, plugin_commands_text(plugin));
+        answer("1..%d %s; status; help; quit; watch", places(), plugin_commands_text(plugin));
     else
         answer("status; help; quit; watch");
     return nullptr;
@@ -67,9 +72,9 @@ const char *plugin_command_run(char *text) {
     long number;
     if (plugin->commands == nullptr)
         return command_error("unknown command '%s'; try help", first);
-    if (!read_number(first, 1, options.lines, &number))
+    if (!read_number(first, 1, places(), &number))
         return command_error("'%s' is neither a command nor a %s from 1 to %d", first, plugin_line_word(plugin),
-                             options.lines);
+                             places());
     const char *verb = next_word(&rest);
     return line_command(static_cast<int>(number), verb, rest);
 }

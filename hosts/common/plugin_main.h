@@ -51,6 +51,7 @@ typedef struct plugin_program {
     const char *acting_text; /**< behind "Commands, one per line" in --help: ", as the exchange"; null: nothing */
     int lines;               /**< unless --lines is given */
     int most_lines;          /**< with --lines; not more than `lines`: there is no --lines. Both 0: no endpoints */
+    int places; /**< what commands count up to instead of lines, where there are no endpoints: channels. 0: lines */
     const plugin_option_t *options;
     const plugin_command_t *commands;
     /** The bus is there, the plugin not yet on it: adds `lines` lines. It ends the process if it cannot: with

@@ -21,9 +21,11 @@
 #include "media_file.h"
 #include "media_record.h"
 #include "plugin_main.h"
+#include "sound_commands.h"
 #include "tone_list.h"
 #include "unproved_tones.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -34,34 +36,39 @@ constexpr uint32_t kChannels = 16;
 constexpr uint32_t kLowestVoice = 2200; // Hz; each next channel has 40 Hz more
 constexpr uint32_t kVoiceStep = 40;
 
-// What a channel that media was set up for keeps. The library's objects know only its name.
-struct channel {
-    bool used;
-    char name[64];
-    uint32_t plays; // the signal of the tone that was ordered last
-    audio sound;
-};
-channel channels[kChannels];
+// Places for channels. One that media was set up for is off hook, as a telephone that talks, and its sound is called by its
+// name, which is all that the library's objects know of it. Commands are for places: channels come and go.
+telephone places[kChannels];
 char country[3]; // that the application named
 
-void channel_hears(const audio *sound, const char *what) {
-    say("channel %s hears %s", sound->who, *what == 0 ? "silence" : what);
+// Says what happens to a channel, and tells it to the sinks of its sound.
+__attribute__((format(printf, 2, 3))) void channel_tell(const audio *sound, const char *format, ...) {
+    char text[1024]; // as long as a line of the console
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text, sizeof text, format, values);
+    va_end(values);
+    say("channel %s %s", sound->who, text);
+    audio_event(sound, text);
 }
 
-channel *channel_find(const char *name) {
-    for (channel &one : channels)
-        if (one.used && strcmp(one.name, name) == 0)
+void channel_hears(const audio *sound, const char *what) {
+    channel_tell(sound, "hears %s", *what == 0 ? "silence" : what);
+}
+
+telephone *channel_find(const char *name) {
+    for (telephone &one : places)
+        if (one.off_hook && strcmp(one.sound.who, name) == 0)
             return &one;
     return nullptr;
 }
 
-channel *channel_add(const char *name) {
-    for (channel &one : channels) {
-        if (one.used || strlen(name) >= sizeof one.sound.who)
+telephone *channel_add(const char *name) {
+    for (telephone &one : places) {
+        if (one.off_hook || strlen(name) >= sizeof one.sound.who)
             continue;
-        one.used = true;
+        one.off_hook = true;
         tone_player_stop(&one.sound.tone);
-        snprintf(one.name, sizeof one.name, "%s", name);
         snprintf(one.sound.who, sizeof one.sound.who, "%s", name);
         return &one;
     }
@@ -69,18 +76,18 @@ channel *channel_add(const char *name) {
 }
 
 // A channel without media leaves its place to another one.
-void channel_free_if_idle(channel *one) {
+void channel_free_if_idle(telephone *one) {
     bool is_idle = true;
     for (const media_session &session : one->sound.sessions)
         is_idle = is_idle && !session.open;
-    one->used = !is_idle;
+    one->off_hook = !is_idle;
 }
 
-bool channel_close_media(channel *one, uint32_t line) {
+bool channel_close_media(telephone *one, uint32_t line) {
     line_statistics_t statistics;
     if (!audio_close(&one->sound, line, &statistics))
         return false;
-    say("channel %s %s", one->name, audio_end_text(line, &statistics));
+    channel_tell(&one->sound, "%s", audio_end_text(line, &statistics));
     channel_free_if_idle(one);
     return true;
 }
@@ -91,7 +98,7 @@ int32_t channel_answer(const char *name, const char *wrong, uint32_t line, int32
     if (wrong != nullptr)
         say("channel %s refuses media: %s", name, wrong);
     else
-        say("channel %s %s", name, audio_begin_text(&channel_find(name)->sound, line));
+        channel_tell(&channel_find(name)->sound, "%s", audio_begin_text(&channel_find(name)->sound, line));
     return wrong == nullptr ? 0 : 1;
 }
 
@@ -109,7 +116,7 @@ const char *list_read(libvoice_signal_t *message, tone_pattern *pattern) {
 }
 
 // A tone sounds with the channel's own voice, and is heard at the far end of its media. @return null, or why it cannot
-const char *channel_play(channel *one, libvoice_signal_t *message, const voice_signal_t *head) {
+const char *channel_play(telephone *one, libvoice_signal_t *message, const voice_signal_t *head) {
     tone_pattern pattern = {};
     const network_tone tone = network_tone_of(head->signal);
     if (tone != TONES)
@@ -125,17 +132,20 @@ const char *channel_play(channel *one, libvoice_signal_t *message, const voice_s
 int32_t dsp_signal(const char *name, libvoice_signal_t *message) {
     const voice_signal_t head = voice_signal_head(message);
     const bool stops = (head.flags & VOICE_SIGNAL_STOP) != 0;
-    channel *one = channel_find(name);
+    telephone *one = channel_find(name);
     const char *wrong = nullptr;
-    say("channel %s %s %s", name, stops ? "ends" : "plays", libvoice_param_str(head.signal));
-    if (one == nullptr)
+    const char *verb = stops ? "ends" : "plays", *signal = libvoice_param_str(head.signal);
+    if (one == nullptr) {
+        say("channel %s %s %s", name, verb, signal);
         return 0;
+    }
+    channel_tell(&one->sound, "%s %s", verb, signal);
     if (head.signal == LIBVOICE_SIGNAL_zil_cancel_all_signals || (stops && head.signal == one->plays))
         tone_player_stop(&one->sound.tone);
     else if (!stops)
         wrong = channel_play(one, message, &head);
     if (wrong != nullptr)
-        say("channel %s %s", name, wrong);
+        channel_tell(&one->sound, "%s", wrong);
     return wrong == nullptr ? 0 : 1;
 }
 
@@ -145,7 +155,7 @@ int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **de
     media.media = (*descriptors)[0];
     media.control = (*descriptors)[1];
     if (wrong == nullptr) {
-        channel *one = channel_find(name);
+        telephone *one = channel_find(name);
         if (one == nullptr)
             one = channel_add(name);
         wrong = one == nullptr ? "no channel is free" : audio_open(&one->sound, line, &media);
@@ -163,14 +173,14 @@ int32_t dsp_modify(const char *name, uint32_t line, void *cnx_info, int32_t **de
     const char *wrong = media_read_connection(cnx_info, &media);
     media.media = (*descriptors)[0];
     media.control = (*descriptors)[1];
-    channel *one = channel_find(name);
+    telephone *one = channel_find(name);
     if (wrong == nullptr)
         wrong = one == nullptr ? "there is no media to change" : audio_change(&one->sound, line, &media);
     return channel_answer(name, wrong, line, descriptors);
 }
 
 int32_t dsp_destroy(const char *name, uint32_t line) {
-    channel *one = channel_find(name);
+    telephone *one = channel_find(name);
     return one != nullptr && channel_close_media(one, line) ? 0 : 1;
 }
 
@@ -179,7 +189,7 @@ int32_t dsp_destroy(const char *name, uint32_t line) {
 int32_t plugin_init(const char *name) {
     snprintf(country, sizeof country, "%s", name);
     unproved_tones_say(country);
-    for (channel &one : channels)
+    for (telephone &one : places)
         audio_set_country(&one.sound, country);
     say("ready country=%s channels on request", country);
     return 0;
@@ -194,26 +204,31 @@ libvoice_callbacks_t callbacks() {
 
 void channels_lost() {
     say("application lost");
-    for (channel &one : channels)
+    for (telephone &one : places)
         for (uint32_t line = 0; line < kSessions; line++)
-            if (one.used)
+            if (one.off_hook)
                 channel_close_media(&one, line);
 }
 
 void channels_status(int) {
-    for (const channel &one : channels)
+    for (const telephone &one : places)
         for (uint32_t i = 0; i < kSessions; i++)
-            if (one.used && one.sound.sessions[i].open)
-                answer("channel %s line=%u %s", one.name, i, audio_text(&one.sound, i));
+            if (one.sound.sessions[i].open)
+                answer("%d channel %s line=%u %s", one.number, one.sound.who, i, audio_text(&one.sound, i));
 }
 
 constexpr plugin_option_t kOptions[] = {MEDIA_FILE_OPTION, {}};
 
 void channels_begin(int) {
     audio_begin(host_bus(), plugin_name());
-    for (uint32_t i = 0; i < kChannels; i++)
-        audio_start(&channels[i].sound, "", kLowestVoice + i * kVoiceStep, channel_hears);
+    sound_commands_begin(places);
+    for (uint32_t i = 0; i < kChannels; i++) {
+        places[i].number = static_cast<int>(i) + 1;
+        audio_start(&places[i].sound, "", kLowestVoice + i * kVoiceStep, channel_hears);
+    }
 }
+
+constexpr plugin_command_t kCommands[] = {SOUND_COMMANDS, {}};
 
 } // namespace
 
@@ -229,7 +244,11 @@ int main(int count, char **words) {
     program.name = "dsp1";
     program.stem = "DSP";
     program.options = kOptions;
+    program.line_word = "channel";
+    program.places = kChannels;
+    program.commands = kCommands;
     program.begin = channels_begin;
+    program.end = sound_commands_end;
     program.status = channels_status;
     program.callbacks = callbacks;
     program.dsp = &dsp;

@@ -156,7 +156,7 @@ void files_leave(recording *one) {
 // What went on before.
 void recording_note_begin(recording *one) {
     const telephone *line = one->line;
-    if (line->off_hook)
+    if (line->off_hook && line->line != nullptr) // a channel has no hook
         recording_event(one, one->begin, "off hook");
     if (line->ringing)
         recording_event(one, one->begin, "rings");

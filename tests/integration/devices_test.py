@@ -3,6 +3,7 @@
 
 import pytest
 
+import recordings
 from dialling import answer, dial
 from processes import until
 
@@ -167,6 +168,9 @@ def test_gain_changes_what_is_heard(house):
 
 def test_dsp_channels_are_created_and_driven(house):
     watcher = house.start_watcher()
+    file = house.folder / "channel.wav"
+    house.dsp.ask(f"2 record {file}")
+    house.dsp.ask(f"2 listen {house.folder}/channel.raw")
     house.application.ask("dsp dsp1")
     for function, endpoint in [
         ("createDsp", "DSPPlugin"),
@@ -186,6 +190,13 @@ def test_dsp_channels_are_created_and_driven(house):
     house.application.ask("dsp dsp1 destroy")
     for _ in range(2):
         assert int(house.dsp.expect(r"^channel D1C[12] media ended .*rx=(\d+)").group(1)) > 0
+    for command in ("record", "listen"):
+        house.dsp.ask(f"2 {command} off")
+    heard, said = recordings.read(file)
+    assert max(heard) > 5000 and max(said) > 5000
+    texts = {text for _, _, text in recordings.labels(file.with_suffix(".labels.txt"))}
+    assert {"talking", "hears ring-back", "media ended"} <= texts and "off hook" not in texts, texts
+    assert (house.folder / "channel.raw").stat().st_size > 16000
 
 
 def test_every_plugin_is_killed_at_once(house):

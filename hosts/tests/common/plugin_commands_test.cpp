@@ -40,6 +40,14 @@ TEST_F(PluginCommands, LineThatThereIsNotIsNamed) {
                     testing::HasSubstr("is neither a command nor a door from 1 to 2"));
 }
 
+TEST_F(PluginCommands, CountPlacesWhereThereAreNoLines) {
+    program_.places = 16;
+    begin();
+    EXPECT_EQ(run("16 knock"), "16 is knocked at once");
+    EXPECT_EQ(run("17 knock"), "'17' is neither a command nor a door from 1 to 16");
+    EXPECT_THAT(run("help"), testing::StartsWith("answers: 1..16 "));
+}
+
 TEST_F(PluginCommands, VerbThatThereIsNotIsNamedWithThoseThatThereAre) {
     EXPECT_EQ(run("1 ring"), "a door cannot 'ring': knock, open");
     EXPECT_EQ(run("1"), "1 what? knock, open");
