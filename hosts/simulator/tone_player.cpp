@@ -22,7 +22,7 @@ double wave(uint32_t frequency, uint32_t sample) {
 int16_t element_sample(const tone_element *element, double amplitude, uint32_t sample) {
     double value = wave(element->first, sample);
     if (element->modulates)
-        value *= (1 + wave(element->second, sample)) / 2;
+        value *= 1 + wave(element->second, sample); // which leaves the first one's own level as it is
     else if (element->second > 0)
         value += wave(element->second, sample);
     return static_cast<int16_t>(lround(amplitude * value));
@@ -43,9 +43,11 @@ void tone_player_start(tone_player *player, const tone_pattern *pattern) {
 }
 
 void tone_player_stop(tone_player *player) {
-    const bool sounds = player->pattern.count > 0 && player->pattern.elements[player->element].first > 0;
-    if (sounds && player->gap == 0)
-        player->gap = kGapSamples;
+    if (player->pattern.count > 0 && player->gap == 0) {
+        const bool sounds = player->pattern.elements[player->element].first > 0;
+        const uint32_t silent = sounds ? 0 : player->played;
+        player->gap = silent < kGapSamples ? kGapSamples - silent : 0;
+    }
     player->pattern.count = 0;
 }
 

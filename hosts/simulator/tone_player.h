@@ -14,8 +14,8 @@ struct tone_player {
     uint32_t gap;    // samples of silence before this one or the next one begins
 };
 
-/** Begins a tone in place of the one before. After one that was cut off while it sounded there are 80 ms of silence, as
- *  an exchange needs to switch: nobody could tell two tones of one frequency apart without. */
+/** Begins a tone in place of the one before. Behind the last sound of that one there are at least 80 ms of
+ *  silence, as an exchange needs to switch: nobody could tell two tones of one frequency apart without. */
 void tone_player_start(tone_player *player, const tone_pattern *pattern);
 void tone_player_stop(tone_player *player);
 /** Adds the next samples of the tone to a mix, if one is played. */
