@@ -9,13 +9,20 @@ namespace {
 
 constexpr uint32_t kNearLeast = 8, kNearPlain = 40; // ms
 constexpr uint32_t kBurstNearMost = 100, kGapNearMost = 250;
-constexpr float kLevelNear = 5;        // dB
+constexpr float kLevelNear = 5; // dB
+// Bursts and pauses that must have matched: of a tone that was entered in its middle, where somebody speaks, and more than
+// those that belonged to another tone.
+constexpr uint32_t kNeedsMiddle = 3, kNeedsSpeech = 5, kNeedsMore = 2;
 constexpr uint32_t kEndNewsMs = 60;    // after which an end is known
 constexpr uint32_t kQuietMs = 40;      // after which it is known that nothing has begun
 constexpr uint32_t kBeginNewsMs = 180; // after which a begin is known
 
 uint32_t apart(uint32_t one, uint32_t other) {
     return one > other ? one - other : other - one;
+}
+
+uint32_t more(uint32_t one, uint32_t other) {
+    return one > other ? one : other;
 }
 
 // Less than the half of the way to the next length that a tone has there.
@@ -46,6 +53,11 @@ bool is_near(double length, uint32_t wanted, uint32_t near) {
     return length > static_cast<double>(wanted) - near && length < static_cast<double>(wanted) + near;
 }
 
+void place_enter_middle(cadence_place *place) {
+    place->exact = false;
+    place->needs = more(place->needs, kNeedsMiddle);
+}
+
 // As much louder or softer than the burst before as it should be.
 bool level_is_near(const cadence_match *match, const cadence *tone, uint32_t burst, float level) {
     const uint32_t before = match->places[burst].before;
@@ -55,18 +67,21 @@ bool level_is_near(const cadence_match *match, const cadence *tone, uint32_t bur
     return fabsf(20 * log10f(level / match->level) - wanted) < kLevelNear;
 }
 
-// The burst of which this one is the next: the one before it, or the last of a repetition; kBursts: there is none.
+// The burst of which this one is the next: the one before it, or the last of a repetition, whichever more has matched for;
+// kBursts: there is none.
 uint32_t burst_before(const cadence_match *match, const cadence *tone, uint32_t burst, double pause) {
     const uint32_t candidates[] = {burst > 0 ? burst - 1 : tone->count - 1,
                                    burst == tone->again ? tone->count - 1 : kBursts};
+    uint32_t best = kBursts;
     for (uint32_t before : candidates) {
         if (before >= kBursts || (burst == 0 && tone->again != 0))
             continue;
         const cadence_burst *known = &tone->bursts[before];
-        if (match->places[before].alive && is_near(pause, known->gap_ms, known->gap_near))
-            return before;
+        if (match->places[before].alive && is_near(pause, known->gap_ms, known->gap_near) &&
+            (best == kBursts || match->places[before].matched > match->places[best].matched))
+            best = before;
     }
-    return kBursts;
+    return best;
 }
 
 } // namespace
@@ -85,7 +100,7 @@ bool cadence_is_equal(const cadence *one, const cadence *other) {
     return equal;
 }
 
-void cadence_begin(cadence_match *match, const cadence *tone, uint32_t sound, double moment) {
+void cadence_begin(cadence_match *match, const cadence *tone, uint32_t sound, double moment, bool calm) {
     cadence_place places[kBursts] = {};
     bool fits = false;
     for (uint32_t i = 0; i < tone->count; i++) {
@@ -94,10 +109,12 @@ void cadence_begin(cadence_match *match, const cadence *tone, uint32_t sound, do
         const uint32_t before = match->sounds ? kBursts : burst_before(match, tone, i, moment - match->since);
         const cadence_place *place = &match->places[before % kBursts];
         fits = true;
-        if (before != kBursts)
-            places[i] = {true, place->exact, place->matched + 1, before, place->first};
+        // A first burst is a begin of its own, unless those before it are from a begin on as well.
+        if (before != kBursts && (place->exact || i > 0 || place->matched + 1 >= place->needs))
+            places[i] = {true,   place->exact, more(place->needs, calm ? 0 : kNeedsSpeech), place->matched + 1,
+                         before, place->first};
         else
-            places[i] = {true, i == 0, 0, kBursts, moment};
+            places[i] = {true, i == 0, i == 0 ? 0 : kNeedsMiddle, 0, kBursts, moment};
     }
     if (!fits)
         return;
@@ -106,7 +123,7 @@ void cadence_begin(cadence_match *match, const cadence *tone, uint32_t sound, do
     match->since = match->begun = moment;
 }
 
-void cadence_end(cadence_match *match, const cadence *tone, uint32_t sound, double moment, float level) {
+void cadence_end(cadence_match *match, const cadence *tone, uint32_t sound, double moment, float level, bool alone) {
     if (!match->sounds)
         return;
     const double length = moment - match->since;
@@ -117,18 +134,21 @@ void cadence_end(cadence_match *match, const cadence *tone, uint32_t sound, doub
         if (!place->alive || burst->sound != sound)
             continue;
         was_it = true;
+        if (burst->ms == 0 || length < burst->ms + burst->ms_near)
+            match->own = match->since;
         if (burst->ms > 0 && is_near(length, burst->ms, burst->ms_near) && level_is_near(match, tone, i, level))
             place->matched++;
         else if (place->matched > 0 || burst->ms == 0 || length > burst->ms)
             place->alive = false;
         else
-            place->exact = false; // it may have been entered in the middle of a burst
+            place_enter_middle(place); // it may have been entered in the middle of a burst
     }
     if (!was_it)
         return;
     match->sounds = false;
     match->since = moment;
     match->level = level;
+    match->alone = alone;
 }
 
 void cadence_check(cadence_match *match, const cadence *tone, double now, bool quiet) {
@@ -142,9 +162,21 @@ void cadence_check(cadence_match *match, const cadence *tone, double now, bool q
     }
 }
 
-bool cadence_is_alive(const cadence_match *match, const cadence *tone) {
+void cadence_doubt(cadence_match *match, const cadence *tone, double until) {
     for (uint32_t i = 0; i < tone->count; i++)
-        if (match->places[i].alive)
-            return true;
-    return false;
+        if (match->places[i].first <= until)
+            match->places[i].needs = more(match->places[i].needs, match->places[i].matched + kNeedsMore);
+}
+
+bool cadence_place_is_credible(const cadence_place *place) {
+    return place->alive && place->matched >= place->needs;
+}
+
+bool cadence_may_become(const cadence_match *match, const cadence *tone, double since) {
+    bool may = false;
+    for (uint32_t i = 0; i < tone->count; i++) {
+        const cadence_place *place = &match->places[i];
+        may = may || (place->alive && place->exact && !cadence_place_is_credible(place));
+    }
+    return may && match->begun >= since;
 }

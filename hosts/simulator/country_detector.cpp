@@ -9,6 +9,11 @@
 
 namespace {
 
+constexpr double kEdgeMs = 60;   // within which a burst's end is seen
+constexpr float kSilent = 0.25F; // of a burst's level, for a pause in which nobody speaks
+constexpr float kSteady = 0.3F;  // of its loudness, for one in which there is a voice of the simulators
+constexpr float kAlone = 0.5F;   // of all sound, for a burst that is most of it
+
 // ---------------------------------------------------------------------------------------------------------- Learning
 
 // @return kSounds: there is no room
@@ -70,6 +75,12 @@ void tones_learn(country_detector *detector, const char *country) {
 
 // --------------------------------------------------------------------------------------------------------- Following
 
+// Whether nobody but a simulator, whose voice is steady, spoke in the pause of a tone that ends at a moment.
+bool pause_is_calm(const country_detector *detector, const cadence_match *match, double until) {
+    const loudness_range range = country_detector_loudness(detector, match->since + kEdgeMs, until - kEdgeMs / 2);
+    return range.most < kSilent * match->level || range.most - range.least < kSteady * range.most;
+}
+
 void bursts_follow(country_detector *detector) {
     tone_burst_news news[kSounds];
     for (uint32_t i = 0; i < detector->sound_count; i++)
@@ -78,9 +89,11 @@ void bursts_follow(country_detector *detector) {
         const tone_burst *burst = &detector->bursts[sound];
         for (uint32_t i = 0; i < kCadences; i++) {
             if (begins)
-                cadence_begin(&detector->matches[i], &detector->cadences[i], sound, burst->begin * kSlotMs);
+                cadence_begin(&detector->matches[i], &detector->cadences[i], sound, burst->begin * kSlotMs,
+                              pause_is_calm(detector, &detector->matches[i], burst->begin * kSlotMs));
             else
-                cadence_end(&detector->matches[i], &detector->cadences[i], sound, burst->end * kSlotMs, burst->level);
+                cadence_end(&detector->matches[i], &detector->cadences[i], sound, burst->end * kSlotMs, burst->level,
+                            burst->level > kAlone * burst->loudness);
         }
     };
     for (uint32_t i = 0; i < detector->sound_count; i++)
@@ -112,6 +125,7 @@ void country_detector_learn(country_detector *detector, const char *country, con
 void country_detector_forget(country_detector *detector) {
     memset(detector->bursts, 0, sizeof detector->bursts);
     memset(detector->matches, 0, sizeof detector->matches);
+    memset(detector->loudness, 0, sizeof detector->loudness);
     tone_filters_forget(&detector->filters);
     detector->found = 0;
     detector->found_first = detector->found_burst = 0;
@@ -122,6 +136,8 @@ void country_detector_take(country_detector *detector, const int16_t *samples) {
         tone_filters_take(&detector->filters, samples + slot * kSlotSamples);
         bursts_follow(detector);
     }
+    detector->loudness[static_cast<uint32_t>(country_detector_now(detector) / kStepMs) % kLoudnessSteps] =
+        detector->filters.loudness;
     const bool quiet = !country_detector_sounds(detector);
     for (uint32_t i = 0; i < kCadences; i++)
         cadence_check(&detector->matches[i], &detector->cadences[i], country_detector_now(detector), quiet);
@@ -130,6 +146,17 @@ void country_detector_take(country_detector *detector, const int16_t *samples) {
 
 double country_detector_now(const country_detector *detector) {
     return static_cast<double>(detector->filters.slots) * kSlotMs;
+}
+
+loudness_range country_detector_loudness(const country_detector *detector, double from, double until) {
+    const double kept = country_detector_now(detector) - (kLoudnessSteps - 1) * kStepMs;
+    loudness_range range = {-1, 0};
+    for (double moment = from > kept ? from : kept; moment < until; moment += kStepMs) {
+        const float loudness = detector->loudness[static_cast<uint32_t>(moment / kStepMs) % kLoudnessSteps];
+        range.least = range.least < 0 || loudness < range.least ? loudness : range.least;
+        range.most = loudness > range.most ? loudness : range.most;
+    }
+    return range;
 }
 
 bool country_detector_sounds(const country_detector *detector) {
@@ -142,7 +169,7 @@ bool country_detector_sounds(const country_detector *detector) {
 bool country_detector_hears(const country_detector *detector, uint32_t frequency) {
     constexpr uint32_t kNear = 20, kSlots = 50; // Hz, 250 ms
     for (uint32_t i = 0; i < detector->sound_count; i++) {
-        if (detector->bursts[i].newest + kSlots < detector->filters.slots)
+        if (detector->bursts[i].newest == 0 || detector->bursts[i].newest + kSlots < detector->filters.slots)
             continue;
         for (uint32_t filter : {detector->sounds[i].first, detector->sounds[i].second}) {
             const uint32_t own = filter < kFilters ? detector->filters.frequency[filter] : 0;

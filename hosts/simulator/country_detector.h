@@ -3,9 +3,10 @@
  * @file country_detector.h
  * Recognises the tones of a country in samples, by frequency and cadence.
  *
- * tone_filters.h finds the frequencies, tone_burst.h when they sound, cadence.h which tones that may be; here it is decided
- * which it is: as soon as only one explains all that was heard, and it can be no other one that was cut off; at the
- * latest 160 ms after a period of its cadence, and then all that it may still be.
+ * tone_filters.h finds the frequencies, tone_purity.h whether they are a tone's, tone_burst.h when they sound, cadence.h which
+ * tones that may be; here it is decided which it is: as soon as only one explains all that was heard, and it can be no other
+ * one that was cut off, nor a piece of speech; at the latest 160 ms after a period of its cadence, and then all that it may
+ * still be. A tone in the long pause of another one takes that one's place.
  */
 #pragma once
 
@@ -16,6 +17,7 @@
 
 constexpr uint32_t kCadences = TONES + 1; // the last one is a list that the application has made
 constexpr uint32_t kSounds = 64;
+constexpr uint32_t kLoudnessSteps = 128; // 1.28 s
 
 struct country_detector {
     tone_filters filters;
@@ -24,9 +26,10 @@ struct country_detector {
     uint32_t sound_count;
     cadence cadences[kCadences];
     cadence_match matches[kCadences];
-    uint32_t found;     // tones that are heard, by bit
-    double found_first; // ms, when they began
-    double found_burst; // ms, when the newest of their bursts began
+    float loudness[kLoudnessSteps]; // of all sound, in the newest steps in turn
+    uint32_t found;                 // tones that are heard, by bit
+    double found_first;             // ms, when they began
+    double found_burst;             // ms, when the newest of their bursts began
 };
 
 /** Learns the tones of a country, and a list besides (null: none), and has heard nothing. A tone is not recognised that
@@ -45,5 +48,10 @@ bool country_detector_follows(const country_detector *detector);
 /** Whether a frequency was that of one of the country's sounds, or may have been, in the last 250 ms. */
 bool country_detector_hears(const country_detector *detector, uint32_t frequency);
 
+/** How soft and how loud all sound was between two moments, in ms, as far as that is still known: in the last second. */
+struct loudness_range {
+    float least, most;
+};
+loudness_range country_detector_loudness(const country_detector *detector, double from, double until);
 /** Decides what is found; for country_detector_take(). */
 void country_tones_decide(country_detector *detector);

@@ -2,6 +2,8 @@
 // Bursts of a sound.
 #include "tone_burst.h"
 
+#include "tone_purity.h"
+
 #include <initializer_list>
 
 namespace {
@@ -19,6 +21,7 @@ constexpr uint32_t kPauseSlots = 7;    // 35 ms: what is softer for a shorter ti
 constexpr uint32_t kShortestSlots = 6; // of a burst
 constexpr uint32_t kExactSlots = 25;   // 125 ms tell 16 Hz
 constexpr uint32_t kSureSlots = kExactSlots + 3;
+constexpr uint32_t kMostDoubts = 6; // three times wrong, or half of the time
 constexpr uint32_t kLevels = 2 * kEnvelopeSlots;
 
 float louder(float one, float other) {
@@ -61,7 +64,7 @@ bool is_right(const tone_sound *sound, const tone_filters *filters, float level,
     for (uint32_t filter = 0; sound->near >> filter != 0; filter++)
         if (has(sound->near, filter) && amplitude(filter) > beside * loudest)
             return false;
-    return true;
+    return tone_is_pure(sound, filters, count, skipped);
 }
 
 // The moment at which the level passed the half of the burst's, from the newest slot back.
@@ -81,7 +84,7 @@ void rise(tone_burst *burst, const tone_sound *sound, const tone_filters *filter
     burst->slots++;
     if (burst->slots == kEnvelopeSlots)
         burst->begin = passing_find(burst, filters->slots, true);
-    if (burst->slots == kSureSlots) {
+    if (burst->slots >= kSureSlots && burst->soft == 0) {
         burst->doubts = 0;
         news->begins = is_right(sound, filters, burst->level, kExactSlots, 0);
         burst->state = news->begins ? BURST_SOUNDS : BURST_OTHER;
@@ -103,8 +106,11 @@ void sound_on(tone_burst *burst, const tone_sound *sound, const tone_filters *fi
         burst->state = BURST_NONE;
         news->ends = true;
     } else if (burst->soft == 0 && burst->slots % (kExactSlots / 2) == 0) {
-        burst->doubts = is_right(sound, filters, burst->level, kExactSlots, 0) ? 0 : burst->doubts + 1;
-        if (burst->doubts < 3)
+        if (!is_right(sound, filters, burst->level, kExactSlots, 0))
+            burst->doubts += 2;
+        else if (burst->doubts > 0)
+            burst->doubts--;
+        if (burst->doubts < kMostDoubts)
             return;
         burst->end = static_cast<double>(filters->slots - kExactSlots);
         burst->state = BURST_OTHER;
@@ -169,9 +175,10 @@ tone_burst_news tone_burst_take(tone_burst *burst, const tone_sound *sound, cons
             return news;
         burst->state = BURST_RISING;
         burst->slots = burst->soft = 0;
-        burst->level = 0;
+        burst->level = burst->loudness = 0;
     }
     burst->level = louder(burst->level, level);
+    burst->loudness = louder(burst->loudness, filters->loudness);
     burst->soft = present && level >= kHalf * burst->level ? 0 : burst->soft + 1;
     if (burst->state == BURST_RISING)
         rise(burst, sound, filters, present, &news);

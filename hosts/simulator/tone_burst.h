@@ -25,11 +25,12 @@ struct tone_burst {
     tone_burst_state state;
     float levels[2 * kEnvelopeSlots]; // the newest, by the number of their slot
     float level;                      // the loudest of the burst
+    float loudness;                   // of all sound meanwhile, where it was loudest
     uint32_t slots;                   // since it rose
     uint32_t soft;                    // slots in a row that were too soft
-    uint32_t doubts;                  // times in a row that the frequencies were not right
-    double begin, end;                // in slots, finer than one
-    uint64_t newest;                  // slot in which it may have been this sound
+    uint32_t doubts;   // that it is still this sound: 2 for each time that the frequencies were not right
+    double begin, end; // in slots, finer than one
+    uint64_t newest;   // slot in which it may have been this sound
 };
 
 /** What a slot has brought. A short burst brings both at once. */

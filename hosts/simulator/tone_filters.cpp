@@ -34,10 +34,6 @@ const tables *tables_get() {
     return &made;
 }
 
-uint32_t slot_before(const tone_filters *filters, uint32_t back) {
-    return static_cast<uint32_t>((filters->slots - 1 - back) % kSlotsKept);
-}
-
 float power_of(const int16_t *samples) {
     float sum = 0;
     for (uint32_t i = 0; i < kSlotSamples; i++)
@@ -60,7 +56,7 @@ void envelopes_make(tone_filters *filters) {
     const tables *table = tables_get();
     float power = 0, real[kFilters] = {}, imaginary[kFilters] = {};
     for (uint32_t back = 0; back < kEnvelopeSlots; back++) {
-        const uint32_t slot = slot_before(filters, back);
+        const uint32_t slot = tone_filters_slot(filters, back);
         power += filters->power[slot];
         for (uint32_t filter = 0; filter < filters->count; filter++) {
             real[filter] += table->window[back] * filters->real[slot][filter];
@@ -85,6 +81,10 @@ void tone_filters_forget(tone_filters *filters) {
     memset(filters->power, 0, sizeof filters->power);
 }
 
+uint32_t tone_filters_slot(const tone_filters *filters, uint32_t back) {
+    return static_cast<uint32_t>((filters->slots - 1 - back) % kSlotsKept);
+}
+
 uint32_t tone_filters_add(tone_filters *filters, uint32_t frequency) {
     for (uint32_t filter = 0; filter < filters->count; filter++)
         if (filters->frequency[filter] == frequency)
@@ -103,7 +103,7 @@ uint32_t tone_filters_add(tone_filters *filters, uint32_t frequency) {
 void tone_filters_take(tone_filters *filters, const int16_t *samples) {
     const tables *table = tables_get();
     const uint64_t number = filters->slots++;
-    const uint32_t slot = slot_before(filters, 0);
+    const uint32_t slot = tone_filters_slot(filters, 0);
     float real[kFilters] = {}, imaginary[kFilters] = {};
     filters->power[slot] = power_of(samples);
     if (filters->power[slot] > 0)
@@ -120,7 +120,7 @@ void tone_filters_take(tone_filters *filters, const int16_t *samples) {
 float tone_filters_amplitude(const tone_filters *filters, uint32_t filter, uint32_t count, uint32_t skipped) {
     float real = 0, imaginary = 0;
     for (uint32_t back = skipped; back < skipped + count && back < kSlotsKept; back++) {
-        const uint32_t slot = slot_before(filters, back);
+        const uint32_t slot = tone_filters_slot(filters, back);
         real += filters->real[slot][filter];
         imaginary += filters->imaginary[slot][filter];
     }

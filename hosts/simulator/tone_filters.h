@@ -35,6 +35,8 @@ void tone_filters_forget(tone_filters *filters);
 uint32_t tone_filters_add(tone_filters *filters, uint32_t frequency);
 /** Takes the next kSlotSamples. */
 void tone_filters_take(tone_filters *filters, const int16_t *samples);
+/** Where the slot stands that was taken so many slots before the newest one. */
+uint32_t tone_filters_slot(const tone_filters *filters, uint32_t back);
 /** The amplitude of a filter's frequency, and no other that is further away than a turn in this time, in the newest
  *  slots. @param count  at most kSlotsKept; `skipped` slots behind them are left out */
 float tone_filters_amplitude(const tone_filters *filters, uint32_t filter, uint32_t count, uint32_t skipped);
