@@ -31,6 +31,7 @@ OFFERED = [
     ("voicectl watch -k al c", {"cg", "callsrv"}, {"al"}),
     ("voicectl watch --function re", {"register_plugin", "register_endpoint", "remove_stream"}, {"event"}),
     ("voicectl ids al_", {"al_of", "al_ri_cad"}, {"cg_dt"}),
+    ("voicectl ladder --output ", {"html", "svg", "mermaid", "text"}, {"--write"}),
     ("voicectl params --as ", {"buffer", "signal", "event", "set"}, {"al_of"}),
     ("voicectl params --write andisp_d", {"andisp_data", "andisp_dwa"}, {"al_of"}),
     ("voicectl block --lamp ", {"on", "off"}, {"in"}),
