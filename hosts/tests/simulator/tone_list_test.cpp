@@ -65,6 +65,9 @@ TEST(ToneList, WhatCannotBePlayedIsSaid) {
     EXPECT_STREQ(read({}, &pattern), "plays nothing: a list has 1 to 32 tones");
     EXPECT_STREQ(read(std::vector<voice_tone_t>(33, {425, -130, 100, 100}), &pattern),
                  "plays nothing: a list has 1 to 32 tones");
+    EXPECT_STREQ(read(std::vector<voice_tone_t>(10000, {425, -130, 100, 100}), &pattern),
+                 "plays nothing: a list has 1 to 32 tones");
+    EXPECT_STREQ(read(std::vector<voice_tone_t>(32, voice_tone_t{}), &pattern), "plays nothing: the list is silent");
     for (int32_t pause : {-1, 60001, INT32_MIN})
         EXPECT_STREQ(read({{425, -130, 100, 100}}, &pattern, pause), "plays nothing: no such pause between tones");
 }
