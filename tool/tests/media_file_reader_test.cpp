@@ -139,6 +139,19 @@ TEST_F(MediaFile, FourGigabytesOfNothingEndIt) {
     EXPECT_EQ(reader.fault().substr(0, 18), "has a broken block");
 }
 
+TEST_F(MediaFile, AnyByteMayBeWrong) {
+    const std::string whole = head() + packet("abcdefgh", 7) + packet("ijkl") + pcapng::statistics(0, kTime, 1, 1);
+    for (size_t at = 0; at < whole.size(); ++at)
+        for (const uint8_t change : {0x01, 0x80, 0xFF}) {
+            std::string bytes = whole;
+            bytes[at] = static_cast<char>(static_cast<uint8_t>(bytes[at]) ^ change);
+            std::filesystem::remove(path);
+            write(bytes);
+            MediaFileReader reader(path);
+            EXPECT_LE(read(reader).size(), whole.size());
+        }
+}
+
 TEST_F(MediaFile, PacketsOfOtherKindsArePassedOver) {
     write(head() + pcapng::packet(0, kTime, tags("kexbus") + "x", 0, "") + pcapng::packet(3, kTime, tags(), 0, "") +
           pcapng::packet(0, kTime, "\xFF\xFF\xFF\xFF", 0, "") + pcapng::packet(0, kTime, "", 0, "") +
