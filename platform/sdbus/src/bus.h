@@ -33,7 +33,8 @@ namespace sdbus {
 using bus::note; // one trace message of zone KEX
 
 // What is kept for a peer, and how many there may be; the page names each.
-constexpr size_t kMaxQueuedBytes = 1024 * 1024; // of the heap, to one peer; then kex_sendRequest says no
+constexpr size_t kMaxQueuedBytes = 3 * 1024 * 1024; // of the heap, to one peer; then kex_sendRequest says no
+constexpr int kSocketBuffer = 104 * 1024;           // of a socket, which the kernel doubles; sd-bus asks for 8 MiB
 constexpr size_t kMaxDescriptors =
     253;                              // likewise: sd-bus sends those of a message at once, and the kernel takes so many
 constexpr size_t kReplyAllowance = 2; // replies may fill this many times as much, then the peer goes
@@ -124,6 +125,7 @@ Message message_create(Connection &connection, const char *member);
 void call_run(kex_t *bus, Event &event);
 
 bool reply_receive(Connection &connection, sd_bus_message *message); // false: malformed
+int reply_read(sd_bus_message *message, reply_t &reply);             // these two answer as sd-bus does
 int reply_write(sd_bus_message *message, const reply_t &reply, const variant_t *value);
 Weight reply_weigh(const reply_t &reply, const variant_t *value);
 void reply_add(reply_t &reply, uint32_t code, const std::string &description, const std::string &info);

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <string.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -89,7 +90,9 @@ int link_open(const Connection &connection, sd_bus **link) {
     r = sd_bus_negotiate_fds(*link, 1);
     if (r >= 0 && connection.accepted)
         r = sd_id128_randomize(&id) < 0 ? -EIO : sd_bus_set_server(*link, 1, id);
-    return r < 0 ? r : sd_bus_start(*link);
+    r = r < 0 ? r : sd_bus_start(*link);
+    setsockopt(connection.fd, SOL_SOCKET, SO_SNDBUF, &kSocketBuffer, sizeof kSocketBuffer);
+    return r;
 }
 
 } // namespace

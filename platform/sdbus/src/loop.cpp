@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <errno.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
@@ -81,7 +82,7 @@ void connections_flush(kex_t *bus) {
             continue;
         const int wanted = sd_bus_get_events(connection->link);
         epoll_event event = {};
-        event.events = EPOLLIN | (wanted > 0 && (wanted & EPOLLOUT) != 0 ? uint32_t{EPOLLOUT} : 0u);
+        event.events = EPOLLIN | (wanted > 0 && (wanted & POLLOUT) != 0 ? uint32_t{EPOLLOUT} : 0u);
         event.data.fd = connection->fd;
         epoll_ctl(bus->epoll, EPOLL_CTL_MOD, connection->fd, &event);
     }

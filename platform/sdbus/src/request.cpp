@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Requests that leave, what comes back, and waiting for it (kex.h, "Requests and replies").
+// Requests that leave, their handlers, and waiting for what comes back (kex.h, "Requests and replies").
 #include "bus.h"
 
 #include <errno.h>
@@ -41,30 +41,6 @@ Weight call_weigh(const request_t &request) {
         value_weigh(&value, weight);
     }
     return weight;
-}
-
-void errors_read(Reader &reader, reply_t &reply) {
-    reader.enter('a', "(uayay)");
-    while (reader.more()) {
-        uint32_t code = 0;
-        std::string description, info;
-        reader.enter('r', "uayay");
-        reader.number('u', &code);
-        reader.bytes(description);
-        reader.bytes(info);
-        reader.exit();
-        reply_add(reply, code, description, info);
-    }
-    reader.exit();
-}
-
-reply_item_t *item_append(reply_t &reply, int32_t type) {
-    reply.items.push_back(std::make_unique<reply_item>());
-    reply_item_t *item = reply.items.back().get();
-    item->reply = &reply;
-    item->index = reply.items.size() - 1;
-    item->type = type;
-    return item;
 }
 
 // Waits until the connection can go on, and not longer.
@@ -132,54 +108,15 @@ bool reply_receive(Connection &connection, sd_bus_message *message) {
     request_t *request = request_find(id);
     if (request == nullptr)
         return true;
-    Value value;
-    Reader reader{message};
-    errors_read(reader, request->reply);
-    reader.value(&value);
-    if (reader.result < 0) {
+    if (reply_read(message, request->reply) < 0) {
         request->reply.items.clear();
         request_end(id);
         return false;
     }
-    if (variant_type(&value) != VARIANT_NONE)
-        std::swap(static_cast<variant_t &>(item_append(request->reply, REPLY_ITEM_RETURN_VALUE)->value),
-                  static_cast<variant_t &>(value));
     request->state = request::answered;
     connection.received++;
     event_push(connection.bus, {Event::reply, request->connection, nullptr, id});
     return true;
-}
-
-void reply_add(reply_t &reply, uint32_t code, const std::string &description, const std::string &info) {
-    if (reply.items.size() >= kMaxErrors)
-        return;
-    reply_item_t *item = item_append(reply, REPLY_ITEM_ERROR);
-    item->code = code;
-    item->description = description;
-    item->info = info;
-}
-
-int reply_write(sd_bus_message *message, const reply_t &reply, const variant_t *value) {
-    Writer writer{message};
-    writer.open('a', "(uayay)");
-    for (const std::unique_ptr<reply_item> &item : reply.items) {
-        writer.open('r', "uayay");
-        writer.number('u', &item->code);
-        writer.bytes(item->description);
-        writer.bytes(item->info);
-        writer.close();
-    }
-    writer.close();
-    writer.value(value);
-    return writer.result;
-}
-
-Weight reply_weigh(const reply_t &reply, const variant_t *value) {
-    Weight weight;
-    for (const std::unique_ptr<reply_item> &item : reply.items)
-        weight.bytes += item->description.size() + item->info.size();
-    value_weigh(value, weight);
-    return weight;
 }
 
 } // namespace sdbus
@@ -283,34 +220,4 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
     }
     turn_wish(bus); // what else was read, is to be run
     return r->state == request::answered;
-}
-
-reply_item_t *reply_firstItem(reply_t *reply) {
-    return reply != nullptr && !reply->items.empty() ? reply->items.front().get() : nullptr;
-}
-reply_item_t *reply_nextItem(reply_item_t *item) {
-    const bool is_last = item == nullptr || item->index + 1 >= item->reply->items.size();
-    return is_last ? nullptr : item->reply->items[item->index + 1].get();
-}
-int32_t reply_item_type(reply_item_t *item) {
-    return item != nullptr ? item->type : 0;
-}
-uint32_t reply_item_error(reply_item_t *item) {
-    return item != nullptr ? item->code : 0;
-}
-const char *reply_item_errorDescription(reply_item_t *item) {
-    return item != nullptr ? item->description.c_str() : nullptr;
-}
-const char *reply_item_errorInfo(reply_item_t *item) {
-    return item != nullptr ? item->info.c_str() : nullptr;
-}
-const variant_t *reply_item_returnValue(reply_item_t *item) {
-    return item != nullptr && item->type == REPLY_ITEM_RETURN_VALUE ? &item->value : nullptr;
-}
-
-int reply_addError(reply_t *reply, uint32_t code, const char *description, const char *info) {
-    if (reply == nullptr || !reply->being_built || reply->items.size() >= kMaxErrors)
-        return 0;
-    reply_add(*reply, code, description != nullptr ? description : "", info != nullptr ? info : "");
-    return 1;
 }
