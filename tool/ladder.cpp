@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -43,7 +42,7 @@ constexpr size_t kMostSvgRows = 5000;          // a taller picture is shown by f
 constexpr size_t kMostMermaidRows = 1000;
 
 struct LadderOptions {
-    std::vector<std::string> files{}; // none: live
+    std::string file{}; // empty: live
     std::string socket{};
     std::string target = "-";
     PictureForm form = PictureForm::by_name;
@@ -85,7 +84,7 @@ public:
         if (options_.target != "-")
             if (const std::string wrong = picture_target_problem(options_.target, options_.force); !wrong.empty())
                 return fail(wrong);
-        const bool is_whole = options_.files.empty() ? live_read() : capture_read(options_.files.front());
+        const bool is_whole = options_.file.empty() ? live_read() : capture_read(options_.file);
         LadderModel ladder = feed_.finish(title_);
         if (ladder.rows.empty()) {
             if (is_whole)
@@ -238,7 +237,9 @@ void ladder_add(CLI::App &app, std::function<int()> &run) {
     CLI::App &command = *app.add_subcommand("ladder", "Draw what passed: lanes, messages, calls with their answers");
     command.footer("Example: voicectl ladder calls.pcapng -w calls.html\n"
                    "calls.pcapng is what voicectl capture wrote; without a file the voice application is watched.\n");
-    words_add(command, "FILE|-", options->files, "A capture; - reads standard input; without it live");
+    const CLI::Option *file =
+        command.add_option("FILE|-", options->file, "A capture; - reads standard input; without it live")
+            ->option_text(" ");
     choice_option_add<PictureForm>(command, "-o,--output", options->form,
                                    {{"html", PictureForm::html},
                                     {"svg", PictureForm::svg},
@@ -257,10 +258,10 @@ void ladder_add(CLI::App &app, std::function<int()> &run) {
                     "Live: the voice application's socket (else where $ZIL_VOIP_IPC_SOCKET_URI says)");
     count_option_add(command, "-n,--count", options->count, "End after so many messages");
     seconds_option_add(command, "--for", options->seconds, "Live: end after so many seconds");
-    command.callback([options, &run] {
-        if (options->files.size() > 1)
-            throw UsageError("one capture at a time: mergecap joins several");
-        if (!options->files.empty() && (!options->socket.empty() || options->seconds > 0))
+    command.callback([options, file, &run] {
+        if (file->count() > 0 && options->file.empty())
+            throw UsageError("FILE wants a file or -, not an empty name");
+        if (!options->file.empty() && (!options->socket.empty() || options->seconds > 0))
             throw UsageError("--socket and --for are for a live ladder, without a file");
         run = [options] { return ladder_run(*options); };
     });

@@ -77,11 +77,10 @@ std::string payload_type_words(uint8_t type) {
 }
 
 std::string stream_words(const SoundStream &stream) {
-    return fmt::format("{} to {}  {}  {} packets  {} lost ({:.1f} %)  jitter {:.1f} ms, {:.1f} ms at most",
+    return fmt::format("{} packets  {} lost ({:.1f} %)  jitter {:.1f} ms, {:.1f} ms at most  {} to {}", stream.packets,
+                       stream.lost, stream.lost_percent(), stream.jitter_ms, stream.most_jitter_ms,
                        address_words(stream.source, stream.source_port),
-                       address_words(stream.destination, stream.destination_port),
-                       payload_type_words(stream.payload_type), stream.packets, stream.lost, stream.lost_percent(),
-                       stream.jitter_ms, stream.most_jitter_ms);
+                       address_words(stream.destination, stream.destination_port));
 }
 
 } // namespace voicectl

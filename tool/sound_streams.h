@@ -51,7 +51,7 @@ private:
 std::string address_words(uint32_t address, uint16_t port);
 // "PCMA" for a static type of RFC 3551, "type 96" for others.
 std::string payload_type_words(uint8_t type);
-// "127.0.0.1:30000 to 127.0.0.1:30002  PCMA  595 packets  0 lost (0.0 %)  jitter 0.2 ms, 1.1 ms at most"
+// "595 packets  0 lost (0.0 %)  jitter 0.2 ms, 1.1 ms at most  127.0.0.1:30000 to 127.0.0.1:30002"
 std::string stream_words(const SoundStream &stream);
 
 } // namespace voicectl

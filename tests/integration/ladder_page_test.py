@@ -115,6 +115,13 @@ def enter_shows_what_a_message_carries(made):
     tops = "['.details', '.chosen'].map(name => document.querySelector(name).getBoundingClientRect().top)"
     below, row = browser.run(tops)
     assert below - row == pytest.approx(30, abs=1), "it stands below its row"
+    heights = browser.run("[...document.querySelectorAll('.details tr')].map(line => line.offsetHeight)")
+    assert len(heights) > 5 and max(heights) < 40, "a line each, as there is room"
+    browser.key("Escape")
+    places = "['#scroll', '.chosen', '.details'].map(name => document.querySelector(name).getBoundingClientRect())"
+    screen, row, box = browser.run(f"{places}.map(one => [one.top, one.bottom])")
+    assert screen[0] < row[0] and box[1] < screen[1], "it stays in sight without the filter"
+    assert browser.run("document.querySelectorAll('mark').length") == 0
     browser.key("Enter")
     assert browser.run("document.querySelectorAll('.details').length") == 0
 

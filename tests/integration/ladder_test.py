@@ -275,7 +275,8 @@ def test_terminal_takes_text_only(system, capture):
 
 def test_wrong_command_lines_are_said(system):
     for words, sentence in [
-        (["a", "b"], "one capture at a time: mergecap joins several"),
+        (["a", "b"], "'b' is not expected here"),
+        ([""], "FILE wants a file or -, not an empty name"),
         (["a", "--for", "3"], "--socket and --for are for a live ladder, without a file"),
         (["a", "-o", "pdf"], "--output is html, svg, mermaid or text, not 'pdf'"),
         (["a", "-w", ""], "--write wants a file or -, not an empty name"),

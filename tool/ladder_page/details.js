@@ -47,7 +47,13 @@ function detailsTurn(i) {
   }
   sizesFind();
   rowsForget();
-  rowsDraw(false);
+  choose(i);
+}
+
+// What is marked in them is another filter's.
+function detailsForget() {
+  for (const box of details.values()) box.remove();
+  details.clear();
 }
 
 // The open ones among the rows that are shown, by their position in the view.

@@ -30,7 +30,9 @@ function filterApply() {
   element("count").textContent = shown === all ? `${all} messages` : `${shown} of ${all}`;
   if (!state.view.includes(state.chosen)) state.chosen = -1;
   lanesChoose();
+  detailsForget();
   pageDraw();
+  if (state.chosen >= 0) choose(state.chosen);
 }
 
 // Lanes that the view needs: without those of others it fits.

@@ -22,12 +22,12 @@ function mapDraw() {
   mapFrame();
 }
 
-function mapFrame() {
-  const scroll = element("scroll"), frame = element("frame");
+function mapFrame(seen = seenNow()) {
+  const frame = element("frame");
   frame.hidden = !state.view.length;
   if (frame.hidden) return;
   const at = top => rows[state.view[Math.min(positionAt(top), state.view.length - 1)]][TIME] / (last || 1) * 100;
-  const left = at(scroll.scrollTop), right = at(scroll.scrollTop + scroll.clientHeight - HEAD);
+  const left = at(seen.top), right = at(seen.top + seen.high - HEAD);
   frame.style.left = `${left}%`;
   frame.style.width = `${right - left}%`;
 }

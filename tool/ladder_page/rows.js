@@ -88,10 +88,16 @@ function positionAt(top) {
   return low;
 }
 
+// The part of the ladder that is seen. To ask for it behind a change of the document lays all of it out at once.
+function seenNow() {
+  const scroll = element("scroll");
+  return {top: scroll.scrollTop, high: scroll.clientHeight};
+}
+
 // Puts what can be seen into the document, or everything, and takes away what cannot.
-function rowsDraw(all) {
-  const scroll = element("scroll"), margin = 120;
-  const top = all ? 0 : scroll.scrollTop - HEAD - margin, bottom = all ? Infinity : scroll.scrollTop + scroll.clientHeight + margin;
+function rowsDraw(all, seen = seenNow()) {
+  const margin = 120;
+  const top = all ? 0 : seen.top - HEAD - margin, bottom = all ? Infinity : seen.top + seen.high + margin;
   const wanted = new Map();
   for (let at = positionAt(Math.max(0, top)); at < state.view.length && state.tops[at] < bottom; at++) wanted.set(state.view[at], at);
   for (const [i, made] of shown) {

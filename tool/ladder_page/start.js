@@ -47,8 +47,9 @@ function scrolled() {
   is_drawing = true;
   requestAnimationFrame(() => {
     is_drawing = false;
-    rowsDraw(false);
-    mapFrame();
+    const seen = seenNow();
+    rowsDraw(false, seen);
+    mapFrame(seen);
   });
 }
 

@@ -46,8 +46,9 @@ TEST(SoundStreams, LossAndJitterAreCounted) {
     EXPECT_EQ(streams[0].end_ns - streams[0].begin_ns, 99 * kTwentyMs);
     // RFC 3550 6.4.1: a packet 8 ms late adds 8 ms / 16, the next one, early by as much, 8 ms / 16 of what is left.
     EXPECT_NEAR(streams[0].most_jitter_ms, 0.97, 0.1);
-    EXPECT_EQ(stream_words(streams[0]).substr(0, 75),
-              "127.0.0.1:30000 to 127.0.0.2:30002  PCMA  98 packets  2 lost (2.0 %)  jitte");
+    const std::string words = stream_words(streams[0]);
+    EXPECT_EQ(words.substr(0, words.find("jitter")), "98 packets  2 lost (2.0 %)  ");
+    EXPECT_TRUE(words.ends_with(" ms at most  127.0.0.1:30000 to 127.0.0.2:30002")) << words;
 }
 
 TEST(SoundStreams, SourcesAndPortsAreStreamsOfTheirOwn) {
