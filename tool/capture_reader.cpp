@@ -24,13 +24,6 @@ constexpr size_t kReadAtATime = 64 * 1024;
 constexpr std::chrono::seconds kRest{1};
 constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
-uint32_t big_number(std::string_view bytes) {
-    uint32_t number = 0;
-    for (const char byte : bytes)
-        number = number << 8 | static_cast<uint8_t>(byte);
-    return number;
-}
-
 // What something that is no pcapng may be, and what helps.
 std::string stranger(uint32_t first) {
     constexpr uint32_t kClassic = 0xA1B2C3D4, kClassicFine = 0xA1B23C4D, kGzip = 0x8B1F;
@@ -51,34 +44,6 @@ uint64_t ticks_of(uint8_t code) {
     for (unsigned i = 0; i < code; ++i)
         ticks *= 10;
     return code <= kMostDecimal ? ticks : 0;
-}
-
-// Takes the tags in front of a message of an upper layer. False: they are not whole.
-bool tags_take(CapturedPacket &packet) {
-    enum : uint32_t { kEnd = 0, kDissector = 12, kSource = 20, kDestination = 21, kSourcePort = 25, kTargetPort = 26 };
-    std::string_view &bytes = packet.bytes;
-    while (bytes.size() >= 4) {
-        const uint32_t tag = big_number(bytes.substr(0, 2));
-        const uint32_t length = big_number(bytes.substr(2, 2));
-        bytes.remove_prefix(4);
-        if (length > bytes.size())
-            return false;
-        const std::string_view value = bytes.substr(0, length);
-        bytes.remove_prefix(length);
-        if (tag == kEnd)
-            return true;
-        if (tag == kDissector)
-            packet.dissector = value.substr(0, value.find('\0'));
-        else if (tag == kSource)
-            packet.source = big_number(value);
-        else if (tag == kDestination)
-            packet.destination = big_number(value);
-        else if (tag == kSourcePort)
-            packet.source_port = static_cast<uint16_t>(big_number(value));
-        else if (tag == kTargetPort)
-            packet.destination_port = static_cast<uint16_t>(big_number(value));
-    }
-    return false;
 }
 
 } // namespace
@@ -212,12 +177,21 @@ bool CaptureReader::packet_take(CapturedPacket &packet) {
             strange_link_type_ = interface.link_type;
         return false;
     }
-    packet = {.time_ns = time_of(interface)};
     const uint32_t length = word(kBody + 12);
     if (length > size_ - kBytes - 4)
         return false;
-    packet.bytes = {input_.data() + begin_ + kBytes, length};
-    return tags_take(packet);
+    std::string_view bytes(input_.data() + begin_ + kBytes, length);
+    pcapng::Origin origin{};
+    if (!pcapng::origin_take(bytes, origin))
+        return false;
+    packet = {.time_ns = time_of(interface),
+              .dissector = origin.dissector,
+              .source = origin.source,
+              .destination = origin.destination,
+              .source_port = origin.source_port,
+              .destination_port = origin.destination_port,
+              .bytes = bytes};
+    return true;
 }
 
 bool CaptureReader::next(CapturedPacket &packet) {

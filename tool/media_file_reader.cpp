@@ -23,45 +23,19 @@ constexpr size_t kBlockHead = 8, kBlockTail = 4; // type and size; the size once
 constexpr size_t kMostFileBlock = 65'536;        // one packet of 1500 bytes has far less
 constexpr uint64_t kSecondNs = 1'000'000'000;
 
-uint32_t big(std::string_view bytes) {
-    uint32_t number = 0;
-    for (const char byte : bytes.substr(0, sizeof number))
-        number = number << 8 | static_cast<uint8_t>(byte);
-    return number;
-}
-
 // Takes the tags in front of a packet off. False: it is no RTP over UDP and IPv4.
-bool tags_take(std::string_view bytes, FilePacket &packet) {
-    enum : uint32_t { kEnd = 0, kDissector = 12, kSource = 20, kTarget = 21, kPorts = 24, kFrom = 25, kTo = 26 };
-    constexpr uint32_t kUdp = 3;
-    bool is_sound = false, is_udp = false;
-    while (bytes.size() >= 4) {
-        const uint32_t tag = big(bytes.substr(0, 2)), length = big(bytes.substr(2, 2));
-        bytes.remove_prefix(4);
-        if (length > bytes.size())
-            return false;
-        const std::string_view value = bytes.substr(0, length);
-        bytes.remove_prefix(length);
-        if (tag == kEnd) {
-            packet.bytes = bytes;
-            return is_sound && is_udp && packet.source != 0 && packet.destination != 0;
-        }
-        if (tag == kDissector) {
-            const std::string_view name = value.substr(0, value.find('\0'));
-            packet.control = name == "rtcp";
-            is_sound = packet.control || name == "rtp";
-        }
-        is_udp = is_udp || (tag == kPorts && big(value) == kUdp);
-        if (tag == kSource)
-            packet.source = big(value);
-        if (tag == kTarget)
-            packet.destination = big(value);
-        if (tag == kFrom)
-            packet.source_port = static_cast<uint16_t>(big(value));
-        if (tag == kTo)
-            packet.destination_port = static_cast<uint16_t>(big(value));
-    }
-    return false;
+bool sound_take(std::string_view bytes, FilePacket &packet) {
+    pcapng::Origin origin{};
+    if (!pcapng::origin_take(bytes, origin))
+        return false;
+    packet.control = origin.dissector == "rtcp";
+    packet.source = origin.source;
+    packet.destination = origin.destination;
+    packet.source_port = origin.source_port;
+    packet.destination_port = origin.destination_port;
+    packet.bytes = bytes;
+    return (packet.control || origin.dissector == "rtp") && origin.datagrams && origin.source != 0 &&
+           origin.destination != 0;
 }
 
 } // namespace
@@ -221,7 +195,7 @@ std::optional<FilePacket> MediaFileReader::packet_take(std::string_view body) {
     const size_t end = kBytes + ((length + size_t{3}) & ~size_t{3});
     if (end < body.size())
         options_take(body.substr(end), packet);
-    if (tags_take(body.substr(kBytes, length), packet))
+    if (sound_take(body.substr(kBytes, length), packet))
         return packet;
     ++strange_;
     return std::nullopt;

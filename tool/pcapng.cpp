@@ -168,4 +168,43 @@ std::string origin_tags(const Origin &origin) {
     return tags;
 }
 
+bool origin_take(std::string_view &bytes, Origin &origin) {
+    constexpr size_t kTagHead = 4;
+    constexpr uint32_t kEndOfTags = 0;
+    origin = {};
+    while (bytes.size() >= kTagHead) {
+        const uint32_t tag = big_number(bytes.substr(0, 2)), length = big_number(bytes.substr(2, 2));
+        bytes.remove_prefix(kTagHead);
+        if (length > bytes.size())
+            return false;
+        const std::string_view value = bytes.substr(0, length);
+        bytes.remove_prefix(length);
+        switch (tag) {
+        case kEndOfTags:
+            return true;
+        case kDissector:
+            origin.dissector = value.substr(0, value.find('\0'));
+            break;
+        case kSource:
+            origin.source = big_number(value);
+            break;
+        case kDestination:
+            origin.destination = big_number(value);
+            break;
+        case kPortType:
+            origin.datagrams = big_number(value) == kUdp;
+            break;
+        case kSourcePort:
+            origin.source_port = static_cast<uint16_t>(big_number(value));
+            break;
+        case kDestinationPort:
+            origin.destination_port = static_cast<uint16_t>(big_number(value));
+            break;
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
 } // namespace voicectl::pcapng

@@ -35,6 +35,8 @@ struct Origin {
 };
 // The tags, to be put in front of its bytes.
 std::string origin_tags(const Origin &origin);
+// The reverse: takes the tags in front of a message off. What they do not say is empty or 0; false: they are not whole.
+bool origin_take(std::string_view &bytes, Origin &origin);
 
 } // namespace voicectl::pcapng
 

@@ -81,6 +81,21 @@ TEST(Pcapng, TagsAreBigEndianAndPadded) {
     wanted.raw({0, 20, 0, 4, 127, 1, 0, 1, 0, 21, 0, 4, 127, 1, 0, 2});
     wanted.raw({0, 24, 0, 4, 0, 0, 0, 3, 0, 25, 0, 4, 0, 0, 0x75, 0x30, 0, 26, 0, 4, 0, 0, 0, 1}).raw(zeros(4));
     EXPECT_EQ(tags, wanted.bytes());
+    const std::string message = tags + "message";
+    std::string_view rest(message);
+    pcapng::Origin read{};
+    ASSERT_TRUE(pcapng::origin_take(rest, read));
+    EXPECT_EQ(rest, "message");
+    EXPECT_EQ(read.dissector, "rtp");
+    EXPECT_EQ(read.source, 0x7F010001u);
+    EXPECT_EQ(read.destination, 0x7F010002u);
+    EXPECT_EQ(read.source_port, 30000);
+    EXPECT_EQ(read.destination_port, 1);
+    EXPECT_TRUE(read.datagrams);
+    for (size_t size = 0; size < tags.size(); ++size) {
+        rest = std::string_view(tags).substr(0, size);
+        EXPECT_FALSE(pcapng::origin_take(rest, read)) << size;
+    }
 }
 
 TEST(Pcapng, LongTextsAreCut) {
