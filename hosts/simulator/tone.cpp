@@ -34,6 +34,14 @@ constexpr detector_bins bins_make() {
 }
 constexpr detector_bins kFrequencies = bins_make();
 
+// No frequency is louder than twice the mean of all samples: in a pause nothing need be looked for.
+bool may_be_audible(const tone_detector *detector) {
+    uint32_t sum = 0;
+    for (int16_t sample : detector->samples)
+        sum += static_cast<uint32_t>(sample < 0 ? -sample : sample);
+    return 2 * static_cast<float>(sum) / kDetectorSamples >= kAudible;
+}
+
 // Goertzel's filter at all of them side by side, so that the processor need not wait for one result before the next.
 void amplitudes_find(const tone_detector *detector, float *amplitude) {
     float factor[kBins], before[kBins] = {}, last[kBins] = {};
@@ -84,10 +92,12 @@ bool tone_detector_listen(tone_detector *detector, const int16_t *samples, uint3
 uint32_t tone_detector_find(tone_detector *detector, uint32_t frequencies[kDetectorTones]) {
     float heard[kBins];
     float loudest = 0;
+    detector->used = 0;
+    if (!may_be_audible(detector))
+        return 0;
     amplitudes_find(detector, heard);
     for (float amplitude : heard)
         loudest = amplitude > loudest ? amplitude : loudest;
-    detector->used = 0;
     uint32_t count = 0;
     for (uint32_t bin = 0; bin < kBins && loudest >= kAudible && count < kDetectorTones; bin++) {
         bool peak = (bin == 0 || heard[bin] >= heard[bin - 1]) && (bin + 1 == kBins || heard[bin] > heard[bin + 1]);
