@@ -149,10 +149,12 @@ double country_detector_now(const country_detector *detector) {
 }
 
 loudness_range country_detector_loudness(const country_detector *detector, double from, double until) {
-    const double kept = country_detector_now(detector) - (kLoudnessSteps - 1) * kStepMs;
+    const double now = country_detector_now(detector), ring = (kLoudnessSteps - 1) * kStepMs;
+    const double kept = now > ring ? now - ring : 0;
+    const double first = (from > kept ? from : kept) / kStepMs;
     loudness_range range = {-1, 0};
-    for (double moment = from > kept ? from : kept; moment < until; moment += kStepMs) {
-        const float loudness = detector->loudness[static_cast<uint32_t>(moment / kStepMs) % kLoudnessSteps];
+    for (uint32_t i = 0; first + i < until / kStepMs; i++) {
+        const float loudness = detector->loudness[static_cast<uint32_t>(first + i) % kLoudnessSteps];
         range.least = range.least < 0 || loudness < range.least ? loudness : range.least;
         range.most = loudness > range.most ? loudness : range.most;
     }

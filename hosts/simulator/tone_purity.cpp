@@ -112,6 +112,8 @@ bool is_pure(const tone_sound *sound, const tone_filters *filters, uint32_t filt
 } // namespace
 
 bool tone_is_pure(const tone_sound *sound, const tone_filters *filters, uint32_t count, uint32_t skipped) {
+    if (count == 0)
+        return false;
     for (uint32_t filter : {sound->first, sound->second}) {
         if (filter == kFilters)
             continue;
