@@ -166,6 +166,21 @@ uint64_t CaptureReader::time_of(const Interface &interface) const {
     return time / interface.ticks * kNsPerSecond + time % interface.ticks * kNsPerSecond / interface.ticks;
 }
 
+// The first comment among the options from there on.
+std::string_view CaptureReader::comment_at(size_t at) const {
+    constexpr uint16_t kComment = 1;
+    while (at + 4 <= size_ - 4) {
+        const uint16_t code = half(at), length = half(at + 2);
+        at += 4;
+        if (code == 0 || length > size_ - 4 - at)
+            break;
+        if (code == kComment)
+            return {input_.data() + begin_ + at, length};
+        at += (length + size_t{3}) & ~size_t{3};
+    }
+    return {};
+}
+
 // False: a packet that is none of these.
 bool CaptureReader::packet_take(CapturedPacket &packet) {
     constexpr size_t kBytes = kBody + 20;
@@ -190,7 +205,8 @@ bool CaptureReader::packet_take(CapturedPacket &packet) {
               .destination = origin.destination,
               .source_port = origin.source_port,
               .destination_port = origin.destination_port,
-              .bytes = bytes};
+              .bytes = bytes,
+              .comment = comment_at(kBytes + ((length + size_t{3}) & ~size_t{3}))};
     return true;
 }
 

@@ -20,7 +20,8 @@ struct CapturedPacket {
     std::string_view dissector{}; // that it is for: "kexbus", "rtp", "rtcp"
     uint32_t source = 0, destination = 0;
     uint16_t source_port = 0, destination_port = 0;
-    std::string_view bytes{}; // behind the tags
+    std::string_view bytes{};   // behind the tags
+    std::string_view comment{}; // of sound that a plugin kept: whose it is
 };
 
 class CaptureReader {
@@ -47,6 +48,7 @@ private:
     bool section_take();
     void interface_take();
     bool packet_take(CapturedPacket &packet);
+    std::string_view comment_at(size_t at) const;
     bool bytes_have(size_t size);
     bool input_wait();
     bool stop(const std::string &fault);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
@@ -151,10 +152,14 @@ void LadderBuilder::sound_add(const SoundStream &stream) {
         {"twice", fmt::format("{}", stream.twice), ""},
         {"jitter", fmt::format("{:.1f} ms", stream.jitter_ms), fmt::format("{:.1f} ms at most", stream.most_jitter_ms)},
     };
+    if (const std::string comment = text_tame(printable(stream.comment)); !comment.empty()) {
+        begin.meaning += ", " + comment;
+        begin.parameters.push_back({"comment", comment, ""});
+    }
     LadderRow end = begin;
     end.kind = LadderRow::Kind::sound_ends;
     end.time_ns = stream.end_ns;
-    end.meaning = "sound ends";
+    end.meaning.replace(0, std::string_view("sound begins").size(), "sound ends");
     end.words = stream_words(stream);
     begin.partner = static_cast<int>(rows_.size()) + 1;
     end.partner = static_cast<int>(rows_.size());

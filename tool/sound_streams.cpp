@@ -11,6 +11,7 @@ namespace voicectl {
 
 namespace {
 
+constexpr size_t kMostComment = 100;
 constexpr double kClockPerMs = kRtpClock / 1000.0;
 constexpr uint64_t kNsPerTick = 1'000'000'000 / kRtpClock;
 
@@ -39,6 +40,7 @@ void SoundStreams::add(const CapturedPacket &packet) {
                   .source_port = packet.source_port,
                   .destination_port = packet.destination_port,
                   .ssrc = read.ssrc,
+                  .comment = std::string(packet.comment.substr(0, kMostComment)),
                   .payload_type = read.payload_type,
                   .begin_ns = packet.time_ns};
     ++stream.packets;

@@ -19,6 +19,7 @@ struct SoundStream {
     uint32_t source = 0, destination = 0; // IPv4
     uint16_t source_port = 0, destination_port = 0;
     uint32_t ssrc = 0;
+    std::string comment{};    // of its first packet: whose sound it is, as a plugin says that kept it
     uint8_t payload_type = 0; // of the first packet
     uint64_t begin_ns = 0, end_ns = 0;
     uint64_t packets = 0, bytes = 0; // bytes of payload

@@ -97,6 +97,7 @@ TEST(CaptureReader, WhatWasWrittenIsReadBack) {
     EXPECT_EQ(packet.time_ns, 1'700'000'000'123'456'789u);
     EXPECT_EQ(packet.dissector, "kexbus");
     EXPECT_EQ(packet.bytes, "first");
+    EXPECT_EQ(packet.comment, "");
     EXPECT_EQ(packet.source, 0x7F010001u);
     EXPECT_EQ(packet.destination, 0x7F010002u);
     EXPECT_EQ(packet.source_port, 7);
@@ -104,6 +105,7 @@ TEST(CaptureReader, WhatWasWrittenIsReadBack) {
     ASSERT_TRUE(reader.next(packet));
     EXPECT_EQ(packet.dissector, "rtp");
     EXPECT_EQ(packet.bytes, "second");
+    EXPECT_EQ(packet.comment, "a comment");
     EXPECT_FALSE(reader.next(packet));
     EXPECT_EQ(reader.fault(), "");
 }

@@ -207,14 +207,19 @@ TEST_F(LadderModelTest, SoundStandsAmongTheMessagesByTime) {
     const std::string packet =
         std::string("\x80\x08\x00\x01\x00\x00\x00\x00\x00\x00\x12\x34", 12) + std::string(160, '\0');
     for (const uint64_t time_ms : {1002, 3000})
-        feed.take(
-            CapturedPacket{.time_ns = time_ms * 1'000'000, .dissector = "rtp", .source_port = 30000, .bytes = packet});
+        feed.take(CapturedPacket{.time_ns = time_ms * 1'000'000,
+                                 .dissector = "rtp",
+                                 .source_port = 30000,
+                                 .bytes = packet,
+                                 .comment = "FXS1"});
     event(4, 2000);
     const LadderModel ladder = feed.finish("x");
     EXPECT_EQ(lane(ladder, static_cast<int>(ladder.lanes.size()) - 1), "RTP");
     EXPECT_EQ(ladder.rows.back().kind, Kind::sound_ends);
     const auto begin = static_cast<size_t>(ladder.rows.back().partner);
     EXPECT_EQ(ladder.rows[begin].kind, Kind::sound_begins);
+    EXPECT_EQ(ladder.rows[begin].meaning, "sound begins, FXS1");
+    EXPECT_EQ(ladder.rows.back().meaning, "sound ends, FXS1");
     EXPECT_EQ(ladder.rows[begin].partner, static_cast<int>(ladder.rows.size()) - 1);
     EXPECT_EQ(ladder.rows[1].partner, 0) << "calls and answers have moved together";
     EXPECT_TRUE(std::is_sorted(ladder.rows.begin(), ladder.rows.end(),
