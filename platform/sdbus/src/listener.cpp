@@ -22,9 +22,10 @@ constexpr int kBacklog = 16;
 bool address_set(sockaddr_un &address, const char *path) {
     address = {};
     address.sun_family = AF_UNIX;
-    if (path == nullptr || *path == '\0' || strlen(path) >= sizeof address.sun_path)
+    const size_t length = path != nullptr ? strlen(path) : 0;
+    if (length == 0 || length >= sizeof address.sun_path)
         return false;
-    strcpy(address.sun_path, path);
+    memcpy(address.sun_path, path, length); // zeros follow
     return true;
 }
 
