@@ -107,7 +107,7 @@ def blocks(folder):
         first = house.start_fxs("fxs1")
         watch = house.begin("voicectl watch --plugin fxs1")
         counts = house.begin("voicectl stats")
-        doctor = house.begin("voicectl doctor --for 4")
+        doctor = house.begin("voicectl doctor --for 8")
         first.freeze()
         application.ask("get 101 tdmc_gain")
         watch[1].out.expect("has no answer yet")
