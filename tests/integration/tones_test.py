@@ -111,34 +111,34 @@ class SuperTone:
 
     def __init__(self, tones):
         try:
-            self.library = ctypes.CDLL("libspandsp.so.2")
+            self.spandsp = ctypes.CDLL("libspandsp.so.2")
         except OSError:
             pytest.skip("libspandsp2 is not installed")
         for name in ("make_descriptor", "init"):
-            getattr(self.library, f"super_tone_rx_{name}").restype = ctypes.c_void_p
-        self.descriptor = ctypes.c_void_p(self.library.super_tone_rx_make_descriptor(None))
+            getattr(self.spandsp, f"super_tone_rx_{name}").restype = ctypes.c_void_p
+        self.descriptor = ctypes.c_void_p(self.spandsp.super_tone_rx_make_descriptor(None))
         for text in tones:
-            number = self.library.super_tone_rx_add_tone(self.descriptor)
+            number = self.spandsp.super_tone_rx_add_tone(self.descriptor)
             for element in tone(text).elements:
                 first, second = (*element.frequencies, 0, 0)[:2]
                 if element.modulates:
                     second = 0
                 least, most = (element.ms - NEAR_MS, element.ms + NEAR_MS) if element.ms else (1500, 0)
-                self.library.super_tone_rx_add_element(self.descriptor, number, first, second, least, most)
+                self.spandsp.super_tone_rx_add_element(self.descriptor, number, first, second, least, most)
         self.reported = []
         self.report = self.REPORT(lambda _, code, level, delay: self.reported.append(code))
-        self.state = ctypes.c_void_p(self.library.super_tone_rx_init(None, self.descriptor, self.report, None))
+        self.state = ctypes.c_void_p(self.spandsp.super_tone_rx_init(None, self.descriptor, self.report, None))
 
     def hear(self, samples):
         """The tones that it reports, in turn."""
         native = samples.astype("=i2")
         pointer = native.ctypes.data_as(ctypes.c_void_p)
-        self.library.super_tone_rx(self.state, pointer, len(native))
+        self.spandsp.super_tone_rx(self.state, pointer, len(native))
         return [code for code in self.reported if code >= 0]
 
     def close(self):
-        self.library.super_tone_rx_free(self.state)
-        self.library.super_tone_rx_free_descriptor(self.descriptor)
+        self.spandsp.super_tone_rx_free(self.state)
+        self.spandsp.super_tone_rx_free_descriptor(self.descriptor)
 
 
 def test_spandsp_finds_the_same_cadence(table, rendered):
