@@ -56,6 +56,10 @@ class Exchange:
             for line in lines:
                 process.tell(command(line))
 
+        def all_end(process):  # and their answers do not come into later questions
+            for line in lines:
+                process.ask(f"{line} on")
+
         all_do(self.callers, lambda line: f"{line} off")
         self.everybody(self.callers, lambda line: f"^{line} plays dial-tone$", lines, mark)
         all_do(self.callers, lambda line: f"{line} dial {200 + line}")
@@ -65,9 +69,9 @@ class Exchange:
         # Each hears the other, and so packets have come through both ways.
         self.everybody(self.callers, lambda line: f"^{line} hears {tone(CALLEE_TONE, line)}$", lines, mark)
         self.everybody(self.callees, lambda line: f"^{line} hears {tone(CALLER_TONE, line)}$", lines, mark)
-        all_do(self.callers, lambda line: f"{line} on")
+        all_end(self.callers)
         self.everybody(self.callees, lambda line: f"^{line} plays busy-tone$", lines, mark)
-        all_do(self.callees, lambda line: f"{line} on")
+        all_end(self.callees)
         for line in lines:
             self.application.out.expect_from(mark[self.application], f"^line {100 + line} idle$")
             self.application.out.expect_from(mark[self.application], f"^line {200 + line} idle$")
