@@ -297,12 +297,13 @@ def test_tap_that_is_not_admitted(system):
 
 
 def test_what_passed_before_the_end_is_kept(system):
-    system.start_application()
+    application = system.start_application()
     capture, path = start_capture(system)
     capture.freeze()
     with RawPeer.connect(system.socket) as peer:
         for _ in range(300):
             peer.call(APPLICATION, "nothing", [])
+        application.ask("status")  # the turn in which the last of them was answered and copied is over
         capture.child.terminate()
         capture.thaw()
         assert capture.wait() == 0

@@ -105,7 +105,7 @@ def test_a_tone_of_the_exchange_is_recognised_from_its_samples(system):
     exchange.out.expect_from(0, "^1 plays busy-tone$")
     telephones.expect("^1 hears busy-tone$")
     exchange.ask("1 tone ring-back")
-    # Beside the exchange's voice three bursts in a row may be needed, 15 s, and in none of them may the machine stand still.
+    # Beside the exchange's voice three bursts in a row may be needed, 15 s, without a standstill of the machine.
     telephones.expect("^1 hears ring-back$", 60)
     exchange.tell("1 tone shrill")
     exchange.expect("^error: 'shrill': no tone; ")
