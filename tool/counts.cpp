@@ -77,9 +77,11 @@ void Counts::name_learn(const Step &step, const Key &key) {
     if (!name.empty() && name != key.first) {
         const std::string before = name;
         name = key.first;
+        // Each is looked for anew: the place that the one before it took may have been that of another one.
+        const auto next = [this, &before] { return rows_.lower_bound({before, ""}); };
         if (!is_connected(before))
-            for (auto row = rows_.lower_bound({before, ""}); row != rows_.end() && row->first.first == before;) {
-                const Key from = (row++)->first;
+            for (auto row = next(); row != rows_.end() && row->first.first == before; row = next()) {
+                const Key from = row->first;
                 merge(from, {key.first, from.second});
             }
     }

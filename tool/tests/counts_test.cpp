@@ -174,6 +174,17 @@ TEST_F(CountsTest, BeyondTheLimitMessagesOfThoseWhoAreThereAreCountedWithoutANam
     EXPECT_EQ(counts.rows(kSecond)[0].plugin, "");
 }
 
+TEST_F(CountsTest, ProcessMayTakeAnotherNameWhenThereIsNoRoom) {
+    for (size_t i = 0; i <= Counts::kMost; ++i)
+        event(1, "fxs1", "E" + std::to_string(i));
+    ASSERT_EQ(counts.rows(kSecond).size(), Counts::kMost + 1);
+    event(1, "fxs2", "E1");
+    EXPECT_LE(counts.rows(kSecond).size(), Counts::kMost);
+    for (const Count &row : counts.rows(kSecond))
+        EXPECT_EQ(row.plugin, row.endpoint.empty() ? "" : "fxs2");
+    EXPECT_GE(counts.sum(kSecond).messages, Counts::kMost);
+}
+
 TEST_F(CountsTest, RatesAreTheDifferenceOfTwoLooks) {
     CountsRate rate(0);
     event(1, "fxs1", "FXS1");
