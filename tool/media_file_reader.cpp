@@ -76,12 +76,24 @@ uint16_t MediaFileReader::half(std::string_view bytes, size_t at) const {
     return swapped_ ? __builtin_bswap16(value) : value;
 }
 
+// A host whose disk is full takes back what it wrote of a block: what has been read of that one is read anew. False: the file
+// is shorter than its whole blocks were.
+bool MediaFileReader::rest_drop(off_t size) {
+    const off_t whole = read_ - static_cast<off_t>(bytes_.size() - taken_);
+    if (size < whole || lseek(descriptor_, whole, SEEK_SET) != whole)
+        return false;
+    read_ = whole;
+    bytes_.clear();
+    taken_ = 0;
+    return true;
+}
+
 void MediaFileReader::look() {
     struct stat found {};
     if (!fault_.empty() || stat(path_.c_str(), &found) != 0)
         return; // its host may start later, or begin a new one
-    const bool same = descriptor_ >= 0 && found.st_dev == device_ && found.st_ino == inode_ && found.st_size >= read_;
-    if (same)
+    const bool same = descriptor_ >= 0 && found.st_dev == device_ && found.st_ino == inode_;
+    if (same && (found.st_size >= read_ || rest_drop(found.st_size)))
         return;
     close_file();
     if (!S_ISREG(found.st_mode)) {

@@ -50,6 +50,7 @@ private:
     void interface_take(std::string_view body);
     std::optional<FilePacket> packet_take(std::string_view body);
     void options_take(std::string_view options, FilePacket &packet) const;
+    bool rest_drop(off_t size);
     void close_file();
     bool stop(const std::string &fault);
     uint32_t word(std::string_view bytes, size_t at) const;

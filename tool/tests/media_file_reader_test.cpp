@@ -110,6 +110,19 @@ TEST_F(MediaFile, FileThatBeginsAnewIsReadFromItsBegin) {
     EXPECT_EQ(reader.fault(), "");
 }
 
+TEST_F(MediaFile, BlockThatIsTakenBackBeforeItIsWholeRepeatsNothing) {
+    write(head() + packet("a"));
+    const uintmax_t whole = std::filesystem::file_size(path);
+    write(packet("b").substr(0, 30));
+    MediaFileReader reader(path);
+    EXPECT_EQ(read(reader), "a");
+    std::filesystem::resize_file(path, whole);
+    EXPECT_EQ(read(reader), "");
+    write(packet("c"));
+    EXPECT_EQ(read(reader), "c");
+    EXPECT_EQ(reader.fault(), "");
+}
+
 TEST_F(MediaFile, WhatIsNoMediaFileIsSaidOnce) {
     for (const auto &[bytes, fault] : {
              std::pair<std::string, const char *>{"this is a text, not a capture", "is no pcapng"},
