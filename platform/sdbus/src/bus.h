@@ -141,6 +141,7 @@ void objects_bury(); // those that were deleted: not before the function that ru
 
 void event_push(kex_t *bus, Event event);
 void turn_wish(kex_t *bus); // another turn is needed
+void connections_flush(kex_t *bus);
 bool source_add(kex_t *bus, int fd, uint32_t events, std::function<void()> run);
 void source_remove(kex_t *bus, int fd);
 uint64_t now();                    // CLOCK_MONOTONIC, in nanoseconds

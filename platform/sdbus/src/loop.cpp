@@ -73,21 +73,6 @@ void connections_read(kex_t *bus) {
     }
 }
 
-// Sends, and sleeps until more can be sent where the peer does not read.
-void connections_flush(kex_t *bus) {
-    const std::vector<ConnectionPointer> all = bus->connections;
-    for (const ConnectionPointer &connection : all) {
-        connection_flush(*connection);
-        if (connection->closed)
-            continue;
-        const int wanted = sd_bus_get_events(connection->link);
-        epoll_event event = {};
-        event.events = EPOLLIN | (wanted > 0 && (wanted & POLLOUT) != 0 ? uint32_t{EPOLLOUT} : 0u);
-        event.data.fd = connection->fd;
-        epoll_ctl(bus->epoll, EPOLL_CTL_MOD, connection->fd, &event);
-    }
-}
-
 // When the next turn is needed although nothing comes.
 void alarm_set(kex_t *bus) {
     uint64_t next = timers_deadline(bus);
@@ -134,6 +119,21 @@ void source_remove(kex_t *bus, int fd) {
 void event_push(kex_t *bus, Event event) {
     bus->queue.push_back(std::move(event));
     turn_wish(bus);
+}
+
+// Sends, and sleeps until more can be sent where the peer does not read.
+void connections_flush(kex_t *bus) {
+    const std::vector<ConnectionPointer> all = bus->connections;
+    for (const ConnectionPointer &connection : all) {
+        connection_flush(*connection);
+        if (connection->closed)
+            continue;
+        const int wanted = sd_bus_get_events(connection->link);
+        epoll_event event = {};
+        event.events = EPOLLIN | (wanted > 0 && (wanted & POLLOUT) != 0 ? uint32_t{EPOLLOUT} : 0u);
+        event.data.fd = connection->fd;
+        epoll_ctl(bus->epoll, EPOLL_CTL_MOD, connection->fd, &event);
+    }
 }
 
 // Signal handlers do this too, through kex_stop().

@@ -207,6 +207,8 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
     if (timeout != nullptr)
         end = now() + static_cast<uint64_t>(timeout->tv_sec) * 1'000'000'000 +
               static_cast<uint64_t>(timeout->tv_usec) * 1000;
+    if (r->state == request::sent)
+        connections_flush(bus); // to everybody: what was sent before the wait must not lie here until it ends
     while (r->state == request::sent && !connection->closed && bus->stopped == 0) {
         connection_flush(*connection);
         const bool all = connection_read(connection, kMessagesPerTurn);

@@ -284,29 +284,38 @@ TEST_F(Limits, PeerThatNeverReadsItsRepliesIsClosed) {
 
 // ------------------------------------------------------------------------------------------------------ In a wait
 
+Message call_await(const RawPeer &raw) {
+    Message call;
+    until([&] {
+        sd_bus_message *message = nullptr;
+        sd_bus_process(raw.bus(), &message);
+        if (message != nullptr)
+            call.reset(message);
+        return sd_bus_message_is_method_call(call.get(), "kex.Bus", "Call") > 0;
+    });
+    return call;
+}
+
+void answer(const RawPeer &raw, const Message &call) {
+    sd_bus_message *reply = nullptr;
+    const int64_t nothing = 0;
+    sd_bus_message_new_method_return(call.get(), &reply);
+    sd_bus_message_append(reply, "a(uayay)", 0);
+    append_value(reply, VARIANT_NONE, "x", &nothing);
+    raw.send(Message(reply));
+}
+
 // A listener that sends so many calls while its answer is waited for, and then perhaps the answer.
 class Talker {
 public:
     Talker(const std::string &path, int calls, bool answers)
         : listener_(listen_at(path)), child_(own_user(), [=, this](int) {
               const RawPeer raw(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), Role::server);
-              Message call;
-              until([&] {
-                  sd_bus_message *message = nullptr;
-                  sd_bus_process(raw.bus(), &message);
-                  if (message != nullptr)
-                      call.reset(message);
-                  return sd_bus_message_is_method_call(call.get(), "kex.Bus", "Call") > 0;
-              });
+              const Message call = call_await(raw);
               for (int i = 0; i < calls; i++)
                   raw.send(raw.call("Probe", "note"));
-              sd_bus_message *reply = nullptr;
-              const int64_t nothing = 0;
-              sd_bus_message_new_method_return(call.get(), &reply);
-              sd_bus_message_append(reply, "a(uayay)", 0);
-              append_value(reply, VARIANT_NONE, "x", &nothing);
               if (answers)
-                  raw.send(Message(reply));
+                  answer(raw, call);
               raw.reads([] { return false; });
           }) {}
     ~Talker() { close(listener_); }
@@ -323,6 +332,27 @@ bool wait_for_reply(kex_t *bus, peer_t *peer) {
     const bool answered = kex_sendRequest(bus, peer, r) != 0 && kex_waitForReply(bus, r, &limit) != 0;
     request_destroy(r);
     return answered;
+}
+
+// This process answers when a call has come to it by another connection.
+TEST_F(Limits, WaitSendsToEverybody) {
+    const std::string other_path = scratch.path("other");
+    const int listener = listen_at(path), other_listener = listen_at(other_path);
+    const Child both(own_user(), [&](int) {
+        const RawPeer raw(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), Role::server);
+        const RawPeer other(accept4(other_listener, nullptr, nullptr, SOCK_CLOEXEC), Role::server);
+        if (call_await(other) != nullptr)
+            answer(raw, call_await(raw));
+        raw.reads([] { return false; });
+    });
+    connect();
+    peer_t *waited_for = peer;
+    path = other_path;
+    connect();
+    EXPECT_TRUE(send(1));
+    EXPECT_TRUE(wait_for_reply(bus, waited_for));
+    close(listener);
+    close(other_listener);
 }
 
 TEST_F(Limits, WaitKeepsFourThousandAndNinetySixCallsAndReplies) {
