@@ -69,6 +69,17 @@ void call_run_function(kex_t *bus, function_call_t &call, variant_t *value) {
     objects_bury();
 }
 
+// Without a message: the reply is over the limits, or holds a descriptor that is none.
+Outgoing reply_make(sd_bus_message *message, const reply_t &reply, const variant_t *value) {
+    const Weight weight = reply_weigh(reply, value);
+    sd_bus_message *made = nullptr;
+    if (weight.bytes > kMaxQueuedBytes || weight.descriptors > kMaxDescriptors ||
+        sd_bus_message_new_method_return(message, &made) < 0)
+        return {};
+    Outgoing outgoing{Message(made), 0, false, weight};
+    return reply_write(made, reply, value) >= 0 ? std::move(outgoing) : Outgoing{};
+}
+
 // Behind whatever the function has sent.
 void call_answer(function_call_t &call, sd_bus_message *message, const variant_t *value) {
     const Value nothing;
@@ -76,19 +87,14 @@ void call_answer(function_call_t &call, sd_bus_message *message, const variant_t
     reply_t &reply = call.request.reply;
     if (connection.closed || sd_bus_message_get_expect_reply(message) <= 0)
         return;
-    Weight weight = reply_weigh(reply, value);
-    if (weight.bytes > kMaxQueuedBytes || weight.descriptors > kMaxDescriptors) {
+    Outgoing outgoing = reply_make(message, reply, value);
+    if (outgoing.message == nullptr) { // whoever called must not wait for ever, nor go
         reply.items.clear();
-        reply_add(reply, KEX_ERROR_TOO_LARGE, "The reply cannot be sent", "it is too large");
-        value = &nothing;
-        weight = Weight();
+        reply_add(reply, KEX_ERROR_TOO_LARGE, "The reply cannot be sent", "it is over a limit, or no descriptor");
+        outgoing = reply_make(message, reply, &nothing);
     }
-    sd_bus_message *made = nullptr;
-    if (sd_bus_message_new_method_return(message, &made) < 0)
+    if (outgoing.message == nullptr)
         return connection_end(connection, "no reply can be made");
-    Outgoing outgoing{Message(made), 0, false, weight};
-    if (reply_write(made, reply, value) < 0)
-        return connection_end(connection, "a reply cannot be written");
     connection_queue(connection, std::move(outgoing));
     if (connection.queued.bytes > kReplyAllowance * kMaxQueuedBytes ||
         connection.queued.descriptors > kReplyAllowance * kMaxDescriptors)

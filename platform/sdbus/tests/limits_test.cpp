@@ -102,6 +102,18 @@ variant_t number(uint32_t value) {
     return v;
 }
 
+variant_t nested(uint32_t depth) {
+    variant_t value = number(7);
+    for (uint32_t i = 0; i < depth; i++) {
+        variant_t list = {};
+        variant_initialize(&list, VARIANT_LIST);
+        variant_list_add(variant_da_list(&list), &value);
+        variant_cleanup(&value);
+        value = list;
+    }
+    return value;
+}
+
 // ------------------------------------------------------------------------------------------------------ To a peer
 
 TEST_F(Limits, RequestsThatNobodyReadsTakeThreeMebibytes) {
@@ -195,17 +207,6 @@ TEST_F(Limits, TwoHundredAndFiftyThreeDescriptorsAreQueued) {
 }
 
 TEST_F(Limits, ListsAreFourDeep) {
-    const auto nested = [](int depth) {
-        variant_t value = number(7);
-        for (int i = 0; i < depth; i++) {
-            variant_t list = {};
-            variant_initialize(&list, VARIANT_LIST);
-            variant_list_add(variant_da_list(&list), &value);
-            variant_cleanup(&value);
-            value = list;
-        }
-        return value;
-    };
     served::probe = [](function_call_t *call, argument_list_t *, variant_t *value) {
         fcall_destroy(call);
         return variant_setByteArray(value, "", 0) != 0 ? KEX_FUNCTION_DONE : KEX_FUNCTION_FAILED;
@@ -245,6 +246,27 @@ TEST_F(Limits, ReplyOfMoreThanThreeMebibytesIsAnError) {
     EXPECT_EQ(run(number(kMost)), "error " + std::to_string(KEX_ERROR_TOO_LARGE) + "\n");
     EXPECT_EQ(run(number(100 * kMebibyte)), "error " + std::to_string(KEX_ERROR_TOO_LARGE) + "\n");
     EXPECT_EQ(run(number(1)), "bytes 1");
+}
+
+TEST_F(Limits, ReplyThatCannotBeWrittenIsAnError) {
+    served::probe = [](function_call_t *call, argument_list_t *arguments, variant_t *value) {
+        constexpr int kNoDescriptor = 1000000;
+        uint32_t depth = 0;
+        argument_getUInt32(arguments, "value", 0, &depth);
+        if (depth > 1)
+            *value = nested(depth);
+        else if (depth == 1)
+            variant_setFd(value, kNoDescriptor);
+        else
+            variant_setByteArray(value, "", 0);
+        fcall_destroy(call);
+        return int{KEX_FUNCTION_DONE};
+    };
+    const Server server(path);
+    connect();
+    EXPECT_EQ(run(number(5)), "error " + std::to_string(KEX_ERROR_TOO_LARGE) + "\n");
+    EXPECT_EQ(run(number(1)), "error " + std::to_string(KEX_ERROR_TOO_LARGE) + "\n");
+    EXPECT_EQ(run(number(0)), "bytes 0") << "the connection is as it was";
 }
 
 TEST_F(Limits, ReplyHasSixtyFourErrors) {
