@@ -51,7 +51,9 @@ void connection_sleep(const Connection &connection, int milliseconds) {
 }
 
 // Null, or why the peer gets nothing more now.
-const char *room_refuse(const Connection &connection, const Weight &weight) {
+const char *room_refuse(const Connection &connection, const request_t &request, const Weight &weight) {
+    if (request.parameters.size() > kMaxArguments)
+        return "it has too many arguments";
     if (connection.pending.size() + connection.output.size() >= kMaxPending)
         return "too many requests have no answer";
     if (connection.queued.bytes + weight.bytes > kMaxQueuedBytes)
@@ -183,7 +185,7 @@ int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
         return 0;
     const Weight weight = call_weigh(*r);
     Message message = message_create(*connection, "Call");
-    const char *why = room_refuse(*connection, weight);
+    const char *why = room_refuse(*connection, *r, weight);
     if (why == nullptr && call_write(message.get(), *r) < 0)
         why = "it cannot be written";
     if (why != nullptr) {

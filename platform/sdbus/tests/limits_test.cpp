@@ -221,6 +221,25 @@ TEST_F(Limits, ListsAreFourDeep) {
     variant_cleanup(&deeper);
 }
 
+TEST_F(Limits, CallsHaveSixtyFourArguments) {
+    const Server server(path);
+    connect();
+    const auto sent = [this](int arguments) {
+        request_t *r = request_create_executeFunction("Probe", "note", 0);
+        const variant_t value = {};
+        for (int i = 0; i < arguments; i++)
+            request_addParameter(r, "value", &value);
+        const bool answered = kex_sendRequest(bus, peer, r) != 0 &&
+                              turn_until([&] { return request_reply(r) != nullptr; }) &&
+                              reply_item_type(reply_firstItem(request_reply(r))) != REPLY_ITEM_ERROR;
+        request_destroy(r);
+        return answered;
+    };
+    EXPECT_TRUE(sent(64));
+    EXPECT_FALSE(sent(65));
+    EXPECT_TRUE(sent(64)) << "the connection is as it was";
+}
+
 TEST_F(Limits, PathsHave255Bytes) {
     request_t *r = request_create_executeFunction(std::string(255, 'p').c_str(), std::string(255, 'f').c_str(), 0);
     EXPECT_NE(r, nullptr);
