@@ -17,7 +17,7 @@ using namespace sdbus;
 
 namespace {
 
-constexpr int kBacklog = 16;
+constexpr int kBacklog = 128; // of those who have connected and wait to be taken in
 
 bool address_set(sockaddr_un &address, const char *path) {
     address = {};

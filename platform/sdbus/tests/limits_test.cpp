@@ -248,6 +248,14 @@ TEST_F(Limits, PathsHave255Bytes) {
     EXPECT_EQ(request_create_executeFunction("p", std::string(256, 'f').c_str(), 0), nullptr);
 }
 
+TEST_F(Limits, ManyWaitToBeTakenIn) {
+    kex_t *listener = kex_create("listener");
+    ASSERT_NE(connection_listenOnIPC(kex_connection(listener), path.c_str()), nullptr);
+    for (int i = 0; i < 64; i++) // as many as a bus makes
+        EXPECT_NE(kex_client_connect(bus, uri_of(path).c_str()), nullptr) << i;
+    kex_destroy(listener);
+}
+
 // -------------------------------------------------------------------------------------------------------- Replies
 
 TEST_F(Limits, ReplyOfMoreThanThreeMebibytesIsAnError) {
