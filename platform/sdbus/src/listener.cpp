@@ -33,29 +33,43 @@ int socket_make() {
     return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 }
 
-// Whether the path can be bound: nothing stands there, or the socket of one that listens no more, which is removed.
-bool path_clear(const char *path, const sockaddr_un &address) {
-    struct stat found;
-    if (lstat(path, &found) != 0)
-        return errno == ENOENT;
-    if (!S_ISSOCK(found.st_mode))
-        return false;
-    const int probe = socket_make();
-    const bool is_dead =
-        connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 && errno == ECONNREFUSED;
-    close(probe);
-    return is_dead && unlink(path) == 0;
+constexpr const char *kTaken = "another process listens there already";
+
+void listen_refuse(const char *path, const char *why) {
+    note(ZIL_TRACE_ERROR, "cannot listen on '%s': %s", path, why);
 }
 
-// Two that begin at once take turns: else each could take the other's socket for a dead one's.
+// Null: the path can be bound, since nothing stands there, or the socket of one that listens no more, which is removed.
+// Else why not.
+const char *path_clear(const char *path, const sockaddr_un &address) {
+    struct stat found;
+    if (lstat(path, &found) != 0)
+        return errno == ENOENT ? nullptr : strerror(errno);
+    if (!S_ISSOCK(found.st_mode))
+        return "something that is no socket stands there";
+    const int probe = socket_make();
+    const bool connects = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    const int error = errno;
+    close(probe);
+    if (connects || error == EAGAIN)
+        return kTaken;
+    return error == ECONNREFUSED && unlink(path) == 0 ? nullptr : strerror(error);
+}
+
+// Of two that begin at once one is refused: else each could take the other's socket for a dead one's. Nobody is waited
+// for: the bundled bus keeps such a lock for as long as it listens.
 int path_lock(const char *path) {
     const std::string name = std::string(path) + ".lock";
     const int lock = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (lock >= 0)
-        flock(lock, LOCK_EX);
-    else
-        note(ZIL_TRACE_ERROR, "cannot listen on '%s': its lock file cannot be opened: %s", path, strerror(errno));
-    return lock;
+    if (lock < 0) {
+        listen_refuse(path, (std::string("its lock file cannot be opened: ") + strerror(errno)).c_str());
+        return -1;
+    }
+    if (flock(lock, LOCK_EX | LOCK_NB) == 0)
+        return lock;
+    listen_refuse(path, errno == EWOULDBLOCK ? kTaken : strerror(errno));
+    close(lock);
+    return -1;
 }
 
 int listener_bind(kex_t *bus, const char *path, const sockaddr_un &address) {
@@ -67,7 +81,7 @@ int listener_bind(kex_t *bus, const char *path, const sockaddr_un &address) {
     umask(before);
     if (listens)
         return listener;
-    note(ZIL_TRACE_ERROR, "cannot listen on '%s': %s", path, strerror(errno));
+    listen_refuse(path, strerror(errno));
     close(listener);
     return -1;
 }
@@ -173,7 +187,10 @@ peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
         return nullptr;
     kex_t *bus = connection->bus;
     const int lock = path_lock(path);
-    const int listener = lock >= 0 && path_clear(path, address) ? listener_bind(bus, path, address) : -1;
+    const char *why = lock >= 0 ? path_clear(path, address) : nullptr;
+    if (why != nullptr)
+        listen_refuse(path, why);
+    const int listener = lock >= 0 && why == nullptr ? listener_bind(bus, path, address) : -1;
     close(lock);
     if (listener < 0)
         return nullptr;

@@ -5,9 +5,11 @@
 #include "support/scratch.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -246,6 +248,22 @@ TEST_F(Limits, PathsHave255Bytes) {
     request_destroy(r);
     EXPECT_EQ(request_create_executeFunction(std::string(256, 'p').c_str(), "f", 0), nullptr);
     EXPECT_EQ(request_create_executeFunction("p", std::string(256, 'f').c_str(), 0), nullptr);
+}
+
+TEST_F(Limits, ListenerThatIsRefusedSaysWhy) {
+    const int lock = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    const Server waits_for_nobody(path);
+    EXPECT_FALSE(waits_for_nobody.listens);
+    EXPECT_TRUE(waits_for_nobody.says("another process listens there already"));
+    flock(lock, LOCK_UN); // also that process's
+    close(lock);
+    const Server first(path), second(path), no_socket(scratch.path("."));
+    EXPECT_TRUE(first.listens);
+    EXPECT_FALSE(second.listens);
+    EXPECT_TRUE(second.says("another process listens there already"));
+    EXPECT_FALSE(no_socket.listens);
+    EXPECT_TRUE(no_socket.says("something that is no socket stands there"));
 }
 
 TEST_F(Limits, ManyWaitToBeTakenIn) {
