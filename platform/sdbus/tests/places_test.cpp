@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Who may connect to a bus on sd-bus, and how many.
 #include "peers.h"
+#include "served_functions.h"
 #include "support/scratch.h"
 
 #include <chrono>
@@ -71,6 +72,17 @@ protected:
             all += crowds.back()->served;
         }
         return all;
+    }
+    // It keeps four places for a user.
+    Child reserving_server() const {
+        return Child(own_user(), [this](int word) {
+            kex_t *bus = kex_create("server");
+            served::declare(bus);
+            const bool reserved = kex_reserve(bus, kOther, 4) != 0;
+            if (reserved && connection_listenOnIPC(kex_connection(bus), path.c_str()) != nullptr &&
+                write(word, "l", 1) == 1)
+                kex_run(bus);
+        });
     }
     int mode() const {
         struct stat status = {};
@@ -165,31 +177,18 @@ TEST_F(Places, OtherUsersHaveThirtyTwoTogether) {
 
 TEST_F(Places, ReservedOnesAreKept) {
     const Variable allowed("KEX_ALLOW_UIDS", "65534,65533");
-    const Child server(own_user(), [this](int word) {
-        kex_t *bus = kex_create("server");
-        const bool reserved = kex_reserve(bus, kOther, 4) != 0;
-        if (reserved && connection_listenOnIPC(kex_connection(bus), path.c_str()) != nullptr &&
-            write(word, "l", 1) == 1)
-            kex_run(bus);
-    });
+    const Child server = reserving_server();
     ASSERT_EQ(server.hear(), 'l');
-    // This one serves nothing: whoever is taken in is answered that there is no such object.
-    const auto taken_in = [this](uid_t user, int count) {
-        crowds.push_back(nullptr);
-        return Child(user,
-                     [=, this](int word) {
-                         std::vector<std::unique_ptr<RawPeer>> all;
-                         char taken = 0;
-                         for (int i = 0; i < count; i++) {
-                             all.push_back(std::make_unique<RawPeer>(path));
-                             taken = static_cast<char>(taken + all.back()->echo("").has_value());
-                         }
-                         if (write(word, &taken, 1) == 1)
-                             pause();
-                     })
-            .hear();
-    };
-    EXPECT_EQ(taken_in(kOther, 5), 5) << "beside its own it gets those of all";
+    EXPECT_EQ(crowd_in(kStranger, 40), 32) << "those of all other users";
+    EXPECT_EQ(crowd_in(own_user(), 32), 28) << "all but these and the reserved ones";
+    EXPECT_EQ(crowd_in(kOther, 5), 4);
+}
+
+TEST_F(Places, AUserWithReservedOnesHasThoseOfAllBesides) {
+    const Variable allowed("KEX_ALLOW_UIDS", "65534,65533");
+    const Child server = reserving_server();
+    ASSERT_EQ(server.hear(), 'l');
+    EXPECT_EQ(crowd_in(kOther, 5), 5);
 }
 
 TEST_F(Places, NoMoreAreReservedThanThereAre) {
