@@ -52,6 +52,15 @@ bool element_learn(country_detector *detector, const tone_element *element, cade
     return true;
 }
 
+// A single burst that is repeated without a pause does not end.
+void burst_last_join(cadence *tone) {
+    cadence_burst *last = tone->count == tone->again + 1 ? &tone->bursts[tone->again] : nullptr;
+    if (last == nullptr || last->gap_ms > 0)
+        return;
+    tone->period_ms -= last->ms;
+    last->ms = 0;
+}
+
 void cadence_learn(country_detector *detector, const tone_pattern *pattern, cadence *tone) {
     *tone = {};
     for (uint32_t i = 0; i < pattern->count; i++) {
@@ -64,6 +73,7 @@ void cadence_learn(country_detector *detector, const tone_pattern *pattern, cade
     }
     if (tone->again >= tone->count)
         tone->again = 0;
+    burst_last_join(tone);
 }
 
 void tones_learn(country_detector *detector, const char *country) {

@@ -91,6 +91,19 @@ TEST(SoundDetector, KnowsAListByItsName) {
     EXPECT_EQ(heard.all(), (Texts{"tone-1400Hz", ""}));
 }
 
+TEST(SoundDetector, AListWithoutAPauseIsContinuous) {
+    for (const char *text : {"1400/500", "!425/100,!0/100,1400/500"}) {
+        const tone_pattern list = tone_pattern_read(text);
+        Heard heard("DE");
+        sound_detector_set_list(&heard.detector(), "tone-1400Hz", &list);
+        heard.play(list);
+        heard.run(3000);
+        heard.stop();
+        heard.run(1000);
+        EXPECT_EQ(heard.all(), (Texts{"tone-1400Hz", ""})) << text;
+    }
+}
+
 TEST(SoundDetector, AListThatIsEqualToAToneHasBothNames) {
     const tone_pattern list = tone_pattern_read("425/480,0/480");
     Heard heard("DE");
