@@ -33,7 +33,8 @@ namespace voicectl {
 namespace {
 
 constexpr RunLimit::Tick kCaptureTick{200};  // how often a lost bus is tried
-constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before
+constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before: on the bus, and sound
+constexpr uint64_t kSoundEvery = 256;        // messages
 constexpr uint32_t kBusInterface = 0;
 constexpr uint32_t kMediaInterface = 1;
 
@@ -127,16 +128,19 @@ private:
                     complain(fmt::format("capturing {}", printable(address_.uri)));
                 watching = true;
                 keep(*tap, record);
+                if (++passed_ % kSoundEvery == 0) // a bus that never rests must not keep sound waiting
+                    sound_keep();
                 continue;
             }
-            sound_keep();
+            const bool more = sound_keep();
             file_.write(limit_);
             if (found < 0) {
                 if (!refused_)
                     complain("the voice application is gone");
                 break;
             }
-            limit_.wait({kex_tap_descriptor(tap), media_.descriptor()}, file_.descriptor(), kCaptureTick);
+            limit_.wait({kex_tap_descriptor(tap), media_.descriptor()}, file_.descriptor(),
+                        more ? RunLimit::Tick{0} : kCaptureTick);
         }
         if (tap != nullptr && limit_.reached())
             drain(*tap);
@@ -180,14 +184,17 @@ private:
         ++kept_;
     }
 
-    void sound_keep() {
+    // Whether there may be more: a file can be long, and holds what was before the capture, too.
+    bool sound_keep() {
         media_.keep(file_, limit_);
-        from_.keep(file_, limit_);
+        return from_.keep(file_, limit_);
     }
 
     // The sums, in the file and for people.
     int finish() {
-        sound_keep();
+        const auto enough = RunLimit::Clock::now() + kDraining;
+        while (sound_keep() && file_.fault().empty() && !limit_.reader_left() && RunLimit::Clock::now() < enough)
+            ;
         const uint64_t end_ns = last_time_ns_ != 0 ? last_time_ns_ : now_ns();
         file_.add(pcapng::statistics(kBusInterface, end_ns, kept_ + lost_, lost_) + media_.sums(end_ns) +
                       from_.sums(end_ns),
@@ -211,6 +218,7 @@ private:
     CaptureFrom from_;
     CaptureAddresses addresses_;
     uint64_t last_time_ns_ = 0;
+    uint64_t passed_ = 0; // of the bus
     uint64_t kept_ = 0;
     uint64_t lost_ = 0;
     uint64_t lost_before_ = 0; // the next message

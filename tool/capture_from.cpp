@@ -44,17 +44,22 @@ std::string CaptureFrom::head(uint32_t first) {
     return blocks;
 }
 
-void CaptureFrom::keep(CaptureFile &file, RunLimit &limit) {
+bool CaptureFrom::keep(CaptureFile &file, RunLimit &limit) {
+    bool more = false;
     for (const std::unique_ptr<Source> &source : sources_)
-        keep_some(*source, file, limit);
+        more = keep_some(*source, file, limit) || more;
+    return more;
 }
 
-void CaptureFrom::keep_some(Source &source, CaptureFile &file, RunLimit &limit) const {
+bool CaptureFrom::keep_some(Source &source, CaptureFile &file, RunLimit &limit) const {
     // No more than some at a time: messages of the bus want to be read, too.
     constexpr int kAtATime = 1000;
     source.reader.look();
+    if (source.reader.is_same(file.descriptor()))
+        source.reader.leave("is the capture itself");
     source.was_there = source.was_there || source.reader.is_open();
-    for (int i = 0; i < kAtATime; ++i) {
+    int taken = 0;
+    for (; taken < kAtATime; ++taken) {
         const std::optional<FilePacket> packet = source.reader.next();
         if (!packet)
             break;
@@ -74,6 +79,7 @@ void CaptureFrom::keep_some(Source &source, CaptureFile &file, RunLimit &limit) 
     if (!source.reader.fault().empty() && !source.told)
         complain(fmt::format("{} {}: it is read no further", in_quotes(source.path), source.reader.fault()));
     source.told = !source.reader.fault().empty();
+    return taken == kAtATime;
 }
 
 std::string CaptureFrom::sums(uint64_t time_ns) const {

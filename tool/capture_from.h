@@ -22,8 +22,8 @@ public:
     void begin(const std::vector<std::string> &paths, uint64_t begin_ns);
     // The block of an interface for each file, numbered from `first`; empty: there is no file.
     std::string head(uint32_t first);
-    // Keeps what the hosts have received and written by now.
-    void keep(CaptureFile &file, RunLimit &limit);
+    // Keeps some of what the hosts have received and written by now. Whether there may be more.
+    bool keep(CaptureFile &file, RunLimit &limit);
     // The blocks of their sums.
     std::string sums(uint64_t time_ns) const;
     // What became of each file, a printable sentence each.
@@ -42,7 +42,7 @@ private:
         bool told = false; // why it is read no further
     };
 
-    void keep_some(Source &source, CaptureFile &file, RunLimit &limit) const;
+    bool keep_some(Source &source, CaptureFile &file, RunLimit &limit) const;
 
     std::vector<std::unique_ptr<Source>> sources_;
     uint64_t begin_ns_ = 0;

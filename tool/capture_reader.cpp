@@ -146,6 +146,10 @@ bool CaptureReader::block_next(uint32_t &type) {
 void CaptureReader::interface_take() {
     constexpr size_t kOptions = kBody + 8;
     constexpr uint16_t kResolution = 9;
+    if (interfaces_.size() == pcapng::kMostInterfaces) {
+        stop(fmt::format("more than {} interfaces", pcapng::kMostInterfaces));
+        return;
+    }
     Interface interface { .link_type = half(kBody) };
     for (size_t at = kOptions; at + 4 <= size_ - 4;) {
         const uint16_t code = half(at), length = half(at + 2);

@@ -29,7 +29,8 @@ void LadderActivity::count(size_t call, int by) {
 void LadderActivity::before(size_t row) {
     const LadderRow &reply = ladder_.rows[row];
     const bool answers = reply.kind == LadderRow::Kind::reply || reply.kind == LadderRow::Kind::error;
-    if (answers && reply.partner >= 0)
+    // An answer from before its call, by a clock that was set back, ends nothing that has begun.
+    if (answers && reply.partner >= 0 && reply.partner < static_cast<int>(row))
         count(static_cast<size_t>(reply.partner), -1);
 }
 

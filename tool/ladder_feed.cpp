@@ -28,7 +28,7 @@ void LadderFeed::take(const CapturedPacket &packet) {
     builder_.add_lost(packet.time_ns, captured.lost);
     if (!captured.step) {
         if (!captured.fault.empty())
-            builder_.add_broken({.time_ns = packet.time_ns}, captured.fault);
+            builder_.add_unreadable(packet.time_ns, captured.fault);
         return;
     }
     if (!captured.fault.empty()) {

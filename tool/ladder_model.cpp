@@ -122,6 +122,21 @@ void LadderBuilder::add_broken(const Step &step, const std::string &why) {
     rows_.push_back(std::move(row));
 }
 
+void LadderBuilder::add_unreadable(uint64_t time_ns, const std::string &why) {
+    if (!has_room())
+        return;
+    LadderRow row{.kind = LadderRow::Kind::broken, .time_ns = time_ns};
+    row.name = "broken";
+    row.words = text_tame(why);
+    row.from = row.to = listener_place();
+    rows_.push_back(std::move(row));
+}
+
+// Of what is known of no process.
+int LadderBuilder::listener_place() {
+    return last_listener_ >= 0 ? last_listener_ : place_of(kListener, "voice_application");
+}
+
 void LadderBuilder::add_lost(uint64_t time_ns, uint64_t lost) {
     lost_ += lost;
     if (lost == 0 || !has_room())
@@ -129,7 +144,7 @@ void LadderBuilder::add_lost(uint64_t time_ns, uint64_t lost) {
     LadderRow row{.kind = LadderRow::Kind::lost, .time_ns = time_ns};
     row.name = "lost";
     row.words = fmt::format("{} {} missing here", lost, lost == 1 ? "message is" : "messages are");
-    row.from = row.to = last_listener_ >= 0 ? last_listener_ : place_of(kListener, "voice_application");
+    row.from = row.to = listener_place();
     rows_.push_back(std::move(row));
 }
 

@@ -81,6 +81,8 @@ public:
     void add(const Step &step);
     // A message that could not be read, at its sender's lane.
     void add_broken(const Step &step, const std::string &why);
+    // The same of a packet of which nothing else is known.
+    void add_unreadable(uint64_t time_ns, const std::string &why);
     void add_lost(uint64_t time_ns, uint64_t lost);
     LadderModel finish(const std::string &title, const SoundStreams &sound);
 
@@ -98,6 +100,7 @@ private:
     bool has_room();
     int peer_of(const Step &step);
     int place_of(int peer, const std::string &text);
+    int listener_place();
     void places_fill(LadderRow &row, const Step &step);
     void join(const Step &step, int row);
     void sound_add(const SoundStream &stream);

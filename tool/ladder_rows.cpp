@@ -22,7 +22,8 @@ namespace {
 
 constexpr size_t kMostTextBytes = 4096;
 constexpr size_t kMostHexBytes = 512;
-constexpr unsigned kMostMarks = 3; // combining characters in a row
+constexpr unsigned kMostMarks = 3;      // combining characters in a row
+constexpr size_t kMostParameters = 300; // of a row: more than there are identifiers
 
 using Kind = LadderRow::Kind;
 
@@ -75,7 +76,10 @@ std::string item_remark(const Item &item) {
 }
 
 void parameter_add(LadderRow &row, const std::string &name, const std::string &value, const std::string &words) {
-    row.parameters.push_back({text_tame(name), text_tame(value), text_tame(words)});
+    if (row.parameters.size() < kMostParameters)
+        row.parameters.push_back({text_tame(name), text_tame(value), text_tame(words)});
+    else if (row.parameters.size() == kMostParameters)
+        row.parameters.push_back({"...", "", "further ones are left out"});
 }
 
 void record_add(LadderRow &row, const Record &record) {
@@ -85,10 +89,13 @@ void record_add(LadderRow &row, const Record &record) {
         parameter_add(row, "line", fmt::format("{}", record.line), record.stops ? "the signal stops" : "");
     if (record.stream)
         parameter_add(row, "stream", fmt::format("{}", *record.stream), "");
-    for (const Item &item : record.items)
+    for (const Item &item : record.items) {
+        if (row.parameters.size() > kMostParameters)
+            break;
         parameter_add(row, voice::name_without_prefix(item.name.c_str()), item_literal(item), item_remark(item));
+    }
     if (!record.fault.empty())
-        parameter_add(row, "broken", record.fault, "");
+        row.parameters.push_back({"broken", text_tame(record.fault), ""});
 }
 
 std::string argument_remark(const Step &step, const Argument &argument) {

@@ -109,6 +109,11 @@ void MediaFileReader::look() {
     inode_ = found.st_ino;
 }
 
+bool MediaFileReader::is_same(int descriptor) const {
+    struct stat found {};
+    return descriptor_ >= 0 && fstat(descriptor, &found) == 0 && found.st_dev == device_ && found.st_ino == inode_;
+}
+
 // Whether there was more in the file.
 bool MediaFileReader::more_read() {
     std::array<char, 16'384> part{};
@@ -156,6 +161,10 @@ bool MediaFileReader::block_next(uint32_t &type, std::string_view &body) {
 void MediaFileReader::interface_take(std::string_view body) {
     constexpr uint16_t kResolution = 9;
     constexpr uint8_t kMostDigits = 9;
+    if (ticks_.size() == pcapng::kMostInterfaces) {
+        stop(fmt::format("has more than {} interfaces", pcapng::kMostInterfaces));
+        return;
+    }
     uint64_t ticks = 1'000'000;
     for (size_t at = 8; at + 4 <= body.size();) {
         const uint16_t code = half(body, at), length = half(body, at + 2);

@@ -40,6 +40,10 @@ public:
     // Why it is read no further, a printable sentence without its name; empty: nothing is wrong.
     const std::string &fault() const { return fault_; }
     bool is_open() const { return descriptor_ >= 0; }
+    // Whether it reads the file that a descriptor stands for.
+    bool is_same(int descriptor) const;
+    // Reads no further, for a reason that becomes its fault.
+    void leave(const std::string &fault) { stop(fault); }
     // Packets that were passed over: of IPv6, or neither RTP nor RTCP over UDP.
     uint64_t strange() const { return strange_; }
 

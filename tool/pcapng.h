@@ -13,6 +13,8 @@ namespace voicectl::pcapng {
 // Link type of messages of upper layers: tags that say where a message comes from and who is to dissect it, then its
 // bytes.
 constexpr uint16_t kUpperLayer = 252;
+// Of one section that is read: each of them is kept in mind.
+constexpr size_t kMostInterfaces = 1000;
 
 std::string section(std::string_view application, std::string_view system);
 // Times of its packets are in nanoseconds.

@@ -25,6 +25,7 @@ FIELDS = [
     "rtcp.pt",
 ]
 BYE = "203"
+LATER = (1 << 62) + 7  # nanoseconds, long after any test
 RECEIVED, SENT = "0x00000001", "0x00000002"
 
 
@@ -125,20 +126,43 @@ def block(order, kind, body):
     return struct.pack(order + "II", kind, len(body) + 12) + body + struct.pack(order + "I", len(body) + 12)
 
 
-def hostile_file(order):
-    """A capture of either byte order whose one packet has a comment that would steer a terminal."""
+def file_head(order):
     head = block(order, 0x0A0D0D0A, struct.pack(order + "IHHq", 0x1A2B3C4D, 1, 0, -1))
     head += block(order, 1, struct.pack(order + "HHI", 252, 0, 0) + struct.pack(order + "HHB3xI", 9, 1, 9, 0))
+    return head
+
+
+def file_packet(order, time, options):
     tags = b"\0\x0c\0\4rtp\0" + b"\0\x18\0\4\0\0\0\3"
     for tag, value in ((20, "7f000001"), (21, "7f000002"), (25, "00007530"), (26, "00007532")):
         tags += bytes([0, tag, 0, 4]) + bytes.fromhex(value)
     bytes_ = tags + bytes(4) + b"\x80\x08" + bytes(14)
+    packet = struct.pack(order + "IIIII", 0, time >> 32, time & 0xFFFFFFFF, len(bytes_), len(bytes_)) + bytes_
+    return block(order, 6, packet + options)
+
+
+def hostile_file(order):
+    """A capture of either byte order whose one packet has a comment that would steer a terminal."""
     comment = b"\x1b[31m\xff\xe2\x80\xae</script>"
     comment += bytes(-len(comment) % 4)
-    time = (1 << 62) + 7
-    packet = struct.pack(order + "IIIII", 0, time >> 32, time & 0xFFFFFFFF, len(bytes_), len(bytes_)) + bytes_
-    packet += struct.pack(order + "HH", 1, len(comment)) + comment + struct.pack(order + "HHQ", 4, 8, 7)
-    return head + block(order, 6, packet)
+    options = struct.pack(order + "HH", 1, len(comment)) + comment + struct.pack(order + "HHQ", 4, 8, 7)
+    return file_head(order) + file_packet(order, LATER, options)
+
+
+def test_long_file_is_caught_up_with(system):
+    system.start_application()
+    name, path = system.folder / "long", system.folder / "a.pcapng"
+    name.write_bytes(file_head("=") + 30_000 * file_packet("=", 1, b"") + file_packet("=", LATER, b""))
+    status, err = run(system, "-o", path, "--for", "0.5", "--media-from", name)
+    assert status == 0 and f"voicectl: 1 packets of sound from '{name}', 0 lost\n" in err
+
+
+def test_capture_does_not_follow_itself(system):
+    system.start_application()
+    path = system.folder / "a.pcapng"
+    status, err = run(system, "--force", "-o", path, "--for", "0.5", "--media-from", path)
+    assert status == 0 and f"voicectl: '{path}' is the capture itself: it is read no further\n" in err
+    assert path.stat().st_size < 10_000
 
 
 @needs_tshark

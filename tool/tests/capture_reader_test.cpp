@@ -175,6 +175,15 @@ TEST(CaptureReader, BlockThatIsTooLargeIsNotWaitedFor) {
               "the block at byte " + std::to_string(head().size()) + " says it has 16777220 bytes");
 }
 
+TEST(CaptureReader, InterfacesBeyondAThousandEndIt) {
+    std::string file = pcapng::section("x", "");
+    for (size_t i = 0; i < 1000; ++i)
+        file += pcapng::interface(252, "", "");
+    EXPECT_EQ(read_all(file + pcapng::packet(999, 1, tagged("kexbus", "1234"), 0, "")).bytes,
+              std::vector<std::string>{"1234"});
+    EXPECT_EQ(read_all(file + pcapng::interface(252, "", "")).fault, "more than 1000 interfaces");
+}
+
 TEST(CaptureReader, BlockWhoseSizesDifferEndsIt) {
     std::string file = small_capture();
     file[file.size() - 4] = static_cast<char>(file[file.size() - 4] + 4);

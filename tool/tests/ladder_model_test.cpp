@@ -96,6 +96,17 @@ TEST_F(LadderModelTest, NameThatIsLearntLaterHoldsForAllThatWasBefore) {
     EXPECT_EQ(ladder.rows[0].from, ladder.rows[1].to);
 }
 
+// A record of 96 KiB has room for 12,000 items, each of which takes many times its bytes here.
+TEST_F(LadderModelTest, RowHas300ParametersAtMostAndSaysThatThereAreMore) {
+    Step step{.kind = Step::Kind::one_way_call};
+    step.record = Record{.kind = RecordKind::event, .identifier = LIBVOICE_EVENT_al_of, .fault = "cut off"};
+    step.record->items.resize(10'000, {.id = 1, .name = "????"});
+    const LadderRow row = ladder_row(step);
+    ASSERT_EQ(row.parameters.size(), 302u);
+    EXPECT_EQ(row.parameters[300].words, "further ones are left out");
+    EXPECT_EQ(row.parameters[301].name, "broken");
+}
+
 TEST_F(LadderModelTest, CallsAndAnswersKnowEachOther) {
     register_line();
     const LadderModel ladder = feed.finish("x");
@@ -148,6 +159,33 @@ TEST_F(LadderModelTest, CallerIsBlockedFromItsCallToTheAnswer) {
     EXPECT_EQ(ladder.rows[5].kind, Kind::wait);
     EXPECT_EQ(lane(ladder, ladder.rows[5].from), "fxs_a");
     EXPECT_EQ(ladder.rows[5].partner, 4);
+}
+
+TEST_F(LadderModelTest, AnswerFromBeforeItsCallEndsNoOther) {
+    register_line();
+    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 3000).call(5, kService, "event"));
+    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 2000).serial(5).with_bool("", true));
+    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 5000).call(6, kService, "event"));
+    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 5001).serial(6).with_bool("", true));
+    const LadderModel ladder = feed.finish("x");
+    const size_t application = 1;
+    std::string busy;
+    LadderActivity activity(ladder);
+    for (size_t row = 0; row < ladder.rows.size(); ++row) {
+        activity.before(row);
+        activity.after(row);
+        busy += activity.is_busy(application) ? 'X' : '.';
+    }
+    EXPECT_EQ(busy.substr(busy.size() - 2), "X.");
+}
+
+TEST_F(LadderModelTest, WhatCannotBeReadStandsAtTheListener) {
+    register_line();
+    feed.take(CapturedPacket{.time_ns = 1'500'000'000, .dissector = "kexbus", .bytes = "?"});
+    const LadderModel ladder = feed.finish("x");
+    EXPECT_EQ(ladder.rows.back().kind, Kind::broken);
+    EXPECT_EQ(lane(ladder, ladder.rows.back().from), "voice_application");
+    EXPECT_EQ(lanes(ladder), "fxs_a voice_application");
 }
 
 TEST_F(LadderModelTest, CallWithoutAnAnswerBlocksToTheEnd) {

@@ -144,6 +144,16 @@ TEST_F(MediaFile, WhatIsNoMediaFileIsSaidOnce) {
     EXPECT_EQ(folder.fault(), "is no file");
 }
 
+TEST_F(MediaFile, InterfacesBeyondAThousandEndIt) {
+    std::string bytes = head();
+    for (size_t i = 0; i < 1000; ++i)
+        bytes += pcapng::interface(252, "", "");
+    write(bytes + packet("x"));
+    MediaFileReader reader(path);
+    EXPECT_EQ(read(reader), "");
+    EXPECT_EQ(reader.fault(), "has more than 1000 interfaces");
+}
+
 TEST_F(MediaFile, FourGigabytesOfNothingEndIt) {
     write(head() + packet("x"));
     std::filesystem::resize_file(path, uint64_t{1} << 32);
