@@ -87,6 +87,15 @@ def settled_heap(process):
     return min(heap(process) for _ in range(10))
 
 
+def is_heap_kept(process, before, times):
+    """
+    Whether a heap is what it was before something was done so many times. The C library may hand out a block that is
+    16 bytes larger than asked, where the rest would be too small to be a block: what is lost each time is more.
+    """
+    smallest_block = 16
+    return settled_heap(process) - before < times * smallest_block
+
+
 def item(name, value):
     """One item of a parameter buffer; a value is a word or bytes."""
     raw = value if isinstance(value, bytes) else struct.pack("=i", value)

@@ -27,6 +27,7 @@ from media import (
     address,
     connection,
     held,
+    is_heap_kept,
     item,
     own_address,
     settled_heap,
@@ -535,7 +536,7 @@ def test_every_wrong_argument_leaves_descriptors_and_heap_as_they_were(request, 
     for _ in range(10):
         run_failing_calls(plugin, objects, check=False)
     plugin.holds()
-    assert settled_heap(plugin.plugin) == heap
+    assert is_heap_kept(plugin.plugin, heap, times=10)
 
 
 def good_calls(plugin, path):
@@ -575,7 +576,7 @@ def test_good_calls_leave_descriptors_and_heap_as_they_were(request, kind, path)
         if turn == 0:
             heap = settled_heap(plugin.plugin)
     plugin.holds()
-    assert settled_heap(plugin.plugin) == heap
+    assert is_heap_kept(plugin.plugin, heap, times=99)
 
 
 @pytest.mark.parametrize("length", [235, 236, 237, 1000])
