@@ -54,6 +54,34 @@ class Results(unittest.TestCase):
     def test_nothing_that_ran_is_a_failure(self):
         self.assertEqual(self.count("", 0), ("0 passed, 1 failed", 1))
 
+    def not_run(self, command, rows):
+        """What the shell says with a list of tests that are not run."""
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "not_run.txt"
+            path.write_text("".join(row + "\n" for row in rows), encoding="utf-8")
+            done = subprocess.run(
+                ["bash", "-euo", "pipefail", "-c", f". cmake/setup.sh; . tests/results.sh; {command}", "list", path],
+                cwd=ROOT,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+            )
+        return done.stdout.splitlines()
+
+    def test_patterns_of_a_place_and_of_all(self):
+        rows = ["# a list", "here | ^a\\. | because", "there | ^b\\. | because", "all | ^c\\.(d|e) | because"]
+        self.assertEqual(self.not_run('not_run "$1" here', rows), ["^a\\.|^c\\.(d|e)"])
+        self.assertEqual(self.not_run('not_run "$1" nowhere', rows[:3]), ["^$"])
+
+    def test_row_that_fits_no_test_is_a_failure(self):
+        look = "not_run_look \"$1\" here $'a.one\\nc.two'; show_table"
+        self.assertEqual(self.not_run(look, ["here | ^a\\. | because"])[-1], "0 passed, 0 failed")
+        told = self.not_run(look, ["here | ^a\\. | because", "here | ^b\\. | because"])
+        self.assertEqual(told[-1], "0 passed, 1 failed")
+        self.assertIn("no test ^b\\.", told[1])
+
 
 if __name__ == "__main__":
     unittest.main()
