@@ -46,6 +46,7 @@ constexpr size_t kMaxPeersOfProcess = 8; // of them, that one process has made
 constexpr size_t kMaxForeignPeers = 32;  // of them, of users other than root and the own one, without reserved ones
 constexpr unsigned kMaxReservations = 8; // users for whom places are reserved
 constexpr uint64_t kHelloLimit = 10'000'000'000; // a connection that has not said its name by then is closed
+constexpr uint64_t kAcceptPause = 10'000'000;    // where the kernel has no room for a newcomer
 constexpr uint64_t kExitFlushLimit = 1'000'000'000;
 constexpr size_t kMaxPath = 255;
 constexpr size_t kMaxArguments = 64; // of a call; one with more is malformed
@@ -75,7 +76,7 @@ struct Connection {
     bool closed = false; // calls that came before may still have to run, and its close event
     bool close_told = false;
     bool listener = false; // the handle of what listens; everything else is unset
-    bool accepted = false;
+    bool accepted = false; // by a listener of this bus: the peer has made the connection
     bool greeted = false;
     bool output_discarded = false;
     bool has_more = false; // was left unread in this turn
@@ -144,6 +145,7 @@ void turn_wish(kex_t *bus); // another turn is needed
 void connections_flush(kex_t *bus);
 bool source_add(kex_t *bus, int fd, uint32_t events, std::function<void()> run);
 void source_remove(kex_t *bus, int fd);
+void listeners_watch(kex_t *bus);  // whoever connects is taken in
 uint64_t now();                    // CLOCK_MONOTONIC, in nanoseconds
 extern std::vector<kex_t *> buses; // those of this process
 extern kex_t *dispatching;         // the one whose turn runs, or null
@@ -204,6 +206,7 @@ struct kex {
     std::vector<int> always_ready; // watched files, which epoll does not take
     std::vector<sdbus::ConnectionPointer> connections;
     std::vector<std::pair<int, std::string>> listeners; // sockets and their paths
+    uint64_t accept_at = 0;                             // when they are looked at again; 0: they are watched
     std::deque<sdbus::Event> queue;
     std::map<std::pair<std::string, std::string>, sdbus::Function> functions; // by class and name
     object_t root;

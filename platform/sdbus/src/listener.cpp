@@ -99,16 +99,17 @@ size_t places_of(const kex_t *bus, uid_t user) {
 }
 
 size_t taken_by(const kex_t *bus, uid_t user) {
-    return static_cast<size_t>(std::count_if(bus->connections.begin(), bus->connections.end(),
-                                             [=](const ConnectionPointer &one) { return one->user == user; }));
+    return static_cast<size_t>(
+        std::count_if(bus->connections.begin(), bus->connections.end(),
+                      [=](const ConnectionPointer &one) { return one->accepted && one->user == user; }));
 }
 
-// Null, or why there is no room for another connection.
+// Null, or why there is no room for another connection. Those that this bus has made itself are no newcomers'.
 const char *place_refuse(const kex_t *bus, pid_t process, uid_t user) {
     size_t of_process = 0, foreign = 0, kept = 0;
     for (const ConnectionPointer &one : bus->connections) {
-        of_process += one->process == process;
-        foreign += is_foreign(one->user) && places_of(bus, one->user) == 0;
+        of_process += one->accepted && one->process == process;
+        foreign += one->accepted && is_foreign(one->user) && places_of(bus, one->user) == 0;
     }
     for (const Reservation &one : bus->reservations)
         kept += one.user != user ? one.places - std::min<size_t>(one.places, taken_by(bus, one.user)) : 0;
@@ -138,11 +139,22 @@ void newcomer_turn_away(kex_t *bus, int listener) {
     bus->nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
 }
 
+// Neither this process's fault nor the newcomer's, who would wake the loop again and again: it waits a little.
+void accepting_pause(kex_t *bus) {
+    bus::note_about(0, ZIL_TRACE_WARNING, "nobody can be taken in for %u ms: %s",
+                    static_cast<unsigned>(kAcceptPause / 1'000'000), strerror(errno));
+    for (const auto &[listener, path] : bus->listeners)
+        source_remove(bus, listener);
+    bus->accept_at = now() + kAcceptPause;
+}
+
 void listener_accept(kex_t *bus, int listener) {
     for (;;) {
         const int socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (socket < 0 && errno == EMFILE)
             newcomer_turn_away(bus, listener);
+        else if (socket < 0 && (errno == ENFILE || errno == ENOBUFS || errno == ENOMEM))
+            accepting_pause(bus);
         if (socket < 0)
             return;
         pid_t process = 0;
@@ -166,6 +178,12 @@ void listener_accept(kex_t *bus, int listener) {
 } // namespace
 
 namespace sdbus {
+
+void listeners_watch(kex_t *bus) {
+    bus->accept_at = 0;
+    for (const auto &[listener, path] : bus->listeners)
+        source_add(bus, listener, EPOLLIN, [bus, fd = listener] { listener_accept(bus, fd); });
+}
 
 // The own user, root, and whom the environment names; the kernel vouches for who it is.
 bool user_may_connect(const kex_t *bus, int socket, pid_t *process, uid_t *user) {
@@ -194,8 +212,8 @@ peer_t *connection_listenOnIPC(connection_t *connection, const char *path) {
     close(lock);
     if (listener < 0)
         return nullptr;
-    source_add(bus, listener, EPOLLIN, [=] { listener_accept(bus, listener); });
     bus->listeners.emplace_back(listener, path);
+    listeners_watch(bus);
     // A handle that takes a handler and to which nothing can be sent; it goes with its bus.
     const ConnectionPointer handle = std::make_shared<Connection>();
     handle->bus = bus;

@@ -78,6 +78,8 @@ void alarm_set(kex_t *bus) {
     uint64_t next = timers_deadline(bus);
     if (bus->clock != nullptr && next != UINT64_MAX)
         next = now() + kForeignClockPoll;
+    if (bus->accept_at != 0)
+        next = std::min(next, bus->accept_at);
     for (const ConnectionPointer &connection : bus->connections) {
         if (connection->accepted && !connection->greeted)
             next = std::min(next, connection->deadline);
@@ -151,19 +153,22 @@ int kex_dispatch(kex_t *bus) {
         return -1;
     uint64_t count;
     int ran = 0;
+    kex_t *const outer = dispatching; // a handler may turn another bus of its process
     dispatching = bus;
     while (read(bus->wake, &count, sizeof count) > 0) {
     }
     while (read(bus->timer, &count, sizeof count) > 0) {
     }
     ran += sources_run(bus);
+    if (bus->accept_at != 0 && now() >= bus->accept_at)
+        listeners_watch(bus);
     connections_read(bus);
     ran += timers_run(bus);
     ran += queue_run(bus);
     objects_bury();
     connections_flush(bus);
     alarm_set(bus);
-    dispatching = nullptr;
+    dispatching = outer;
     bus::trace_catch_up();
     if (!bus->queue.empty() || !bus->always_ready.empty())
         turn_wish(bus);

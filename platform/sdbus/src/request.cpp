@@ -61,6 +61,16 @@ const char *room_refuse(const Connection &connection, const request_t &request, 
     return connection.queued.descriptors + weight.descriptors > kMaxDescriptors ? "too many descriptors" : nullptr;
 }
 
+// When a wait ends; a time beyond the clock's range never comes, and one before its beginning has passed.
+uint64_t wait_end(const timeval *timeout) {
+    constexpr int64_t kLongest = INT64_MAX / 2'000'000'000;
+    if (timeout == nullptr || timeout->tv_sec > kLongest)
+        return UINT64_MAX;
+    const int64_t seconds = std::max<int64_t>(timeout->tv_sec, 0);
+    const int64_t rest = timeout->tv_sec < 0 ? 0 : std::clamp<int64_t>(timeout->tv_usec, 0, 1'000'000);
+    return now() + static_cast<uint64_t>(seconds * 1'000'000'000 + rest * 1000);
+}
+
 bool has_handler(const request_t &request) {
     return request.reply_handler != nullptr || request.done_handler != nullptr;
 }
@@ -136,8 +146,10 @@ request_t *request_create_executeFunction(const char *path, const char *function
 int request_addParameter(request_t *r, const char *name, const variant_t *value) {
     if (r == nullptr || name == nullptr || *name == '\0' || value == nullptr)
         return 0;
-    value_copy(&r->parameters.emplace_back(name, Value()).second, value);
-    return 1;
+    if (value_copy(&r->parameters.emplace_back(name, Value()).second, value))
+        return 1;
+    r->parameters.pop_back();
+    return 0;
 }
 
 void request_setReplyHandler(request_t *r, void (*handler)(request_t *, reply_item_t *)) {
@@ -205,10 +217,7 @@ int kex_waitForReply(kex_t *bus, request_t *r, const struct timeval *timeout) {
     if (bus == nullptr || r == nullptr || r->connection == nullptr)
         return 0;
     const ConnectionPointer connection = r->connection;
-    uint64_t end = UINT64_MAX;
-    if (timeout != nullptr)
-        end = now() + static_cast<uint64_t>(timeout->tv_sec) * 1'000'000'000 +
-              static_cast<uint64_t>(timeout->tv_usec) * 1000;
+    const uint64_t end = wait_end(timeout);
     if (r->state == request::sent)
         connections_flush(bus); // to everybody: what was sent before the wait must not lie here until it ends
     while (r->state == request::sent && !connection->closed && bus->stopped == 0) {

@@ -47,9 +47,12 @@ void value_set_text(variant_t *v, uint32_t type, const void *data, size_t length
     inside(v)->text = text;
 }
 
-void value_copy(variant_t *copy, const variant_t *v) {
+bool value_copy(variant_t *copy, const variant_t *v) {
     const Inside *from = inside(v);
-    variant_initialize(copy, from->type);
+    if (variant_initialize(copy, from->type) == 0) { // nobody has initialised it
+        variant_initialize(copy, VARIANT_NONE);
+        return false;
+    }
     inside(copy)->number = from->number;
     if (type_has_text(from->type) && from->text != nullptr)
         inside(copy)->text = new std::string(*from->text);
@@ -57,6 +60,7 @@ void value_copy(variant_t *copy, const variant_t *v) {
         for (const variant_t &item : from->list->items)
             variant_list_add(variant_da_list(copy), &item);
     }
+    return true;
 }
 
 variant_list_t *list_take(variant_list_t *list) {
@@ -208,7 +212,8 @@ int variant_list_add(variant_list_t *list, const variant_t *v) {
     if (list == nullptr || v == nullptr)
         return 0;
     variant_t copy; // first: v may stand around this very list
-    value_copy(&copy, v);
+    if (!value_copy(&copy, v))
+        return 0;
     list->items.push_back(copy);
     return 1;
 }

@@ -46,7 +46,7 @@ struct Value : variant_t {
 
 using Parameters = std::vector<std::pair<std::string, Value>>; // names and values
 
-void value_copy(variant_t *copy, const variant_t *v);
+bool value_copy(variant_t *copy, const variant_t *v);
 // A copy of a list that gets its descriptors; the original keeps -1 in their places.
 variant_list_t *list_take(variant_list_t *list);
 void value_set_text(variant_t *v, uint32_t type, const void *data, size_t length);
