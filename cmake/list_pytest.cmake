@@ -5,6 +5,7 @@ set(MANY 10)
 set(LONG_CASES "^(busy_peers|faults)_test")
 
 set(ENV{PYTHONPYCACHEPREFIX} ${CACHE})
+set(ENV{PYTHONDONTWRITEBYTECODE} "")
 execute_process(COMMAND ${PYTHON} -m pytest --collect-only -q -p no:cacheprovider --rootdir ${SOURCE} ${SOURCE}
     WORKING_DIRECTORY ${SOURCE} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
 if(NOT result EQUAL 0)
@@ -26,7 +27,8 @@ endforeach()
 list(REMOVE_DUPLICATES functions)
 
 set(text "")
-# pytest_test(WHAT [PROPERTY VALUE ...]): what pytest runs.
+# pytest_test(WHAT [PROPERTY VALUE ...]): what pytest runs. The compiled modules are kept also where the environment says that
+# none are to be written: each process would compile pytest and Python's own ones, which takes it a second.
 function(pytest_test what)
     string(REGEX REPLACE "^(.*)_test\\.py::test_" "integration.\\1." name "${what}")
     string(APPEND text
@@ -34,7 +36,7 @@ function(pytest_test what)
         "[==[${SOURCE}/${what}]==])\n"
         "set_tests_properties([==[${name}]==] PROPERTIES WORKING_DIRECTORY \"${SOURCE}\" "
         "SKIP_REGULAR_EXPRESSION \"(^|\n)[0-9]+ skipped\" "
-        "ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE}\")\n")
+        "ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE};PYTHONDONTWRITEBYTECODE=\")\n")
     if(ARGN)
         list(JOIN ARGN " " properties)
         string(APPEND text "set_tests_properties([==[${name}]==] PROPERTIES ${properties})\n")
