@@ -61,6 +61,20 @@ void burst_last_join(cadence *tone) {
     last->ms = 0;
 }
 
+// Where a repetition ends with the sound that it begins with, and no pause, the two are one burst: it is the last of the
+// repetition, which begins with the second.
+void burst_ends_join(cadence *tone) {
+    if (tone->count < tone->again + 2)
+        return;
+    const cadence_burst *first = &tone->bursts[tone->again];
+    cadence_burst *last = &tone->bursts[tone->count - 1];
+    if (last->gap_ms > 0 || last->sound != first->sound)
+        return;
+    last->ms += first->ms;
+    last->gap_ms = first->gap_ms;
+    tone->again++;
+}
+
 void cadence_learn(country_detector *detector, const tone_pattern *pattern, cadence *tone) {
     *tone = {};
     for (uint32_t i = 0; i < pattern->count; i++) {
@@ -74,6 +88,7 @@ void cadence_learn(country_detector *detector, const tone_pattern *pattern, cade
     if (tone->again >= tone->count)
         tone->again = 0;
     burst_last_join(tone);
+    burst_ends_join(tone);
 }
 
 void tones_learn(country_detector *detector, const char *country) {

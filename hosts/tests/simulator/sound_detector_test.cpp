@@ -104,6 +104,20 @@ TEST(SoundDetector, AListWithoutAPauseIsContinuous) {
     }
 }
 
+TEST(SoundDetector, AListThatEndsAsItBeginsSoundsOnWhereItIsRepeated) {
+    for (const char *text :
+         {"1400/200,2060/200,1400/200", "1400/200,0/300,1400/200", "!2060/300,1400/200,2060/150,1400/100"}) {
+        const tone_pattern list = tone_pattern_read(text);
+        Heard heard("DE");
+        sound_detector_set_list(&heard.detector(), "tone-1400Hz", &list);
+        heard.play(list);
+        heard.run(6000);
+        heard.stop();
+        heard.run(1000);
+        EXPECT_EQ(heard.all(), (Texts{"tone-1400Hz", ""})) << text;
+    }
+}
+
 TEST(SoundDetector, AListThatIsEqualToAToneHasBothNames) {
     const tone_pattern list = tone_pattern_read("425/480,0/480");
     Heard heard("DE");
