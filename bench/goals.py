@@ -87,3 +87,8 @@ SCALE = [
 # A sixth more time is 15 % less throughput. Where the tap's client has no processor of its own, what it does with the
 # records counts, too: then there is no goal.
 TAP = Row("events, 32 a turn", "with a tap", {"without a tap": 1.17})
+WATCHED = [
+    Row("signal and event, watched", "with a tap", {"without a tap": None}),
+    Row("events, 32 a turn", "with voicectl capture", {"without a tap": None}),
+    Row("signal and event, watched", "with voicectl capture", {"without a tap": None}),
+]

@@ -154,8 +154,9 @@ def measure(programs, names):
     if "bus" in names:
         results += process_results(programs / "bench_bus", goals.BUS)
     if "scale" in names:
-        with_tap = ([*goals.SCALE, goals.TAP], []) if has_two_processors() else (goals.SCALE, [goals.TAP])
-        results += process_results(programs / "bench_scale", *with_tap)
+        watched = [goals.TAP, *goals.WATCHED]
+        rows = ([*goals.SCALE, *watched], []) if has_two_processors() else (goals.SCALE, watched)
+        results += process_results(programs / "bench_scale", *rows)
     return results
 
 

@@ -69,18 +69,28 @@ void exchanges_measure(const Options &options) {
     }
 }
 
-// The application's processor and the tap's client's are two, where there are two: what counts is what watching costs the bus.
-void tap_measure(const Options &options) {
+double took(World &world, Work work, int count) {
+    const double start = now_ns();
+    world.carry_out({work, count_of(count), 0});
+    return (now_ns() - start) / count;
+}
+
+// The application's processor and the watcher's are two, where there are two: what counts is what watching costs the bus.
+void watching_measure(const Options &options) {
     World plain(1, 1, options.cpus == 2);
-    World watched(1, 1, options.cpus == 2);
-    watched.tap_attach();
-    const int events = 32 * std::max(options.batch / 2, 1);
+    World tapped(1, 1, options.cpus == 2);
+    World captured(1, 1, options.cpus == 2);
+    tapped.watcher_attach(tap_serve);
+    std::vector<std::pair<const char *, World *>> worlds = {{"without a tap", &plain}, {"with a tap", &tapped}};
+    if (capture_can_serve()) {
+        captured.watcher_attach(capture_serve);
+        worlds.emplace_back("with voicectl capture", &captured);
+    }
     for (int round = 0; round < 2 * options.rounds; ++round)
-        for (World *world : {&plain, &watched}) {
-            const double start = now_ns();
-            world->carry_out({Work::stream, count_of(events), 0});
-            figures_of("events, 32 a turn", world == &plain ? "without a tap" : "with a tap")
-                .push_back((now_ns() - start) / events);
+        for (const auto &[name, world] : worlds) {
+            figures_of("events, 32 a turn", name)
+                .push_back(took(*world, Work::stream, 32 * std::max(options.batch / 2, 1)));
+            figures_of("signal and event, watched", name).push_back(took(*world, Work::exchange, options.batch));
         }
 }
 
@@ -125,7 +135,7 @@ int main(int argc, char **argv) {
     setenv("KEX_TIME_FACTOR", kRetriesFaster, 1);
     folder_create();
     stay_on_one_cpu();
-    for (const auto measure : {exchanges_measure, tap_measure, load_measure, registration_measure})
+    for (const auto measure : {exchanges_measure, watching_measure, load_measure, registration_measure})
         measure(options);
     leave_nothing();
     if (!options.once)

@@ -91,8 +91,8 @@ void World::restart_application() {
     wait_for_word();
 }
 
-void World::tap_attach() {
-    others_.push_back(child_start([&] { tap_serve(path_, words_.to); }, true));
+void World::watcher_attach(void (*serve)(const std::string &socket, int words)) {
+    others_.push_back(child_start([&] { serve(path_, words_.to); }, true));
     wait_for_word();
 }
 

@@ -46,8 +46,8 @@ public:
     void carry_out(const Order &order);
     // Kills the application and starts it again; returns when all endpoints are back.
     void restart_application();
-    // A process that watches, on the second CPU if there is one.
-    void tap_attach();
+    // A process that watches, on the second CPU if there is one: one of those that serve below.
+    void watcher_attach(void (*serve)(const std::string &socket, int words));
     // What all processes of it have used.
     double processor_time() const;
     const Notes &notes() const { return *notes_; }
@@ -87,5 +87,8 @@ struct Place {
 [[noreturn]] void application_serve(const Place &place);
 [[noreturn]] void plugin_serve(const Place &place);
 [[noreturn]] void tap_serve(const std::string &socket, int words);
+// voicectl, if it stands beside this program, keeps all in a file.
+bool capture_can_serve();
+[[noreturn]] void capture_serve(const std::string &socket, int words);
 
 #endif
