@@ -92,8 +92,9 @@ public:
             return kFailure;
         }
         if (ladder.left_out > 0)
-            complain(fmt::format("{} messages left out: a ladder has {} at most; --endpoint and its like choose",
-                                 ladder.left_out, kMostLadderRows));
+            complain(
+                fmt::format("{} messages left out: a ladder has {} at most, and {} MiB; --endpoint and its like choose",
+                            ladder.left_out, kMostLadderRows, kMostLadderBytes >> 20));
         if (feed_.sound_left_out() > 0)
             complain(fmt::format("{} packets of sound left out: a ladder has {} streams at most",
                                  feed_.sound_left_out(), SoundStreams::kMostStreams));

@@ -19,8 +19,7 @@ namespace voicectl {
 class LadderFeed {
 public:
     // Only what the filter passes is shown. Sound has none of its words and always is.
-    explicit LadderFeed(Filter filter, size_t most_rows = kMostLadderRows)
-        : filter_(std::move(filter)), builder_(most_rows) {}
+    explicit LadderFeed(Filter filter, LadderRoom room = {}) : filter_(std::move(filter)), builder_(room) {}
 
     void take(const CapturedPacket &packet);
     void take(const kex_tap_record_t &record);

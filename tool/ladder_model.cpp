@@ -19,6 +19,13 @@ namespace {
 constexpr int kListener = -1; // in place of a peer
 constexpr int kSound = -2;
 
+size_t row_bytes(const LadderRow &row) {
+    size_t bytes = sizeof row + row.name.size() + row.meaning.size() + row.words.size();
+    for (const LadderParameter &one : row.parameters)
+        bytes += sizeof one + one.name.size() + one.value.size() + one.words.size();
+    return bytes;
+}
+
 } // namespace
 
 uint64_t LadderModel::elapsed_ns(const LadderRow &row) const {
@@ -30,10 +37,16 @@ uint64_t LadderModel::elapsed_ns(const LadderRow &row) const {
 }
 
 bool LadderBuilder::has_room() {
-    if (rows_.size() < most_rows_)
+    if (room_.rows > 0 && room_.bytes > 0)
         return true;
     ++left_out_;
     return false;
+}
+
+void LadderBuilder::row_add(LadderRow row) {
+    room_.rows--;
+    room_.bytes -= std::min(room_.bytes, row_bytes(row));
+    rows_.push_back(std::move(row));
 }
 
 int LadderBuilder::place_of(int peer, const std::string &text) {
@@ -108,7 +121,7 @@ void LadderBuilder::add(const Step &step) {
         return;
     LadderRow row = ladder_row(step);
     places_fill(row, step);
-    rows_.push_back(std::move(row));
+    row_add(std::move(row));
     join(step, static_cast<int>(rows_.size()) - 1);
 }
 
@@ -119,7 +132,7 @@ void LadderBuilder::add_broken(const Step &step, const std::string &why) {
     row.name = "broken";
     row.words = text_tame(why);
     places_fill(row, step);
-    rows_.push_back(std::move(row));
+    row_add(std::move(row));
 }
 
 void LadderBuilder::add_unreadable(uint64_t time_ns, const std::string &why) {
@@ -129,7 +142,7 @@ void LadderBuilder::add_unreadable(uint64_t time_ns, const std::string &why) {
     row.name = "broken";
     row.words = text_tame(why);
     row.from = row.to = listener_place();
-    rows_.push_back(std::move(row));
+    row_add(std::move(row));
 }
 
 // Of what is known of no process.
@@ -145,7 +158,7 @@ void LadderBuilder::add_lost(uint64_t time_ns, uint64_t lost) {
     row.name = "lost";
     row.words = fmt::format("{} {} missing here", lost, lost == 1 ? "message is" : "messages are");
     row.from = row.to = listener_place();
-    rows_.push_back(std::move(row));
+    row_add(std::move(row));
 }
 
 void LadderBuilder::sound_add(const SoundStream &stream) {

@@ -17,6 +17,7 @@
 namespace voicectl {
 
 constexpr size_t kMostLadderRows = 200'000;
+constexpr size_t kMostLadderBytes = 512 << 20; // of all rows: a message may carry what takes a megabyte
 constexpr size_t kMostLadderLanes = 100;
 
 // All texts of a picture are printable, and short enough to be shown.
@@ -64,7 +65,7 @@ struct LadderModel {
     std::string title{};
     std::vector<Lane> lanes{};
     std::vector<LadderRow> rows{}; // by time
-    uint64_t left_out = 0;         // messages beyond kMostLadderRows
+    uint64_t left_out = 0;         // messages beyond the most that a ladder has
     uint64_t lost = 0;             // copies
 
     // A call that nobody answered up to the end.
@@ -73,10 +74,15 @@ struct LadderModel {
     uint64_t elapsed_ns(const LadderRow &row) const;
 };
 
+struct LadderRoom {
+    size_t rows = kMostLadderRows;
+    size_t bytes = kMostLadderBytes;
+};
+
 // Makes a ladder of steps in the order in which they passed.
 class LadderBuilder {
 public:
-    explicit LadderBuilder(size_t most_rows = kMostLadderRows) : most_rows_(most_rows) {}
+    explicit LadderBuilder(LadderRoom room = {}) : room_(room) {}
     // A step that Traffic has understood.
     void add(const Step &step);
     // A message that could not be read, at its sender's lane.
@@ -98,6 +104,7 @@ private:
     using Place = std::pair<int, std::string>;
 
     bool has_room();
+    void row_add(LadderRow row);
     int peer_of(const Step &step);
     int place_of(int peer, const std::string &text);
     int listener_place();
@@ -113,7 +120,7 @@ private:
     std::map<Place, int> place_numbers_{};
     std::map<CallKey, int> calls_{};
     int last_listener_ = -1; // place
-    size_t most_rows_;
+    LadderRoom room_;        // that is left
     uint64_t left_out_ = 0;
     uint64_t lost_ = 0;
 

@@ -291,7 +291,7 @@ TEST_F(LadderModelTest, BeyondSoManyLanesEndpointsShareThatOfTheirPlugin) {
 
 TEST(LadderBuilder, BeyondSoManyRowsMessagesAreCountedOnly) {
     constexpr size_t kRows = 10;
-    LadderFeed feed(Filter(), kRows);
+    LadderFeed feed(Filter(), {.rows = kRows});
     Sample sample(KEX_TAP_CONNECTED, kIn, 1, "p", 1);
     sample.text("");
     for (size_t i = 0; i < kRows + 5; ++i)
@@ -300,6 +300,18 @@ TEST(LadderBuilder, BeyondSoManyRowsMessagesAreCountedOnly) {
     EXPECT_EQ(ladder.rows.size(), kRows);
     EXPECT_EQ(ladder.left_out, 5u);
     EXPECT_EQ(kMostLadderRows, 200'000u) << "that of the program, as its page says";
+}
+
+TEST(LadderBuilder, BeyondSoManyBytesMessagesAreCountedOnly) {
+    constexpr size_t kBytes = 100'000, kText = 4000;
+    LadderFeed feed(Filter(), {.bytes = kBytes});
+    for (uint32_t i = 0; i < 100; ++i)
+        feed.take(Sample(KEX_TAP_CALL, kIn, 1, "p", i).call(i, "a.b", std::string(kText, 'f').c_str()).record());
+    const LadderModel ladder = feed.finish("x");
+    EXPECT_GE(ladder.rows.size(), kBytes / (3 * kText)) << "the name stands in a row at most so often";
+    EXPECT_LE(ladder.rows.size(), kBytes / kText + 1);
+    EXPECT_EQ(ladder.left_out, 100 - ladder.rows.size());
+    EXPECT_EQ(kMostLadderBytes, 512u << 20) << "that of the program, as its page says";
 }
 
 TEST(TextTame, CombiningCharactersAndLengthCoverNothing) {
