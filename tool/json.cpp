@@ -190,6 +190,7 @@ void details_add(const Step &step, JsonMembers &members) {
         members.add_number("lost", step.lost);
         break;
     case Step::Kind::connected:
+        members.add("before", step.text.empty() ? "false" : "true");
         break;
     }
     if (step.record)

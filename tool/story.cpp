@@ -54,7 +54,7 @@ public:
     std::vector<Piece> tell() {
         switch (step_.kind) {
         case Step::Kind::connected:
-            add(fmt::format("connected, process {}", step_.peer.process_id));
+            add(fmt::format("connected{}, process {}", step_.text.empty() ? "" : " before", step_.peer.process_id));
             break;
         case Step::Kind::closed:
         case Step::Kind::refused:

@@ -20,7 +20,8 @@ typedef struct kex_tap kex_tap_t; /**< A watching connection. */
 
 /** What a record tells. */
 enum kex_tap_kind {
-    KEX_TAP_CONNECTED = 1,    /**< a peer has said hello (from = peer, to = listener) */
+    KEX_TAP_CONNECTED = 1,    /**< a peer has said hello (from = peer, to = listener); text "before": it had already when
+                                   the tap came, and is told of behind the first record */
     KEX_TAP_CLOSED = 2,       /**< a peer is gone; text: why */
     KEX_TAP_CALL = 3,         /**< a call that expects a reply */
     KEX_TAP_ONE_WAY_CALL = 4, /**< a call that expects none */
@@ -48,7 +49,7 @@ typedef struct kex_tap_record {
     uint32_t flags;                    /**< of the request */
     const char *path;                  /**< calls: the object; else "" */
     const char *function;              /**< calls: the function; else "" */
-    const char *text;                  /**< closed, refused: why; else "" */
+    const char *text;                  /**< closed, refused: why; connected: "before" or ""; else "" */
     uint32_t argument_count;           /**< calls: named arguments; replies: 0 or 1, the return value, named "" */
     const char *const *argument_names; /**< argument_count texts */
     const variant_t *const *arguments; /**< a descriptor is readable as a number with variant_fd(); never close it */

@@ -53,7 +53,7 @@ protected:
         tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
         EXPECT_NE(tap, nullptr);
         turn_until_idle();
-        EXPECT_THAT(read_all(), ElementsAre("watching server>tap"));
+        EXPECT_THAT(read_all(), ElementsAre("watching server>tap", "connected client>server \"before\""));
     }
     ~Tap() override {
         kex_tap_close(tap);
@@ -236,12 +236,35 @@ TEST_F(Tap, AProcessHasTwo) {
     turn_until_idle();
     second = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
     turn_until_idle();
-    EXPECT_EQ(refusal_of(second), "watching server>tap") << "a place is free again";
+    EXPECT_EQ(refusal_of(second), "connected client>server \"before\"") << "a place is free again";
     read_all();
     request_destroy(call("Probe", "note"));
     EXPECT_EQ(read_all().size(), 2u);
     EXPECT_EQ(refusal_of(second), "reply server>client #1") << "both have both records";
     kex_tap_close(second);
+}
+
+TEST_F(Tap, ALateOneIsToldWhoIsThereAlready) {
+    RawPeer first(socket), nameless(socket), second(socket), gone(socket);
+    first.send(hello("first"));
+    second.send(hello("second"));
+    gone.send(hello("gone"));
+    turn_until_idle();
+    gone.close();
+    turn_until_idle();
+    read_all();
+    kex_tap_t *late = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+    turn_until_idle();
+    std::vector<std::string> lines;
+    kex_tap_record_t record;
+    while (kex_tap_next(late, &record) == 1) {
+        EXPECT_EQ(record.to.connection == 0, record.kind == KEX_TAP_CONNECTED);
+        lines.push_back(line_of(record));
+    }
+    EXPECT_THAT(lines, ElementsAre("watching server>tap", "connected client>server \"before\"",
+                                   "connected first>server \"before\"", "connected second>server \"before\""));
+    EXPECT_THAT(read_all(), ElementsAre()) << "who was there before knows them";
+    kex_tap_close(late);
 }
 
 // A process that opens taps, as another user if asked for, and tells how many it has got.

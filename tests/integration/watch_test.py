@@ -195,13 +195,13 @@ def test_names_that_never_show_are_said(system):
     )
     watcher.err.expect("watching")
     plugin.ask("1 off")
-    watcher.err.expect("^voicectl: nothing of a plugin 'fxs9' so far; seen: fxs1$")
-    watcher.err.expect("^voicectl: nothing of an endpoint 'FXS7' so far; seen: fxs1$")
+    watcher.err.expect("^voicectl: nothing of a plugin 'fxs9' so far; seen: fxs1, fxs_plugin$")
+    watcher.err.expect("^voicectl: nothing of an endpoint 'FXS7' so far; seen: fxs1, fxs_plugin$")
     assert watcher.terminate() == 0
     assert len([line for line in watcher.err.all if "so far" in line]) == 2  # each once
-    # A short look says it at its end.
+    # A short look says it at its end. It has heard of the process only, not of what it registered before.
     assert (
-        "voicectl: nothing of a plugin 'fxs9' so far; no plugin has come by\n"
+        "voicectl: nothing of a plugin 'fxs9' so far; seen: fxs_plugin\n"
         in run(system, "watch", "--plugin", "fxs9", "--for", "0.1")[2]
     )
 
@@ -213,6 +213,16 @@ def test_count_ends_it(system):
     assert watcher.wait() == 0
     assert len(watcher.out.all) == 3
     assert [json.loads(line)["kind"] for line in watcher.out.all[:2]] == ["connected", "call"]
+
+
+def test_who_watches_late_is_told_who_is_connected(system):
+    system.start_application()
+    plugin = system.start_fxs("fxs1")
+    watcher = system.start_watcher("--count", "1")
+    assert watcher.wait() == 0
+    message = json.loads(watcher.out.all[0])
+    assert (message["kind"], message["before"]) == ("connected", True)
+    assert message["from"]["pid"] == plugin.pid
 
 
 def test_time_ends_it(system):

@@ -13,6 +13,11 @@ TEST_F(Ladder, ConnectionShowsTheProcess) {
               "01:01:01.007  fxs_plugin               --> voice_application  connected, process 1001");
 }
 
+TEST_F(Ladder, ConnectionOfBeforeTheWatchingSaysSo) {
+    EXPECT_EQ(line(Sample(KEX_TAP_CONNECTED, in, 1, "fxs_plugin", 3'661'007).text("before")),
+              "01:01:01.007  fxs_plugin               --> voice_application  connected before, process 1001");
+}
+
 TEST_F(Ladder, ConnectionsThatAreRefusedAreForgotten) {
     register_line();
     for (uint32_t connection = 2; connection < 10'000; ++connection)

@@ -62,17 +62,29 @@ void record_copy_to_taps(const Connection *about, TapDirection direction, wire::
     }
 }
 
-// Tells a new tap that copies begin: its client has connected long before the listener knows of it.
-void tap_begin(Connection *tap) {
+// A record for one tap alone.
+void record_tell(Connection *tap, kex_tap_kind kind, const wire::TapEnd &from, const wire::TapEnd &to,
+                 const char *text) {
     wire::TapRecord record = {};
-    record.kind = KEX_TAP_WATCHING;
+    record.kind = kind;
     record.time = clock_wall();
-    record.from = end_here(tap->transport);
-    record.to = end_of(tap);
-    record.text = text_of("");
+    record.from = from;
+    record.to = to;
+    record.text = text_of(text);
     const OptionalMemory copy;
     if (!record_queue(tap, record))
         tap->lost++;
+}
+
+// Tells a new tap that copies begin, since its client has connected long before the listener knows of it, and who is there
+// already.
+void tap_begin(Connection *tap) {
+    const wire::TapEnd here = end_here(tap->transport);
+    record_tell(tap, KEX_TAP_WATCHING, here, end_of(tap), "");
+    for (const Connection *peer : tap->transport->connections) {
+        if (peer->role != Role::tap && peer->hello_received && !peer->closed)
+            record_tell(tap, KEX_TAP_CONNECTED, end_of(peer), here, "before");
+    }
 }
 
 bool is_of_others(const Connection *tap) {
