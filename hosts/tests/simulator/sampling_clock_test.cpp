@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr uint64_t kMs = 1000000;
 uint64_t now_ns;
 std::string heard; // "s" a step, "k" a skip, each with its milliseconds
 
