@@ -1,64 +1,17 @@
 // SPDX-License-Identifier: MIT
-// What a ladder is made of: lanes in their order, rows by time, calls with their answers, who is blocked.
+// What a ladder is made of: lanes in their order, rows by time, calls with their answers.
 #include "ladder_model.h"
 
 #include <algorithm>
 #include <string>
 
-#include <gtest/gtest.h>
-
-#include "ladder_activity.h"
-#include "ladder_feed.h"
+#include "ladder_model_fixture.h"
 #include "ladder_rows.h"
-#include "libvoice_plugin.h"
 #include "pcapng.h"
-#include "samples.h"
 
 using namespace voicectl;
 
 namespace {
-
-using Kind = LadderRow::Kind;
-constexpr auto kIn = Sample::Direction::in;
-constexpr auto kOut = Sample::Direction::out;
-constexpr const char *kService = "VoiceService.VoiceApplication";
-
-class LadderModelTest : public testing::Test {
-protected:
-    void take(Sample &sample) { feed.take(sample.record()); }
-    void take(Sample &&sample) { feed.take(sample.record()); }
-
-    // Plugin "fxs_a" on connection 1 with endpoint FXS1, number 4, at 1 s.
-    void register_line(uint32_t connection = 1, const char *plugin = "fxs_a", const char *endpoint = "FXS1",
-                       int16_t number = 4) {
-        take(Sample(KEX_TAP_CALL, kIn, connection, "fxs_plugin", 1000)
-                 .call(1, kService, "register_plugin")
-                 .with_text("plugin_name", plugin));
-        take(Sample(KEX_TAP_REPLY, kOut, connection, "fxs_plugin", 1001).serial(1).with_bool("", true));
-        take(Sample(KEX_TAP_CALL, kIn, connection, "fxs_plugin", 1002)
-                 .call(2, kService, "register_endpoint")
-                 .with_text("plugin_name", plugin)
-                 .with_text("endpoint_name", endpoint));
-        take(Sample(KEX_TAP_REPLY, kOut, connection, "fxs_plugin", 1003).serial(2).with_int16("", number));
-    }
-    void event(int32_t endpoint, uint64_t time_ms, uint32_t connection = 1) {
-        take(Sample(KEX_TAP_ONE_WAY_CALL, kIn, connection, "fxs_plugin", time_ms)
-                 .call(9, kService, "event")
-                 .with_bytes("event", event_bytes(endpoint, LIBVOICE_EVENT_al_of)));
-    }
-
-    std::string lanes(const LadderModel &ladder) {
-        std::string names;
-        for (const Lane &lane : ladder.lanes)
-            names += (names.empty() ? "" : " ") + lane.name;
-        return names;
-    }
-    std::string lane(const LadderModel &ladder, int at) {
-        return at < 0 ? "" : ladder.lanes.at(static_cast<size_t>(at)).name;
-    }
-
-    LadderFeed feed{Filter()};
-};
 
 TEST_F(LadderModelTest, ApplicationStandsInTheMiddleAndEndpointsOutside) {
     register_line();
@@ -135,50 +88,6 @@ TEST_F(LadderModelTest, AnswersThatSayNoAreErrors) {
     EXPECT_EQ(ladder.rows[3].name, "false");
 }
 
-TEST_F(LadderModelTest, CallerIsBlockedFromItsCallToTheAnswer) {
-    register_line();
-    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 2000).call(5, kService, "event"));
-    take(Sample(KEX_TAP_WAITING, kIn, 1, "fxs_plugin", 4000).serial(5));
-    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 5000).serial(5).with_bool("", true));
-    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 5001).call(6, kService, "event"));
-    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 5002).serial(6).with_bool("", true));
-    const LadderModel ladder = feed.finish("x");
-    const size_t application = 1, plugin = 0;
-    ASSERT_EQ(lanes(ladder), "fxs_a voice_application");
-    std::string blocked, busy;
-    LadderActivity activity(ladder);
-    for (size_t row = 0; row < ladder.rows.size(); ++row) {
-        activity.before(row);
-        blocked += activity.is_blocked(plugin) ? 'X' : '.';
-        busy += activity.is_busy(application) ? 'X' : '.';
-        EXPECT_FALSE(activity.is_blocked(application));
-        activity.after(row);
-    }
-    EXPECT_EQ(blocked, ".....X...");
-    EXPECT_EQ(busy, ".....X...");
-    EXPECT_EQ(ladder.rows[5].kind, Kind::wait);
-    EXPECT_EQ(lane(ladder, ladder.rows[5].from), "fxs_a");
-    EXPECT_EQ(ladder.rows[5].partner, 4);
-}
-
-TEST_F(LadderModelTest, AnswerFromBeforeItsCallEndsNoOther) {
-    register_line();
-    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 3000).call(5, kService, "event"));
-    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 2000).serial(5).with_bool("", true));
-    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 5000).call(6, kService, "event"));
-    take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 5001).serial(6).with_bool("", true));
-    const LadderModel ladder = feed.finish("x");
-    const size_t application = 1;
-    std::string busy;
-    LadderActivity activity(ladder);
-    for (size_t row = 0; row < ladder.rows.size(); ++row) {
-        activity.before(row);
-        activity.after(row);
-        busy += activity.is_busy(application) ? 'X' : '.';
-    }
-    EXPECT_EQ(busy.substr(busy.size() - 2), "X.");
-}
-
 TEST_F(LadderModelTest, WhatCannotBeReadStandsAtTheListener) {
     register_line();
     feed.take(CapturedPacket{.time_ns = 1'500'000'000, .dissector = "kexbus", .bytes = "?"});
@@ -186,17 +95,6 @@ TEST_F(LadderModelTest, WhatCannotBeReadStandsAtTheListener) {
     EXPECT_EQ(ladder.rows.back().kind, Kind::broken);
     EXPECT_EQ(lane(ladder, ladder.rows.back().from), "voice_application");
     EXPECT_EQ(lanes(ladder), "fxs_a voice_application");
-}
-
-TEST_F(LadderModelTest, CallWithoutAnAnswerBlocksToTheEnd) {
-    register_line();
-    take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 2000).call(5, kService, "event"));
-    event(4, 9000);
-    const LadderModel ladder = feed.finish("x");
-    EXPECT_TRUE(ladder.is_unanswered(ladder.rows[4]));
-    LadderActivity activity(ladder);
-    EXPECT_TRUE(activity.blocks(4));
-    EXPECT_FALSE(activity.blocks(0));
 }
 
 TEST_F(LadderModelTest, LostCopiesStandWhereTheyAreMissing) {
