@@ -11,8 +11,15 @@ size_t LadderActivity::process_of(int lane) const {
     return static_cast<size_t>(owner >= 0 ? owner : lane);
 }
 
+// Whether its caller may wait for an answer. That to a one-way call says only that it found nothing.
+bool LadderActivity::is_call(size_t row) const {
+    return ladder_.rows[row].kind <= LadderRow::Kind::call;
+}
+
 bool LadderActivity::blocks(size_t row) const {
     const LadderRow &call = ladder_.rows[row];
+    if (!is_call(row))
+        return false;
     if (ladder_.is_unanswered(call))
         return ladder_.rows.back().time_ns - call.time_ns >= kBlockedNs;
     return call.partner > static_cast<int>(row) &&
@@ -30,14 +37,14 @@ void LadderActivity::before(size_t row) {
     const LadderRow &reply = ladder_.rows[row];
     const bool answers = reply.kind == LadderRow::Kind::reply || reply.kind == LadderRow::Kind::error;
     // An answer from before its call, by a clock that was set back, ends nothing that has begun.
-    if (answers && reply.partner >= 0 && reply.partner < static_cast<int>(row))
+    if (answers && reply.partner >= 0 && reply.partner < static_cast<int>(row) &&
+        is_call(static_cast<size_t>(reply.partner)))
         count(static_cast<size_t>(reply.partner), -1);
 }
 
 void LadderActivity::after(size_t row) {
     const LadderRow &call = ladder_.rows[row];
-    const bool calls = call.kind <= LadderRow::Kind::call;
-    if (calls && (call.partner > static_cast<int>(row) || blocks(row)))
+    if (is_call(row) && (call.partner > static_cast<int>(row) || blocks(row)))
         count(row, 1);
 }
 

@@ -25,6 +25,7 @@ public:
     bool blocks(size_t row) const;
 
 private:
+    bool is_call(size_t row) const;
     void count(size_t call, int by);
     size_t process_of(int lane) const;
 

@@ -58,8 +58,8 @@ const activity = new Uint8Array(rows.length * lanes.length);
     if (blocks(call)) blocked[processOf(rows[call][FROM])] += by;
   };
   rows.forEach((row, i) => {
-    // An answer from before its call, by a clock that was set back, ends nothing that has begun.
-    if (elapsed(i) !== null && row[PARTNER] < i) count(row[PARTNER], -1);
+    // Nothing that has begun ends with an answer from before its call, by a clock that was set back, or to a one-way call.
+    if (elapsed(i) !== null && row[PARTNER] < i && rows[row[PARTNER]][KIND] <= CALL) count(row[PARTNER], -1);
     for (let at = 0; at < lanes.length; at++)
       activity[i * lanes.length + at] = (busy[at] > 0 ? BUSY : 0) | (blocked[at] > 0 ? BLOCKED : 0);
     if (row[KIND] <= CALL && (row[PARTNER] > i || blocks(i))) count(i, 1);

@@ -54,6 +54,26 @@ TEST_F(LadderModelTest, AnswerFromBeforeItsCallEndsNoOther) {
     EXPECT_EQ(busy.substr(busy.size() - 2), "X.");
 }
 
+// As a plugin's bus answers an application whose "init" found nothing.
+TEST_F(LadderModelTest, AnswerToAOneWayCallEndsNoOther) {
+    register_line();
+    take(Sample(KEX_TAP_ONE_WAY_CALL, kOut, 1, "fxs_plugin", 2000).call(5, "fxs_a", "init"));
+    take(Sample(KEX_TAP_REPLY, kIn, 1, "fxs_plugin", 4000).serial(5).with_error(65537, "No such object", "fxs_a"));
+    take(Sample(KEX_TAP_CALL, kOut, 1, "fxs_plugin", 5000).call(6, "fxs_a", "get"));
+    take(Sample(KEX_TAP_REPLY, kIn, 1, "fxs_plugin", 5001).serial(6).with_bool("", true));
+    const LadderModel ladder = feed.finish("x");
+    const size_t plugin = 0;
+    std::string busy;
+    LadderActivity activity(ladder);
+    for (size_t row = 4; row < ladder.rows.size(); ++row) {
+        activity.before(row);
+        activity.after(row);
+        busy += activity.is_busy(plugin) ? 'X' : '.';
+    }
+    EXPECT_EQ(busy, "..X.");
+    EXPECT_FALSE(activity.blocks(4)) << "nobody waits for it";
+}
+
 TEST_F(LadderModelTest, CallWithoutAnAnswerBlocksToTheEnd) {
     register_line();
     take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 2000).call(5, kService, "event"));
