@@ -3,6 +3,7 @@
 #include "traffic.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -18,6 +19,8 @@ constexpr uint64_t kOverdueNs = 1'000'000'000;
 // A tap that started late, or lost copies, never sees some replies; what is this old is forgotten.
 constexpr size_t kMostPending = 10'000;
 constexpr size_t kMostOneWay = 500; // an answer to one comes at once, or never
+// Of messages: what is read of one takes up to fifty times its bytes.
+constexpr size_t kMostPendingBytes = 1024 * 1024;
 // More than a listener has connections: the end of those that came first has been lost.
 constexpr size_t kMostConnections = 256;
 
@@ -51,20 +54,39 @@ Step Traffic::next(Step step) {
     return step;
 }
 
+void Traffic::Calls::add(const CallKey &key, const Step &call) {
+    if (const auto before = by_key.find(key); before != by_key.end())
+        erase(before);
+    Step &kept = by_key[key].call = call;
+    kept.arguments.clear(); // nobody asks for them again, and a list of many has more than its bytes
+    kept.arguments.shrink_to_fit();
+    bytes += call.bytes;
+}
+
+void Traffic::Calls::erase(std::map<CallKey, Pending>::iterator call) {
+    bytes -= call->second.call.bytes;
+    by_key.erase(call);
+}
+
 // Until its reply comes by.
 void Traffic::remember(const Step &call) {
     const bool one_way = call.kind == Step::Kind::one_way_call;
     Calls &calls = one_way ? one_way_ : pending_;
-    if (calls.size() >= (one_way ? kMostOneWay : kMostPending))
+    if (calls.by_key.size() >= (one_way ? kMostOneWay : kMostPending) || calls.bytes >= kMostPendingBytes)
         calls.clear();
-    calls[{call.peer.connection, call.towards_listener, call.serial}] = {call};
+    calls.add({call.peer.connection, call.towards_listener, call.serial}, call);
 }
 
 void Traffic::forget(uint32_t connection) {
     peers_.erase(connection);
     std::erase_if(endpoints_, [connection](const auto &entry) { return entry.second.connection == connection; });
     for (Calls *calls : {&pending_, &one_way_})
-        std::erase_if(*calls, [connection](const auto &entry) { return std::get<0>(entry.first) == connection; });
+        for (auto call = calls->by_key.begin(); call != calls->by_key.end();) {
+            const auto next = std::next(call);
+            if (std::get<0>(call->first) == connection)
+                calls->erase(call);
+            call = next;
+        }
 }
 
 // Whose call it is. Names are also learned from calls in passing, so that a tap that starts late still finds them.
@@ -106,9 +128,9 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
     const bool call_towards_listener = (step.kind == Step::Kind::waiting) == step.towards_listener;
     const CallKey key = {peer.connection, call_towards_listener, step.serial};
     // The notice that a one-way call found nothing is shown like a reply.
-    Calls &calls = one_way_.contains(key) ? one_way_ : pending_;
-    const auto found = calls.find(key);
-    if (found == calls.end())
+    Calls &calls = one_way_.by_key.contains(key) ? one_way_ : pending_;
+    const auto found = calls.by_key.find(key);
+    if (found == calls.by_key.end())
         return;
     const Step &call = found->second.call;
     step.endpoint = call.endpoint;
@@ -142,7 +164,7 @@ std::string Traffic::endpoint_name(int32_t number) const {
 
 std::vector<Step> Traffic::overdue(uint64_t now_ns) {
     std::vector<Step> steps;
-    for (auto &[key, pending] : pending_) {
+    for (auto &[key, pending] : pending_.by_key) {
         if (pending.named || now_ns < pending.call.time_ns + kOverdueNs)
             continue;
         pending.named = true;

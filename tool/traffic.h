@@ -33,7 +33,14 @@ private:
         Step call;
         bool named = false;
     };
-    using Calls = std::map<CallKey, Pending>;
+    // Calls whose answers have not come by.
+    struct Calls {
+        std::map<CallKey, Pending> by_key{};
+        size_t bytes = 0; // of their messages
+        void add(const CallKey &key, const Step &call);
+        void erase(std::map<CallKey, Pending>::iterator call);
+        void clear() { *this = {}; }
+    };
     struct Owner {
         uint32_t connection;
         std::string name;
@@ -47,8 +54,8 @@ private:
 
     std::map<uint32_t, Peer> peers_;
     std::map<int32_t, Owner> endpoints_; // by the number that the application gave
-    Calls pending_;
-    Calls one_way_;
+    Calls pending_{};
+    Calls one_way_{};
 };
 
 } // namespace voicectl
