@@ -13,6 +13,7 @@ import sys
 from pathlib import Path
 
 from bus_seeds import connecting_seeds, listener_seeds, tap_seeds, traffic_seeds
+from capture_seeds import capture_seeds
 from seed_bytes import IDS, byte, data_block, half, item, text, word
 from words import dictionary
 
@@ -273,6 +274,7 @@ def params_text_seeds():
 SEEDS = {
     "application_functions": application_seeds,
     "caller_display": caller_display_seeds,
+    "capture": capture_seeds,
     "connecting": connecting_seeds,
     "console": console_seeds,
     "data_block": data_block_seeds,

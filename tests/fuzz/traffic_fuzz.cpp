@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What voicectl makes of a tap's records: any of them become rows that steer no terminal and JSON that is JSON, through
 // any filter.
-#include "filter.h"
+#include "filters.h"
 #include "show.h"
 #include "tap_feed.h"
 #include "terminal.h"
@@ -15,22 +15,6 @@ using fuzz::require;
 using fuzz::steers_a_terminal;
 
 namespace {
-
-voicectl::Filter filter(Input &in) {
-    using Direction = voicectl::Filter::Direction;
-    voicectl::Filter filter;
-    const uint8_t which = in.byte();
-    if (which & 1)
-        filter.endpoints = {in.text()};
-    if (which & 2)
-        filter.plugins = {in.text()};
-    if (which & 4)
-        filter.functions = {in.text()};
-    if (which & 8)
-        filter.packages = {in.text()};
-    filter.direction = which & 16 ? Direction::in : which & 32 ? Direction::out : Direction::both;
-    return filter;
-}
 
 void step_check(const voicectl::Step &step, const voicectl::Form &form) {
     const std::string row = voicectl::ladder_line(step, form);
@@ -46,7 +30,7 @@ void step_check(const voicectl::Step &step, const voicectl::Form &form) {
 
 void run(Input &in) {
     constexpr unsigned kMostRecords = 40;
-    const voicectl::Filter chosen = filter(in);
+    const voicectl::Filter chosen = fuzz::filter(in);
     voicectl::Form form;
     form.full = in.flag();
     form.columns = 20 + in.byte();

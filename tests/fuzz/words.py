@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The dictionary of the fuzz targets: words that stand in what they read."""
 
-from seed_bytes import IDS, byte, word
+from seed_bytes import IDS, byte, half, word
 
 
 def quoted(value):
@@ -27,6 +27,7 @@ WORDS = {
     "--reconnect --socket zil al cg ids params block --as signal event set buffer --order little big --write --number "
     "--no-number --name --no-name --called --call-type --time now --messages --lamp on off withheld unavailable",
     "lines of records": "al_ri_cad al_ri_freq dd_ce_ds = [1000,4000] true false { } endpoint message flags pointer #",
+    "captures": "kexbus rtp rtcp voice_application 1.fxs1 </script> &lt; ]]> %DATA%",
     "data-blocks": "8008020331303104014F73 82060B01FF130103AA",
 }
 
@@ -35,6 +36,8 @@ def dictionary():
     lines = ["# Written by tests/fuzz/seeds.py."]
     for title, words in WORDS.items():
         lines += [f"# {title}"] + [quoted(one.encode()) for one in words.split()]
+    blocks = [word(0x0A0D0D0A) + word(28) + word(0x1A2B3C4D), word(1) + word(20) + half(252), word(6), word(252)]
+    lines += ["# blocks of captures"] + [quoted(one) for one in blocks + [one[::-1] for one in blocks[2:]]]
     lines += ["# identifiers"] + [quoted(word(number)) for number in IDS.values()]
     lines += ["# heads of packets"] + [quoted(b"k\x02l" + byte(kind)) for kind in range(1, 10)]
     return "\n".join(lines) + "\n"
