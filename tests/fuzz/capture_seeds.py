@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """First seeds of the targets that read captures: steps as support/captures.cpp reads them, and whole files."""
 
+import struct
 import sys
 from pathlib import Path
 
@@ -8,7 +9,7 @@ from seed_bytes import IDS, byte, half, text, word
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tool" / "tests"))
 
-from captures import CALL, CLOSED, CONNECTED, ONE_WAY, REPLY, Writer, file_of, record  # noqa: E402
+from captures import CALL, CLOSED, CONNECTED, ONE_WAY, REPLY, Writer, block, file_of, padded, record, tag  # noqa: E402
 
 TO_LISTENER = 8
 FXS1, FXS1_LINE = 0, 3  # by their places in captured_messages.cpp
@@ -117,3 +118,22 @@ def capture_seeds():
     yield "more-rows-than-there-may-be", byte(4 | 2, 3) + byte(32) + b"".join(traffic()) + sound(1)
     for name, value in file_seeds():
         yield name, byte(0) + value
+
+
+def sound_file():
+    """A packet of sound, as a host writes it."""
+    address = tag(20, bytes([127, 0, 0, 1])) + tag(21, bytes([127, 0, 0, 1]))
+    ports = tag(24, struct.pack(">I", 3)) + tag(25, struct.pack(">I", 30000)) + tag(26, struct.pack(">I", 30002))
+    raw = tag(12, b"rtp") + address + ports + bytes(4) + b"\x80\x08\0\1" + bytes(8) + b"\xd5" * 4
+    head = struct.pack("<IIIII", 0, 400000, 0, len(raw), len(raw))
+    comment = struct.pack("<HH", 1, 6) + padded(b"1.fxs1") + struct.pack("<HHI", 2, 4, 1) + bytes(4)
+    return file_of([]) + block("<", 6, head + padded(raw) + comment)
+
+
+def media_file_seeds():
+    for name, value in made_seeds():
+        yield name, byte(1) + value
+    yield "of-big-endian", byte(3, 32) + sound(1) + sound(2, OPTIONS)
+    yield "file", byte(0) + sound_file()
+    yield "file-cut-off", byte(0) + sound_file()[:-7]
+    yield "text", byte(0) + b"this is a text, not a capture"

@@ -13,7 +13,7 @@ import sys
 from pathlib import Path
 
 from bus_seeds import connecting_seeds, listener_seeds, tap_seeds, traffic_seeds
-from capture_seeds import capture_seeds
+from capture_seeds import capture_seeds, media_file_seeds
 from seed_bytes import IDS, byte, data_block, half, item, text, word
 from words import dictionary
 
@@ -281,6 +281,7 @@ SEEDS = {
     "dsp_functions": dsp_seeds,
     "host_options": host_options_seeds,
     "listener": listener_seeds,
+    "media_file": media_file_seeds,
     "options": options_seeds,
     "params": params_seeds,
     "params_text": params_text_seeds,
