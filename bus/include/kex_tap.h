@@ -20,10 +20,10 @@ typedef struct kex_tap kex_tap_t; /**< A watching connection. */
 
 /** What a record tells. */
 enum kex_tap_kind {
-    KEX_TAP_CONNECTED = 1,    /**< a peer has said hello (from = peer, to = listener); text "before": it had already when
+    KEX_TAP_CONNECTED = 1, /**< a peer has said hello (from = peer, to = listener); text "before": it had already when
                                    the tap came, and is told of behind the first record */
-    KEX_TAP_CLOSED = 2,       /**< a peer is gone; text: why */
-    KEX_TAP_CALL = 3,         /**< a call that expects a reply */
+    KEX_TAP_CLOSED = 2,    /**< a peer is gone; text: why */
+    KEX_TAP_CALL = 3,      /**< a call that expects a reply */
     KEX_TAP_ONE_WAY_CALL = 4, /**< a call that expects none */
     KEX_TAP_REPLY = 5,        /**< the reply to `serial`, or the notice that this one-way call found nothing */
     KEX_TAP_REFUSED = 6,      /**< a packet or connection was refused; text: why */
