@@ -18,20 +18,30 @@ namespace {
 
 int send_error; // of the next send of a single packet; 0: it is sent
 
+bool send_fails() {
+    if (send_error == 0)
+        return false;
+    errno = send_error;
+    send_error = 0;
+    return true;
 }
+
+} // namespace
 
 extern "C" {
 
 // The linker sends the bus's calls here (--wrap).
+ssize_t __real_send(int fd, const void *packet, size_t size, int flags);
+ssize_t __wrap_send(int fd, const void *packet, size_t size, int flags);
 ssize_t __real_sendmsg(int fd, const msghdr *message, int flags);
 ssize_t __wrap_sendmsg(int fd, const msghdr *message, int flags);
 
+ssize_t __wrap_send(int fd, const void *packet, size_t size, int flags) {
+    return send_fails() ? -1 : __real_send(fd, packet, size, flags);
+}
+
 ssize_t __wrap_sendmsg(int fd, const msghdr *message, int flags) {
-    if (send_error == 0)
-        return __real_sendmsg(fd, message, flags);
-    errno = send_error;
-    send_error = 0;
-    return -1;
+    return send_fails() ? -1 : __real_sendmsg(fd, message, flags);
 }
 
 } // extern "C"
@@ -70,8 +80,12 @@ TEST_F(Send, KernelWithoutMemoryIsAskedAgain) {
     for (int error : {ENOBUFS, ENOMEM, ETOOMANYREFS, EINTR, EAGAIN}) {
         send_error = error;
         request_destroy(call("Probe", "note"));
+        EXPECT_EQ(send_error, 0);
+        send_error = error;
+        request_destroy(call("Probe", "note", {{"v", descriptor(STDIN_FILENO)}}));
+        EXPECT_EQ(send_error, 0);
     }
-    EXPECT_EQ(served::log.size(), 5u);
+    EXPECT_EQ(served::log.size(), 10u);
 }
 
 // Calls of a raw peer with a text of so many bytes, then one whose function looks what has been answered.

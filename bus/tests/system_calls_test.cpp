@@ -85,7 +85,7 @@ TEST_F(SystemCalls, SendingToOneThatHasGoneIsNoError) {
         turn_until_idle();
         raw.send(support::call(1, "Probe", "note"));
         {
-            const FailingCall failing("sendmsg", error);
+            const FailingCall failing("send", error);
             turn_until_idle();
             EXPECT_TRUE(failing.has_failed());
         }
@@ -159,7 +159,7 @@ TEST_F(SystemCalls, ReplyThatCannotBeSentIsTraced) {
     raw.send(support::call(1, "Probe", "note"));
     CapturedTrace trace;
     {
-        const FailingCall failing("sendmsg", EIO);
+        const FailingCall failing("send", EIO);
         turn_until_idle();
     }
     EXPECT_THAT(trace.text(), HasSubstr(" could not be sent: Input/output error\n"));
@@ -390,7 +390,7 @@ TEST_F(SystemCalls, TapIsToldOfACopyThatCouldNotBeSent) {
     raw.send(hello());
     {
         CapturedTrace trace;
-        const FailingCall failing("sendmsg", EIO, 2); // the hello to the newcomer is the first
+        const FailingCall failing("send", EIO, 2); // the hello to the newcomer is the first
         turn_until_idle();
         EXPECT_TRUE(failing.has_failed());
         EXPECT_EQ(trace.text(), "") << "it is the tap's loss only";

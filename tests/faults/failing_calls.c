@@ -224,7 +224,6 @@ void *reallocarray(void *memory, size_t count, size_t size) {
     return realloc(memory, bytes);
 }
 
-FAILING(SEND, ssize_t, -1, send, (int fd, const void *data, size_t size, int flags), (fd, data, size, flags))
 FAILING(SEND, ssize_t, -1, sendto,
         (int fd, const void *data, size_t size, int flags, const struct sockaddr *to, socklen_t length),
         (fd, data, size, flags, to, length))
@@ -247,6 +246,24 @@ FAILING(DUP, int, -1, dup, (int fd), (fd))
 FAILING(LOCK, int, -1, flock, (int fd, int operation), (fd, operation))
 FAILING(READ, ssize_t, -1, read, (int fd, void *data, size_t size), (fd, data, size))
 FAILING(WRITE, ssize_t, -1, write, (int fd, const void *data, size_t size), (fd, data, size))
+
+/* A packet of the bus, or something else: a trace message, media. */
+ssize_t send(int fd, const void *data, size_t size, int flags) {
+    static ssize_t (*real)(int, const void *, size_t, int);
+    if (real == NULL)
+        real = (ssize_t(*)(int, const void *, size_t, int))dlsym(RTLD_NEXT, "send");
+    struct iovec part = {(void *)data, size};
+    const struct msghdr packet = {.msg_iov = &part, .msg_iovlen = 1};
+    const int is_packet = size >= HEAD_SIZE && *(const char *)data == 'k';
+    if (is_packet ? begin_send(&packet) : fails(SEND))
+        return -1;
+    ssize_t answer = real(fd, data, size, flags);
+    if (is_packet)
+        end_send(&packet, answer >= 0);
+    else
+        end_after_last_call();
+    return answer;
+}
 
 ssize_t sendmsg(int fd, const struct msghdr *message, int flags) {
     static ssize_t (*real)(int, const struct msghdr *, int);
