@@ -44,12 +44,14 @@ class House(System):
         before = self.application.descriptors()
         process = self.start("tool", "voicectl", *command.split()[1:])
         if command.startswith("voicectl doctor"):  # it says nothing before its end
-            until("it is connected", lambda: self.application.descriptors() > before)
-            for _ in range(2):
-                self.application.ask("status")
+            until("it watches", lambda: self.stays_connected(before))
         else:
             process.err.expect("^voicectl: watching ")
         return command, process
+
+    def stays_connected(self, before):
+        """Whether somebody has come who stays: what doctor asks first ends its connection at once."""
+        return all(time.sleep(0.05) or self.application.descriptors() > before for _ in range(20))
 
     def shell(self, command):
         """A command that ends, and what it prints."""
