@@ -8,13 +8,8 @@ set(VOICE_PROGRAMS voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugi
 foreach(target voice_plugin kex voice_fake_bus hosts_common hosts_line_plugin hosts_simulator voicectl_commands kex_sdbus kex_conformance
         ${VOICE_PROGRAMS})
     if(TARGET ${target}) # VOICE_HOSTS, VOICE_TOOL and their like
-        set(VOICE_PREFIX_MAPS -fdebug-prefix-map=${PROJECT_BINARY_DIR}=build -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=
-            -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
-        target_compile_options(${target} PRIVATE ${VOICE_PREFIX_MAPS})
-        get_target_property(type ${target} TYPE)
-        if(type STREQUAL SHARED_LIBRARY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU) # some are optimized when they are linked, where debug information is made then
-            target_link_options(${target} PRIVATE ${VOICE_PREFIX_MAPS})
-        endif()
+        target_compile_options(${target} PRIVATE
+            -fdebug-prefix-map=${PROJECT_BINARY_DIR}=build -fdebug-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
     endif()
 endforeach()
 foreach(target IN LISTS VOICE_PROGRAMS)

@@ -3,7 +3,6 @@
 #include "support/bus_test.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -311,24 +310,6 @@ TEST_F(Loop, WatchOfAPlainFileIsAlwaysReady) {
     EXPECT_THAT(ran, ElementsAre("end of file"));
     kex_dispatch(bus);
     EXPECT_FALSE(is_readable());
-    close(fd);
-}
-
-// The kernel's timer is not set then: each turn has to look itself.
-TEST_F(Loop, TimerFiresWhileAWatchIsAlwaysReady) {
-    int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    kex_dispatch(bus); // after which there was nothing to wait for
-    EXPECT_TRUE(kex_watch(bus, fd, nullptr, [](int, void *) {}));
-    kex_timer_t *timer = kex_timer_create();
-    kex_timer_setHandler(timer, [](kex_timer_t *own) {
-        ran.push_back("fired");
-        kex_timer_destroy(own);
-    });
-    EXPECT_TRUE(kex_timer_start(timer, 1));
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (ran.empty() && std::chrono::steady_clock::now() < end)
-        kex_dispatch(bus);
-    EXPECT_THAT(ran, ElementsAre("fired"));
     close(fd);
 }
 

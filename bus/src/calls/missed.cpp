@@ -26,11 +26,11 @@ void missed_calls_expire(void *self, uint64_t) {
 } // namespace
 
 void missed_calls_begin(Calls *calls) {
-    Module module = {};
+    Module &module = calls->missed.module;
     module.self = calls;
     module.deadline = missed_calls_deadline;
     module.expire = missed_calls_expire;
-    loop_join(calls->transport->loop, module);
+    loop_join(calls->transport->loop, &module);
 }
 
 bool missed_call_tell(const Peer *peer, const char *title, const char *why) {

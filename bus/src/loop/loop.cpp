@@ -31,33 +31,24 @@ int sources_poll(Loop *loop, int timeout) {
     return count < 0 && errno != EINTR ? -1 : 0;
 }
 
-void phase_run(const Phase<Step> &phase) {
-    for (const Step &step : phase)
-        step.run(step.self);
-}
-
-// As long as the kernel's timer stands at the soonest deadline and has not run out, nobody need be asked. A replaced clock
-// does not move it.
-bool deadline_may_have_come(const Loop *loop) {
-    return !loop->armed_for_all || loop->clock.now != nullptr;
-}
-
-void modules_expire(Loop *loop) {
-    if (!deadline_may_have_come(loop))
-        return;
-    const uint64_t now = clock_now(loop->clock);
-    for (const Expiry &expiry : loop->phases.expiries) {
-        if (expiry.expire == nullptr)
-            continue;
-        const uint64_t deadline = expiry.deadline(expiry.self);
-        if (deadline != kNever && deadline <= now)
-            expiry.expire(expiry.self, now);
+void phase_run(Loop *loop, void (*Module::*phase)(void *self)) {
+    for (Module *module : loop->modules) {
+        if (module->*phase != nullptr)
+            (module->*phase)(module->self);
     }
 }
 
-void step_add(Phase<Step> &phase, void *self, void (*run)(void *self)) {
-    if (run != nullptr)
-        phase.add({self, run});
+void modules_expire(Loop *loop) {
+    uint64_t now = 0;
+    for (Module *module : loop->modules) {
+        uint64_t deadline = module->expire != nullptr ? module->deadline(module->self) : kNever;
+        if (deadline == kNever)
+            continue;
+        if (now == 0)
+            now = clock_now(loop->clock);
+        if (deadline <= now)
+            module->expire(module->self, now);
+    }
 }
 
 int turn_run(Loop *loop, int timeout) {
@@ -67,12 +58,12 @@ int turn_run(Loop *loop, int timeout) {
         return -1;
     }
     loop_look(loop);
-    phase_run(loop->phases.begin);
-    phase_run(loop->phases.read);
+    phase_run(loop, &Module::begin);
+    phase_run(loop, &Module::read);
     modules_expire(loop);
     uint32_t ran = tasks_run(loop, kTurnRunning);
-    phase_run(loop->phases.accept);
-    phase_run(loop->phases.send);
+    phase_run(loop, &Module::accept);
+    phase_run(loop, &Module::send);
     loop->in_turn = false;
     return static_cast<int>(ran);
 }
@@ -107,16 +98,8 @@ void loop_freeze(Loop *loop) {
     loop->in_turn = true;
 }
 
-void loop_join(Loop *loop, const Module &module) {
-    Phases &phases = loop->phases;
-    step_add(phases.begin, module.self, module.begin);
-    step_add(phases.read, module.self, module.read);
-    step_add(phases.accept, module.self, module.accept);
-    step_add(phases.send, module.self, module.send);
-    if (module.has_work != nullptr)
-        phases.needs.add({module.self, module.has_work});
-    if (module.deadline != nullptr)
-        phases.expiries.add({module.self, module.deadline, module.expire});
+void loop_join(Loop *loop, Module *module) {
+    loop->modules.push(module);
 }
 
 bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source)) {
@@ -133,7 +116,9 @@ bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source
     return true;
 }
 
-void source_change_interest(Loop *loop, Source *source, bool reads, bool writes) {
+void source_set_interest(Loop *loop, Source *source, bool reads, bool writes) {
+    if (!source->watched || (source->reads == reads && source->writes == writes))
+        return;
     epoll_event event = {};
     // The kernel shows a hang-up to whoever asks for nothing too: once is enough. Taken out of the loop instead, a
     // source might find no memory when it is to come back.

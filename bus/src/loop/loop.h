@@ -24,6 +24,7 @@ struct LoopSource : Source {
 };
 
 struct Timers {
+    Module module;
     List<kex_timer_t> running; // soonest first
     List<kex_timer_t> idle;
     kex_timer_t *spare;   // for when there is no memory: who waits for a timer that never was waits for ever
@@ -31,6 +32,7 @@ struct Timers {
 };
 
 struct Watches {
+    Module module;
     List<Watch> list;
     uint32_t always_ready; // how many are of files that cannot be polled
 };
@@ -46,12 +48,12 @@ struct Loop {
     bool in_turn;
     uint64_t looked_at; // the kernel's clock, when it was last looked at in this turn
     uint64_t armed;     // what the kernel's timer is set to
-    bool armed_for_all; // which is the soonest deadline, or kNever when there is none
     Lane own;           // timers and watches
     List<Lane> lanes;   // those with tasks, the one that is visited first
-    Phases phases;
+    List<Module> modules;
     Timers timers;
     Watches watches;
+    Module trace; // what the trace service catches up with
 };
 
 // False: the kernel gives no descriptors. loop_end() releases what was taken, also then.
@@ -60,17 +62,12 @@ void loop_end(Loop *loop);
 // From now on no turn begins and nothing wakes the host.
 void loop_freeze(Loop *loop);
 
-// The module takes part in every turn from now on.
-void loop_join(Loop *loop, const Module &module);
+// The module, its functions filled in, takes part in every turn from now on.
+void loop_join(Loop *loop, Module *module);
 
 // False: the kernel cannot listen to this descriptor (errno says why).
 bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source));
-void source_change_interest(Loop *loop, Source *source, bool reads, bool writes);
-// Asked for each connection in each turn, and mostly in vain.
-inline void source_set_interest(Loop *loop, Source *source, bool reads, bool writes) {
-    if (source->watched && (source->reads != reads || source->writes != writes))
-        source_change_interest(loop, source, reads, writes);
-}
+void source_set_interest(Loop *loop, Source *source, bool reads, bool writes);
 // Harmless for one that is not watched.
 void source_remove(Loop *loop, Source *source);
 

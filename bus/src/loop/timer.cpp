@@ -78,11 +78,11 @@ namespace bus {
 void timers_begin(Loop *loop, uint32_t time_factor) {
     loop->timers.time_factor = time_factor;
     loop->timers.spare = make<kex_timer_t>();
-    Module module = {};
+    Module &module = loop->timers.module;
     module.self = loop;
     module.deadline = timers_deadline;
     module.expire = timers_expire;
-    loop_join(loop, module);
+    loop_join(loop, &module);
 }
 
 void timers_end(Loop *loop) {

@@ -25,11 +25,10 @@ void trace_task_send(void *) {
 
 } // namespace
 
-void trace_join(Loop *loop) {
-    Module module = {};
-    module.self = loop;
-    module.deadline = trace_task_deadline;
-    module.send = trace_task_send;
+void trace_join(Loop *loop, Module *module) {
+    module->self = loop;
+    module->deadline = trace_task_deadline;
+    module->send = trace_task_send;
     loop_join(loop, module);
 }
 

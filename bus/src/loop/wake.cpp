@@ -35,15 +35,15 @@ bool work_show(Loop *loop) {
 
 bool has_work(Loop *loop) {
     bool work = loop->lanes.first != nullptr;
-    for (const Need &need : loop->phases.needs)
-        work = work || need.has_work(need.self);
+    for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
+        work = module->has_work != nullptr && module->has_work(module->self);
     return work;
 }
 
 uint64_t modules_deadline(Loop *loop) {
     uint64_t soonest = kNever;
-    for (const Expiry &expiry : loop->phases.expiries) {
-        const uint64_t deadline = expiry.deadline(expiry.self);
+    for (Module *module : loop->modules) {
+        uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
         if (deadline != kNever && (soonest == kNever || deadline < soonest))
             soonest = deadline;
     }
@@ -55,7 +55,6 @@ uint64_t modules_deadline(Loop *loop) {
 // Where one way of waking fails the other one serves: a turn too many does no harm, and a loop that nothing wakes
 // sleeps for ever.
 void loop_arm(Loop *loop) {
-    loop->armed_for_all = false;
     if (has_work(loop)) {
         if (!work_show(loop))
             timer_set(loop, kAtOnce);
@@ -65,8 +64,7 @@ void loop_arm(Loop *loop) {
     // A replaced clock does not move the kernel's timer.
     if (deadline != kNever && loop->clock.now != nullptr)
         deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;
-    loop->armed_for_all = timer_set(loop, deadline);
-    if (!loop->armed_for_all)
+    if (!timer_set(loop, deadline))
         work_show(loop);
 }
 
@@ -78,10 +76,8 @@ void loop_wake(Loop *loop) {
 void timer_ready(Source *source) {
     Loop *loop = static_cast<LoopSource *>(source)->loop;
     uint64_t expirations;
-    if (read(source->fd, &expirations, sizeof expirations) <= 0)
-        return;
-    loop->armed = kNever;
-    loop->armed_for_all = false;
+    if (read(source->fd, &expirations, sizeof expirations) > 0)
+        loop->armed = kNever;
 }
 
 void work_ready(Source *source) {

@@ -84,11 +84,11 @@ void watches_queue_always_ready(void *self) {
 } // namespace
 
 void watches_begin(Loop *loop) {
-    Module module = {};
+    Module &module = loop->watches.module;
     module.self = loop;
     module.begin = watches_queue_always_ready;
     module.has_work = watches_have_work;
-    loop_join(loop, module);
+    loop_join(loop, &module);
 }
 
 void watches_end(Loop *loop) {

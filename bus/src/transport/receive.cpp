@@ -70,7 +70,8 @@ bool descriptors_have_to_wait(const Connection *connection) {
 
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room
 // for them is still under way. The kernel tells without handing them over.
-bool packet_has_to_wait(Connection *connection, bool for_a_while, bool is_short) {
+bool packet_has_to_wait(Connection *connection, bool is_short) {
+    const bool for_a_while = descriptors_have_to_wait(connection);
     if (!for_a_while && !(is_short && descriptors_are_held(connection->transport)))
         return false;
     if (!packet_brings_descriptors(connection->fd))
@@ -127,8 +128,6 @@ bool round_read(Transport *transport, uint64_t end) {
     const uint32_t first = transport->read_last;
     transport->read_last = 0;
     for (const bool behind_it : {true, false}) {
-        if (!behind_it && first == 0)
-            break; // all of them stand behind it
         for (Connection *connection : transport->connections) {
             if (!connection->readable || (connection->number > first) != behind_it)
                 continue;
@@ -152,10 +151,9 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
     Batch &batch = *connection->transport->incoming;
     const uint32_t descriptors = spare_room(spare);
     const bool is_short = descriptors < kMaxDescriptors;
-    const bool for_a_while = descriptors_have_to_wait(connection);
-    if (reading == Reading::may_hold_back && packet_has_to_wait(connection, for_a_while, is_short))
+    if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short))
         return false;
-    const uint32_t wanted = for_a_while ? 1 : batch_room(connection, descriptors, packets);
+    const uint32_t wanted = descriptors_have_to_wait(connection) ? 1 : batch_room(connection, descriptors, packets);
     const Room room = descriptors < kKernelDescriptors ? Room::unsure : Room::whole;
     if (is_short)
         spare_release(spare);

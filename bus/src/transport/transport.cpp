@@ -51,7 +51,7 @@ void transport_send(void *self) {
 }
 
 void transport_join(Transport *transport) {
-    Module module = {};
+    Module &module = transport->module;
     module.self = transport;
     module.read = transport_read;
     module.accept = transport_accept;
@@ -59,7 +59,7 @@ void transport_join(Transport *transport) {
     module.deadline = transport_deadline;
     module.expire = transport_expire;
     module.send = transport_send;
-    loop_join(transport->loop, module);
+    loop_join(transport->loop, &module);
 }
 
 } // namespace
