@@ -478,4 +478,29 @@ TEST_F(Memory, CopiesThatATapHasLostAreCountedUntilItCanBeTold) {
     kex_tap_close(tap);
 }
 
+TEST_F(Memory, ANewTapThatLosesItsFirstRecordIsToldSoFirst) {
+    bool lost = false;
+    for (uint32_t n = 1; n < 12 && !lost; n++) {
+        Connected both(scratch);
+        kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
+        ASSERT_NE(tap, nullptr);
+        {
+            const FailingAllocation failing(n);
+            for (int i = 0; i < 4; i++)
+                kex_dispatch(both.server);
+        }
+        kex_tap_record_t record;
+        ASSERT_EQ(kex_tap_next(tap, &record), 1);
+        EXPECT_NE(record.kind, KEX_TAP_CONNECTED) << "something is missing before it";
+        if (record.kind == KEX_TAP_LOST) {
+            lost = true;
+            EXPECT_EQ(record.lost, 1u);
+            EXPECT_EQ(kex_tap_next(tap, &record), 1);
+            EXPECT_EQ(record.kind, KEX_TAP_CONNECTED);
+        }
+        kex_tap_close(tap);
+    }
+    EXPECT_TRUE(lost) << "none of these allocations was that of the first record";
+}
+
 } // namespace

@@ -72,7 +72,7 @@ void record_tell(Connection *tap, kex_tap_kind kind, const wire::TapEnd &from, c
     record.to = to;
     record.text = text_of(text);
     const OptionalMemory copy;
-    if (!record_queue(tap, record))
+    if (!loss_tell(tap, record) || !record_queue(tap, record))
         tap->lost++;
 }
 
