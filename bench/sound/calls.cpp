@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -87,4 +88,54 @@ double watched_end(watched_line *one, audio *line) {
     const auto in_time =
         std::count_if(sorted.begin(), sorted.end(), [=](double offset) { return fabs(offset - middle) <= kInTimeMs; });
     return sorted.empty() ? 0 : 100 * static_cast<double>(in_time) / static_cast<double>(sorted.size());
+}
+
+namespace {
+
+double sleeps_in_time(uint32_t seconds) {
+    constexpr long kPeriodNs = 20'000'000, kSecondNs = 1'000'000'000;
+    timespec due, now;
+    clock_gettime(CLOCK_MONOTONIC, &due);
+    uint32_t in_time = 0;
+    const uint32_t turns = seconds * 50;
+    for (uint32_t i = 0; i < turns; i++) {
+        due.tv_nsec += kPeriodNs;
+        if (due.tv_nsec >= kSecondNs) {
+            due.tv_nsec -= kSecondNs;
+            due.tv_sec++;
+        }
+        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &due, nullptr) != 0)
+            continue;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        const double late =
+            static_cast<double>(now.tv_sec - due.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec - due.tv_nsec) * 1e-6;
+        in_time += late <= kInTimeMs;
+    }
+    return 100.0 * in_time / turns;
+}
+
+} // namespace
+
+sleeper sleeper_begin(uint32_t seconds) {
+    int ends[2];
+    if (pipe(ends) != 0)
+        fail("pipe");
+    const pid_t process = fork();
+    if (process < 0)
+        fail("fork");
+    if (process == 0) {
+        const double figure = sleeps_in_time(seconds);
+        _exit(write(ends[1], &figure, sizeof figure) == sizeof figure ? 0 : 1);
+    }
+    close(ends[1]);
+    return {process, ends[0]};
+}
+
+double sleeper_end(const sleeper *one) {
+    double figure = 0;
+    if (read(one->figure, &figure, sizeof figure) != sizeof figure)
+        fail("the process that sleeps");
+    close(one->figure);
+    waitpid(one->process, nullptr, 0);
+    return figure;
 }

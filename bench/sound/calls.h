@@ -5,6 +5,7 @@
 
 #include "audio.h"
 
+#include <sys/types.h>
 #include <vector>
 
 [[noreturn]] void fail(const char *what);
@@ -25,5 +26,14 @@ void watched_begin(watched_line *one, audio *line);
 void watched_read(watched_line *one);
 /** The share of packets that came within 2 ms of their time, in percent; the time is that of the middle one. */
 double watched_end(watched_line *one, audio *line);
+
+/** A process that only wakes every 20 ms, for so many seconds: what lateness is the machine's. */
+struct sleeper {
+    pid_t process;
+    int figure;
+};
+sleeper sleeper_begin(uint32_t seconds);
+/** Waits for its end. @return the share of its turns that were within 2 ms of their time, in percent */
+double sleeper_end(const sleeper *one);
 
 #endif

