@@ -137,8 +137,9 @@ int request_addParameter(request_t *r, const char *name, const variant_t *value)
 void request_setReplyHandler(request_t *r, void (*handler)(request_t *r, reply_item_t *item));
 /**
  * Installs a handler for the completed reply. It runs exactly once, also when the peer closes: the reply then holds one
- * error item. It owns the request from then on. With both handlers the done handler runs last, unless the reply handler
- * has destroyed the request.
+ * error item. It owns the request from then on: it destroys it, then or later; the bus destroys none. With both handlers
+ * the done handler runs last, unless the reply handler has destroyed the request. A later one replaces it; null takes it
+ * away.
  */
 void request_setDoneHandler(request_t *r, void (*handler)(request_t *r));
 void request_setData(request_t *r, void *data); /**< A word that travels with the request, for its handlers. */
@@ -204,7 +205,9 @@ typedef int kex_function_t(function_call_t *call, argument_list_t *arguments, va
 request_t *fcall_request(function_call_t *call); /**< The request that arrived: its attributes, its reply to fill. */
 object_t *fcall_object(function_call_t *call);   /**< The object that was called. */
 peer_t *fcall_peer(function_call_t *call);       /**< Who called. */
-void fcall_destroy(function_call_t *call);       /**< Every bus function calls it once, before it returns. */
+/** Every bus function calls it once, before it returns. After it neither the call nor its arguments are used; what they
+ * gave before stays, and the reply leaves when the function returns. */
+void fcall_destroy(function_call_t *call);
 const char *object_name(object_t *object, uint32_t flags); /**< The last part of its path; lives with the object. */
 
 /* Getters answer non-zero when the argument is there. Text, bytes and lists are the caller's: free(), or
@@ -231,7 +234,8 @@ enum peer_event_code {
     PEER_EVENT_CLOSED = 6,
 };
 
-/** Connects to a listening process, "kex://ipc:[/path/of/socket]". @return the peer, or NULL. */
+/** Connects to a listening process, "kex://ipc:[/path/of/socket]". It waits for no turn of the listener: requests may be
+ * queued at once. @return the peer, or NULL. */
 peer_t *kex_client_connect(kex_t *bus, const char *uri);
 /**
  * Listens on a local socket at a file-system path. A socket that nobody listens at any more is taken over. Whatever
