@@ -14,26 +14,26 @@ ALL_RUN = '<testsuite name="x" tests="2" failures="0" disabled="0" skipped="0">\
 ONE_FAILED = '<testsuite name="x" tests="2" failures="1" disabled="0" skipped="0">\n</testsuite>\n'
 
 
+def run(command, path):
+    """The shell with what long runs share, and a file as its first word."""
+    return subprocess.run(
+        ["bash", "-euo", "pipefail", "-c", f". cmake/setup.sh; . tests/results.sh; {command}", "run", path],
+        cwd=ROOT,
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        text=True,
+        timeout=30,
+        check=False,
+    )
+
+
 class Results(unittest.TestCase):
     def count(self, report, status, not_run=0):
         """The last line of a run of one part, and the run's status."""
         with tempfile.TemporaryDirectory() as folder:
             results = Path(folder) / "results.xml"
             results.write_text(report, encoding="utf-8")
-            done = subprocess.run(
-                ["bash", "-euo", "pipefail", "-c"]
-                + [
-                    f'. cmake/setup.sh; . tests/results.sh; count here tests "$1" {not_run} 1 {status}; show_table',
-                    "count",
-                ]
-                + [results],
-                cwd=ROOT,
-                stdin=subprocess.DEVNULL,
-                capture_output=True,
-                text=True,
-                timeout=30,
-                check=False,
-            )
+            done = run(f'count here tests "$1" {not_run} 1 {status}; show_table', results)
         return done.stdout.splitlines()[-1], done.returncode
 
     def test_all_passed(self):
@@ -59,15 +59,7 @@ class Results(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             path = Path(folder) / "not_run.txt"
             path.write_text("".join(row + "\n" for row in rows), encoding="utf-8")
-            done = subprocess.run(
-                ["bash", "-euo", "pipefail", "-c", f". cmake/setup.sh; . tests/results.sh; {command}", "list", path],
-                cwd=ROOT,
-                stdin=subprocess.DEVNULL,
-                capture_output=True,
-                text=True,
-                timeout=30,
-                check=False,
-            )
+            done = run(command, path)
         return done.stdout.splitlines()
 
     def test_patterns_of_a_place_and_of_all(self):

@@ -118,9 +118,9 @@ class Exchange:
         return {name: (len(held(host)), settled_heap(host)) for name, host in self.hosts.items()}
 
     def holds_no_more_than(self, before):
-        """Whether calls have left each process with as many descriptors and, but for rests of blocks, as much heap."""
+        """Whether calls have left each process with as many descriptors and, but for some rests, as much heap."""
         return all(
-            len(held(host)) == before[name][0] and is_heap_kept(host, before[name][1], self.calls)
+            len(held(host)) == before[name][0] and is_heap_kept(host, before[name][1])
             for name, host in self.hosts.items()
         )
 

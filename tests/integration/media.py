@@ -87,13 +87,13 @@ def settled_heap(process):
     return min(heap(process) for _ in range(10))
 
 
-def is_heap_kept(process, before, times):
+def is_heap_kept(process, before):
     """
-    Whether a heap is what it was before something was done so many times. The C library may hand out a block that is
-    16 bytes larger than asked, where the rest would be too small to be a block: what is lost each time is more.
+    Whether a heap is what it was. The C library may hand out a block that is 16 bytes larger than asked, where the rest
+    would be too small to be a block: four such rests may be there. What is lost by each of ten calls is far more.
     """
-    smallest_block = 16
-    return settled_heap(process) - before < times * smallest_block
+    rests = 4 * 16
+    return settled_heap(process) - before <= rests
 
 
 def item(name, value):

@@ -36,6 +36,18 @@ TEST_F(LadderModelTest, CallerIsBlockedFromItsCallToTheAnswer) {
     EXPECT_EQ(ladder.rows[5].partner, 4);
 }
 
+// Row by row from a first one on, whether the process of a lane works: 'X'.
+std::string busy_of(const LadderModel &ladder, size_t lane, size_t first = 0) {
+    std::string busy;
+    LadderActivity activity(ladder);
+    for (size_t row = first; row < ladder.rows.size(); ++row) {
+        activity.before(row);
+        activity.after(row);
+        busy += activity.is_busy(lane) ? 'X' : '.';
+    }
+    return busy;
+}
+
 TEST_F(LadderModelTest, AnswerFromBeforeItsCallEndsNoOther) {
     register_line();
     take(Sample(KEX_TAP_CALL, kIn, 1, "fxs_plugin", 3000).call(5, kService, "event"));
@@ -44,13 +56,7 @@ TEST_F(LadderModelTest, AnswerFromBeforeItsCallEndsNoOther) {
     take(Sample(KEX_TAP_REPLY, kOut, 1, "fxs_plugin", 5001).serial(6).with_bool("", true));
     const LadderModel ladder = feed.finish("x");
     const size_t application = 1;
-    std::string busy;
-    LadderActivity activity(ladder);
-    for (size_t row = 0; row < ladder.rows.size(); ++row) {
-        activity.before(row);
-        activity.after(row);
-        busy += activity.is_busy(application) ? 'X' : '.';
-    }
+    const std::string busy = busy_of(ladder, application);
     EXPECT_EQ(busy.substr(busy.size() - 2), "X.");
 }
 
@@ -63,15 +69,8 @@ TEST_F(LadderModelTest, AnswerToAOneWayCallEndsNoOther) {
     take(Sample(KEX_TAP_REPLY, kIn, 1, "fxs_plugin", 5001).serial(6).with_bool("", true));
     const LadderModel ladder = feed.finish("x");
     const size_t plugin = 0;
-    std::string busy;
-    LadderActivity activity(ladder);
-    for (size_t row = 4; row < ladder.rows.size(); ++row) {
-        activity.before(row);
-        activity.after(row);
-        busy += activity.is_busy(plugin) ? 'X' : '.';
-    }
-    EXPECT_EQ(busy, "..X.");
-    EXPECT_FALSE(activity.blocks(4)) << "nobody waits for it";
+    EXPECT_EQ(busy_of(ladder, plugin, 4), "..X.");
+    EXPECT_FALSE(LadderActivity(ladder).blocks(4)) << "nobody waits for it";
 }
 
 TEST_F(LadderModelTest, CallWithoutAnAnswerBlocksToTheEnd) {
