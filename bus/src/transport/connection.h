@@ -32,9 +32,9 @@ struct Connection : Source, Task, Node<Connection> {
     bool write_closed; // nothing can be sent any more; what the peer sent before can still be read
     Sleep sleep_in_receive;
     uint8_t batch_power; // its next read takes up to 2 to the power of this many packets
-    uint32_t number;
-    uint32_t end_number; // its end was noticed as the so-many-th; 0: it has not ended
-    uint32_t behind;     // how many ends had been noticed when it was accepted: those come first
+    uint64_t number;     // rises: whoever keeps connecting cannot make it begin again
+    uint64_t end_number; // its end was noticed as the so-many-th; 0: it has not ended
+    uint64_t behind;     // how many ends had been noticed when it was accepted: those come first
     uint32_t batches;    // read in this turn
     uint32_t messages;   // that the last read has brought
     int32_t process_id;

@@ -153,7 +153,7 @@ void listener_close(Listener *listener) {
 }
 
 void listeners_accept(Transport *transport) {
-    const uint32_t last_known = transport->last_number;
+    const uint64_t last_known = transport->last_number;
     for (Listener *listener : transport->listeners) {
         if (listener->ready_to_accept)
             listener_accept(listener);

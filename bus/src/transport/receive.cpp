@@ -125,7 +125,7 @@ bool connection_read_batch(Connection *connection) {
 // A batch from each that is ready, beginning where the last turn had to stop. True: some may have more.
 bool round_read(Transport *transport, uint64_t end) {
     bool more = false;
-    const uint32_t first = transport->read_last;
+    const uint64_t first = transport->read_last;
     transport->read_last = 0;
     for (const bool behind_it : {true, false}) {
         for (Connection *connection : transport->connections) {

@@ -10,8 +10,8 @@ namespace bus {
 namespace {
 
 // The first end that is not finished; 0: there is none.
-uint32_t oldest_end(const Transport *transport) {
-    uint32_t oldest = 0;
+uint64_t oldest_end(const Transport *transport) {
+    uint64_t oldest = 0;
     for (const Connection *connection : transport->connections) {
         if (connection->end_number != 0 && (oldest == 0 || connection->end_number < oldest))
             oldest = connection->end_number;
@@ -20,7 +20,7 @@ uint32_t oldest_end(const Transport *transport) {
 }
 
 // The kernel is asked: an end may lie behind much that has not been read yet.
-void ends_look(Transport *transport, uint32_t last_known) {
+void ends_look(Transport *transport, uint64_t last_known) {
     pollfd polled[kMaxPeers];
     Connection *known[kMaxPeers];
     nfds_t count = 0;
@@ -65,9 +65,9 @@ void end_note(Connection *connection) {
 }
 
 // Whoever ended before a newcomer connected had ended when that one was accepted: looking comes after accepting.
-void newcomers_line_up(Transport *transport, uint32_t last_known) {
+void newcomers_line_up(Transport *transport, uint64_t last_known) {
     ends_look(transport, last_known);
-    const uint32_t oldest = oldest_end(transport);
+    const uint64_t oldest = oldest_end(transport);
     if (oldest == 0)
         return;
     for (Connection *connection : transport->connections) {
@@ -82,7 +82,7 @@ void newcomers_line_up(Transport *transport, uint32_t last_known) {
 }
 
 void newcomers_release(Transport *transport) {
-    const uint32_t oldest = oldest_end(transport);
+    const uint64_t oldest = oldest_end(transport);
     for (Connection *connection : transport->connections) {
         if (!connection->lane.held || (!transport->ending && oldest != 0 && oldest <= connection->behind))
             continue;

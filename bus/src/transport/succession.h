@@ -18,7 +18,7 @@ struct Leavings {
 };
 Leavings leavings_of_process(Transport *transport, int32_t process_id);
 // Those with a higher number than this have just been accepted.
-void newcomers_line_up(Transport *transport, uint32_t last_known);
+void newcomers_line_up(Transport *transport, uint64_t last_known);
 // A connection has gone, or the bus ends: whoever waits for nothing more may run.
 void newcomers_release(Transport *transport);
 

@@ -14,8 +14,9 @@ wire::TapEnd end_here(const Transport *transport) {
     return {transport->process_id, 0, text_of(transport->name)};
 }
 
+// The low half of its number tells those apart that a tap can know.
 wire::TapEnd end_of(const Connection *connection) {
-    return {connection->process_id, connection->number, text_of(connection->name)};
+    return {connection->process_id, static_cast<uint32_t>(connection->number), text_of(connection->name)};
 }
 
 // Records around the largest message are larger than a packet; the kernel's

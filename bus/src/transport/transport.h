@@ -54,12 +54,12 @@ struct Transport {
     uint32_t held_places; // connections whose close event has not run
     uint32_t taps;
     int32_t process_id;   // this one's, for taps: asking the kernel for each record would cost as much as writing it
-    uint32_t last_number; // of a connection
-    uint32_t ends;        // noticed so far
+    uint64_t last_number; // of a connection
+    uint64_t ends;        // noticed so far
     int32_t passing;    // a process whose places are about to become free: nobody is taken in before; 0: there is none
     uint64_t accept_at; // listeners pause until then; kNever: they do not
-    uint32_t read_last; // number of the connection behind which reading begins; 0: at the oldest
-    uint32_t waits_first; // of the first one in this turn whose packet found no room for its descriptors; 0: all did
+    uint64_t read_last; // number of the connection behind which reading begins; 0: at the oldest
+    uint64_t waits_first; // of the first one in this turn whose packet found no room for its descriptors; 0: all did
     bool any_readable;    // the loop has seen something to read on some connection
     bool output_waits;    // something was queued outside a turn
     bool ending;          // nothing new begins
