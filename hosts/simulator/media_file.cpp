@@ -7,7 +7,6 @@
 #include "packet_block.h"
 #include "plain_file.h"
 
-#include <atomic>
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -23,12 +22,23 @@ namespace {
 constexpr uint32_t kBuffer = 256 * 1024; // bytes; a power of two
 constexpr time_t kLastSeconds = 1;       // for what is left at the end of the process
 
+// What both threads see. <atomic> would bring in a C++ library, and not every gateway has one.
+template <typename T>
+class Shared {
+public:
+    T load() const { return __atomic_load_n(&value_, __ATOMIC_ACQUIRE); }
+    void store(T value) { __atomic_store_n(&value_, value, __ATOMIC_RELEASE); }
+
+private:
+    T value_;
+};
+
 int file = -1;
 uint8_t buffer[kBuffer];
-std::atomic<uint32_t> put;   // bytes that have come in, in all; their place is that modulo the buffer
-std::atomic<uint32_t> taken; // bytes that have been written
-std::atomic<int> fault;      // errno of the writer
-std::atomic<bool> ends;
+Shared<uint32_t> put;   // bytes that have come in, in all; their place is that modulo the buffer
+Shared<uint32_t> taken; // bytes that have been written
+Shared<int> fault;      // errno of the writer
+Shared<bool> ends;
 sem_t work, done;
 uint64_t lost; // since the last packet that was put
 bool told;
@@ -53,24 +63,24 @@ bool piece_write(const uint8_t *bytes, uint32_t size) {
 }
 
 void buffer_write(off_t *whole) {
-    const uint32_t begin = taken.load(std::memory_order_relaxed);
-    const uint32_t size = put.load(std::memory_order_acquire) - begin;
+    const uint32_t begin = taken.load();
+    const uint32_t size = put.load() - begin;
     if (size == 0)
         return;
     const uint32_t at = begin % kBuffer, first = size < kBuffer - at ? size : kBuffer - at;
     if (piece_write(buffer + at, first) && piece_write(buffer, size - first)) {
         *whole += size;
-        taken.store(begin + size, std::memory_order_release);
+        taken.store(begin + size);
         return;
     }
-    fault.store(errno, std::memory_order_relaxed);
+    fault.store(errno);
     whole_blocks_keep(*whole);
 }
 
 void *writer_run(void *begin) {
     off_t whole = *static_cast<off_t *>(begin);
-    while (fault.load(std::memory_order_relaxed) == 0) {
-        const bool last = ends.load(std::memory_order_acquire);
+    while (fault.load() == 0) {
+        const bool last = ends.load();
         buffer_write(&whole);
         if (last)
             break;
@@ -101,7 +111,7 @@ void writer_end() {
     timespec until;
     clock_gettime(CLOCK_REALTIME, &until);
     until.tv_sec += kLastSeconds;
-    ends.store(true, std::memory_order_release);
+    ends.store(true);
     sem_post(&work);
     while (sem_timedwait(&done, &until) != 0 && errno == EINTR)
         ;
@@ -128,7 +138,7 @@ bool file_start() {
 }
 
 bool is_over() {
-    const int error = fault.load(std::memory_order_relaxed);
+    const int error = fault.load();
     if (error != 0 && !told)
         say("media file ends: %s", strerror(error));
     told = error != 0;
@@ -153,7 +163,7 @@ const char *media_file_take(const char *path) {
 
 void media_file_begin() {
     if (file >= 0 && !file_start())
-        fault.store(errno != 0 ? errno : EIO, std::memory_order_relaxed);
+        fault.store(errno != 0 ? errno : EIO);
 }
 
 void media_file_add(const media_file_packet *packet, const uint8_t *bytes, size_t size) {
@@ -163,8 +173,8 @@ void media_file_add(const media_file_packet *packet, const uint8_t *bytes, size_
     const moment now = moment_of_day();
     const uint64_t time = now.seconds * 1000000000 + now.nanoseconds - packet->age;
     const uint32_t whole = packet_block_write(packet, time, lost, bytes, size, block);
-    const uint32_t begin = put.load(std::memory_order_relaxed);
-    if (whole == 0 || whole > kBuffer - (begin - taken.load(std::memory_order_acquire))) {
+    const uint32_t begin = put.load();
+    if (whole == 0 || whole > kBuffer - (begin - taken.load())) {
         lost++;
         return;
     }
@@ -172,6 +182,6 @@ void media_file_add(const media_file_packet *packet, const uint8_t *bytes, size_
     const uint32_t at = begin % kBuffer, first = whole < kBuffer - at ? whole : kBuffer - at;
     memcpy(buffer + at, block, first);
     memcpy(buffer, block + first, whole - first);
-    put.store(begin + whole, std::memory_order_release);
+    put.store(begin + whole);
     sem_post(&work);
 }
