@@ -1,5 +1,10 @@
 # The two sets of compiler flags: what every target gets, and what a library without the C++ runtime gets on top.
 
+# Logs and captures of more than 2 GiB, and numbers of files beyond 32 bits: without it such a file cannot even be looked at.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
+
 add_library(voice_warnings INTERFACE)
 target_compile_options(voice_warnings INTERFACE -Wall -Wextra $<$<BOOL:${VOICE_WERROR}>:-Werror>
     # clang counts braces that C++ lets one leave out, as in rows of tests that begin with a base class.

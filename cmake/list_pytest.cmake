@@ -36,7 +36,8 @@ function(pytest_test what)
         "[==[${SOURCE}/${what}]==])\n"
         "set_tests_properties([==[${name}]==] PROPERTIES WORKING_DIRECTORY \"${SOURCE}\" "
         "SKIP_REGULAR_EXPRESSION \"(^|\n)[0-9]+ skipped\" "
-        "ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE};PYTHONDONTWRITEBYTECODE=\")\n")
+        "ENVIRONMENT \"VOICE_BIN=${BIN};VOICE_CC=${CC};VOICE_BYTE_ORDER=${ORDER};PYTHONPYCACHEPREFIX=${CACHE};"
+        "PYTHONDONTWRITEBYTECODE=\")\n")
     if(ARGN)
         list(JOIN ARGN " " properties)
         string(APPEND text "set_tests_properties([==[${name}]==] PROPERTIES ${properties})\n")

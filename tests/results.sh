@@ -69,6 +69,6 @@ test_names() { ctest --test-dir "$1" -N | sed -n 's/^ *Test *#[0-9]*: //p' | sor
 
 # show_failures LOG: what the tests that failed had to say.
 show_failures() {
-    grep -vE '^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* (Passed|Skipped) +[0-9.]+ sec$|^Test project |^$' \
-        "$1" | head -n 300 >&2
+    awk '!/^ *Start +[0-9]+: |^ *[0-9]+\/[0-9]+ Test +#[0-9]+: .* (Passed|Skipped) +[0-9.]+ sec$|^Test project |^$/ &&
+        ++shown <= 300' "$1" >&2
 }

@@ -62,6 +62,22 @@ class Results(unittest.TestCase):
             done = run(command, path)
         return done.stdout.splitlines()
 
+    def failures(self, lines):
+        """What is shown of ctest's log, and that the run goes on then."""
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "test.log"
+            path.write_text("".join(line + "\n" for line in lines), encoding="utf-8")
+            done = run('show_failures "$1"; say goes on', path)
+        self.assertEqual(done.stdout, "goes on\n")
+        return done.stderr.splitlines()
+
+    def test_of_failures_300_lines_are_shown(self):
+        self.assertEqual(self.failures(["wrong"] * 100000), ["wrong"] * 300)
+
+    def test_nothing_is_shown_of_what_passed(self):
+        passed = ["Test project /x", "", "      Start  1: a.b", " 1/20 Test  #1: a.b ...   Passed    0.01 sec"]
+        self.assertEqual(self.failures(passed), [])
+
     def test_patterns_of_a_place_and_of_all(self):
         rows = ["# a list", "here | ^a\\. | because", "there | ^b\\. | because", "all | ^c\\.(d|e) | because"]
         self.assertEqual(self.not_run('not_run "$1" here', rows), ["^a\\.|^c\\.(d|e)"])

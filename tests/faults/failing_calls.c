@@ -318,23 +318,23 @@ int epoll_wait(int epoll, struct epoll_event *events, int most, int timeout) {
     return real(epoll, events, most, timeout);
 }
 
-int open(const char *path, int flags, ...) {
-    static int (*real)(const char *, int, ...);
-    va_list more;
-    va_start(more, flags);
-    mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
-    va_end(more);
-    if (real == NULL)
-        real = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open");
-    return fails(OPEN) ? -1 : real(path, flags, mode);
-}
+/* Programs of 32 bits that know files of more than 2 GiB call the second of each pair. */
+#define OPENING(name)                                                        \
+    int name(const char *path, int flags, ...) {                             \
+        static int (*real)(const char *, int, ...);                          \
+        va_list more;                                                        \
+        va_start(more, flags);                                               \
+        mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;     \
+        va_end(more);                                                        \
+        if (real == NULL)                                                    \
+            real = (int (*)(const char *, int, ...))dlsym(RTLD_NEXT, #name); \
+        return fails(OPEN) ? -1 : real(path, flags, mode);                   \
+    }
+OPENING(open)
+OPENING(open64)
 
-FILE *fopen(const char *path, const char *mode) {
-    static FILE *(*real)(const char *, const char *);
-    if (real == NULL)
-        real = (FILE * (*)(const char *, const char *)) dlsym(RTLD_NEXT, "fopen");
-    return fails(OPEN) ? NULL : real(path, mode);
-}
+FAILING(OPEN, FILE *, NULL, fopen, (const char *path, const char *mode), (path, mode))
+FAILING(OPEN, FILE *, NULL, fopen64, (const char *path, const char *mode), (path, mode))
 
 /* Only what adds a descriptor fails: that alone needs memory. */
 int epoll_ctl(int epoll, int operation, int fd, struct epoll_event *event) {
@@ -345,15 +345,18 @@ int epoll_ctl(int epoll, int operation, int fd, struct epoll_event *event) {
 }
 
 /* Only what makes a second descriptor of one fails. */
-int fcntl(int fd, int command, ...) {
-    static int (*real)(int, int, ...);
-    va_list more;
-    va_start(more, command);
-    long argument = va_arg(more, long);
-    va_end(more);
-    if (real == NULL)
-        real = (int (*)(int, int, ...))dlsym(RTLD_NEXT, "fcntl");
-    if ((command == F_DUPFD || command == F_DUPFD_CLOEXEC) && fails(DUP))
-        return -1;
-    return real(fd, command, argument);
-}
+#define DUPLICATING(name)                                                     \
+    int name(int fd, int command, ...) {                                      \
+        static int (*real)(int, int, ...);                                    \
+        va_list more;                                                         \
+        va_start(more, command);                                              \
+        long argument = va_arg(more, long);                                   \
+        va_end(more);                                                         \
+        if (real == NULL)                                                     \
+            real = (int (*)(int, int, ...))dlsym(RTLD_NEXT, #name);           \
+        if ((command == F_DUPFD || command == F_DUPFD_CLOEXEC) && fails(DUP)) \
+            return -1;                                                        \
+        return real(fd, command, argument);                                   \
+    }
+DUPLICATING(fcntl)
+DUPLICATING(fcntl64)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """One call of one process that fails once: the library that is preloaded for it, and how a trial with it goes."""
 
+import os
 import struct
 import subprocess
 from pathlib import Path
@@ -12,11 +13,12 @@ COUNTED = (*KINDS, "sent", "received")  # in the order of their counters; the la
 
 
 def compile_preload(folder):
-    """Makes the library that is preloaded, in a folder that is made too."""
+    """Makes the library that is preloaded, for the processor of the programs, in a folder that is made too."""
     folder.mkdir(parents=True, exist_ok=True)
     library = folder / "libvoice_failing_calls.so"
     source = Path(__file__).with_name("failing_calls.c")
-    command = ["cc", "-std=c11", "-Wall", "-Wextra", "-Werror", "-O1", "-fPIC", "-shared", "-o", library, source]
+    compiler = os.environ.get("VOICE_CC", "cc")
+    command = [compiler, "-std=c11", "-Wall", "-Wextra", "-Werror", "-O1", "-fPIC", "-shared", "-o", library, source]
     subprocess.run(list(map(str, command)), check=True)
     return library
 
