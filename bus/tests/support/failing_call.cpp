@@ -27,23 +27,33 @@ bool fails_now(const char *name) {
 
 } // namespace
 
-// WRAP(result, name, parameters with their types, arguments, what it answers when it fails)
-#define WRAP(result, name, parameters, arguments, failure)             \
+// WRAP_AS(symbol, result, name, parameters with their types, arguments, what it answers when it fails): the linker knows the
+// call by its symbol, tests know it by its name.
+#define WRAP_AS(symbol, result, name, parameters, arguments, failure)  \
     extern "C" {                                                       \
-    result __real_##name parameters;                                   \
-    result __wrap_##name parameters;                                   \
+    result __real_##name parameters __asm__("__real_" symbol);         \
+    result __wrap_##name parameters __asm__("__wrap_" symbol);         \
     result __wrap_##name parameters {                                  \
         return fails_now(#name) ? (failure) : __real_##name arguments; \
     }                                                                  \
     }
+#define WRAP(result, name, parameters, arguments, failure) WRAP_AS(#name, result, name, parameters, arguments, failure)
+
+// What tells sizes of files has another symbol where a word has 32 bits.
+#if __SIZEOF_POINTER__ == 4
+#define WRAP_LARGE(result, name, parameters, arguments, failure) \
+    WRAP_AS(#name "64", result, name, parameters, arguments, failure)
+#else
+#define WRAP_LARGE WRAP
+#endif
 
 WRAP(int, accept4, (int fd, sockaddr *address, socklen_t *size, int flags), (fd, address, size, flags), -1)
 WRAP(int, chmod, (const char *path, mode_t mode), (path, mode), -1)
 WRAP(int, close, (int fd), (fd), -1)
 WRAP(int, epoll_wait, (int fd, epoll_event *events, int count, int timeout), (fd, events, count, timeout), -1)
 WRAP(int, fchmod, (int fd, mode_t mode), (fd, mode), -1)
-WRAP(int, fstat, (int fd, struct stat *status), (fd, status), -1)
-WRAP(int, getrlimit, (__rlimit_resource_t resource, rlimit *limit), (resource, limit), -1)
+WRAP_LARGE(int, fstat, (int fd, struct stat *status), (fd, status), -1)
+WRAP_LARGE(int, getrlimit, (__rlimit_resource_t resource, rlimit *limit), (resource, limit), -1)
 WRAP(int, getsockopt, (int fd, int level, int name, void *value, socklen_t *size), (fd, level, name, value, size), -1)
 WRAP(int, listen, (int fd, int backlog), (fd, backlog), -1)
 WRAP(tm *, localtime_r, (const time_t *time, tm *parts), (time, parts), nullptr)
