@@ -78,7 +78,7 @@ const char *channel_name(const Call &c) {
 
 bool play_signal(Call &c) {
     Bytes signal;
-    if (!c.read_value("signal", signal)) {
+    if (!c.read_bytes("signal", signal)) {
         TRACE_ERROR_AS(c.function, "Missing argument cnx_info"); // Kept: reported under this name.
         c.missing_argument("cnx_info");
         return false;
