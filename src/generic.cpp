@@ -417,6 +417,13 @@ private:
     int fd_;
 };
 
+// An address of the host's, which may stand at any place in a record.
+sockaddr_in address_at(const void *place) {
+    sockaddr_in address;
+    memcpy(&address, place, sizeof address);
+    return address;
+}
+
 // The next port up, where the control flow is; it wraps after 65535.
 sockaddr_in neighbour(sockaddr_in address) {
     address.sin_port = htons(static_cast<uint16_t>(ntohs(address.sin_port) + 1));
@@ -439,14 +446,16 @@ int libvoice_connectMediaSockets(const struct sockaddr_in *local, const struct s
         TRACE_ERROR("failed to create local socket - %s", strerror(errno));
         return 0;
     }
+    const sockaddr_in from = address_at(local);
+    const sockaddr_in to = address_at(remote);
     // Both are tried before a failure is reported: the trace message shows the error of the last one that failed.
-    const bool bound = media.bind_to(*local);
-    if (!media_control.bind_to(neighbour(*local)) || !bound) {
+    const bool bound = media.bind_to(from);
+    if (!media_control.bind_to(neighbour(from)) || !bound) {
         TRACE_ERROR("failed to bind to local socket - %s", strerror(errno));
         return 0;
     }
-    const bool connected = media.connect_to(*remote);
-    if (!media_control.connect_to(neighbour(*remote)) || !connected) {
+    const bool connected = media.connect_to(to);
+    if (!media_control.connect_to(neighbour(to)) || !connected) {
         TRACE_ERROR("failed to connect to local socket to remote address - %s", strerror(errno));
         return 0;
     }

@@ -3,6 +3,7 @@
 #include <netinet/in.h> // sockaddr_in
 #include <stddef.h>     // offsetof
 #include <stdlib.h>     // calloc, malloc, free
+#include <string.h>     // memcpy
 
 #include "libvoice_plugin.h"
 #include "lifecycle.h"
@@ -31,14 +32,31 @@ static_assert(LIBVOICE_CNX_INFO_LOCAL == LIBVOICE_CNX_INFO_BYTES && sizeof(socka
 static_assert(LIBVOICE_CNX_INFO_REMOTE == LIBVOICE_CNX_INFO_LOCAL + sizeof(sockaddr_in));
 static_assert(LIBVOICE_CNX_INFO_SOCKET_BYTES == LIBVOICE_CNX_INFO_REMOTE + sizeof(sockaddr_in));
 
+// A word of a record, which may stand at any address: hosts put records together as bytes.
+uint32_t word_at(const void *record, size_t offset) {
+    uint32_t word;
+    memcpy(&word, static_cast<const char *>(record) + offset, sizeof word);
+    return word;
+}
+
+// The endpoint that a signal names.
+int32_t endpoint_of(const libvoice_signal_t *signal) {
+    return static_cast<int32_t>(word_at(signal, offsetof(libvoice_signal_t, endpoint)));
+}
+
 // A record goes out whole: its head, then as many bytes as it announces. No: the two do not fit a 32-bit count.
 template <typename Head>
-bool add_record(request_t *request, const char *name, const Head *head) {
-    const uint64_t bytes = sizeof(Head) + static_cast<uint64_t>(head->length);
+bool add_record(request_t *request, const char *name, const Head *record) {
+    const uint64_t bytes = sizeof(Head) + static_cast<uint64_t>(word_at(record, offsetof(Head, length)));
     if (bytes > UINT32_MAX)
         return false;
-    voice::add_bytes(request, name, head, static_cast<uint32_t>(bytes));
+    voice::add_bytes(request, name, record, static_cast<uint32_t>(bytes));
     return true;
+}
+
+// A set made here: it stands as the compiler wants it, and its length is that of what was added.
+void add_set(request_t *request, const char *name, const libvoice_param_block_t &set) {
+    voice::add_bytes(request, name, &set, static_cast<uint32_t>(sizeof set.head) + set.head.length);
 }
 
 request_t *endpoint_request(const char *path, const char *function) {
@@ -243,7 +261,7 @@ int libvoice_kex_exit_plugin(const char *name, uint32_t reason) {
 // ---- Requests of the voice application: signals and media
 
 void libvoice_send_signal(libvoice_signal_t *message) {
-    const char *path = message ? libvoice_get_endpoint_path(message->endpoint) : nullptr;
+    const char *path = message ? libvoice_get_endpoint_path(endpoint_of(message)) : nullptr;
     if (!path) {
         TRACE_ERROR_Z(kSignal, "Failed to create endpoint object path");
         return;
@@ -259,7 +277,7 @@ void libvoice_send_signal(libvoice_signal_t *message) {
         request_destroy(request);
         return;
     }
-    voice::send_and_forget(request, libvoice_get_endpoint_peer(message->endpoint), kSignal);
+    voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint_of(message)), kSignal);
 }
 
 uint32_t libvoice_create_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t fd0, int32_t fd1, int32_t fd2) {
@@ -345,7 +363,7 @@ int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32
         free(set);
         return 0;
     }
-    add_record(request, "param_set_params", &set->head);
+    add_set(request, "param_set_params", *set);
     const bool sent = voice::send_and_forget(request, peer, kSignal);
     free(set);
     return sent;
@@ -377,7 +395,7 @@ int libvoice_get_params(int32_t endpoint, uint32_t id, uint32_t context) {
     if (word)
         *word = context;
     request_setData(request, word);
-    add_record(request, "param_set_request", &set->head);
+    add_set(request, "param_set_request", *set);
     free(set);
     if (!word || !voice::request_send(request, libvoice_get_endpoint_peer(endpoint))) {
         TRACE_ERROR_Z(kNoZone, "Failed to send request.");

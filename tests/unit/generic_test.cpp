@@ -538,6 +538,22 @@ TEST_F(MediaSockets, ThePairStandsOnNeighbouringPorts) {
     close(control_);
 }
 
+TEST_F(MediaSockets, AddressesMayStandAtAnyPlaceOfARecord) {
+    const uint16_t port = free_pair();
+    const sockaddr_in local = address(own_host(), port), remote = address("127.0.0.1", 6000);
+    char record[1 + 2 * sizeof(sockaddr_in)];
+    memcpy(record + 1, &local, sizeof(local));
+    memcpy(record + 1 + sizeof(local), &remote, sizeof(remote));
+    const void *first = record + 1, *second = record + 1 + sizeof(local);
+    ASSERT_EQ(libvoice_connectMediaSockets(static_cast<const sockaddr_in *>(first),
+                                           static_cast<const sockaddr_in *>(second), &stream_, &control_),
+              1);
+    EXPECT_EQ(local_port(control_), port + 1);
+    EXPECT_EQ(remote_port(control_), 6001);
+    close(stream_);
+    close(control_);
+}
+
 TEST_F(MediaSockets, ANeighbourThatIsTakenFails) {
     const uint16_t port = free_pair();
     const int taken = bound_socket(static_cast<uint16_t>(port + 1));

@@ -31,17 +31,19 @@ void on_get_done(request_t *) {}
 void on_init_reply(request_t *, reply_item_t *) {}
 void on_exit_reply(request_t *, reply_item_t *) {}
 
-// A record in a heap block of exactly its size: a read past its end shows in the sanitizer.
+// A record at the end of a heap block: a read past its end shows in the sanitizer. The block begins `at` bytes before
+// it; where that is no whole word, a read that expects its words on word boundaries shows too.
 template <typename Record>
 class Block {
 public:
-    explicit Block(const std::string &bytes) : bytes_(new char[bytes.size()]) {
-        memcpy(bytes_.get(), bytes.data(), bytes.size());
+    explicit Block(const std::string &bytes, size_t at = 0) : bytes_(new char[at + bytes.size()]), at_(at) {
+        memcpy(bytes_.get() + at, bytes.data(), bytes.size());
     }
-    Record *get() { return reinterpret_cast<Record *>(bytes_.get()); }
+    Record *get() { return reinterpret_cast<Record *>(bytes_.get() + at_); }
 
 private:
     std::unique_ptr<char[]> bytes_;
+    size_t at_;
 };
 
 class Requests : public VoiceTest {
@@ -278,6 +280,15 @@ TEST_F(SendEvent, TheWholeMessageTravelsAsItStands) {
     }
 }
 
+TEST_F(SendEvent, TheMessageMayStandAtAnyAddress) {
+    for (const size_t at : {1u, 2u, 3u}) {
+        const std::string bytes = event_bytes(5, "params");
+        Block<libvoice_event_t> event(bytes, at);
+        EXPECT_EQ(libvoice_send_event(event.get()), 0u);
+        EXPECT_EQ(bus().record(static_cast<unsigned>(at)).parameter("event").data, bytes) << at;
+    }
+}
+
 TEST_F(SendEvent, BeforeInitialisationNothingElseIsLookedAt) {
     _PLUGIN_NAME[0] = '\0';
     Block<libvoice_event_t> event(event_bytes(5, ""));
@@ -492,6 +503,16 @@ TEST_F(SendSignal, TheWholeMessageTravelsToItsEndpoint) {
             EXPECT_EQ(bus().record(1).parameter("signal").data, bytes);
             expect_settled(text("%zu parameter bytes", length));
         }
+}
+
+TEST_F(SendSignal, TheMessageMayStandAtAnyAddress) {
+    for (const size_t at : {1u, 2u, 3u}) {
+        const std::string bytes = signal_bytes(5, "params");
+        Block<libvoice_signal_t> signal(bytes, at);
+        libvoice_send_signal(signal.get());
+        EXPECT_EQ(bus().record(static_cast<unsigned>(at)).parameter("signal").data, bytes) << at;
+    }
+    EXPECT_THAT(bus().complaints(), IsEmpty());
 }
 
 TEST_F(SendSignal, AnUnknownEndpoint) {
