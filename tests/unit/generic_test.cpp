@@ -583,6 +583,28 @@ TEST_F(MediaSockets, AFirstPortThatIsTakenFails) {
     close(taken);
 }
 
+// Only root may have the first port, and another socket has the second.
+TEST_F(MediaSockets, BothBindsAreTriedAndTheErrorOfTheLastOneIsShown) {
+    const uid_t user = geteuid();
+    const int taken = bound_socket(1024);
+    if (taken < 0)
+        GTEST_SKIP() << "port 1024 is taken on this machine";
+    const sockaddr_in local = address(own_host(), 1023), remote = address("127.0.0.1", 6000);
+    const bool ordinary = user != 0 || seteuid(65534) == 0;
+    const int probe = bound_socket(1023);
+    const int answer = libvoice_connectMediaSockets(&local, &remote, &stream_, &control_);
+    if (user == 0 && ordinary) {
+        ASSERT_EQ(seteuid(user), 0);
+    }
+    close(taken);
+    if (probe >= 0) {
+        close(probe);
+        GTEST_SKIP() << "any user may have any port on this machine";
+    }
+    EXPECT_EQ(answer, 0);
+    EXPECT_LOG_WITHOUT_MARKERS(kSockets + "failed to bind to local socket - Address already in use");
+}
+
 TEST_F(MediaSockets, AnAddressThatIsNotOursFails) {
     expect_failure(address("192.0.2.1", 5000), address("127.0.0.1", 6000),
                    "failed to bind to local socket - Cannot assign requested address");
