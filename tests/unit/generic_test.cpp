@@ -416,6 +416,8 @@ TEST_F(EndpointTable, PrintingShowsElevenLinesPerEntry) {
         EXPECT_EQ(line.message, messages[i]);
         EXPECT_EQ(line.function, "libvoice_print_endpoints");
         EXPECT_EQ(line.zone, "LIBV");
+        EXPECT_EQ(line.line, bus().traces()[0].line + static_cast<int>(i))
+            << "a source line each, one behind the other";
     }
 }
 

@@ -389,6 +389,23 @@ TEST_F(EndPointEvent, AnUnknownEndpointFailsSilentlyAndAnswersTrue) {
     }
 }
 
+TEST_F(EndPointEvent, OnlyANegativeNumberIsNoEndpoint) {
+    for (const int32_t number : {0, -7}) {
+        again();
+        have_endpoint(3, "FXS1", number);
+        Call call;
+        call.on(endpoint_object()).with("event", Value::bytes(message_)).with("channel_id", Value::u32(2));
+        EXPECT_EQ(call.run(__EndPoint_event), 0);
+        const auto reached = testing::Contains("voice_plugin_event(endpoint 0, channel 2)");
+        if (number == 0) {
+            EXPECT_THAT(bus().acts(), reached);
+        } else {
+            EXPECT_LOG_OF(kEvent, enter(kEvent), kFalse, kDestroyed, leave(kEvent), kTrue);
+        }
+        expect_settled(text("number %d", number));
+    }
+}
+
 TEST_F(EndPointEvent, MissingEventAnswersTrueToo) {
     Call call;
     EXPECT_EQ(call.on(endpoint_object()).with("channel_id", Value::u32(2)).run(__EndPoint_event), 0);
@@ -550,6 +567,14 @@ TEST_P(EndPointMedia, AnUnknownEndpointIsRefused) {
                       leave(function()));
         expect_settled("unknown endpoint");
     }
+}
+
+TEST_P(EndPointMedia, ANegativeNumberIsNoEndpointAndIsShown) {
+    have_endpoint(3, "FXS1", -7);
+    Call call;
+    EXPECT_EQ(run(call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx(704)))), 2);
+    EXPECT_THAT(bus().complaints(), ElementsAre(said("x", function(), "Invalid endpoint id -7")));
+    EXPECT_THAT(call.errors(), ElementsAre("196640 \"Invalid endpoint\" \"id\""));
 }
 
 TEST_P(EndPointMedia, MissingConnectionInformation) {
@@ -920,10 +945,14 @@ TEST_F(EndPointSet, TheSetReachesThePlugin) {
 }
 
 TEST_F(EndPointSet, AnEmptySetAnswersFalseWithoutTheCallback) {
-    Call call;
-    EXPECT_EQ(call.with("param_set_params", Value::bytes(set_bytes(""))).run(__EndPoint_set), 2);
-    EXPECT_LOG_OF(kSet, enter(kSet), read("ByteArray", "param_set_params", Value::bytes(set_bytes(""))), kFalse,
-                  kDestroyed, leave(kSet));
+    for (const std::string &empty : {set_bytes(""), set_bytes("") + item(kId, "abcd")}) {
+        again();
+        Call call;
+        EXPECT_EQ(call.with("param_set_params", Value::bytes(empty)).run(__EndPoint_set), 2);
+        EXPECT_LOG_OF(kSet, enter(kSet), read("ByteArray", "param_set_params", Value::bytes(empty)), kFalse, kDestroyed,
+                      leave(kSet));
+        expect_settled(text("%zu bytes", empty.size()));
+    }
 }
 
 TEST_F(EndPointSet, AFailingCallbackAnswersFalse) {
@@ -1665,6 +1694,12 @@ TEST_F(DeregisterEndpoint, AnUnknownNumberIsNoError) {
                   said("i", kDeregisterEndpoint, "Deregister endpoint '65535'."), kDestroyed, kTrue,
                   leave(kDeregisterEndpoint));
     EXPECT_EQ(endpt_table[3].used, 1u);
+}
+
+TEST_F(DeregisterEndpoint, TheNumberIsReadWithoutASign) {
+    have_endpoint(4, "FXS2", -1);
+    EXPECT_EQ(Call().with("endpoint", Value::u16(65535)).run(__VoiceService_deregister_endpoint), 0);
+    EXPECT_EQ(endpt_table[4].used, 1u);
 }
 
 TEST_F(DeregisterEndpoint, AMissingNumberIsReportedAsType) {

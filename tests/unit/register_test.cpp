@@ -547,6 +547,14 @@ TEST_F(RegisterEndpoint, AnObjectThatExistsDoesNotStopTheRegistration) {
     EXPECT_EQ(number, 7);
 }
 
+TEST_F(RegisterEndpoint, ARefusalTakesAnObjectThatExistedToo) {
+    bus().object("FXS.EndPoint.FXS1");
+    bus().answer("register_endpoint", Reply().error(1, "", ""));
+    int32_t number = 99;
+    EXPECT_EQ(libvoice_register_endpoint(3, "FXS1", nullptr, codecs(0), &number), 4u);
+    EXPECT_FALSE(bus().exists("FXS.EndPoint.FXS1"));
+}
+
 TEST_F(RegisterEndpoint, AFullTableIsFourAndNothingIsUndone) {
     for (unsigned i = 0; i < 32; ++i)
         have_endpoint(i, text("E%u", i).c_str(), static_cast<int32_t>(100 + i));
