@@ -42,9 +42,8 @@ void line_settle(line *who) {
     if (left != nullptr && (who->state == LINE_DIAL_TONE || who->state == LINE_COLLECTING))
         return;
     if (left == nullptr && (who->state == LINE_DIAL_TONE || who->state == LINE_COLLECTING || who->state == LINE_BUSY))
-        return; // the held party gave up while we were dialling
-    line_signal(who, LIBVOICE_SIGNAL_cg_bt);
-    line_set_state(who, LINE_BUSY); // with a held call left, a flash brings it back
+        return;                              // the held party gave up while we were dialling
+    line_reject(who, LIBVOICE_SIGNAL_cg_bt); // with a held call left, a flash brings it back
 }
 
 } // namespace

@@ -133,6 +133,38 @@ TEST_F(Dialling, AReceiverThatNobodyPutsBackIsRemindedOf) {
     EXPECT_EQ(app().state(first), "idle");
 }
 
+TEST_F(Dialling, WhoStaysBehindWhenTheOtherOneHangsUpIsRemindedTo) {
+    lift(first);
+    app().dial(first, "102");
+    lift(second);
+    app().event(second, LIBVOICE_EVENT_al_on);
+    EXPECT_EQ(app().state(first), "busy");
+    app().sent();
+    bus().advance(59999);
+    EXPECT_EQ(app().sent(), "");
+    bus().advance(1);
+    EXPECT_EQ(app().sent(), "101: tonegen_pt");
+    bus().advance(60000);
+    EXPECT_EQ(app().sent(), "101: silence");
+}
+
+// With somebody on hold too: a flash ends the reminder, and goes back.
+TEST_F(Dialling, WhoGoesBackToAHeldCallIsNotRemindedAnyMore) {
+    lift(first);
+    app().dial(first, "102");
+    lift(second);
+    app().event(first, LIBVOICE_EVENT_al_fl);
+    app().dial(first, "401");
+    lift(handset);
+    app().event(handset, LIBVOICE_EVENT_al_on);
+    EXPECT_EQ(app().state(first), "busy");
+    app().event(first, LIBVOICE_EVENT_al_fl);
+    EXPECT_EQ(app().state(first), "talking");
+    app().sent();
+    bus().advance(120000);
+    EXPECT_EQ(app().sent(), "");
+}
+
 TEST_F(Dialling, WhoHangsUpInTimeIsNotRemindedOf) {
     lift(first);
     bus().advance(20000);
