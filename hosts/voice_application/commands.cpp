@@ -68,8 +68,10 @@ const char *line_change_codec(line *who, const char *name) {
             return command_error("%s does not offer %s", own->who->label, codec_name(wanted->codec));
     it->codec = codec;
     const char *wrong = media_change(it, VOICE_MODE_SEND_RECEIVE);
-    if (wrong != nullptr)
+    if (wrong != nullptr) {
+        call_end(it, nullptr, wrong); // what is left of its media would be silent, or of two codecs
         return wrong;
+    }
     say("call %u %s codec=%s", it->id, call_text(it), codec_name(codec.codec));
     return nullptr;
 }

@@ -2,6 +2,7 @@
 // Media of calls: which codec, which ports, and what both plugins are told.
 #include "application.h"
 #include "calls.h"
+#include "commands.h"
 #include "local_sockets.h"
 #include "media.h"
 
@@ -249,6 +250,20 @@ TEST_F(Media, HoldByAddressDestroysAndCreates) {
     EXPECT_EQ(app().sent(), "T1: destroy, cg_dt | T2: destroy, srvtn_ht");
     app().event(from, LIBVOICE_EVENT_al_fl);
     EXPECT_EQ(app().sent(), "T1: silence, create | T2: silence, create");
+}
+
+// A call without media would stay silent until somebody hangs up.
+TEST_F(Media, CodecThatCannotBeSetUpEndsTheCall) {
+    char command[] = "codec 101 PCMU";
+    libvoice_set_convert_media(1);
+    const int32_t from = telephone("T1", {kPcma, kPcmu}), to = telephone("T2", {kPcma, kPcmu});
+    talk(from, to);
+    app().said();
+    bus().fail_always("kex_sendRequest");
+    EXPECT_NE(command_run(command), nullptr);
+    EXPECT_THAT(app().said(), Contains(testing::StartsWith("call N 101->102 ended: ")));
+    EXPECT_EQ(app().state(from), "busy");
+    EXPECT_EQ(app().state(to), "busy");
 }
 
 std::string cause(int32_t number) {
