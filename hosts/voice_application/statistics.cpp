@@ -28,7 +28,7 @@ constexpr size_t kStatisticCount = sizeof kStatistics / sizeof kStatistics[0];
 struct statistics_row {
     uint32_t call;
     char line[40];
-    int32_t values[kStatisticCount];
+    uint32_t values[kStatisticCount];
 };
 
 constexpr uint32_t kStatisticsKept = 32;
@@ -52,9 +52,9 @@ void statistics_take(const line *who, uint32_t appearance, voice_params_t params
     char text[512] = "";
     size_t used = 0;
     for (size_t i = 0; i < kStatisticCount; i++) {
-        voice_params_get_i32(params, kStatistics[i].id, &row->values[i]);
+        voice_params_get_u32(params, kStatistics[i].id, &row->values[i]);
         used += static_cast<size_t>(
-            snprintf(text + used, sizeof text - used, " %s=%d", kStatistics[i].name, row->values[i]));
+            snprintf(text + used, sizeof text - used, " %s=%u", kStatistics[i].name, row->values[i]));
     }
     say("stats call=%u line=%s%s", row->call, row->line, text);
 }
@@ -72,7 +72,7 @@ const char *statistics_print() {
         used = static_cast<size_t>(snprintf(text, sizeof text, "%6u %-12s", row->call, row->line));
         for (size_t k = 0; k < kStatisticCount; k++)
             used += static_cast<size_t>(
-                snprintf(text + used, sizeof text - used, " %*d", column_width(&kStatistics[k]), row->values[k]));
+                snprintf(text + used, sizeof text - used, " %*u", column_width(&kStatistics[k]), row->values[k]));
         answer("%s", text);
     }
     return nullptr;

@@ -54,6 +54,15 @@ TEST_F(Statistics, WhatIsNotReportedIsZero) {
                                "overruns=0 underruns=0 jbmin=0 jbavg=0 jbmax=0 latency=0");
 }
 
+// 8,000 bytes a second are 2 GiB after three days.
+TEST_F(Statistics, CountWithoutASign) {
+    app().event(line, LIBVOICE_EVENT_zil_call_stats, item(LIBVOICE_PARAM_zil_call_stats_txbytes, word(0xFFFFFFFF)));
+    EXPECT_LINES(app().said(), "stats call=N line=101 tx=0 txbytes=4294967295 rx=0 rxbytes=0 lost=0 discarded=0 "
+                               "jitter=0 overruns=0 underruns=0 jbmin=0 jbavg=0 jbmax=0 latency=0");
+    statistics_print();
+    EXPECT_NE(app().said().back().find(" 4294967295 "), std::string::npos);
+}
+
 // They arrive after the end of the call, when the line may have another one.
 TEST_F(Statistics, BelongToTheLastCallOfTheirAppearance) {
     app().event(line, LIBVOICE_EVENT_al_of);
