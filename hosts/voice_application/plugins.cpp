@@ -18,6 +18,7 @@ constexpr uint32_t kFirstEndpointLimit = 2000; // ms from a plugin's registratio
 // What was said of an entry of the library's table.
 struct known_plugin {
     char name[LIBVOICE_PLUGIN_NAME_BYTES]; // empty: nothing
+    const peer_t *peer;                    // whose name it is, only to be compared
     kex_timer_t *timer;                    // until its first endpoint comes
 };
 
@@ -26,6 +27,7 @@ known_plugin known_plugins[LIBVOICE_PLUGINS];
 
 void plugin_forget(known_plugin *known) {
     known->name[0] = 0;
+    known->peer = nullptr;
     timer_stop(&known->timer);
 }
 
@@ -107,9 +109,12 @@ void plugins_say_new() {
     for (uint32_t i = 0; i < LIBVOICE_PLUGINS; i++) {
         const voice_plugin_entry_t *entry = &voice_plugin_table[i];
         known_plugin *known = &known_plugins[i];
-        if (!entry->used || strcmp(known->name, entry->plugin_name) == 0)
+        if (!entry->used || (known->peer == entry->peer && strcmp(known->name, entry->plugin_name) == 0))
             continue;
+        if (known->name[0] != 0) // it has left, and its connection is still to close
+            say("plugin %s left", known->name);
         memcpy(known->name, entry->plugin_name, sizeof known->name);
+        known->peer = entry->peer;
         say("plugin %s registered", entry->plugin_name);
         timer_start(&known->timer, endpoint_missing, kFirstEndpointLimit);
     }

@@ -34,6 +34,34 @@ TEST_F(Registration, PluginsAreSaidWhenTheyComeAndGo) {
     EXPECT_LINES(app().said(), "plugin fxs2 lost");
 }
 
+// Its place in the table is free before its connection closes.
+TEST_F(Registration, PluginWhosePlaceIsTakenAtOnceIsToldOf) {
+    app().register_plugin("fxs1");
+    Call().from(bus().peer("fxs1")).with("plugin_name", Value::chars("fxs1")).run(__VoiceService_deregister_plugin);
+    app().register_plugin("fxs2");
+    EXPECT_LINES(app().said(), "plugin fxs1 registered", "plugin fxs1 left", "plugin fxs2 registered");
+    app().close("fxs1");
+    EXPECT_LINES(app().said());
+    app().close("fxs2");
+    EXPECT_LINES(app().said(), "plugin fxs2 lost");
+}
+
+// A process that is started again may be faster than the end of the one before.
+TEST_F(Registration, PluginWhoseNameIsTakenAtOnceIsToldOf) {
+    Call leave, back;
+    app().register_plugin("fxs1");
+    leave.from(bus().peer("fxs1")).with("plugin_name", Value::chars("fxs1"));
+    ASSERT_EQ(leave.run(__VoiceService_deregister_plugin), KEX_FUNCTION_DONE);
+    back.from(bus().peer("back")).with("plugin_name", Value::chars("fxs1"));
+    ASSERT_EQ(back.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
+    bus().advance(0);
+    EXPECT_LINES(app().said(), "plugin fxs1 registered", "plugin fxs1 left", "plugin fxs1 registered");
+    app().close("fxs1");
+    EXPECT_LINES(app().said());
+    app().close("back");
+    EXPECT_LINES(app().said(), "plugin fxs1 lost");
+}
+
 TEST_F(Registration, CountryIsThatOfTheSettings) {
     char country[3] = "";
     strcpy(the_plan.country, "FR");
