@@ -68,8 +68,9 @@ const char *ports_read(plan *into, const char *word) {
     char *end;
     long first = word == nullptr ? 0 : strtol(word, &end, 10);
     long last = first == 0 || *end != '-' ? 0 : strtol(end + 1, &end, 10);
-    if (last == 0 || *end != 0 || first < 1024 || last > 65535 || last - first < 3)
-        return "ports: expected a range of four ports or more, like 30000-30199";
+    const long first_even = first + first % 2;
+    if (last == 0 || *end != 0 || first < 1024 || last > 65535 || last - first_even < 3)
+        return "ports: expected a range of four ports or more from an even one on, like 30000-30199";
     into->first_port = static_cast<uint16_t>(first);
     into->last_port = static_cast<uint16_t>(last);
     return nullptr;

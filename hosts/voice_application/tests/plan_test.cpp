@@ -63,8 +63,12 @@ TEST_F(Plan, TheFirstBadLineIsNamed) {
     EXPECT_EQ(load("number 10\n"), ":1: number: expected an endpoint name");
     EXPECT_EQ(load("number 20 A\nnumber 20 B\n"), ":2: number: given twice");
     EXPECT_EQ(load("codecs PCMA,OPUSS\n"), ":1: codecs: expected names like PCMA,PCMU,G722");
-    EXPECT_EQ(load("ports 30000\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
-    EXPECT_EQ(load("ports 30000-30002\n"), ":1: ports: expected a range of four ports or more, like 30000-30199");
+    // A call needs two pairs, of which each begins with an even one.
+    for (const char *ports : {"30000", "30000-30002", "30001-30004", "65533-65535"})
+        EXPECT_EQ(load((std::string("ports ") + ports + "\n").c_str()),
+                  ":1: ports: expected a range of four ports or more from an even one on, like 30000-30199")
+            << ports;
+    EXPECT_EQ(load("ports 30001-30005\n"), "");
     EXPECT_EQ(load("address localhost\n"), ":1: address: expected an IPv4 address");
 }
 
