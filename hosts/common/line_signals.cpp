@@ -3,7 +3,6 @@
 #include "caller_display.h"
 #include "console.h"
 #include "line.h"
-#include "printable.h"
 
 #include <initializer_list>
 #include <stdio.h>
@@ -14,6 +13,7 @@ namespace {
 constexpr uint32_t kListTones = 32;
 constexpr uint32_t kCadenceWords = 64;
 constexpr uint32_t kDigitBytes = 64;
+constexpr int kTextIsCut = 2; // what voice_params_get_text() answers then
 
 /** A signal as it came, for one line. */
 struct ordered_signal {
@@ -46,6 +46,8 @@ const char *signal_stop(const line_t *line, uint32_t signal) {
 
 const char *tone_play(const line_t *line, const ordered_signal *order) {
     voice_tone_t list[kListTones + 1];
+    if (order->appearance >= LINE_APPEARANCES)
+        return "plays nothing: no such line";
     line_tone_t tone = {order->id, order->appearance, nullptr, 0, 0};
     if (order->id == LIBVOICE_SIGNAL_tonegen_pt) {
         tone.list = list;
@@ -94,10 +96,12 @@ const char *display_show(const line_t *line, const ordered_signal *order) {
 }
 
 const char *number_dial(const line_t *line, const ordered_signal *order) {
-    char digits[kDigitBytes];
-    if (!voice_params_get_text(order->params, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits))
+    char digits[kDigitBytes] = "";
+    const int taken = voice_params_get_text(order->params, LIBVOICE_PARAM_fxoen_sd_ds, digits, sizeof digits);
+    if (digits[0] == 0)
         return "dials nothing: no digits";
-    text_make_printable(digits);
+    if (taken == kTextIsCut || digits[strspn(digits, VOICE_KEYS)] != 0)
+        return "dials nothing: a number has 1 to 63 of " VOICE_KEYS;
     return line->driver->dial(line->userdata, digits);
 }
 

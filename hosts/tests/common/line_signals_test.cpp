@@ -109,13 +109,43 @@ TEST_F(LineSignal, BrokenBlocksReachNoDisplay) {
 
 TEST_F(LineSignal, TowardsAnExchange) {
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_of));
-    voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, "030#\n");
+    voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, "030#");
     EXPECT_TRUE(send());
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_fl));
     EXPECT_TRUE(send(LIBVOICE_SIGNAL_fxo_on));
-    EXPECT_EQ(news(), (Texts{"L1 seize", "L1 dial 030#.", "L1 flash", "L1 release"}));
+    EXPECT_EQ(news(), (Texts{"L1 seize", "L1 dial 030#", "L1 flash", "L1 release"}));
     EXPECT_FALSE(send(LIBVOICE_SIGNAL_fxoen_sd));
     EXPECT_EQ(news(), (Texts{"says: 1 dials nothing: no digits"}));
+}
+
+// A driver may hand them to a modem: what is no key, or only a part of a number, must not get there.
+TEST_F(LineSignal, OnlyWholeNumbersOfKeysAreDialled) {
+    const std::string longest(63, '1');
+    for (const std::string &digits : {std::string("0123456789*#ABCD"), longest}) {
+        voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, digits.c_str());
+        EXPECT_TRUE(send());
+        EXPECT_EQ(news(), (Texts{"L1 dial " + digits}));
+    }
+    for (const std::string &digits :
+         {std::string("030;+CMUT"), std::string("030\n"), std::string("030 1"), longest + "1"}) {
+        voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, digits.c_str());
+        EXPECT_FALSE(send()) << digits;
+        EXPECT_EQ(news(), (Texts{"says: 1 dials nothing: a number has 1 to 63 of 0123456789ABCD*#"})) << digits;
+    }
+    voice_signal_add_text(message(LIBVOICE_SIGNAL_fxoen_sd), LIBVOICE_PARAM_fxoen_sd_ds, "");
+    EXPECT_FALSE(send());
+    EXPECT_EQ(news(), (Texts{"says: 1 dials nothing: no digits"}));
+}
+
+TEST_F(LineSignal, TonesAreForTheCallsOfALine) {
+    message(LIBVOICE_SIGNAL_cg_dt, 0, LINE_APPEARANCES - 1);
+    EXPECT_TRUE(send());
+    EXPECT_EQ(news(), (Texts{"L1 play LIBVOICE_SIGNAL_cg_dt line=1"}));
+    for (uint32_t appearance : {static_cast<uint32_t>(LINE_APPEARANCES), UINT32_MAX}) {
+        message(LIBVOICE_SIGNAL_cg_dt, 0, appearance);
+        EXPECT_FALSE(send()) << appearance;
+        EXPECT_EQ(news(), (Texts{"says: 1 plays nothing: no such line"})) << appearance;
+    }
 }
 
 TEST_F(LineSignal, AllStopsTogether) {
