@@ -148,10 +148,9 @@ uint32_t packets_waiting(const jitter_buffer *buffer) {
 }
 
 // A time far off. The first one may be wrong; when the second is off alike, time has begun anew.
-bool is_anew(jitter_buffer *buffer, int32_t wait) {
-    const int32_t transit = wait - buffer->lead;
-    const bool again =
-        buffer->odd && transit - buffer->odd_transit < kSameJump && buffer->odd_transit - transit < kSameJump;
+bool is_anew(jitter_buffer *buffer, int32_t transit, int32_t wait) {
+    const int32_t apart = distance(static_cast<uint32_t>(buffer->odd_transit), static_cast<uint32_t>(transit));
+    const bool again = buffer->odd && apart < kSameJump && apart > -kSameJump;
     buffer->odd = true;
     buffer->odd_transit = transit;
     if (again)
@@ -232,9 +231,12 @@ bool jitter_buffer_put(jitter_buffer *buffer, const jitter_settings *settings, u
                        const int16_t *samples, uint32_t count, uint64_t arrival) {
     if (!buffer->started)
         stream_begin(buffer, settings, timestamp, arrival);
-    int32_t transit = distance(static_cast<uint32_t>(arrival) + buffer->base, timestamp);
-    if (const int32_t wait = transit + buffer->lead; wait > kOddlyEarly || wait < kOddlyLate) {
-        if (!is_anew(buffer, wait))
+    // Times are modulo 2^32: what is half of that away has no sum with the lead.
+    const uint32_t expected = static_cast<uint32_t>(arrival) + buffer->base;
+    int32_t transit = distance(expected, timestamp);
+    const int32_t first_wait = distance(expected - static_cast<uint32_t>(buffer->lead), timestamp);
+    if (first_wait > kOddlyEarly || first_wait < kOddlyLate) {
+        if (!is_anew(buffer, transit, first_wait))
             return false;
         buffer->counts.flushed += packets_waiting(buffer);
         jitter_buffer_restart(buffer, buffer->position);

@@ -207,6 +207,19 @@ TEST_F(Stream, AnOddTimeAloneChangesNothing) {
     EXPECT_TRUE(is_played(14, 320));
 }
 
+// RTP time is counted modulo 2^32: what is half of that away is as much before as behind.
+TEST_F(Stream, TimesHalfOfAllTimeAwayAreFollowedToo) {
+    put_all(0, 10);
+    EXPECT_FALSE(put(10, 200, kPacket, INT32_MAX)) << "one may be wrong";
+    EXPECT_TRUE(put(11, 220, kPacket, INT32_MIN)) << "a sample further on";
+    EXPECT_TRUE(put(12, 240, kPacket, INT32_MIN));
+    play_until(320);
+    const uint32_t from = 12 * kPacket + static_cast<uint32_t>(INT32_MIN);
+    for (uint32_t i = 0; i < kPacket; i++)
+        ASSERT_EQ(played_[280 * kMs + i], said(from + i)) << i;
+    EXPECT_EQ(buffer_.counts.late + buffer_.counts.overruns, 1u);
+}
+
 // Each is heard, or counted; and then the stream goes on.
 TEST_F(Stream, AThousandPacketsAtOnceAreCounted) {
     uint32_t taken = 0;
