@@ -216,7 +216,9 @@ const char *session_change(media_session *session, const line_media_t *media) {
     if (media->control >= 0)
         media_socket_close(session_bus, before.control);
     session_skip(session);
-    if (media->codec != before.codec) // what waits is of the old one, and what follows is its own beginning
+    // What waits is of the old codec, or of before the hold, and what follows is its own beginning.
+    const bool resumes = (media->mode & ~before.mode & VOICE_MODE_RECEIVE_ONLY) != 0;
+    if (media->codec != before.codec || resumes)
         jitter_buffer_restart(&session->buffer, sampling_clock_position());
     return nullptr;
 }

@@ -62,6 +62,25 @@ TEST_F(Session, AHoldMovesRtpTimeAndNothingElse) {
     EXPECT_TRUE(hears(1));
 }
 
+// The other end may be told first, and its first packet come before a step of our own.
+TEST_F(Session, TheFirstPacketBehindAHoldIsHeard) {
+    open();
+    run(500);
+    change(0, VOICE_MODE_INACTIVE);
+    change(1, VOICE_MODE_INACTIVE);
+    run(5150);
+    change(0, VOICE_MODE_SEND_RECEIVE);
+    now_ns += 20 * kMs;
+    sampling_clock_advance();
+    change(1, VOICE_MODE_SEND_RECEIVE);
+    const uint32_t before = counts(1).rx_packets;
+    pass();
+    EXPECT_EQ(counts(1).rx_packets, before + 1);
+    EXPECT_EQ(counts(1).discarded, 0u);
+    run(60);
+    EXPECT_TRUE(hears(1, 10));
+}
+
 TEST_F(Session, AStopOfTheProcessSendsNoBurstAndLeavesNoDelay) {
     for (uint64_t stop : {100, 1000, 30000}) {
         open();
