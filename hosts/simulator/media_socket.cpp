@@ -7,6 +7,7 @@
 
 #include <errno.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -35,6 +36,16 @@ uint64_t age_of(msghdr *message) {
     return 0;
 }
 
+// What has woken the loop is no packet, and would wake it again and again: errors that a copy of the socket asks for
+// (IP_RECVERR), or that one has shut it down. Then nothing comes any more.
+void wake_end(kex_t *bus, int fd) {
+    pollfd state = {fd, POLLRDHUP, 0};
+    msghdr error = {};
+    (void)!recvmsg(fd, &error, MSG_ERRQUEUE | MSG_DONTWAIT);
+    if (poll(&state, 1, 0) == 1 && (state.revents & (POLLRDHUP | POLLHUP)) != 0)
+        kex_unwatch(bus, fd);
+}
+
 } // namespace
 
 bool media_socket_is_usable(int fd) {
@@ -53,7 +64,7 @@ void media_socket_begin(int fd) {
 }
 
 // A port that nobody listens on any more shows here as an error; the next packet may come through again.
-void media_socket_read(int fd, void *userdata,
+void media_socket_read(kex_t *bus, int fd, void *userdata,
                        void (*receive)(void *userdata, const uint8_t *bytes, size_t size, uint64_t age)) {
     uint8_t bytes[kMaxPacket];
     alignas(cmsghdr) char notes[64];
@@ -65,8 +76,11 @@ void media_socket_read(int fd, void *userdata,
         message.msg_control = notes;
         message.msg_controllen = sizeof notes;
         const ssize_t size = recvmsg(fd, &message, MSG_DONTWAIT);
-        if (size < 0 && errno != ECONNREFUSED)
+        if (size < 0 && errno != ECONNREFUSED) {
+            if (i == 0)
+                wake_end(bus, fd);
             return;
+        }
         if (size >= 0)
             receive(userdata, bytes, static_cast<size_t>(size), age_of(&message));
     }

@@ -15,9 +15,9 @@
 bool media_socket_is_usable(int fd);
 /** Has the system note when each packet comes. Without that, the moment of reading counts. */
 void media_socket_begin(int fd);
-/** Reads what has arrived, at most so many packets as fit into a turn. @param receive  gets each packet, and how many
- *  nanoseconds ago it came */
-void media_socket_read(int fd, void *userdata,
+/** Reads what has arrived, at most so many packets as fit into a turn. A socket that was shut down is watched no more.
+ *  @param receive  gets each packet, and how many nanoseconds ago it came */
+void media_socket_read(kex_t *bus, int fd, void *userdata,
                        void (*receive)(void *userdata, const uint8_t *bytes, size_t size, uint64_t age));
 /** Sends a packet. @return whether it left */
 bool media_socket_send(int fd, const uint8_t *bytes, size_t size);

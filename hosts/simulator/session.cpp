@@ -86,11 +86,11 @@ void report_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t 
 // Time first: a packet is to meet the buffer as it stands at this moment.
 void rtp_readable(int fd, void *userdata) {
     sampling_clock_advance();
-    media_socket_read(fd, userdata, packet_receive);
+    media_socket_read(session_bus, fd, userdata, packet_receive);
 }
 
 void rtcp_readable(int fd, void *userdata) {
-    media_socket_read(fd, userdata, report_receive);
+    media_socket_read(session_bus, fd, userdata, report_receive);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Reports

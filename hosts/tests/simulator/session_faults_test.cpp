@@ -47,6 +47,13 @@ protected:
         SetUp();
         listen();
     }
+    // Whether the loop has nothing to do at last.
+    static bool comes_to_rest() {
+        int turns = 0;
+        while (turns < 100 && kex_dispatch(bus_) > 0)
+            turns++;
+        return turns < 100;
+    }
     // Packets that came, by what is said of them: those of the stream, and others. What is dropped of the stream is both.
     static uint32_t accounted() {
         const line_statistics_t said = counts(1);
@@ -177,4 +184,33 @@ TEST_F(SessionFaults, AClockOfTheDayThatIsSetMovesNothing) {
     EXPECT_EQ(counts(0).round_trip_ms, 1u);
     EXPECT_EQ(counts(0).concealed_ms + counts(0).late + counts(0).lost, 0u);
     day_moved = 0;
+}
+
+// Whoever made the sockets may have kept copies of them.
+TEST_F(SessionFaults, ASocketThatIsShutDownKeepsNobodyAwake) {
+    for (int how : {SHUT_RDWR, SHUT_RD}) {
+        open();
+        run(100);
+        for (int fd : {ends[1].session.media.media, ends[1].session.media.control})
+            shutdown(fd, how);
+        ASSERT_TRUE(comes_to_rest()) << how;
+        run(100);
+        EXPECT_EQ(counts(0).tx_packets, 10u) << how;
+        TearDown();
+        SetUp();
+    }
+}
+
+TEST_F(SessionFaults, ErrorsThatNobodyAskedForKeepNobodyAwake) {
+    constexpr int kOn = 1;
+    open();
+    run(100);
+    setsockopt(ends[0].session.media.media, IPPROTO_IP, IP_RECVERR, &kOn, sizeof kOn);
+    close(media_[0][1]); // nobody listens there any more
+    for (int packets = 0; packets < 3; packets++) {
+        now_ns += 20 * kMs;
+        sampling_clock_advance();
+    }
+    EXPECT_TRUE(comes_to_rest());
+    media_[0][1] = dup(control_[0][1]); // which is closed at the end
 }
