@@ -74,10 +74,14 @@ const char *handset_signal(void *line, uint32_t signal, const void *params, uint
 
 // --------------------------------------------------------------------------------------------------------- Commands
 
+// Null, or why what its user does cannot reach the base. That it was hung up the base notices by itself.
+const char *reach_wrong(int number) {
+    return away[number - 1] ? command_error("%d is out of reach", number) : nullptr;
+}
+
 const char *handset_lift(int number, char *) {
-    if (away[number - 1])
-        return command_error("%d is out of reach", number);
-    return telephone_lift(&handsets[number - 1]);
+    const char *wrong = reach_wrong(number);
+    return wrong != nullptr ? wrong : telephone_lift(&handsets[number - 1]);
 }
 
 const char *handset_hang_up(int number, char *) {
@@ -85,7 +89,8 @@ const char *handset_hang_up(int number, char *) {
 }
 
 const char *handset_flash(int number, char *) {
-    return telephone_flash(&handsets[number - 1]);
+    const char *wrong = reach_wrong(number);
+    return wrong != nullptr ? wrong : telephone_flash(&handsets[number - 1]);
 }
 
 const char *handset_dial(int number, char *rest) {
@@ -97,6 +102,8 @@ const char *handset_dial(int number, char *rest) {
         return command_error("'%s': at most %zu of %s", digits, kMostDigits, kHandsetKeys);
     if (!handset->off_hook)
         return command_error("%d is on hook: lift it first", number);
+    if (const char *wrong = reach_wrong(number))
+        return wrong;
     telephone_tell(handset, "dials %s", digits);
     line_report_number(handset->line, digits);
     return nullptr;

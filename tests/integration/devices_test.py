@@ -5,7 +5,7 @@ import pytest
 
 import recordings
 from dialling import answer, dial
-from processes import until
+from processes import Unmet, until
 
 
 @pytest.fixture
@@ -135,8 +135,13 @@ def test_each_ring_offers_the_call_to_whoever_is_free_now(system):
     assert exchange.out.since(0, "^1 dials ") == []
 
 
-def test_handset_out_of_reach_does_not_ring(house):
+def test_handset_out_of_reach_reaches_nobody_and_does_not_ring(house):
+    house.handsets.ask("1 off")
     house.handsets.ask("1 away")
+    for command in ("1 dial 101", "1 flash"):
+        with pytest.raises(Unmet, match="1 is out of reach"):
+            house.handsets.ask(command)
+    house.handsets.ask("1 on")
     house.application.expect("^handset 501 .*reachable=no$")
     dial(house.telephones, "501")
     house.application.expect("^call 1 101->501 refused: no answer from the handset$")
