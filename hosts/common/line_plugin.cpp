@@ -158,6 +158,14 @@ const char *line_deregister(line_t *line) {
     return nullptr;
 }
 
+void line_plugin_close_media() {
+    for (uint32_t i = 0; i < lines_used; i++) {
+        lines[i].endpoint = -1; // nothing is reported: the number may be another line's by now
+        for (uint32_t k = 0; k < LINE_APPEARANCES; k++)
+            line_close_media(&lines[i], k);
+    }
+}
+
 void line_plugin_end() {
     if (deregister_timer != nullptr)
         kex_timer_destroy(deregister_timer);

@@ -44,6 +44,8 @@ void line_plugin_call_failed(const kex_failed_call_t *call, void *userdata);
 /** The connection has closed: lines are brought to rest and not registered any more. The library connects again. */
 void line_plugin_application_lost(void);
 
+/** The process leaves: media that is open is closed, and nothing is reported any more. */
+void line_plugin_close_media(void);
 /** After the loop: forgets all lines. Their drivers are not called. */
 void line_plugin_end(void);
 

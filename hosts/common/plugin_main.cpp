@@ -153,6 +153,7 @@ int plugin_main(const plugin_program_t *program, int count, char **words) {
     look_begin();
 
     int result = host_run(leave);
+    line_plugin_close_media();
     if (!console_stop())
         exit_status = kExitFailure;
     if (plugin->end != nullptr)

@@ -202,12 +202,21 @@ libvoice_callbacks_t callbacks() {
     return table;
 }
 
-void channels_lost() {
-    say("application lost");
+void channels_close_media() {
     for (telephone &one : places)
         for (uint32_t line = 0; line < kSessions; line++)
             if (one.off_hook)
                 channel_close_media(&one, line);
+}
+
+void channels_lost() {
+    say("application lost");
+    channels_close_media();
+}
+
+void channels_end() {
+    channels_close_media();
+    sound_commands_end();
 }
 
 void channels_status(int) {
@@ -248,7 +257,7 @@ int main(int count, char **words) {
     program.places = kChannels;
     program.commands = kCommands;
     program.begin = channels_begin;
-    program.end = sound_commands_end;
+    program.end = channels_end;
     program.status = channels_status;
     program.callbacks = callbacks;
     program.dsp = &dsp;

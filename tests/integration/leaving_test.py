@@ -12,6 +12,7 @@ from pathlib import Path
 
 import pytest
 
+from dialling import start_telephones, talk
 from processes import PATIENCE, QUICK_RETRY, until
 from wire import RawListener, U32, call, reply
 
@@ -143,3 +144,27 @@ def test_signal_between_registration_and_init_is_no_loss(system):
             application.send(call(2, "fxs1", "exit", [("reason", U32(32))], one_way=True)[0])
             assert plugin.wait() == 0
             assert plugin.out.all == ["exit reason=32"]
+
+
+def test_plugin_that_leaves_in_a_call_ends_its_media(system):
+    system.start_application()
+    first, second = start_telephones(system)
+    talk(first, "201", second)
+    first.ask(f"1 record {system.folder}/call.wav")
+    mark = first.out.mark()
+    assert first.terminate() == 0
+    first.out.expect_from(mark, "^1 media ended line=0 tx=[0-9]+ ")
+    second.expect("^1 media ended line=0 ")
+    assert "\tmedia ended\n" in (system.folder / "call.labels.txt").read_text(encoding="utf-8")
+
+
+def test_dsp_plugin_that_leaves_ends_the_media_of_its_channels(system):
+    application = system.start_application()
+    plugin = system.start("dsp1", "dsp_plugin", "--name", "dsp1")
+    application.expect("^plugin dsp1 registered$")
+    application.ask("dsp dsp1")
+    plugin.expect("^channel D1C2 talking ")
+    mark = plugin.out.mark()
+    assert plugin.terminate() == 0
+    for channel in ("D1C1", "D1C2"):
+        plugin.out.expect_from(mark, f"^channel {channel} media ended line=0 ")

@@ -76,6 +76,19 @@ const std::string kUlaw = "mode=3 codec=" + std::to_string(LIBVOICE_CODEC_PCMU) 
 
 } // namespace
 
+TEST_F(LineMedia, IsClosedWhenTheProcessLeaves) {
+    EXPECT_EQ(create(0, 2), 0);
+    EXPECT_EQ(create(1, 2), 0);
+    news();
+    const size_t sent = events().size();
+    line_plugin_close_media();
+    EXPECT_EQ(news(), (Texts{"L1 close 0", "L1 close 1"}));
+    EXPECT_EQ(open_ones(), "");
+    EXPECT_EQ(events().size(), sent) << "its number may be another line's";
+    line_plugin_close_media();
+    EXPECT_EQ(news(), Texts{});
+}
+
 TEST_F(LineMedia, TheDriverTakesTwoDescriptorsOfTen) {
     EXPECT_EQ(create(0, LIBVOICE_DESCRIPTORS), 0);
     EXPECT_EQ(news(), (Texts{"L1 open 0 " + kAlaw + " context=0 stream=0"}));
