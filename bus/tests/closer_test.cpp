@@ -515,6 +515,36 @@ TEST_F(Closer, OneProcessKeepsNobodyNewOut) {
     wait_for_closings();
 }
 
+// What lies unread of it brings a descriptor, and those before it are not closed for a minute.
+TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
+    constexpr linger kLong = {1, 60};
+    CapturedTrace trace;
+    auto old = std::make_unique<RawPeer>(socket);
+    greet(*old);
+    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+    const int32_t charged = bus::closings_charge(getpid());
+    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
+        stuck.push_back(std::make_unique<Lingering>());
+        setsockopt(stuck.back()->fd, SOL_SOCKET, SO_LINGER, &kLong, sizeof kLong);
+        bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
+    }
+    while (bus::closings_pending() <= bus::kMaxClosingsOfProcess)
+        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    bus::closings_charge(charged);
+    ASSERT_TRUE(old->send(call_with_descriptor("note"), {STDIN_FILENO}));
+    turn_until_idle({bus});
+    old->close();
+    RawPeer newcomer(socket);
+    ASSERT_TRUE(newcomer.send(hello()));
+    ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
+    EXPECT_TRUE(turn_until({bus}, [] { return !served::log.empty(); }));
+    EXPECT_THAT(served::log, ElementsAre("echo"));
+    EXPECT_GT(bus::closings_pending(), bus::kMaxClosingsOfProcess) << "else nothing is tested";
+    EXPECT_THAT(trace.text(), HasSubstr("it has left, and descriptors that it sent are not closed yet"));
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 TEST_F(Closer, BeyondTheLimitNothingMoreOfTheSendersIsTakenInAndNobodyNew) {
     CapturedTrace trace;
     RawPeer raw(socket);

@@ -68,6 +68,18 @@ bool descriptors_have_to_wait(const Connection *connection) {
     return process_holds_many(connection) || closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
+// The packet stays where it is. Nobody who came later runs before one that has ended is finished, while its process chose
+// how long its descriptors take to close: it is given up in the end.
+void packet_put_off(Connection *connection) {
+    const uint64_t now = connection->transport->loop->looked_at;
+    if (connection->end_number != 0 && connection->ended_hold == 0)
+        connection->ended_hold = now;
+    if (connection->ended_hold != 0 && now - connection->ended_hold >= kEndedHold)
+        connection_refuse(connection, "it has left, and descriptors that it sent are not closed yet");
+    else
+        connection_hold_back(connection);
+}
+
 // Whether the next packet has to wait until descriptors have been given back: it brings some, and what would make room
 // for them is still under way. The kernel tells without handing them over.
 bool packet_has_to_wait(Connection *connection, bool is_short) {
@@ -78,7 +90,7 @@ bool packet_has_to_wait(Connection *connection, bool is_short) {
         return false;
     // Calls that hold descriptors run in this turn or the next; the rest may take its time.
     if (for_a_while)
-        connection_hold_back(connection);
+        packet_put_off(connection);
     else if (connection->transport->waits_first == 0)
         connection->transport->waits_first = connection->number;
     return true;
