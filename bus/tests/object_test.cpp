@@ -3,6 +3,8 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 
+#include <cstring>
+
 using namespace support;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -104,6 +106,20 @@ TEST_F(Object, OnlyTemplatesMakeInstancesWithGoodNames) {
     EXPECT_EQ(object_createInstance(endpoints, 0, "a.b"), nullptr);
     EXPECT_EQ(object_createInstance(endpoints, 0, std::string(254, 'x').c_str()), nullptr) << "the path is too long";
     EXPECT_NE(object_createInstance(endpoints, 0, std::string(253, 'x').c_str()), nullptr);
+}
+
+// Else the listing, which anybody may ask for, meets a path that nobody could have declared.
+TEST_F(Object, InstancesHoldNoLongerPathsThanMayBeDeclared) {
+    object_t *outer = kex_declareTemplate(server, "T", "Probe");
+    const std::string below(100, 'b');
+    ASSERT_NE(kex_declareObject(server, ("T." + below + ".c").c_str(), "Probe"), nullptr);
+    const std::string longest(255 - strlen("T.") - (1 + below.size()) - strlen(".c"), 'x');
+    EXPECT_EQ(object_createInstance(outer, 0, (longest + "x").c_str()), nullptr);
+    ASSERT_TRUE(object_commit(object_createInstance(outer, 0, longest.c_str())));
+    EXPECT_EQ(answer("T." + longest + "." + below + ".c"), ok);
+    request_t *r = call("kex", "list");
+    EXPECT_THAT(lines_of(r), ElementsAre(HasSubstr("T." + longest + "." + below + ".c object Probe")));
+    request_destroy(r);
 }
 
 TEST_F(Object, NestedTemplatesAreClonedWithEachInstance) {

@@ -75,18 +75,20 @@ bool object_is_pattern(const object_t *object) {
     return false;
 }
 
-// Copies what a template consists of, without its instances, under an instance.
-bool object_clone_children(const object_t *from, object_t *to) {
+// Copies what a template consists of, without its instances, under an instance. False: no memory, or a path would have
+// more bytes than there is room for.
+bool object_clone_children(const object_t *from, object_t *to, size_t room) {
     for (object_t *child : from->children) {
         if (child->kind == ObjectKind::instance)
             continue;
-        object_t *copy = object_create(child->name, strlen(child->name), child->class_name);
+        const size_t more = 1 + strlen(child->name);
+        object_t *copy = more <= room ? object_create(child->name, more - 1, child->class_name) : nullptr;
         if (copy == nullptr)
             return false;
         copy->kind = child->kind;
         copy->declared = child->declared;
         object_attach(to, copy);
-        if (!object_clone_children(child, copy))
+        if (!object_clone_children(child, copy, room - more))
             return false;
     }
     return true;
@@ -239,14 +241,15 @@ object_t *object_createInstance(object_t *template_object, uint32_t, const char 
         return nullptr;
     if (object_is_pattern(template_object->parent))
         return nullptr;
-    if (object_path_length(template_object) + 1 + length > kMaxPath)
+    const size_t path_length = object_path_length(template_object) + 1 + length;
+    if (path_length > kMaxPath)
         return nullptr;
     object_t *instance = object_create(name, length, template_object->class_name);
     if (instance == nullptr)
         return nullptr;
     instance->kind = ObjectKind::instance;
     instance->state = ObjectState::to_be_created;
-    if (!object_clone_children(template_object, instance)) {
+    if (!object_clone_children(template_object, instance, kMaxPath - path_length)) {
         object_remove(instance);
         return nullptr;
     }
