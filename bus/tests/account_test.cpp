@@ -196,6 +196,29 @@ TEST_F(Accounts, RepliesWhoseHandlersHaveNotRunYetTakeOneMebibyte) {
         << "one reply is twice as large in memory as the largest packet";
 }
 
+// A reader sees nothing of a text behind its first zero byte. Whatever stands there counts, or is not kept.
+TEST_F(Accounts, RepliesWhoseTextsHoldZeroBytesTakeOneMebibyte) {
+    const std::string hidden(90000, '\0');
+    const Packet value = Packet(0).byte(0).byte(1).byte(0).text(hidden);
+    const Packet error = Packet(0).byte(1).word(7).text(hidden).text("").byte(0);
+    for (const Packet &answer : {value, error}) {
+        const std::vector<std::string> sent = requests_that_wait(100);
+        ASSERT_EQ(sent.size(), 100u);
+        request_t *awaited = send_request();
+        const CountedMemory memory;
+        const timeval at_once = {0, 0};
+        for (const std::string &packet : sent) {
+            raw->send(Packet(kReply, serial_of(packet)).raw(body_of(answer)));
+            EXPECT_FALSE(kex_waitForReply(bus, awaited, &at_once));
+        }
+        EXPECT_LE(memory.most(), kMebibyte + 2 * kOnePacket);
+        requests.clear();
+        request_destroy(awaited);
+        turn_until_idle({bus});
+        raw->receive_all();
+    }
+}
+
 // A value that takes much more in memory than on its way: so many lists, each with a text in two more.
 Packet nested_lists(uint32_t count) {
     Packet value = Packet(0).byte(13).word(count);

@@ -24,7 +24,9 @@ reply_item_t *item_append(reply_t *reply, int32_t type) {
     return item;
 }
 
-char *text_copy(Text text) {
+// No more than its readers see: what is kept is counted by that (reply_footprint()).
+char *text_copy(Text whole) {
+    const Text text = text_as_read(whole);
     char *bytes = static_cast<char *>(memory_take(size_t{text.length} + 1));
     if (bytes == nullptr)
         return nullptr;

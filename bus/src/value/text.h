@@ -18,6 +18,11 @@ inline Text text_of(const char *text) {
     return {text, static_cast<uint32_t>(strlen(text))};
 }
 
+// What a reader of zero-terminated texts sees of it.
+inline Text text_as_read(Text text) {
+    return {text.bytes, static_cast<uint32_t>(strnlen(text.bytes, text.length))};
+}
+
 // Bytes in front of the first such character, or of the end.
 inline size_t text_length_until(const char *text, char end) {
     return static_cast<size_t>(strchrnul(text, end) - text);

@@ -105,7 +105,7 @@ bool get_array(Reader &reader, variant_t *value) {
 }
 
 bool get_text_value(Reader &reader, variant_t *value) {
-    Text text = get_text(reader);
+    const Text text = text_as_read(get_text(reader)); // what is kept is counted by that (value_footprint())
     if (reader.why != nullptr)
         return false;
     if (value != nullptr && !value_set_text(value, text.bytes, text.length))
