@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Descriptors whose last close takes as long as their sender chose: nobody here waits for it.
 #include "base/closer.h"
+#include "base/descriptor_kind.h"
 #include "base/limits.h"
 #include "served_functions.h"
 #include "support/bus_test.h"
@@ -597,6 +598,27 @@ TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {
         EXPECT_EQ(bus::closings_pending(), 0u);
         EXPECT_EQ(fcntl(fd, F_GETFD), -1);
     }
+}
+
+// To give back the memory of a large one takes tens of milliseconds.
+TEST_F(Closer, FileThatHoldsMuchIsClosedBesideTheLoop) {
+    constexpr off_t kMuch = 1024 * 1024;
+    const std::string path = scratch.path("large");
+    const int small = memfd_create("small", MFD_CLOEXEC);
+    const int files[] = {memfd_create("large", MFD_CLOEXEC),
+                         open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+    unlink(path.c_str());
+    ASSERT_EQ(posix_fallocate(small, 0, 4096), 0);
+    bus::foreign_descriptor_close(small);
+    EXPECT_EQ(bus::closings_pending(), 0u);
+    for (int fd : files) {
+        ASSERT_EQ(posix_fallocate(fd, 0, kMuch), 0);
+        EXPECT_FALSE(bus::descriptor_closes_at_once(fd));
+        bus::foreign_descriptor_close(fd);
+    }
+    wait_for_closings();
+    for (int fd : files)
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
 TEST_F(Closer, RestIsClosedToo) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Closing what peers had a hand in. The last close of a file may take as long as whoever made it chose: a stream socket
-// that lingers, a local socket in whose queue such a one lies, a file of a file system that does not answer, a serial
-// line that drains. Nothing of that may hold up a turn.
+// that lingers, a local socket in whose queue such a one lies, a file of a file system that does not answer or that holds
+// much, a serial line that drains. Nothing of that may hold up a turn.
 #ifndef KEX_CLOSER_H
 #define KEX_CLOSER_H
 
