@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 #include <utility>
 
 using namespace support;
@@ -148,6 +150,30 @@ TEST_F(Lanes, HostsOwnTimersDoNotStandBehindPeers) {
     for (kex_timer_t *timer : timers)
         kex_timer_destroy(timer);
     turn_until_idle({bus});
+}
+
+TEST_F(Lanes, HostsOwnWatchesKeepNoPeerWaiting) {
+    constexpr int kTurns = 10; // one to read it, one to run it, and more
+    RawPeer &raw = connect();
+    int ends[6][2]; // each can be read for ever, and what they do takes more than a turn
+    for (auto &one : ends) {
+        ASSERT_EQ(pipe2(one, O_CLOEXEC), 0);
+        close(one[1]);
+        ASSERT_TRUE(kex_watch(bus, one[0], nullptr, [](int, void *) {
+            auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2);
+            while (std::chrono::steady_clock::now() < end)
+                ;
+        }));
+    }
+    kex_dispatch(bus);
+    ASSERT_TRUE(raw.send(note(1)));
+    for (int i = 0; i < kTurns; i++)
+        kex_dispatch(bus);
+    EXPECT_TRUE(has("note 1"));
+    for (auto &one : ends) {
+        kex_unwatch(bus, one[0]);
+        close(one[0]);
+    }
 }
 
 TEST_F(Lanes, ReadingIsSharedOutByBatches) {

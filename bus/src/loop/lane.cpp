@@ -50,6 +50,14 @@ Task *task_take(Lane *lane) {
     return task;
 }
 
+// The host's own tasks run one behind the other. When they take more time than a turn has, peers come before the rest.
+void own_lane_put_off(Loop *loop) {
+    if (loop->lanes.first != &loop->own)
+        return;
+    loop->lanes.remove(&loop->own);
+    loop->lanes.push(&loop->own);
+}
+
 uint32_t tasks_count(const Loop *loop) {
     uint32_t count = 0;
     for (const Lane *lane : loop->lanes)
@@ -106,8 +114,10 @@ uint32_t tasks_run(Loop *loop, uint64_t nanoseconds) {
         task->run(task);
         if (loop->looked_at == before_it) // else the task has ended with a look
             loop_look(loop);
-        if (loop->looked_at >= end)
-            break;
+        if (loop->looked_at < end)
+            continue;
+        own_lane_put_off(loop);
+        break;
     }
     dispatching = before;
     return ran;
