@@ -203,6 +203,29 @@ TEST_F(SystemCalls, NewcomerIsTakenInAfterAnInterruption) {
     }
 }
 
+// The one that waits is shown again and again: a loop that looked each time would do nothing else.
+TEST_F(SystemCalls, NewcomerThatCannotBeTakenInIsLookedAtAgainLater) {
+    constexpr uint64_t kTenMilliseconds = 10000000;
+    static uint64_t now;
+    now = kTenMilliseconds;
+    kex_setClock(
+        server, [](void *) { return now; }, nullptr);
+    RawPeer raw(socket);
+    raw.send(hello());
+    {
+        const FailingCall failing("accept4", ENOMEM);
+        kex_dispatch(server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    for (int i = 0; i < 3; i++)
+        kex_dispatch(server);
+    EXPECT_EQ(raw.receive_all().size(), 0u);
+    now += kTenMilliseconds;
+    for (int i = 0; i < 3; i++)
+        kex_dispatch(server);
+    EXPECT_EQ(raw.receive_all().size(), 1u);
+}
+
 TEST_F(SystemCalls, WhoseUserIsNotKnownMayNotConnect) {
     CapturedTrace trace;
     {

@@ -108,12 +108,11 @@ void listener_accept(Listener *listener) {
             socket_take(listener->transport, fd);
             continue;
         }
-        if (errno == EINTR || errno == ECONNABORTED)
+        const int error = errno;
+        const bool full = error == EMFILE || error == ENFILE;
+        if (error == EINTR || error == ECONNABORTED || (full && listener_refuse_one(listener)))
             continue;
-        const bool full = errno == EMFILE || errno == ENFILE;
-        if (full && listener_refuse_one(listener))
-            continue;
-        if (full)
+        if (error != EAGAIN)
             listener_pause(listener);
         return;
     }
