@@ -157,6 +157,23 @@ TEST_F(Loop, TimerDestroyedByAnotherOfTheSameTurnDoesNotFire) {
     kex_timer_destroy(first);
 }
 
+TEST_F(Loop, TimerThatIsDueAtTheClocksBeginningFires) {
+    clock.now = 0;
+    kex_setClock(bus, SetClock::read, &clock);
+    kex_timer_t *timers[2];
+    for (kex_timer_t *&timer : timers) {
+        timer = kex_timer_create();
+        kex_timer_setHandler(timer, [](kex_timer_t *) { ran.push_back("fired"); });
+    }
+    kex_timer_start(timers[0], 0);
+    kex_timer_start(timers[1], 1000);
+    clock.advance_ms(1000);
+    kex_dispatch(bus);
+    EXPECT_THAT(ran, ElementsAre("fired", "fired"));
+    for (kex_timer_t *timer : timers)
+        kex_timer_destroy(timer);
+}
+
 TEST_F(Loop, TimersNobodyDestroysGoWithTheBus) {
     kex_timer_start(kex_timer_create(), 100000);
     kex_timer_create();

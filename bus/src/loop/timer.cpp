@@ -119,6 +119,8 @@ int kex_timer_start(kex_timer_t *timer, uint32_t milliseconds) {
     Timers &timers = loop->timers;
     timer_stop(timer);
     timer->deadline = clock_now(loop->clock) + milliseconds * kMillisecond / timers.time_factor;
+    if (timer->deadline == kNever) // a host's own clock may begin at zero
+        timer->deadline++;
     // Behind those of the same time: equal timers fire in the order they were started.
     kex_timer_t *later = timers.running.first;
     while (later != nullptr && later->deadline <= timer->deadline)
