@@ -447,6 +447,26 @@ TEST_F(Call, CallbackMayDeleteItsOwnObject) {
     request_destroy(r);
 }
 
+// Its getters still know by which names an argument goes.
+TEST_F(Call, FunctionMayBeDeclaredAnewWhileItRuns) {
+    const char *const before[] = {"Probe", "run", "number|no"};
+    const char *const after[] = {"Probe", "run", "count"};
+    ASSERT_TRUE(kex_declareFunctions(server, before, 1, 3));
+    uint32_t number = 0;
+    auto read_again = [&](function_call_t *call, argument_list_t *arguments, variant_t *) {
+        for (int i = 0; i < 2; i++)
+            EXPECT_TRUE(kex_declareFunctions(server, after, 1, 3));
+        number = 0;
+        argument_getUInt32(arguments, "number", 0, &number);
+        fcall_destroy(call);
+        return 0;
+    };
+    EXPECT_THAT(probe(read_again, {{"no", u32(7)}}), ElementsAre());
+    EXPECT_EQ(number, 7u);
+    EXPECT_THAT(probe(read_again, {{"no", u32(7)}}), ElementsAre());
+    EXPECT_EQ(number, 0u) << "it goes by another name now";
+}
+
 TEST_F(Call, PeerStaysValidWhileItsCallRuns) {
     served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
         peer_t *caller = fcall_peer(call);

@@ -22,6 +22,7 @@ struct Calls {
     kex_t *bus;     // for handlers, which are given it; nothing of it is known here
     object_t *root; // of the data model
     List<Function> functions;
+    List<Function> replaced; // by later ones while a call ran: its getters may read one of them
     MissedCalls missed;
     argument_list_t *running; // of the call whose function runs; null: none does
     int (*call_handler)(kex_t *bus, void *userdata);

@@ -85,6 +85,11 @@ bool row_is_valid(const char *const *row, uint32_t columns) {
     return true;
 }
 
+void functions_free(List<Function> &functions) {
+    while (functions.first != nullptr)
+        free(functions.pop());
+}
+
 bool function_declare(Calls *calls, const char *const *row, uint32_t columns) {
     if (!row_is_valid(row, columns)) {
         note(ZIL_TRACE_ERROR, "a row of declared functions is malformed");
@@ -97,8 +102,10 @@ bool function_declare(Calls *calls, const char *const *row, uint32_t columns) {
     Function *before = function_find_in(calls->functions, row[0], text_of(row[1]));
     if (before != nullptr) {
         calls->functions.remove(before);
-        free(before);
+        calls->replaced.push(before);
     }
+    if (calls->running == nullptr)
+        functions_free(calls->replaced);
     calls->functions.push(function);
     return true;
 }
@@ -123,8 +130,8 @@ const char *function_argument_names(const Function *function, const char *name, 
 }
 
 void functions_end(Calls *calls) {
-    while (calls->functions.first != nullptr)
-        free(calls->functions.pop());
+    functions_free(calls->functions);
+    functions_free(calls->replaced);
 }
 
 bool functions_declare(Calls *calls, const char *const *rows, uint32_t row_count, uint32_t columns) {
