@@ -430,6 +430,26 @@ TEST_F(TraceOutput, EndOfTheProcessHasItsTime) {
     EXPECT_GT(bus::trace_output_retry(), 0u) << "nobody has read";
 }
 
+TEST_F(TraceOutput, ChildWritesWhatItSaysItself) {
+    std::string all;
+    {
+        const StandardError standard_error(ends[1]);
+        for (size_t i = 0; i < 1000; i++)
+            zilTrace(100, "%s", message(i).c_str());
+        ASSERT_GT(bus::trace_output_retry(), 0u);
+        all = read_all();
+        const pid_t child = fork();
+        if (child == 0) {
+            zilTrace(100, "of the child");
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(read_all(), "of the child\n");
+        all += read_everything();
+    }
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1000) << "nothing of the parent's is lost";
+}
+
 // It has a copy of what its parent keeps, which is the parent's to write.
 TEST_F(TraceOutput, EndOfAChildWritesNothingOfItsParents) {
     std::string all;

@@ -173,6 +173,8 @@ void trace_output_set_system_log(const char *path) {
 }
 
 void trace_output_flush() {
+    if (!is_empty() && output.process != getpid())
+        trace_output_begin(output.to_system_log);
     while (!is_empty()) {
         size_t length;
         memcpy(&length, output.kept + output.begin, sizeof length);
