@@ -50,7 +50,7 @@ Task *task_take(Lane *lane) {
     return task;
 }
 
-// The host's own tasks run one behind the other. When they take more time than a turn has, peers come before the rest.
+// The host's own tasks run one behind the other. When they have taken all the time of a turn, peers come before the rest.
 void own_lane_put_off(Loop *loop) {
     if (loop->lanes.first != &loop->own)
         return;
@@ -104,11 +104,13 @@ uint32_t tasks_run(Loop *loop, uint64_t nanoseconds) {
     dispatching = loop;
     // Only as many as stand in the queue now: what the handlers add waits for the next turn, so that reading goes on.
     const uint64_t end = loop->looked_at + nanoseconds;
+    bool own_only = true; // what has run
     for (uint32_t left = tasks_count(loop); left > 0 && loop->stopped == 0; left--) {
         const uint64_t before_it = loop->looked_at;
         Lane *lane = lane_next(loop, before_it);
         if (lane == nullptr)
             break;
+        own_only = own_only && lane == &loop->own;
         Task *task = task_take(lane);
         ran++;
         task->run(task);
@@ -116,7 +118,8 @@ uint32_t tasks_run(Loop *loop, uint64_t nanoseconds) {
             loop_look(loop);
         if (loop->looked_at < end)
             continue;
-        own_lane_put_off(loop);
+        if (own_only)
+            own_lane_put_off(loop);
         break;
     }
     dispatching = before;
