@@ -3,9 +3,8 @@
 #include "base/footprint.h"
 #include "base/memory.h"
 #include "served_functions.h"
-#include "support/bus_test.h"
 #include "support/counted_memory.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "transport/account.h"
 #include "value/variant.h"
 #include "value/wire.h"
@@ -23,31 +22,12 @@ constexpr size_t kMebibyte = 1024 * 1024;
 constexpr size_t kOnePacket = 128 * 1024; // a limit is passed by one packet at most
 constexpr size_t kFixed = 32 * 1024;      // of a connection, whatever it sends
 
-class Accounts : public DescriptorTest {
+class Accounts : public ServedBus {
 protected:
-    Accounts() {
-        served::reset();
-        bus = kex_create("victim");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-        raw = std::make_unique<RawPeer>(socket);
-        EXPECT_TRUE(raw->send(hello()));
-        served::probe = [this](function_call_t *call, argument_list_t *, variant_t *) {
-            peer = fcall_peer(call);
-            fcall_destroy(call);
-            return 0;
-        };
-        raw->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
-        turn_until_idle({bus});
-        EXPECT_NE(peer, nullptr);
-        raw->receive_all();
-        served::log.reserve(100000);
-    }
+    Accounts() : ServedBus("victim") { served::log.reserve(100000); }
     ~Accounts() override {
         for (request_t *r : requests)
             request_destroy(r);
-        kex_destroy(bus);
-        served::reset();
     }
 
     // To the raw peer, with a handler that does nothing.
@@ -68,11 +48,8 @@ protected:
         return raw->receive_all();
     }
 
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
-    std::unique_ptr<RawPeer> raw;
-    peer_t *peer = nullptr;
+    std::unique_ptr<RawPeer> raw = connected_peer();
+    peer_t *peer = peer_of(*raw, bus);
     std::vector<request_t *> requests;
 };
 

@@ -4,8 +4,7 @@
 #include "base/descriptor_kind.h"
 #include "base/limits.h"
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 
 #include <chrono>
 #include <fcntl.h>
@@ -14,7 +13,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -86,33 +84,12 @@ private:
     int reader_;
 };
 
-// While it lives, the process may have no more descriptors than these.
-class SmallTable {
-public:
-    explicit SmallTable(rlim_t size) {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit low = {size, before_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &low);
-    }
-    ~SmallTable() { setrlimit(RLIMIT_NOFILE, &before_); }
-    SmallTable(const SmallTable &) = delete;
-    SmallTable &operator=(const SmallTable &) = delete;
-
-private:
-    rlimit before_;
-};
-
-class Closer : public DescriptorTest {
+class Closer : public ServedBus {
 protected:
-    Closer() {
-        served::reset();
-        bus = kex_create("victim");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
+    Closer() : ServedBus("victim") {}
     ~Closer() override {
         kex_destroy(bus);
-        served::reset();
+        bus = nullptr;
         wait_for_closings();
     }
     static void wait_for_closings() {
@@ -137,24 +114,6 @@ protected:
         }
         return turns;
     }
-    // The bus looks at the table now and then; afterwards it has seen it that small.
-    void show_table(RawPeer &raw, rlim_t size) {
-        SmallTable table(size);
-        for (int looks = 0; looks < 41; looks++) {
-            raw.send(Packet(kWaiting, 1));
-            kex_dispatch(bus);
-        }
-    }
-    // Said hello, and read ours.
-    void greet(RawPeer &raw) {
-        raw.send(hello());
-        turn_until_idle({bus});
-        raw.receive_all();
-    }
-
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
 };
 
 Packet call_with_descriptor(const std::string &function) {
@@ -260,15 +219,8 @@ TEST_F(Closer, WhoeverWasNotTakenInYetHoldsNobodyUpWhenTheBusEnds) {
 
 TEST_F(Closer, DescriptorThatIsSentOnHoldsNobodyUpWhenItCannotLeave) {
     RawPeer raw(socket);
-    static peer_t *peer;
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
-        peer = fcall_peer(call);
-        fcall_destroy(call);
-        return 0;
-    };
     greet(raw);
-    ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
-    turn_until_idle({bus});
+    peer_t *peer = peer_of(raw, bus);
     Lingering one;
     raw.close();
     request_t *r = request_create_executeFunction("Theirs", "take", 0);
@@ -355,7 +307,7 @@ TEST_F(Closer, DescriptorsThatDoNotFitAreClosedWithoutWaiting) {
     one.forget();
     std::chrono::steady_clock::duration took;
     {
-        SmallTable table(size);
+        const TableSize table(size);
         took = time_of_settling();
     }
     // Checked only now: the sanitizers' own checks need descriptors too.
@@ -381,7 +333,7 @@ TEST_F(Closer, BatchDoesNotBringMoreDescriptorsThanFit) {
     one.forget();
     std::chrono::steady_clock::duration took;
     {
-        SmallTable table(1000);
+        const TableSize table(1000);
         took = time_of_settling();
     }
     EXPECT_LT(took, kNoWait);
@@ -461,10 +413,8 @@ TEST_F(Closer, OneProcessDoesNotHoldUpTheOthers) {
     if (child == 0) {
         stuck.clear(); // closes copies only
         RawPeer greedy(socket);
-        Packet with_many =
-            Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(13).word(kEach);
-        for (uint32_t i = 0; i < kEach; i++)
-            with_many.byte(18).word(i).word(0);
+        const Packet with_many =
+            Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").descriptor_list(kEach);
         greedy.send(hello("greedy"));
         greedy.send(with_many, first);
         for (int fd : first)

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 // What no well-behaved peer sends: it is told why, closed, traced in one message, and leaves no descriptor behind.
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 
 #include <algorithm>
 #include <fcntl.h>
 #include <memory>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace support;
@@ -18,28 +16,11 @@ using testing::Not;
 
 namespace {
 
-class Hostile : public DescriptorTest {
+class Hostile : public ServedBus {
 protected:
-    Hostile() {
-        served::reset();
-        bus = kex_create("victim");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
-    ~Hostile() override {
-        kex_destroy(bus);
-        served::reset();
-    }
+    Hostile() : ServedBus("victim") {}
 
     void settle() { turn_until_idle({bus}); }
-    // A peer that has said hello and read ours.
-    std::unique_ptr<RawPeer> connected_peer() {
-        auto raw = std::make_unique<RawPeer>(socket);
-        EXPECT_TRUE(raw->send(hello()));
-        settle();
-        raw->receive_all();
-        return raw;
-    }
     // Still serves a good peer.
     void expect_alive() {
         auto good = connected_peer();
@@ -49,10 +30,6 @@ protected:
         ASSERT_EQ(packets.size(), 1u);
         EXPECT_EQ(packets[0], Packet(kReply, 5).byte(0).byte(1).byte(0).text("x").bytes());
     }
-
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
 };
 
 // A call with one of everything, and two descriptors.
@@ -379,35 +356,27 @@ TEST_F(Hostile, PeerThatNeverReadsItsRepliesIsBrokenOff) {
 TEST_F(Hostile, DescriptorsLostForWantOfRoomAreNotLostSilently) {
     CapturedTrace trace;
     auto raw = connected_peer();
-    std::vector<int> fillers;
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {open_descriptors() + 20, limit.rlim_max};
-    Packet with_many = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(64);
-    for (uint32_t i = 0; i < 64; i++)
-        with_many.byte(18).word(i).word(0);
-    Packet with_ten = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(10);
-    for (uint32_t i = 0; i < 10; i++)
-        with_ten.byte(18).word(i).word(0);
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int fd = dup(0); fd >= 0; fd = dup(0))
-        fillers.push_back(fd);
-    // The bus looks at the table now and then; here it fills up behind its back.
-    for (int reads = 0; reads < 32; reads++) {
-        raw->send(Packet(kWaiting, 1));
-        kex_dispatch(bus);
+    const Packet with_many = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").descriptor_list(64);
+    const Packet with_ten = Packet(kCall, 1).text("Probe").text("note").byte(1).text("fds").descriptor_list(10);
+    std::vector<std::string> after_ten;
+    std::string refused_ten, refused_many;
+    size_t after_many;
+    {
+        const FullTable full(open_descriptors() + 20);
+        // The bus looks at the table now and then; here it fills up behind its back.
+        for (int reads = 0; reads < 32; reads++) {
+            raw->send(Packet(kWaiting, 1));
+            kex_dispatch(bus);
+        }
+        raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
+        settle();
+        after_ten = served::log;
+        refused_ten = raw->refusal();
+        raw->send(with_many, std::vector<int>(64, STDIN_FILENO));
+        settle();
+        after_many = served::log.size();
+        refused_many = raw->refusal();
     }
-    raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
-    settle();
-    auto after_ten = served::log;
-    std::string refused_ten = raw->refusal();
-    raw->send(with_many, std::vector<int>(64, STDIN_FILENO));
-    settle();
-    size_t after_many = served::log.size();
-    std::string refused_many = raw->refusal();
-    for (int fd : fillers)
-        close(fd);
-    setrlimit(RLIMIT_NOFILE, &limit);
     // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_THAT(after_ten, ElementsAre("note nothing")) << "ten fit into the spare ones";
     EXPECT_EQ(refused_ten, "");
@@ -421,28 +390,21 @@ TEST_F(Hostile, DescriptorsAreTakenAsFastAsCallsGiveThemBack) {
     CapturedTrace trace;
     auto raw = connected_peer();
     constexpr size_t kCalls = 8;
-    Packet with_ten = Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fds").byte(13).word(10);
-    for (uint32_t i = 0; i < 10; i++)
-        with_ten.byte(18).word(i).word(0);
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {open_descriptors() + 12, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    // The bus looks at the table now and then; here it becomes small behind its back.
-    for (int reads = 0; reads < 40; reads++) {
-        raw->send(Packet(kWaiting, 1));
-        kex_dispatch(bus);
-    }
+    const Packet with_ten = Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fds").descriptor_list(10);
+    const rlim_t low = open_descriptors() + 12;
+    show_table(*raw, low);
     // The kernel holds what a user without privileges has under way against the sender's limit: the small one is the reader's.
-    setrlimit(RLIMIT_NOFILE, &limit);
     size_t sent = 0;
     for (size_t i = 0; i < kCalls; i++)
         sent += raw->send(with_ten, std::vector<int>(10, STDIN_FILENO));
-    setrlimit(RLIMIT_NOFILE, &low);
-    settle();
-    size_t served = served::log.size();
-    std::string refused = raw->refusal();
-    setrlimit(RLIMIT_NOFILE, &limit);
+    size_t served;
+    std::string refused;
+    {
+        const TableSize table(low);
+        settle();
+        served = served::log.size();
+        refused = raw->refusal();
+    }
     // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_EQ(sent, kCalls);
     EXPECT_EQ(served, kCalls) << "28 at a time fit, 80 come";
@@ -455,9 +417,8 @@ TEST_F(Hostile, CallsThatWaitLeaveTheHostItsDescriptors) {
     constexpr rlim_t kLow = 160; // a quarter of them is the host's
     std::unique_ptr<RawPeer> greedy[] = {connected_peer(), connected_peer(), connected_peer()};
     auto modest = connected_peer();
-    Packet with_many = Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").byte(13).word(kEach);
-    for (uint32_t i = 0; i < kEach; i++)
-        with_many.byte(18).word(i).word(0);
+    const Packet with_many =
+        Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").descriptor_list(kEach);
     static std::vector<size_t> opened;
     opened.clear();
     served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
@@ -474,23 +435,16 @@ TEST_F(Hostile, CallsThatWaitLeaveTheHostItsDescriptors) {
         fcall_destroy(call);
         return 0;
     };
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {kLow, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int looks = 0; looks < 40; looks++) { // until the bus has looked at the table again
-        modest->send(Packet(kWaiting, 1));
-        kex_dispatch(bus);
-    }
+    show_table(*modest, kLow);
     // The kernel holds what a user without privileges has under way against the sender's limit: the small one is the reader's.
-    setrlimit(RLIMIT_NOFILE, &limit);
     size_t sent = 0;
     for (auto &raw : greedy)
         sent += raw->send(with_many, std::vector<int>(kEach, STDIN_FILENO));
     sent += modest->send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(0));
-    setrlimit(RLIMIT_NOFILE, &low);
-    turn_until({bus}, [] { return opened.size() == 3; });
-    setrlimit(RLIMIT_NOFILE, &limit);
+    {
+        const TableSize table(kLow);
+        turn_until({bus}, [] { return opened.size() == 3; });
+    }
     EXPECT_EQ(sent, 4u);
     EXPECT_THAT(opened, testing::Each(kLow / 4)) << "whatever else waits";
     EXPECT_EQ(std::count(served::log.begin(), served::log.end(), "run"), 3);
@@ -504,33 +458,24 @@ TEST_F(Hostile, OldestPeerDoesNotTakeAllRoomForDescriptors) {
     constexpr uint32_t kCalls = 20;
     auto oldest = connected_peer();
     auto other = connected_peer();
-    auto note = [](uint32_t number) {
+    constexpr rlim_t kLow = 160;
+    auto note_with_many = [](uint32_t number) {
         Packet packet = Packet(kOneWayCall, 1).text("Probe").text("note").byte(2).text("number").byte(8).word(number);
-        packet.text("fds").byte(13).word(kEach);
-        for (uint32_t i = 0; i < kEach; i++)
-            packet.byte(18).word(i).word(0);
-        return packet;
+        return packet.text("fds").descriptor_list(kEach);
     };
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {160, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int looks = 0; looks < 40; looks++) { // until the bus has looked at the table again
-        other->send(Packet(kWaiting, 1));
-        kex_dispatch(bus);
-    }
-    setrlimit(RLIMIT_NOFILE, &limit);
+    show_table(*other, kLow);
     size_t sent = 0;
     for (uint32_t i = 0; i < kCalls; i++)
-        sent += oldest->send(note(1), std::vector<int>(kEach, STDIN_FILENO));
-    sent += other->send(note(2), std::vector<int>(kEach, STDIN_FILENO));
-    setrlimit(RLIMIT_NOFILE, &low);
-    settle();
-    setrlimit(RLIMIT_NOFILE, &limit);
+        sent += oldest->send(note_with_many(1), std::vector<int>(kEach, STDIN_FILENO));
+    sent += other->send(note_with_many(2), std::vector<int>(kEach, STDIN_FILENO));
+    {
+        const TableSize table(kLow);
+        settle();
+    }
     // Checked only now: the sanitizers' own checks need descriptors too.
     ASSERT_EQ(sent, kCalls + 1);
     ASSERT_EQ(served::log.size(), kCalls + 1);
-    EXPECT_LE(std::find(served::log.begin(), served::log.end(), "note 2") - served::log.begin(), 3) << "its turn comes";
+    EXPECT_LE(place_of("note 2"), 3) << "its turn comes";
 }
 
 TEST_F(Hostile, NamesFromOutsideCannotForgeTraceLines) {
@@ -576,10 +521,6 @@ TEST_F(Hostile, ListenerThatRefusesIsReportedInItsWords) {
 
 // ----------------------------------------------------------------------------------------- Packets of several messages
 
-Packet numbered(uint32_t number) {
-    return Packet(kOneWayCall, number).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
-}
-
 TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
     const Packet with_one =
         Packet(kOneWayCall, 3).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(0).descriptors(1);
@@ -589,39 +530,36 @@ TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
         std::vector<int> fds;
         const char *why;
     } rows[] = {
-        {"size 0", together({numbered(1), numbered(2).size(0)}), {}, "a message is shorter than its head"},
-        {"size one short of a head",
-         together({numbered(1), numbered(2).size(19)}),
-         {},
-         "a message is shorter than its head"},
+        {"size 0", together({note(1), note(2).size(0)}), {}, "a message is shorter than its head"},
+        {"size one short of a head", together({note(1), note(2).size(19)}), {}, "a message is shorter than its head"},
         {"size one beyond the packet",
-         together({numbered(1), numbered(2).size(static_cast<uint32_t>(numbered(2).bytes().size()) + 1)}),
+         together({note(1), note(2).size(static_cast<uint32_t>(note(2).bytes().size()) + 1)}),
          {},
          "the packet is cut off"},
-        {"size of all ones", together({numbered(1), numbered(2).size(UINT32_MAX)}), {}, "the packet is cut off"},
+        {"size of all ones", together({note(1), note(2).size(UINT32_MAX)}), {}, "the packet is cut off"},
         {"one reaches into the next",
-         together({numbered(1).size(static_cast<uint32_t>(numbered(1).bytes().size()) + 12), numbered(2)}),
+         together({note(1).size(static_cast<uint32_t>(note(1).bytes().size()) + 12), note(2)}),
          {},
          "this is no packet of the bus"},
-        {"65 messages", together(std::vector<Packet>(65, numbered(1))), {}, "too many messages"},
+        {"65 messages", together(std::vector<Packet>(65, note(1))), {}, "too many messages"},
         {"6,000 notices", together(std::vector<Packet>(6000, Packet(kWaiting, 1))), {}, "too many messages"},
         {"10,000 notices", together(std::vector<Packet>(10000, Packet(kWaiting, 1))), {}, "the packet is too large"},
-        {"a hello behind", together({numbered(1), hello()}), {}, "a hello came together with other messages"},
-        {"an unknown kind behind", together({numbered(1), Packet(99)}), {}, "the kind of the packet is unknown"},
-        {"a tap record behind", together({numbered(1), Packet(kTapRecord)}), {}, "the kind of the packet is unknown"},
+        {"a hello behind", together({note(1), hello()}), {}, "a hello came together with other messages"},
+        {"an unknown kind behind", together({note(1), Packet(99)}), {}, "the kind of the packet is unknown"},
+        {"a tap record behind", together({note(1), Packet(kTapRecord)}), {}, "the kind of the packet is unknown"},
         {"the last one's descriptor is missing", together({with_one, with_one}), {0}, "a descriptor did not come"},
         {"a descriptor more", together({with_one, with_one}), {0, 0, 0}, "a descriptor came that no value names"},
         {"descriptors of all ones",
-         together({with_one, numbered(2).descriptors(UINT32_MAX)}),
+         together({with_one, note(2).descriptors(UINT32_MAX)}),
          {0},
          "a descriptor did not come"},
-        {"garbage behind", together({with_one, numbered(2)}) + "GET / HTTP/1.1", {0}, "this is no packet of the bus"},
+        {"garbage behind", together({with_one, note(2)}) + "GET / HTTP/1.1", {0}, "this is no packet of the bus"},
         {"broken in the middle",
-         together({with_one, Packet(kCall, 1).text("Probe"), numbered(2)}),
+         together({with_one, Packet(kCall, 1).text("Probe"), note(2)}),
          {0},
          "the packet is cut off"},
         {"reply with two values behind",
-         together({numbered(1), Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255)}),
+         together({note(1), Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255)}),
          {},
          "a reply has more than one value"},
     };
@@ -656,10 +594,10 @@ TEST_F(Hostile, OlderPeerIsRefusedWithItsReason) {
 TEST_F(Hostile, PacketMayNotSayWhatItsSenderMayNot) {
     CapturedTrace trace;
     RawPeer silent(socket);
-    silent.send(together({Packet(kRefused).text("go away"), numbered(1)}));
+    silent.send(together({Packet(kRefused).text("go away"), note(1)}));
     RawPeer tap(socket);
     tap.send(Packet(kTapHello).text("tap"));
-    tap.send(together({Packet(kRefused).text("go away"), numbered(2)}));
+    tap.send(together({Packet(kRefused).text("go away"), note(2)}));
     settle();
     EXPECT_EQ(silent.refusal(), "no hello came first");
     EXPECT_EQ(tap.refusal(), "a tap only looks");
@@ -679,8 +617,8 @@ TEST_F(Hostile, PeerClosedBetweenTwoMessagesOfAPacket) {
     for (const bool far_side : {false, true}) {
         served::log.clear();
         auto raw = connected_peer();
-        const Packet middle = far_side ? numbered(2) : Packet(kOneWayCall, 2).text("Probe").text("run").byte(0);
-        ASSERT_TRUE(raw->send(together({numbered(1), middle, numbered(3), Packet(kWaiting, 4)})));
+        const Packet middle = far_side ? note(2) : Packet(kOneWayCall, 2).text("Probe").text("run").byte(0);
+        ASSERT_TRUE(raw->send(together({note(1), middle, note(3), Packet(kWaiting, 4)})));
         if (far_side)
             raw->close();
         settle();
@@ -693,20 +631,12 @@ TEST_F(Hostile, PeerClosedBetweenTwoMessagesOfAPacket) {
 
 // The limit is reached by the packet's middle: all of it is taken in, and it is the last one.
 TEST_F(Hostile, PacketThatFillsALimitHalfway) {
-    static peer_t *peer;
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
-        peer = fcall_peer(call);
-        fcall_destroy(call);
-        return 0;
-    };
     auto raw = connected_peer();
-    raw->send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
-    settle();
     request_t *r = request_create_executeFunction("Theirs", "slow", 0);
-    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    ASSERT_TRUE(kex_sendRequest(bus, peer_of(*raw, bus), r));
     CapturedTrace trace;
     const timeval at_once = {0, 0};
-    const std::string calls = together(std::vector<Packet>(60, numbered(1)));
+    const std::string calls = together(std::vector<Packet>(60, note(1)));
     for (int i = 0; i < 18; i++) { // the last one begins with 1,020 before it
         while (!raw->send(calls))
             kex_waitForReply(bus, r, &at_once);

@@ -2,8 +2,7 @@
 // Who runs when: peers take turns, and a turn has its time.
 #include "base/limits.h"
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,24 +16,11 @@ using testing::ElementsAre;
 
 namespace {
 
-class Lanes : public DescriptorTest {
+class Lanes : public ServedBus {
 protected:
-    Lanes() {
-        served::reset();
-        bus = kex_create("busy");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
-    ~Lanes() override {
-        raws.clear();
-        kex_destroy(bus);
-        served::reset();
-    }
+    Lanes() : ServedBus("busy") {}
     RawPeer &connect() {
-        raws.push_back(std::make_unique<RawPeer>(socket));
-        raws.back()->send(hello());
-        turn_until_idle({bus});
-        raws.back()->receive_all();
+        raws.push_back(connected_peer());
         return *raws.back();
     }
     // So many packets, of which the bus has read just enough to go on in large batches. How many are left.
@@ -45,29 +31,7 @@ protected:
         kex_dispatch(bus);
         return count - std::exchange(served::log, {}).size();
     }
-    static Packet note(uint32_t number) {
-        return Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
-    }
-    static Packet run() { return Packet(kOneWayCall, 1).text("Probe").text("run").byte(0); }
-    // "run" takes this long from now on.
-    static void make_run_take(std::chrono::milliseconds time) {
-        served::probe = [time](function_call_t *call, argument_list_t *, variant_t *) {
-            auto end = std::chrono::steady_clock::now() + time;
-            while (std::chrono::steady_clock::now() < end)
-                ;
-            served::log.push_back("run");
-            fcall_destroy(call);
-            return 0;
-        };
-    }
-    static ptrdiff_t place_of(const std::string &line) {
-        return std::find(served::log.begin(), served::log.end(), line) - served::log.begin();
-    }
-    static bool has(const std::string &line) { return place_of(line) < static_cast<ptrdiff_t>(served::log.size()); }
 
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
     std::vector<std::unique_ptr<RawPeer>> raws;
 };
 

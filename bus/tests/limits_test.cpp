@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The table of limits on what one message may hold: what is as large as that passes, what is larger by one is refused.
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "transport/spare.h"
 
 #include <memory>
@@ -15,18 +14,9 @@ using testing::HasSubstr;
 
 namespace {
 
-class Limits : public DescriptorTest {
+class Limits : public ServedBus {
 protected:
-    Limits() {
-        served::reset();
-        bus = kex_create("victim");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
-    ~Limits() override {
-        kex_destroy(bus);
-        served::reset();
-    }
+    Limits() : ServedBus("victim") {}
 
     // Why it is refused; "" when its function has run.
     std::string refusal_of(const Packet &packet, size_t descriptors = 0) {
@@ -43,10 +33,6 @@ protected:
     }
     static Packet note_with(uint8_t arguments) { return Packet(kCall, 1).text("Probe").text("note").byte(arguments); }
     static Packet one_argument() { return note_with(1).text("a"); }
-
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
 };
 
 TEST_F(Limits, ArgumentsOfACall) {
@@ -148,17 +134,9 @@ TEST_F(Limits, CallsThatAreNotRunYet) {
     for (size_t calls : {1023u, 1024u}) {
         CapturedTrace trace;
         RawPeer raw(socket);
-        peer_t *peer = nullptr;
-        served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
-            peer = fcall_peer(call);
-            fcall_destroy(call);
-            return 0;
-        };
         raw.send(hello());
-        raw.send(support::call(1, "Probe", "run"));
-        turn_until_idle({bus});
         request_t *r = request_create_executeFunction("Theirs", "slow", 0);
-        ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+        ASSERT_TRUE(kex_sendRequest(bus, peer_of(raw, bus), r));
         const timeval at_once = {0, 0};
         for (size_t i = 0; i < calls; i++) {
             while (!raw.send(Packet(kOneWayCall, 1).text("Probe").text("note").byte(0)))

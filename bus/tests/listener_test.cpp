@@ -604,18 +604,12 @@ TEST_F(Listen, LastDescriptorsAreKeptForTheHost) {
     ASSERT_NE(listen(bus, socket), nullptr);
     RawPeer raw(socket);
     raw.send(hello());
-    std::vector<int> fillers;
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {open_descriptors() + 40, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int i = 0; i < 35; i++)
-        fillers.push_back(dup(0));
-    support::turn_until_idle({bus});
-    int own = dup(0);
-    for (int fd : fillers)
-        close(fd);
-    setrlimit(RLIMIT_NOFILE, &limit);
+    int own;
+    {
+        const FullTable five_left(open_descriptors() + 40, 5);
+        support::turn_until_idle({bus});
+        own = dup(0);
+    }
     EXPECT_GE(own, 0) << "five are left";
     close(own);
     EXPECT_EQ(raw.refusal(), "this process has no more descriptors");
@@ -626,17 +620,10 @@ TEST_F(Listen, FullDescriptorTableTurnsAwayWithAWord) {
     ASSERT_NE(listen(bus, socket), nullptr);
     RawPeer raw(socket);
     raw.send(hello());
-    std::vector<int> fillers;
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {open_descriptors() + 20, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int fd = dup(0); fd >= 0; fd = dup(0))
-        fillers.push_back(fd);
-    support::turn_until_idle({bus});
-    for (int fd : fillers)
-        close(fd);
-    setrlimit(RLIMIT_NOFILE, &limit);
+    {
+        const FullTable full(open_descriptors() + 20);
+        support::turn_until_idle({bus});
+    }
     EXPECT_EQ(raw.refusal(), "this process has no more descriptors");
     EXPECT_TRUE(raw.is_closed());
     RawPeer later(socket);

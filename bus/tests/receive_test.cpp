@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What reading costs: the system calls of this program's bus are counted (see CMakeLists.txt).
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "support/shifted_clock.h"
 
 #include <algorithm>
@@ -54,23 +53,11 @@ int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags) {
 
 namespace {
 
-class Receive : public DescriptorTest {
+class Receive : public ServedBus {
 protected:
-    Receive() {
-        served::reset();
-        bus = kex_create("server");
-        served::declare(bus);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
-    ~Receive() override {
-        raws.clear();
-        kex_destroy(bus);
-        served::reset();
-    }
+    Receive() : ServedBus("server") {}
     RawPeer &connect() {
-        raws.push_back(std::make_unique<RawPeer>(socket));
-        raws.back()->send(hello());
-        turn_until_idle({bus});
+        raws.push_back(connected_peer());
         return *raws.back();
     }
     // Reads of one turn.
@@ -80,9 +67,6 @@ protected:
         return reads;
     }
 
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
     std::vector<std::unique_ptr<RawPeer>> raws;
 };
 
@@ -130,17 +114,9 @@ TEST_F(Receive, TurnReadsForFiveMilliseconds) {
 
 // The same for a wait, which looks at its time then: a packet holds up to 64 messages, and a peer may send without end.
 TEST_F(Receive, WaitReadsForFiveMillisecondsBetweenLooksAtItsTime) {
-    static peer_t *peer;
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *) {
-        peer = fcall_peer(call);
-        fcall_destroy(call);
-        return 0;
-    };
     RawPeer &raw = connect();
-    ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0)));
-    turn_until_idle({bus});
     request_t *r = request_create_executeFunction("Theirs", "slow", 0);
-    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    ASSERT_TRUE(kex_sendRequest(bus, peer_of(raw, bus), r));
     const std::string notices = together(std::vector<Packet>(64, Packet(kWaiting, 1)));
     for (int i = 0; i < 20; i++)
         ASSERT_TRUE(raw.send(notices));
@@ -233,9 +209,7 @@ TEST_F(Receive, OneBatchOfDescriptorsMayPassTheLimit) {
         return 0;
     };
     RawPeer &raw = connect();
-    Packet with_many = Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").byte(13).word(64);
-    for (uint32_t i = 0; i < 64; i++)
-        with_many.byte(18).word(i).word(0);
+    const Packet with_many = Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").descriptor_list(64);
     for (int i = 0; i < 22; i++)
         ASSERT_TRUE(raw.send(Packet(kWaiting, 1)));
     const size_t before = open_descriptors();
@@ -283,16 +257,12 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
         fcall_destroy(call);
         return 0;
     };
-    Packet with_many = Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").byte(13).word(kEach);
-    for (uint32_t i = 0; i < kEach; i++)
-        with_many.byte(18).word(i).word(0);
+    const Packet with_many =
+        Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").descriptor_list(kEach);
     for (int i = 0; i < 7; i++)
         connect();
     const TableSize table(600);
-    for (int i = 0; i < 40; i++) { // until the bus has looked at the table again
-        ASSERT_TRUE(raws[0]->send(Packet(kWaiting, 1)));
-        kex_dispatch(bus);
-    }
+    show_table(*raws[0], 600);
     const size_t before = open_descriptors();
     for (auto &raw : raws) {
         for (int i = 0; i < 2; i++)
@@ -307,16 +277,12 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
 
 // ----------------------------------------------------------------------------------------- Several in one packet
 
-Packet numbered(uint32_t number) {
-    return Packet(kOneWayCall, number).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
-}
-
 TEST_F(Receive, CallsOfAPacketRunInTheirOrder) {
     RawPeer &raw = connect();
     std::vector<Packet> calls;
     std::vector<std::string> wanted;
     for (uint32_t i = 0; i < 64; i++) {
-        calls.push_back(numbered(i));
+        calls.push_back(note(i));
         wanted.push_back("note " + std::to_string(i));
     }
     ASSERT_TRUE(raw.send(together(calls)));
@@ -331,8 +297,8 @@ TEST_F(Receive, CallsOfAPacketTakeTurnsWithThoseOfOthers) {
     // A machine that stands still between the two ends the time for reading: only one is read in that turn.
     for (int attempt = 0; attempt < 10; attempt++) {
         served::log.clear();
-        ASSERT_TRUE(raw.send(together(std::vector<Packet>(64, numbered(1)))));
-        ASSERT_TRUE(other.send(numbered(2)));
+        ASSERT_TRUE(raw.send(together(std::vector<Packet>(64, note(1)))));
+        ASSERT_TRUE(other.send(note(2)));
         turn_until_idle({bus});
         ASSERT_EQ(served::log.size(), 65u);
         if (std::find(served::log.begin(), served::log.end(), "note 2") - served::log.begin() <= 1)
@@ -419,8 +385,8 @@ TEST_F(Receive, NoLimitIsPassedByAPacketOfManyCalls) {
 TEST_F(Receive, RefusalOfAPacketLeavesWhatCameBeforeIt) {
     CapturedTrace trace;
     RawPeer &raw = connect();
-    ASSERT_TRUE(raw.send(together({numbered(1), numbered(2)})));
-    ASSERT_TRUE(raw.send(together({numbered(3), numbered(4).size(0)})));
+    ASSERT_TRUE(raw.send(together({note(1), note(2)})));
+    ASSERT_TRUE(raw.send(together({note(3), note(4).size(0)})));
     turn_until_idle({bus});
     EXPECT_EQ(raw.refusal(), "a message is shorter than its head");
     EXPECT_EQ(served::log, (std::vector<std::string>{"note 1", "note 2"}));

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // How packets leave: when, and what is said when one cannot.
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "support/shifted_clock.h"
 
 #include <algorithm>
@@ -151,16 +150,10 @@ TEST_F(Send, RepliesWithAllTheirDescriptorsLeaveOneAfterTheOther) {
 class Together : public Send {
 protected:
     Together() {
-        served::probe = [this](function_call_t *call, argument_list_t *, variant_t *) {
-            peer = fcall_peer(call);
-            fcall_destroy(call);
-            return 0;
-        };
         raw.send(hello());
-        raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
+        peer = peer_of(raw, server);
         turn_until_idle();
         raw.receive_all();
-        EXPECT_NE(peer, nullptr);
     }
 
     // Queues a one-way call with one argument, which it cleans.
@@ -226,13 +219,12 @@ TEST_F(Together, SixteenDescriptorsOfSeveralMessagesAtMost) {
 TEST_F(Together, DescriptorsOfSeveralCallsFindRoomWhereThoseOfEachDo) {
     constexpr size_t kCalls = 8;
     CapturedTrace trace;
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit low = {open_descriptors() + 12, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int looks = 0; looks < 40; looks++) // until the bus has looked at the table again
-        request_destroy(call("Probe", "note"));
-    setrlimit(RLIMIT_NOFILE, &limit); // the small one is the reader's
+    const rlim_t low = open_descriptors() + 12; // of the reader: while it reads
+    {
+        const TableSize table(low);
+        for (int looks = 0; looks < 40; looks++) // until the bus has looked at the table again
+            request_destroy(call("Probe", "note"));
+    }
     served::log.clear();
     for (size_t i = 0; i < kCalls; i++) {
         request_t *r = request_create_executeFunction("Probe", "note", 0);
@@ -243,9 +235,10 @@ TEST_F(Together, DescriptorsOfSeveralCallsFindRoomWhereThoseOfEachDo) {
         request_destroy(r);
     }
     kex_dispatch(client);
-    setrlimit(RLIMIT_NOFILE, &low);
-    support::turn_until_idle({server});
-    setrlimit(RLIMIT_NOFILE, &limit);
+    {
+        const TableSize table(low);
+        support::turn_until_idle({server});
+    }
     // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_EQ(served::log.size(), kCalls) << "28 at a time fit, 80 come";
     EXPECT_EQ(trace.text(), "");

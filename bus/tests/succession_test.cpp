@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Who ended first is finished first, and who comes new is taken in at once.
 #include "served_functions.h"
-#include "support/bus_test.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 
 #include <algorithm>
 #include <chrono>
 #include <linux/sockios.h>
 #include <memory>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace support;
@@ -18,62 +16,32 @@ using testing::HasSubstr;
 
 namespace {
 
-class Succession : public DescriptorTest {
+class Succession : public ServedBus {
 protected:
-    Succession() {
-        served::reset();
-        bus = kex_create("server");
-        served::declare(bus);
+    Succession() : ServedBus("server") {
         kex_onPeerClosed(
             bus,
             [](kex_t *, peer_t *peer, void *) {
                 served::log.push_back(std::string("closed ") + peer_processName(peer));
             },
             nullptr);
-        EXPECT_NE(connection_listenOnIPC(kex_connection(bus), socket.c_str()), nullptr);
-    }
-    ~Succession() override {
-        kex_destroy(bus);
-        served::reset();
     }
     std::unique_ptr<RawPeer> connect(const std::string &name) {
         auto raw = std::make_unique<RawPeer>(socket);
         EXPECT_TRUE(raw->send(hello(name)));
         return raw;
     }
-    std::unique_ptr<RawPeer> known(const std::string &name) {
-        auto raw = connect(name);
-        turn_until_idle({bus});
-        raw->receive_all();
-        return raw;
+    // Sends fifty calls that take 3 ms each, and ends.
+    static void leave_long_calls(RawPeer &raw) {
+        make_run_take(std::chrono::milliseconds(3));
+        for (int i = 0; i < 50; i++)
+            EXPECT_TRUE(raw.send(run()));
+        raw.close();
     }
-    static Packet note(uint32_t number) {
-        return Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").byte(8).word(number);
-    }
-    static Packet run() { return Packet(kOneWayCall, 1).text("Probe").text("run").byte(0); }
-    // "run" takes this long from now on.
-    static void make_run_take(std::chrono::milliseconds time) {
-        served::probe = [time](function_call_t *call, argument_list_t *, variant_t *) {
-            auto end = std::chrono::steady_clock::now() + time;
-            while (std::chrono::steady_clock::now() < end)
-                ;
-            served::log.push_back("run");
-            fcall_destroy(call);
-            return 0;
-        };
-    }
-    static ptrdiff_t place_of(const std::string &line) {
-        return std::find(served::log.begin(), served::log.end(), line) - served::log.begin();
-    }
-    static bool has(const std::string &line) { return place_of(line) < static_cast<ptrdiff_t>(served::log.size()); }
-
-    ScratchDirectory scratch;
-    std::string socket = scratch.path("bus");
-    kex_t *bus;
 };
 
 TEST_F(Succession, WhoComesBackFindsItsOldConnectionFinished) {
-    auto old = known("old");
+    auto old = connected_peer("old");
     uint32_t sent = 0;
     while (old->send(note(1)))
         sent++;
@@ -88,8 +56,8 @@ TEST_F(Succession, WhoComesBackFindsItsOldConnectionFinished) {
 }
 
 TEST_F(Succession, NewcomerIsTakenInWhileOthersAreDrained) {
-    auto flood = known("flood");
-    auto other = known("other");
+    auto flood = connected_peer("flood");
+    auto other = connected_peer("other");
     ptrdiff_t lying = 0;
     while (flood->send(note(1)))
         lying++;
@@ -107,12 +75,9 @@ TEST_F(Succession, NewcomerIsTakenInWhileOthersAreDrained) {
 }
 
 TEST_F(Succession, OthersGoOnWhileANewcomerWaits) {
-    make_run_take(std::chrono::milliseconds(3));
-    auto old = known("old");
-    auto other = known("other");
-    for (int i = 0; i < 50; i++)
-        ASSERT_TRUE(old->send(run()));
-    old->close();
+    auto old = connected_peer("old");
+    auto other = connected_peer("other");
+    leave_long_calls(*old);
     auto newcomer = connect("newcomer");
     ASSERT_TRUE(newcomer->send(note(2)));
     ASSERT_TRUE(other->send(note(3)));
@@ -124,12 +89,9 @@ TEST_F(Succession, OthersGoOnWhileANewcomerWaits) {
 }
 
 TEST_F(Succession, LightCallOfAnotherWaitsForOneLongCallOfTheOldOne) {
-    make_run_take(std::chrono::milliseconds(3));
-    auto old = known("old");
-    auto other = known("other");
-    for (int i = 0; i < 50; i++)
-        ASSERT_TRUE(old->send(run()));
-    old->close();
+    auto old = connected_peer("old");
+    auto other = connected_peer("other");
+    leave_long_calls(*old);
     auto newcomer = connect("newcomer");
     ASSERT_TRUE(newcomer->send(note(2)));
     for (int i = 0; i < 5; i++)
@@ -144,7 +106,7 @@ TEST_F(Succession, LightCallOfAnotherWaitsForOneLongCallOfTheOldOne) {
 }
 
 TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
-    auto old = known("old");
+    auto old = connected_peer("old");
     while (old->send(note(1)))
         ;
     old->close();
@@ -163,18 +125,11 @@ TEST_F(Succession, NewcomerThatEndsWhileItWaitsComesBeforeTheNextOne) {
 // A newcomer's calls run after those of the old one, so the old one cannot wait for what they hold.
 TEST_F(Succession, ShortTableStopsNeitherTheOldOneNorTheNewcomer) {
     CapturedTrace trace;
-    auto old = known("old");
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit low = {open_descriptors() + 60, limit.rlim_max}; // less than what one packet may bring is free
+    auto old = connected_peer("old");
+    const rlim_t low = open_descriptors() + 60; // less than what one packet may bring is free
     Packet with_descriptor =
         Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(1);
-    setrlimit(RLIMIT_NOFILE, &low);
-    for (int looks = 0; looks < 40; looks++) { // until the bus has looked at the table again
-        old->send(Packet(kWaiting, 1));
-        kex_dispatch(bus);
-    }
-    setrlimit(RLIMIT_NOFILE, &limit);
+    show_table(*old, low);
     for (int i = 0; i < 100; i++)
         ASSERT_TRUE(old->send(note(1)));
     ASSERT_TRUE(old->send(with_descriptor, {STDIN_FILENO}));
@@ -182,9 +137,11 @@ TEST_F(Succession, ShortTableStopsNeitherTheOldOneNorTheNewcomer) {
     auto newcomer = connect("newcomer");
     ASSERT_TRUE(newcomer->send(with_descriptor, {STDIN_FILENO}));
     ASSERT_TRUE(newcomer->send(note(2)));
-    setrlimit(RLIMIT_NOFILE, &low);
-    const bool came = turn_until({bus}, [] { return has("note 2"); });
-    setrlimit(RLIMIT_NOFILE, &limit);
+    bool came;
+    {
+        const TableSize table(low);
+        came = turn_until({bus}, [] { return has("note 2"); });
+    }
     // Checked only now: the sanitizers' own checks need descriptors too.
     EXPECT_TRUE(came);
     EXPECT_LT(place_of("closed old"), place_of("note 2"));
@@ -192,11 +149,8 @@ TEST_F(Succession, ShortTableStopsNeitherTheOldOneNorTheNewcomer) {
 }
 
 TEST_F(Succession, OfANewcomerThatWaitsOnlyTheHelloIsRead) {
-    make_run_take(std::chrono::milliseconds(3));
-    auto old = known("old");
-    for (int i = 0; i < 50; i++)
-        ASSERT_TRUE(old->send(run()));
-    old->close();
+    auto old = connected_peer("old");
+    leave_long_calls(*old);
     auto newcomer = connect("newcomer");
     for (int i = 0; i < 50; i++)
         ASSERT_TRUE(newcomer->send(note(2)));
@@ -233,7 +187,7 @@ TEST_F(Succession, EndedConnectionKeepsItsPlaceUntilItsCallsHaveRun) {
     }
     turn_until_idle({bus});
     EXPECT_LT(static_cast<size_t>(std::count(served::log.begin(), served::log.end(), "run")), kRounds * kCalls);
-    auto back = known("back");
+    auto back = connected_peer("back");
     ASSERT_TRUE(back->send(note(1)));
     EXPECT_TRUE(turn_until({bus}, [] { return has("note 1"); })) << "places are given back";
 }
@@ -252,7 +206,7 @@ TEST_F(Succession, ProgramThatComesAndGoesAtOnceIsNotRefused) {
 // A newcomer waits for all that a process has left behind; that is not to become more and more.
 TEST_F(Succession, ProcessThatHasLeftMuchOnTwoConnectionsGetsNoFurtherOne) {
     CapturedTrace trace;
-    std::unique_ptr<RawPeer> both[] = {known("flood"), known("flood")};
+    std::unique_ptr<RawPeer> both[] = {connected_peer("flood"), connected_peer("flood")};
     for (auto &raw : both) {
         while (raw->send(note(1)))
             ;
@@ -262,7 +216,7 @@ TEST_F(Succession, ProcessThatHasLeftMuchOnTwoConnectionsGetsNoFurtherOne) {
     kex_dispatch(bus);
     EXPECT_EQ(third->refusal(), "its process has left calls of 2 connections to be run");
     turn_until_idle({bus});
-    auto back = known("back");
+    auto back = connected_peer("back");
     ASSERT_TRUE(back->send(note(2)));
     EXPECT_TRUE(turn_until({bus}, [] { return has("note 2"); })) << "once they have run";
 }
@@ -271,7 +225,7 @@ TEST_F(Succession, SixtyFourCallsLeftOnAConnectionAreNotMuch) {
     constexpr ptrdiff_t kEach = 90;
     CapturedTrace trace;
     make_run_take(std::chrono::milliseconds(3)); // so that few of them run in a turn
-    std::unique_ptr<RawPeer> both[] = {known("left"), known("left")};
+    std::unique_ptr<RawPeer> both[] = {connected_peer("left"), connected_peer("left")};
     for (auto &raw : both) {
         for (ptrdiff_t sent = 0; sent < kEach; sent++)
             ASSERT_TRUE(raw->send(run()));
@@ -296,7 +250,7 @@ TEST_F(Succession, SixtyFourCallsLeftOnAConnectionAreNotMuch) {
 }
 
 TEST_F(Succession, EndingWhileNewcomersWaitLosesNothing) {
-    auto old = known("old");
+    auto old = connected_peer("old");
     while (old->send(note(1)))
         ;
     old->close();

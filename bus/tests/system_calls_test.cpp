@@ -5,9 +5,8 @@
 #include "base/trace_output.h"
 #include "kex_tap.h"
 #include "served_functions.h"
-#include "support/bus_test.h"
 #include "support/failing_call.h"
-#include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "ziltrace.h"
 
 #include <cerrno>
@@ -100,14 +99,7 @@ TEST_F(SystemCalls, SendingToOneThatHasGoneIsNoError) {
 TEST_F(SystemCalls, AllThatLiesHereForOneThatHasGoneIsDropped) {
     RawPeer raw(socket);
     raw.send(hello());
-    peer_t *peer = nullptr;
-    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
-        peer = fcall_peer(call);
-        fcall_destroy(call);
-        return 0;
-    };
-    raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
-    ASSERT_TRUE(turn_until([&] { return peer != nullptr; }));
+    peer_t *peer = peer_of(raw, server);
     raw.close();
     CapturedTrace trace;
     request_t *requests[3];
@@ -129,14 +121,7 @@ TEST_F(SystemCalls, AsManyDescriptorsAsMayWaitLeaveByOneSystemCall) {
     constexpr uint32_t kCalls = 96;
     RawPeer raw(socket);
     raw.send(hello());
-    peer_t *peer = nullptr;
-    served::probe = [&](function_call_t *call, argument_list_t *, variant_t *) {
-        peer = fcall_peer(call);
-        fcall_destroy(call);
-        return 0;
-    };
-    raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(0));
-    ASSERT_TRUE(turn_until([&] { return peer != nullptr; }));
+    peer_t *peer = peer_of(raw, server);
     raw.receive_all();
     for (uint32_t i = 0; i < kCalls; i++) {
         request_t *r = request_create_executeFunction("a", "b", 0);

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -132,14 +131,12 @@ TEST_F(TraceOutput, FullSocketHoldsNobodyUp) {
 }
 
 TEST_F(TraceOutput, FullTableOfDescriptorsHoldsNobodyUp) {
-    rlimit limit;
     const StandardError standard_error(ends[1]);
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none = {0, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    for (size_t i = 0; i < 2000; i++)
-        zilTrace(100, "%s", message(i).c_str());
-    setrlimit(RLIMIT_NOFILE, &limit);
+    {
+        const TableSize table(0);
+        for (size_t i = 0; i < 2000; i++)
+            zilTrace(100, "%s", message(i).c_str());
+    }
     const std::string all = read_everything();
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 2000);
 }

@@ -14,20 +14,6 @@ using namespace support;
 
 namespace {
 
-// With it the kernel does not tell what a queue holds: that is read from a file.
-class FullTable {
-public:
-    FullTable() : full_(open_descriptors_end()) {}
-
-private:
-    static rlim_t open_descriptors_end() {
-        const int lowest = dup(STDIN_FILENO);
-        close(lowest);
-        return static_cast<rlim_t>(lowest);
-    }
-    TableSize full_;
-};
-
 class Unread : public DescriptorTest, public testing::WithParamInterface<bool> {
 protected:
     Unread() {
@@ -40,7 +26,8 @@ protected:
     bool is_harmless() const {
         if (!GetParam())
             return bus::unread_is_harmless(fd);
-        FullTable full;
+        // With it the kernel does not tell what a queue holds: that is read from a file.
+        const FullTable full(open_descriptors());
         return bus::unread_is_harmless(fd);
     }
     // As many packets as the queue takes.

@@ -53,6 +53,20 @@ TableSize::~TableSize() {
     setrlimit(RLIMIT_NOFILE, &before_);
 }
 
+FullTable::FullTable(rlim_t size, size_t left) : size_(size) {
+    for (int fd = dup(STDIN_FILENO); fd >= 0; fd = dup(STDIN_FILENO))
+        fillers_.push_back(fd);
+    for (; left > 0 && !fillers_.empty(); left--) {
+        close(fillers_.back());
+        fillers_.pop_back();
+    }
+}
+
+FullTable::~FullTable() {
+    for (int fd : fillers_)
+        close(fd);
+}
+
 CapturedTrace::CapturedTrace() : saved_(dup(STDERR_FILENO)), file_(memfd_create("trace", MFD_CLOEXEC)) {
     dup2(file_, STDERR_FILENO);
     bus::trace_limit_begin(); // what earlier tests have caused is not this one's

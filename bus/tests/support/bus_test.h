@@ -47,6 +47,18 @@ private:
     bool made_;
 };
 constexpr rlim_t kRoomForEightPackets = 2400; // whatever they bring
+// While it lives, that is so, and of them so many are left.
+class FullTable {
+public:
+    explicit FullTable(rlim_t size, size_t left = 0);
+    ~FullTable();
+    FullTable(const FullTable &) = delete;
+    FullTable &operator=(const FullTable &) = delete;
+
+private:
+    TableSize size_;
+    std::vector<int> fillers_;
+};
 
 // Every test gives back all descriptors it opened.
 class DescriptorTest : public testing::Test {

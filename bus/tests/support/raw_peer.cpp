@@ -50,6 +50,13 @@ Packet &Packet::text(const std::string &value) {
     return word(static_cast<uint32_t>(value.size())).raw(value);
 }
 
+Packet &Packet::descriptor_list(uint32_t count) {
+    byte(13).word(count);
+    for (uint32_t i = 0; i < count; i++)
+        byte(18).word(i).word(0);
+    return *this;
+}
+
 Packet &Packet::raw(const std::string &bytes) {
     bytes_ += bytes;
     return size(static_cast<uint32_t>(bytes_.size()));

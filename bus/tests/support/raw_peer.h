@@ -24,9 +24,10 @@ public:
     Packet &word(uint32_t value);
     Packet &text(const std::string &value);
     Packet &raw(const std::string &bytes);
-    Packet &set(size_t at, uint8_t value); // overwrites a byte
-    Packet &size(uint32_t value);          // what the head says, until something is added
-    Packet &descriptors(uint32_t value);   // the same
+    Packet &descriptor_list(uint32_t count); // a value: the list of the first so many descriptors
+    Packet &set(size_t at, uint8_t value);   // overwrites a byte
+    Packet &size(uint32_t value);            // what the head says, until something is added
+    Packet &descriptors(uint32_t value);     // the same
     const std::string &bytes() const { return bytes_; }
 
 private:
