@@ -3,7 +3,7 @@
 #include "base/footprint.h"
 #include "base/memory.h"
 #include "served_functions.h"
-#include "support/counted_memory.h"
+#include "support/heap.h"
 #include "support/served_bus.h"
 #include "transport/account.h"
 #include "value/variant.h"

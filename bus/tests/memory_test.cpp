@@ -4,7 +4,7 @@
 #include "calls/handle.h"
 #include "kex_tap.h"
 #include "support/bus_test.h"
-#include "support/failing_memory.h"
+#include "support/heap.h"
 #include "support/raw_peer.h"
 #include "value/wire.h"
 #include "ziltrace.h"
@@ -57,11 +57,15 @@ extern "C" int __Memory_whole(function_call_t *call, argument_list_t *arguments,
 
 namespace {
 
+void set_trace_level(const char *level) {
+    setenv("ZIL_TRACE_LEVEL", level, 1);
+    bus::trace_configure();
+}
+
 // Runs the scenario with the first, the second, the third ... allocation failing, until none of them does.
 void fail_each(const std::function<void()> &scenario) {
     // The expected trace messages would bury a report of the sanitizers.
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
+    set_trace_level("0");
     for (uint32_t n = 1; n < 2000; n++) {
         SCOPED_TRACE(n);
         FailingAllocation failing(n);
@@ -224,10 +228,35 @@ struct Connected {
     int closed_at_client = 0;
 };
 
+// A raw peer of the server too, and a tap on it that has read what has been so far.
+struct Tapped : Connected {
+    explicit Tapped(const ScratchDirectory &scratch)
+        : Connected(scratch), raw(scratch.path("bus")),
+          tap(kex_tap_open(uri_of(scratch.path("bus")).c_str(), nullptr, 0)) {
+        EXPECT_TRUE(raw.send(hello()));
+        EXPECT_NE(tap, nullptr);
+        turns();
+        kex_tap_record_t record;
+        while (kex_tap_next(tap, &record) == 1)
+            ;
+    }
+    ~Tapped() { kex_tap_close(tap); }
+
+    // The tap's copy of a message that arrives.
+    void lose_copy(uint32_t serial) {
+        EXPECT_TRUE(raw.send(Packet(kWaiting, serial)));
+        const FailingAllocation failing(1);
+        kex_dispatch(server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+
+    RawPeer raw;
+    kex_tap_t *tap;
+};
+
 // Two processes keep tables of each other by the calls between them: one call less, and they differ for ever.
 TEST_F(Memory, CallsArriveWholeOrTheConnectionEnds) {
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
+    set_trace_level("0");
     bool failed = true;
     for (uint32_t n = 1; failed && n < 200; n++) {
         SCOPED_TRACE(n);
@@ -258,8 +287,7 @@ TEST_F(Memory, CallsArriveWholeOrTheConnectionEnds) {
 }
 
 TEST_F(Memory, LostRequestSaysWhyItsConnectionEnds) {
-    setenv("ZIL_TRACE_LEVEL", "100", 1);
-    bus::trace_configure();
+    set_trace_level("100");
     Connected both(scratch);
     CapturedTrace trace;
     {
@@ -274,37 +302,22 @@ TEST_F(Memory, LostRequestSaysWhyItsConnectionEnds) {
 
 // Taps only look: nobody's call is worth less because a tap has lost its copy.
 TEST_F(Memory, LostTapCopyEndsNoConnection) {
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
-    Connected both(scratch);
-    RawPeer raw(socket);
-    ASSERT_TRUE(raw.send(hello()));
-    kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
-    ASSERT_NE(tap, nullptr);
-    both.turns();
-    kex_tap_record_t record;
-    while (kex_tap_next(tap, &record) == 1)
-        ;
+    set_trace_level("0");
+    Tapped both(scratch);
     request_t *r = request_create_executeFunction("M", "whole", 0);
-    ASSERT_TRUE(raw.send(Packet(kWaiting, 1)));
-    {
-        FailingAllocation failing(1);
-        kex_dispatch(both.server);
-        EXPECT_TRUE(failing.has_failed());
-    }
+    both.lose_copy(1);
+    kex_tap_record_t record;
     EXPECT_TRUE(kex_sendRequest(both.client, both.peer, r));
     both.turns();
     EXPECT_EQ(both.closed_at_client, 0);
-    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    ASSERT_EQ(kex_tap_next(both.tap, &record), 1);
     EXPECT_EQ(record.kind, KEX_TAP_LOST) << "it was the tap's copy";
     EXPECT_EQ(record.lost, 1u);
-    kex_tap_close(tap);
     request_destroy(r);
 }
 
 TEST_F(Memory, TimerFromTheSpareOneEndsNoConnection) {
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
+    set_trace_level("0");
     Connected both(scratch);
     request_t *r = request_create_executeFunction("M", "whole", 0);
     kex_timer_t *timer;
@@ -323,8 +336,7 @@ TEST_F(Memory, TimerFromTheSpareOneEndsNoConnection) {
 
 // A process without memory for the timer of its next attempt would never attempt anything again.
 TEST_F(Memory, TimerIsMadeFromTheSpareOne) {
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
+    set_trace_level("0");
     kex_t *bus = kex_create("bus");
     for (int round = 0; round < 2; round++) { // one that is destroyed is spare again
         static int fired;
@@ -404,8 +416,7 @@ TEST_F(Memory, HandleIsNoneWithoutMemoryForMorePlaces) {
 }
 
 TEST_F(Memory, LongTraceMessageIsCutWithoutMemory) {
-    setenv("ZIL_TRACE_LEVEL", "100", 1);
-    bus::trace_configure();
+    set_trace_level("100");
     const std::string whole(5000, 'x');
     CapturedTrace trace;
     {
@@ -450,32 +461,19 @@ TEST_F(Memory, TraceThatCannotBeKeptIsCounted) {
 }
 
 TEST_F(Memory, CopiesThatATapHasLostAreCountedUntilItCanBeTold) {
-    setenv("ZIL_TRACE_LEVEL", "0", 1);
-    bus::trace_configure();
-    Connected both(scratch);
-    RawPeer raw(socket);
-    ASSERT_TRUE(raw.send(hello()));
-    kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
-    ASSERT_NE(tap, nullptr);
-    both.turns();
+    set_trace_level("0");
+    Tapped both(scratch);
+    both.lose_copy(1);
+    both.lose_copy(2);
     kex_tap_record_t record;
-    while (kex_tap_next(tap, &record) == 1)
-        ;
-    for (uint32_t serial : {1u, 2u}) {
-        ASSERT_TRUE(raw.send(Packet(kWaiting, serial)));
-        const FailingAllocation failing(1);
-        kex_dispatch(both.server);
-        EXPECT_TRUE(failing.has_failed());
-    }
-    EXPECT_EQ(kex_tap_next(tap, &record), 0);
-    ASSERT_TRUE(raw.send(Packet(kWaiting, 3)));
+    EXPECT_EQ(kex_tap_next(both.tap, &record), 0);
+    ASSERT_TRUE(both.raw.send(Packet(kWaiting, 3)));
     both.turns();
-    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    ASSERT_EQ(kex_tap_next(both.tap, &record), 1);
     EXPECT_EQ(record.kind, KEX_TAP_LOST);
     EXPECT_EQ(record.lost, 2u);
-    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    ASSERT_EQ(kex_tap_next(both.tap, &record), 1);
     EXPECT_EQ(record.serial, 3u);
-    kex_tap_close(tap);
 }
 
 TEST_F(Memory, ANewTapThatLosesItsFirstRecordIsToldSoFirst) {

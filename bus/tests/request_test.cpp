@@ -33,6 +33,14 @@ void on_done(request_t *r) {
     request_destroy(r);
 }
 
+// An error and a value.
+int answer_twice(function_call_t *call, argument_list_t *, variant_t *value) {
+    reply_addError(request_reply(fcall_request(call)), 5, "a", "b");
+    variant_setBool(value, 1);
+    fcall_destroy(call);
+    return 0;
+}
+
 class Request : public TwoBuses {
 protected:
     Request() {
@@ -50,44 +58,41 @@ protected:
         }
         return r;
     }
+    // Sends it with a handler for the whole reply, or with one for each item of it.
+    void send(request_t *r, void (*handler)(request_t *r)) {
+        request_setDoneHandler(r, handler);
+        EXPECT_TRUE(kex_sendRequest(client, to_server, r));
+    }
+    void send(request_t *r, void (*handler)(request_t *r, reply_item_t *item)) {
+        request_setReplyHandler(r, handler);
+        EXPECT_TRUE(kex_sendRequest(client, to_server, r));
+    }
+    static void end(kex_t *&bus) {
+        kex_destroy(bus);
+        bus = nullptr;
+    }
     static bool ended() { return !handled.empty() && (handled.back() == "end" || handled.back() == "done"); }
 };
 
 TEST_F(Request, ReplyHandlerRunsForEachItemAndOnceMore) {
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *value) {
-        reply_addError(request_reply(fcall_request(call)), 5, "a", "b");
-        variant_setBool(value, 1);
-        fcall_destroy(call);
-        return 0;
-    };
-    request_t *r = make("run");
-    request_setReplyHandler(r, on_item);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    served::probe = answer_twice;
+    send(make("run"), on_item);
     EXPECT_TRUE(turn_until(ended));
     EXPECT_THAT(handled, ElementsAre("error 5", "value true", "end"));
 }
 
 TEST_F(Request, ReplyHandlerOfAnEmptyReplyRunsOnceWithNull) {
-    request_t *r = make("note");
-    request_setReplyHandler(r, on_item);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    send(make("note"), on_item);
     EXPECT_TRUE(turn_until(ended));
     EXPECT_THAT(handled, ElementsAre("end"));
 }
 
 TEST_F(Request, DestroyingInAnEarlierCallSuppressesTheRest) {
-    served::probe = [](function_call_t *call, argument_list_t *, variant_t *value) {
-        reply_addError(request_reply(fcall_request(call)), 5, "a", "b");
-        variant_setBool(value, 1);
-        fcall_destroy(call);
-        return 0;
-    };
-    request_t *r = make("run");
-    request_setReplyHandler(r, [](request_t *own, reply_item_t *item) {
+    served::probe = answer_twice;
+    send(make("run"), [](request_t *own, reply_item_t *item) {
         handled.push_back(item_line(item));
         request_destroy(own);
     });
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
     EXPECT_TRUE(turn_until([] { return !handled.empty(); }));
     turn_until_idle();
     EXPECT_THAT(handled, ElementsAre("error 5"));
@@ -95,8 +100,7 @@ TEST_F(Request, DestroyingInAnEarlierCallSuppressesTheRest) {
 
 TEST_F(Request, DestroyedWithHandlerBeforeTheReplySuppressesAll) {
     request_t *r = make("note");
-    request_setReplyHandler(r, on_item);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    send(r, on_item);
     kex_dispatch(client); // it has left
     request_destroy(r);
     EXPECT_TRUE(turn_until([] { return !served::log.empty(); }));
@@ -105,41 +109,30 @@ TEST_F(Request, DestroyedWithHandlerBeforeTheReplySuppressesAll) {
 }
 
 TEST_F(Request, DoneHandlerRunsOnceWithTheWholeReply) {
-    request_t *r = make("echo", {{"text", text("x")}});
-    request_setDoneHandler(r, on_done);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    send(make("echo", {{"text", text("x")}}), on_done);
     EXPECT_TRUE(turn_until(ended));
     turn_until_idle();
     EXPECT_THAT(handled, ElementsAre("done with value text \"x\"", "done"));
 }
 
 TEST_F(Request, DoneHandlerRunsWithOneErrorItemWhenThePeerCloses) {
-    request_t *r = make("echo");
-    request_setDoneHandler(r, on_done);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
-    kex_destroy(server);
-    server = nullptr;
+    send(make("echo"), on_done);
+    end(server);
     EXPECT_TRUE(support::turn_until({client}, ended));
     support::turn_until_idle({client});
     EXPECT_THAT(handled, ElementsAre("done with error 65541", "done"));
 }
 
 TEST_F(Request, ReplyHandlerEndsWhenThePeerCloses) {
-    request_t *r = make("echo");
-    request_setReplyHandler(r, on_item);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
-    kex_destroy(server);
-    server = nullptr;
+    send(make("echo"), on_item);
+    end(server);
     EXPECT_TRUE(support::turn_until({client}, ended));
     EXPECT_THAT(handled, ElementsAre("error 65541", "end"));
 }
 
 TEST_F(Request, HandlersOfUnansweredRequestsRunWhenTheirBusGoes) {
-    request_t *r = make("echo");
-    request_setDoneHandler(r, on_done);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
-    kex_destroy(client);
-    client = nullptr;
+    send(make("echo"), on_done);
+    end(client);
     EXPECT_THAT(handled, ElementsAre("done with error 65541", "done"));
 }
 
@@ -148,17 +141,14 @@ TEST_F(Request, HandlerThatConnectsAgainWhileItsBusGoesGetsNoPeer) {
     static kex_t *ending;
     uri = uri_of(socket);
     ending = client;
-    request_t *r = make("echo");
-    request_setDoneHandler(r, [](request_t *done) {
+    send(make("echo"), [](request_t *done) {
         handled.push_back(kex_client_connect(ending, uri.c_str()) == nullptr ? "no peer" : "a peer");
         std::string path = uri.substr(strlen("kex://ipc:["), uri.size() - strlen("kex://ipc:[]")) + "2";
         handled.push_back(connection_listenOnIPC(kex_connection(ending), path.c_str()) == nullptr ? "no listener"
                                                                                                   : "a listener");
         request_destroy(done);
     });
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
-    kex_destroy(client);
-    client = nullptr;
+    end(client);
     EXPECT_THAT(handled, ElementsAre("no peer", "no listener"));
 }
 
@@ -166,8 +156,7 @@ TEST_F(Request, HandlerThatRunsWhileItsBusGoesCanNeitherEndNorRunIt) {
     static kex_t *ending;
     ending = client;
     CapturedTrace trace;
-    request_t *r = make("echo");
-    request_setDoneHandler(r, [](request_t *done) {
+    send(make("echo"), [](request_t *done) {
         kex_destroy(ending);
         errno = 0;
         const int result = kex_run(ending);
@@ -175,9 +164,7 @@ TEST_F(Request, HandlerThatRunsWhileItsBusGoesCanNeitherEndNorRunIt) {
         handled.push_back("dispatch " + std::to_string(kex_dispatch(ending)));
         request_destroy(done);
     });
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
-    kex_destroy(client);
-    client = nullptr;
+    end(client);
     EXPECT_THAT(handled, ElementsAre("run -1 EINVAL", "dispatch 0"));
     EXPECT_THAT(trace.text(), testing::HasSubstr("kex_destroy inside a handler: the bus lives on"));
 }
@@ -204,21 +191,17 @@ TEST_F(Request, BusIsNotDestroyedFromInsideAHandler) {
     static kex_t *own;
     own = client;
     CapturedTrace trace;
-    request_t *r = make("note");
-    request_setDoneHandler(r, [](request_t *done) {
+    send(make("note"), [](request_t *done) {
         kex_destroy(own);
         on_done(done);
     });
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
     EXPECT_TRUE(turn_until(ended));
     EXPECT_THAT(trace.text(), testing::HasSubstr("kex_destroy inside a handler"));
     request_destroy(call("Probe", "note"));
 }
 
 TEST_F(Request, HandlersNeverRunInsideTheSend) {
-    request_t *r = make("note");
-    request_setDoneHandler(r, on_done);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    send(make("note"), on_done);
     EXPECT_THAT(handled, ElementsAre());
     EXPECT_TRUE(turn_until(ended));
 }
@@ -273,8 +256,8 @@ TEST_F(Request, QueueOfOneMebibyteThenNo) {
 TEST_F(Request, FourThousandAndNinetySixWithoutAnAnswerThenNo) {
     static size_t answered;
     answered = 0;
-    const auto send = [&] {
-        request_t *r = make("note", {});
+    const auto is_sent = [&] {
+        request_t *r = make("note");
         request_setDoneHandler(r, [](request_t *done) {
             answered++;
             request_destroy(done);
@@ -286,13 +269,13 @@ TEST_F(Request, FourThousandAndNinetySixWithoutAnAnswerThenNo) {
     };
     CapturedTrace trace;
     for (size_t i = 0; i < 4096; i++)
-        ASSERT_TRUE(send()) << i;
+        ASSERT_TRUE(is_sent()) << i;
     EXPECT_EQ(trace.text(), "");
-    EXPECT_FALSE(send());
+    EXPECT_FALSE(is_sent());
     EXPECT_THAT(trace.text(), testing::HasSubstr("request 'note' of 'Probe' to '"));
     EXPECT_THAT(trace.text(), testing::HasSubstr(" not queued: too many requests wait for its answers\n"));
     EXPECT_TRUE(turn_until([] { return answered == 4096; })) << "each of them is answered";
-    EXPECT_TRUE(send());
+    EXPECT_TRUE(is_sent());
     EXPECT_TRUE(turn_until([] { return answered == 4097; }));
 }
 
@@ -402,8 +385,7 @@ TEST_F(Request, DestroyedByItsReplyHandlerHasNoDoneHandler) {
 
 TEST_F(Request, DestroyedWithHandlerBeforeItLeftStillGoesAndSuppressesAll) {
     request_t *r = make("note");
-    request_setDoneHandler(r, on_done);
-    ASSERT_TRUE(kex_sendRequest(client, to_server, r));
+    send(r, on_done);
     request_destroy(r);
     EXPECT_TRUE(turn_until([] { return !served::log.empty(); }));
     turn_until_idle();

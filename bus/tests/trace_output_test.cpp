@@ -72,6 +72,18 @@ protected:
         }
         return all;
     }
+    // All that a process writes, which ends without a fault.
+    std::string read_until_end(pid_t process) const {
+        std::string all;
+        int status = -1;
+        while (waitpid(process, &status, WNOHANG) == 0) {
+            all += read_all();
+            usleep(2000);
+        }
+        all += read_all();
+        EXPECT_EQ(status, 0);
+        return all;
+    }
 
     int ends[2] = {-1, -1};
 };
@@ -179,14 +191,7 @@ TEST_F(TraceOutput, EndOfTheProcessWritesWhatHadToWait) {
         bus::trace_output_end(10000000000); // as the program's end does, with more time
         _exit(0);
     }
-    std::string all;
-    int status = -1;
-    while (waitpid(process, &status, WNOHANG) == 0) {
-        all += read_all();
-        usleep(2000);
-    }
-    all += read_all();
-    EXPECT_EQ(status, 0);
+    const std::string all = read_until_end(process);
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 1000);
 }
 
@@ -370,14 +375,7 @@ TEST_F(TraceOutput, EndOfAProgramWritesWhatHadToWait) {
     char byte;
     EXPECT_EQ(read(ready[0], &byte, 1), 1);
     usleep(20000); // it waits for room
-    std::string all;
-    int status = -1;
-    while (waitpid(process, &status, WNOHANG) == 0) {
-        all += read_all();
-        usleep(2000);
-    }
-    all += read_all();
-    EXPECT_EQ(status, 0);
+    const std::string all = read_until_end(process);
     EXPECT_GE(std::count(all.begin(), all.end(), '\n'), 1000);
     EXPECT_EQ(all.back(), '\n') << "nothing is cut off";
     for (int fd : ready)

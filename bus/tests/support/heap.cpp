@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Implements counted_memory.h: the linker sends the functions of the heap here (--wrap).
-#include "counted_memory.h"
+// Implements heap.h: the linker sends the functions of the heap here (--wrap).
+#include "heap.h"
 
 #include <algorithm>
 #include <malloc.h>
@@ -12,6 +12,17 @@ constexpr size_t kHead = sizeof(size_t);
 size_t held_now;
 size_t blocks_taken;
 size_t most_held;
+
+bool choosing;
+bool failed;
+uint32_t left; // until the one that fails
+
+bool fails_now() {
+    if (!choosing || failed || --left > 0)
+        return false;
+    failed = true;
+    return true;
+}
 
 template <class Block>
 Block *taken(Block *block) {
@@ -46,20 +57,22 @@ char *__wrap_strndup(const char *text, size_t length);
 void __wrap_free(void *block);
 
 void *__wrap_malloc(size_t size) {
-    return taken(__real_malloc(size));
+    return fails_now() ? nullptr : taken(__real_malloc(size));
 }
 void *__wrap_calloc(size_t count, size_t size) {
-    return taken(__real_calloc(count, size));
+    return fails_now() ? nullptr : taken(__real_calloc(count, size));
 }
 void *__wrap_reallocarray(void *block, size_t count, size_t size) {
+    if (fails_now())
+        return nullptr;
     given_back(block);
     return taken(__real_reallocarray(block, count, size));
 }
 char *__wrap_strdup(const char *text) {
-    return taken(__real_strdup(text));
+    return fails_now() ? nullptr : taken(__real_strdup(text));
 }
 char *__wrap_strndup(const char *text, size_t length) {
-    return taken(__real_strndup(text, length));
+    return fails_now() ? nullptr : taken(__real_strndup(text, length));
 }
 void __wrap_free(void *block) {
     given_back(block);
@@ -84,6 +97,20 @@ size_t CountedMemory::blocks() const {
 
 size_t CountedMemory::most() const {
     return most_held - before_;
+}
+
+FailingAllocation::FailingAllocation(uint32_t n) {
+    left = n;
+    failed = false;
+    choosing = true;
+}
+
+FailingAllocation::~FailingAllocation() {
+    choosing = false;
+}
+
+bool FailingAllocation::has_failed() const {
+    return failed;
 }
 
 } // namespace support
