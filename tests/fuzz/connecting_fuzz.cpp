@@ -9,7 +9,6 @@
 
 using fuzz::Input;
 using fuzz::require;
-using support::RawKind;
 using support::RawPeer;
 
 namespace {
@@ -76,16 +75,8 @@ private:
     }
 
     void packets_receive() {
-        constexpr size_t kMostSerials = 16;
-        if (!far_)
-            return;
-        for (const std::string &packet : far_->receive_all()) {
-            if (packet.empty())
-                return;
-            fuzz::sent_check(packet);
-            if (support::kind_of(packet) == RawKind::kCall && serials_.size() < kMostSerials)
-                serials_.push_back(support::serial_of(packet));
-        }
+        if (far_)
+            fuzz::messages_take(*far_, serials_);
     }
 
     fuzz::RawListener listener_;
@@ -95,20 +86,9 @@ private:
     std::vector<uint32_t> serials_;
 };
 
-void run(Input &in) {
-    constexpr unsigned kMostSteps = 80;
-    Session session;
-    for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i)
-        session.step(in);
-}
-
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
-    Input in(bytes, size);
-    const size_t before = fuzz::descriptors_open();
-    run(in);
-    require(fuzz::requests_open() == 0, "every request has ended");
-    fuzz::descriptors_settle(before);
+    fuzz::session_run<Session>(Input(bytes, size));
     return 0;
 }

@@ -51,7 +51,7 @@ public:
         if (what == 14)
             shutdown(peer->fd(), in.flag() ? SHUT_WR : SHUT_RDWR);
         else
-            packets_receive(*peer);
+            fuzz::messages_take(*peer, serials_);
     }
 
     // Someone who connects now is served at once, whatever the others did.
@@ -103,15 +103,6 @@ private:
         peer.send(packet.bytes, packet.descriptors);
     }
 
-    void packets_receive(RawPeer &peer) {
-        constexpr size_t kMostSerials = 16;
-        for (const std::string &packet : peer.receive_all()) {
-            fuzz::sent_check(packet);
-            if (support::kind_of(packet) == RawKind::kCall && serials_.size() < kMostSerials)
-                serials_.push_back(support::serial_of(packet));
-        }
-    }
-
     void request(Input &in) {
         if (in.below(8) == 7)
             fuzz::request_wait(in, bus_, last_);
@@ -130,21 +121,9 @@ private:
     peer_t *last_ = nullptr;        // who called last
 };
 
-void run(Input &in) {
-    constexpr unsigned kMostSteps = 80;
-    Session session;
-    for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i)
-        session.step(in);
-    session.newcomer_check();
-}
-
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
-    Input in(bytes, size);
-    const size_t before = fuzz::descriptors_open();
-    run(in);
-    require(fuzz::requests_open() == 0, "every request has ended");
-    fuzz::descriptors_settle(before);
+    fuzz::session_run(Input(bytes, size), &Session::newcomer_check);
     return 0;
 }

@@ -3,6 +3,7 @@
 #include "captured_messages.h"
 
 #include "kex.h"
+#include "messages.h"
 
 #include <iterator>
 
@@ -57,20 +58,14 @@ void value_add(Input &in, bool is_big, NumberWriter &to, unsigned depth = 0) {
     const uint8_t which = in.byte();
     const uint8_t type = which < 250 ? kTypes[which % std::size(kTypes)] : in.byte();
     to.byte(type);
+    if (number_add(in, to, type))
+        return;
     switch (type) {
     case VARIANT_TEXT:
         to.text(name(in));
         return;
     case VARIANT_BYTES:
         to.text(in.flag() ? record(in, is_big) : in.text());
-        return;
-    case VARIANT_INT16:
-    case VARIANT_UINT16:
-        to.half(in.half());
-        return;
-    case VARIANT_INT32:
-    case VARIANT_UINT32:
-        to.word(in.word());
         return;
     case VARIANT_BOOL:
         to.byte(in.byte());
@@ -108,20 +103,6 @@ void call_add(Input &in, bool is_big, NumberWriter &to) {
     }
 }
 
-void reply_add(Input &in, bool is_big, NumberWriter &to) {
-    const auto errors = static_cast<uint8_t>(in.below(4));
-    to.byte(errors);
-    for (unsigned i = 0; i < errors; ++i) {
-        to.word(in.word());
-        to.text(in.text());
-        to.text(in.text());
-    }
-    const bool has_value = in.flag();
-    to.byte(has_value);
-    if (has_value)
-        value_add(in, is_big, to);
-}
-
 // A message in an order of its own.
 std::string message(Input &in, uint8_t record_kind) {
     static constexpr uint8_t kKinds[] = {
@@ -138,7 +119,7 @@ std::string message(Input &in, uint8_t record_kind) {
     else if (kind == kMessageRefused)
         body.text(in.text());
     else if (kind != kMessageWaiting)
-        reply_add(in, is_big, body);
+        reply_add(in, body, [&] { value_add(in, is_big, body); });
     constexpr uint32_t kHead = 20;
     const uint32_t wrong = how >= 248 ? in.byte() : 0;
     NumberWriter to(is_big);

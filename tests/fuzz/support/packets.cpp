@@ -2,6 +2,7 @@
 // Generated packets, and what is done with a bus that gets them.
 #include "packets.h"
 
+#include "messages.h"
 #include "require.h"
 
 #include <cstring>
@@ -41,18 +42,12 @@ void value_add(Input &in, Packet &to, size_t &descriptors, int depth = 0) {
     const uint8_t which = in.byte();
     const uint8_t type = which < 250 ? kTypes[which % std::size(kTypes)] : in.byte();
     to.byte(type);
+    if (number_add(in, to, type))
+        return;
     switch (type) {
     case VARIANT_TEXT:
     case VARIANT_BYTES:
         to.text(in.text());
-        return;
-    case VARIANT_INT16:
-    case VARIANT_UINT16:
-        to.half(in.half());
-        return;
-    case VARIANT_INT32:
-    case VARIANT_UINT32:
-        to.word(in.word());
         return;
     case VARIANT_BOOL:
         to.byte(in.below(20) == 19 ? 2 : in.flag());
@@ -85,17 +80,6 @@ void call_add(Input &in, Packet &to, size_t &descriptors) {
         to.text(word_of(in));
         value_add(in, to, descriptors);
     }
-}
-
-void reply_add(Input &in, Packet &to, size_t &descriptors) {
-    const auto errors = static_cast<uint8_t>(in.below(4));
-    to.byte(errors);
-    for (unsigned i = 0; i < errors; ++i)
-        to.word(in.word()).text(in.text()).text(in.text());
-    const bool has_value = in.flag();
-    to.byte(has_value);
-    if (has_value)
-        value_add(in, to, descriptors);
 }
 
 void end_add(Input &in, Packet &to) {
@@ -139,7 +123,7 @@ GeneratedPacket packet_of_kind(Input &in, uint8_t kind, uint32_t serial) {
         break;
     case RawKind::kReply:
     case RawKind::kMissed:
-        reply_add(in, made, descriptors);
+        reply_add(in, made, [&] { value_add(in, made, descriptors); });
         break;
     case RawKind::kTapRecord:
         tap_record_add(in, made, {serial});
@@ -230,6 +214,15 @@ void sent_check(const std::string &message) {
     require(support::messages_of(message).size() == 1, "what the bus sends is as long as it says");
     const uint8_t kind = support::kind_of(message);
     require(kind >= RawKind::kHello && kind <= RawKind::kMissed, "what the bus sends is of a known kind");
+}
+
+void messages_take(support::RawPeer &peer, std::vector<uint32_t> &serials) {
+    constexpr size_t kMostSerials = 16;
+    for (const std::string &message : peer.receive_all()) {
+        sent_check(message);
+        if (support::kind_of(message) == RawKind::kCall && serials.size() < kMostSerials)
+            serials.push_back(support::serial_of(message));
+    }
 }
 
 void bus_settle(kex_t *bus) {

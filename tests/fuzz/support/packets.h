@@ -6,6 +6,7 @@
 
 #include "input.h"
 #include "kex_host.h"
+#include "require.h"
 
 #include "support/raw_peer.h"
 
@@ -32,6 +33,8 @@ std::string socket_uri();
 
 // Holds for every message that the bus sends: a head of its own order, its size, a known kind.
 void sent_check(const std::string &message);
+// Reads what the bus has sent to a peer, checks each message, and keeps the serials of its calls, 16 in all at most.
+void messages_take(support::RawPeer &peer, std::vector<uint32_t> &serials);
 
 // Turns until there is nothing to do, at most so often that a bus at rest has come to it.
 void bus_settle(kex_t *bus);
@@ -47,6 +50,22 @@ void request_send(Input &in, kex_t *bus, peer_t *peer);
 void request_wait(Input &in, kex_t *bus, peer_t *peer);
 // Requests whose handlers have not run for the last time.
 unsigned requests_open();
+
+// Takes steps of a session as long as the input lasts, 80 at most, then ends it: neither requests nor descriptors stay.
+template <typename Session>
+void session_run(Input in, void (Session::*end_check)() = nullptr) {
+    constexpr unsigned kMostSteps = 80;
+    const size_t before = descriptors_open();
+    {
+        Session session;
+        for (unsigned i = 0; i < kMostSteps && !in.is_empty(); ++i)
+            session.step(in);
+        if (end_check != nullptr)
+            (session.*end_check)();
+    }
+    require(requests_open() == 0, "every request has ended");
+    descriptors_settle(before);
+}
 
 // Declares the functions below for object "Probe", with arguments "text", "u16", "u32", "i32", "bytes", "list".
 void functions_declare(kex_t *bus);
