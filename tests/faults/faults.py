@@ -28,16 +28,16 @@ time. Then this must hold:
 Ends with status 1 when something else was seen; each such row shows how to run it again.
 """
 
-import argparse
 import collections
-import concurrent.futures
 import random
 import sys
 import time
+from functools import partial
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 from failing_calls import KINDS, FailingCall, compile_preload  # noqa: E402
+from runs import parse, parser_of, side_by_side  # noqa: E402
 from shortages import SHORTAGES  # noqa: E402
 from trial import ROLES, Wrong  # noqa: E402
 from processes import System, Unmet, default_bin  # noqa: E402
@@ -85,29 +85,22 @@ def report(results):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="./test faults", usage=__doc__, add_help=False)
-    parser.add_argument("-h", "--help", action="store_true")
+    parser = parser_of("faults")
     parser.add_argument("--role", choices=ROLES)
     parser.add_argument("--kind", choices=[*KINDS, *SHORTAGES])
-    for name, default in [("number", None), ("sample", None), ("seed", 1), ("jobs", 2)]:
-        parser.add_argument(f"--{name}", type=int, default=default)
-    arguments = parser.parse_args()
-    if arguments.help:
-        print(__doc__.partition("\n\n")[2])
+    arguments = parse(parser, __doc__, "sample")
+    if arguments is None:
         return 0
     preload = compile_preload(default_bin().parent / "faults")
     begin = time.monotonic()
     results, wrong = collections.defaultdict(collections.Counter), 0
-    with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
-        faults = plan(arguments, preload)
-        print(f"{len(faults)} faults", flush=True)
-        futures = {pool.submit(trial, preload, *fault): fault for fault in faults}
-        for future in concurrent.futures.as_completed(futures):
-            (role, kind, number), (outcome, said) = futures[future], future.result()
-            results[role, kind][outcome.partition(":")[0]] += 1
-            if outcome.startswith("WRONG"):
-                wrong += 1
-                print(f"{outcome}\n    ./test faults --role {role} --kind {kind} --number {number}\n{said}", flush=True)
+    faults = plan(arguments, preload)
+    print(f"{len(faults)} faults", flush=True)
+    for (role, kind, number), (outcome, said) in side_by_side(arguments.jobs, partial(trial, preload), faults):
+        results[role, kind][outcome.partition(":")[0]] += 1
+        if outcome.startswith("WRONG"):
+            wrong += 1
+            print(f"{outcome}\n    ./test faults --role {role} --kind {kind} --number {number}\n{said}", flush=True)
     report(results)
     total = sum(counts.total() for counts in results.values())
     print(f"{total} faults, {wrong} wrong, {time.monotonic() - begin:.0f} s")

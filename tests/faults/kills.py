@@ -28,17 +28,17 @@ Time between two attempts of a plugin to connect runs forty times as fast, in a 
 with status 1 when something else was seen; each such row shows how to run it again.
 """
 
-import argparse
 import collections
-import concurrent.futures
 import random
 import sys
 import time
+from functools import partial
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
 from messages import PROGRAMS, Demonstration, points  # noqa: E402
+from runs import parse, parser_of, side_by_side  # noqa: E402
 from tables import EndpointTable, check_lock, differences  # noqa: E402
 from trial import ROLES, SHORT, Wrong  # noqa: E402
 from processes import System, Unmet, default_bin, until  # noqa: E402
@@ -173,33 +173,26 @@ def plan(arguments, preload):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="./test kills", add_help=False)
-    parser.add_argument("-h", "--help", action="store_true")
+    parser = parser_of("kills")
     parser.add_argument("runs", type=int, nargs="?")
     parser.add_argument("--demo", action="store_true")
     parser.add_argument("--role", choices=(*ROLES, *PROGRAMS))
     parser.add_argument("--kind", choices=KINDS)
     parser.add_argument("--when", choices=WHEN)
-    for name, default in [("number", None), ("seed", 1), ("jobs", 2)]:
-        parser.add_argument(f"--{name}", type=int, default=default)
-    arguments = parser.parse_args()
-    if arguments.help:
-        print(__doc__.partition("\n\n")[2])
+    arguments = parse(parser, __doc__)
+    if arguments is None:
         return 0
     preload = compile_preload(default_bin().parent / "faults")
     begin, wrong, results = time.monotonic(), 0, collections.Counter()
-    with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
-        run, chosen = Demonstration if arguments.demo else Kill, plan(arguments, preload)
-        print(f"{len(chosen)} kills", flush=True)
-        futures = {pool.submit(trial, run, preload, *point): point for point in chosen}
-        for future in concurrent.futures.as_completed(futures):
-            (role, kind, number, when), (outcome, said) = futures[future], future.result()
-            results[role, kind, when, outcome.partition(":")[0]] += 1
-            if said:
-                wrong += 1
-                words = f"--role {role} --kind {kind} --when {when} --number {number}{' --demo' * arguments.demo}"
-                what = chosen[role, kind, number, when]
-                print(f"{said}\n{when} {kind} {number}, {what}: {outcome}\n    ./test kills {words}", flush=True)
+    run, chosen = Demonstration if arguments.demo else Kill, plan(arguments, preload)
+    print(f"{len(chosen)} kills", flush=True)
+    for point, (outcome, said) in side_by_side(arguments.jobs, partial(trial, run, preload), chosen):
+        role, kind, number, when = point
+        results[role, kind, when, outcome.partition(":")[0]] += 1
+        if said:
+            wrong += 1
+            words = f"--role {role} --kind {kind} --when {when} --number {number}{' --demo' * arguments.demo}"
+            print(f"{said}\n{when} {kind} {number}, {chosen[point]}: {outcome}\n    ./test kills {words}", flush=True)
     for (role, kind, when, outcome), count in sorted(results.items()):
         print(f"{role:13}{when:8}{kind:9}{outcome:16}{count:5}")
     print(f"{len(chosen)} kills, {wrong} wrong, seed {arguments.seed}, {time.monotonic() - begin:.0f} s")

@@ -21,6 +21,19 @@ def house(system):
     return system
 
 
+@pytest.fixture
+def outside(system):
+    """Telephone 101, which has dialled 0, for the line to the exchange, and the number 30."""
+    plan = system.folder / "plan.conf"
+    plan.write_text("exchange 0 FXO1\n")
+    system.application = system.start_application("--config", plan)
+    system.telephones = system.start_fxs("fxs1")
+    system.exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
+    system.exchange.expect("^ready ")
+    dial(system.telephones, "030#")
+    return system
+
+
 def idle(application, label):
     until(f"{label} is idle", lambda: application.lines()[label][0] == "idle")
 
@@ -75,43 +88,29 @@ def test_exchange_stops_ringing(house):
     idle(house.application, "101")
 
 
-def test_call_out_over_the_exchange(system):
-    plan = system.folder / "plan.conf"
-    plan.write_text("exchange 0 FXO1\n")
-    application = system.start_application("--config", plan)
-    telephones = system.start_fxs("fxs1")
-    exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
-    exchange.expect("^ready ")
-    dial(telephones, "030#")
-    exchange.expect("^1 seized$")
-    exchange.expect("^1 dials 30$")
-    telephones.expect("^1 hears .*Hz$")
-    telephones.ask("1 on")
-    exchange.expect("^1 released$")
-    idle(application, "101")
+def test_call_out_over_the_exchange(outside):
+    outside.exchange.expect("^1 seized$")
+    outside.exchange.expect("^1 dials 30$")
+    outside.telephones.expect("^1 hears .*Hz$")
+    outside.telephones.ask("1 on")
+    outside.exchange.expect("^1 released$")
+    idle(outside.application, "101")
 
 
-def test_a_tone_of_the_exchange_is_recognised_from_its_samples(system):
+def test_a_tone_of_the_exchange_is_recognised_from_its_samples(outside):
     """What the exchange plays comes over RTP: the telephone in the other process says its name."""
-    plan = system.folder / "plan.conf"
-    plan.write_text("exchange 0 FXO1\n")
-    application = system.start_application("--config", plan)
-    telephones = system.start_fxs("fxs1")
-    exchange = system.start("fxo1", "fxo_plugin", "--name", "fxo1")
-    exchange.expect("^ready ")
-    dial(telephones, "030#")
-    exchange.expect("^1 talking ")
-    exchange.ask("1 tone busy-tone")
-    exchange.out.expect_from(0, "^1 plays busy-tone$")
-    telephones.expect("^1 hears busy-tone$")
-    exchange.ask("1 tone ring-back")
+    outside.exchange.expect("^1 talking ")
+    outside.exchange.ask("1 tone busy-tone")
+    outside.exchange.out.expect_from(0, "^1 plays busy-tone$")
+    outside.telephones.expect("^1 hears busy-tone$")
+    outside.exchange.ask("1 tone ring-back")
     # Beside the exchange's voice three bursts in a row may be needed, 15 s, without a standstill of the machine.
-    telephones.expect("^1 hears ring-back$", 60)
-    exchange.tell("1 tone shrill")
-    exchange.expect("^error: 'shrill': no tone; ")
-    telephones.ask("1 on")
-    exchange.expect("^1 released$")
-    idle(application, "101")
+    outside.telephones.expect("^1 hears ring-back$", 60)
+    outside.exchange.tell("1 tone shrill")
+    outside.exchange.expect("^error: 'shrill': no tone; ")
+    outside.telephones.ask("1 on")
+    outside.exchange.expect("^1 released$")
+    idle(outside.application, "101")
 
 
 def test_each_ring_offers_the_call_to_whoever_is_free_now(system):

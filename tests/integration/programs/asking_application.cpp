@@ -16,8 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "kex_host.h"
-#include "libvoice_plugin.h"
+#include "application_create.h"
 
 namespace {
 
@@ -27,11 +26,6 @@ kex_t *bus;
 std::vector<uint32_t> handled; // by context
 uint32_t answered, failed;
 std::vector<peer_t *> closed;
-
-int32_t get_country(char *country, uint32_t size) {
-    snprintf(country, size, "DE");
-    return 0;
-}
 
 int32_t take_event(libvoice_event_t *) {
     return 0;
@@ -138,17 +132,10 @@ void commanded(int fd, void *) {
 } // namespace
 
 int main() {
-    setvbuf(stdout, nullptr, _IOLBF, 0);
-    bus = kex_create("asking_application");
-    if (bus == nullptr ||
-        !kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS) ||
-        kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
-        return EXIT_FAILURE;
-    libvoice_set_kex_handler(bus);
-    libvoice_app_init({get_country, take_event, register_endpoint, nullptr, get_done, nullptr, nullptr});
-    libvoice_plugin_init_table();
-    kex_onPeerClosed(bus, peer_closed, nullptr);
-    if (libvoice_app_connect(kex_connection(bus), libvoice_get_ipc_socket()) == nullptr)
+    bus = application_create("asking_application",
+                             {application_country, take_event, register_endpoint, nullptr, get_done, nullptr, nullptr},
+                             peer_closed);
+    if (bus == nullptr)
         return EXIT_FAILURE;
     kex_watch(bus, STDIN_FILENO, nullptr, commanded);
     printf("ready\n");

@@ -5,11 +5,9 @@
 // kLastPlace, with the number of those that the bus took from it.
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
+#include "application_create.h"
 #include "flood.h"
-#include "kex_host.h"
-#include "libvoice_plugin.h"
 
 namespace {
 
@@ -19,11 +17,6 @@ struct Count {
     bool in_order;
 };
 Count counts[LIBVOICE_ENDPOINTS];
-
-int32_t get_country(char *country, uint32_t size) {
-    snprintf(country, size, "DE");
-    return 0;
-}
 
 int32_t take_event(libvoice_event_t *event) {
     if (!is_valid_endpoint(event->endpoint))
@@ -60,17 +53,10 @@ void plugin_gone(kex_t *, peer_t *peer, void *) {
 } // namespace
 
 int main() {
-    setvbuf(stdout, nullptr, _IOLBF, 0);
-    kex_t *bus = kex_create("counting_application");
-    if (bus == nullptr ||
-        !kex_declareFunctions(bus, libvoice_bus_functions(), LIBVOICE_BUS_FUNCTIONS, LIBVOICE_BUS_FUNCTION_COLUMNS) ||
-        kex_declareObject(bus, LIBVOICE_APPLICATION_PATH, LIBVOICE_APPLICATION_CLASS) == nullptr)
-        return EXIT_FAILURE;
-    libvoice_set_kex_handler(bus);
-    libvoice_app_init({get_country, take_event, register_endpoint, nullptr, get_done, nullptr, nullptr});
-    libvoice_plugin_init_table();
-    kex_onPeerClosed(bus, plugin_gone, nullptr);
-    if (libvoice_app_connect(kex_connection(bus), libvoice_get_ipc_socket()) == nullptr)
+    kex_t *bus = application_create(
+        "counting_application",
+        {application_country, take_event, register_endpoint, nullptr, get_done, nullptr, nullptr}, plugin_gone);
+    if (bus == nullptr)
         return EXIT_FAILURE;
     printf("ready\n");
     kex_run(bus);
