@@ -30,11 +30,8 @@ protected:
         tzset();
     }
 
-    std::string line(Sample &sample) {
-        const std::optional<Step> step = traffic.next(sample.record());
-        return step ? ladder_line(*step, kFull) : "nothing";
-    }
-
+    static std::string line(const std::optional<Step> &step) { return step ? ladder_line(*step, kFull) : "nothing"; }
+    std::string line(Sample &sample) { return line(traffic.next(sample.record())); }
     std::string line(Sample &&sample) { return line(sample); }
 
     // A plugin "fxs_a" on connection 1 whose endpoint FXS1 has number 4.
@@ -47,6 +44,19 @@ protected:
                  .with_text("plugin_name", "fxs_a")
                  .with_text("endpoint_name", "FXS1"));
         line(Sample(KEX_TAP_REPLY, out, 1, "fxs_plugin").serial(2).with_int16("", 4));
+    }
+
+    // Endpoint FXS1 of process "x" is refused: the reply, 1 ms after the call.
+    std::optional<Step> endpoint_refused() {
+        traffic.next(Sample(KEX_TAP_CALL, in, 1, "x", 10)
+                         .call(1, kApplication, "register_endpoint")
+                         .with_text("endpoint_name", "FXS1")
+                         .record());
+        return traffic.next(Sample(KEX_TAP_REPLY, out, 1, "x", 11)
+                                .serial(1)
+                                .with_error(196638, "Missing 'type' parameter.", "type")
+                                .with_bool("", false)
+                                .record());
     }
 
     Traffic traffic;

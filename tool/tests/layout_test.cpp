@@ -62,9 +62,12 @@ TEST(Layout, JoinKeepsEverything) {
 
 class At80 : public Ladder {
 protected:
-    std::string line(Sample &sample, size_t columns = 80, size_t rows = 2) {
-        const std::optional<Step> step = traffic.next(sample.record());
+    static std::string line(const std::optional<Step> &step, size_t columns = 80, size_t rows = 2) {
         return step ? ladder_line(*step, {.columns = columns, .rows = rows}) : "nothing";
+    }
+
+    std::string line(Sample &sample, size_t columns = 80, size_t rows = 2) {
+        return line(traffic.next(sample.record()), columns, rows);
     }
 
     std::string line(Sample &&sample, size_t columns = 80, size_t rows = 2) { return line(sample, columns, rows); }
@@ -132,15 +135,8 @@ TEST_F(At80, SocketsByTheirNumbers) {
 }
 
 TEST_F(At80, ErrorsInTwoRows) {
-    line(Sample(KEX_TAP_CALL, in, 1, "x", 10)
-             .call(1, kApplication, "register_endpoint")
-             .with_text("endpoint_name", "FXS1"));
-    EXPECT_EQ(line(Sample(KEX_TAP_REPLY, out, 1, "x", 11)
-                       .serial(1)
-                       .with_error(196638, "Missing 'type' parameter.", "type")
-                       .with_bool("", false)),
-              "00:00:00.011 x FXS1         <-- register_endpoint answered\n"
-              "              error 196638 \"Missing 'type' parameter.\" \"type\"  false ...");
+    EXPECT_EQ(line(endpoint_refused()), "00:00:00.011 x FXS1         <-- register_endpoint answered\n"
+                                        "              error 196638 \"Missing 'type' parameter.\" \"type\"  false ...");
 }
 
 // Whatever comes, a message takes two rows of 80 columns, or one of 160.

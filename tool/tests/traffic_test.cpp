@@ -123,13 +123,7 @@ TEST_F(Ladder, MediaShowWhatTheyDescribe) {
 }
 
 TEST_F(Ladder, ErrorItemsOfAReplyAreShown) {
-    line(Sample(KEX_TAP_CALL, in, 1, "x", 10)
-             .call(1, kApplication, "register_endpoint")
-             .with_text("endpoint_name", "FXS1"));
-    EXPECT_EQ(line(Sample(KEX_TAP_REPLY, out, 1, "x", 11)
-                       .serial(1)
-                       .with_error(196638, "Missing 'type' parameter.", "type")
-                       .with_bool("", false)),
+    EXPECT_EQ(line(endpoint_refused()),
               "00:00:00.011  x FXS1                   <-- voice_application  register_endpoint answered"
               "  error 196638 \"Missing 'type' parameter.\" \"type\"  false  after 1.00 ms");
 }
