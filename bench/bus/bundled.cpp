@@ -29,9 +29,9 @@ constexpr Functions kLinked = {
 
 const Functions *serving; // of this process
 
-class Binding : public Peer {
+class Binding : public Caller {
 public:
-    Binding(const char *its_name, const Functions &lib) : Peer(its_name), lib_(lib), path_(socket_path(its_name)) {}
+    Binding(const char *its_name, const Functions &lib) : Caller(its_name), lib_(lib), path_(socket_path(its_name)) {}
 
     [[noreturn]] void serve() override {
         serving = &lib_;
@@ -51,16 +51,6 @@ public:
         peer_ = lib_.kex_client_connect(bus_, ("kex://ipc:[" + path_ + "]").c_str());
         if (!peer_)
             die("kex_client_connect");
-    }
-
-    void round_trips(int count) override {
-        for (int i = 0; i < count; ++i)
-            call("event");
-    }
-
-    void round_trips_with_descriptors(int count) override {
-        for (int i = 0; i < count; ++i)
-            call("media");
     }
 
     void calls_without_reply(int count) override {
@@ -105,7 +95,7 @@ private:
         return r;
     }
 
-    void call(const char *function) {
+    void call(const char *function) override {
         request_t *r = request_create(function);
         if (!lib_.kex_sendRequest(bus_, peer_, r) || !lib_.kex_waitForReply(bus_, r, nullptr))
             die("a call");

@@ -56,9 +56,9 @@ void connection_came(DBusServer *, DBusConnection *connection, void *) {
     accepted = dbus_connection_ref(connection);
 }
 
-class LibDBus : public Peer {
+class LibDBus : public Caller {
 public:
-    LibDBus() : Peer("libdbus"), address_("unix:path=" + socket_path("libdbus")) {}
+    LibDBus() : Caller("libdbus"), address_("unix:path=" + socket_path("libdbus")) {}
 
     [[noreturn]] void serve() override {
         DBusServer *server = dbus_server_listen(address_.c_str(), nullptr);
@@ -83,16 +83,6 @@ public:
         if (!connection_)
             die("dbus_connection_open_private");
         dbus_connection_set_exit_on_disconnect(connection_, FALSE);
-    }
-
-    void round_trips(int count) override {
-        for (int i = 0; i < count; ++i)
-            call("event");
-    }
-
-    void round_trips_with_descriptors(int count) override {
-        for (int i = 0; i < count; ++i)
-            call("media");
     }
 
     void calls_without_reply(int count) override {
@@ -120,7 +110,7 @@ private:
         return m;
     }
 
-    void call(const char *function) {
+    void call(const char *function) override {
         DBusMessage *m = message_create(function);
         DBusMessage *reply = dbus_connection_send_with_reply_and_block(connection_, m, -1, nullptr);
         dbus_bool_t answer = FALSE;

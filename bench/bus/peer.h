@@ -43,6 +43,24 @@ public:
     virtual void calls_without_reply(int count) = 0;
 };
 
+// One that has calls of functions by name: "event", or "media" with three descriptors.
+class Caller : public Peer {
+public:
+    using Peer::Peer;
+
+    void round_trips(int count) override {
+        for (int i = 0; i < count; ++i)
+            call("event");
+    }
+    void round_trips_with_descriptors(int count) override {
+        for (int i = 0; i < count; ++i)
+            call("media");
+    }
+
+private:
+    virtual void call(const char *function) = 0; // and its reply
+};
+
 std::unique_ptr<Peer> raw_peer();
 std::unique_ptr<Peer> sd_bus_peer();
 std::unique_ptr<Peer> bundled_bus_peer();
