@@ -108,31 +108,29 @@ void started_in_handler() {
     host_end();
 }
 
-void destroyed_in_handler() {
+// By a timer whose handler destroys it.
+void expect_fired_once(void (*handler)(kex_timer_t *)) {
     host_begin();
-    start(timer_make([](kex_timer_t *running) {
-              fired++;
-              lib.kex_timer_destroy(running);
-          }),
-          1);
+    start(timer_make(handler), 1);
     turn_until("the timer", [] { return fired > 0; });
     turn_for(5 * kSoon);
     expect_number("fired", fired, 1);
     host_end();
 }
 
+void destroyed_in_handler() {
+    expect_fired_once([](kex_timer_t *running) {
+        fired++;
+        lib.kex_timer_destroy(running);
+    });
+}
+
 void started_then_destroyed_in_handler() {
-    host_begin();
-    start(timer_make([](kex_timer_t *running) {
-              fired++;
-              start(running, 1);
-              lib.kex_timer_destroy(running);
-          }),
-          1);
-    turn_until("the timer", [] { return fired > 0; });
-    turn_for(5 * kSoon);
-    expect_number("fired", fired, 1);
-    host_end();
+    expect_fired_once([](kex_timer_t *running) {
+        fired++;
+        start(running, 1);
+        lib.kex_timer_destroy(running);
+    });
 }
 
 void destroyed() {

@@ -17,34 +17,42 @@ protected:
     int32_t telephone(const char *plugin, const char *name) {
         return app().register_endpoint(plugin, name, VOICE_ENDPOINT_FXS);
     }
-    // A plugin registers again, on a new connection.
+    // A plugin and its first line register again, on a new connection.
     void come_back(const char *plugin, const char *connection) {
         Call again;
         again.from(bus().peer(connection)).with("plugin_name", Value::chars(plugin));
         ASSERT_EQ(again.run(__VoiceService_register_plugin), KEX_FUNCTION_DONE);
+        telephone(plugin, "FXS1");
+    }
+    // Two plugins whose first lines want the number 101: fxs1 has it.
+    void two_want_it() {
+        app().register_plugin("fxs1");
+        app().register_plugin("cellar1");
+        telephone("fxs1", "FXS1");
+        telephone("cellar1", "FXS1");
+    }
+    // To the millisecond.
+    void expect_rest(uint32_t milliseconds, const char *then) {
+        app().said();
+        bus().advance(milliseconds - 1);
+        EXPECT_LINES(app().said());
+        bus().advance(1);
+        EXPECT_LINES(app().said(), then);
     }
 };
 
 TEST_F(Numbers, NumberOfALostLineWaitsHalfAMinuteForIt) {
-    app().register_plugin("fxs1");
-    app().register_plugin("cellar1");
-    telephone("fxs1", "FXS1");
-    telephone("cellar1", "FXS1");
+    two_want_it();
     app().said();
     app().close("fxs1");
     EXPECT_LINES(app().said(), "plugin fxs1 lost", "endpoint 0 fxs1.FXS1 gone");
     bus().advance(29999);
     come_back("fxs1", "fxs1 again");
-    telephone("fxs1", "FXS1");
     EXPECT_THAT(app().said(), Contains("endpoint 0 fxs1.FXS1 number=101 codecs=PCMA,PCMU")) << "back in time";
     bus().advance(60000);
     EXPECT_LINES(app().said());
     app().close("fxs1 again");
-    app().said();
-    bus().advance(29999);
-    EXPECT_LINES(app().said());
-    bus().advance(1);
-    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
+    expect_rest(30000, "endpoint 1 cellar1.FXS1 has the number 101 now");
 }
 
 TEST_F(Numbers, LineThatComesMeanwhileDoesNotGetTheNumberOfALostOne) {
@@ -57,7 +65,6 @@ TEST_F(Numbers, LineThatComesMeanwhileDoesNotGetTheNumberOfALostOne) {
     EXPECT_LINES(app().said(), "endpoint 0 cellar1.FXS1 number=none codecs=PCMA,PCMU",
                  "endpoint 0 cellar1.FXS1 has no number: 101 waits for fxs1.FXS1, which was lost");
     come_back("fxs1", "fxs1 again");
-    telephone("fxs1", "FXS1");
     EXPECT_THAT(app().said(), Contains("endpoint 1 fxs1.FXS1 number=101 codecs=PCMA,PCMU"));
 }
 
@@ -71,28 +78,16 @@ TEST_F(Numbers, LossOfAnotherLineHoldsNoNumberBack) {
     app().close("fxs1");
     bus().advance(20000);
     app().close("fxs2");
-    app().said();
-    bus().advance(9999);
-    EXPECT_LINES(app().said());
-    bus().advance(1);
-    EXPECT_LINES(app().said(), "endpoint 2 cellar1.FXS1 has the number 101 now");
+    expect_rest(10000, "endpoint 2 cellar1.FXS1 has the number 101 now");
 }
 
 TEST_F(Numbers, LineThatIsLostAgainHasHalfAMinuteAgain) {
-    app().register_plugin("fxs1");
-    app().register_plugin("cellar1");
-    telephone("fxs1", "FXS1");
-    telephone("cellar1", "FXS1");
+    two_want_it();
     app().close("fxs1");
     bus().advance(20000);
     come_back("fxs1", "fxs1 again");
-    telephone("fxs1", "FXS1");
     app().close("fxs1 again");
-    app().said();
-    bus().advance(29999);
-    EXPECT_LINES(app().said());
-    bus().advance(1);
-    EXPECT_LINES(app().said(), "endpoint 1 cellar1.FXS1 has the number 101 now");
+    expect_rest(30000, "endpoint 1 cellar1.FXS1 has the number 101 now");
 }
 
 TEST_F(Numbers, NumberThatRestedInVainIsFree) {
