@@ -26,11 +26,12 @@ constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
 // What something that is no pcapng may be, and what helps.
 std::string stranger(uint32_t first) {
-    constexpr uint32_t kClassic = 0xA1B2C3D4, kClassicFine = 0xA1B23C4D, kGzip = 0x8B1F;
+    constexpr uint32_t kClassic = 0xA1B2C3D4, kClassicFine = 0xA1B23C4D;
+    constexpr uint8_t kGzip[] = {0x1F, 0x8B};
     for (const uint32_t classic : {kClassic, kClassicFine})
         if (first == classic || first == __builtin_bswap32(classic))
             return "a classic pcap file: editcap -F pcapng makes one of it that can be read";
-    if ((first & 0xFFFF) == kGzip)
+    if (std::memcmp(&first, kGzip, sizeof kGzip) == 0)
         return "compressed: gunzip makes one of it that can be read";
     return "no capture: voicectl capture -o FILE makes one";
 }

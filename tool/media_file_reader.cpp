@@ -69,6 +69,13 @@ uint32_t MediaFileReader::word(std::string_view bytes, size_t at) const {
     return swapped_ ? __builtin_bswap32(value) : value;
 }
 
+uint64_t MediaFileReader::count(std::string_view bytes) const {
+    uint64_t value = 0;
+    if (sizeof value <= bytes.size())
+        std::memcpy(&value, bytes.data(), sizeof value);
+    return swapped_ ? __builtin_bswap64(value) : value;
+}
+
 uint16_t MediaFileReader::half(std::string_view bytes, size_t at) const {
     uint16_t value = 0;
     if (at + sizeof value <= bytes.size())
@@ -196,9 +203,7 @@ void MediaFileReader::options_take(std::string_view options, FilePacket &packet)
         else if (code == kFlags)
             packet.sent = (word(value, 0) & kDirection) == kOutbound;
         else if (code == kLost && length == sizeof(uint64_t))
-            packet.lost = swapped_ ? uint64_t{word(value, 0)} << 32 | word(value, 4) : 0;
-        if (code == kLost && length == sizeof(uint64_t) && !swapped_)
-            std::memcpy(&packet.lost, value.data(), sizeof packet.lost);
+            packet.lost = count(value);
         options.remove_prefix(std::min((length + size_t{3}) & ~size_t{3}, options.size()));
     }
 }

@@ -58,6 +58,7 @@ private:
     void close_file();
     bool stop(const std::string &fault);
     uint32_t word(std::string_view bytes, size_t at) const;
+    uint64_t count(std::string_view bytes) const;
     uint16_t half(std::string_view bytes, size_t at) const;
 
     std::string path_;

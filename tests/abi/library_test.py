@@ -36,7 +36,7 @@ def dynamic_symbols(library):
         value, size, kind, visibility, section, name = fields[1], fields[2], fields[3], fields[5], fields[6], fields[7]
         if section == "UND":
             undefined.add((name, fields[4]))
-        elif section != "ABS":  # the version's own name
+        elif section != "ABS" and kind != "SECTION":  # the version's own name; a name for the linker alone
             defined[name.split("@")[0]] = (kind, int(size, 0), section, int(value, 16), visibility)
     return defined, undefined
 

@@ -4,11 +4,13 @@
 import os
 import struct
 import subprocess
+import sys
 from pathlib import Path
 
 from trial import ROLES, Trial, Wrong
 
 KINDS = "memory send receive accept connect socket bind listen epoll timer event dup lock open read write".split()
+ORDER = ">" if os.environ.get("VOICE_BYTE_ORDER", sys.byteorder) == "big" else "<"  # of the counters
 COUNTED = (*KINDS, "sent", "received")  # in the order of their counters; the last two are messages of the bus
 
 
@@ -39,7 +41,7 @@ class FailingCall(Trial):
         self.kind, self.number = kind, number
 
     def read_counts(self):
-        return dict(zip(COUNTED, struct.unpack(f"={len(COUNTED)}I", self.counts.read_bytes())))
+        return dict(zip(COUNTED, struct.unpack(f"{ORDER}{len(COUNTED)}I", self.counts.read_bytes())))
 
     def struck(self):
         """Whether it has failed."""

@@ -96,8 +96,8 @@ TEST_F(StubDriver, IsReportedOffHookToTheNextApplication) {
 
 TEST(StubDriverProgram, HasNothingOfTheSimulators) {
     for (const char *name : {"audio_open", "telephone_begin", "rtp_write", "tone_detector_listen"}) {
-        EXPECT_EQ(content_of(HOST_STUB).find(name), std::string::npos) << name;
-        EXPECT_NE(content_of(HOST_FXS).find(name), std::string::npos) << name << " can be found";
+        EXPECT_EQ(content_of(FILE_STUB).find(name), std::string::npos) << name;
+        EXPECT_NE(content_of(FILE_FXS).find(name), std::string::npos) << name << " can be found";
     }
 }
 

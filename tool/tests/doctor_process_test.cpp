@@ -2,6 +2,7 @@
 // What /proc shows of a process, read from a folder that looks like it.
 #include <cstdlib>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -81,9 +82,10 @@ TEST_F(DoctorProcess, LibrariesWithVersionsAndThoseThatAreGone) {
 
 TEST_F(DoctorProcess, InheritedSocketsByTheirTypes) {
     write("environ", std::string("A=b\0LISTEN_FDS=3\0odd\0", 20));
-    write("net/unix", "Num       RefCount Protocol Flags    Type St Inode Path\n"
-                      "0000: 00000002 00000000 00010000 0005 01 4711 /run/bus\n"
-                      "0000: 00000002 00000000 00010000 0001 01 4712 /run/ctl\n");
+    write("net/unix", fmt::format("Num       RefCount Protocol Flags    Type St Inode Path\n"
+                                  "0000: 00000002 00000000 00010000 {:04X} 01 4711 /run/bus\n"
+                                  "0000: 00000002 00000000 00010000 {:04X} 01 4712 /run/ctl\n",
+                                  int{SOCK_SEQPACKET}, int{SOCK_STREAM})); // numbers of the processor
     fs::create_symlink("socket:[4712]", proc_ / "7/fd/3");
     fs::create_symlink("socket:[4711]", proc_ / "7/fd/4");
     fs::create_symlink("/dev/null", proc_ / "7/fd/5");
