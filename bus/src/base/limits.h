@@ -87,7 +87,8 @@ constexpr uint64_t kSleepInReceive = 100 * kMillisecond; // of a wait, until it 
 constexpr uint64_t kExitFlushLimit = 1 * kSecond;        // kex_destroy sends what is queued
 constexpr uint64_t kSendRetry = 10 * kMillisecond;       // the kernel was out of memory or of descriptors in flight
 constexpr uint64_t kHoldBack = 10 * kMillisecond;        // until it is seen whether descriptors can be taken again
-constexpr uint64_t kEndedHold = 1 * kSecond; // a connection that has ended is held back, since newcomers wait for it
+constexpr uint64_t kEndedHold = 50 * kMillisecond; // without a packet read of one that has ended: newcomers wait for it
+constexpr uint64_t kEndedHoldInAll = 1 * kSecond;  // the same, since it was held back first
 constexpr uint64_t kForeignClockPoll = 5 * kMillisecond; // a replaced clock cannot wake us: look this often
 
 } // namespace bus

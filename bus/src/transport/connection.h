@@ -44,8 +44,9 @@ struct Connection : Source, Task, Node<Connection> {
     uint32_t packet_limit;
     uint64_t hello_deadline;
     uint64_t retry_at;
-    uint64_t resume_at;  // not read until then; kNever: it is read unless it is full
-    uint64_t ended_hold; // since when it has been held back although it had ended, by the kernel's clock; 0: it was not
+    uint64_t resume_at;       // not read until then; kNever: it is read unless it is full
+    uint64_t ended_hold;      // since when its descriptors hold it back although it has ended; 0: they do not
+    uint64_t ended_hold_read; // the same, since a packet of it was read
     List<OutMessage> output;
     Account queued;   // in `output`
     Account received; // calls that have not been run yet, and replies

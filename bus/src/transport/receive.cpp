@@ -63,18 +63,30 @@ bool process_holds_many(const Connection *connection) {
            descriptors_of_process(connection) >= kMaxReceivedDescriptors;
 }
 
-// Descriptors are not taken in for a while: too many of their sender are held or being closed.
-bool descriptors_have_to_wait(const Connection *connection) {
-    return process_holds_many(connection) || closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
+bool closings_hold_back(const Connection *connection) {
+    return closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
 }
 
-// The packet stays where it is. Nobody who came later runs before one that has ended is finished, while its process chose
-// how long its descriptors take to close: it is given up in the end.
-void packet_put_off(Connection *connection) {
+// Descriptors are not taken in for a while: too many of their sender are held or being closed.
+bool descriptors_have_to_wait(const Connection *connection) {
+    return process_holds_many(connection) || closings_hold_back(connection);
+}
+
+// Nobody who came later runs before one that has ended is finished, and it chose how long its descriptors take to close.
+bool ended_hold_is_over(Connection *connection) {
+    if (connection->end_number == 0 || !closings_hold_back(connection))
+        return false;
     const uint64_t now = connection->transport->loop->looked_at;
-    if (connection->end_number != 0 && connection->ended_hold == 0)
+    if (connection->ended_hold == 0)
         connection->ended_hold = now;
-    if (connection->ended_hold != 0 && now - connection->ended_hold >= kEndedHold)
+    if (connection->ended_hold_read == 0)
+        connection->ended_hold_read = now;
+    return now - connection->ended_hold_read >= kEndedHold || now - connection->ended_hold >= kEndedHoldInAll;
+}
+
+// The packet stays where it is.
+void packet_put_off(Connection *connection) {
+    if (ended_hold_is_over(connection))
         connection_refuse(connection, "it has left, and descriptors that it sent are not closed yet");
     else
         connection_hold_back(connection);
@@ -101,6 +113,8 @@ bool packet_has_to_wait(Connection *connection, bool is_short) {
 // What a read has brought: so many packets, or an error other than 0 that is the connection's end.
 void batch_take(Connection *connection, Batch &batch, uint32_t count, int error) {
     connection->messages = 0;
+    if (count > 0)
+        connection->ended_hold_read = 0;
     if (count == 0 && error != 0)
         connection_end(connection, strerror(error));
     for (uint32_t i = 0; i < count; i++) {
