@@ -264,9 +264,12 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
     const TableSize table(600);
     show_table(*raws[0], 600);
     const size_t before = open_descriptors();
-    for (auto &raw : raws) {
-        for (int i = 0; i < 2; i++)
-            ASSERT_TRUE(raw->send(with_many, std::vector<int>(kEach, STDIN_FILENO)));
+    {
+        const TableSize in_flight(4096); // a user has no more of them than a process may hold
+        for (auto &raw : raws) {
+            for (int i = 0; i < 2; i++)
+                ASSERT_TRUE(raw->send(with_many, std::vector<int>(kEach, STDIN_FILENO)));
+        }
     }
     for (int turn = 0; turn < 4; turn++)
         kex_dispatch(bus);

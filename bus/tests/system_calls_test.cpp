@@ -259,9 +259,13 @@ TEST_F(SystemCalls, ListenerSaysWhichStepFailed) {
     };
     const std::string path = scratch.path("other");
     const mode_t before = umask(0777); // so that the mode has to be set once more
+    const auto begin_anew = [&path] {
+        unlink(path.c_str());
+        unlink((path + ".lock").c_str()); // nobody but root could open it again
+    };
     for (const auto &one : rows) {
         CapturedTrace trace;
-        unlink(path.c_str());
+        begin_anew();
         {
             const FailingCall failing(one.name, EPERM);
             EXPECT_EQ(connection_listenOnIPC(kex_connection(client), path.c_str()), nullptr) << one.name;
@@ -269,7 +273,7 @@ TEST_F(SystemCalls, ListenerSaysWhichStepFailed) {
         }
         EXPECT_THAT(trace.text(), HasSubstr("cannot listen on '" + path + "': " + one.why));
     }
-    unlink(path.c_str());
+    begin_anew();
     EXPECT_NE(connection_listenOnIPC(kex_connection(client), path.c_str()), nullptr);
     struct stat status;
     ASSERT_EQ(stat(path.c_str(), &status), 0);
