@@ -6,6 +6,7 @@
 #include "served_functions.h"
 #include "support/served_bus.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <grp.h>
@@ -470,8 +471,6 @@ TEST_F(Closer, OneProcessKeepsNobodyNewOut) {
 TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
     constexpr linger kLong = {1, 60};
     CapturedTrace trace;
-    auto old = std::make_unique<RawPeer>(socket);
-    greet(*old);
     std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
     const int32_t charged = bus::closings_charge(getpid());
     for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
@@ -482,14 +481,25 @@ TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
     while (bus::closings_pending() <= bus::kMaxClosingsOfProcess)
         bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     bus::closings_charge(charged);
-    ASSERT_TRUE(old->send(call_with_descriptor("note"), {STDIN_FILENO}));
-    turn_until_idle({bus});
-    old->close();
-    RawPeer newcomer(socket);
-    ASSERT_TRUE(newcomer.send(hello()));
-    ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
-    EXPECT_TRUE(turn_until({bus}, [] { return !served::log.empty(); }));
-    EXPECT_THAT(served::log, ElementsAre("echo"));
+    auto shortest = std::chrono::steady_clock::duration::max(); // a machine may stand still in one of them
+    for (int trial = 0; trial < 3; trial++) {
+        served::log.clear();
+        RawPeer old(socket);
+        greet(old);
+        ASSERT_TRUE(old.send(call_with_descriptor("note"), {STDIN_FILENO}));
+        turn_until_idle({bus});
+        old.close();
+        const auto begin = std::chrono::steady_clock::now();
+        RawPeer newcomer(socket);
+        ASSERT_TRUE(newcomer.send(hello()));
+        ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
+        EXPECT_TRUE(turn_until({bus}, [] { return !served::log.empty(); }));
+        EXPECT_THAT(served::log, ElementsAre("echo"));
+        shortest = std::min(shortest, std::chrono::steady_clock::now() - begin);
+        newcomer.close();
+        turn_until_idle({bus});
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(500)) << "not as long as where some are read";
     EXPECT_GT(bus::closings_pending(), bus::kMaxClosingsOfProcess) << "else nothing is tested";
     EXPECT_THAT(trace.text(), HasSubstr("it has left, and descriptors that it sent are not closed yet"));
     stuck.clear(); // resets them
