@@ -11,10 +11,13 @@ import time
 from pathlib import Path
 
 import pytest
+from processes import default_bin
+from target import is_instrumented
 from wire import RawPeer
 
 LIST = ("kex", "list", [])
-LIMIT = 0.2  # 0.1 s is promised; a processor that is shared with others takes up to twice as long for the same
+# 0.1 s is promised; a processor that is shared with others takes up to twice as long for the same.
+LIMIT = 0.8 if is_instrumented(default_bin() / "voice_application") else 0.2
 BUSY = Path(__file__).with_name("busy_peer.py")
 
 

@@ -8,6 +8,7 @@ from pathlib import Path
 import pytest
 
 from dialling import lift, start_telephones, talk
+from target import is_instrumented
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "faults"))
 from failing_calls import FailingCall, compile_preload  # noqa: E402
@@ -62,7 +63,7 @@ KILLS_IN_A_DEMONSTRATION = [
 
 @pytest.fixture(scope="module")
 def preload(tmp_path_factory):
-    if "libasan" in subprocess.run(["ldd", default_bin() / "fxs_plugin"], capture_output=True, text=True).stdout:
+    if is_instrumented(default_bin() / "fxs_plugin"):
         pytest.skip("the address sanitizer must be loaded first, and replaces the allocator itself")
     return compile_preload(tmp_path_factory.mktemp("preload"))
 

@@ -4,9 +4,15 @@ are in the target's byte order. For what travels in another order of its own, ta
 
 import os
 import struct as own
+import subprocess
 import sys
 
 BYTE_ORDER = os.environ.get("VOICE_BYTE_ORDER", sys.byteorder)  # "little" or "big"
+
+
+def is_instrumented(program):
+    """Whether it was built for ./test sanitize: it has an allocator of its own, and takes some four times as long."""
+    return "libasan" in subprocess.run(["ldd", program], capture_output=True, text=True).stdout
 
 
 class struct:

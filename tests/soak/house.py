@@ -223,11 +223,15 @@ class House:
 
     def pass_gap(self):
         """The watcher has lost something: all that was sent until now is passed over."""
+        self.wait_watched()
+        self.record.begin()
+
+    def wait_watched(self):
+        """Until the watcher has shown all that was sent until now."""
         self.marks += 1
         with RawPeer.connect(self.system.socket, "mark") as peer:
             peer.call(APPLICATION, "deregister_plugin", [("plugin_name", f"mark {self.marks}")])
         self.record.wait_mark(f"mark {self.marks}")
-        self.record.begin()
 
     def reports(self):
         """How often each plugin has said that media ended, and how often that has reached the application."""

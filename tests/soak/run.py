@@ -186,6 +186,8 @@ class Run:
     def check_reports(self):
         """Since the last rest as many reports of media have arrived as were sent, of those that lived all the time."""
         house, base = self.house, self.reports
+        if base.get("whose") != (house.application.pid, house.record.lost):
+            house.wait_watched()  # those under way would count from now on
         whose = (house.application.pid, house.record.lost)
 
         def missing():
