@@ -279,6 +279,30 @@ class Dissector(unittest.TestCase):
         rows = self.fields(path, "kex.malformed")
         self.assertEqual([len(row[0]) for row in rows], [0] * len(odd) + [1, 0])
 
+    def test_texts_of_data_blocks_that_are_no_characters_are_written_out(self):
+        whole = "\u00fc\u20ac\ud7ff\U0001f4de\U0010ffff"
+        rows = [
+            (b"\x9b31m", "\\x9B31m"),
+            (b"a\xff", "a\\xFF"),
+            (b"\xe2\x82", "\\xE2\\x82"),
+            (b"\xc3\xbc\x80", "\u00fc\\x80"),
+            (b"\xc0\xaf", "\\xC0\\xAF"),
+            (b"\xe0\x9f\xbf", "\\xE0\\x9F\\xBF"),
+            (b"\xed\xa0\x80", "\\xED\\xA0\\x80"),
+            (b"\xf0\x8f\xbf\xbf", "\\xF0\\x8F\\xBF\\xBF"),
+            (b"\xf4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"),
+            (whole.encode(), whole),
+        ]
+        bus = Writer("little")
+        records = []
+        for name, _ in rows:
+            block = bytes([0x80, len(name) + 2, 7, len(name)]) + name
+            block = (block + bytes([sum(block) % 256])).hex().upper().encode() + b"\0"
+            signal = bus.signal(ANDISP_DATA, [(ANDISP_DATA_DB, block)])
+            records.append(record(CALL, bus.call(1, "a.EndPoint.b", "signal", [("signal", signal)])))
+        found = self.fields(self.capture(records), "voice.block.text")
+        self.assertEqual([row[0][0] for row in found], [text for _, text in rows])
+
     # ---- the other programs
 
     def test_editors_and_servers_take_the_file(self):

@@ -62,7 +62,29 @@ local function written_out(characters)
     end))
 end
 
+-- Of a first byte the fewest and the most that the second one may be, and how many follow, as UTF-8 has it.
+local function followers(first)
+    if first >= 0xC2 and first <= 0xDF then
+        return 0x80, 0xBF, 1
+    elseif first >= 0xE0 and first <= 0xEF then
+        return first == 0xE0 and 0xA0 or 0x80, first == 0xED and 0x9F or 0xBF, 2
+    elseif first >= 0xF0 and first <= 0xF4 then
+        return first == 0xF0 and 0x90 or 0x80, first == 0xF4 and 0x8F or 0xBF, 3
+    end
+end
+
+-- A byte beyond ASCII and those behind it that only follow others: what is no character is written out.
+local function whole_character(bytes)
+    local least, most, count = followers(bytes:byte())
+    local second = bytes:byte(2)
+    if count == nil or #bytes <= count or second < least or second > most then
+        return written_out(bytes)
+    end
+    return bytes:sub(1, count + 1) .. written_out(bytes:sub(count + 2))
+end
+
 local function printable(text)
+    text = text:gsub("[\x80-\xFF][\x80-\xBF]*", whole_character)
     for _, pattern in ipairs(steering) do
         text = text:gsub(pattern, written_out)
     end
