@@ -121,6 +121,14 @@ std::optional<Number> number_in(std::string_view text) {
     return number;
 }
 
+// A word, with or without a sign.
+std::optional<uint32_t> word_in(std::string_view text) {
+    if (!text.starts_with("-"))
+        return number_in<uint32_t>(text);
+    const std::optional<int32_t> below_zero = number_in<int32_t>(text);
+    return below_zero ? std::optional(static_cast<uint32_t>(*below_zero)) : std::nullopt;
+}
+
 Bytes word_bytes(uint32_t word) {
     Bytes bytes;
     word_add(bytes, word);
@@ -136,9 +144,7 @@ std::optional<Bytes> words_in(std::string_view list) {
     Bytes bytes;
     while (true) {
         const size_t comma = list.find(',');
-        const std::string_view one = trimmed(list.substr(0, comma));
-        const std::optional<int32_t> below_zero = one.starts_with("-") ? number_in<int32_t>(one) : std::nullopt;
-        const std::optional<uint32_t> word = below_zero ? static_cast<uint32_t>(*below_zero) : number_in<uint32_t>(one);
+        const std::optional<uint32_t> word = word_in(trimmed(list.substr(0, comma)));
         if (!word)
             return std::nullopt;
         word_add(bytes, *word);
@@ -168,8 +174,8 @@ std::optional<Bytes> value_in(std::string_view text) {
         bytes.push_back(0);
         return bytes;
     }
-    const std::optional<int32_t> number = number_in<int32_t>(text);
-    return number ? std::optional(word_bytes(static_cast<uint32_t>(*number))) : std::nullopt;
+    const std::optional<uint32_t> word = word_in(text);
+    return word ? std::optional(word_bytes(*word)) : std::nullopt;
 }
 
 // The value by its type where that gives the same bytes again, else its bytes.
@@ -291,12 +297,8 @@ private:
         if (!items_.empty())
             return fmt::format("{} belongs to the head, in front of the items", head_[at].name);
         std::optional<uint32_t> word;
-        if (value && head_[at].is_identifier)
-            word = identifier_in(*value);
-        else if (value && value->starts_with("-"))
-            word = number_in<int32_t>(*value);
-        else if (value)
-            word = number_in<uint32_t>(*value);
+        if (value)
+            word = head_[at].is_identifier ? identifier_in(*value) : word_in(*value);
         if (!word)
             return fmt::format("{} wants a number{}, not {}", head_[at].name,
                                head_[at].is_identifier ? " or a name" : "", in_quotes(value.value_or("")));

@@ -53,6 +53,21 @@ TEST(ParamsText, ItemsAreWrittenByTheirType) {
                                                    "dd_ce_ds  # dialled digits\n");
 }
 
+TEST(ParamsText, NumbersOfAWordAreReadWithAndWithoutASign) {
+    constexpr std::pair<const char *, uint32_t> kRows[] = {{"2147483647", INT32_MAX},
+                                                           {"2147483648", 0x80000000},
+                                                           {"4294967295", UINT32_MAX},
+                                                           {"0xFFFFFFFF", UINT32_MAX},
+                                                           {"-2147483648", 0x80000000}};
+    for (const auto &[text, word] : kRows) {
+        Bytes buffer;
+        voicectl::add_word(buffer, LIBVOICE_PARAM_al_ri_freq, word);
+        EXPECT_EQ(params_write(ParamsForm::buffer, kHere, std::string("al_ri_freq = ") + text).bytes, buffer) << text;
+    }
+    for (const char *text : {"4294967296", "-2147483649", "0x100000000", "0x-5"})
+        EXPECT_NE(problem_of(std::string("al_ri_freq = ") + text), "") << text;
+}
+
 TEST(ParamsText, WhatItsTypeWouldChangeIsWrittenAsBytes) {
     Bytes buffer;
     voicectl::add_item(buffer, LIBVOICE_PARAM_al_ri_freq, {1, 2});         // no word
