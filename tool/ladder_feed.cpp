@@ -8,6 +8,7 @@ namespace voicectl {
 namespace {
 
 constexpr size_t kMostListeners = 64;
+constexpr size_t kMostPendingBytes = 4 * 1024 * 1024; // of all of them
 
 } // namespace
 
@@ -37,7 +38,19 @@ void LadderFeed::take(const CapturedPacket &packet) {
     }
     if (traffic_.size() >= kMostListeners && !traffic_.contains(captured.step->listener_process_id))
         traffic_.clear();
-    show(traffic_[captured.step->listener_process_id].next(std::move(*captured.step)));
+    const int32_t listener = captured.step->listener_process_id;
+    show(traffic_[listener].next(std::move(*captured.step)));
+    room_keep(listener);
+}
+
+// Beyond what all listeners may have on their minds only the one at hand is remembered: in a capture of several one stands
+// behind the other.
+void LadderFeed::room_keep(int32_t listener) {
+    size_t bytes = 0;
+    for (const auto &[process, traffic] : traffic_)
+        bytes += traffic.pending_bytes();
+    if (bytes > kMostPendingBytes)
+        std::erase_if(traffic_, [listener](const auto &entry) { return entry.first != listener; });
 }
 
 void LadderFeed::take(const kex_tap_record_t &record) {

@@ -32,6 +32,7 @@ public:
 
 private:
     void show(const Step &step);
+    void room_keep(int32_t listener);
 
     Filter filter_;
     std::map<int32_t, Traffic>

@@ -43,16 +43,22 @@ bool LadderBuilder::has_room() {
     return false;
 }
 
+void LadderBuilder::bytes_take(size_t bytes) {
+    room_.bytes -= std::min(room_.bytes, bytes);
+}
+
 void LadderBuilder::row_add(LadderRow row) {
     room_.rows--;
-    room_.bytes -= std::min(room_.bytes, row_bytes(row));
+    bytes_take(row_bytes(row));
     rows_.push_back(std::move(row));
 }
 
 int LadderBuilder::place_of(int peer, const std::string &text) {
     const auto [found, is_new] = place_numbers_.try_emplace({peer, text}, static_cast<int>(places_.size()));
-    if (is_new)
+    if (is_new) {
         places_.emplace_back(peer, text);
+        bytes_take(2 * (sizeof(Place) + text.size()));
+    }
     return found->second;
 }
 
@@ -64,11 +70,13 @@ int LadderBuilder::peer_of(const Step &step) {
     if (found == peer_numbers_.end() || step.kind == Step::Kind::connected) {
         found = peer_numbers_.insert_or_assign(key, static_cast<int>(peers_.size())).first;
         peers_.emplace_back();
+        bytes_take(sizeof(PeerNames) + step.peer.name().size());
     }
     PeerNames &names = peers_[static_cast<size_t>(found->second)];
     names.name = step.peer.name().empty() ? fmt::format("process {}", step.peer.process_id) : step.peer.name();
     if (step.record && !step.endpoint.starts_with("#") && !step.endpoint.empty())
-        names.endpoints[fmt::format("#{}", step.record->endpoint)] = step.endpoint;
+        if (names.endpoints.insert_or_assign(fmt::format("#{}", step.record->endpoint), step.endpoint).second)
+            bytes_take(sizeof(Place) + step.endpoint.size());
     return found->second;
 }
 

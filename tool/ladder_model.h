@@ -104,6 +104,7 @@ private:
     using Place = std::pair<int, std::string>;
 
     bool has_room();
+    void bytes_take(size_t bytes);
     void row_add(LadderRow row);
     int peer_of(const Step &step);
     int place_of(int peer, const std::string &text);
@@ -120,7 +121,7 @@ private:
     std::map<Place, int> place_numbers_{};
     std::map<CallKey, int> calls_{};
     int last_listener_ = -1; // place
-    LadderRoom room_;        // that is left
+    LadderRoom room_;        // that is left: of rows, and of the names of their ends
     uint64_t left_out_ = 0;
     uint64_t lost_ = 0;
 

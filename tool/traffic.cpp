@@ -23,6 +23,13 @@ constexpr size_t kMostOneWay = 500; // an answer to one comes at once, or never
 constexpr size_t kMostPendingBytes = 1024 * 1024;
 // More than a listener has connections: the end of those that came first has been lost.
 constexpr size_t kMostConnections = 256;
+// Of a plugin or an endpoint: the application keeps 19 bytes, and a file or a peer may say anything.
+constexpr size_t kMostNameBytes = 255;
+constexpr size_t kMostEndpoints = 1000; // an application has 32
+
+std::string name_kept(std::string_view name) {
+    return std::string(name.substr(0, kMostNameBytes));
+}
 
 } // namespace
 
@@ -94,9 +101,9 @@ void Traffic::understand_call(Step &step, Peer &peer) {
     if (step.towards_listener) {
         const std::string plugin = step_text_argument(step, "plugin_name");
         if (!plugin.empty())
-            peer.plugin = plugin;
+            peer.plugin = name_kept(plugin);
         if (step.function == "register_endpoint") {
-            step.endpoint = step_text_argument(step, "endpoint_name");
+            step.endpoint = name_kept(step_text_argument(step, "endpoint_name"));
         } else if (step.function == "deregister_endpoint") {
             const Value *number = step_argument(step, "endpoint_id");
             if (number == nullptr)
@@ -111,12 +118,12 @@ void Traffic::understand_call(Step &step, Peer &peer) {
     // "fxs_a.EndPoint.FXS1", "dsp_a.DSPPlugin.DSP.D1.DSP_CHANNEL.C1": the plugin first, which of its objects last.
     const std::string_view path = step.path;
     if (peer.plugin.empty())
-        peer.plugin = path.substr(0, path.find('.'));
+        peer.plugin = name_kept(path.substr(0, path.find('.')));
     if (const size_t dot = path.rfind('.'); dot != std::string_view::npos) {
-        step.endpoint = path.substr(dot + 1);
+        step.endpoint = name_kept(path.substr(dot + 1));
         // Only signals carry the number of the endpoint that their path names.
         if (step.record && step.record->kind == RecordKind::signal && step.record->fault.empty())
-            endpoints_[step.record->endpoint] = {peer.connection, step.endpoint};
+            endpoint_learn(step.record->endpoint, {peer.connection, step.endpoint});
     } else if (const Value *number = step_argument(step, "ep_id"); number != nullptr) {
         step.endpoint = endpoint_name(static_cast<int32_t>(number->number));
     }
@@ -144,7 +151,7 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
     }
     const bool rejected = !step.errors.empty() || step.result.type != Value::Type::number;
     if (call.function == "register_endpoint" && !rejected && step.result.number >= 0)
-        endpoints_[static_cast<int32_t>(step.result.number)] = {peer.connection, call.endpoint};
+        endpoint_learn(static_cast<int32_t>(step.result.number), {peer.connection, call.endpoint});
     if (call.function == "deregister_endpoint" && step.errors.empty())
         std::erase_if(endpoints_, [&](const auto &entry) {
             return entry.second.connection == peer.connection && entry.second.name == call.endpoint;
@@ -155,6 +162,12 @@ void Traffic::understand_reply(Step &step, const Peer &peer) {
         step.record = record_read(RecordKind::param_set, step.result.bytes);
     }
     calls.erase(found);
+}
+
+void Traffic::endpoint_learn(int32_t number, const Owner &owner) {
+    if (endpoints_.size() >= kMostEndpoints && !endpoints_.contains(number))
+        endpoints_.clear();
+    endpoints_[number] = owner;
 }
 
 std::string Traffic::endpoint_name(int32_t number) const {

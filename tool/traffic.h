@@ -26,6 +26,8 @@ public:
     void clear();
     // How many connections are remembered.
     size_t connection_count() const { return peers_.size(); }
+    // Bytes of the messages whose answers have not come by.
+    size_t pending_bytes() const { return pending_.bytes + one_way_.bytes; }
 
 private:
     using CallKey = std::tuple<uint32_t, bool, uint32_t>; // connection, towards the listener, serial
@@ -50,6 +52,7 @@ private:
     void forget(uint32_t connection);
     void understand_call(Step &step, Peer &peer);
     void understand_reply(Step &step, const Peer &peer);
+    void endpoint_learn(int32_t number, const Owner &owner);
     std::string endpoint_name(int32_t number) const;
 
     std::map<uint32_t, Peer> peers_;

@@ -212,6 +212,19 @@ TEST(LadderBuilder, BeyondSoManyBytesMessagesAreCountedOnly) {
     EXPECT_EQ(kMostLadderBytes, 512u << 20) << "that of the program, as its page says";
 }
 
+TEST(LadderBuilder, NamesOfTheEndsCountAmongTheBytes) {
+    constexpr size_t kBytes = 100'000, kName = 255;
+    const std::string name(kName, 'n');
+    LadderFeed feed(Filter(), {.bytes = kBytes});
+    for (uint32_t i = 1; i <= 200; ++i)
+        feed.take(
+            Sample(KEX_TAP_CALL, kIn, i, "p", i).call(i, "a.b", "f").with_text("plugin_name", name.c_str()).record());
+    const LadderModel ladder = feed.finish("x");
+    // In each row the argument; of its process the name.
+    EXPECT_LE(ladder.rows.size(), kBytes / (2 * kName + sizeof(LadderRow)) + 1);
+    EXPECT_GT(ladder.left_out, 0u);
+}
+
 TEST(TextTame, CombiningCharactersAndLengthCoverNothing) {
     EXPECT_EQ(text_tame("e\xCC\x81"), "e\xCC\x81");
     std::string pile = "e";

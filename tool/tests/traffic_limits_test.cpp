@@ -66,6 +66,44 @@ TEST(TrafficLimits, ArgumentsOfACallAreNotKeptUntilItsAnswer) {
     EXPECT_TRUE(overdue.front().arguments.empty());
 }
 
+Step signal_to(int32_t endpoint, const std::string &path) {
+    Step step = message(Step::Kind::one_way_call, 1, 100);
+    step.towards_listener = false;
+    step.path = path;
+    step.record = Record{.kind = RecordKind::signal, .endpoint = endpoint};
+    return step;
+}
+
+TEST(TrafficLimits, NumbersOfEndpointsBeyondTheLimitTakeThePlaceOfThoseBefore) {
+    constexpr int32_t kMost = 1000;
+    Step event = message(Step::Kind::one_way_call, 1, 100);
+    event.record = Record{.kind = RecordKind::event, .endpoint = 0};
+    for (const int32_t endpoints : {kMost, kMost + 1}) {
+        Traffic traffic;
+        for (int32_t number = 0; number < endpoints; ++number)
+            traffic.next(signal_to(number, "fxs_a.EndPoint.FXS1"));
+        EXPECT_EQ(traffic.next(event).endpoint, endpoints == kMost ? "FXS1" : "#0");
+    }
+}
+
+TEST(TrafficLimits, NamesAreKeptUpToTheirLimit) {
+    constexpr size_t kMost = 255;
+    const std::string fits(kMost, 'n'), longer = fits + "n";
+    for (const std::string &name : {fits, longer}) {
+        Traffic traffic;
+        Step called = traffic.next(signal_to(1, name + ".EndPoint." + name));
+        EXPECT_EQ(called.peer.plugin, fits);
+        EXPECT_EQ(called.endpoint, fits);
+        Step registration = message(Step::Kind::call, 1, 100);
+        registration.function = "register_endpoint";
+        registration.arguments = {{"plugin_name", {.type = Value::Type::text, .text = name + "x"}},
+                                  {"endpoint_name", {.type = Value::Type::text, .text = name + "x"}}};
+        registration = traffic.next(registration);
+        EXPECT_EQ(registration.peer.plugin, fits);
+        EXPECT_EQ(registration.endpoint, fits);
+    }
+}
+
 } // namespace
 
 } // namespace voicectl
