@@ -186,11 +186,17 @@ std::string_view CaptureReader::comment_at(size_t at) const {
     return {};
 }
 
+// Always false: it is counted.
+bool CaptureReader::broken_note() {
+    ++broken_;
+    return false;
+}
+
 // False: a packet that is none of these.
 bool CaptureReader::packet_take(CapturedPacket &packet) {
     constexpr size_t kBytes = kBody + 20;
     if (size_ < kBytes + 4 || word(kBody) >= interfaces_.size())
-        return false;
+        return broken_note();
     const Interface &interface = interfaces_[word(kBody)];
     if (interface.link_type != pcapng::kUpperLayer) {
         if (strange_++ == 0)
@@ -199,11 +205,11 @@ bool CaptureReader::packet_take(CapturedPacket &packet) {
     }
     const uint32_t length = word(kBody + 12);
     if (length > size_ - kBytes - 4)
-        return false;
+        return broken_note();
     std::string_view bytes(input_.data() + begin_ + kBytes, length);
     pcapng::Origin origin{};
     if (!pcapng::origin_take(bytes, origin))
-        return false;
+        return broken_note();
     packet = {.time_ns = time_of(interface),
               .dissector = origin.dissector,
               .source = origin.source,

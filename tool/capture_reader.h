@@ -37,6 +37,8 @@ public:
     // Packets that are no messages of upper layers, and the link type of the first of them.
     uint64_t strange() const { return strange_; }
     uint16_t strange_link_type() const { return strange_link_type_; }
+    // Packets of no interface, longer than their block, or with tags that are not whole.
+    uint64_t broken() const { return broken_; }
 
 private:
     struct Interface {
@@ -48,6 +50,7 @@ private:
     bool section_take();
     void interface_take();
     bool packet_take(CapturedPacket &packet);
+    bool broken_note();
     std::string_view comment_at(size_t at) const;
     bool bytes_have(size_t size);
     bool input_wait();
@@ -66,6 +69,7 @@ private:
     std::string fault_{};
     uint64_t strange_ = 0;
     uint16_t strange_link_type_ = 0;
+    uint64_t broken_ = 0;
     std::optional<std::chrono::steady_clock::time_point> enough_{}; // after an interrupt
 };
 

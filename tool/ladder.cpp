@@ -126,9 +126,12 @@ private:
         if (reader.strange() > 0)
             complain(fmt::format("{}: {} packets of link type {} left out, captures of the bus have 252", name,
                                  reader.strange(), reader.strange_link_type()));
+        if (reader.broken() > 0)
+            complain(fmt::format("{}: {} packets left out: their lengths, interfaces or tags are wrong", name,
+                                 reader.broken()));
         if (!reader.fault().empty())
             complain(fmt::format("{}: {}", name, reader.fault()));
-        return reader.fault().empty();
+        return reader.fault().empty() && reader.broken() == 0;
     }
 
     bool live_read() {

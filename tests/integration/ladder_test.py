@@ -179,6 +179,7 @@ def test_files_that_are_no_capture(system, capture):
         ("gzip", b"\x1f\x8b\x08" + bytes(20), "compressed: gunzip makes one of it that can be read"),
         ("pcap", bytes.fromhex("d4c3b2a1") + bytes(20), "a classic pcap file: editcap -F pcapng makes one of it that"),
         ("link", interface_of(1), "1 packets of link type 1 left out"),
+        ("tags", interface_of(252), "1 packets left out: their lengths, interfaces or tags are wrong"),
     ]
     for name, raw, sentence in rows:
         (system.folder / name).write_bytes(raw)
@@ -186,6 +187,10 @@ def test_files_that_are_no_capture(system, capture):
         assert (status, out) == (1, "") and err.startswith(f"voicectl: '{name}': {sentence}"), name
     assert run(system, "none") == (1, "", "voicectl: 'none' cannot be read: No such file or directory\n")
     assert run(system, ".") == (1, "", "voicectl: '.': cannot be read: Is a directory\n")
+    (system.folder / "more").write_bytes(whole + interface_of(252))
+    status, out, err = run(system, "more")
+    assert (status, out) == (1, run(system, capture)[1]), "what stands around it is drawn"
+    assert err == "voicectl: 'more': 1 packets left out: their lengths, interfaces or tags are wrong\n"
     (system.folder / "sparse").write_bytes(whole)
     os.truncate(system.folder / "sparse", 4 << 30)
     status, out, err = run(system, "sparse")

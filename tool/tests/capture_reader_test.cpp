@@ -53,6 +53,7 @@ struct Read {
     std::vector<std::string> bytes{};
     std::string fault{};
     uint64_t strange = 0;
+    uint64_t broken = 0;
     bool operator==(const Read &) const = default;
 };
 
@@ -65,6 +66,7 @@ Read read_all(const std::string &file) {
         read.bytes.emplace_back(packet.bytes);
     read.fault = reader.fault();
     read.strange = reader.strange();
+    read.broken = reader.broken();
     return read;
 }
 
@@ -190,14 +192,39 @@ TEST(CaptureReader, BlockWhoseSizesDifferEndsIt) {
     EXPECT_NE(read_all(file).fault.find("says two sizes"), std::string::npos);
 }
 
+// What stands around a packet that is not whole is read, and it is counted.
+void expect_counted(const std::string &packet) {
+    const std::string whole = pcapng::packet(0, 1, tagged("kexbus", "whole"), 0, "");
+    const Read read = read_all(head() + whole + packet + whole);
+    EXPECT_EQ(read.bytes, (std::vector<std::string>{"whole", "whole"}));
+    EXPECT_EQ(read.broken, 1u);
+    EXPECT_EQ(read.strange, 0u);
+    EXPECT_EQ(read.fault, "");
+}
+
 TEST(CaptureReader, TagsThatAreNotWholeMakeNoPacket) {
     const std::string whole = tagged("kexbus", "");
     for (size_t size = 0; size < whole.size(); ++size)
-        EXPECT_TRUE(read_all(head() + pcapng::packet(0, 1, whole.substr(0, size), 0, "")).bytes.empty()) << size;
+        expect_counted(pcapng::packet(0, 1, whole.substr(0, size), 0, ""));
 }
 
-TEST(CaptureReader, PacketOfNoInterfaceIsPassedOver) {
-    EXPECT_TRUE(read_all(head() + pcapng::packet(9, 1, tagged("kexbus", "x"), 0, "")).bytes.empty());
+TEST(CaptureReader, PacketOfNoInterfaceIsCounted) {
+    expect_counted(pcapng::packet(1, 1, tagged("kexbus", "x"), 0, ""));
+    expect_counted(pcapng::packet(UINT32_MAX, 1, tagged("kexbus", "x"), 0, ""));
+}
+
+TEST(CaptureReader, PacketThatIsLongerThanItsBlockIsCounted) {
+    constexpr size_t kLengthAt = 20;
+    const std::string plain = pcapng::packet(0, 1, tagged("kexbus", "x"), 0, "");
+    for (const uint32_t length : {static_cast<uint32_t>(plain.size()), uint32_t{INT32_MAX}, UINT32_MAX}) {
+        std::string packet = plain;
+        packet.replace(kLengthAt, sizeof length, reinterpret_cast<const char *>(&length), sizeof length);
+        expect_counted(packet);
+    }
+    std::string body(12, '\0'); // a block without room for the head of a packet
+    const uint32_t words[] = {6, 24};
+    expect_counted(std::string(reinterpret_cast<const char *>(words), sizeof words) + body +
+                   std::string(reinterpret_cast<const char *>(&words[1]), sizeof words[1]));
 }
 
 } // namespace
