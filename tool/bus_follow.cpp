@@ -88,11 +88,10 @@ private:
     }
 
     void take(const kex_tap_record_t &record) {
-        // Not one of those that are watched, but this tap itself.
-        if (record.kind == KEX_TAP_REFUSED && record.from.connection == 0 && record.to.connection == 0) {
+        if (const std::string refusal = tap_refusal(record); !refusal.empty()) {
             refused_ = true;
             if (!told_)
-                complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+                complain(refusal);
             told_ = true; // not at each attempt
             return;
         }

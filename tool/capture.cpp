@@ -166,10 +166,9 @@ private:
         }
         if (record.kind == KEX_TAP_WATCHING)
             return;
-        // Not one of those that are watched, but this tap itself.
-        if (record.kind == KEX_TAP_REFUSED && record.from.connection == 0 && record.to.connection == 0) {
+        if (const std::string refusal = tap_refusal(record); !refusal.empty()) {
             refused_ = true;
-            complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+            complain(refusal);
             return;
         }
         uint32_t size = 0;

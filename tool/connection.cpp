@@ -68,4 +68,11 @@ Tap tap_open(const Address &address, std::string &why) {
     return tap;
 }
 
+std::string tap_refusal(const kex_tap_record_t &record) {
+    // Whoever else is refused has a connection.
+    if (record.kind != KEX_TAP_REFUSED || record.from.connection != 0 || record.to.connection != 0)
+        return "";
+    return fmt::format("the voice application does not admit this tap: {}", printable(record.text));
+}
+
 } // namespace voicectl

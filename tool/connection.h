@@ -34,6 +34,10 @@ using Tap = std::unique_ptr<kex_tap_t, CloseTap>;
 // Null: not there, and `why` says in one printable sentence what to do.
 Tap tap_open(const Address &address, std::string &why);
 
+// Why the application does not admit the tap that the record is from, as a printable sentence; empty: it tells of
+// something else, perhaps of another one that is refused.
+std::string tap_refusal(const kex_tap_record_t &record);
+
 } // namespace voicectl
 
 #endif

@@ -37,7 +37,7 @@ public:
     BusFacts facts{};
 
     void take(const kex_tap_record_t &record) {
-        if (record.kind == KEX_TAP_REFUSED && record.from.connection == 0 && record.to.connection == 0) {
+        if (!tap_refusal(record).empty()) {
             facts.refusal = record.text;
             return;
         }

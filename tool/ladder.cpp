@@ -148,10 +148,8 @@ private:
         while (!limit.reached() && !counted_out()) {
             kex_tap_record_t record{};
             const int found = kex_tap_next(tap.get(), &record);
-            // Not one of those that are watched, but this tap itself.
-            if (found > 0 && record.kind == KEX_TAP_REFUSED && record.from.connection == 0 &&
-                record.to.connection == 0) {
-                complain(fmt::format("the voice application does not admit this tap: {}", printable(record.text)));
+            if (const std::string refusal = found > 0 ? tap_refusal(record) : ""; !refusal.empty()) {
+                complain(refusal);
                 return false;
             }
             if (found > 0) {

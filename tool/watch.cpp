@@ -91,7 +91,7 @@ public:
                 was_connected = true;
                 follow(*tap);
                 traffic_.clear();
-                if (!done())
+                if (!done() && !refused_)
                     complain("the voice application is gone");
             } else if (!options_.reconnect) {
                 complain(why);
@@ -102,7 +102,7 @@ public:
             if (!done())
                 std::this_thread::sleep_for(kTick);
         } while (!done());
-        return was_connected && !limit_.reader_left() ? kSuccess : kFailure;
+        return was_connected && !refused_ && !limit_.reader_left() ? kSuccess : kFailure;
     }
 
 private:
@@ -120,9 +120,16 @@ private:
             if (found < 0)
                 break;
             // Said no earlier: whoever acts on it is seen from his first message on.
+            if (const std::string refusal = found > 0 ? tap_refusal(record) : ""; !refusal.empty()) {
+                if (!refused_) // not at each attempt
+                    complain(refusal);
+                refused_ = true;
+                return;
+            }
             if (found > 0 && !watching && record.kind != KEX_TAP_REFUSED) {
                 watching = true;
                 complain(fmt::format("watching {}", printable(address_.uri)));
+                refused_ = false;
             }
             if (found > 0) {
                 if (const std::optional<Step> step = traffic_.next(record)) {
@@ -168,6 +175,7 @@ private:
     Traffic traffic_;
 };
 
+    bool refused_ = false; // the tap, the last time
 int watch(const Options &options) {
     RunLimit::signals_take();
     return Watch(options).run();

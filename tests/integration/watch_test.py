@@ -239,6 +239,16 @@ def test_interrupt_ends_it(system):
     assert watcher.wait() == 0
 
 
+def test_tap_that_is_not_admitted(system):
+    system.start_application()
+    for _ in range(8):
+        system.start_watcher()
+    reason = "voicectl: the voice application does not admit this tap: there are too many taps\n"
+    assert run(system, "watch") == (1, "", reason)
+    assert run(system, "watch", "--endpoint", "FXS1") == (1, "", reason), "whatever is to be shown"
+    assert run(system, "watch", "--reconnect", "--for", "1") == (1, "", reason), "once"
+
+
 def test_end_of_the_application_ends_it(system):
     application = system.start_application()
     watcher = system.start_watcher()
