@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "common.h"
+#include "tap_turn.h"
 #include "text.h"
 #include "traffic.h"
 
@@ -15,8 +16,6 @@ namespace voicectl {
 
 namespace {
 
-// Between two looks at what else there is to do: a bus that never rests must not keep it waiting.
-constexpr int kMostAtOnce = 1000;
 constexpr std::chrono::seconds kMostDraining{1};
 
 class BusFollower {
@@ -51,10 +50,10 @@ public:
 
 private:
     void follow(kex_tap_t &tap) {
-        int at_once = 0;
+        TapTurn records;
         while (!following_.limit.reached()) {
             kex_tap_record_t record{};
-            const int found = ++at_once > kMostAtOnce ? 0 : kex_tap_next(&tap, &record);
+            const int found = records.next(tap, record);
             if (found < 0)
                 break;
             if (found > 0) {
@@ -67,10 +66,8 @@ private:
                 ended_ = true;
                 return;
             }
-            const bool more = at_once > kMostAtOnce;
-            at_once = 0;
             following_.limit.wait({kex_tap_descriptor(&tap), following_.descriptor}, following_.output,
-                                  more ? RunLimit::Tick{0} : following_.tick);
+                                  records.end(following_.tick));
         }
         if (following_.limit.reached())
             drain(tap);

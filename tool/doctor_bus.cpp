@@ -11,6 +11,7 @@
 #include "common.h"
 #include "connection.h"
 #include "doctor_look.h"
+#include "tap_turn.h"
 #include "traffic.h"
 
 namespace voicectl {
@@ -132,9 +133,10 @@ BusFacts bus_look(PlaceFacts &place, RunLimit &limit) {
         return watch.facts;
     watch.facts.listener.id = listener_process(tap.get());
     const auto begin = Clock::now();
+    TapTurn records;
     for (;;) {
         kex_tap_record_t record{};
-        const int found = kex_tap_next(tap.get(), &record);
+        const int found = records.next(*tap, record);
         if (found > 0) {
             watch.take(record);
             continue;
@@ -144,7 +146,7 @@ BusFacts bus_look(PlaceFacts &place, RunLimit &limit) {
         const bool over = watch.facts.answered ? limit.reached() : Clock::now() - begin > kAnswer;
         if (found < 0 || over || RunLimit::interrupted())
             break;
-        limit.wait({kex_tap_descriptor(tap.get())}, -1, kTick);
+        limit.wait({kex_tap_descriptor(tap.get())}, -1, records.end(kTick));
     }
     watch.facts.watched = Seconds(Clock::now() - begin).count();
     watch.finish();

@@ -21,6 +21,7 @@
 #include "filter_options.h"
 #include "options.h"
 #include "run_limit.h"
+#include "tap_turn.h"
 #include "show.h"
 #include "text.h"
 #include "traffic.h"
@@ -113,10 +114,11 @@ private:
     void follow(kex_tap_t &tap) {
         Unseen unseen(options_.filter);
         Clock::time_point patience = Clock::now() + kPatience;
+        TapTurn records;
         bool watching = false;
         while (!done()) {
             kex_tap_record_t record{};
-            const int found = kex_tap_next(&tap, &record);
+            const int found = records.next(tap, record);
             if (found < 0)
                 break;
             // Said no earlier: whoever acts on it is seen from his first message on.
@@ -146,7 +148,7 @@ private:
                 show(step);
             if (std::fflush(stdout) != 0)
                 limit_.reader_leaves();
-            limit_.wait({kex_tap_descriptor(&tap)}, STDOUT_FILENO, kTick);
+            limit_.wait({kex_tap_descriptor(&tap)}, STDOUT_FILENO, records.end(kTick));
         }
         std::fflush(stdout);
         if (patience != Clock::time_point::max())

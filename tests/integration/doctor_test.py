@@ -14,6 +14,7 @@ from pathlib import Path
 import pytest
 
 from processes import until
+from restless import restless_bus
 from wire import WAITING, RawPeer, head
 
 DISSECTOR = Path(__file__).resolve().parents[2] / "tool" / "wireshark" / "kexbus.lua"
@@ -188,6 +189,12 @@ def test_tap_that_is_not_admitted(system):
         system.start_watcher()
     _, found = findings(system)
     assert found["admission"]["verdict"] == "fail" and found["admission"]["text"].startswith("refused: ")
+
+
+def test_bus_that_never_rests_does_not_hold_it_up(system):
+    with restless_bus(system.socket):
+        _, found = findings(system)
+    assert found["answer"]["text"] == "voice_application (process 100) answers"
 
 
 def test_control_sockets_that_do_not_answer(system):

@@ -13,6 +13,7 @@ import pytest
 
 from dialling import lift, start_telephones, talk
 from processes import Watcher, until
+from restless import restless_bus
 from target import struct
 from terminal import Terminal
 from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
@@ -247,6 +248,14 @@ def test_tap_that_is_not_admitted(system):
     assert run(system, "watch") == (1, "", reason)
     assert run(system, "watch", "--endpoint", "FXS1") == (1, "", reason), "whatever is to be shown"
     assert run(system, "watch", "--reconnect", "--for", "1") == (1, "", reason), "once"
+
+
+def test_bus_that_never_rests_is_shown(system):
+    """What a filter lets through comes at once, though the records of others never end."""
+    with restless_bus(system.socket):
+        watcher = system.start("voicectl", "voicectl", "watch", "--json", "--function", "event", kind=Watcher)
+        watcher.expect_message(kind="one_way_call", function="event")
+        assert watcher.terminate() == 0
 
 
 def test_end_of_the_application_ends_it(system):
