@@ -15,6 +15,20 @@
 
 namespace voicectl {
 
+namespace {
+
+// 0, or the error.
+int output_try(const std::string &text, bool at_once) {
+    const bool taken = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    return taken && (!at_once || std::fflush(stdout) == 0) ? 0 : errno;
+}
+
+void output_complain(int error) {
+    complain(fmt::format("the output cannot be written: {}", std::strerror(error)));
+}
+
+} // namespace
+
 void complain(const std::string &message) {
     // In one piece, and a standard error that is closed is nobody's concern.
     static_cast<void>(std::fputs(fmt::format("voicectl: {}\n", message).c_str(), stderr));
@@ -30,10 +44,17 @@ bool standard_streams_fill() {
 }
 
 int output_write(const std::string &text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
-        return kSuccess;
-    complain(fmt::format("the output cannot be written: {}", std::strerror(errno)));
-    return kFailure;
+    const int error = output_try(text, true);
+    if (error != 0)
+        output_complain(error);
+    return error == 0 ? kSuccess : kFailure;
+}
+
+bool output_add(const std::string &text, bool at_once) {
+    const int error = output_try(text, at_once);
+    if (error != 0 && error != EPIPE && error != EINTR) // an interrupt ends a write for which nobody reads
+        output_complain(error);
+    return error == 0;
 }
 
 size_t terminal_columns() {

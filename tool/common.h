@@ -24,6 +24,10 @@ void complain(const std::string &message);
 // Writes to standard output. The exit status: a full disk, or nobody who reads, is a failure that is said.
 int output_write(const std::string &text);
 
+// The same of a text that others follow; it may wait for them unless it is to be there at once. False: no more is taken. Why is
+// said, but not of a reader that has left.
+bool output_add(const std::string &text, bool at_once);
+
 // The columns of the terminal that standard output is, as they are now; 0: it is none, or does not know.
 size_t terminal_columns();
 

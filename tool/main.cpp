@@ -6,7 +6,7 @@
 //
 // Exit status: 0 done, 1 it did not happen (no voice application there, output closed), 2 wrong command line.
 #include <exception>
-#include <iostream>
+#include <new>
 
 #include "command_line.h"
 #include "common.h"
@@ -32,9 +32,11 @@ int main(int argc, char **argv) {
         }
         if (command.run)
             return command.run();
-        std::cout << command.text;
-        return voicectl::kSuccess;
-    } catch (const std::exception &error) { // out of memory
+        return voicectl::output_write(command.text);
+    } catch (const std::bad_alloc &) {
+        voicectl::complain("no memory is left");
+        return voicectl::kFailure;
+    } catch (const std::exception &error) {
         voicectl::complain(error.what());
         return voicectl::kFailure;
     }

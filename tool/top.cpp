@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -85,7 +84,7 @@ private:
             text = table(view);
         else
             text = counts_line(view) + "\n";
-        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+        if (!output_add(text, true))
             limit_.reader_leaves();
     }
 

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -21,8 +20,8 @@
 #include "filter_options.h"
 #include "options.h"
 #include "run_limit.h"
-#include "tap_turn.h"
 #include "show.h"
+#include "tap_turn.h"
 #include "text.h"
 #include "traffic.h"
 
@@ -114,24 +113,24 @@ private:
     void follow(kex_tap_t &tap) {
         Unseen unseen(options_.filter);
         Clock::time_point patience = Clock::now() + kPatience;
-        TapTurn records;
         bool watching = false;
+        TapTurn records;
         while (!done()) {
             kex_tap_record_t record{};
             const int found = records.next(tap, record);
             if (found < 0)
                 break;
-            // Said no earlier: whoever acts on it is seen from his first message on.
             if (const std::string refusal = found > 0 ? tap_refusal(record) : ""; !refusal.empty()) {
                 if (!refused_) // not at each attempt
                     complain(refusal);
                 refused_ = true;
                 return;
             }
+            // Said no earlier: whoever acts on it is seen from his first message on.
             if (found > 0 && !watching && record.kind != KEX_TAP_REFUSED) {
                 watching = true;
-                complain(fmt::format("watching {}", printable(address_.uri)));
                 refused_ = false;
+                complain(fmt::format("watching {}", printable(address_.uri)));
             }
             if (found > 0) {
                 if (const std::optional<Step> step = traffic_.next(record)) {
@@ -146,11 +145,10 @@ private:
             }
             for (const Step &step : traffic_.overdue(now_ns()))
                 show(step);
-            if (std::fflush(stdout) != 0)
-                limit_.reader_leaves();
+            write("", true);
             limit_.wait({kex_tap_descriptor(&tap)}, STDOUT_FILENO, records.end(kTick));
         }
-        std::fflush(stdout);
+        write("", true);
         if (patience != Clock::time_point::max())
             tell_unseen(unseen);
     }
@@ -164,20 +162,23 @@ private:
     void show(const Step &step) {
         if (counted_out() || !options_.filter.passes(step))
             return;
-        const std::string line = (options_.json ? json_line(step) : ladder_line(step, form_of(options_))) + "\n";
-        if (std::fputs(line.c_str(), stdout) == EOF)
-            limit_.reader_leaves();
+        write((options_.json ? json_line(step) : ladder_line(step, form_of(options_))) + "\n", false);
         ++shown_;
+    }
+
+    void write(const std::string &text, bool at_once) {
+        if (!limit_.reader_left() && !output_add(text, at_once))
+            limit_.reader_leaves();
     }
 
     Options options_;
     Address address_;
     RunLimit limit_;
     uint64_t shown_ = 0;
+    bool refused_ = false; // the tap, the last time
     Traffic traffic_;
 };
 
-    bool refused_ = false; // the tap, the last time
 int watch(const Options &options) {
     RunLimit::signals_take();
     return Watch(options).run();

@@ -258,6 +258,24 @@ def test_bus_that_never_rests_is_shown(system):
         assert watcher.terminate() == 0
 
 
+@pytest.mark.parametrize("words", [["watch", "--count", "1"], ["top", "--count", "1"], ["--help"], ["--version"]])
+def test_output_that_cannot_be_written_is_said(system, words):
+    system.start_application()
+    system.start_fxs("fxs1")
+    with open("/dev/full", "w", encoding="ascii") as full:
+        done = subprocess.run(
+            [system.bin / "voicectl", *words],
+            env=system.environment,
+            stdout=full,
+            stderr=subprocess.PIPE,
+            text=True,
+            timeout=20,
+            check=False,
+        )
+    assert done.returncode == 1
+    assert done.stderr.count("voicectl: the output cannot be written: No space left on device\n") == 1
+
+
 def test_end_of_the_application_ends_it(system):
     application = system.start_application()
     watcher = system.start_watcher()
