@@ -2,6 +2,7 @@
 // What the application answers to "status" at its control socket.
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <sstream>
@@ -20,7 +21,7 @@ namespace voicectl {
 
 namespace {
 
-constexpr time_t kPatience = 2; // seconds
+constexpr std::chrono::seconds kPatience{2}; // with each part of the answer, and with all of it
 constexpr size_t kMostAnswer = 64 * 1024;
 
 // A stream socket to the path, which gives up by itself. -1: with errno.
@@ -33,7 +34,7 @@ int control_connect(const std::string &path) {
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval patience = {kPatience, 0};
+    const timeval patience = {static_cast<time_t>(kPatience.count()), 0};
     if (descriptor >= 0 && setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0 &&
         setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience) == 0 &&
         connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
@@ -86,7 +87,9 @@ TableFacts tables_look(const std::string &control) {
     std::string answer;
     if (send(descriptor, kQuestion.data(), kQuestion.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(kQuestion.size())) {
         char bytes[4096];
-        for (ssize_t size = 1; size > 0 && !is_whole(answer) && answer.size() < kMostAnswer;) {
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        for (ssize_t size = 1;
+             size > 0 && !is_whole(answer) && answer.size() < kMostAnswer && std::chrono::steady_clock::now() < end;) {
             size = recv(descriptor, bytes, sizeof bytes, 0);
             answer.append(bytes, size > 0 ? static_cast<size_t>(size) : 0);
         }

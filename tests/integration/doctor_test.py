@@ -9,6 +9,8 @@ import shutil
 import signal
 import socket
 import subprocess
+import threading
+import time
 from pathlib import Path
 
 import pytest
@@ -208,6 +210,26 @@ def test_control_sockets_that_do_not_answer(system):
         silent.bind(str(system.folder / "silent"))
         silent.listen()
         _, found = findings(system, "--control", system.folder / "silent")
+    assert found["tables"]["text"] == 'the control socket gave no answer to "status"'
+
+
+def test_control_socket_that_never_ends_its_answer(system):
+    """Each of its bytes comes in time."""
+
+    def bytes_send():
+        with contextlib.suppress(BrokenPipeError, ConnectionResetError), server.accept()[0] as client:
+            while True:
+                client.send(b"x")
+                time.sleep(0.1)
+
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as server:
+        server.bind(str(system.folder / "slow"))
+        server.listen()
+        sender = threading.Thread(target=bytes_send)
+        sender.start()
+        system.start_application()
+        _, found = findings(system, "--control", system.folder / "slow")
+        sender.join()
     assert found["tables"]["text"] == 'the control socket gave no answer to "status"'
 
 
