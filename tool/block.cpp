@@ -179,11 +179,16 @@ void writing_add(CLI::App &command, const std::shared_ptr<BlockOptions> &options
 }
 
 void block_check(const BlockOptions &options) {
+    const CallerDisplay &display = options.display;
+    if (!display.number.empty() && display.no_number != 0)
+        throw UsageError("--number and --no-number do not go together");
+    if (!display.name.empty() && display.no_name != 0)
+        throw UsageError("--name and --no-name do not go together");
     if (options.digits.empty() && options.any_option.empty())
         throw UsageError("the digits to read, or what to write, are missing");
     if (!options.digits.empty() && !options.any_option.empty())
         throw UsageError(fmt::format("a block is read or written: {} does not go with digits", options.any_option));
-    if (options.display.kind == CallerDisplay::Kind::messages && !options.call_only.empty())
+    if (display.kind == CallerDisplay::Kind::messages && !options.call_only.empty())
         throw UsageError(fmt::format("a message waiting block has no {}", options.call_only));
     std::string digits;
     for (const std::string &part : options.digits)

@@ -263,12 +263,16 @@ void capture_add(CLI::App &app, std::function<int()> &run) {
     seconds_option_add(command, "--for", options->seconds, "End after so many seconds");
     command.add_flag("-r,--reconnect", options->reconnect, "Wait for the voice application, also when it goes");
     command.add_flag("-m,--media", options->media, "Sound, too: RTP and RTCP on this machine (needs CAP_NET_RAW)");
-    text_option_add(
+    const CLI::Option *ports = text_option_add(
         command, "-p,--ports", [&options = *options](const std::string &text) { options.ports = ports_read(text); },
         "Its UDP ports; without it 30000-30199, as the voice application has them", "FIRST-LAST");
     files_option_add(command, "--media-from", options->media_from, CaptureFrom::kMostFiles,
                      "Sound, too: what plugins write to these files, as it comes");
-    command.callback([options, &run] { run = [options] { return capture(*options); }; });
+    command.callback([options, ports, &run] {
+        if (ports->count() > 0 && !options->media)
+            throw UsageError("--ports wants --media");
+        run = [options] { return capture(*options); };
+    });
 }
 
 } // namespace voicectl

@@ -36,9 +36,10 @@ void words_add(CLI::App &command, const std::string &name, std::vector<std::stri
     command.add_option(name, words, help)->option_text("...");
 }
 
-void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
-                     const std::string &help, const std::string &shown) {
-    command.add_option_function<std::string>(name, take, help)
+CLI::Option *text_option_add(CLI::App &command, const std::string &name,
+                             const std::function<void(const std::string &)> &take, const std::string &help,
+                             const std::string &shown) {
+    return command.add_option_function<std::string>(name, take, help)
         ->option_text(shown)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }

@@ -37,8 +37,9 @@ std::string either(const std::vector<std::string> &words);
 void words_add(CLI::App &command, const std::string &name, std::vector<std::string> &words, const std::string &help);
 
 // An option with a text that `take` throws a UsageError for when it is wrong; `shown` stands for it in the help.
-void text_option_add(CLI::App &command, const std::string &name, const std::function<void(const std::string &)> &take,
-                     const std::string &help, const std::string &shown);
+CLI::Option *text_option_add(CLI::App &command, const std::string &name,
+                             const std::function<void(const std::string &)> &take, const std::string &help,
+                             const std::string &shown);
 
 // Each adds an option; of one that is given more than once the last counts. The name is as "-n,--count".
 void path_option_add(CLI::App &command, const std::string &name, std::string &path, const std::string &help);

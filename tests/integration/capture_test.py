@@ -380,3 +380,5 @@ def test_ports_that_cannot_be(system):
         status, err = run(system, "--ports", ports)
         assert status == 2 and err.startswith("voicectl: --ports is FIRST-LAST, as in 30000-30199, not '"), ports
         assert "\x1b" not in err
+    status, err = run(system, "--ports", "30000-30199", "--media-from", "x")
+    assert (status, err) == (2, "voicectl: --ports wants --media. Try voicectl capture --help.\n")

@@ -58,6 +58,8 @@ def test_examples_of_the_help_work(system, command):
         (["block", "--lamp", "1"], "--lamp is on or off, not '1'"),
         (["block", "--no-name", "x"], "--no-name is unavailable or withheld, not 'x'"),
         (["block", "--messages", "1", "--called", "5"], "a message waiting block has no --called"),
+        (["block", "--number", "1", "--no-number", "withheld"], "--number and --no-number do not go together"),
+        (["block", "--no-name", "withheld", "--name", "x"], "--name and --no-name do not go together"),
     ],
 )
 def test_wrong_command_lines_are_said(system, words, sentence):
