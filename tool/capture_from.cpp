@@ -52,17 +52,13 @@ bool CaptureFrom::keep(CaptureFile &file, RunLimit &limit) {
 }
 
 bool CaptureFrom::keep_some(Source &source, CaptureFile &file, RunLimit &limit) const {
-    // No more than some at a time: messages of the bus want to be read, too.
-    constexpr int kAtATime = 1000;
+    // No more than some at a time, of whatever kind: messages of the bus want to be read, too.
+    int blocks = 1000;
     source.reader.look();
     if (source.reader.is_same(file.descriptor()))
         source.reader.leave("is the capture itself");
     source.was_there = source.was_there || source.reader.is_open();
-    int taken = 0;
-    for (; taken < kAtATime; ++taken) {
-        const std::optional<FilePacket> packet = source.reader.next();
-        if (!packet)
-            break;
+    while (const std::optional<FilePacket> packet = source.reader.next(blocks)) {
         if (packet->time_ns < begin_ns_)
             continue;
         source.lost_before += packet->lost;
@@ -79,7 +75,7 @@ bool CaptureFrom::keep_some(Source &source, CaptureFile &file, RunLimit &limit) 
     if (!source.reader.fault().empty() && !source.told)
         complain(fmt::format("{} {}: it is read no further", in_quotes(source.path), source.reader.fault()));
     source.told = !source.reader.fault().empty();
-    return taken == kAtATime;
+    return blocks == 0;
 }
 
 std::string CaptureFrom::sums(uint64_t time_ns) const {

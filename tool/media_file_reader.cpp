@@ -227,10 +227,11 @@ std::optional<FilePacket> MediaFileReader::packet_take(std::string_view body) {
     return std::nullopt;
 }
 
-std::optional<FilePacket> MediaFileReader::next() {
+std::optional<FilePacket> MediaFileReader::next(int &blocks) {
     uint32_t type = 0;
     std::string_view body;
-    while (fault_.empty() && descriptor_ >= 0 && block_next(type, body)) {
+    while (blocks > 0 && fault_.empty() && descriptor_ >= 0 && block_next(type, body)) {
+        --blocks;
         if (type == kFileSection)
             ticks_.clear();
         else if (type == kFileInterface)

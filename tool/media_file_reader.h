@@ -35,8 +35,9 @@ public:
 
     // Looks whether the file is there by now, or another one: it is read from its begin then. Nothing here waits.
     void look();
-    // The next packet that is there as a whole. Empty: none so far.
-    std::optional<FilePacket> next();
+    // The next packet that is there as a whole, among so many blocks at most; those that were read are taken off. Empty: none
+    // so far.
+    std::optional<FilePacket> next(int &blocks);
     // Why it is read no further, a printable sentence without its name; empty: nothing is wrong.
     const std::string &fault() const { return fault_; }
     bool is_open() const { return descriptor_ >= 0; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "media_file_reader.h"
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,7 +48,8 @@ protected:
     static std::string read(MediaFileReader &reader) {
         std::string found;
         reader.look();
-        while (const std::optional<FilePacket> packet = reader.next())
+        int blocks = INT_MAX;
+        while (const std::optional<FilePacket> packet = reader.next(blocks))
             found += packet->bytes;
         return found;
     }
@@ -62,7 +64,8 @@ TEST_F(MediaFile, PacketHasItsTimeAddressesAndComment) {
     write(head() + packet("x", 7) + pcapng::packet(0, kTime, tags("rtcp"), 0, ""));
     MediaFileReader reader(path);
     reader.look();
-    const std::optional<FilePacket> first = reader.next();
+    int blocks = 10;
+    const std::optional<FilePacket> first = reader.next(blocks);
     ASSERT_TRUE(first);
     EXPECT_EQ(first->time_ns, kTime);
     EXPECT_EQ(first->bytes, "x");
@@ -74,10 +77,10 @@ TEST_F(MediaFile, PacketHasItsTimeAddressesAndComment) {
     EXPECT_EQ(first->destination, 0x7F000002U);
     EXPECT_EQ(first->source_port, 30'000);
     EXPECT_EQ(first->destination_port, 30'002);
-    const std::optional<FilePacket> second = reader.next();
+    const std::optional<FilePacket> second = reader.next(blocks);
     ASSERT_TRUE(second);
     EXPECT_TRUE(second->control);
-    EXPECT_FALSE(reader.next());
+    EXPECT_FALSE(reader.next(blocks));
     EXPECT_EQ(reader.fault(), "");
 }
 
@@ -183,6 +186,27 @@ TEST_F(MediaFile, PacketsOfOtherKindsArePassedOver) {
     EXPECT_EQ(read(reader), "y");
     EXPECT_EQ(reader.strange(), 4U);
     EXPECT_EQ(reader.fault(), "");
+}
+
+TEST_F(MediaFile, NoMoreBlocksAreReadAtATimeThanMayBe) {
+    const std::string other = pcapng::packet(0, kTime, tags("kexbus"), 0, "");
+    write(head() + other + other + other + packet("x") + packet("y"));
+    MediaFileReader reader(path);
+    reader.look();
+    int blocks = 4; // of them two are the head
+    EXPECT_FALSE(reader.next(blocks));
+    EXPECT_EQ(blocks, 0);
+    EXPECT_EQ(reader.strange(), 2U);
+    EXPECT_FALSE(reader.next(blocks));
+    EXPECT_EQ(reader.strange(), 2U);
+    blocks = 10;
+    const std::optional<FilePacket> first = reader.next(blocks);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->bytes, "x");
+    EXPECT_EQ(blocks, 8);
+    ASSERT_TRUE(reader.next(blocks));
+    EXPECT_FALSE(reader.next(blocks));
+    EXPECT_EQ(blocks, 7);
 }
 
 } // namespace
