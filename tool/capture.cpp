@@ -2,6 +2,7 @@
 // The subcommand "capture": keeps all that passes in a file for Wireshark, tshark and the like.
 #include "capture.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -33,6 +34,7 @@ namespace voicectl {
 namespace {
 
 constexpr RunLimit::Tick kCaptureTick{200};  // how often a lost bus is tried
+constexpr double kAnswerSeconds = 1;         // that the application has at least, to admit the tap
 constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before: on the bus, and sound
 constexpr uint64_t kSoundEvery = 256;        // messages
 constexpr uint32_t kBusInterface = 0;
@@ -106,12 +108,16 @@ private:
     bool is_admitted(kex_tap_t &tap) {
         kex_tap_record_t record{};
         int found = 0;
-        while ((found = kex_tap_next(&tap, &record)) == 0 && !limit_.reached())
-            limit_.wait({kex_tap_descriptor(&tap)}, -1, kCaptureTick);
+        // However short the capture is to be, the answer has its time.
+        RunLimit patience(options_.seconds == 0 ? 0 : std::max(options_.seconds, kAnswerSeconds));
+        while ((found = kex_tap_next(&tap, &record)) == 0 && !patience.reached())
+            patience.wait({kex_tap_descriptor(&tap)}, -1, kCaptureTick);
         if (found > 0)
             keep(tap, record);
         admitted_ = found > 0 && !refused_;
-        return !refused_;
+        if (found == 0)
+            complain("the voice application does not answer: see voicectl doctor");
+        return !refused_ && found != 0;
     }
 
     // Keeps what passes until the end of the run or of the bus. Whether to go on.

@@ -297,6 +297,17 @@ def test_tap_that_is_not_admitted(system):
     assert older.read_text() == "mine" and not (system.folder / "b").exists()
 
 
+def test_application_that_does_not_answer_leaves_an_older_file_alone(system):
+    application = system.start_application()
+    older = system.folder / "a"
+    older.write_text("mine")
+    application.freeze()
+    status, err = run(system, "--force", "-o", older, "--for", "0.2")
+    application.thaw()
+    assert (status, err) == (1, "voicectl: the voice application does not answer: see voicectl doctor\n")
+    assert older.read_text() == "mine"
+
+
 def test_what_passed_before_the_end_is_kept(system):
     application = system.start_application()
     capture, path = start_capture(system)
