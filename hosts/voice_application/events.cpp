@@ -49,9 +49,9 @@ void event_take_handset_property(line *who, voice_params_t params) {
     voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_sw_version, software, sizeof software);
     voice_params_get_text(params, LIBVOICE_PARAM_zil_dect_property_hw_version, hardware, sizeof hardware);
     voice_params_get_i32(params, LIBVOICE_PARAM_zil_dect_property_reachability_status, &reachable);
-    who->away = reachable == 0;
     say("handset %s software=%s hardware=%s reachable=%s", who->label, software, hardware,
         reachable != 0 ? "yes" : "no");
+    line_reach(who, reachable != 0);
 }
 
 } // namespace

@@ -80,6 +80,12 @@ void line_flash(line *who) {
     line_resume(who);
 }
 
+void line_reach(line *who, bool is_reached) {
+    who->away = !is_reached;
+    if (who->away && who->state == LINE_RINGING)
+        call_end(who->calls[who->active], nullptr, "no answer from the handset");
+}
+
 void line_failed(line *who, uint32_t appearance, bool is_temporary, const char *why) {
     call *it = appearance < kAppearances ? who->calls[appearance] : nullptr;
     if (it == nullptr)

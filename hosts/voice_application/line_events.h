@@ -17,6 +17,8 @@ void line_digit(line *who, char digit);
 /** A whole number at once. */
 void line_number(line *who, const char *number);
 void line_flash(line *who);
+/** A handset answers its base, or does not any more: then nobody there hears a call that rings. */
+void line_reach(line *who, bool is_reached);
 /** A plugin could not do what it was told: the call of that appearance ends, unless it may work at other media ports.
  *  @param is_temporary  it may work another time */
 void line_failed(line *who, uint32_t appearance, bool is_temporary, const char *why);

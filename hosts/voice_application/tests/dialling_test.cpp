@@ -101,6 +101,42 @@ TEST_F(Dialling, AHandsetThatDoesNotAnswerItsBaseIsNotCalled) {
     EXPECT_EQ(app().state(handset), "ringing");
 }
 
+// It rings no more: the caller would wait for two minutes, also when it comes back.
+TEST_F(Dialling, AHandsetThatGoesOutOfReachWhileItRingsEndsTheCall) {
+    lift(first);
+    app().dial(first, "401");
+    app().sent();
+    app().said();
+    reach(false);
+    EXPECT_LINES(app().said(), "handset 401 software=? hardware=? reachable=no",
+                 "call N 101->401 ended: no answer from the handset", "line 101 busy", "line 401 idle");
+    EXPECT_EQ(app().sent(), "101: cg_bt | 401: silence");
+}
+
+TEST_F(Dialling, ACallOfTheExchangeIsOfferedToAnotherOneWhenItsHandsetGoesOutOfReach) {
+    app().register_plugin("fxo1");
+    const int32_t line = app().register_endpoint("fxo1", "FXO1", VOICE_ENDPOINT_FXO);
+    lift(first);
+    lift(second);
+    app().event(line, LIBVOICE_EVENT_fxo_ri);
+    ASSERT_EQ(app().state(handset), "ringing");
+    reach(false);
+    EXPECT_EQ(app().state(handset), "idle");
+    app().event(first, LIBVOICE_EVENT_al_on);
+    app().event(line, LIBVOICE_EVENT_fxo_ri);
+    EXPECT_EQ(app().state(first), "ringing");
+}
+
+TEST_F(Dialling, AHandsetThatTalksMayGoOutOfReachForAWhile) {
+    lift(first);
+    app().dial(first, "401");
+    lift(handset);
+    reach(false);
+    EXPECT_EQ(app().state(handset), "talking");
+    reach(true);
+    EXPECT_EQ(app().state(first), "talking");
+}
+
 TEST_F(Dialling, TheExchangeDoesNotRingAHandsetThatDoesNotAnswer) {
     app().register_plugin("fxo1");
     const int32_t line = app().register_endpoint("fxo1", "FXO1", VOICE_ENDPOINT_FXO);
