@@ -6,7 +6,9 @@
 #include "console.h"
 
 #include <arpa/inet.h>
+#include <errno.h>
 #include <initializer_list>
+#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@ constexpr uint32_t kAttempts = 4; // another process may take a port between the
 uint32_t last_context;
 constexpr uint32_t kPairsTried = 128; // in one search
 uint16_t next_port;                   // where to look for free ports: moves on, so that ports just closed rest a while
+int search_error; // why the last search has found none: the address or the process, whichever port; 0: ports are taken
 
 sockaddr_in address_of(uint16_t port) {
     sockaddr_in address = {};
@@ -38,6 +41,7 @@ bool port_is_free(uint16_t port) {
     sockaddr_in address = address_of(port);
     int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     bool is_free = probe >= 0 && bind(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    search_error = is_free || errno == EADDRINUSE || errno == EACCES ? 0 : errno;
     if (probe >= 0)
         close(probe);
     return is_free;
@@ -139,7 +143,8 @@ uint16_t media_take_ports() {
     const uint16_t first = first_even_port();
     if (next_port < first || next_port >= the_plan.last_port)
         next_port = first;
-    for (uint32_t tried = 0; tried < port_pairs() && tried < kPairsTried; tried++) {
+    search_error = 0;
+    for (uint32_t tried = 0; tried < port_pairs() && tried < kPairsTried && search_error == 0; tried++) {
         uint16_t port = next_port;
         next_port = port + 3 > the_plan.last_port ? first : static_cast<uint16_t>(port + 2);
         if (!port_is_ours(port) && port_is_free(port) && port_is_free(static_cast<uint16_t>(port + 1)))
@@ -149,6 +154,8 @@ uint16_t media_take_ports() {
 }
 
 const char *media_ports_missing() {
+    if (search_error != 0)
+        return command_error("no media at %s: %s", the_plan.address, strerror(search_error));
     return port_pairs() <= kPairsTried ? "no media ports left" : "128 pairs of media ports in a row are taken";
 }
 

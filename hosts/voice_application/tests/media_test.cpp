@@ -7,9 +7,11 @@
 #include "media.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <memory>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -168,6 +170,34 @@ TEST_F(Ports, AreLookedForAmong128PairsAndFurtherOnTheNextTime) {
     EXPECT_EQ(take(1)[0], -1);
     EXPECT_STREQ(media_ports_missing(), "128 pairs of media ports in a row are taken");
     EXPECT_EQ(take(1)[0], 256) << "it goes on where it was";
+}
+
+// Not that ports are taken: no other port would do.
+TEST_F(Ports, OfAnAddressOfAnotherMachineAreNotLookedFor) {
+    const int32_t from = telephone("T1"), to = telephone("T2");
+    strcpy(the_plan.address, "192.0.2.1");
+    talk(from, to);
+    EXPECT_THAT(app().said(),
+                Contains(std::string("call N 101->102 ended: no media at 192.0.2.1: ") + strerror(EADDRNOTAVAIL)));
+}
+
+TEST_F(Ports, AreNotSaidToBeTakenWhenNoDescriptorIsLeft) {
+    const int32_t from = telephone("T1"), to = telephone("T2");
+    app().event(from, LIBVOICE_EVENT_al_of);
+    app().dial(from, "102");
+    app().said();
+    rlimit limit;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none = {0, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    app().event(to, LIBVOICE_EVENT_al_of);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_THAT(app().said(), Contains(std::string("call N 101->102 ended: no media at ") + the_plan.address + ": " +
+                                       strerror(EMFILE)));
+    app().event(from, LIBVOICE_EVENT_al_on);
+    app().event(to, LIBVOICE_EVENT_al_on);
+    talk(from, to);
+    EXPECT_EQ(app().state(to), "talking") << "there is one again";
 }
 
 TEST_F(Ports, OfACallAreNotGivenOutAgain) {
