@@ -90,8 +90,8 @@ void line_failed(line *who, uint32_t appearance, bool is_temporary, const char *
     call *it = appearance < kAppearances ? who->calls[appearance] : nullptr;
     if (it == nullptr)
         return;
-    // It failed at media that has been taken down meanwhile.
-    if (is_temporary && it->state == CALL_HELD && it->from.port == 0)
+    // It failed at media that has been taken down meanwhile, perhaps that of the call before.
+    if (is_temporary && it->from.port == 0)
         return;
     if (is_temporary && media_try_other_ports(it, party_of_line(it, who)))
         say("call %u %s tries other media ports: %s", it->id, call_text(it), why);

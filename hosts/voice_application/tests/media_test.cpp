@@ -341,6 +341,22 @@ TEST_F(Media, FailureThatArrivesAfterHoldLeavesTheCallHeld) {
     EXPECT_THAT(app().said(), Contains("call N 101->102 ended: 102: no media sockets (cause 6)"));
 }
 
+// It is about the call before: this one has had no media yet.
+TEST_F(Media, FailureThatArrivesInTheNextCallLeavesThatRinging) {
+    libvoice_set_convert_media(1);
+    const int32_t from = telephone("T1"), to = telephone("T2"), next = telephone("T3");
+    talk(from, to);
+    app().event(to, LIBVOICE_EVENT_al_on);
+    app().event(next, LIBVOICE_EVENT_al_of);
+    app().dial(next, "102");
+    app().sent();
+    app().said();
+    app().event(to, LIBVOICE_EVENT_g_cause, cause(VOICE_CAUSE_FAILURE_TEMPORARY));
+    EXPECT_EQ(app().sent(), "");
+    EXPECT_LINES(app().said());
+    EXPECT_EQ(app().state(to), "ringing");
+}
+
 TEST_F(Media, OtherFailuresEndTheCallAtOnce) {
     const int32_t from = telephone("T1"), to = telephone("T2");
     talk(from, to);
