@@ -66,6 +66,7 @@ const char *line_change_codec(line *who, const char *name) {
     for (const party *own : {&it->from, &it->to})
         if (!media_offers(own->who, wanted->codec, &codec))
             return command_error("%s does not offer %s", own->who->label, codec_name(wanted->codec));
+    media_offers(it->from.who, wanted->codec, &codec); // the caller's payload type, as that of its telephone events
     it->codec = codec;
     const char *wrong = media_change(it, VOICE_MODE_SEND_RECEIVE);
     if (wrong != nullptr) {

@@ -296,6 +296,17 @@ TEST_F(Media, CodecThatCannotBeSetUpEndsTheCall) {
     EXPECT_EQ(app().state(to), "busy");
 }
 
+// Else the codec of a call could get the number that its telephone events have.
+TEST_F(Media, ChangedCodecHasThePayloadTypeOfTheCallerToo) {
+    const voice_codec_t callers = {LIBVOICE_CODEC_G726_32, 98, VOICE_PTIME_20MS, 32000};
+    const voice_codec_t callees = {LIBVOICE_CODEC_G726_32, 102, VOICE_PTIME_20MS, 32000};
+    const voice_codec_t events = {LIBVOICE_CODEC_TELEPHONE_EVENT, 102, VOICE_PTIME_20MS, 0};
+    char command[] = "codec 102 G726-32";
+    talk(telephone("T1", {kPcma, callers, events}), telephone("T2", {kPcma, callees, events}));
+    ASSERT_EQ(command_run(command), nullptr);
+    EXPECT_THAT(last("modify").parameter("cnx_info").data, HasSubstr(items(VOICE_MODE_SEND_RECEIVE, callers)));
+}
+
 std::string cause(int32_t number) {
     return item(LIBVOICE_PARAM_g_cause_generalcause, word(static_cast<uint32_t>(number))) +
            item(LIBVOICE_PARAM_g_cause_failurecause, std::string("no media sockets\0", 17));
