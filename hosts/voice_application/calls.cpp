@@ -75,10 +75,8 @@ call *call_begin(line *from, line *to, const char *to_text, const voice_codec_t 
         it.to.who = to;
         to->active = 0;
         snprintf(it.to_text, sizeof it.to_text, "%s", to_text);
-        for (party *each : {&it.from, &it.to}) {
+        for (party *each : {&it.from, &it.to})
             each->who->calls[each->appearance] = &it;
-            each->who->last_call[each->appearance] = it.id;
-        }
         return &it;
     }
     return nullptr;

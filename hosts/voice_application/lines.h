@@ -50,7 +50,7 @@ struct line {
     call *calls[kAppearances];
     uint32_t active;                  // which appearance its user speaks on
     uint32_t context;                 // its conference in its plugin; 0: none
-    uint32_t last_call[kAppearances]; // for statistics, which arrive after the end
+    uint32_t last_call[kAppearances]; // that had media: for statistics, which arrive after the end
 };
 
 extern line lines[LIBVOICE_ENDPOINTS];

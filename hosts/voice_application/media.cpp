@@ -84,6 +84,7 @@ const char *party_start_media(call *it, party *own, const party *far) {
     int32_t descriptors[VOICE_STREAM_DESCRIPTORS] = {-1, -1, -1}, *all = descriptors; // media, control, no fax
     if ((who->context != 0 || !libvoice_get_convert_media()) && !media_open_sockets(own->port, far->port, descriptors))
         return "no media sockets";
+    who->last_call[own->appearance] = it->id;
     uint32_t result;
     if (who->context != 0) {
         own->stream = own->appearance + 1; // a stream for each appearance of the line, numbered from 1

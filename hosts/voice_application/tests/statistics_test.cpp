@@ -14,12 +14,12 @@ namespace {
 
 class Statistics : public ApplicationTest {
 protected:
-    int32_t line;
+    int32_t line, second;
 
     Statistics() {
         app().register_plugin("fxs1");
         line = app().register_endpoint("fxs1", "FXS1", VOICE_ENDPOINT_FXS);
-        app().register_endpoint("fxs1", "FXS2", VOICE_ENDPOINT_FXS);
+        second = app().register_endpoint("fxs1", "FXS2", VOICE_ENDPOINT_FXS);
         app().said();
     }
     void report(uint32_t packets, uint32_t appearance = 0) {
@@ -67,6 +67,7 @@ TEST_F(Statistics, CountWithoutASign) {
 TEST_F(Statistics, BelongToTheLastCallOfTheirAppearance) {
     app().event(line, LIBVOICE_EVENT_al_of);
     app().dial(line, "102");
+    app().event(second, LIBVOICE_EVENT_al_of);
     const uint32_t call = line_of_endpoint(line)->last_call[0];
     EXPECT_NE(call, 0u);
     app().event(line, LIBVOICE_EVENT_al_on);
@@ -80,6 +81,22 @@ TEST_F(Statistics, BelongToTheLastCallOfTheirAppearance) {
     EXPECT_EQ(call_of(3), call);
     EXPECT_EQ(call_of(2), 0u) << "the second appearance has had none";
     EXPECT_EQ(call_of(1), 0u) << "there is no third one";
+}
+
+TEST_F(Statistics, BelongToTheCallThatEndedWhenTheNextOneRingsAlready) {
+    app().event(second, LIBVOICE_EVENT_al_of);
+    app().dial(second, "101");
+    app().event(line, LIBVOICE_EVENT_al_of);
+    const uint32_t call = line_of_endpoint(line)->last_call[0];
+    app().event(line, LIBVOICE_EVENT_al_on);
+    app().event(second, LIBVOICE_EVENT_al_on);
+    app().event(second, LIBVOICE_EVENT_al_of);
+    app().dial(second, "101");
+    ASSERT_EQ(app().state(line), "ringing");
+    report(50);
+    app().said();
+    statistics_print();
+    EXPECT_EQ(std::stoul(app().said().back()), call);
 }
 
 TEST_F(Statistics, TableHoldsTheLastThirtyTwo) {
