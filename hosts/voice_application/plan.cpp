@@ -173,7 +173,10 @@ bool row_is_of(const char *row, const char *word) {
 
 // The number that an exchange line rings may stand above the line that gives it to somebody.
 bool incoming_is_known(const plan *from) {
-    if (from->incoming_number[0] == 0 || number_is_default(from->incoming_number))
+    if (from->incoming_number[0] == 0)
+        return true;
+    if (number_is_default(from->incoming_number) &&
+        !number_is_listed(plan_emergency(from), from->incoming_number)) // that is nobody's
         return true;
     for (uint32_t i = 0; i < from->number_count; i++)
         if (strcmp(from->numbers[i].number, from->incoming_number) == 0)

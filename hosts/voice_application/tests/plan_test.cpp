@@ -89,7 +89,7 @@ TEST_F(Plan, NumberThatExchangeLinesRingIsSomebodys) {
         plan_ = plan();
         EXPECT_EQ(load((std::string("incoming ") + by_name + "\n").c_str()), "") << "a name gives it: " << by_name;
     }
-    for (const char *nobodys : {"100", "001", "901", "1010", "10", "1*1"}) {
+    for (const char *nobodys : {"100", "001", "901", "1010", "10", "1*1", "110"}) {
         plan_ = plan();
         EXPECT_EQ(load((std::string("incoming ") + nobodys + "\n").c_str()), ":1: incoming: no line has this number");
     }
