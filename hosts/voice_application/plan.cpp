@@ -25,8 +25,9 @@ bool word_copy(char *field, size_t size, const char *word) {
     return true;
 }
 
+// A hash ends a number that is dialled, unless it is its first key.
 bool digits_copy(char *field, size_t size, const char *word) {
-    return word_copy(field, size, word) && word[strspn(word, "0123456789*#")] == 0;
+    return word_copy(field, size, word) && word[strspn(word, "0123456789*#")] == 0 && strchr(word + 1, '#') == nullptr;
 }
 
 const char *number_read(plan *into, char **rest) {

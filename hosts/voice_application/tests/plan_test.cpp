@@ -150,6 +150,16 @@ TEST_F(Plan, NoLineIsGivenAnEmergencyNumber) {
     EXPECT_EQ(load("number 10 FXS1\nnumber 110 FXS2\ncountry FR\n"), "") << "not there";
 }
 
+// On a telephone it ends the number: what follows could not be dialled.
+TEST_F(Plan, NumbersHaveAHashInFrontOnly) {
+    EXPECT_EQ(load("number #21 FXS1\nnumber *21 FXS2\nexchange #9\nemergency #112\n"), "");
+    plan_ = plan();
+    EXPECT_EQ(load("number 2#1 FXS1\n"), ":1: number: expected digits");
+    EXPECT_EQ(load("number 21# FXS1\n"), ":1: number: expected digits");
+    EXPECT_EQ(load("exchange 9#\n"), ":1: exchange: expected a prefix of up to 7 digits");
+    EXPECT_EQ(load("emergency 112#\n"), ":1: emergency: expected digits");
+}
+
 TEST_F(Plan, WhatIsNoTextIsRefused) {
     std::string wrong = ":1: a line is longer than 254 characters, or this is no text";
     EXPECT_EQ(load(("# " + std::string(252, 'x') + "\ncountry AT\n").c_str()), "") << "254 are fine";
