@@ -185,11 +185,11 @@ const char *dsp_command(const char *plugin, const char *verb, const char *argume
         return command_error("there is no plugin '%s'", plugin == nullptr ? "" : plugin);
     bool sent = true;
     if (verb == nullptr) {
-        last_dsp++;
         for (uint16_t &port : ports)
             port = media_take_ports();
-        if (ports[0] == 0 || ports[1] == 0)
+        if (ports[0] == 0 || ports[1] == 0 || ports[0] == ports[1]) // the only pair is found twice
             return media_ports_missing();
+        last_dsp++;
         // All of it at once: requests are done in the order in which they are sent.
         sent = dsp_create(plugin);
         for (int i = 0; sent && i < kChannels; i++)

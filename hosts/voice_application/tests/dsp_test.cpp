@@ -2,9 +2,12 @@
 // Driving a DSP plugin: the requests of each step, and what is said of their answers.
 #include "application.h"
 #include "dsp.h"
+#include "local_sockets.h"
+#include "plan.h"
 
 #include <cstring>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 using application_test::ApplicationTest;
 using fake::bus;
@@ -100,6 +103,24 @@ TEST_F(Dsp, BadCommandsAreRejected) {
     EXPECT_STREQ(dsp_command("dsp1", "codec", nullptr), "dsp PLUGIN codec CODEC: a codec like PCMA, PCMU");
     EXPECT_STREQ(dsp_command("dsp1", "codec", "MP3"), "dsp PLUGIN codec CODEC: a codec like PCMA, PCMU");
     EXPECT_STREQ(dsp_command("dsp1", "play", nullptr), "dsp PLUGIN | dsp PLUGIN codec CODEC | dsp PLUGIN destroy");
+}
+
+// Nothing is begun that has no ports, nor counted as the DSP that later commands change.
+TEST_F(Dsp, WithoutPortsForBothChannelsNothingIsMade) {
+    const std::string name = make();
+    const uint16_t last = the_plan.last_port;
+    the_plan.last_port = static_cast<uint16_t>(the_plan.first_port + 3);
+    const int other = voice_test::bound_socket(the_plan.first_port);
+    ASSERT_GE(other, 0);
+    unsigned before = bus().requests_made();
+    EXPECT_STREQ(dsp_command("dsp1", nullptr, nullptr), "no media ports left");
+    EXPECT_EQ(bus().requests_made(), before);
+    close(other);
+    the_plan.last_port = last;
+    before = bus().requests_made();
+    EXPECT_EQ(dsp_command("dsp1", "destroy", nullptr), nullptr);
+    EXPECT_THAT(requests(before)[0], HasSubstr(name + "C1 destroy"));
+    answer_all(Reply().value(Value::boolean(true)));
 }
 
 TEST_F(Dsp, WhatCannotBeSentLeavesNothing) {
