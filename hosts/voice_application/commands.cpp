@@ -42,6 +42,8 @@ const char *calls_print() {
 
 const char *line_show_messages(line *who, const char *count) {
     long messages;
+    if (who->type == VOICE_ENDPOINT_FXO)
+        return command_error("%s is an exchange line", who->label);
     if (!read_number(count, 0, 255, &messages))
         return "mwi LINE COUNT: the count is a number from 0 to 255";
     char text[LIBVOICE_DB_TEXT_BYTES];
@@ -137,6 +139,8 @@ const char *exchange_flash(line *who, char **) {
 }
 
 const char *handset_ask_to_leave(line *who, char **) {
+    if (who->type != VOICE_ENDPOINT_DECT)
+        return command_error("%s is no handset", who->label);
     line_signal(who, LIBVOICE_SIGNAL_zil_deregister);
     return nullptr;
 }

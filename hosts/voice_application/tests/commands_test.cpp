@@ -97,6 +97,8 @@ TEST_F(Commands, MwiShowsMessagesOnATelephone) {
     EXPECT_LINES(run("mwi 101"), "error: mwi LINE COUNT: the count is a number from 0 to 255");
     EXPECT_LINES(run("mwi 999 1"), "error: there is no line '999'");
     EXPECT_LINES(run("mwi"), "error: there is no line ''");
+    EXPECT_LINES(run("mwi fxo1.FXO1 1"), "error: fxo1.FXO1 is an exchange line");
+    EXPECT_EQ(app().sent(), "");
 }
 
 TEST_F(Commands, CodecChangesTheCallThatTheLineSpeaksOn) {
@@ -187,6 +189,9 @@ TEST_F(Commands, FlashIsForExchangeLines) {
 TEST_F(Commands, DeregisterAsksAHandset) {
     EXPECT_LINES(run("deregister 501"), "ok");
     EXPECT_EQ(app().sent(), "DECT1: zil_deregister");
+    for (const char *other : {"101", "fxo1.FXO1"})
+        EXPECT_LINES(run(std::string("deregister ") + other), std::string("error: ") + other + " is no handset");
+    EXPECT_EQ(app().sent(), "");
 }
 
 TEST_F(Commands, UnknownOnesAreNamed) {
