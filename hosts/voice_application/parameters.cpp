@@ -4,6 +4,7 @@
 
 #include "console.h"
 #include "identifiers.h"
+#include "printable.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -11,43 +12,20 @@
 namespace {
 
 // Prints one parameter by the value type that its identifier carries.
-void parameter_say(const char *label, uint32_t id, const uint8_t *value, uint32_t length) {
-    const char *name = identifier_name(id);
+void parameter_say(const char *label, const voice_item_t *item) {
+    const char *name = identifier_name(item->id);
+    char text[LIBVOICE_PARAM_BLOCK_BYTES];
     int32_t number = 0;
-    if (identifier_is_number(id) && length >= sizeof number) {
-        memcpy(&number, value, sizeof number);
-        const char *text = id == LIBVOICE_PARAM_zil_dect_pp_type ? libvoice_dect_pp_type_str(number) : "";
-        say("param %s %s=%d%s%s", label, name, number, *text != 0 ? " " : "", text);
-    } else if (voice_id_value_type(id) == VOICE_VALUE_STRING) {
-        say("param %s %s=\"%.*s\"", label, name,
-            static_cast<int>(strnlen(reinterpret_cast<const char *>(value), length)),
-            reinterpret_cast<const char *>(value));
+    if (identifier_is_number(item->id) && item->length >= sizeof number) {
+        memcpy(&number, item->value, sizeof number);
+        const char *type = item->id == LIBVOICE_PARAM_zil_dect_pp_type ? libvoice_dect_pp_type_str(number) : "";
+        say("param %s %s=%d%s%s", label, name, number, *type != 0 ? " " : "", type);
+    } else if (voice_item_get_text(item, text, sizeof text) != 0) {
+        text_make_printable(text);
+        say("param %s %s=\"%s\"", label, name, text);
     } else {
-        say("param %s %s (%u bytes)", label, name, length);
+        say("param %s %s (%u bytes)", label, name, item->length);
     }
-}
-
-// Prints what a "get" brought. @return no: it is no parameter set.
-bool parameters_say(const char *label, const void *bytes, uint32_t length) {
-    libvoice_param_set_t head;
-    if (length < sizeof head)
-        return false;
-    memcpy(&head, bytes, sizeof head);
-    if (head.length > length - sizeof head)
-        return false;
-    uint8_t copy[1024]; // the items stand on word boundaries here
-    uint32_t remaining = head.length < sizeof copy ? head.length : static_cast<uint32_t>(sizeof copy);
-    memcpy(copy, static_cast<const uint8_t *>(bytes) + sizeof head, remaining);
-    uint8_t *cursor = copy;
-    while (remaining > 0) {
-        uint32_t id = 0, size = 0;
-        uint8_t *value = nullptr;
-        if (libvoice_get_current_param(&id, &size, &value, &cursor, &remaining) != LIBVOICE_OK || value == nullptr)
-            break;
-        if (id != LIBVOICE_PARAM_zil_ep_id)
-            parameter_say(label, id, value, size);
-    }
-    return true;
 }
 
 } // namespace
@@ -78,15 +56,17 @@ const char *parameter_get(const line *who, const char *name) {
 
 // A "get" has been answered, or its plugin has died meanwhile. The request and its context word are ours to free.
 void parameters_get_done(request_t *request) {
-    uint32_t *context = static_cast<uint32_t *>(request_data(request));
-    const line *who = context == nullptr ? nullptr : line_of_endpoint(static_cast<int32_t>(*context));
+    uint32_t endpoint = UINT32_MAX;
+    voice_params_t rest;
+    voice_item_t item;
+    const bool answered = voice_get_answer(request, &rest, &endpoint) != 0;
+    const line *who = line_of_endpoint(static_cast<int32_t>(endpoint));
     const char *label = who != nullptr ? who->label : "?";
-    const void *bytes = nullptr;
-    uint32_t length = 0;
-    bool answered = _reply_ok(request_reply(request)) &&
-                    variant_toByteArray(_reply_return_value(request_reply(request)), &bytes, &length);
-    if (!answered || !parameters_say(label, bytes, length))
+    if (!answered)
         say("param %s: no answer", label);
-    free(context);
+    while (answered && voice_params_next(&rest, &item))
+        if (item.id != LIBVOICE_PARAM_zil_ep_id)
+            parameter_say(label, &item);
+    free(request_data(request));
     request_destroy(request);
 }
