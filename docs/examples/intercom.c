@@ -90,15 +90,20 @@ static void off_hook(int32_t endpoint) {
     waiting = -1;
 }
 
-static void on_hook(int32_t endpoint) {
+/* Ends the call if the endpoint is in it: the other one hears that. */
+static void leave(int32_t endpoint) {
     const int32_t other = endpoint == talking[0] ? talking[1] : talking[0];
-    if (endpoint == waiting)
-        waiting = -1;
     if (endpoint != talking[0] && endpoint != talking[1])
         return;
     call_end();
     if (is_valid_endpoint(other))
         tell(other, voice_signal_start(other, LIBVOICE_SIGNAL_cg_bt, 0));
+}
+
+static void on_hook(int32_t endpoint) {
+    if (endpoint == waiting)
+        waiting = -1;
+    leave(endpoint);
 }
 
 /* [events] */
@@ -123,7 +128,7 @@ static int32_t event(libvoice_event_t *message) {
     case LIBVOICE_EVENT_g_cause: /* the plugin rejects media: its only answer to "create" */
         voice_params_get_text(params, LIBVOICE_PARAM_g_cause_failurecause, why, sizeof why);
         tell(event.endpoint, why);
-        call_end();
+        leave(event.endpoint);
         break;
     }
     return 0;

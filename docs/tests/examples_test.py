@@ -106,6 +106,25 @@ class Examples(unittest.TestCase):
         self.assertRegex(heard[0], "^FXS1 has received (speech|nothing)$")
         telephones.process.kill()
 
+    def test_intercom_with_a_telephone_without_media(self):
+        """Its rejection ends the call: who talked to it hears that, and the next call is as good as the first."""
+        intercom = self.start("intercom")
+        telephones = self.start("fxs_plugin", "--name", "fxs1", KEX_TIME_FACTOR="1")
+        telephones.find("ready country=DE lines=2")
+        telephones.type("1 off")
+        telephones.find("1 plays dial-tone")
+        telephone = self.start("telephone")
+        intercom.find("FXS1 and TEL1 talk")
+        intercom.find("TEL1: no media here")
+        telephones.find("1 plays busy-tone")
+        telephones.type("1 on")
+        telephones.type("2 off")
+        telephones.find("2 plays dial-tone")
+        telephones.type("1 off")
+        intercom.find("FXS2 and FXS1 talk")
+        telephones.find("1 hears 1040Hz")  # what telephone 2 says
+        telephone.process.kill()
+
     def test_echo(self):
         """The driver of the guide under the real application: called by a telephone, it says back what that says."""
         application = self.start("voice_application", KEX_TIME_FACTOR="1")
