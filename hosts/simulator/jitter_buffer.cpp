@@ -119,14 +119,16 @@ uint32_t period_adjust(jitter_buffer *buffer, int16_t *samples) {
     const uint32_t most = static_cast<uint32_t>(direction * buffer->due);
     if (most < kShortestPeriod || buffer->gap.missing > 0)
         return 0;
-    int16_t around[kLongestPeriod + kJoinSamples + kLongestPeriod];
-    const uint32_t first = playing_point(buffer) - kLongestPeriod;
+    // On the one side only: there may be little ahead where the wait is too short.
+    const uint32_t before = direction < 0 ? kLongestPeriod : 0;
+    int16_t around[kLongestPeriod + kJoinSamples];
+    const uint32_t first = playing_point(buffer) - before;
     for (uint32_t i = 0; i < sizeof around / sizeof around[0]; i++) {
         if (!buffer->there[(first + i) & kMask])
             return 0;
         around[i] = buffer->samples[(first + i) & kMask];
     }
-    const int16_t *here = around + kLongestPeriod;
+    const int16_t *here = around + before;
     const uint32_t period = period_find(here, direction, most < kLongestPeriod ? most : kLongestPeriod);
     const int32_t change = direction * static_cast<int32_t>(period);
     for (uint32_t i = 0; i < kJoinSamples; i++)

@@ -178,6 +178,21 @@ TEST_F(Stream, AWaitThatNobodyNeedsAnyMoreBecomesShort) {
     EXPECT_GE(buffer_.counts.last, 25 * kMs);
 }
 
+// The delay grows by so much, and stays so.
+TEST_F(Stream, AfterADelayThatStaysTheWaitIsTheShortestAgain) {
+    for (int32_t grown : {60, 100, 150}) {
+        buffer_ = {};
+        jitter_buffer_restart(&buffer_, kStart);
+        played_.clear();
+        put_all(0, 10);
+        for (uint32_t number = 10; number < 1000; number++)
+            EXPECT_TRUE(put(number, static_cast<int32_t>(number) * 20 + grown)) << number;
+        EXPECT_EQ(buffer_.counts.late, 0u) << grown;
+        EXPECT_GE(buffer_.counts.last, 25 * kMs) << grown << ": 40 ms, but for the tolerance";
+        EXPECT_LE(buffer_.counts.last, 55 * kMs) << grown;
+    }
+}
+
 TEST_F(Stream, ATimeThatBeginsAnewIsFollowedFromItsSecondPacketOn) {
     for (int32_t jump : {1000000, -1000000, 3000 + 2400, -3000 - 1600}) {
         buffer_ = {};
