@@ -164,11 +164,19 @@ bool is_anew(jitter_buffer *buffer, int32_t transit, int32_t wait) {
     return false;
 }
 
-// The newest packet is late, and so all that will follow: it is waited for from here on.
+// The newest packet is late, and so all that will follow: it is waited for from here on. Where the others would then wait
+// for too long, one alone is not; of two in a row the network of before has gone.
 void step_back(jitter_buffer *buffer, uint32_t timestamp) {
     const int32_t back = distance(timestamp, playing_point(buffer));
-    if (back <= 0 || earliest_of_all(buffer) + buffer->lead + back > kMostWait)
+    if (back <= 0)
         return;
+    const bool is_too_late = earliest_of_all(buffer) + buffer->lead + back > kMostWait;
+    const bool is_alone = is_too_late && !buffer->too_late;
+    buffer->too_late = is_alone;
+    if (is_alone)
+        return;
+    if (is_too_late)
+        windows_reset(buffer);
     buffer->lead += back;
 }
 
@@ -223,7 +231,7 @@ void step_fill(jitter_buffer *buffer, int16_t *samples, uint32_t i) {
 } // namespace
 
 void jitter_buffer_restart(jitter_buffer *buffer, uint64_t position) {
-    buffer->started = buffer->heard = buffer->odd = false;
+    buffer->started = buffer->heard = buffer->odd = buffer->too_late = false;
     buffer->position = position;
     buffer->due = 0;
     windows_reset(buffer);
@@ -250,6 +258,8 @@ bool jitter_buffer_put(jitter_buffer *buffer, const jitter_settings *settings, u
     const bool newest = distance(buffer->end, timestamp + count) > 0;
     if (newest && settings->adapts && transit + buffer->lead < 0)
         step_back(buffer, timestamp);
+    else if (newest)
+        buffer->too_late = false;
     if (distance(playing_point(buffer), timestamp + count) <= 0) {
         buffer->counts.late++;
         return false;

@@ -59,6 +59,7 @@ struct jitter_buffer {
     uint32_t cleared;     // RTP time from which on the ring's marks count
     bool odd;             // the packet before had a time far off
     int32_t odd_transit;  // and that was how far
+    bool too_late;        // the newest packet was too late to be waited for
     int32_t due;          // samples by which the wait is to change, at the next opportunity
     uint64_t window_from; // sampling clock
     uint32_t window_count;

@@ -193,6 +193,22 @@ TEST_F(Stream, AfterADelayThatStaysTheWaitIsTheShortestAgain) {
     }
 }
 
+TEST_F(Stream, ADelayThatNobodyCouldWaitForIsFollowedFromItsSecondPacketOn) {
+    for (int32_t grown : {215, 230, 240}) {
+        buffer_ = {};
+        jitter_buffer_restart(&buffer_, kStart);
+        played_.clear();
+        put_all(0, 10);
+        EXPECT_FALSE(put(10, 200 + grown)) << grown << ": one may be a straggler";
+        for (uint32_t number = 11; number < 20; number++)
+            EXPECT_TRUE(put(number, static_cast<int32_t>(number) * 20 + grown)) << grown << " " << number;
+        EXPECT_EQ(buffer_.counts.late, 1u) << grown;
+        play_until(700);
+        for (uint32_t number = 13; number < 19; number++)
+            EXPECT_TRUE(is_played(number, static_cast<int32_t>(number) * 20 + grown / 10 * 10)) << grown;
+    }
+}
+
 TEST_F(Stream, ATimeThatBeginsAnewIsFollowedFromItsSecondPacketOn) {
     for (int32_t jump : {1000000, -1000000, 3000 + 2400, -3000 - 1600}) {
         buffer_ = {};
