@@ -95,6 +95,12 @@ void wait_compare(jitter_buffer *buffer, const jitter_settings *settings) {
         buffer->due = wrong < -most ? -most : wrong;
 }
 
+// Of a fixed wait: when not even the earliest packet of a second had one, all are late for good.
+void wait_restore(jitter_buffer *buffer, const jitter_settings *settings) {
+    if (buffer->earliest[0] + buffer->lead < 0)
+        buffer->lead = static_cast<int32_t>(settings->nominal_ms * kPerMs) - buffer->earliest[0];
+}
+
 void window_note(jitter_buffer *buffer, const jitter_settings *settings, int32_t transit, uint64_t arrival) {
     if (buffer->window_count == 0) {
         buffer->window_from = arrival;
@@ -107,6 +113,8 @@ void window_note(jitter_buffer *buffer, const jitter_settings *settings, int32_t
         return;
     if (settings->adapts)
         wait_compare(buffer, settings);
+    else
+        wait_restore(buffer, settings);
     constexpr size_t kOthers = (kJitterWindows - 1) * sizeof buffer->earliest[0];
     memmove(buffer->earliest + 1, buffer->earliest, kOthers);
     memmove(buffer->latest + 1, buffer->latest, kOthers);

@@ -31,7 +31,7 @@ struct jitter_settings {
     uint32_t shortest_ms; // kJitterLeastMs to kJitterMostMs
     uint32_t nominal_ms;  // at the start; the same range
     uint32_t rate;        // by how many ms the wait may change within a second, 1 to 100; not when a stream is late
-    bool adapts;          // no: the wait stays nominal
+    bool adapts;          // no: the wait stays nominal, and is so again when all packets of a second were late
 };
 
 constexpr jitter_settings kJitterSettings = {kJitterNormalMs, kJitterNormalMs, 20, true};

@@ -209,6 +209,24 @@ TEST_F(Stream, ADelayThatNobodyCouldWaitForIsFollowedFromItsSecondPacketOn) {
     }
 }
 
+TEST_F(Stream, AFixedWaitIsNominalAgainWhenAllOfASecondIsLate) {
+    settings_.adapts = false;
+    for (int32_t grown : {50, 100, 180}) {
+        buffer_ = {};
+        jitter_buffer_restart(&buffer_, kStart);
+        played_.clear();
+        put_all(0, 10);
+        for (uint32_t number = 10; number < 110; number++)
+            put(number, static_cast<int32_t>(number) * 20 + grown);
+        for (uint32_t number = 110; number < 120; number++)
+            EXPECT_TRUE(put(number, static_cast<int32_t>(number) * 20 + grown)) << grown << " " << number;
+        EXPECT_EQ(buffer_.counts.last, 40 * kMs) << grown;
+        play_until(2500);
+        for (uint32_t number = 112; number < 115; number++)
+            EXPECT_TRUE(is_played(number, static_cast<int32_t>(number) * 20 + grown + 40)) << grown;
+    }
+}
+
 TEST_F(Stream, ATimeThatBeginsAnewIsFollowedFromItsSecondPacketOn) {
     for (int32_t jump : {1000000, -1000000, 3000 + 2400, -3000 - 1600}) {
         buffer_ = {};
