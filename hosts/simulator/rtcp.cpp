@@ -52,12 +52,13 @@ uint32_t lost_put(int32_t lost) {
 uint8_t *block_put(uint8_t *at, const rtcp_report *report) {
     rtp_receiver *receiver = report->receiver;
     const rtcp_far_end *far_end = report->far_end;
+    const bool is_known = far_end->reported && far_end->source == receiver->ssrc;
     put32(at, receiver->ssrc);
     put32(at + 4, static_cast<uint32_t>(rtp_take_fraction(receiver)) << 24 | lost_put(rtp_lost_of_source(receiver)));
     put32(at + 8, rtp_highest(receiver));
     put32(at + 12, rtp_jitter(receiver));
-    put32(at + 16, far_end->reported ? far_end->last_report : 0);
-    put32(at + 20, far_end->reported ? middle_of(report->ntp_time) - far_end->last_arrival : 0);
+    put32(at + 16, is_known ? far_end->last_report : 0);
+    put32(at + 20, is_known ? middle_of(report->ntp_time) - far_end->last_arrival : 0);
     return at + kBlockBytes;
 }
 
@@ -81,6 +82,7 @@ void packet_read(rtcp_far_end *far_end, uint32_t ssrc, uint32_t now, const uint8
     size_t at = kHeadBytes;
     if (sends && size >= at + kSenderBytes) {
         far_end->reported = true;
+        far_end->source = get32(packet + 4);
         far_end->last_report = get32(packet + at) << 16 | get32(packet + at + 4) >> 16;
         far_end->last_arrival = now;
     }

@@ -10,6 +10,7 @@
 /** What the far end's reports have said. */
 struct rtcp_far_end {
     bool reported;         // it has sent a sender report
+    uint32_t source;       // who it was that did
     uint32_t last_report;  // its NTP time, the middle 32 bits
     uint32_t last_arrival; // and when it came, by our clock in the same form
     bool measured;         // a round trip

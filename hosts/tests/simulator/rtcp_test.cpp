@@ -99,10 +99,28 @@ TEST_F(Rtcp, TheRoundTripIsTheTimeThatNeitherEndHeldTheReport) {
     EXPECT_EQ(far_end_.longest_trip, 65536u / 4);
 }
 
+// RFC 3550 6.4.1: the last report is that of the source which the block is about, or none.
+TEST_F(Rtcp, TheLastReportIsThatOfTheSourceThatIsHeard) {
+    receive(1);
+    for (uint32_t source : {0x55u, 0x0A0B0C0Du}) {
+        rtp_sender other = {};
+        other.ssrc = source;
+        rtp_receiver nobody = {};
+        rtcp_far_end unknown = {};
+        uint8_t packet[256];
+        const rtcp_report report = {&other, &nobody, &unknown, true, uint64_t{1000} << 32, 0, "b", false};
+        const uint32_t size = rtcp_write(&report, packet, sizeof packet);
+        ASSERT_TRUE(rtcp_read(&far_end_, sender_.ssrc, uint64_t{5} << 32, packet, size));
+        const Bytes answer = part(write(true, false, uint64_t{7} << 32), 44, 8);
+        EXPECT_EQ(answer, source == 0x55 ? Bytes(8, 0) : (Bytes{0x03, 0xE8, 0, 0, 0, 2, 0, 0})) << source;
+    }
+}
+
 TEST_F(Rtcp, ReportsOnOthersAndWrongTimesMeasureNothing) {
     receive(1);
     far_end_.reported = true;
     far_end_.last_report = 1000 << 16;
+    far_end_.source = 0x0A0B0C0D;
     const Bytes packet = write(true);
     rtcp_far_end other = {};
     EXPECT_TRUE(rtcp_read(&other, 0x55, uint64_t{1001} << 32, packet.data(), packet.size()));
