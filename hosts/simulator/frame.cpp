@@ -8,6 +8,7 @@
 namespace {
 
 constexpr uint32_t kBytesPer10ms = 80;
+constexpr uint8_t kWidebandSilence = 0xFD; // of G.722: the smallest step of either band; zeros are its loudest sound
 
 int16_t sample_of(float value) {
     return static_cast<int16_t>(value >= INT16_MAX ? INT16_MAX : value <= INT16_MIN ? INT16_MIN : value);
@@ -32,7 +33,7 @@ void frame_encode(uint32_t codec, const int16_t *samples, uint32_t count, uint8_
     for (uint32_t i = 0; i < count; i++)
         payload[i] = codec == LIBVOICE_CODEC_PCMA   ? g711_alaw_encode(samples[i])
                      : codec == LIBVOICE_CODEC_PCMU ? g711_ulaw_encode(samples[i])
-                                                    : 0;
+                                                    : kWidebandSilence;
 }
 
 void frame_decode(uint32_t codec, const uint8_t *payload, uint32_t count, int16_t *samples) {
