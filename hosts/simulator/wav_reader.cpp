@@ -19,8 +19,8 @@ namespace {
 
 constexpr uint32_t kMostChunks = 64; // before the samples
 constexpr uint32_t kRiffBytes = 12, kChunkHeadBytes = 8, kFormatBytes = 16, kExtensibleBytes = 26;
-// Who writes to a pipe cannot know the length and says one of these, or more.
-constexpr uint32_t kLengthUnknown = 0x7FFFF000;
+// Who writes to a pipe cannot know the length and says as much, or more: GStreamer this, sox 0x7FFFF000.
+constexpr uint32_t kLengthUnknown = 0x7FFF0000;
 
 // All that is asked for, or less at the end of the file.
 uint32_t bytes_read(int fd, uint64_t at, uint8_t *bytes, uint32_t count) {

@@ -137,7 +137,7 @@ TEST_F(WavReader, CutAtAnyByteItIsRefused) {
 // Programs that write to a pipe do not know the length.
 TEST_F(WavReader, UnknownLengthIsThatOfTheFile) {
     std::string bytes = WavBytes().file(sound_of({1, 2}));
-    for (uint32_t unknown : {0xFFFFFFFFu, 0x7FFFFFFFu}) {
+    for (uint32_t unknown : {0xFFFFFFFFu, 0x7FFFFFFFu, 0x7FFFF000u, 0x7FFF0000u}) {
         bytes.replace(40, 4, le(unknown, 4));
         EXPECT_EQ(wrong_bytes(bytes), "");
         EXPECT_EQ(next(9), (Samples{1, 2}));
