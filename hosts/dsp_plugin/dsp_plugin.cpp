@@ -68,19 +68,20 @@ telephone *channel_add(const char *name) {
         if (one.off_hook || strlen(name) >= sizeof one.sound.who)
             continue;
         one.off_hook = true;
-        tone_player_stop(&one.sound.tone);
         snprintf(one.sound.who, sizeof one.sound.who, "%s", name);
         return &one;
     }
     return nullptr;
 }
 
-// A channel without media leaves its place to another one.
+// A channel without media leaves its place to another one. A recording of the place goes on, without its tone.
 void channel_free_if_idle(telephone *one) {
     bool is_idle = true;
     for (const media_session &session : one->sound.sessions)
         is_idle = is_idle && !session.open;
     one->off_hook = !is_idle;
+    if (is_idle)
+        tone_player_stop(&one->sound.tone);
 }
 
 bool channel_close_media(telephone *one, uint32_t line) {

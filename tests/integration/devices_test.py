@@ -5,7 +5,11 @@ import pytest
 
 import recordings
 from dialling import answer, dial
+from faulty_calls import FakeApplication
+from media import Pair, connection, identifier, own_address
 from processes import Unmet, until
+from target import struct
+from wire import Fd, U32
 
 
 @pytest.fixture
@@ -202,6 +206,32 @@ def test_dsp_channels_are_created_and_driven(house):
     texts = {text for _, _, text in recordings.labels(file.with_suffix(".labels.txt"))}
     assert {"talking", "hears ring-back", "media ended"} <= texts and "off hook" not in texts, texts
     assert (house.folder / "channel.raw").stat().st_size > 16000
+
+
+def test_tone_of_a_channel_ends_with_its_media(system):
+    application = FakeApplication(system, "dsp1", "dsp_plugin")
+    near, far = Pair(own_address()), Pair(own_address())
+    near.connect(far)
+    dsp, channel = "dsp1.DSPPlugin.DSP.D1", "dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.C1"
+    line = ("ep_line_id", U32(0))
+    files = [Fd(number) for number in near.filenos()]
+    create = [("cnx_info", connection()), ("filedesc", files), ("endpoint_path", ""), line]
+    dial_tone = struct.pack("=iIIIIII", 0, identifier("LIBVOICE_SIGNAL_cg_dt"), 0, 0, 0, 0, 0)
+    assert application.call("dsp1.DSPPlugin", "createDsp", [("name", "D1")]).result is True
+    assert application.call(dsp, "createDspChannel", [("name", "C1")]).result is True
+    file = system.folder / "place.wav"
+    application.plugin.ask(f"1 record {file}")  # which goes on when there is no channel any more
+    assert application.call(channel, "create", create).result is True
+    assert application.call(channel, "signal", [("signal", dial_tone)]).result is True
+    assert application.call(channel, "destroy", [line]).result is True
+    application.plugin.expect("^channel C1 media ended ")
+    size = file.stat().st_size
+    until("0.6 s more are recorded", lambda: file.stat().st_size > size + 4 * recordings.RATE * 6 // 10)
+    application.plugin.ask("1 record off")
+    _, said = recordings.read(file)
+    assert max(said[-recordings.RATE // 4 :]) == 0, "nobody plays it any more"
+    for one in (near, far, application):
+        one.close()
 
 
 def test_every_plugin_is_killed_at_once(house):
