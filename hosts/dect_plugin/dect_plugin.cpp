@@ -65,6 +65,11 @@ const char *handset_ring(void *line, const line_ring_t *ring) {
                                                          : telephone_operations.ring(line, ring);
 }
 
+const char *handset_display(void *line, const line_display_t *display) {
+    return is_away(static_cast<const telephone *>(line)) ? "is out of reach: displays nothing"
+                                                         : telephone_operations.display(line, display);
+}
+
 const char *handset_signal(void *line, uint32_t signal, const void *params, uint32_t length) {
     if (signal != LIBVOICE_SIGNAL_zil_deregister)
         return telephone_operations.signal(line, signal, params, length);
@@ -160,6 +165,7 @@ void handsets_begin(int lines) {
     telephone_operations = driver = telephone_driver();
     driver.signal = handset_signal;
     driver.ring = handset_ring;
+    driver.display = handset_display;
     driver.registered = handset_registered;
     uint32_t frequency = voice_of_plugin(plugin_name()) + kVoiceOffset;
     for (int i = 0; i < lines; i++) {

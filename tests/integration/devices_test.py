@@ -157,6 +157,16 @@ def test_handset_out_of_reach_reaches_nobody_and_does_not_ring(house):
     assert len(house.handsets.out.since(0, "^1 rings ")) == 1
 
 
+def test_handset_out_of_reach_displays_nothing(house):
+    house.handsets.ask("1 away")
+    house.application.ask("mwi 501 2")
+    house.handsets.expect("^1 is out of reach: displays nothing$")
+    house.handsets.ask("1 back")
+    house.application.ask("mwi 501 3")
+    house.handsets.expect("^1 displays messages=3 lamp=on$")
+    assert len(house.handsets.out.since(0, "^1 displays ")) == 1
+
+
 def test_emergency_numbers_reach_the_exchange(house):
     dial(house.telephones, "112")
     house.exchange.expect("^1 seized$")
