@@ -43,6 +43,8 @@ void marks_clear(jitter_buffer *buffer) {
         for (uint32_t i = 0; i < static_cast<uint32_t>(count); i++)
             buffer->there[(buffer->cleared + i) & kMask] = 0;
     buffer->cleared = from;
+    if (distance(buffer->end, from) > static_cast<int32_t>(kJitterRing)) // else it would be ahead some day
+        buffer->end = from - kJitterRing;
 }
 
 void stream_begin(jitter_buffer *buffer, const jitter_settings *settings, uint32_t timestamp, uint64_t arrival) {

@@ -269,6 +269,25 @@ TEST_F(Stream, TimesHalfOfAllTimeAwayAreFollowedToo) {
     EXPECT_EQ(buffer_.counts.late + buffer_.counts.overruns, 1u);
 }
 
+// Three days, after which the last packet would be as much ahead as behind.
+TEST_F(Stream, AfterSilenceOfHalfOfAllTimeTheStreamGoesOn) {
+    constexpr uint64_t kSilence = (uint64_t{1} << 31) + 80 * kSampleRate;
+    int16_t step[kStepSamples], voice[kPacket] = {1, 2, 3};
+    put_all(0, 10);
+    for (uint64_t position = kStart; position < kStart + kSilence; position += kSilence / 400)
+        jitter_buffer_take(&buffer_, position, step);
+    uint64_t played = kStart + kSilence;
+    for (uint32_t number = 0; number < 100; number++) {
+        const uint64_t said = kSilence + uint64_t{number} * kPacket;
+        const uint64_t came = kStart + said + (number < 50 ? 0 : 60 * kMs); // then they are late, and waited for
+        for (; played + kStepSamples <= came; played += kStepSamples)
+            jitter_buffer_take(&buffer_, played, step);
+        EXPECT_TRUE(jitter_buffer_put(&buffer_, &settings_, kBegin + static_cast<uint32_t>(said), voice, kPacket, came))
+            << number;
+    }
+    EXPECT_EQ(buffer_.counts.late, 0u);
+}
+
 // Each is heard, or counted; and then the stream goes on.
 TEST_F(Stream, AThousandPacketsAtOnceAreCounted) {
     uint32_t taken = 0;
