@@ -35,6 +35,7 @@ namespace {
 constexpr uint32_t kChannels = 16;
 constexpr uint32_t kLowestVoice = 2200; // Hz; each next channel has 40 Hz more
 constexpr uint32_t kVoiceStep = 40;
+constexpr size_t kLongestName = sizeof audio::who - 1;
 
 // Places for channels. One that media was set up for is off hook, as a telephone that talks, and its sound is called by its
 // name, which is all that the library's objects know of it. Commands are for places: channels come and go.
@@ -63,15 +64,21 @@ telephone *channel_find(const char *name) {
     return nullptr;
 }
 
+// Null: all places are taken, or the name has no room.
 telephone *channel_add(const char *name) {
     for (telephone &one : places) {
-        if (one.off_hook || strlen(name) >= sizeof one.sound.who)
+        if (one.off_hook || strlen(name) > kLongestName)
             continue;
         one.off_hook = true;
         snprintf(one.sound.who, sizeof one.sound.who, "%s", name);
         return &one;
     }
     return nullptr;
+}
+
+const char *none_wrong(const char *name) {
+    static_assert(kLongestName == 39);
+    return strlen(name) > kLongestName ? "a channel's name has at most 39 characters" : "no channel is free";
 }
 
 // A channel without media leaves its place to another one. A recording of the place goes on, without its tone.
@@ -159,7 +166,7 @@ int32_t dsp_create(const char *name, uint32_t line, void *cnx_info, int32_t **de
         telephone *one = channel_find(name);
         if (one == nullptr)
             one = channel_add(name);
-        wrong = one == nullptr ? "no channel is free" : audio_open(&one->sound, line, &media);
+        wrong = one == nullptr ? none_wrong(name) : audio_open(&one->sound, line, &media);
         if (one != nullptr)
             channel_free_if_idle(one);
     }

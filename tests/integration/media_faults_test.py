@@ -350,6 +350,18 @@ def test_channels_whose_media_failed_leave_room_for_others(channel):
     channel.holds(2)
 
 
+@pytest.mark.parametrize("length", [39, 40])
+def test_name_of_a_channel_has_room_for_39_characters(channel, length):
+    name = "x" * length
+    path = f"dsp1.DSPPlugin.DSP.D1.DSP_CHANNEL.{name}"
+    assert channel.call("dsp1.DSPPlugin.DSP.D1", "createDspChannel", [("name", name)]).result is True
+    create = [("cnx_info", connection()), ("filedesc", channel.sockets()), ("endpoint_path", ""), LINE_0]
+    assert channel.call(path, "create", create).result is (length == 39)
+    channel.holds(2 if length == 39 else 0)
+    if length == 40:
+        channel.plugin.expect(f"^channel {name} refuses media: a channel's name has at most 39 characters$")
+
+
 # --- Sockets that the plugin opens itself
 
 BIND, CONNECT = "failed to bind to local socket - ", "failed to connect to local socket to remote address - "
