@@ -128,18 +128,27 @@ is_configured() {
 # configure FOLDER [-DNAME=VALUE ...]: makes a build tree, once; from then on the build itself notices changes.
 configure() { configure_from . "$@"; }
 
-# configure_from SOURCES FOLDER [-DNAME=VALUE ...]: the same for another project.
+# configure_from SOURCES FOLDER [-DNAME=VALUE ...]: the same for another project. A tree that somebody made by hand with another
+# generator is made anew, which cmake does only when told.
 configure_from() {
-    local sources=$1 folder=$2
+    local sources=$1 folder=$2 fresh=()
     shift 2
     ! is_configured "$folder" "$@" || return 0
     mkdir -p "$folder"
     say "Configuring $folder"
-    if ! cmake -S "$sources" -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
+    if [ -e "$folder/CMakeCache.txt" ] && ! grep -qx 'CMAKE_GENERATOR:INTERNAL=Ninja' "$folder/CMakeCache.txt"; then
+        fresh=(--fresh)
+    fi
+    if ! cmake "${fresh[@]}" -S "$sources" -B "$folder" -G Ninja "$@" >"$folder/configure.log" 2>&1; then
         cat "$folder/configure.log" >&2
         say "Configuring failed (cmake, above)." >&2
         return 1
     fi
+}
+
+# configure_tests FOLDER [-DNAME=VALUE ...]: a tree with tests, and with all that they are about, whatever its maker left out.
+configure_tests() {
+    configure "$@" -DVOICE_TESTS=ON -DVOICE_HOSTS=ON -DVOICE_TOOL=ON -DVOICE_CONFORMANCE=ON -DVOICE_WERROR=ON
 }
 
 # build FOLDER [TARGET ...]: compiles what changed. The output goes to a log; a failure is shown.

@@ -195,7 +195,7 @@ class Scripts(unittest.TestCase):
         self.tree.mkdir(exist_ok=True)
         rules = "".join(f"build suite_{name}: phony\n" for name in suites())
         (self.tree / "build.ninja").write_text(f"build all: phony\n{rules}")
-        options = "".join(f"VOICE_{name}:BOOL=ON\n" for name in ("TESTS", "WERROR"))
+        options = "".join(f"VOICE_{name}:BOOL=ON\n" for name in ("TESTS", "HOSTS", "TOOL", "CONFORMANCE", "WERROR"))
         (self.tree / "CMakeCache.txt").write_text(
             f"{options}CMAKE_GENERATOR:INTERNAL=Ninja\nCMAKE_MAKE_PROGRAM:FILEPATH={shutil.which('ninja')}\n"
             f"CMAKE_PROJECT_NAME:STATIC=voice_plugin\nCMAKE_HOME_DIRECTORY:INTERNAL={ROOT}\n"
@@ -321,6 +321,60 @@ class Scripts(unittest.TestCase):
             with self.subTest(options):
                 script = f"is_configured '{self.tree}' {options} && echo 0 || echo 1"
                 self.assertEqual(self.shell(script), (0, f"{wanted}\n"))
+
+    def test_tree_of_another_generator_is_made_anew(self):
+        """As `cmake -S . -B build` makes it, which README and guide tell."""
+        project = self.folder / "project"
+        project.mkdir()
+        (project / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.25)\nproject(p LANGUAGES NONE)\n")
+        subprocess.run(
+            ["cmake", "-S", project, "-B", self.tree, "-G", "Unix Makefiles", "-DVOICE_TOOL=OFF"],
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+            check=True,
+        )
+        again = f"configure_from '{project}' '{self.tree}' -DVOICE_TESTS=OFF"
+        self.assertEqual(self.shell(f"{again}; {again}"), (0, f"Configuring {self.tree}\n"))
+        self.assertTrue((self.tree / "build.ninja").exists())
+        self.assertNotIn("VOICE_TOOL", (self.tree / "CMakeCache.txt").read_text(encoding="utf-8"))
+
+    def test_tree_without_what_is_needed_gets_it(self):
+        """As the guide for plugins makes it, without tool and tests."""
+        told = self.folder / "told"
+        (self.folder / "cmake").write_text(f'#!/bin/sh\necho "$@" >>"{told}"\nexit 1\n')
+        (self.folder / "cmake").chmod(0o755)
+        self.tree.mkdir()
+        (self.tree / "build.ninja").touch()
+        for script, options, wanted in [
+            ("demo", {"TOOL": "OFF", "TESTS": "OFF", "HOSTS": "ON"}, {"TOOL=ON", "HOSTS=ON", "TESTS=OFF"}),
+            ("demo", {"TOOL": "ON", "TESTS": "ON", "HOSTS": "ON"}, None),
+            (
+                "test",
+                {"TOOL": "OFF", "TESTS": "OFF", "HOSTS": "ON"},
+                {"TOOL=ON", "HOSTS=ON", "TESTS=ON", "CONFORMANCE=ON"},
+            ),
+        ]:
+            with self.subTest(f"{script} {options}"):
+                rows = "".join(f"VOICE_{name}:BOOL={value}\n" for name, value in options.items())
+                (self.tree / "CMakeCache.txt").write_text("CMAKE_GENERATOR:INTERNAL=Ninja\n" + rows)
+                told.unlink(missing_ok=True)
+                subprocess.run(
+                    [ROOT / script, *(["scripts"] if script == "test" else [])],
+                    env={
+                        **os.environ,
+                        "VOICE_BUILD_DIR": str(self.tree),
+                        "PATH": f"{self.folder}:{os.environ['PATH']}",
+                    },
+                    stdin=subprocess.DEVNULL,
+                    capture_output=True,
+                    timeout=LIMIT,
+                    check=False,
+                )
+                first = told.read_text(encoding="utf-8").splitlines()[0]
+                if wanted is None:
+                    self.assertRegex(first, "^--build ")
+                else:
+                    self.assertLessEqual({f"-DVOICE_{option}" for option in wanted}, set(first.split()))
 
     # ------------------------------------------------------------------------------------------------- Packages
 
