@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 """Tables of promises: each row of security.md, survive.md and the page of the binding on sd-bus names a test that holds
-it, each limit and each result code stands in one. That these tests exist is pages.py's to check."""
+it, each limit and each result code stands in one. That these tests exist is pages.py's to check.
+
+The guide for plugins lists all signals and events of voice_application."""
 
 import re
 import unittest
@@ -53,6 +55,25 @@ class Tables(unittest.TestCase):
         section = page("survive.md").split("## Result codes\n")[1].split("\n## ")[0]
         named = {code for rows in tables(section) for row in rows for code in re.findall(r"`(\w+_ERR_\w+)`", row[0])}
         self.assertEqual(sorted(codes - named), [])
+
+    def test_guide_lists_what_the_application_says_and_understands(self):
+        """Each signal, event and parameter of its sources, and no other."""
+        section = page("write-a-plugin.md").split("## What voice_application understands\n")[1].split("\n## Param")[0]
+        names = r"LIBVOICE_(?:SIGNAL|EVENT|PARAM)_\w+"
+        listed = {name for rows in tables(section) for row in rows[2:] for name in re.findall(names, "".join(row))}
+        sources = sorted((DOCS.parent / "hosts" / "voice_application").glob("*.cpp"))
+        used = {name for path in sources for name in re.findall(names, path.read_text(encoding="utf-8"))}
+        digits = {name for name in listed if re.fullmatch("LIBVOICE_EVENT_dd_d[0-9a-dso]", name)}
+        self.assertGreaterEqual(len(digits), 6)
+        kinds = ("LIBVOICE_SIGNAL", "LIBVOICE_EVENT")
+        self.assertEqual(
+            {name for name in listed - digits if name.startswith(kinds)},
+            {name for name in used if name.startswith(kinds)},
+        )
+        carried = {name for name in used if name.startswith("LIBVOICE_PARAM") and "_call_stats_" not in name}
+        elsewhere = {name for name in carried if "_sdp_" in name}  # in connection information
+        told = set(re.findall(names, section))
+        self.assertEqual(carried - elsewhere - told, set())
 
     def test_row_without_a_test_is_noticed(self):
         head = "| what | test |\n|---|---|\n"
