@@ -3,7 +3,7 @@
 """Tables of promises: each row of security.md, survive.md and the page of the binding on sd-bus names a test that holds
 it, each limit and each result code stands in one. That these tests exist is pages.py's to check.
 
-The guide for plugins lists all signals and events of voice_application."""
+The guide for plugins lists all signals and events of voice_application, and the page of the hosts what they print."""
 
 import re
 import unittest
@@ -74,6 +74,20 @@ class Tables(unittest.TestCase):
         elsewhere = {name for name in carried if "_sdp_" in name}  # in connection information
         told = set(re.findall(names, section))
         self.assertEqual(carried - elsewhere - told, set())
+
+    def test_each_line_that_a_host_prints_is_on_its_page(self):
+        """Its constant words, as far as the first colon: behind one stands a reason."""
+        text = re.sub(r"\s+", " ", page("../hosts/README.md"))
+        lines = []
+        for path in sorted((DOCS.parent / "hosts").rglob("*.cpp")):
+            if "tests" not in path.parts:
+                joined = re.sub(r'"\s*\n\s*"', "", path.read_text(encoding="utf-8"))
+                lines += re.findall(r'\bsay\("((?:\\.|[^"\\])*)"', joined)
+        self.assertGreaterEqual(len(lines), 50)
+        for line in sorted(set(lines)):
+            words = re.split(r"%[-.0-9*]*[a-z]+|%%", line.replace('\\"', '"').split(": ")[0])
+            with self.subTest(line):
+                self.assertEqual([word for word in words if len(word.strip()) > 3 and word.strip() not in text], [])
 
     def test_row_without_a_test_is_noticed(self):
         head = "| what | test |\n|---|---|\n"
