@@ -81,14 +81,17 @@ const char *none_wrong(const char *name) {
     return strlen(name) > kLongestName ? "a channel's name has at most 39 characters" : "no channel is free";
 }
 
-// A channel without media leaves its place to another one. A recording of the place goes on, without its tone.
+// A channel without media leaves its place to another one, and hears nothing any more: what the detector had begun to recognise
+// would be said of a channel that is gone, or of the next one. A recording of the place goes on, without its tone.
 void channel_free_if_idle(telephone *one) {
     bool is_idle = true;
     for (const media_session &session : one->sound.sessions)
         is_idle = is_idle && !session.open;
     one->off_hook = !is_idle;
-    if (is_idle)
-        tone_player_stop(&one->sound.tone);
+    if (!is_idle)
+        return;
+    tone_player_stop(&one->sound.tone);
+    audio_forget(&one->sound);
 }
 
 bool channel_close_media(telephone *one, uint32_t line) {

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Cordless handsets, exchange lines and DSP channels beside analogue telephones."""
 
+import contextlib
+
 import pytest
 
 import recordings
@@ -242,6 +244,18 @@ def test_tone_of_a_channel_ends_with_its_media(system):
     assert max(said[-recordings.RATE // 4 :]) == 0, "nobody plays it any more"
     for one in (near, far, application):
         one.close()
+
+
+def test_dsp_channel_without_media_hears_nothing(house):
+    """A burst of the ringing tone has come; media is destroyed before the pause behind it tells which tone it was."""
+    house.application.ask("dsp dsp1")
+    house.dsp.expect("^channel D1C2 hears 2200Hz$")
+    with contextlib.suppress(Unmet):  # so long, in any case
+        house.dsp.ask("2 expect ring-back 1200ms")
+    house.application.ask("dsp dsp1 destroy")
+    house.dsp.expect("^channel D1C2 media ended ")
+    with pytest.raises(Unmet, match="not ring-back"):
+        house.dsp.ask("2 expect ring-back 2s")
 
 
 def test_every_plugin_is_killed_at_once(house):
