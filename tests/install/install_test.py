@@ -6,6 +6,7 @@ outside project to be built in two ways, tested on the fake bus, and run against
 import fnmatch
 import re
 import shlex
+import shutil
 import sys
 import tempfile
 import unittest
@@ -204,6 +205,13 @@ class Install(unittest.TestCase):
         self.assertIn("door: all holds", run(build / "door_test"))
         self.assertIn("echo: all holds", run(build / "echo_test"))
         self.expect_plugin_works(build / "door")
+
+    def test_copy_of_the_project(self):
+        """Its folder alone, as somebody copies it who begins a project, to a path with blanks."""
+        copy = self.folder / "my project"
+        shutil.copytree(PROJECT, copy)
+        self.configure(copy, copy / "build")
+        run(CMAKE, "--build", copy / "build", "--target", "door")
 
     def test_find_package_without(self):
         """A package that is not all there, or of another major version, is refused with the reason."""
