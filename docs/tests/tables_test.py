@@ -3,8 +3,10 @@
 """Tables of promises: each row of security.md, survive.md and the page of the binding on sd-bus names a test that holds
 it, each limit and each result code stands in one. That these tests exist is pages.py's to check.
 
-The guide for plugins lists all signals and events of voice_application, and the page of the hosts what they print."""
+The guide for plugins lists all signals and events of voice_application, the page of the hosts what they print, and the
+first page what a build needs."""
 
+import json
 import re
 import unittest
 from pathlib import Path
@@ -88,6 +90,18 @@ class Tables(unittest.TestCase):
             words = re.split(r"%[-.0-9*]*[a-z]+|%%", line.replace('\\"', '"').split(": ")[0])
             with self.subTest(line):
                 self.assertEqual([word for word in words if len(word.strip()) > 3 and word.strip() not in text], [])
+
+    def test_first_page_says_what_a_build_needs(self):
+        """The least version of CMake, and presets of other processors that nothing tries."""
+        text = re.sub(r"\s+", " ", page("../README.md").split("Without the scripts: ")[1].split("\n\n")[0])
+        least = re.search(r"cmake_minimum_required\(VERSION ([\d.]+)\)", page("../CMakeLists.txt")).group(1)
+        self.assertIn(f"CMake {least}", text)
+        presets = json.loads(page("../CMakePresets.json"))["configurePresets"]
+        others = {preset["name"] for preset in presets if preset.get("inherits") == "target"}
+        tried = re.search(r"^ALL=\((.*)\)", page("../tests/targets/run"), re.M).group(1)
+        self.assertLessEqual({"mips", "musl"}, others)
+        told = re.search(r"`\./test targets` tries all but ([^.;]*)", text)
+        self.assertEqual(others - set(tried.split()), set(re.findall(r"`(\w+)`", told.group(1))))
 
     def test_row_without_a_test_is_noticed(self):
         head = "| what | test |\n|---|---|\n"
