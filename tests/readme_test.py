@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Files of tests are named by one pattern, and tests/README.md names each of them."""
+"""Files of tests are named by one pattern, and tests/README.md names each of them, in one row of a table of files."""
 
+import collections
 import re
 import tempfile
 import unittest
@@ -21,6 +22,14 @@ def sources(root):
     return sorted(path for path in found if may_hold_tests(path))
 
 
+def named_twice(page):
+    """Files that two rows of one table are about, of those tables whose rows begin with files."""
+    for table in re.findall(r"^\| file \|.*\n\|[-|]+\n((?:\|.*\n)+)", page, re.MULTILINE):
+        cells = [row.split(" | ")[0] for row in table.splitlines()]
+        counts = collections.Counter(stem for cell in cells for stem in re.findall(r"`(\w+_test)`", cell))
+        yield from sorted(stem for stem, count in counts.items() if count > 1)
+
+
 def problems(root):
     page = (root / "tests" / "README.md").read_text(encoding="utf-8")
     named = set(re.findall(r"`(?:[\w./]+/)?(\w+_test)(?:\.py|\.cpp)?`", page))
@@ -29,6 +38,7 @@ def problems(root):
     yield from (f"{path}: files of tests are called <stem>_test" for path in files if OTHER_PATTERN.match(path.name))
     yield from (f"tests/README.md does not name {stem}" for stem in sorted(found - named))
     yield from (f"tests/README.md names {stem}, which is not there" for stem in sorted(named - found))
+    yield from (f"tests/README.md has two rows of {stem}" for stem in named_twice(page))
 
 
 class Readme(unittest.TestCase):
@@ -40,7 +50,8 @@ class Readme(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             root = Path(folder)
             (root / "tests").mkdir()
-            (root / "tests" / "README.md").write_text("`here_test`, `gone_test`\n", encoding="utf-8")
+            rows = "| `here_test` | a |\n| `there` | b |\n| `here_test` | c |\n"
+            (root / "tests" / "README.md").write_text(f"`gone_test`\n\n| file | what |\n|---|---|\n{rows}", "utf-8")
             for name in ("here_test.py", "test_old.cpp", "new_test.cpp", "helper.py"):
                 (root / "tests" / name).touch()
             self.assertEqual(
@@ -49,6 +60,7 @@ class Readme(unittest.TestCase):
                     "tests/test_old.cpp: files of tests are called <stem>_test",
                     "tests/README.md does not name new_test",
                     "tests/README.md names gone_test, which is not there",
+                    "tests/README.md has two rows of here_test",
                 ],
             )
 
