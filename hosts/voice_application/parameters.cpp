@@ -62,11 +62,15 @@ void parameters_get_done(request_t *request) {
     const bool answered = voice_get_answer(request, &rest, &endpoint) != 0;
     const line *who = line_of_endpoint(static_cast<int32_t>(endpoint));
     const char *label = who != nullptr ? who->label : "?";
-    if (!answered)
-        say("param %s: no answer", label);
-    while (answered && voice_params_next(&rest, &item))
-        if (item.id != LIBVOICE_PARAM_zil_ep_id)
-            parameter_say(label, &item);
+    bool has_value = false;
+    while (answered && voice_params_next(&rest, &item)) {
+        if (item.id == LIBVOICE_PARAM_zil_ep_id)
+            continue;
+        parameter_say(label, &item);
+        has_value = true;
+    }
+    if (!has_value) // the line has no such parameter
+        say("param %s: no %s", label, answered ? "value" : "answer");
     free(request_data(request));
     request_destroy(request);
 }

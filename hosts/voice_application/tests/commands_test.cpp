@@ -155,7 +155,7 @@ TEST_F(Commands, GetSaysWhatComesBack) {
          {"param 101 zil_dect_pp_type=2 CAT-iq 1.0"}},
         {"bytes", whole(item(LIBVOICE_PARAM_al_ri_cad, word(1))), {"param 101 al_ri_cad (4 bytes)"}},
         {"an integer that is cut off", whole(item(LIBVOICE_PARAM_tdmc_gain, "ab")), {"param 101 tdmc_gain (2 bytes)"}},
-        {"nothing", whole(own), {}},
+        {"nothing", whole(own), {"param 101: no value"}},
         {"no answer", Reply(), {"param 101: no answer"}},
         {"an error", Reply().error(1, "Peer closed", ""), {"param 101: no answer"}},
         {"another type", Reply().value(Value::boolean(false)), {"param 101: no answer"}},
