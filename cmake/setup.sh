@@ -164,3 +164,12 @@ build() {
     say "Building failed; the whole log is in $folder/build.log." >&2
     return 1
 }
+
+# programs_build: the hosts and the tool, in the build tree. One that has tests has these two as well, and keeps the tests.
+programs_build() {
+    local parts=(-DVOICE_HOSTS=ON -DVOICE_TOOL=ON)
+    tree_lock "$build"
+    is_configured "$build" "${parts[@]}" || configure "$build" -DVOICE_TESTS=OFF "${parts[@]}" || return 1
+    build "$build" voice_application fxs_plugin dect_plugin fxo_plugin dsp_plugin voicectl || return 1
+    tree_unlock
+}

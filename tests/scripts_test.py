@@ -345,31 +345,31 @@ class Scripts(unittest.TestCase):
         (self.folder / "cmake").chmod(0o755)
         self.tree.mkdir()
         (self.tree / "build.ninja").touch()
-        for script, options, wanted in [
-            ("demo", {"TOOL": "OFF", "TESTS": "OFF", "HOSTS": "ON"}, {"TOOL=ON", "HOSTS=ON", "TESTS=OFF"}),
-            ("demo", {"TOOL": "ON", "TESTS": "ON", "HOSTS": "ON"}, None),
-            (
-                "test",
-                {"TOOL": "OFF", "TESTS": "OFF", "HOSTS": "ON"},
-                {"TOOL=ON", "HOSTS=ON", "TESTS=ON", "CONFORMANCE=ON"},
-            ),
+        without = {"TOOL": "OFF", "TESTS": "OFF", "HOSTS": "ON"}
+        programs = {"TOOL=ON", "HOSTS=ON", "TESTS=OFF"}
+        environment = {**os.environ, "VOICE_BUILD_DIR": str(self.tree), "PATH": f"{self.folder}:{os.environ['PATH']}"}
+        environment.pop("VOICE_BIN", None)
+        for words, options, wanted in [
+            (["demo"], without, programs),
+            (["demo"], {"TOOL": "ON", "TESTS": "ON", "HOSTS": "ON"}, None),
+            (["test", "scripts"], without, {"TOOL=ON", "HOSTS=ON", "TESTS=ON", "CONFORMANCE=ON"}),
+            (["test", "faults"], without, programs),
+            (["test", "kills", "1"], {}, programs),
         ]:
-            with self.subTest(f"{script} {options}"):
+            with self.subTest(f"{words} {options}"):
                 rows = "".join(f"VOICE_{name}:BOOL={value}\n" for name, value in options.items())
                 (self.tree / "CMakeCache.txt").write_text("CMAKE_GENERATOR:INTERNAL=Ninja\n" + rows)
                 told.unlink(missing_ok=True)
-                subprocess.run(
-                    [ROOT / script, *(["scripts"] if script == "test" else [])],
-                    env={
-                        **os.environ,
-                        "VOICE_BUILD_DIR": str(self.tree),
-                        "PATH": f"{self.folder}:{os.environ['PATH']}",
-                    },
+                done = subprocess.run(
+                    [ROOT / words[0], *words[1:]],
+                    env=environment,
                     stdin=subprocess.DEVNULL,
                     capture_output=True,
                     timeout=LIMIT,
                     check=False,
                 )
+                self.assertEqual(done.returncode, 1)
+                self.assertTrue(told.exists(), "nothing was built")
                 first = told.read_text(encoding="utf-8").splitlines()[0]
                 if wanted is None:
                     self.assertRegex(first, "^--build ")
