@@ -46,10 +46,8 @@ endfunction()
 # tests it, and links what is tested.
 add_library(voice_tested_flags INTERFACE)
 add_library(voice_test_flags INTERFACE)
-# Lines for the sanitizers' reports, and no more: Debug is for debuggers.
-foreach(flags voice_tested_flags voice_test_flags)
-    target_compile_options(${flags} INTERFACE $<$<CONFIG:RelWithDebInfo>:-g1>)
-endforeach()
+# Lines of what is tested for the sanitizers' reports, and no more: Debug is for debuggers, and GoogleTest names the lines of tests.
+target_compile_options(voice_tested_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:$<IF:$<BOOL:${CMAKE_CROSSCOMPILING}>,-g0,-g1>>)
 if(VOICE_FUZZ)
     # Optimized: here the time goes into running.
     target_compile_options(voice_tested_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined
@@ -62,7 +60,7 @@ endif()
 if(VOICE_SANITIZE AND NOT VOICE_FUZZ AND NOT VOICE_SANITIZE_PROGRAMS)
     # What guards the ends of each array that a test hands over, and no more: the rest doubles the time to compile.
     target_compile_options(voice_test_flags INTERFACE -fsanitize=address -fno-sanitize-address-use-after-scope
-        -fno-omit-frame-pointer -O0)
+        -fno-omit-frame-pointer -O0 $<$<CONFIG:RelWithDebInfo>:-g0>)
 else()
     target_link_libraries(voice_test_flags INTERFACE voice_tested_flags)
 endif()
