@@ -1,24 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Descriptors whose last close takes as long as their sender chose: nobody here waits for it.
-#include "base/closer.h"
 #include "base/descriptor_kind.h"
-#include "base/limits.h"
-#include "served_functions.h"
-#include "support/served_bus.h"
+#include "support/closings.h"
 
-#include <algorithm>
-#include <chrono>
 #include <fcntl.h>
 #include <grp.h>
-#include <memory>
-#include <netinet/in.h>
-#include <poll.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 using namespace support;
 using testing::ElementsAre;
@@ -42,84 +31,8 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
 
 namespace {
 
-constexpr int kLinger = 3; // seconds
 constexpr uid_t kStranger = 65534;
 constexpr std::chrono::milliseconds kNoWait(1000); // far from the time that it lingers, on a loaded machine too
-
-// A stream socket whose last close waits for a reader that does not read.
-class Lingering {
-public:
-    Lingering() {
-        int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        int small = 4096;
-        setsockopt(listener, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-        EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-        EXPECT_EQ(listen(listener, 1), 0);
-        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length);
-        fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-        reader_ = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        close(listener);
-        std::string block(64 * 1024, 'x');
-        while (::send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL) > 0)
-            ;
-        linger on = {1, kLinger};
-        setsockopt(fd, SOL_SOCKET, SO_LINGER, &on, sizeof on);
-    }
-    ~Lingering() {
-        forget();
-        close(reader_);
-    }
-    void forget() {
-        if (fd >= 0)
-            close(fd);
-        fd = -1;
-    }
-    int fd;
-
-private:
-    int reader_;
-};
-
-class Closer : public ServedBus {
-protected:
-    Closer() : ServedBus("victim") {}
-    ~Closer() override {
-        kex_destroy(bus);
-        bus = nullptr;
-        wait_for_closings();
-    }
-    static void wait_for_closings() {
-        auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (bus::closings_pending() > 0 && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        EXPECT_EQ(bus::closings_pending(), 0u);
-    }
-    std::chrono::steady_clock::duration time_of_settling() {
-        auto begin = std::chrono::steady_clock::now();
-        turn_until_idle({bus});
-        return std::chrono::steady_clock::now() - begin;
-    }
-    // How many the bus asks for. One that is busy takes thousands.
-    int turns_within(std::chrono::milliseconds time) {
-        pollfd wanted = {kex_pollDescriptor(bus), POLLIN, 0};
-        auto end = std::chrono::steady_clock::now() + time;
-        int turns = 0;
-        for (; std::chrono::steady_clock::now() < end; turns++) {
-            poll(&wanted, 1, static_cast<int>(time.count()));
-            kex_dispatch(bus);
-        }
-        return turns;
-    }
-};
-
-Packet call_with_descriptor(const std::string &function) {
-    return Packet(kOneWayCall, 1).text("Probe").text(function).byte(1).text("fd").byte(18).word(0).word(1);
-}
 
 TEST_F(Closer, LastCloseOfALingeringSocketWaits) {
     Lingering one;
@@ -284,16 +197,6 @@ TEST_F(Closer, SocketWithALingeringOneInItsQueueIsClosedBesideTheLoop) {
     EXPECT_EQ(served::log.size(), 2u);
 }
 
-// A local socket in whose queue a lingering one lies: its last close waits, whoever looks at it.
-int lingering_pair(Lingering &one) {
-    int pair[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-    RawPeer sender(pair[0]);
-    EXPECT_TRUE(sender.send("x", {one.fd}));
-    one.forget();
-    return pair[1];
-}
-
 // What finds no place in a full table is closed by the kernel, in whoever reads.
 TEST_F(Closer, DescriptorsThatDoNotFitAreClosedWithoutWaiting) {
     CapturedTrace trace;
@@ -343,13 +246,10 @@ TEST_F(Closer, BatchDoesNotBringMoreDescriptorsThanFit) {
 
 // Calls hold more than the limit lets in; their descriptors come back when the calls have run.
 TEST_F(Closer, WhatCallsGiveBackBeyondTheLimitIsClosedBesideTheLoopToo) {
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads, and one
-    for (uint32_t i = 0; i <= bus::kMaxClosers; i++)
-        stuck.push_back(std::make_unique<Lingering>());
-    for (uint32_t i = 0; i < bus::kMaxClosers; i++)
-        bus::foreign_descriptor_close(lingering_pair(*stuck[i]));
+    Stuck stuck = all_closers_stuck();
     for (uint32_t i = 0; i < 2 * bus::kMaxClosings; i++)
-        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        closing_add();
+    stuck.push_back(std::make_unique<Lingering>());
     auto begin = std::chrono::steady_clock::now();
     bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
@@ -360,11 +260,9 @@ TEST_F(Closer, WhatCallsGiveBackBeyondTheLimitIsClosedBesideTheLoopToo) {
 // Far more than calls can hold. What does not fit is late rather than lost.
 TEST_F(Closer, SixtyFiveThousandWaitAndTheNextOneIsClosedHere) {
     constexpr uint32_t kRing = 64 * 1024;
-    constexpr linger kLong = {1, 60};
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
+    Stuck stuck; // as many as there are threads
     for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-        stuck.push_back(std::make_unique<Lingering>());
-        setsockopt(stuck.back()->fd, SOL_SOCKET, SO_LINGER, &kLong, sizeof kLong);
+        stuck.push_back(std::make_unique<Lingering>(60));
         const int slow = lingering_pair(*stuck.back());
         bus::foreign_descriptor_close(slow);
         while (fcntl(slow, F_GETFD) != -1)
@@ -393,154 +291,6 @@ TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, kNoWait);
     threads_forbidden = false;
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
-}
-
-TEST_F(Closer, OneProcessDoesNotHoldUpTheOthers) {
-    constexpr size_t kEach = 60;
-    constexpr size_t kCalls = 12;
-    RawPeer raw(socket);
-    greet(raw);
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
-    std::vector<int> first;
-    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-        stuck.push_back(std::make_unique<Lingering>());
-        first.push_back(lingering_pair(*stuck.back()));
-    }
-    while (first.size() < kEach)
-        first.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        stuck.clear(); // closes copies only
-        RawPeer greedy(socket);
-        const Packet with_many =
-            Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("number").descriptor_list(kEach);
-        greedy.send(hello("greedy"));
-        greedy.send(with_many, first);
-        for (int fd : first)
-            close(fd); // the bus's copies are the last ones
-        bool sent = true;
-        for (size_t calls = 1; calls < kCalls; calls++)
-            sent = greedy.send(with_many, std::vector<int>(kEach, ::socket(AF_UNIX, SOCK_STREAM, 0))) && sent;
-        if (sent)
-            (void)!write(ends[1], "x", 1);
-        pause();
-        _exit(0);
-    }
-    for (int fd : first)
-        close(fd);
-    // No turn before the child has closed its copies: if it were the last to close, it would linger.
-    pollfd all_sent = {ends[0], POLLIN, 0};
-    EXPECT_EQ(poll(&all_sent, 1, 20000), 1);
-    close(ends[0]);
-    close(ends[1]);
-    EXPECT_TRUE(turn_until({bus}, [] { return bus::closings_pending() >= bus::kMaxClosingsOfProcess; }));
-    turn_until_idle({bus});
-    const size_t of_greedy = served::log.size();
-    EXPECT_LT(of_greedy, kCalls) << "what it sends waits";
-    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
-    turn_until_idle({bus});
-    EXPECT_EQ(served::log.size(), of_greedy + 1) << "what others send does not";
-    stuck.clear(); // resets them
-    EXPECT_TRUE(turn_until({bus}, [&] { return served::log.size() == kCalls + 1; })) << "now it is taken";
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-}
-
-TEST_F(Closer, OneProcessKeepsNobodyNewOut) {
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
-    const int32_t charged = bus::closings_charge(getpid());
-    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-        stuck.push_back(std::make_unique<Lingering>());
-        bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
-    }
-    while (bus::closings_pending() <= bus::kMaxClosings)
-        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    bus::closings_charge(charged);
-    RawPeer newcomer(socket);
-    ASSERT_TRUE(newcomer.send(hello()));
-    ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
-    EXPECT_TRUE(turn_until({bus}, [] { return !served::log.empty(); }));
-    EXPECT_GT(bus::closings_pending(), bus::kMaxClosings) << "else nothing is tested";
-    stuck.clear(); // resets them
-    wait_for_closings();
-}
-
-// What lies unread of it brings a descriptor, and those before it are not closed for a minute.
-TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
-    constexpr linger kLong = {1, 60};
-    CapturedTrace trace;
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
-    const int32_t charged = bus::closings_charge(getpid());
-    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-        stuck.push_back(std::make_unique<Lingering>());
-        setsockopt(stuck.back()->fd, SOL_SOCKET, SO_LINGER, &kLong, sizeof kLong);
-        bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
-    }
-    while (bus::closings_pending() <= bus::kMaxClosingsOfProcess)
-        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    bus::closings_charge(charged);
-    auto shortest = std::chrono::steady_clock::duration::max(); // a machine may stand still in one of them
-    for (int trial = 0; trial < 3; trial++) {
-        served::log.clear();
-        RawPeer old(socket);
-        greet(old);
-        ASSERT_TRUE(old.send(call_with_descriptor("note"), {STDIN_FILENO}));
-        turn_until_idle({bus});
-        old.close();
-        const auto begin = std::chrono::steady_clock::now();
-        RawPeer newcomer(socket);
-        ASSERT_TRUE(newcomer.send(hello()));
-        ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
-        EXPECT_TRUE(turn_until({bus}, [] { return !served::log.empty(); }));
-        EXPECT_THAT(served::log, ElementsAre("echo"));
-        shortest = std::min(shortest, std::chrono::steady_clock::now() - begin);
-        newcomer.close();
-        turn_until_idle({bus});
-    }
-    EXPECT_LT(shortest, std::chrono::milliseconds(500)) << "not as long as where some are read";
-    EXPECT_GT(bus::closings_pending(), bus::kMaxClosingsOfProcess) << "else nothing is tested";
-    EXPECT_THAT(trace.text(), HasSubstr("it has left, and descriptors that it sent are not closed yet"));
-    stuck.clear(); // resets them
-    wait_for_closings();
-}
-
-TEST_F(Closer, BeyondTheLimitNothingMoreOfTheSendersIsTakenInAndNobodyNew) {
-    CapturedTrace trace;
-    RawPeer raw(socket);
-    RawPeer other(socket);
-    greet(raw);
-    greet(other);
-    {
-        const int32_t charged = bus::closings_charge(getpid());
-        std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
-        for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-            stuck.push_back(std::make_unique<Lingering>());
-            bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
-        }
-        for (uint32_t i = bus::kMaxClosers; i < bus::kMaxClosings; i++) {
-            bus::closings_charge(getpid() + static_cast<int32_t>(i / bus::kMaxClosingsOfProcess));
-            bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        }
-        bus::closings_charge(charged);
-        ASSERT_EQ(bus::closings_pending(), bus::kMaxClosings);
-        ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
-        ASSERT_TRUE(other.send(call(1, "Probe", "echo")));
-        RawPeer newcomer(socket);
-        ASSERT_TRUE(newcomer.send(hello()));
-        kex_dispatch(bus);
-        kex_dispatch(bus);
-        EXPECT_THAT(served::log, ElementsAre("echo")) << "what brings no descriptor";
-        EXPECT_EQ(newcomer.receive(), std::nullopt);
-        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 50) << "nobody is busy meanwhile";
-        raw.close();
-        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 50) << "nor when the one that waits goes";
-        stuck.clear(); // resets them
-        wait_for_closings();
-        EXPECT_TRUE(turn_until({bus}, [&] { return served::log.size() == 2; })) << "now it is taken";
-        EXPECT_TRUE(turn_until({bus}, [&] { return !newcomer.receive_all().empty(); }));
-    }
 }
 
 TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {
@@ -611,13 +361,9 @@ TEST_F(Closer, ForkedChildClosesByItself) {
 }
 
 TEST_F(Closer, ForkedChildDoesNotWaitForTheParentsThreads) {
-    std::vector<std::unique_ptr<Lingering>> stuck; // as many as there are threads
-    for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
-        stuck.push_back(std::make_unique<Lingering>());
-        bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
-    }
+    Stuck stuck = all_closers_stuck();
     for (uint32_t i = 0; i < bus::kMaxClosings; i++)
-        bus::foreign_descriptor_close(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        closing_add();
     pid_t child = fork();
     if (child == 0) {
         for (int i = 0; i < 2000 && bus::closings_pending() > bus::kMaxClosers; i++)
