@@ -121,6 +121,7 @@ bool Counts::room_make() {
             oldest = row;
     if (oldest == rows_.end())
         return false;
+    add(dropped_, oldest->second);
     rows_.erase(oldest);
     return true;
 }
@@ -157,11 +158,14 @@ size_t Counts::plugin_count() const {
 
 std::vector<Count> Counts::rows(uint64_t now_ns) const {
     std::map<Key, Count> counts = rows_;
-    for (const auto &[call, wait] : waits_)
-        if (const auto found = counts.find(wait.who); found != counts.end()) {
-            ++found->second.waits;
-            found->second.longest_ns = std::max(found->second.longest_ns, now_ns - std::min(now_ns, wait.since_ns));
-        }
+    for (const auto &[call, wait] : waits_) {
+        const auto named = counts.find(wait.who);
+        const auto found = named != counts.end() ? named : counts.find(Key());
+        if (found == counts.end())
+            continue;
+        ++found->second.waits;
+        found->second.longest_ns = std::max(found->second.longest_ns, now_ns - std::min(now_ns, wait.since_ns));
+    }
     std::vector<Count> rows;
     for (auto &[key, count] : counts) {
         count.connected = is_connected(key.first);
@@ -171,7 +175,7 @@ std::vector<Count> Counts::rows(uint64_t now_ns) const {
 }
 
 Count Counts::sum(uint64_t now_ns) const {
-    Count sum;
+    Count sum = dropped_;
     for (const Count &count : rows(now_ns))
         add(sum, count);
     return sum;

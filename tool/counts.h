@@ -72,6 +72,7 @@ private:
     bool is_connected(const std::string &plugin) const;
 
     std::map<Key, Count> rows_;
+    Count dropped_;                         // rows that made room, together
     std::map<uint32_t, std::string> names_; // of each connection
     std::map<CallKey, Wait> waits_;
     uint64_t lost_ = 0;

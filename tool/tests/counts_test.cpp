@@ -164,6 +164,7 @@ TEST_F(CountsTest, ManyNamesTakeThePlaceOfThoseThatAreGone) {
     const Names all = names();
     EXPECT_NE(std::find(all.begin(), all.end(), "fxs1 FXS1 1"), all.end());
     EXPECT_NE(std::find(all.begin(), all.end(), "fxs2  1"), all.end());
+    EXPECT_EQ(counts.sum(kSecond).messages, 2'002U) << "the sums know those who made room";
 }
 
 TEST_F(CountsTest, BeyondTheLimitMessagesOfThoseWhoAreThereAreCountedWithoutAName) {
@@ -172,6 +173,19 @@ TEST_F(CountsTest, BeyondTheLimitMessagesOfThoseWhoAreThereAreCountedWithoutANam
     EXPECT_LE(counts.rows(kSecond).size(), Counts::kMost + 1);
     EXPECT_EQ(counts.sum(kSecond).messages, 1'000U);
     EXPECT_EQ(counts.rows(kSecond)[0].plugin, "");
+}
+
+TEST_F(CountsTest, WaitsWithoutANameAreCountedToo) {
+    for (size_t i = 0; i < Counts::kMost; ++i)
+        event(1, "fxs1", "E" + std::to_string(i));
+    const Step beyond = call(1, "fxs1", "F", kSecond);
+    call(1, "fxs1", "E1", kSecond);
+    EXPECT_EQ(counts.sum(2 * kSecond).waits, 2U);
+    EXPECT_EQ(counts.rows(2 * kSecond)[0].plugin, "");
+    EXPECT_EQ(counts.rows(2 * kSecond)[0].waits, 1U);
+    EXPECT_EQ(counts.rows(2 * kSecond)[0].longest_ns, kSecond);
+    answer(beyond, kSecond);
+    EXPECT_EQ(counts.sum(2 * kSecond).waits, 1U);
 }
 
 TEST_F(CountsTest, ProcessMayTakeAnotherNameWhenThereIsNoRoom) {
