@@ -2,12 +2,12 @@
 // Follows a bus and counts what passes.
 #include "bus_follow.h"
 
-#include <chrono>
 #include <optional>
 
 #include <fmt/format.h>
 
 #include "common.h"
+#include "tap_drain.h"
 #include "tap_turn.h"
 #include "text.h"
 #include "traffic.h"
@@ -15,8 +15,6 @@
 namespace voicectl {
 
 namespace {
-
-constexpr std::chrono::seconds kMostDraining{1};
 
 class BusFollower {
 public:
@@ -70,18 +68,10 @@ private:
                                   records.end(following_.tick));
         }
         if (following_.limit.reached())
-            drain(tap);
+            tap_drain(
+                tap, [] { return true; }, [this](const kex_tap_record_t &record) { take(record); });
         else
             complain("the voice application is gone");
-    }
-
-    // What passed before the end of the run may not have been read yet.
-    void drain(kex_tap_t &tap) {
-        const uint64_t end_ns = now_ns();
-        const auto enough = RunLimit::Clock::now() + kMostDraining;
-        kex_tap_record_t record{};
-        while (RunLimit::Clock::now() < enough && kex_tap_next(&tap, &record) > 0 && record.time_ns <= end_ns)
-            take(record);
     }
 
     void take(const kex_tap_record_t &record) {

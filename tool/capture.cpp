@@ -3,7 +3,6 @@
 #include "capture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -27,16 +26,16 @@
 #include "options.h"
 #include "pcapng.h"
 #include "run_limit.h"
+#include "tap_drain.h"
 #include "text.h"
 
 namespace voicectl {
 
 namespace {
 
-constexpr RunLimit::Tick kCaptureTick{200};  // how often a lost bus is tried
-constexpr double kAnswerSeconds = 1;         // that the application has at least, to admit the tap
-constexpr std::chrono::seconds kDraining{1}; // at the end, for what has passed before: on the bus, and sound
-constexpr uint64_t kSoundEvery = 256;        // messages
+constexpr RunLimit::Tick kCaptureTick{200}; // how often a lost bus is tried
+constexpr double kAnswerSeconds = 1;        // that the application has at least, to admit the tap
+constexpr uint64_t kSoundEvery = 256;       // messages
 constexpr uint32_t kBusInterface = 0;
 constexpr uint32_t kMediaInterface = 1;
 
@@ -149,18 +148,10 @@ private:
                         more ? RunLimit::Tick{0} : kCaptureTick);
         }
         if (tap != nullptr && limit_.reached())
-            drain(*tap);
+            tap_drain(
+                *tap, [this] { return file_.fault().empty() && !limit_.reader_left() && !counted_out(); },
+                [this, tap](const kex_tap_record_t &record) { keep(*tap, record); });
         return !done() && !refused_;
-    }
-
-    // What passed before the end of the run may not have been read yet.
-    void drain(kex_tap_t &tap) {
-        const uint64_t end_ns = now_ns();
-        const auto enough = RunLimit::Clock::now() + kDraining;
-        kex_tap_record_t record{};
-        while (file_.fault().empty() && !limit_.reader_left() && !counted_out() && RunLimit::Clock::now() < enough &&
-               kex_tap_next(&tap, &record) > 0 && record.time_ns <= end_ns)
-            keep(tap, record);
     }
 
     void keep(const kex_tap_t &tap, const kex_tap_record_t &record) {
@@ -197,7 +188,7 @@ private:
 
     // The sums, in the file and for people.
     int finish() {
-        const auto enough = RunLimit::Clock::now() + kDraining;
+        const auto enough = RunLimit::Clock::now() + kMostDraining;
         while (sound_keep() && file_.fault().empty() && !limit_.reader_left() && RunLimit::Clock::now() < enough)
             ;
         const uint64_t end_ns = last_time_ns_ != 0 ? last_time_ns_ : now_ns();

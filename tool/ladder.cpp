@@ -3,7 +3,6 @@
 #include "ladder.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -27,6 +26,7 @@
 #include "options.h"
 #include "picture_file.h"
 #include "run_limit.h"
+#include "tap_drain.h"
 #include "text.h"
 
 namespace voicectl {
@@ -36,9 +36,8 @@ namespace {
 enum class PictureForm { by_name, html, svg, mermaid, text };
 
 constexpr RunLimit::Tick kLadderTick{200};
-constexpr std::chrono::seconds kLadderRest{1}; // at the end, for what has passed before
-constexpr size_t kPlainColumns = 120;          // of text that no terminal shows
-constexpr size_t kMostSvgRows = 5000;          // a taller picture is shown by few programs
+constexpr size_t kPlainColumns = 120; // of text that no terminal shows
+constexpr size_t kMostSvgRows = 5000; // a taller picture is shown by few programs
 constexpr size_t kMostMermaidRows = 1000;
 
 struct LadderOptions {
@@ -167,18 +166,10 @@ private:
             limit.wait({kex_tap_descriptor(tap.get())}, -1, kLadderTick);
         }
         if (limit.reached())
-            drain(*tap);
+            tap_drain(
+                *tap, [this] { return !counted_out(); },
+                [this](const kex_tap_record_t &record) { feed_.take(record); });
         return true;
-    }
-
-    // What passed before the end of the run may not have been read yet.
-    void drain(kex_tap_t &tap) {
-        const uint64_t end_ns = now_ns();
-        const auto enough = RunLimit::Clock::now() + kLadderRest;
-        kex_tap_record_t record{};
-        while (!counted_out() && RunLimit::Clock::now() < enough && kex_tap_next(&tap, &record) > 0 &&
-               record.time_ns <= end_ns)
-            feed_.take(record);
     }
 
     // At most so many rows; that there are more is said.

@@ -21,6 +21,7 @@
 #include "options.h"
 #include "run_limit.h"
 #include "show.h"
+#include "tap_drain.h"
 #include "tap_turn.h"
 #include "text.h"
 #include "traffic.h"
@@ -120,12 +121,8 @@ private:
             const int found = records.next(tap, record);
             if (found < 0)
                 break;
-            if (const std::string refusal = found > 0 ? tap_refusal(record) : ""; !refusal.empty()) {
-                if (!refused_) // not at each attempt
-                    complain(refusal);
-                refused_ = true;
+            if (found > 0 && is_refusal(record))
                 return;
-            }
             // Said no earlier: whoever acts on it is seen from his first message on.
             if (found > 0 && !watching && record.kind != KEX_TAP_REFUSED) {
                 watching = true;
@@ -133,10 +130,7 @@ private:
                 complain(fmt::format("watching {}", printable(address_.uri)));
             }
             if (found > 0) {
-                if (const std::optional<Step> step = traffic_.next(record)) {
-                    unseen.note(*step);
-                    show(*step);
-                }
+                take(record, unseen);
                 continue;
             }
             if (Clock::now() >= patience && unseen.something_came()) {
@@ -148,9 +142,35 @@ private:
             write("", true);
             limit_.wait({kex_tap_descriptor(&tap)}, STDOUT_FILENO, records.end(kTick));
         }
+        if (limit_.reached())
+            tap_drain(
+                tap, [this] { return !limit_.reader_left() && !counted_out(); },
+                [&](const kex_tap_record_t &record) {
+                    if (!is_refusal(record))
+                        take(record, unseen);
+                });
         write("", true);
         if (patience != Clock::time_point::max())
             tell_unseen(unseen);
+    }
+
+    // Of this tap, which has been said then.
+    bool is_refusal(const kex_tap_record_t &record) {
+        const std::string refusal = tap_refusal(record);
+        if (refusal.empty())
+            return false;
+        if (!refused_) // not at each attempt
+            complain(refusal);
+        refused_ = true;
+        return true;
+    }
+
+    void take(const kex_tap_record_t &record, Unseen &unseen) {
+        const std::optional<Step> step = traffic_.next(record);
+        if (!step)
+            return;
+        unseen.note(*step);
+        show(*step);
     }
 
     // What is said about the watching itself goes to standard error, so that standard output holds messages only.

@@ -233,6 +233,17 @@ def test_time_ends_it(system):
     assert time.monotonic() - begin >= 0.3
 
 
+def test_what_passed_before_the_end_is_shown(system):
+    system.start_application()
+    watcher = system.start_watcher()
+    watcher.freeze()
+    system.start_fxs("fxs1")
+    watcher.child.send_signal(signal.SIGINT)
+    watcher.thaw()
+    assert watcher.wait() == 0
+    assert "register_plugin" in [json.loads(line).get("function") for line in watcher.out.all]
+
+
 def test_interrupt_ends_it(system):
     system.start_application()
     watcher = system.start_watcher()
