@@ -22,7 +22,7 @@ public:
 
     int run() {
         bool was_there = false;
-        while (!following_.limit.reached()) {
+        do { // once in any case: whoever ends at once has found nobody missing that he never looked for
             refused_ = false;
             std::string why;
             const Tap tap = tap_open(following_.address, why);
@@ -41,7 +41,7 @@ public:
             if (!following_.reconnect || !following_.turn())
                 break;
             following_.limit.wait({following_.descriptor}, following_.output, following_.tick);
-        }
+        } while (!following_.limit.reached());
         const bool done = following_.reconnect || (was_there && !refused_);
         return done && !following_.limit.reader_left() ? kSuccess : kFailure;
     }

@@ -162,6 +162,14 @@ def test_top_on_a_terminal_stays_in_its_place(system):
     assert "\x1b" not in on_terminal(system, "dumb")
 
 
+@pytest.mark.parametrize("command", ["top", "stats"])
+def test_shortest_run_looks_once(system, command):
+    status, _, err = run(system, command, "--for", "1e-9")
+    assert status == 1 and err.startswith(f"voicectl: no socket {system.socket}: is voice_application running?")
+    system.start_application()
+    assert run(system, command, "--for", "1e-9")[0] == 0
+
+
 def test_nobody_there_and_gone_in_the_middle(system):
     for words in (["top"], ["stats"], ["tree"]):
         status, out, err = run(system, *words)
