@@ -68,7 +68,7 @@ private:
         }
         // Who was there before the watching began is known by what passes.
         if (connection != 0 && peers_.try_emplace(connection, step.peer.process_id).second)
-            facts.peers.push_back({.id = step.peer.process_id, .name = step.peer.name()});
+            process_note(step);
         if (step.kind == Step::Kind::waiting) {
             wait_open(step, std::max(kFirstNotice, static_cast<double>(step.elapsed_ns.value_or(0)) / 1e9));
         } else if (step.kind == Step::Kind::call) {
@@ -79,6 +79,13 @@ private:
         } else if (step.kind == Step::Kind::reply) {
             open_.erase({connection, !step.towards_listener, step.serial});
         }
+    }
+
+    // Once, however many connections it has: each of them is looked at in the end.
+    void process_note(const Step &step) {
+        if (std::none_of(facts.peers.begin(), facts.peers.end(),
+                         [&step](const ProcessFacts &peer) { return peer.id == step.peer.process_id; }))
+            facts.peers.push_back({.id = step.peer.process_id, .name = step.peer.name()});
     }
 
     void wait_open(const Step &step, double seconds) {
