@@ -30,6 +30,8 @@ std::string reason(int error, const std::string &path) {
     case EPROTOTYPE:
     case ENOTSOCK:
         return fmt::format("{} is not the socket of a voice application", path);
+    case EAGAIN:
+        return fmt::format("{} takes no more connections: its listener is stopped or busy", path);
     default:
         return fmt::format("cannot connect to {}: {}", path, std::strerror(error));
     }

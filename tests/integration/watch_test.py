@@ -59,6 +59,15 @@ def other_kind(folder, stack):
     return folder / "stream"
 
 
+def full_queue(folder, stack):
+    listener = stack.enter_context(socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET))
+    listener.bind(str(folder / "full"))
+    listener.listen(0)
+    client = stack.enter_context(socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET))
+    client.connect(str(folder / "full"))
+    return folder / "full"
+
+
 def test_why_nothing_is_watched(system):
     """Each reason by its name, and which option or variable it comes from."""
     with contextlib.ExitStack() as stack:
@@ -66,6 +75,7 @@ def test_why_nothing_is_watched(system):
             (plain_file(system.folder), "nobody listens on {}: is voice_application running?"),
             (left_socket(system.folder), "nobody listens on {}: is voice_application running?"),
             (other_kind(system.folder, stack), "{} is not the socket of a voice application"),
+            (full_queue(system.folder, stack), "{} takes no more connections: its listener is stopped or busy"),
             (system.folder / "none" / "bus", "no socket {}: is voice_application running?"),
         ]:
             assert run(system, "watch", "--socket", path) == (
