@@ -9,6 +9,7 @@
 #include "terminal.h"
 #include "text.h"
 
+#include <climits>
 #include <tuple>
 #include <unistd.h>
 
@@ -55,7 +56,8 @@ struct Read {
 
 void packets_take(MediaFileReader &reader, Read &read) {
     reader.look();
-    while (const std::optional<FilePacket> one = reader.next())
+    int blocks = INT_MAX;
+    while (const std::optional<FilePacket> one = reader.next(blocks))
         read.packets.emplace_back(one->time_ns, one->sent, one->control, one->source, one->destination,
                                   one->source_port, one->destination_port, one->bytes, one->comment, one->lost);
     read.fault = reader.fault();
