@@ -11,6 +11,10 @@
 
 namespace {
 
+// With its terminator, behind the endpoint's item of 12 bytes and a head of 8. For more the library does not give back
+// what it has allocated.
+constexpr size_t kTextBytes = LIBVOICE_PARAM_BLOCK_BYTES - 20;
+
 // Prints one parameter by the value type that its identifier carries.
 void parameter_say(const char *label, const voice_item_t *item) {
     const char *name = identifier_name(item->id);
@@ -37,6 +41,8 @@ const char *parameter_set(const line *who, const char *name, const char *value) 
     long number;
     int sent;
     if (voice_id_value_type(id) == VOICE_VALUE_STRING) {
+        if (strlen(value) >= kTextBytes)
+            return command_error("a text has at most %zu characters", kTextBytes - 1);
         sent = libvoice_set_params(who->endpoint, id, value, static_cast<uint32_t>(strlen(value) + 1));
     } else if (identifier_is_number(id) && read_number(value, INT32_MIN, INT32_MAX, &number)) {
         int32_t word = static_cast<int32_t>(number);

@@ -126,6 +126,8 @@ TEST_F(Commands, SetSendsAValueByTheTypeOfItsParameter) {
     EXPECT_LINES(run("set 101 tdmc_gain"), "error: set LINE PARAMETER VALUE: for example set 101 tdmc_gain -3");
     EXPECT_LINES(run("set 101 nonsense 1"), "error: set LINE PARAMETER VALUE: for example set 101 tdmc_gain -3");
     EXPECT_LINES(run("set 101"), "error: set LINE PARAMETER VALUE: for example set 101 tdmc_gain -3");
+    EXPECT_LINES(run("set 101 zil_ep_dispname " + std::string(235, 'x')), "ok");
+    EXPECT_LINES(run("set 101 zil_ep_dispname " + std::string(236, 'x')), "error: a text has at most 235 characters");
     bus().fail_always("kex_sendRequest");
     EXPECT_LINES(run("set 101 tdmc_gain 1"), "error: not sent");
 }
