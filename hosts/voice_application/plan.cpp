@@ -41,6 +41,9 @@ const char *number_read(plan *into, char **rest) {
             return "number: given twice";
     if (!word_copy(row->endpoint, sizeof row->endpoint, next_word(rest)))
         return "number: expected an endpoint name";
+    for (uint32_t i = 0; i < into->number_count; i++)
+        if (strcmp(into->numbers[i].endpoint, row->endpoint) == 0)
+            return "number: its endpoint has one already";
     const char *name = next_word(rest);
     if (name != nullptr && !word_copy(row->name, sizeof row->name, name))
         return "number: a name has 1 to 50 characters";

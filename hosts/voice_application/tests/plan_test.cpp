@@ -77,7 +77,9 @@ TEST_F(Plan, WhatWouldSilentlyMeanSomethingElseIsSaid) {
     EXPECT_EQ(load("country DE\n\"\n"), ":2: a quote is not closed");
     EXPECT_EQ(load("# a \"comment\n"), "");
     EXPECT_EQ(load("number 10 FXS1 5\"-screen\n"), "") << "no quote at its begin";
+    plan_ = plan();
     EXPECT_EQ(load("number 12 FXS1 Front door\n"), ":1: 'door' is too much: a name with blanks stands in quotes");
+    EXPECT_EQ(load("number 30 FXS5\nnumber 31 FXS5\n"), ":2: number: its endpoint has one already");
     EXPECT_EQ(load("country DE AT\n"), ":1: 'AT' is too much: a name with blanks stands in quotes");
 }
 
@@ -148,6 +150,18 @@ TEST_F(Plan, NoLineIsGivenAnEmergencyNumber) {
     EXPECT_EQ(load("number 10 FXS1\nnumber 110 FXS2\nexchange 0\n"), ":2: number: this is an emergency number");
     plan_ = plan();
     EXPECT_EQ(load("number 10 FXS1\nnumber 110 FXS2\ncountry FR\n"), "") << "not there";
+}
+
+TEST_F(Plan, HasThirtyTwoNumbersAndEightCodecs) {
+    std::string rows;
+    for (int i = 0; i < 32; i++)
+        rows += "number " + std::to_string(200 + i) + " FXS" + std::to_string(1 + i) + "\n";
+    EXPECT_EQ(load(rows.c_str()), "");
+    plan_ = plan();
+    EXPECT_EQ(load((rows + "number 300 FXS33\n").c_str()), ":33: too many numbers");
+    EXPECT_EQ(load("codecs PCMA,PCMA,PCMA,PCMA,PCMA,PCMA,PCMA,PCMA\n"), "");
+    EXPECT_EQ(load("codecs PCMA,PCMA,PCMA,PCMA,PCMA,PCMA,PCMA,PCMA,PCMA\n"),
+              ":1: codecs: expected names like PCMA,PCMU,G722");
 }
 
 // On a telephone it ends the number: what follows could not be dialled.
