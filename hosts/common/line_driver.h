@@ -186,8 +186,8 @@ bool line_report_digit(line_t *line, char key);
 /** A whole number was dialled at once, as a handset sends it: 1 to 23 keys. */
 bool line_report_number(line_t *line, const char *digits);
 
-/** The exchange rings. Number (at most 20 characters) and name (at most 50) of the caller may be NULL or empty; a
- *  caller without a number has withheld it. */
+/** The exchange rings: to be told of each ring, and a later one may name the caller. Number (at most 20 characters) and
+ *  name (at most 50) of the caller may be NULL or empty; a caller without a number has withheld it. */
 bool line_report_exchange_ring(line_t *line, const char *number, const char *name);
 /** The exchange has stopped ringing, or has released the line: the caller is gone. */
 bool line_report_exchange_release(line_t *line);

@@ -8,7 +8,6 @@
 #include "ringing.h"
 #include "timer.h"
 
-#include <stdio.h>
 #include <string.h>
 
 namespace {
@@ -26,8 +25,7 @@ void line_call_line(line *from, const char *digits, line *to) {
     call *it = call_place(from, to, digits);
     if (it == nullptr)
         return;
-    snprintf(it->from_number, sizeof it->from_number, "%s", from->number);
-    snprintf(it->from_name, sizeof it->from_name, "%s", from->name);
+    call_set_caller(it, from->number, from->name);
     call_ring(it);
 }
 

@@ -6,7 +6,6 @@
 #include "ringing.h"
 #include "timer.h"
 
-#include <stdio.h>
 #include <string.h>
 
 namespace {
@@ -94,8 +93,8 @@ void exchange_ring(line *who, const char *number, const char *name) {
         return;
     who->rings_in = true;
     timer_start(&who->timer, ringing_in_timer, kRingsNoMore);
-    if (who->state != LINE_IDLE)
-        return; // it is offered to somebody
+    if (who->state != LINE_IDLE) // it is offered to somebody
+        return call_set_caller(who->calls[0], number, name);
     line *to = the_plan.incoming_number[0] != 0 ? line_of_text(the_plan.incoming_number) : line_of_lowest_number();
     if (to == nullptr)
         return ringing_in_refuse(who, the_plan.incoming_number, "nobody to ring");
@@ -106,8 +105,7 @@ void exchange_ring(line *who, const char *number, const char *name) {
     call *it = wrong == nullptr ? call_begin(who, to, to->label, &codec) : nullptr;
     if (it == nullptr)
         return ringing_in_refuse(who, to->label, wrong != nullptr ? wrong : "too many calls");
-    snprintf(it->from_number, sizeof it->from_number, "%s", number);
-    snprintf(it->from_name, sizeof it->from_name, "%s", name);
+    call_set_caller(it, number, name);
     call_ring(it);
 }
 

@@ -15,7 +15,7 @@ void exchange_dial(line *who, const char *digits);
 void exchange_seize(line *who);
 
 /** An exchange line rings, as is told of each ring: a call that nobody could take before is offered anew. Number and
- *  name of the caller may be empty. */
+ *  name of the caller may be empty: exchanges send them between the first and the second ring. */
 void exchange_ring(line *who, const char *number, const char *name);
 /** The exchange, or its caller, has released the line. */
 void exchange_release(line *who);

@@ -7,6 +7,8 @@
 #include "country.h"
 #include "timer.h"
 
+#include <stdio.h>
+
 namespace {
 
 constexpr uint32_t kDisplayAfterMs = 500; // caller display stands between the first and the second ring
@@ -49,6 +51,16 @@ void call_ringing_timer(kex_timer_t *timer) {
 }
 
 } // namespace
+
+void call_set_caller(call *it, const char *number, const char *name) {
+    const bool is_known = it->from_number[0] != 0 || it->from_name[0] != 0;
+    if (is_known || (*number == 0 && *name == 0))
+        return;
+    snprintf(it->from_number, sizeof it->from_number, "%s", number);
+    snprintf(it->from_name, sizeof it->from_name, "%s", name);
+    if (it->displayed)
+        call_display_caller(it);
+}
 
 void call_ring(call *it) {
     say("call %u %s ringing", it->id, call_text(it));

@@ -156,6 +156,45 @@ TEST_F(Calls, OfTheExchangeShowWhoCallsThere) {
     EXPECT_STREQ(displayed().name, name);
 }
 
+// Exchanges send it between the first and the second ring.
+TEST_F(Calls, OfTheExchangeShowACallerWhomOnlyALaterRingNames) {
+    char block[LIBVOICE_DB_TEXT_BYTES];
+    const uint32_t length = caller_display_encode("030123", "Aunt Mary", nullptr, block);
+    const std::string named = item(LIBVOICE_PARAM_fxo_ri_cid, std::string(block, length));
+    telephone("FXS1");
+    app().register_plugin("fxo1");
+    const int32_t exchange = app().register_endpoint("fxo1", "FXO1", VOICE_ENDPOINT_FXO);
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri);
+    bus().advance(1500);
+    EXPECT_EQ(displayed().no_number, 'P');
+    bus().advance(3500);
+    app().sent();
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri);
+    EXPECT_EQ(app().sent(), "");
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri, named);
+    EXPECT_EQ(app().sent(), "FXS1: andisp_data");
+    EXPECT_STREQ(displayed().number, "030123");
+    EXPECT_STREQ(displayed().name, "Aunt Mary");
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri, named);
+    EXPECT_EQ(app().sent(), "") << "once";
+}
+
+TEST_F(Calls, OfTheExchangeThatNameTheCallerBeforeTheDisplayShowItOnce) {
+    char block[LIBVOICE_DB_TEXT_BYTES];
+    const uint32_t length = caller_display_encode("030123", "", nullptr, block);
+    telephone("FXS1");
+    app().register_plugin("fxo1");
+    const int32_t exchange = app().register_endpoint("fxo1", "FXO1", VOICE_ENDPOINT_FXO);
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri);
+    bus().advance(1400);
+    app().sent();
+    app().event(exchange, LIBVOICE_EVENT_fxo_ri, item(LIBVOICE_PARAM_fxo_ri_cid, std::string(block, length)));
+    EXPECT_EQ(app().sent(), "");
+    bus().advance(100);
+    EXPECT_EQ(app().sent(), "FXS1: andisp_data");
+    EXPECT_STREQ(displayed().number, "030123");
+}
+
 TEST_F(Calls, OfTheExchangeWithABrokenBlockAreRungAllTheSame) {
     const int32_t to = telephone("FXS1");
     app().register_plugin("fxo1");
