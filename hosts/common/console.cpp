@@ -86,12 +86,11 @@ void run_line(source *who) {
         return;
     asking = who;
     const char *why = nullptr;
-    if (strcmp(who->text, "watch") == 0)
+    char *text = who->text + strspn(who->text, " \t");
+    if (strcmp(text, "watch") == 0)
         who->watches = true;
-    else if (strcmp(who->text, "memory") == 0)
-        why = print_memory();
     else
-        why = run_command(who->text);
+        why = strcmp(text, "memory") == 0 ? print_memory() : run_command(text);
     if (why != kWaits)
         answer_end(why);
     asking = nullptr;

@@ -157,6 +157,16 @@ TEST_F(Console, CommandThatIsNotCarriedOutIsAnsweredWithItsReason) {
               "error: no line '101'\nok\nerror: a command has at most 511 characters\n");
 }
 
+TEST_F(Console, OwnCommandsMayBeginWithBlanksLikeOthers) {
+    ASSERT_TRUE(start());
+    connect_client();
+    send_text(" \t watch\n");
+    EXPECT_EQ(received_until("ok\n"), "ok\n");
+    EXPECT_EQ(first_words, std::vector<std::string>()) << "it is no command of the host";
+    say("it happens");
+    EXPECT_EQ(received_until("happens\n"), "it happens\n");
+}
+
 TEST_F(Console, OutputThatCannotBeWrittenIsSaidOnce) {
     ASSERT_TRUE(start());
     fflush(stdout);
