@@ -3,8 +3,26 @@
 
 #include <gtest/gtest.h>
 
+#include <errno.h>
 #include <string.h>
+#include <sys/random.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <vector>
+
+namespace {
+
+bool random_is_missing; // as right after a machine's start
+
+} // namespace
+
+// In place of the C library's.
+extern "C" ssize_t getrandom(void *bytes, size_t size, unsigned flags) {
+    if (!random_is_missing)
+        return syscall(SYS_getrandom, bytes, size, flags);
+    errno = EAGAIN;
+    return -1;
+}
 
 TEST(RtpWrite, HeadIsThatOfTheStandard) {
     rtp_sender sender = {};
@@ -75,6 +93,16 @@ TEST(RtpRead, WrongVersionAndPaddingAreRefused) {
     EXPECT_FALSE(rtp_read(bytes.data(), bytes.size(), &packet)) << "padding counts its own last byte";
     bytes[12] = 1;
     EXPECT_TRUE(rtp_read(bytes.data(), bytes.size(), &packet));
+}
+
+TEST(RtpSender, NoTwoHaveTheSameIdentifierEvenWithoutRandomNumbers) {
+    rtp_sender one, other;
+    random_is_missing = true;
+    rtp_sender_start(&one);
+    usleep(1);
+    rtp_sender_start(&other);
+    random_is_missing = false;
+    EXPECT_NE(one.ssrc, other.ssrc);
 }
 
 TEST(RtpSender, TimeGoesByTheSamplingClockWhateverIsSent) {
