@@ -1,7 +1,7 @@
 # Writes LIST, a file for ctest with one test per case that pytest finds in SOURCE, a process each, in which pytest itself takes a
-# third of a second to begin. So a function with ten cases or more is one test with all of them, but for those whose cases are
+# third of a second to begin. So a function with four cases or more is one test with all of them, but for those whose cases are
 # whole calls. What Python compiles is kept in CACHE.
-set(MANY 10)
+set(MANY 4)
 set(LONG_CASES "^(busy_peers|faults)_test")
 
 set(ENV{PYTHONPYCACHEPREFIX} ${CACHE})
