@@ -376,6 +376,21 @@ class Scripts(unittest.TestCase):
                 else:
                     self.assertLessEqual({f"-DVOICE_{option}" for option in wanted}, set(first.split()))
 
+    def test_packages_that_cmake_does_not_find_are_named(self):
+        """With how to build without them."""
+        missing = [f"-DCMAKE_DISABLE_FIND_PACKAGE_{name}=ON" for name in ("fmt", "GTest")]
+        done = subprocess.run(
+            ["cmake", "-S", ROOT, "-B", self.tree, "-G", "Ninja", *missing],
+            capture_output=True,
+            text=True,
+            timeout=LIMIT,
+            check=False,
+        )
+        self.assertEqual(done.returncode, 1)
+        said = " ".join(done.stderr.split())
+        self.assertIn("Packages are missing, in Debian: libfmt-dev libgtest-dev libgmock-dev. ", said)
+        self.assertIn("-DVOICE_TESTS=OFF -DVOICE_TOOL=OFF builds without voicectl and tests.", said)
+
     # ------------------------------------------------------------------------------------------------- Packages
 
     def test_demonstration_needs_no_package_of_the_tests(self):
