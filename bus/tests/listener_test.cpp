@@ -577,6 +577,35 @@ TEST_F(Listen, ListenerOfAnotherUserIsNotObeyed) {
     close(ready[1]);
 }
 
+// Whoever connects tries again and again, and says itself that nobody is there; any other reason is known here alone.
+TEST_F(Listen, AddressThatIsNoneIsTold) {
+    CapturedTrace trace;
+    EXPECT_EQ(kex_client_connect(bus, uri_of(socket).c_str()), nullptr);
+    leave_stale_socket();
+    EXPECT_EQ(kex_client_connect(bus, uri_of(socket).c_str()), nullptr);
+    EXPECT_EQ(trace.text(), "");
+    EXPECT_EQ(kex_client_connect(bus, socket.c_str()), nullptr);
+    EXPECT_THAT(trace.text(), HasSubstr("'" + socket + "': that is not of the form kex://ipc:[/path]"));
+}
+
+TEST_F(Listen, RightThatIsMissingIsTold) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    CapturedTrace trace;
+    ASSERT_NE(listen(bus, socket), nullptr); // mode 0660
+    ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+        kex_t *caller = other ? kex_create("caller") : nullptr;
+        _exit(caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) == nullptr ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(trace.text(), HasSubstr("cannot connect to '" + uri_of(socket) + "': Permission denied"));
+}
+
 TEST_F(Listen, ListenerOfRootIsObeyedByOthers) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";

@@ -49,7 +49,10 @@ int uri_connect(const Access &access, const char *uri) {
     sockaddr_un address;
     int fd = address_from_uri(uri, &address) ? socket_connect(&address) : -1;
     if (fd < 0) {
-        note(ZIL_TRACE_NOTICE, "cannot connect to '%s': %s", uri, strerror(errno));
+        // That nobody is there the host says itself, again and again; any other reason it does not learn.
+        const bool is_nobody = errno == ENOENT || errno == ECONNREFUSED;
+        note(is_nobody ? ZIL_TRACE_NOTICE : ZIL_TRACE_WARNING, "cannot connect to '%s': %s", uri,
+             errno == EINVAL ? "that is not of the form kex://ipc:[/path]" : strerror(errno));
         return -1;
     }
     const Credentials listener = socket_credentials(fd);
