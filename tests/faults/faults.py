@@ -7,9 +7,9 @@ usage: ./test faults [--role ROLE] [--kind KIND] [--number N] [--sample N] [--se
   --role ROLE   only in this process: application, caller or callee
   --kind KIND   only calls of this kind: memory, send, receive, accept, connect, socket, bind, listen, epoll, timer,
                 event, dup, lock, open, read or write, which fail once; or descriptors, memory-limit, streams or
-                stopped, which last: the table of descriptors holds N, the address space N times 64 KiB, standard
-                streams are closed (1 input, 2 output, 4 error output, and their sums), or the process stands still
-                for a second in the N-th state of the call
+                stopped, which last: the table of descriptors holds N, the address space N times 64 KiB more than
+                loading takes, standard streams are closed (1 input, 2 output, 4 error output, and their sums), or
+                the process stands still for a second in the N-th state of the call
   --number N    only the N-th of them
   --sample N    so many of all, chosen by chance (default: all)
   --seed S      of the choice (1)

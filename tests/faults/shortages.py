@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 """A process that lacks something for as long as it lives, or stands still for a while: how a trial with it goes."""
 
+import functools
 import socket
+import subprocess
 import threading
 
 from processes import Lines, Unmet, until
@@ -47,14 +49,32 @@ class FewDescriptors(Shortage):
         super().__init__(system, role, prefix=("/usr/bin/prlimit", f"--nofile={number}"), patience=PATIENCE)
 
 
-class LittleMemory(Shortage):
-    """Its address space has so many times 64 KiB: from what the loader gives up with to plenty."""
+UNIT = 64 * 1024  # of an address space
 
-    numbers = range(44, 92)
+
+@functools.cache
+def units_to_load(program):
+    """The smallest address space in which the kernel and the loader get as far as the program's own code."""
+    low, high = 1, 1024
+    while low < high:
+        middle = (low + high) // 2
+        words = ["/usr/bin/prlimit", f"--as={middle * UNIT}", "/usr/bin/env", "LD_TRACE_LOADED_OBJECTS=1", program]
+        if subprocess.run(words, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0:
+            high = middle
+        else:
+            low = middle + 1
+    return low
+
+
+class LittleMemory(Shortage):
+    """Its address space has so many times 64 KiB more than what it takes to load it: up to plenty."""
+
+    numbers = range(48)
 
     def __init__(self, system, role, number):
-        limit = number * 64 * 1024
-        super().__init__(system, role, prefix=("/usr/bin/prlimit", f"--as={limit}"), patience=PATIENCE)
+        super().__init__(system, role, patience=PATIENCE)
+        limit = (units_to_load(system.bin / self.words[role][0]) + number) * UNIT
+        self.prefix = ("/usr/bin/prlimit", f"--as={limit}")
 
     def check_ended(self, role, process):
         if process.wait() == 127 and "error while loading shared libraries" in " ".join(process.err.all):
