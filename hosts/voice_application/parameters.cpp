@@ -18,7 +18,7 @@ constexpr size_t kTextBytes = LIBVOICE_PARAM_BLOCK_BYTES - 20;
 // Prints one parameter by the value type that its identifier carries.
 void parameter_say(const char *label, const voice_item_t *item) {
     const char *name = identifier_name(item->id);
-    char text[LIBVOICE_PARAM_BLOCK_BYTES];
+    char text[LIBVOICE_PARAM_BLOCK_BYTES] = "";
     int32_t number = 0;
     if (identifier_is_number(item->id) && item->length >= sizeof number) {
         memcpy(&number, item->value, sizeof number);
