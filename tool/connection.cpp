@@ -26,7 +26,7 @@ std::string reason(int error, const std::string &path) {
     case ECONNREFUSED:
         return fmt::format("nobody listens on {}: is voice_application running?", path);
     case EACCES:
-        return fmt::format("no right to connect to {}: its group has one", path);
+        return fmt::format("no right to connect to {}: voice_application lets users in by KEX_ALLOW_UIDS", path);
     case EPROTOTYPE:
     case ENOTSOCK:
         return fmt::format("{} is not the socket of a voice application", path);

@@ -21,8 +21,7 @@ struct PlaceFacts {
     bool is_socket = false;
     std::string rights{};        // "mode 0660, owner root, group voice"
     std::string folder_rights{}; // of the folder that it is in
-    std::string group{};
-    int error = 0; // of connecting, an errno; 0: connected
+    int error = 0;               // of connecting, an errno; 0: connected
 };
 
 // A library that a process has loaded.

@@ -52,15 +52,11 @@ PlaceFacts place_look(const std::string &socket) {
         place.exists = true;
         place.is_socket = S_ISSOCK(found.st_mode);
         place.rights = rights_words(found);
-        place.group = group_name(found.st_gid);
     }
     const size_t slash = place.path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : place.path.substr(0, slash);
-    if (stat(folder.c_str(), &found) == 0) {
+    if (stat(folder.c_str(), &found) == 0)
         place.folder_rights = rights_words(found);
-        if (place.group.empty())
-            place.group = group_name(found.st_gid);
-    }
     return place;
 }
 

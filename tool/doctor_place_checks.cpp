@@ -72,7 +72,7 @@ Finding check_socket(const Facts &facts) {
     case EPERM:
         return failed(
             fmt::format("no right to connect to {} ({}; its folder {})", path, place.rights, place.folder_rights),
-            fmt::format("add the user to group {}, or the uid to KEX_ALLOW_UIDS of the application", place.group));
+            "start voice_application with the uid in KEX_ALLOW_UIDS, and its socket where the user may enter");
     case EAGAIN:
         return failed(fmt::format("{} takes no more connections: its listener is stopped or busy", path),
                       "ss -xlp names its process; kill -CONT continues one that is stopped, restart one that is busy");

@@ -113,7 +113,11 @@ def test_no_right_to_connect(system):
     assert found["socket"]["text"].startswith(
         f"no right to connect to {system.socket} (mode 0660, owner root, group root; its folder mode 0755, "
     )
-    assert found["socket"]["fix"].startswith("add the user to group root, ")
+    assert found["socket"]["fix"].startswith("start voice_application with the uid in KEX_ALLOW_UIDS")
+    # A member of the socket's group gets as far as the application, which asks for the same.
+    _, found = findings(system, before=["setpriv", "--reuid=65534", "--regid=0", "--clear-groups"])
+    assert found["socket"]["verdict"] == "ok"
+    assert (found["admission"]["verdict"], found["admission"]["text"]) == ("fail", "refused: its user may not connect")
 
 
 def test_addresses_that_cannot_be(system):

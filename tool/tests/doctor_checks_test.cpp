@@ -24,8 +24,7 @@ Facts sound() {
                    .exists = true,
                    .is_socket = true,
                    .rights = "mode 0660, owner root, group voice",
-                   .folder_rights = "mode 0755, owner root, group root",
-                   .group = "voice"};
+                   .folder_rights = "mode 0755, owner root, group root"};
     facts.bus.answered = true;
     facts.bus.watched = 10.5;
     facts.bus.listener = {.id = 10,
@@ -121,9 +120,11 @@ TEST(DoctorChecks, SocketThatCannotBeConnectedTo) {
     EXPECT_EQ(socket_after(ECONNREFUSED, false), "fail: /run/bus is no socket -> remove the file, or use another path");
     EXPECT_EQ(socket_after(EPROTOTYPE), "fail: /run/bus is a socket of another kind: another program listens there -> "
                                         "use another path for the bus");
-    EXPECT_EQ(socket_after(EACCES),
-              "fail: no right to connect to /run/bus (mode 0660, owner root, group voice; its folder mode 0755, owner "
-              "root, group root) -> add the user to group voice, or the uid to KEX_ALLOW_UIDS of the application");
+    EXPECT_EQ(
+        socket_after(EACCES),
+        "fail: no right to connect to /run/bus (mode 0660, owner root, group voice; its folder mode 0755, owner "
+        "root, group root) -> start voice_application with the uid in KEX_ALLOW_UIDS, and its socket where the user "
+        "may enter");
     EXPECT_EQ(socket_after(EAGAIN),
               "fail: /run/bus takes no more connections: its listener is stopped or busy -> ss -xlp "
               "names its process; kill -CONT continues one that is stopped, restart one that is "
