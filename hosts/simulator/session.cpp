@@ -43,6 +43,56 @@ void packet_note(const media_session *session, bool control, bool sent, uint64_t
     media_file_add(&packet, bytes, size);
 }
 
+// -------------------------------------------------------------------------------------------------------- Receiving
+
+void packet_hear(media_session *session, const rtp_packet *packet, uint64_t arrival) {
+    int16_t samples[kMostPayload];
+    frame_decode(session->media.codec, packet->payload, packet->bytes, samples);
+    jitter_buffer_put(&session->buffer, session->settings, packet->timestamp, samples, packet->bytes, arrival);
+}
+
+void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
+    media_session *session = static_cast<media_session *>(userdata);
+    packet_note(session, false, false, age, bytes, size);
+    rtp_packet packet;
+    const bool good = rtp_read(bytes, size, &packet);
+    if (!good || packet.payload_type != session->media.payload_type || !frame_size_is_known(packet.bytes)) {
+        session->counts.discarded++;
+        if (good)
+            rtp_discard(&session->receiver, &packet);
+        return;
+    }
+    const uint64_t arrival = sampling_clock_before(age) / kSampleNs;
+    const rtp_place place = rtp_receive(&session->receiver, &packet, static_cast<uint32_t>(arrival));
+    if (place == RTP_DOUBTFUL) {
+        session->counts.discarded++;
+        return;
+    }
+    note_moment(&session->counts.last_rx_s, &session->counts.last_rx_us);
+    if (place == RTP_TWICE || !(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
+        return;
+    if (place == RTP_ANEW)
+        jitter_buffer_restart(&session->buffer, sampling_clock_position());
+    packet_hear(session, &packet, arrival);
+}
+
+void report_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
+    media_session *session = static_cast<media_session *>(userdata);
+    packet_note(session, true, false, age, bytes, size);
+    const uint64_t came = session_ntp(session, sampling_clock_before(age));
+    session->counts.rx_reports += rtcp_read(&session->far_end, session->sender.ssrc, came, bytes, size);
+}
+
+// Time first: a packet is to meet the buffer as it stands at this moment.
+void rtp_readable(int fd, void *userdata) {
+    sampling_clock_advance();
+    media_socket_read(session_bus, fd, userdata, packet_receive);
+}
+
+void rtcp_readable(int fd, void *userdata) {
+    media_socket_read(session_bus, fd, userdata, report_receive);
+}
+
 // ---------------------------------------------------------------------------------------------------------- Reports
 
 // RFC 3550 6.5.1: user and host, by its address. Two ends of a call never share both.
@@ -80,79 +130,6 @@ void session_report(media_session *session, bool leaves) {
         return;
     session->counts.tx_reports++;
     packet_note(session, true, true, 0, packet, size);
-}
-
-void session_leave(media_session *session) {
-    if (session->sender.packets > 0 || session->counts.tx_reports > 0) // RFC 3550 6.3.7: nobody knows the others
-        session_report(session, true);
-}
-
-// -------------------------------------------------------------------------------------------------------- Receiving
-
-void packet_hear(media_session *session, const rtp_packet *packet, uint64_t arrival) {
-    int16_t samples[kMostPayload];
-    frame_decode(session->media.codec, packet->payload, packet->bytes, samples);
-    jitter_buffer_put(&session->buffer, session->settings, packet->timestamp, samples, packet->bytes, arrival);
-}
-
-// RFC 3550 8.2: where somebody else has our source identifier we take another one. @return whether it was that once
-// already: then what comes with ours is what we have said ourselves, in a loop
-bool source_is_looped(media_session *session, uint32_t ssrc) {
-    if (ssrc != session->sender.ssrc || session->collided)
-        return ssrc == session->sender.ssrc;
-    session->collided = true;
-    session_leave(session);
-    session->counts.tx_packets += session->sender.packets;
-    session->counts.tx_bytes += session->sender.bytes;
-    session->reported[0] = session->reported[1] = 0;
-    rtp_sender_start(&session->sender);
-    return false;
-}
-
-void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
-    media_session *session = static_cast<media_session *>(userdata);
-    packet_note(session, false, false, age, bytes, size);
-    rtp_packet packet;
-    const bool good = rtp_read(bytes, size, &packet);
-    if (good && source_is_looped(session, packet.ssrc)) {
-        session->counts.discarded++;
-        return;
-    }
-    if (!good || packet.payload_type != session->media.payload_type || !frame_size_is_known(packet.bytes)) {
-        session->counts.discarded++;
-        if (good)
-            rtp_discard(&session->receiver, &packet);
-        return;
-    }
-    const uint64_t arrival = sampling_clock_before(age) / kSampleNs;
-    const rtp_place place = rtp_receive(&session->receiver, &packet, static_cast<uint32_t>(arrival));
-    if (place == RTP_DOUBTFUL) {
-        session->counts.discarded++;
-        return;
-    }
-    note_moment(&session->counts.last_rx_s, &session->counts.last_rx_us);
-    if (place == RTP_TWICE || !(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
-        return;
-    if (place == RTP_ANEW)
-        jitter_buffer_restart(&session->buffer, sampling_clock_position());
-    packet_hear(session, &packet, arrival);
-}
-
-void report_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t age) {
-    media_session *session = static_cast<media_session *>(userdata);
-    packet_note(session, true, false, age, bytes, size);
-    const uint64_t came = session_ntp(session, sampling_clock_before(age));
-    session->counts.rx_reports += rtcp_read(&session->far_end, session->sender.ssrc, came, bytes, size);
-}
-
-// Time first: a packet is to meet the buffer as it stands at this moment.
-void rtp_readable(int fd, void *userdata) {
-    sampling_clock_advance();
-    media_socket_read(session_bus, fd, userdata, packet_receive);
-}
-
-void rtcp_readable(int fd, void *userdata) {
-    media_socket_read(session_bus, fd, userdata, report_receive);
 }
 
 // ---------------------------------------------------------------------------------------------------------- Sockets
@@ -234,10 +211,8 @@ const char *session_change(media_session *session, const line_media_t *media) {
         sockets_watch(session);
         return "media sockets cannot be watched";
     }
-    if (media->media >= 0) {
+    if (media->media >= 0)
         media_socket_close(session_bus, before.media);
-        session->collided = false; // there may be somebody else now
-    }
     if (media->control >= 0)
         media_socket_close(session_bus, before.control);
     session_skip(session);
@@ -249,8 +224,9 @@ const char *session_change(media_session *session, const line_media_t *media) {
 }
 
 void session_close(media_session *session) {
-    rtp_readable(session->media.media, session); // what has arrived before the end counts
-    session_leave(session);
+    rtp_readable(session->media.media, session);                       // what has arrived before the end counts
+    if (session->sender.packets > 0 || session->counts.tx_reports > 0) // RFC 3550 6.3.7: nobody knows the others
+        session_report(session, true);
     media_socket_close(session_bus, session->media.media);
     media_socket_close(session_bus, session->media.control);
     session->open = false;

@@ -29,7 +29,6 @@ struct media_session {
     uint32_t filled;          // samples in it
     uint32_t steps;           // of time since it was opened
     uint32_t reported[2];     // packets sent until the last report, and until the one before
-    bool collided;            // somebody else had our source identifier
     int16_t packet[kMostPayload];
 };
 

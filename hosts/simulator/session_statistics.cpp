@@ -23,8 +23,8 @@ uint32_t trip_ms(const rtcp_far_end *far_end, uint32_t trip) {
 line_statistics_t session_statistics(const media_session *session) {
     const jitter_counts *waits = &session->buffer.counts;
     line_statistics_t statistics = session->counts;
-    statistics.tx_packets += session->sender.packets;
-    statistics.tx_bytes += session->sender.bytes;
+    statistics.tx_packets = session->sender.packets;
+    statistics.tx_bytes = session->sender.bytes;
     statistics.rx_packets = session->receiver.packets;
     statistics.rx_bytes = session->receiver.bytes;
     statistics.lost = rtp_lost(&session->receiver);

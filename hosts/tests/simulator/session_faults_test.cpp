@@ -168,33 +168,6 @@ TEST_F(SessionFaults, SixtyFourSourcesInTurnLeaveTheFirstItsVoice) {
     EXPECT_EQ(counts(1).lost + counts(1).late, 0u);
 }
 
-// RFC 3550 8.2: a farewell for the identifier that somebody else has too, and another one; who has that one as well only
-// sends back what was said.
-TEST_F(SessionFaults, AnotherSourceWithOurIdentifierIsHeardAndALoopIsNot) {
-    open();
-    change(0, VOICE_MODE_INACTIVE);
-    run(200);
-    const rtp_packet before = parsed(passed_[1].back());
-    sender from = {1000, 50000, before.ssrc};
-    put_all(&from, 20);
-    EXPECT_TRUE(hears(1));
-    EXPECT_EQ(counts(1).discarded, 0u);
-    const std::vector<Packet> packets = receive_all(media_[1][1]), reports = receive_all(control_[1][1]);
-    ASSERT_EQ(packets.size(), 20u);
-    for (const Packet &packet : packets)
-        EXPECT_NE(parsed(packet).ssrc, before.ssrc);
-    ASSERT_EQ(reports.size(), 1u);
-    const uint8_t *farewell = reports[0].data() + reports[0].size() - 8;
-    EXPECT_EQ(farewell[1], 203) << "BYE";
-    EXPECT_EQ(get32(farewell + 4), before.ssrc);
-    EXPECT_EQ(counts(1).tx_packets, 30u);
-    from = {2000, 90000, parsed(packets[0]).ssrc};
-    put_all(&from, 10);
-    EXPECT_EQ(counts(1).discarded, 10u);
-    EXPECT_EQ(counts(1).rx_packets, 20u);
-    EXPECT_EQ(parsed(receive_all(media_[1][1]).back()).ssrc, from.source) << "and no third one";
-}
-
 TEST_F(SessionFaults, AClockOfTheDayThatIsSetMovesNothing) {
     open();
     run(2500);
