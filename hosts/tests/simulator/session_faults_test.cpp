@@ -168,6 +168,18 @@ TEST_F(SessionFaults, SixtyFourSourcesInTurnLeaveTheFirstItsVoice) {
     EXPECT_EQ(counts(1).lost + counts(1).late, 0u);
 }
 
+// First drivers and benches send back what comes as it is, and whoever tries them wants to hear it.
+TEST_F(SessionFaults, PlainEchoIsHeard) {
+    open();
+    change(0, VOICE_MODE_INACTIVE);
+    run(200);
+    sender from = {1000, 50000, parsed(passed_[1].back()).ssrc};
+    put_all(&from, 20);
+    EXPECT_TRUE(hears(1));
+    EXPECT_EQ(counts(1).rx_packets, 20u);
+    EXPECT_EQ(counts(1).discarded, 0u);
+}
+
 TEST_F(SessionFaults, AClockOfTheDayThatIsSetMovesNothing) {
     open();
     run(2500);
