@@ -825,6 +825,13 @@ TEST_F(DataBlockDecode, ASignInTheLengthMakesItTooLong) {
     EXPECT_TRUE(nothing_written());
 }
 
+TEST_F(DataBlockDecode, ASignInTheLengthOfALongTextMakesItTooLong) {
+    // A length of 0xFFFF asks for more bytes than any block has, and the text has more, too.
+    EXPECT_EQ(call_setup("80-1" + repeated(600, "00")), 0u);
+    EXPECT_LINES(bus().complaints(), wrong_checksum("0x00", ""));
+    EXPECT_TRUE(nothing_written());
+}
+
 // The sanitizer watches the text's end in these two; what the results have in common is little.
 TEST_F(DataBlockDecode, EveryCharacterInEveryPlaceIsReadWithinTheText) {
     for (size_t place = 0; place < 12; ++place) {

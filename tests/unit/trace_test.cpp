@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The frame of every line, seen through functions of the library: format, arguments, level and way.
+#include "trace.h"
 #include "voice_test.h"
 
 namespace voice_test {
@@ -46,6 +47,15 @@ TEST_F(Trace, MarkersHaveNoTagAndTheirOwnLines) {
     EXPECT_EQ(enter.rendered, text("LIBV    - >>>>>>>>>> - (libvoice_get_pluginname@generic.cpp:%d)", enter.line));
     EXPECT_EQ(leave.rendered, text("LIBV    - <<<<<<<<<< - (libvoice_get_pluginname@generic.cpp:%d)", leave.line));
     EXPECT_LT(enter.line, leave.line);
+}
+
+// One that has none and traces does not compile.
+TEST_F(Trace, AFileHasItsPlaceInTheTableByItsNameWithoutFolders) {
+    for (const char *path : {"params.cpp", "src/params.cpp", "/src/trace/params.cpp"})
+        EXPECT_EQ(voice::file_number(path), voice::file_number("params.cpp")) << path;
+    EXPECT_LT(voice::file_number("params.cpp"), voice::kFileCount);
+    for (const char *path : {"", "params", "params.cpp.orig", "params.cpp/"})
+        EXPECT_EQ(voice::file_number(path), voice::kFileCount) << path;
 }
 
 TEST_F(Trace, TheZoneFieldIsSevenWide) {
