@@ -36,8 +36,8 @@ Next packet_look(int fd) {
     ssize_t size;
     if (packet_brings_more(fd, size))
         return Next::with_descriptors;
-    if (size != 0)
-        return size > 0 ? Next::plain : Next::nothing;
+    if (size > 0)
+        return Next::plain;
     credentials_ask(fd, 1);
     const bool is_empty_packet = packet_brings_more(fd, size);
     credentials_ask(fd, 0);

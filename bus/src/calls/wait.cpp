@@ -70,8 +70,7 @@ void sleep_until(const Connection *connection, uint64_t now, uint64_t when) {
 // but a stop, which is looked for before the next sleep.
 bool receive_may_sleep(Connection *connection, uint64_t now, uint64_t when) {
     const Loop *loop = connection->transport->loop;
-    const bool waits_for_nothing_else = connection->output.first == nullptr && connection->retry_at == kNever;
-    return waits_for_nothing_else && loop->clock.now == nullptr && loop->stopped == 0 && !connection->closed &&
+    return connection->output.first == nullptr && loop->clock.now == nullptr && loop->stopped == 0 &&
            when > now + kSleepInReceive && connection_may_await(connection);
 }
 

@@ -126,6 +126,8 @@ void batch_take(Connection *connection, Batch &batch, uint32_t count, int error)
 
 // ----------------------------------------------------------------------------------------- In a turn
 
+static_assert(kMaxMessages <= kMessagesPerRead); // more than that are of several packets
+
 // As much as experience says is there: a peer that sends one packet and waits is read once and not asked again in vain;
 // one that sends many is read in ever larger batches, as long as they hold few messages: one of full packets would keep
 // the other peers from being read. What is left makes the loop come back at once; it is left when
@@ -141,7 +143,7 @@ bool connection_read_batch(Connection *connection) {
     connection->batches++;
     if (more && !largest)
         connection->batch_power++;
-    if (more && connection->messages > kMessagesPerRead && connection->batch_power > 0)
+    if (more && connection->messages > kMessagesPerRead)
         connection->batch_power--;
     if (!more)
         connection->batch_power = 0;
