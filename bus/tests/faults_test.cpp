@@ -265,6 +265,25 @@ TEST_F(FaultsBetween, ASendThatFailsIsTriedAgain) {
     EXPECT_EQ(client_closed, 0);
 }
 
+TEST_F(FaultsBetween, ASendOfSeveralThatFailsIsTriedAgain) {
+    begin("");
+    EXPECT_TRUE(lists());
+    CapturedTrace trace;
+    bus::faults_read("send:1");
+    request_t *requests[2];
+    for (request_t *&r : requests) {
+        r = request_create_executeFunction(KEX_BUILTIN_PATH, KEX_BUILTIN_LIST, 0);
+        ASSERT_TRUE(kex_sendRequest(client, peer, r));
+    }
+    for (request_t *r : requests) {
+        EXPECT_TRUE(turn_until({server, client}, [&] { return request_reply(r) != nullptr; }));
+        EXPECT_THAT(lines_of(r), ElementsAre(HasSubstr("value list")));
+        request_destroy(r);
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("fault on request: send:1"));
+    EXPECT_EQ(client_closed, 0);
+}
+
 // It is not tried at each request meanwhile, however much has come together.
 TEST_F(FaultsBetween, MuchThatWaitsForASecondAttemptIsSentThen) {
     begin("");

@@ -116,6 +116,24 @@ TEST_F(Lanes, HostsOwnTimersDoNotStandBehindPeers) {
     turn_until_idle({bus});
 }
 
+// There is nothing of the host left that could come behind them.
+TEST_F(Lanes, HostsOnlyTimerThatIsLongerThanATurnKeepsNoPeerWaiting) {
+    RawPeer &raw = connect();
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, [](kex_timer_t *) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::nanoseconds(2 * bus::kTurnRunning);
+        while (std::chrono::steady_clock::now() < end)
+            ;
+        served::log.push_back("timer");
+    });
+    kex_timer_start(timer, 0);
+    EXPECT_TRUE(turn_until({bus}, [] { return has("timer"); }));
+    ASSERT_TRUE(raw.send(note(1)));
+    turn_until_idle({bus});
+    EXPECT_THAT(served::log, ElementsAre("timer", "note 1"));
+    kex_timer_destroy(timer);
+}
+
 TEST_F(Lanes, HostsOwnWatchesKeepNoPeerWaiting) {
     constexpr int kTurns = 10; // one to read it, one to run it, and more
     RawPeer &raw = connect();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Each allocation of whole scenarios fails once: the answer is no, nothing crashes, nothing is left behind.
+#include "base/faults.h"
 #include "base/trace.h"
 #include "calls/handle.h"
 #include "kex_tap.h"
@@ -300,6 +301,25 @@ TEST_F(Memory, LostRequestSaysWhyItsConnectionEnds) {
     EXPECT_THAT(trace.text(), HasSubstr("refused this process: a request to it is lost: out of memory"));
 }
 
+// Without it the call would be another one; and the one that is lost ends its connection.
+TEST_F(Memory, RequestWithoutMemoryForAParameterIsNotSent) {
+    set_trace_level("0");
+    Connected both(scratch);
+    const std::string name(1000, 'x'); // finds no room in the request's own block
+    const variant_t one = u32(1);
+    request_t *r = request_create_executeFunction("M", "whole", 0);
+    {
+        const FailingAllocation failing(1);
+        EXPECT_FALSE(request_addParameter(r, name.c_str(), &one));
+        EXPECT_TRUE(failing.has_failed());
+    }
+    EXPECT_FALSE(kex_sendRequest(both.client, both.peer, r));
+    request_destroy(r);
+    both.turns();
+    EXPECT_EQ(both.closed_at_server, 1);
+    EXPECT_EQ(both.closed_at_client, 1);
+}
+
 // Taps only look: nobody's call is worth less because a tap has lost its copy.
 TEST_F(Memory, LostTapCopyEndsNoConnection) {
     set_trace_level("0");
@@ -499,6 +519,32 @@ TEST_F(Memory, ANewTapThatLosesItsFirstRecordIsToldSoFirst) {
         kex_tap_close(tap);
     }
     EXPECT_TRUE(lost) << "none of these allocations was that of the first record";
+}
+
+TEST_F(Memory, ANewTapThatLosesItsFirstTwoRecordsIsToldOfBoth) {
+    set_trace_level("0");
+    bool told = false;
+    for (uint32_t n = 1; n < 12 && !told; n++) {
+        Connected both(scratch);
+        kex_tap_t *tap = kex_tap_open(uri.c_str(), nullptr, 0);
+        ASSERT_NE(tap, nullptr);
+        bus::faults_read(("memory:" + std::to_string(n) + ",memory:" + std::to_string(n + 1)).c_str());
+        for (int i = 0; i < 4; i++)
+            kex_dispatch(both.server);
+        bus::faults_read(nullptr);
+        RawPeer raw(socket);
+        EXPECT_TRUE(raw.send(hello()));
+        both.turns();
+        kex_tap_record_t record;
+        ASSERT_EQ(kex_tap_next(tap, &record), 1);
+        if (record.kind == KEX_TAP_LOST && record.lost == 2) {
+            told = true;
+            EXPECT_EQ(kex_tap_next(tap, &record), 1);
+            EXPECT_STREQ(record.from.name, "raw");
+        }
+        kex_tap_close(tap);
+    }
+    EXPECT_TRUE(told) << "no two of these allocations were those of the first records";
 }
 
 } // namespace

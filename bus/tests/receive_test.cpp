@@ -263,7 +263,6 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
         connect();
     const TableSize table(600);
     show_table(*raws[0], 600);
-    const size_t before = open_descriptors();
     {
         const TableSize in_flight(4096); // a user has no more of them than a process may hold
         for (auto &raw : raws) {
@@ -271,11 +270,17 @@ TEST_F(Receive, ProcessThatHoldsManyDescriptorsLeavesRoomForNewcomers) {
                 ASSERT_TRUE(raw->send(with_many, std::vector<int>(kEach, STDIN_FILENO)));
         }
     }
+    raws.back()->close(); // what it has sent waits as well
+    RawPeer newcomer(socket);
+    ASSERT_TRUE(newcomer.send(hello()));
+    const size_t before = open_descriptors() + 1; // the bus's of the newcomer
     for (int turn = 0; turn < 4; turn++)
         kex_dispatch(bus);
     EXPECT_LT(calls, 7u) << "else nothing is tested";
     EXPECT_LE(most - before, 128u + kEach) << "the limit, passed by one message";
     EXPECT_TRUE(turn_until({bus}, [] { return calls == 14; })) << "the rest follows";
+    turn_until_idle({bus});
+    EXPECT_EQ(newcomer.receive_all().size(), 1u);
 }
 
 // ----------------------------------------------------------------------------------------- Several in one packet

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // System calls that fail, each once: what is left of a call, a connection, a listener, the loop and the trace.
 #include "base/closer.h"
+#include "base/limits.h"
 #include "base/trace.h"
 #include "base/trace_output.h"
 #include "kex_tap.h"
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -20,6 +22,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace support;
 using testing::ElementsAre;
@@ -116,6 +119,30 @@ TEST_F(SystemCalls, AllThatLiesHereForOneThatHasGoneIsDropped) {
     EXPECT_EQ(trace.text(), "");
 }
 
+// Until its end is read, nothing more is made for it.
+TEST_F(SystemCalls, RequestToOneThatHasGoneIsNotQueued) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    peer_t *peer = peer_of(raw, server);
+    raw.receive_all();
+    request_t *requests[2];
+    for (request_t *&r : requests)
+        r = request_create_executeFunction("a", "b", 0);
+    ASSERT_TRUE(kex_sendRequest(server, peer, requests[0]));
+    {
+        const FailingCall failing("send", EPIPE);
+        kex_dispatch(server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    CapturedTrace trace;
+    EXPECT_FALSE(kex_sendRequest(server, peer, requests[1]));
+    EXPECT_THAT(trace.text(), HasSubstr("request 'b' of 'a' to 'raw'"));
+    turn_until_idle();
+    EXPECT_TRUE(raw.receive_all().empty());
+    for (request_t *r : requests)
+        request_destroy(r);
+}
+
 // Eight packets of sixteen messages fit into a batch: six of them leave together.
 TEST_F(SystemCalls, AsManyDescriptorsAsMayWaitLeaveByOneSystemCall) {
     constexpr uint32_t kCalls = 96;
@@ -177,6 +204,22 @@ TEST_F(SystemCalls, DescriptorsInARowAreClosedByOneSystemCall) {
     close(null_device);
 }
 
+TEST_F(SystemCalls, KernelThatClosesNoRowsClosesOneAfterTheOther) {
+    constexpr int kRow = 100; // numbers that nothing else has here
+    const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int row[] = {kRow, kRow + 1, kRow + 2};
+    for (const int fd : row)
+        ASSERT_EQ(dup2(null_device, fd), fd);
+    {
+        const FailingCall failing("close_range", ENOSYS);
+        bus::foreign_descriptors_close(row, 3);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    for (const int fd : row)
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1) << fd;
+    close(null_device);
+}
+
 TEST_F(SystemCalls, NewcomerIsTakenInAfterAnInterruption) {
     for (int error : {EINTR, ECONNABORTED}) {
         RawPeer raw(socket);
@@ -225,6 +268,21 @@ TEST_F(SystemCalls, WhoseUserIsNotKnownMayNotConnect) {
     EXPECT_THAT(trace.text(), HasSubstr("user 4294967295 listens at '"));
 }
 
+// As those in another namespace: the limit of one process is not theirs together.
+TEST_F(SystemCalls, NewcomersWhoseProcessIsNotKnownAreNotCountedAsOne) {
+    std::vector<std::unique_ptr<RawPeer>> raws;
+    for (uint32_t i = 0; i <= bus::kMaxPeersOfProcess; i++) {
+        raws.push_back(std::make_unique<RawPeer>(socket));
+        raws.back()->send(hello());
+        const FailingCall failing("getsockopt", EIO, 2); // behind the look at its user
+        turn_until_idle();
+        EXPECT_TRUE(failing.has_failed());
+        const auto answer = raws.back()->receive();
+        ASSERT_TRUE(answer.has_value()) << i;
+        EXPECT_EQ(kind_of(*answer), kHello) << i;
+    }
+}
+
 // Without the size of its buffers nothing is known to fit.
 TEST_F(SystemCalls, ConnectionWithoutBuffersSendsNothing) {
     CapturedTrace trace;
@@ -237,6 +295,49 @@ TEST_F(SystemCalls, ConnectionWithoutBuffersSendsNothing) {
     turn_until_idle();
     EXPECT_THAT(served::log, ElementsAre());
     EXPECT_THAT(echo(), ElementsAre(kAnswer)) << "others do";
+}
+
+// Its records leave as they would if each of them filled a packet.
+TEST_F(SystemCalls, TapWithoutBuffersGetsEachRecordInAPacketOfItsOwn) {
+    RawPeer tap(socket);
+    {
+        const FailingCall failing("getsockopt", EIO, 3); // behind two looks at its user
+        kex_dispatch(server);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    tap.send(Packet(kTapHello).text("tap"));
+    turn_until_idle();
+    size_t records = 0;
+    for (auto packet = tap.receive_packet(); packet && !packet->empty(); packet = tap.receive_packet()) {
+        EXPECT_EQ(messages_of(*packet).size(), 1u);
+        records += kind_of(*packet) == kTapRecord;
+    }
+    EXPECT_EQ(records, 2u) << "that it watches, and who is there already";
+}
+
+// Then it sleeps in a poll.
+TEST_F(SystemCalls, WaitGoesOnAlthoughItsReceiveCannotSleep) {
+    const struct {
+        const char *name;
+        uint32_t n;
+    } rows[] = {{"setsockopt", 1}, {"fcntl", 1}, {"fcntl", 2}};
+    for (const auto &one : rows) {
+        kex_t *own = kex_create("own");
+        peer_t *peer = connect(own);
+        support::turn_until_idle({own, server});
+        request_t *r = request_create_executeFunction("Probe", "note", 0);
+        ASSERT_TRUE(kex_sendRequest(own, peer, r));
+        kex_dispatch(own);
+        support::turn_until_idle({server});
+        {
+            const FailingCall failing(one.name, EPERM, one.n);
+            EXPECT_TRUE(kex_waitForReply(own, r, nullptr)) << one.name << " " << one.n;
+            EXPECT_TRUE(failing.has_failed()) << one.name << " " << one.n;
+        }
+        request_destroy(r);
+        kex_destroy(own);
+        turn_until_idle();
+    }
 }
 
 TEST_F(SystemCalls, UnknownSizeOfTheTableCostsNoCall) {

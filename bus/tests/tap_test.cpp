@@ -215,6 +215,57 @@ TEST_F(Tap, SlowOneLosesCopiesThatAreCountedAndSlowsNobody) {
     EXPECT_GT(seen, 10u);
 }
 
+// Fifteen wait, and fill the queue but for 9 KiB. One that leaves makes room for another, but not for the record of the loss
+// in front of it.
+TEST_F(Tap, CopyThatDoesNotFitBehindTheRecordOfALossIsCountedToo) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle();
+    read_all();
+    const Packet large =
+        Packet(kOneWayCall, 1).text("Probe").text("note").byte(1).text("text").byte(0).text(std::string(69100, 'x'));
+    size_t sent = 0;
+    size_t seen = 0;
+    size_t lost = 0;
+    const auto call = [&](const Packet &packet) {
+        ASSERT_TRUE(raw.send(packet));
+        turn_until_idle();
+        sent++;
+    };
+    const auto read_one = [&] {
+        kex_tap_record_t record;
+        if (kex_tap_next(tap, &record) != 1)
+            return false;
+        lost += record.lost;
+        seen += record.kind == KEX_TAP_CALL || record.kind == KEX_TAP_ONE_WAY_CALL;
+        return true;
+    };
+    for (int i = 0; i < 60; i++)
+        call(large);
+    for (int i = 0; i < 4; i++) {
+        EXPECT_TRUE(read_one());
+        turn_until_idle();
+        call(large);
+    }
+    while (read_one())
+        turn_until_idle();
+    call(Packet(kOneWayCall, 1).text("Probe").text("note").byte(0));
+    while (read_one())
+        turn_until_idle();
+    EXPECT_GT(lost, 0u);
+    EXPECT_EQ(seen + lost, sent);
+}
+
+TEST_F(Tap, PacketOfRecordsHasSixtyFourAtMost) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    turn_until_idle();
+    read_all();
+    ASSERT_TRUE(raw.send(together(std::vector<Packet>(64, support::call(1, "Probe", "note")))));
+    turn_until_idle();
+    EXPECT_EQ(read_all().size(), 128u) << "with the replies";
+}
+
 // The last record of a tap that was not taken.
 std::string refusal_of(kex_tap_t *tap) {
     kex_tap_record_t record;
@@ -510,8 +561,11 @@ private:
 
 TEST_F(RogueListener, WhatIsNoRecordEndsTheTap) {
     const std::string good = call(7, "Probe", "note").bytes();
-    for (const std::string &sent : {std::string("rubbish"), record("rubbish").bytes(),
-                                    record(good.substr(0, good.size() - 1)).bytes(), record(good).bytes() + "x"}) {
+    const std::string without_its_argument = Packet(kCall, 7).text("Probe").text("note").byte(1).bytes();
+    for (const std::string &sent :
+         {std::string("rubbish"), record("rubbish").bytes(), record(good.substr(0, good.size() - 1)).bytes(),
+          record(good).bytes() + "x", record(without_its_argument).bytes(),
+          Packet(kTapRecord).word(KEX_TAP_CALL).bytes()}) {
         std::unique_ptr<RawPeer> listener;
         kex_tap_t *tap = tapped(listener);
         ASSERT_NE(tap, nullptr);
@@ -535,6 +589,25 @@ TEST_F(RogueListener, RecordsOfAListenerThatIsGoneAreRead) {
     EXPECT_EQ(line_of(shown), "call from>to #7 Probe.note");
     EXPECT_EQ(kex_tap_next(tap, &shown), -1);
     kex_tap_close(tap);
+}
+
+// In the turn in which its end is read: what is left of it waits to be run.
+TEST_F(Tap, ALateOneIsNotToldOfWhomHasGone) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    RawPeer late(socket);
+    turn_until_idle();
+    late.receive_all();
+    raw.close();
+    late.send(Packet(kTapHello).text("late"));
+    kex_dispatch(server);
+    turn_until_idle();
+    std::vector<std::string> before;
+    for (const std::string &record : late.receive_all()) {
+        if (record.find("before") != std::string::npos)
+            before.push_back(record.find("raw") != std::string::npos ? "raw" : "another");
+    }
+    EXPECT_THAT(before, ElementsAre("another"));
 }
 
 // Its end is read, and what a peer has sent in the same turn.

@@ -143,6 +143,25 @@ TEST_F(Wait, FailsAtOnceWhenThePeerCloses) {
     EXPECT_TRUE(turn_until([] { return !served::log.empty(); })) << "the call from before is not lost";
 }
 
+// The kernel tells of the reset in front of the end.
+TEST_F(Wait, FailsAtOnceWhenThePeerClosesWithoutReading) {
+    request_t *unread = request_create_executeFunction("Theirs", "unread", 0);
+    ASSERT_TRUE(kex_sendRequest(server, plugin, unread));
+    kex_dispatch(server);
+    raw.close();
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(lines_of(request), ElementsAre("error 65541 Peer closed: the peer is gone"));
+    request_destroy(unread);
+}
+
+TEST_F(Wait, FailsAtOnceWhenItsReadFails) {
+    CapturedTrace trace;
+    bus::faults_read("receive:1");
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    bus::faults_read(nullptr);
+    EXPECT_THAT(lines_of(request), ElementsAre("error 65541 Peer closed: Cannot allocate memory"));
+}
+
 TEST_F(Wait, FailsAtOnceWhenThePeerSendsRubbish) {
     raw.send("rubbish");
     EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
@@ -229,6 +248,24 @@ TEST_F(Wait, SleepsInAPollWhenItIsShortOrByAnotherClock) {
     polls = 0;
     EXPECT_FALSE(kex_waitForReply(server, request, &second));
     EXPECT_GE(polls, 1);
+}
+
+// What a packet brings must find room: that is looked after before a read.
+TEST_F(Wait, SleepsInAPollWhereAPacketMayBringMoreThanFits) {
+    const TableSize low(open_descriptors() + 150);
+    kex_t *own = kex_create("own"); // has not seen a larger table
+    peer_t *peer = connect(own);
+    support::turn_until_idle({own, server});
+    request_t *r = request_create_executeFunction("Probe", "note", 0);
+    ASSERT_TRUE(kex_sendRequest(own, peer, r));
+    kex_dispatch(own);
+    support::turn_until_idle({server});
+    polls = 0;
+    EXPECT_TRUE(kex_waitForReply(own, r, nullptr));
+    EXPECT_GE(polls, 1);
+    request_destroy(r);
+    kex_destroy(own);
+    turn_until_idle();
 }
 
 TEST_F(Wait, ShowsAfterTwoSecondsAndEveryTen) {
@@ -342,6 +379,16 @@ TEST_F(Wait, PeerThatSendsTooMuchMeanwhileIsBrokenOff) {
     EXPECT_THAT(lines_of(request), ElementsAre(HasSubstr("it sent too much while its reply was waited for")));
     turn_until_idle();
     EXPECT_EQ(served::log.size(), 1024u) << "what it had sent within the limit still runs";
+}
+
+TEST_F(Wait, PeerThatSendsTooManyDescriptorsMeanwhileIsBrokenOff) {
+    const Packet with_many = Packet(kOneWayCall, 10).text("Probe").text("note").byte(1).text("fds").descriptor_list(64);
+    for (int i = 0; i < 2; i++)
+        ASSERT_TRUE(raw.send(with_many, std::vector<int>(64, STDIN_FILENO)));
+    EXPECT_FALSE(kex_waitForReply(server, request, nullptr));
+    EXPECT_THAT(lines_of(request), ElementsAre(HasSubstr("it sent too much while its reply was waited for")));
+    turn_until_idle();
+    EXPECT_EQ(served::log.size(), 2u) << "what it had sent until the limit of 128 was reached still runs";
 }
 
 TEST_F(Wait, FloodDuringAWaitForSomebodyElseIsLeftAlone) {
