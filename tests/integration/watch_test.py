@@ -213,7 +213,7 @@ def test_names_that_never_show_are_said(system):
     # A short look says it at its end. It has heard of the process only, not of what it registered before.
     assert (
         "voicectl: nothing of a plugin 'fxs9' so far; seen: fxs_plugin\n"
-        in run(system, "watch", "--plugin", "fxs9", "--for", "0.1")[2]
+        in run(system, "watch", "--plugin", "fxs9", "--for", "1")[2]
     )
 
 
