@@ -21,7 +21,6 @@ constexpr int32_t kOddlyLate = -kMostWait;
 constexpr int32_t kSameJump = 800;  // two packets in a row are that far off alike: time has begun anew
 constexpr int32_t kMargin = 80;     // samples that the latest packet is to come before its time
 constexpr int32_t kTolerated = 120; // samples by which the wait may be wrong
-constexpr uint64_t kWindow = kSampleRate;
 
 uint32_t playing_point(const jitter_buffer *buffer) {
     return static_cast<uint32_t>(buffer->position) + buffer->base - static_cast<uint32_t>(buffer->lead);
@@ -60,35 +59,12 @@ void stream_begin(jitter_buffer *buffer, const jitter_settings *settings, uint32
 
 // ---------------------------------------------------------------------------------------------------------- Adapting
 
-void windows_reset(jitter_buffer *buffer) {
-    for (uint32_t i = 0; i < kJitterWindows; i++) {
-        buffer->earliest[i] = INT32_MIN;
-        buffer->latest[i] = INT32_MAX;
-    }
-    buffer->window_count = 0;
-}
-
-// The earliest arrival of all windows, and the latest.
-int32_t earliest_of_all(const jitter_buffer *buffer) {
-    int32_t earliest = buffer->earliest[0];
-    for (int32_t each : buffer->earliest)
-        earliest = each > earliest ? each : earliest;
-    return earliest;
-}
-
-int32_t latest_of_all(const jitter_buffer *buffer) {
-    int32_t latest = buffer->latest[0];
-    for (int32_t each : buffer->latest)
-        latest = each < latest ? each : latest;
-    return latest;
-}
-
 // The wait is that of the earliest packets, so that the latest ones still come in time.
 void wait_compare(jitter_buffer *buffer, const jitter_settings *settings) {
-    int32_t wanted = earliest_of_all(buffer) - latest_of_all(buffer) + kMargin;
+    int32_t wanted = arrival_windows_earliest(&buffer->arrivals) - arrival_windows_latest(&buffer->arrivals) + kMargin;
     const int32_t shortest = static_cast<int32_t>(settings->shortest_ms * kPerMs);
     wanted = wanted < shortest ? shortest : wanted > kMostWait ? kMostWait : wanted;
-    const int32_t wrong = buffer->earliest[0] + buffer->lead - wanted;
+    const int32_t wrong = buffer->arrivals.earliest[0] + buffer->lead - wanted;
     const int32_t most = static_cast<int32_t>(settings->rate * kPerMs);
     buffer->due = 0;
     if (wrong > kTolerated)
@@ -99,28 +75,18 @@ void wait_compare(jitter_buffer *buffer, const jitter_settings *settings) {
 
 // Of a fixed wait: when not even the earliest packet of a second had one, all are late for good.
 void wait_restore(jitter_buffer *buffer, const jitter_settings *settings) {
-    if (buffer->earliest[0] + buffer->lead < 0)
-        buffer->lead = static_cast<int32_t>(settings->nominal_ms * kPerMs) - buffer->earliest[0];
+    if (buffer->arrivals.earliest[0] + buffer->lead < 0)
+        buffer->lead = static_cast<int32_t>(settings->nominal_ms * kPerMs) - buffer->arrivals.earliest[0];
 }
 
-void window_note(jitter_buffer *buffer, const jitter_settings *settings, int32_t transit, uint64_t arrival) {
-    if (buffer->window_count == 0) {
-        buffer->window_from = arrival;
-        buffer->earliest[0] = buffer->latest[0] = transit;
-    }
-    buffer->window_count++;
-    buffer->earliest[0] = transit > buffer->earliest[0] ? transit : buffer->earliest[0];
-    buffer->latest[0] = transit < buffer->latest[0] ? transit : buffer->latest[0];
-    if (arrival < buffer->window_from + kWindow)
+void arrival_note(jitter_buffer *buffer, const jitter_settings *settings, int32_t transit, uint64_t arrival) {
+    if (!arrival_windows_note(&buffer->arrivals, transit, arrival))
         return;
     if (settings->adapts)
         wait_compare(buffer, settings);
     else
         wait_restore(buffer, settings);
-    constexpr size_t kOthers = (kJitterWindows - 1) * sizeof buffer->earliest[0];
-    memmove(buffer->earliest + 1, buffer->earliest, kOthers);
-    memmove(buffer->latest + 1, buffer->latest, kOthers);
-    buffer->window_count = 0;
+    arrival_windows_next(&buffer->arrivals);
 }
 
 // Leaves a period out, or plays one twice. @return the samples it has written: kJoinSamples, or none for lack of sound
@@ -180,13 +146,13 @@ void step_back(jitter_buffer *buffer, uint32_t timestamp) {
     const int32_t back = distance(timestamp, playing_point(buffer));
     if (back <= 0)
         return;
-    const bool is_too_late = earliest_of_all(buffer) + buffer->lead + back > kMostWait;
+    const bool is_too_late = arrival_windows_earliest(&buffer->arrivals) + buffer->lead + back > kMostWait;
     const bool is_alone = is_too_late && !buffer->too_late;
     buffer->too_late = is_alone;
     if (is_alone)
         return;
     if (is_too_late)
-        windows_reset(buffer);
+        arrival_windows_reset(&buffer->arrivals);
     buffer->lead += back;
 }
 
@@ -244,7 +210,7 @@ void jitter_buffer_restart(jitter_buffer *buffer, uint64_t position) {
     buffer->started = buffer->heard = buffer->odd = buffer->too_late = false;
     buffer->position = position;
     buffer->due = 0;
-    windows_reset(buffer);
+    arrival_windows_reset(&buffer->arrivals);
 }
 
 bool jitter_buffer_put(jitter_buffer *buffer, const jitter_settings *settings, uint32_t timestamp,
@@ -264,7 +230,7 @@ bool jitter_buffer_put(jitter_buffer *buffer, const jitter_settings *settings, u
         transit = 0;
     }
     buffer->odd = false;
-    window_note(buffer, settings, transit, arrival);
+    arrival_note(buffer, settings, transit, arrival);
     const bool newest = distance(buffer->end, timestamp + count) > 0;
     if (newest && settings->adapts && transit + buffer->lead < 0)
         step_back(buffer, timestamp);

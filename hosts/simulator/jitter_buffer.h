@@ -18,10 +18,10 @@
 
 #include <stdint.h>
 
+#include "arrival_windows.h"
 #include "concealment.h"
 
 constexpr uint32_t kJitterRing = 4096;   // samples, a power of two: 512 ms
-constexpr uint32_t kJitterWindows = 8;   // of a second each
 constexpr uint32_t kJitterMostMs = 200;  // longest wait
 constexpr uint32_t kJitterLeastMs = 10;  // shortest that can be set
 constexpr uint32_t kJitterNormalMs = 40; // at the start, and the shortest, unless something else is set
@@ -51,20 +51,18 @@ struct jitter_counts {
 
 struct jitter_buffer {
     bool started;
-    bool heard;           // something of this stream has been played
-    uint64_t position;    // of the sampling clock: the next sample to be played
-    uint32_t base;        // RTP time less sampling clock, of the first packet
-    int32_t lead;         // by how much the first packet would wait: the playing point is position + base - lead
-    uint32_t end;         // RTP time behind the newest packet
-    uint32_t cleared;     // RTP time from which on the ring's marks count
-    bool odd;             // the packet before had a time far off
-    int32_t odd_transit;  // and that was how far
-    bool too_late;        // the newest packet was too late to be waited for
-    int32_t due;          // samples by which the wait is to change, at the next opportunity
-    uint64_t window_from; // sampling clock
-    uint32_t window_count;
-    int32_t earliest[kJitterWindows], latest[kJitterWindows]; // transit less base: the present window first
-    uint32_t packet;                                          // samples of the newest packet
+    bool heard;               // something of this stream has been played
+    uint64_t position;        // of the sampling clock: the next sample to be played
+    uint32_t base;            // RTP time less sampling clock, of the first packet
+    int32_t lead;             // by how much the first packet would wait: the playing point is position + base - lead
+    uint32_t end;             // RTP time behind the newest packet
+    uint32_t cleared;         // RTP time from which on the ring's marks count
+    bool odd;                 // the packet before had a time far off
+    int32_t odd_transit;      // and that was how far
+    bool too_late;            // the newest packet was too late to be waited for
+    int32_t due;              // samples by which the wait is to change, at the next opportunity
+    arrival_windows arrivals; // transit less base
+    uint32_t packet;          // samples of the newest packet
     concealment gap;
     jitter_counts counts;
     int16_t samples[kJitterRing];
