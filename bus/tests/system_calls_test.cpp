@@ -469,9 +469,31 @@ TEST_F(SystemCalls, RequestIsSentAlthoughTheLoopCannotBeToldOfIt) {
 
 TEST_F(SystemCalls, TapThatCannotSayHelloIsNone) {
     char why[256] = "";
-    const FailingCall failing("send", EPIPE);
+    const FailingCall failing("send", ENOMEM);
     EXPECT_EQ(kex_tap_open(uri_of(socket).c_str(), why, sizeof why), nullptr);
-    EXPECT_THAT(why, HasSubstr("cannot tap '" + uri_of(socket) + "': Broken pipe"));
+    EXPECT_THAT(why, HasSubstr("cannot tap '" + uri_of(socket) + "': Cannot allocate memory"));
+}
+
+// A listener takes in and turns away as soon as somebody has connected.
+TEST_F(SystemCalls, TapThatIsTurnedAwayBeforeItsHelloSeesWhy) {
+    CapturedTrace trace;
+    kex_tap_t *tap;
+    {
+        const FailingCall failing("send", EPIPE);
+        tap = kex_tap_open(uri_of(socket).c_str(), nullptr, 0);
+        EXPECT_TRUE(failing.has_failed());
+    }
+    ASSERT_NE(tap, nullptr);
+    {
+        const FailingCall failing("getsockopt", EIO);
+        turn_until_idle();
+    }
+    kex_tap_record_t record;
+    ASSERT_EQ(kex_tap_next(tap, &record), 1);
+    EXPECT_EQ(record.kind, KEX_TAP_REFUSED);
+    EXPECT_STREQ(record.text, "its user may not connect");
+    EXPECT_EQ(kex_tap_next(tap, &record), -1);
+    kex_tap_close(tap);
 }
 
 TEST_F(SystemCalls, TapReadsOnAfterAnInterruptionAndEndsAtAnError) {
