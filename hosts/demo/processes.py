@@ -166,15 +166,14 @@ class Process:
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.pid}/fd"))
 
-    @property
-    def state(self):
-        """What the kernel says it does: "R" runs or could, "S" waits, "T" is stopped."""
-        return Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()[0]
-
     def freeze(self):
         """Stops it from running, as if the machine had no time for it."""
         self.child.send_signal(signal.SIGSTOP)
-        until(f"{self.name} stops", lambda: self.state == "T")
+
+        def stopped():
+            return Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()[0] == "T"
+
+        until(f"{self.name} stops", stopped)
 
     def thaw(self):
         self.child.send_signal(signal.SIGCONT)
