@@ -4,6 +4,7 @@
 #include "support/hostile.h"
 
 #include <algorithm>
+#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace support;
@@ -437,6 +438,21 @@ TEST_F(Hostile, PacketThatFillsALimitHalfway) {
     settle();
     EXPECT_EQ(served::log.size(), 18u * 60u) << "calls that came run, whole packets of them";
     request_destroy(r);
+    expect_alive();
+}
+
+TEST_F(Hostile, NothingMoreIsQueuedForOneThatReceivesNoMoreAndThatIsSaid) {
+    CapturedTrace trace;
+    auto raw = connected_peer();
+    peer_t *peer = peer_of(*raw, bus);
+    shutdown(raw->fd(), SHUT_RD);
+    for (const bool queued : {true, false}) { // with the first one it shows
+        request_t *r = request_create_executeFunction("a", "b", 0);
+        EXPECT_EQ(kex_sendRequest(bus, peer, r) != 0, queued);
+        request_destroy(r);
+        settle();
+    }
+    EXPECT_THAT(trace.text(), HasSubstr("not queued: it receives no more"));
     expect_alive();
 }
 

@@ -88,11 +88,13 @@ request_t *request_find(const Peer *peer, uint32_t serial) {
     return r != nullptr && r->state == RequestState::left ? r : nullptr;
 }
 
-// Null: it does not fit, or the queue is full, which `why` tells.
+// Null, and why.
 OutMessage *request_write(const request_t *r, Connection *connection, const char *&why) {
     wire::Writer writer = output_begin(connection);
     wire::call_write(writer, r->serial, r->flags, r->path, r->function, r->parameters);
-    why = writer.why != nullptr ? writer.why : "the queue is full";
+    why = writer.why != nullptr                ? writer.why
+          : connection_is_writable(connection) ? "the queue is full"
+                                               : "it receives no more";
     return output_add(connection, writer, 1);
 }
 
