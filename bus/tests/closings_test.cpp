@@ -187,9 +187,9 @@ TEST_F(Closer, BeyondTheLimitNothingMoreOfTheSendersIsTakenInAndNobodyNew) {
         kex_dispatch(bus);
         EXPECT_THAT(served::log, ElementsAre("echo")) << "what brings no descriptor";
         EXPECT_EQ(newcomer.receive(), std::nullopt);
-        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 100) << "nobody is busy meanwhile";
+        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 50) << "nobody is busy meanwhile";
         raw.close();
-        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 100) << "nor when the one that waits goes";
+        EXPECT_LT(turns_within(std::chrono::milliseconds(100)), 50) << "nor when the one that waits goes";
         stuck.clear(); // resets them
         wait_for_closings();
         EXPECT_TRUE(turn_until({bus}, [&] { return served::log.size() == 2; })) << "now it is taken";
