@@ -46,8 +46,8 @@ endfunction()
 # tests it, and links what is tested.
 add_library(voice_tested_flags INTERFACE)
 add_library(voice_test_flags INTERFACE)
-# Lines of what is tested for the sanitizers' reports, and no more: Debug is for debuggers, and GoogleTest names the lines of tests.
-target_compile_options(voice_tested_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:$<IF:$<BOOL:${CMAKE_CROSSCOMPILING}>,-g0,-g1>>)
+# Lines of what is tested for the sanitizers' reports, and no more: Debug is for debuggers. GoogleTest names those of tests.
+target_compile_options(voice_tested_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:-g1>)
 if(VOICE_FUZZ)
     # Optimized: here the time goes into running.
     target_compile_options(voice_tested_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined
