@@ -959,13 +959,31 @@ static inline int voice_endpoint_codec(const libvoice_endpoint_t *entry, uint32_
     memcpy(codec, &entry->codec_list[index], sizeof *codec);
     return 1;
 }
-/** Application: the best codec of one endpoint that the other one offers too. @return no: they have none in common. */
+/** Whether a codec carries sound by itself. Comfort noise, events, tones, redundancy, data and fax go beside or instead. */
+static inline int voice_codec_is_audio(uint32_t codec) {
+    switch (codec) {
+    case LIBVOICE_CODEC_CN:
+    case LIBVOICE_CODEC_CLEARMODE:
+    case LIBVOICE_CODEC_TELEPHONE_EVENT:
+    case LIBVOICE_CODEC_TONE:
+    case LIBVOICE_CODEC_RED:
+    case LIBVOICE_CODEC_T38:
+        return 0;
+    default:
+        return 1;
+    }
+}
+
+/**
+ * Application: the best codec of one endpoint that the other one offers too, with which a call can begin: one that
+ * carries sound (voice_codec_is_audio). @return no: they have none in common.
+ */
 static inline int voice_endpoint_common_codec(const libvoice_endpoint_t *one, const libvoice_endpoint_t *other,
                                               voice_codec_t *codec) {
     voice_codec_t offered, taken;
     for (uint32_t i = 0; voice_endpoint_codec(one, i, &offered); i++)
         for (uint32_t k = 0; voice_endpoint_codec(other, k, &taken); k++)
-            if (offered.codec == taken.codec) {
+            if (offered.codec == taken.codec && voice_codec_is_audio(offered.codec)) {
                 *codec = offered;
                 return 1;
             }

@@ -674,6 +674,31 @@ TEST(RecordMedia, CodecsOfEndpointsAreCompared) {
     EXPECT_TRUE(voice_endpoint_codec(&one, LIBVOICE_ENDPOINT_CODECS - 1, &codec));
 }
 
+TEST(RecordMedia, CallBeginsWithSoundNotWithEventsThatBothKnow) {
+    const voice_codec_t event = {LIBVOICE_CODEC_TELEPHONE_EVENT, 101, VOICE_PTIME_20MS, 0};
+    libvoice_endpoint_t one = {}, other = {};
+    memcpy(&one.codec_list[0], &event, sizeof event);
+    memcpy(&one.codec_list[1], &kPcma, sizeof kPcma);
+    memcpy(&other.codec_list[0], &event, sizeof event);
+    one.num_of_codecs = 2;
+    other.num_of_codecs = 1;
+    voice_codec_t codec = {};
+    EXPECT_FALSE(voice_endpoint_common_codec(&one, &other, &codec)) << "nothing to be heard";
+    memcpy(&other.codec_list[1], &kPcma, sizeof kPcma);
+    other.num_of_codecs = 2;
+    EXPECT_TRUE(voice_endpoint_common_codec(&one, &other, &codec));
+    EXPECT_EQ(codec.codec, LIBVOICE_CODEC_PCMA + 0u);
+}
+
+TEST(RecordMedia, CodecsThatCarryNoSoundByThemselvesAreKnown) {
+    for (const uint32_t codec : {LIBVOICE_CODEC_CN, LIBVOICE_CODEC_CLEARMODE, LIBVOICE_CODEC_TELEPHONE_EVENT,
+                                 LIBVOICE_CODEC_TONE, LIBVOICE_CODEC_RED, LIBVOICE_CODEC_T38})
+        EXPECT_FALSE(voice_codec_is_audio(codec)) << codec;
+    for (const uint32_t codec : {LIBVOICE_CODEC_PCMU, LIBVOICE_CODEC_PCMA, LIBVOICE_CODEC_G722, LIBVOICE_CODEC_G729,
+                                 LIBVOICE_CODEC_AMR, LIBVOICE_CODEC_OPUS, LIBVOICE_CODEC_L16_8000})
+        EXPECT_TRUE(voice_codec_is_audio(codec)) << codec;
+}
+
 TEST(RecordMedia, DescriptorsAreClosedFromOneOn) {
     int32_t descriptors[LIBVOICE_DESCRIPTORS];
     int32_t *array = descriptors;

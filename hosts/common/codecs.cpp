@@ -40,20 +40,6 @@ const char *codec_name(uint32_t codec) {
     return text;
 }
 
-bool codec_is_audio(uint32_t codec) {
-    switch (codec) {
-    case LIBVOICE_CODEC_CN:
-    case LIBVOICE_CODEC_CLEARMODE:
-    case LIBVOICE_CODEC_TELEPHONE_EVENT:
-    case LIBVOICE_CODEC_TONE:
-    case LIBVOICE_CODEC_RED:
-    case LIBVOICE_CODEC_T38:
-        return false;
-    default:
-        return true;
-    }
-}
-
 const voice_codec_t *codec_by_name(const char *name) {
     for (const named_codec &row : kCodecs)
         if (strcasecmp(row.name, name) == 0)

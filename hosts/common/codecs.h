@@ -9,8 +9,6 @@
 
 /** The name of a codec number ("PCMA"), or "codec-<n>". Valid until the fourth next call. */
 const char *codec_name(uint32_t codec);
-/** Whether it carries a voice by itself; comfort noise, telephone events and redundancy go beside one. */
-bool codec_is_audio(uint32_t codec);
 /** The record of a codec by name, in any case of letters; null: unknown. */
 const voice_codec_t *codec_by_name(const char *name);
 /** The records of a list of names ("PCMA,PCMU,G722"). @return how many, or -1 for an unknown name or too many. */

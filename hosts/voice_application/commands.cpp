@@ -57,7 +57,7 @@ const char *line_show_messages(line *who, const char *count) {
 
 const char *line_change_codec(line *who, const char *name) {
     const voice_codec_t *wanted = name == nullptr ? nullptr : codec_by_name(name);
-    if (wanted != nullptr && !codec_is_audio(wanted->codec))
+    if (wanted != nullptr && !voice_codec_is_audio(wanted->codec))
         return command_error("%s carries no voice", codec_name(wanted->codec));
     call *it = who->calls[who->active];
     if (wanted == nullptr)

@@ -185,7 +185,7 @@ const char *media_choose_codec(const line *from, const line *to, voice_codec_t *
         bool allowed = the_plan.codec_count == 0;
         for (uint32_t k = 0; k < the_plan.codec_count; k++)
             allowed = allowed || the_plan.codecs[k] == offered.codec;
-        if (!allowed || !codec_is_audio(offered.codec) || !media_offers(from, offered.codec, &offered) ||
+        if (!allowed || !voice_codec_is_audio(offered.codec) || !media_offers(from, offered.codec, &offered) ||
             !media_offers(to, offered.codec, &taken))
             continue;
         *codec = offered;
