@@ -1,37 +1,39 @@
 /* SPDX-License-Identifier: MIT */
-/* The echo lines as a process. SIGTERM and SIGINT end it. */
+/* The echo lines as a process. SIGTERM and SIGINT end it, whatever the application does. */
 #include "echo_lines.h"
 #include "voice_start.h"
 
 #include <signal.h>
-#include <sys/signalfd.h>
+#include <sys/eventfd.h>
 
 static kex_t *bus;
+static int wish; /* an eventfd: a signal handler writes it, the loop reads it */
 
 static int32_t leave(uint32_t reason) {
     kex_stop(bus);
     return 0;
 }
-static void time_is_up(kex_timer_t *timer) {
-    kex_stop(bus);
-}
-/* A signal came. Leave is taken of the application without waiting: its answer is leave(). */
+/* Leave is taken of the application without waiting: its answer is leave(). */
 static void end(int fd, void *userdata) {
-    kex_timer_t *patience = kex_timer_create();
     kex_unwatch(bus, fd);
-    kex_timer_setHandler(patience, time_is_up);
-    kex_timer_start(patience, voice_plugin_leave() ? 1000 : 0);
+    if (!voice_plugin_leave())
+        kex_stop(bus);
+}
+/* The loop takes leave. The alarm is for one that does not come to it: a registration waits without a limit. */
+static void signal_came(int number) {
+    const uint64_t one = 1;
+    if (number != SIGALRM && write(wish, &one, sizeof one) > 0)
+        alarm(1);
+    else
+        kex_stop(bus);
 }
 static void peer_closed(kex_t *of, peer_t *peer, void *userdata) {
     echo_lines_lost(); /* the library connects again by itself */
 }
 
 int main(void) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, NULL);
+    const int signals[] = {SIGTERM, SIGINT, SIGALRM};
+    const struct sigaction action = {.sa_handler = signal_came, .sa_flags = SA_RESTART};
     bus = kex_create("echo_plugin");
     libvoice_callbacks_t callbacks = echo_lines_callbacks();
     callbacks.voice_plugin_exit = leave;
@@ -39,8 +41,11 @@ int main(void) {
     if (wrong != NULL)
         fprintf(stderr, "echo3: %s\n", wrong);
     kex_onPeerClosed(bus, peer_closed, NULL);
-    kex_watch(bus, signalfd(-1, &signals, SFD_CLOEXEC), NULL, end);
+    kex_watch(bus, wish = eventfd(0, EFD_CLOEXEC), NULL, end);
+    for (int i = 0; i < 3; i++)
+        sigaction(signals[i], &action, NULL);
     const int failed = wrong != NULL || kex_run(bus) != 0;
+    signal(SIGALRM, SIG_IGN); /* it would stop a bus that is no more */
     kex_destroy(bus);
     return failed;
 }

@@ -4,6 +4,7 @@
 
 import os
 import selectors
+import signal
 import subprocess
 import sys
 import tempfile
@@ -165,6 +166,18 @@ class Examples(unittest.TestCase):
         again.find("endpoint 1 echo3.ECHO2 number=302 codecs=PCMA,PCMU")
         echo.terminate()
         again.find("plugin echo3 left")
+
+    def test_echo_leaves_an_application_that_hangs(self):
+        """SIGTERM ends the driver of the guide also where its leave is not answered, or a registration waits."""
+        application = self.start("voice_application", "--no-stdin", KEX_TIME_FACTOR="1")
+        application.find_part("ready ")
+        registered = self.start("echo_plugin")
+        registered.find("ECHO2 registered")
+        application.process.send_signal(signal.SIGSTOP)
+        registered.terminate()
+        waiting = self.start("echo_plugin", KEX_TIME_FACTOR="1", traces=subprocess.STDOUT)
+        waiting.find_part("to answer 'register_plugin'")
+        waiting.terminate()
 
     def test_no_application(self):
         """Nobody to take leave of: it ends at once."""

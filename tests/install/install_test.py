@@ -72,7 +72,8 @@ class Install(unittest.TestCase):
         self.assertEqual((unlisted, missing), ([], []), "files that files.txt does not list, and rows without a file")
 
     def expect_plugin_works(self, plugin, environment=None):
-        """The outside plugin registers its line with the installed application, gets a dial tone, and leaves."""
+        """The outside plugin registers its line with the installed application, gets a dial tone, and leaves: also when
+        the application hangs."""
         with System(BIN) as system:
             application = system.start_application("--no-stdin")
             door = system.start("door", plugin, environment=environment)
@@ -83,6 +84,11 @@ class Install(unittest.TestCase):
             door.expect("^hears LIBVOICE_SIGNAL_cg_dt$")
             self.assertEqual(door.terminate(), 0)
             application.expect("^plugin door left$")
+            again = system.start("door", plugin, environment=environment)
+            again.expect("^registered in DE$")
+            application.freeze()
+            self.assertEqual(again.terminate(), 0)
+            application.thaw()
             self.assertEqual(application.terminate(), 0)
 
     def test_stage(self):
