@@ -278,6 +278,7 @@ class Install(unittest.TestCase):
             ["intercom.c"],
             ["echo_plugin.c", "echo_lines.c"],
             ["ring.c"],
+            ["display.c"],
         ):
             with self.subTest(sources[0]):
                 run(
