@@ -877,6 +877,16 @@ static inline const char *voice_media_read(uint32_t version, const uint32_t *wor
     return NULL;
 }
 
+/** The items of a record whose length stands `at`, and they behind it. None, where that is more than there is room for.
+ * For the functions below. */
+static inline voice_params_t voice_media_params(const void *record, size_t at) {
+    voice_params_t params = {(const uint8_t *)record + at + sizeof(uint32_t), 0};
+    memcpy(&params.length, (const uint8_t *)record + at, sizeof params.length);
+    if (params.length > VOICE_CNX_PARAMETER_BYTES)
+        params.length = 0;
+    return params;
+}
+
 /** Fills connection information for libvoice_create_media() and libvoice_modify_media(), without addresses. */
 static inline void voice_connection_begin(voice_cnx_info_t *info, const voice_media_t *media) {
     memset(info, 0, sizeof *info);
@@ -897,6 +907,10 @@ static inline const char *voice_connection_read(const void *cnx_info, voice_medi
     voice_cnx_info_t info;
     memcpy(&info, cnx_info, LIBVOICE_CNX_INFO_BYTES); /* at least that many are there */
     return voice_media_read(info.version, info.params, info.length, media);
+}
+/** All items of connection information, also those that voice_media_t has no place for. */
+static inline voice_params_t voice_connection_params(const void *cnx_info) {
+    return voice_media_params(cnx_info, offsetof(voice_cnx_info_t, length));
 }
 /** Reads the two addresses behind it: only with convert-media on. */
 static inline void voice_connection_addresses(const void *cnx_info, struct sockaddr_in *local,
@@ -929,6 +943,10 @@ static inline const char *voice_stream_read(const void *stream_info, voice_media
     *media = read;
     media->mode = info.mode;
     return NULL;
+}
+/** All items of stream information, as voice_connection_params(). */
+static inline voice_params_t voice_stream_params(const void *stream_info) {
+    return voice_media_params(stream_info, offsetof(voice_stream_info_t, length));
 }
 
 #define VOICE_STREAM_DESCRIPTORS 3 /**< Descriptors that libvoice_add_stream() sends, by their places below. */

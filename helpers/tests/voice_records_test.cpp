@@ -622,6 +622,28 @@ TEST(RecordMedia, ConnectionIsReadInBothDirections) {
     EXPECT_EQ(media.received.ptime, 20u) << "unless it is said";
 }
 
+TEST(RecordMedia, ItemsBesideTheVoiceAreFound) {
+    const std::string keys = integer(LIBVOICE_PARAM_sdp_dr_upstream_payload, 97);
+    uint32_t type = 0;
+    Buffer info(connection(media_items(3) + keys));
+    EXPECT_TRUE(
+        voice_params_get_u32(voice_connection_params(info.data()), LIBVOICE_PARAM_sdp_dr_upstream_payload, &type));
+    EXPECT_EQ(type, 97u);
+    Buffer stream(padded(words({1, 3, 1, 96}) + media_items(3) + keys, 712));
+    type = 0;
+    EXPECT_TRUE(
+        voice_params_get_u32(voice_stream_params(stream.data()), LIBVOICE_PARAM_sdp_dr_upstream_payload, &type));
+    EXPECT_EQ(type, 97u);
+
+    // A length from outside: the room is all that is read.
+    const std::string full = std::string(684, '\0') + keys;
+    Buffer largest(padded(words({1, 696}) + full, 704)), larger(padded(words({1, 697}) + full, 704));
+    EXPECT_EQ(voice_connection_params(largest.data()).length, 696u);
+    EXPECT_EQ(voice_connection_params(larger.data()).length, 0u);
+    Buffer longest(padded(words({1, 3, 1, 0xFFFFFFFFu}), 712));
+    EXPECT_EQ(voice_stream_params(longest.data()).length, 0u);
+}
+
 TEST(RecordMedia, BrokenConnectionsAreSaid) {
     const std::string good = media_items(3);
     const struct {
