@@ -4,6 +4,8 @@
 #ifndef VOICE_TEST_H
 #define VOICE_TEST_H
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <gmock/gmock.h>
 
@@ -88,6 +90,16 @@ inline std::string leave(const std::string &function) {
 }
 
 #define EXPECT_LOG_OF(function, ...) EXPECT_LINES(voice_test::log_of(function), __VA_ARGS__)
+
+// The same of its last lines, as many as are expected.
+inline void expect_end_of_log(const char *file, int line, const std::string &function,
+                              const std::vector<std::string> &expected) {
+    const std::vector<std::string> log = log_of(function);
+    const size_t count = std::min(expected.size(), log.size());
+    fake::expect_lines(file, line, expected, {log.end() - static_cast<ptrdiff_t>(count), log.end()});
+}
+
+#define EXPECT_END_OF_LOG_OF(function, ...) voice_test::expect_end_of_log(__FILE__, __LINE__, function, {__VA_ARGS__})
 
 // Fills a table entry as the voice application does when a plugin registers.
 inline voice_plugin_entry_t *have_plugin(unsigned index, const char *name, peer_t *peer) {
