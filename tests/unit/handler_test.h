@@ -28,6 +28,9 @@ inline std::string absent(const char *getter, const char *name) {
 inline std::string entry(const char *info) {
     return text("reply_addError(call1, 196640, \"Missing mandatory argument\", \"%s\")", info);
 }
+inline std::string entry_with(const char *sentence, const char *info) {
+    return text("reply_addError(call1, 196638, \"%s\", \"%s\")", sentence, info);
+}
 inline const std::string kTrue = "return_value = bool true", kFalse = "return_value = bool false",
                          kDestroyed = "fcall_destroy(call1)";
 

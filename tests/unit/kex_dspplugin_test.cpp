@@ -181,8 +181,7 @@ TEST_P(DspMakers, AMissingName) {
         EXPECT_EQ(call.run(GetParam().run), 2);
         expect_end({enter(function_),
                     empty ? plain("Char", "name", Value::without_value(VARIANT_TEXT)) : absent("Char", "name"),
-                    said("x", function_, "Missing 'name' parameter."),
-                    "reply_addError(call1, 196638, \"Missing 'name' parameter.\", \"name\")"},
+                    said("x", function_, "Missing 'name' parameter."), entry_with("Missing 'name' parameter.", "name")},
                    kFalse, function_);
         expect_settled(empty ? "without a value" : "missing");
     }
