@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What holds for all bus functions: a table without event callback keeps none of the others away, and whichever call of
-// the platform fails, what was promised is kept.
+// What holds for all bus functions: what a callback that fails comes to, a table without event callback that keeps none of the
+// others away, and what is kept whichever call of the platform fails.
 #include "kex_functions_fixture.h"
 
 namespace voice_test {
@@ -94,6 +94,28 @@ TEST_F(WithoutEventCallback, EveryOtherCallReachesItsCallback) {
         ++reached;
     }
     EXPECT_EQ(reached, 13);
+}
+
+class CallbackAnswer : public Handlers {};
+
+// On either side of 0. "init" ends the process then, "exit" and "event" tell their caller nothing of it.
+TEST_F(CallbackAnswer, AnyOtherThanZeroIsAFailure) {
+    int failed = 0;
+    for (const WholeCall &row : every_call()) {
+        if (row.called.empty() || row.run == __init || row.run == __exit || row.run == __EndPoint_event)
+            continue;
+        for (const int32_t result : {1, -1, INT32_MAX, INT32_MIN}) {
+            again();
+            host.result = result;
+            Call call;
+            row.fill(call.on(endpoint_object()));
+            EXPECT_EQ(call.run(row.run), 2) << row.name << " whose callback answers " << result;
+            EXPECT_THAT(bus().acts(), testing::Contains(row.called));
+            expect_settled(row.name);
+        }
+        ++failed;
+    }
+    EXPECT_EQ(failed, 11);
 }
 
 class NthFailure : public Handlers, public testing::WithParamInterface<WholeCall> {
