@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdint>
 #include <cstring>
 
 #include "identifier.h"
@@ -13,14 +12,7 @@ namespace voicectl {
 
 namespace {
 
-constexpr size_t kOrderWord = sizeof(uint32_t);
-constexpr size_t kOrderItemHead = 2 * kOrderWord; // identifier, length
-
-uint32_t order_word(const Bytes &bytes, size_t at) {
-    uint32_t word = 0;
-    std::memcpy(&word, bytes.data() + at, sizeof word);
-    return word;
-}
+constexpr size_t kOrderItemHead = 2 * kWordBytes; // identifier, length
 
 // Whether an item's value is made of words, whose bytes stand in the order of the machine that wrote them.
 bool has_words(uint32_t id) {
@@ -36,20 +28,31 @@ ByteOrder byte_order_here() {
     return std::endian::native == std::endian::little ? ByteOrder::little : ByteOrder::big;
 }
 
+uint32_t word_at(std::span<const uint8_t> bytes, size_t at) {
+    uint32_t word = 0;
+    std::memcpy(&word, bytes.data() + at, sizeof word);
+    return word;
+}
+
+void word_add(Bytes &bytes, uint32_t word) {
+    bytes.resize(bytes.size() + kWordBytes);
+    std::memcpy(bytes.data() + bytes.size() - kWordBytes, &word, kWordBytes);
+}
+
 void words_swap(Bytes &bytes, size_t at, size_t end) {
-    for (; at + kOrderWord <= end; at += kOrderWord)
+    for (; at + kWordBytes <= end; at += kWordBytes)
         std::reverse(bytes.begin() + static_cast<ptrdiff_t>(at),
-                     bytes.begin() + static_cast<ptrdiff_t>(at + kOrderWord));
+                     bytes.begin() + static_cast<ptrdiff_t>(at + kWordBytes));
 }
 
 void order_change(size_t head_bytes, Bytes &bytes, bool from_here) {
     size_t at = std::min(head_bytes, bytes.size());
     words_swap(bytes, 0, at);
     while (bytes.size() - at >= kOrderItemHead) {
-        const uint32_t before[] = {order_word(bytes, at), order_word(bytes, at + kOrderWord)};
+        const uint32_t before[] = {word_at(bytes, at), word_at(bytes, at + kWordBytes)};
         words_swap(bytes, at, at + kOrderItemHead);
-        const uint32_t id = from_here ? before[0] : order_word(bytes, at);
-        const uint64_t length = from_here ? before[1] : order_word(bytes, at + kOrderWord);
+        const uint32_t id = from_here ? before[0] : word_at(bytes, at);
+        const uint64_t length = from_here ? before[1] : word_at(bytes, at + kWordBytes);
         at += kOrderItemHead;
         const uint64_t padded = (length + 3) & ~uint64_t{3};
         if (padded > bytes.size() - at)

@@ -77,7 +77,7 @@ std::vector<int> inherited_read(const std::string &folder, const std::vector<std
     const std::optional<std::string_view> count = entry_value(environment, "LISTEN_FDS=");
     std::vector<int> types;
     int sockets = 0;
-    if (!count || !number_read(std::string(*count), sockets))
+    if (!count || !number_read(*count, sockets))
         return types;
     const std::string table = file_read(folder + "/net/unix");
     for (int i = kFirst; i < kFirst + std::min(sockets, kMost); i++) {

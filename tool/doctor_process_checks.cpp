@@ -23,7 +23,7 @@ constexpr int kErrorLevel = 100;
 std::string hidden_errors(const std::vector<std::string> &environment) {
     const auto hides = [](std::string_view text) {
         int level = kErrorLevel;
-        return number_read(std::string(text), level) && level < kErrorLevel;
+        return number_read(text, level) && level < kErrorLevel;
     };
     if (hides(entry_value(environment, "ZIL_TRACE_LEVEL=").value_or("")))
         return fmt::format("ZIL_TRACE_LEVEL={}", *entry_value(environment, "ZIL_TRACE_LEVEL="));

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "common.h"
 #include "identifier.h"
 #include "json.h"
+#include "numbers.h"
 #include "options.h"
 #include "record.h"
 #include "text.h"
@@ -38,20 +38,11 @@ bool has_part(std::string_view text, std::string_view part) {
     return std::search(text.begin(), text.end(), part.begin(), part.end(), same_letter) != text.end();
 }
 
-// "0x20090400", or in decimal.
-std::optional<uint32_t> number_of(std::string_view word) {
-    const bool hexadecimal = word.starts_with("0x") || word.starts_with("0X");
-    word.remove_prefix(hexadecimal ? 2 : 0);
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number, hexadecimal ? 16 : 10);
-    if (error != std::errc() || end != word.data() + word.size())
-        return std::nullopt;
-    return number;
-}
-
 bool word_fits(const libvoice_meaning &row, const std::string &word) {
-    return number_of(word) == row.number || package_of(row.name) == word || has_part(row.name, word) ||
-           has_part(row.meaning, word);
+    uint32_t number = 0;
+    if (number_read_in_base(word, number) && number == row.number)
+        return true;
+    return package_of(row.name) == word || has_part(row.name, word) || has_part(row.meaning, word);
 }
 
 int ids_show(const IdsOptions &options) {

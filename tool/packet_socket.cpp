@@ -17,6 +17,8 @@
 
 #include <fmt/format.h>
 
+#include "big_endian.h"
+
 namespace voicectl {
 
 namespace {
@@ -51,15 +53,7 @@ bool filter_attach(int descriptor, PortRange ports) {
 }
 
 uint16_t half_at(std::string_view bytes, size_t at) {
-    uint16_t value = 0;
-    std::memcpy(&value, bytes.data() + at, sizeof value);
-    return ntohs(value);
-}
-
-uint32_t word_at(std::string_view bytes, size_t at) {
-    uint32_t value = 0;
-    std::memcpy(&value, bytes.data() + at, sizeof value);
-    return ntohl(value);
+    return static_cast<uint16_t>(big_number(bytes.substr(at, sizeof(uint16_t))));
 }
 
 uint64_t time_of(msghdr &message) {
@@ -82,8 +76,8 @@ bool datagram_read(std::string_view bytes, Datagram &datagram) {
     const size_t length = half_at(bytes, head + 4);
     if (length < kUdpHead || length > bytes.size() - head)
         return false;
-    datagram.source = word_at(bytes, kSourceAt);
-    datagram.destination = word_at(bytes, kDestinationAt);
+    datagram.source = big_number(bytes.substr(kSourceAt, sizeof(uint32_t)));
+    datagram.destination = big_number(bytes.substr(kDestinationAt, sizeof(uint32_t)));
     datagram.source_port = half_at(bytes, head);
     datagram.destination_port = half_at(bytes, head + 2);
     datagram.payload = bytes.substr(head + kUdpHead, length - kUdpHead);

@@ -2,9 +2,7 @@
 #include "params_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <iterator>
 #include <optional>
 #include <span>
@@ -17,6 +15,7 @@
 #include "json.h"
 #include "libvoice_meanings.h"
 #include "libvoice_plugin.h"
+#include "numbers.h"
 #include "record.h"
 #include "text.h"
 #include "voice_records.h"
@@ -28,8 +27,6 @@ namespace {
 
 using voice::ValueType;
 
-constexpr size_t kWord = sizeof(uint32_t);
-
 // The words of a record's head in their order; the last one, the length, follows from the items.
 struct HeadWord {
     const char *name;
@@ -38,9 +35,9 @@ struct HeadWord {
 constexpr HeadWord kSignalHead[] = {{"endpoint"}, {"signal", true}, {"line"}, {"message"}, {"flags"}, {"pointer"}};
 constexpr HeadWord kEventHead[] = {{"endpoint"}, {"event", true}, {"line"}, {"pointer"}};
 constexpr HeadWord kSetHead[] = {{"pointer"}};
-static_assert((std::size(kSignalHead) + 1) * kWord == sizeof(voice_signal_t));
-static_assert((std::size(kEventHead) + 1) * kWord == sizeof(voice_event_t));
-static_assert((std::size(kSetHead) + 1) * kWord == sizeof(libvoice_param_set_t));
+static_assert((std::size(kSignalHead) + 1) * kWordBytes == sizeof(voice_signal_t));
+static_assert((std::size(kEventHead) + 1) * kWordBytes == sizeof(voice_event_t));
+static_assert((std::size(kSetHead) + 1) * kWordBytes == sizeof(libvoice_param_set_t));
 
 std::span<const HeadWord> head_of(ParamsForm form) {
     switch (form) {
@@ -63,18 +60,7 @@ RecordKind kind_of(ParamsForm form) {
 }
 
 size_t head_bytes(ParamsForm form) {
-    return form == ParamsForm::buffer ? 0 : (head_of(form).size() + 1) * kWord;
-}
-
-uint32_t word_get(const Bytes &bytes, size_t at) {
-    uint32_t word = 0;
-    std::memcpy(&word, bytes.data() + at, sizeof word);
-    return word;
-}
-
-void word_add(Bytes &bytes, uint32_t word) {
-    bytes.resize(bytes.size() + kWord);
-    std::memcpy(bytes.data() + bytes.size() - kWord, &word, kWord);
+    return form == ParamsForm::buffer ? 0 : (head_of(form).size() + 1) * kWordBytes;
 }
 
 // ------------------------------------------------------------------------------------------------ Values as text
@@ -109,24 +95,15 @@ std::optional<std::string> unquoted(std::string_view text) {
     return plain;
 }
 
-template <typename Number>
-std::optional<Number> number_in(std::string_view text) {
-    const bool hexadecimal = text.starts_with("0x");
-    text.remove_prefix(hexadecimal ? 2 : 0);
-    Number number = 0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number, hexadecimal ? 16 : 10);
-    if (error != std::errc() || stop != end)
-        return std::nullopt;
-    return number;
-}
-
 // A word, with or without a sign.
 std::optional<uint32_t> word_in(std::string_view text) {
-    if (!text.starts_with("-"))
-        return number_in<uint32_t>(text);
-    const std::optional<int32_t> below_zero = number_in<int32_t>(text);
-    return below_zero ? std::optional(static_cast<uint32_t>(*below_zero)) : std::nullopt;
+    uint32_t number = 0;
+    int32_t below_zero = 0;
+    if (number_read_in_base(text, number))
+        return number;
+    if (number_read(text, below_zero))
+        return static_cast<uint32_t>(below_zero);
+    return std::nullopt;
 }
 
 Bytes word_bytes(uint32_t word) {
@@ -200,7 +177,8 @@ std::optional<uint32_t> identifier_in(std::string_view text) {
     for (const libvoice_meaning &row : libvoice_meanings)
         if (text == row.name || text == voice::name_without_prefix(row.name))
             return row.number;
-    return number_in<uint32_t>(text);
+    uint32_t number = 0;
+    return number_read_in_base(text, number) ? std::optional(number) : std::nullopt;
 }
 
 // What an item means, behind its line.
@@ -213,8 +191,8 @@ std::string head_text(ParamsForm form, const Bytes &bytes) {
     std::string text;
     size_t at = 0;
     for (const HeadWord &word : head_of(form)) {
-        const uint32_t number = word_get(bytes, at);
-        at += kWord;
+        const uint32_t number = word_at(bytes, at);
+        at += kWordBytes;
         if (word.is_identifier) {
             const std::string_view meaning = short_meaning(number);
             text += fmt::format("{} = {}{}{}\n", word.name, identifier_text(number), meaning.empty() ? "" : "  # ",
@@ -278,7 +256,7 @@ public:
         word_add(items_, *id);
         word_add(items_, static_cast<uint32_t>(value->size()));
         items_.insert(items_.end(), value->begin(), value->end());
-        items_.resize((items_.size() + kWord - 1) / kWord * kWord);
+        items_.resize((items_.size() + kWordBytes - 1) / kWordBytes * kWordBytes);
         return items_.size() > kMostParamsBytes ? fmt::format("a record has {} bytes at most", kMostParamsBytes) : "";
     }
 
@@ -338,7 +316,7 @@ ParamsRead params_read(ParamsForm form, ByteOrder order, Bytes bytes) {
     read.problem = record.fault;
     if (read.problem.empty() && bytes.size() > std::max<size_t>(head_bytes(form), sizeof(libvoice_param_set_t))) {
         const size_t head = form == ParamsForm::buffer ? sizeof(libvoice_param_set_t) : head_bytes(form);
-        const uint32_t length = word_get(bytes, head - kWord);
+        const uint32_t length = word_at(bytes, head - kWordBytes);
         if (bytes.size() - head > length)
             read.problem = fmt::format("{} bytes behind the parameters", bytes.size() - head - length);
     }

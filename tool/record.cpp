@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "byte_order.h"
 #include "identifier.h"
 #include "libvoice_meanings.h"
 #include "libvoice_plugin.h"
@@ -23,12 +24,6 @@ using voice::ValueType;
 constexpr size_t kItemHead = 8;
 static_assert(offsetof(voice_signal_t, signal) == offsetof(voice_event_t, event));
 static_assert(offsetof(voice_signal_t, line) == offsetof(voice_event_t, line));
-
-uint32_t word_at(std::span<const uint8_t> bytes, size_t offset) {
-    uint32_t word = 0;
-    std::memcpy(&word, bytes.data() + offset, sizeof word);
-    return word;
-}
 
 struct Layout {
     size_t head;

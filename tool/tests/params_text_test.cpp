@@ -58,6 +58,7 @@ TEST(ParamsText, NumbersOfAWordAreReadWithAndWithoutASign) {
                                                            {"2147483648", 0x80000000},
                                                            {"4294967295", UINT32_MAX},
                                                            {"0xFFFFFFFF", UINT32_MAX},
+                                                           {"0XFFFFFFFF", UINT32_MAX},
                                                            {"-2147483648", 0x80000000}};
     for (const auto &[text, word] : kRows) {
         Bytes buffer;
