@@ -17,11 +17,10 @@
 #include <string_view>
 
 #include "byte_order.h"
+#include "params_head.h"
 #include "value.h"
 
 namespace voicectl {
-
-enum class ParamsForm { buffer, signal, event, set };
 
 constexpr size_t kMostParamsBytes = 96 * 1024; // of a byte array on the bus
 
