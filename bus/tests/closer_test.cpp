@@ -4,6 +4,7 @@
 #include "support/closings.h"
 
 #include <fcntl.h>
+#include <fstream>
 #include <grp.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -33,6 +34,18 @@ namespace {
 
 constexpr uid_t kStranger = 65534;
 constexpr std::chrono::milliseconds kNoWait(1000); // far from the time that it lingers, on a loaded machine too
+
+// Until it sleeps in a system call, which takes no more than its way there.
+void wait_until_asleep(pid_t process) {
+    const std::string path = "/proc/" + std::to_string(process) + "/stat";
+    std::string state;
+    for (int i = 0; i < 20000 && state != "S"; i++) {
+        std::string name;
+        std::ifstream(path) >> name >> name >> state;
+        usleep(1000);
+    }
+    EXPECT_EQ(state, "S");
+}
 
 TEST_F(Closer, LastCloseOfALingeringSocketWaits) {
     Lingering one;
@@ -169,6 +182,33 @@ TEST_F(Closer, StrangersPacketHoldsNobodyUp) {
     wait_for_closings();
 }
 
+// Whoever fills a pipe from a socket in which nothing comes holds its lock, for which the last close of an end waits.
+TEST_F(Closer, PipeWhoseOtherEndIsBusyHoldsNobodyUp) {
+    RawPeer raw(socket);
+    greet(raw);
+    int ends[2];
+    int silent[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, silent), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(kLinger);
+        close(ends[0]);
+        splice(silent[0], nullptr, ends[1], nullptr, 1, 0);
+        _exit(0);
+    }
+    close(ends[1]);
+    wait_until_asleep(child);
+    ASSERT_TRUE(raw.send(call_with_descriptor("note"), {ends[0]}));
+    close(ends[0]);
+    EXPECT_LT(time_of_settling(), kNoWait);
+    EXPECT_THAT(served::log, ElementsAre("note nothing"));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    for (int fd : silent)
+        close(fd);
+}
+
 // Nobody can look into a socket that may still be in use elsewhere.
 TEST_F(Closer, SocketWithALingeringOneInItsQueueIsClosedBesideTheLoop) {
     RawPeer raw(socket);
@@ -295,12 +335,7 @@ TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
 
 TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {
     int files[] = {open("/dev/null", O_RDONLY | O_CLOEXEC), memfd_create("memory", MFD_CLOEXEC),
-                   ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0),
-                   -1};
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    files[4] = ends[0];
-    close(ends[1]);
+                   ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
     for (int fd : files) {
         bus::foreign_descriptor_close(fd);
         EXPECT_EQ(bus::closings_pending(), 0u);

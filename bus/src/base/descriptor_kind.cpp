@@ -51,10 +51,9 @@ bool holds_little(int fd) {
     return file_ask(fd, STATX_BLOCKS, status) && status.stx_blocks <= kFewBlocks;
 }
 
+// A pipe does not: its last close waits for whoever fills the other end from where nothing comes (splice(2)).
 bool file_closes_at_once(int fd, const struct statx &status) {
     switch (status.stx_mode & S_IFMT) {
-    case S_IFIFO:
-        return true;
     case S_IFCHR:
         return status.stx_rdev_major == kMemoryDevices;
     case S_IFREG: // on a disk of this machine, or in memory
