@@ -68,6 +68,12 @@ bool job_take(Job &job) {
     }
 }
 
+// Waits for whoever uses the socket elsewhere, from memory that may never come.
+void linger_clear(int fd) {
+    const linger none = {};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+}
+
 // Takes one packet out, with what came in it. False: there is none left.
 bool packet_drop(int fd) {
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kKernelDescriptors) + CMSG_SPACE(sizeof(ucred))];
@@ -83,7 +89,7 @@ bool packet_drop(int fd) {
         for (size_t at = 0; at < head->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
             int came;
             memcpy(&came, CMSG_DATA(head) + at, sizeof came);
-            foreign_descriptor_clear_linger(came);
+            linger_clear(came);
             close(came);
         }
     }
@@ -100,6 +106,7 @@ void unread_drop(int fd) {
 void job_do(Job job) {
     if (job.unread)
         unread_drop(job.fd);
+    linger_clear(job.fd);
     close(job.fd);
     sender_remove(job.sender);
 }
@@ -200,9 +207,14 @@ int32_t process_of(int fd) {
 
 } // namespace
 
-void foreign_descriptor_clear_linger(int fd) {
-    const linger none = {};
-    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+// Asking takes no lock of the socket; setting would wait for it.
+int foreign_descriptor_admit(int fd) {
+    linger set = {};
+    socklen_t length = sizeof set;
+    if (getsockopt(fd, SOL_SOCKET, SO_LINGER, &set, &length) != 0 || set.l_onoff == 0 || descriptor_closes_at_once(fd))
+        return fd;
+    job_put(fd, false, charged);
+    return -1;
 }
 
 void foreign_descriptor_close(int fd) {

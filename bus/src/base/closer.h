@@ -9,8 +9,8 @@
 
 namespace bus {
 
-// A descriptor that has just come from a peer: from now on its close does not linger, whoever closes it.
-void foreign_descriptor_clear_linger(int fd);
+// One that has just come from a peer. A socket whose close lingers is nothing to hand on: it is closed, and -1 answered.
+int foreign_descriptor_admit(int fd);
 // Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
 void foreign_descriptor_close(int fd);
 // The same of several at a time, which costs less where they have numbers in a row. Below 0: there is none.

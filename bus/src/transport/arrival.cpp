@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implements arrival.h.
 #include "transport/arrival.h"
-#include "base/closer.h"
 #include "base/faults.h"
 #include "base/first_byte.h"
 
@@ -22,8 +21,7 @@ void descriptors_collect(msghdr &message, Arrival &arrival) {
         if (count > kKernelDescriptors - arrival.descriptors.count)
             count = kKernelDescriptors - arrival.descriptors.count;
         memcpy(arrival.fds + arrival.descriptors.count, CMSG_DATA(head), count * sizeof(int));
-        for (uint32_t i = 0; i < count; i++)
-            foreign_descriptor_clear_linger(arrival.fds[arrival.descriptors.count++]);
+        arrival.descriptors.count += count;
     }
 }
 

@@ -44,7 +44,7 @@ uint32_t batch_receive(int fd, Batch &batch, uint32_t packets, Room room);
 // The same of one packet, where all fits, after sleeping until it comes: as long as socket_sleep_in_receive() has set,
 // or until a signal comes.
 uint32_t batch_await(int fd, Batch &batch);
-// One of those that came. Its sockets do not linger any more.
+// One of those that came.
 void batch_unpack(Batch &batch, uint32_t index, Arrival &arrival);
 // Whether the next packet does, which stays where it is. Not for sockets that ask for credentials.
 bool packet_brings_descriptors(int fd);
