@@ -40,7 +40,11 @@ TEST_F(Sender, WhoFindsNoPlaceCountsAsNobody) {
         bus::sender_add(place);
     }
     EXPECT_EQ(bus::sender_place(1000), 0);
+    bus::sender_add(0);
+    EXPECT_EQ(bus::sender_pending(1000), 1u) << "all of these have one limit together";
+    EXPECT_EQ(bus::sender_pending(5), 1u);
     bus::sender_remove(7);
+    EXPECT_EQ(bus::sender_pending(1000), 0u);
     EXPECT_EQ(bus::sender_place(1000), 7);
     EXPECT_EQ(bus::sender_place(5), 5);
 }

@@ -19,27 +19,19 @@ uint32_t pending(const Sender &sender) {
     return __atomic_load_n(&sender.pending, __ATOMIC_SEQ_CST);
 }
 
-const Sender *sender_find(int32_t process_id) {
-    if (process_id == 0)
-        return &senders[0];
-    for (const Sender &one : senders) {
-        if (one.process_id == process_id && pending(one) > 0)
-            return &one;
-    }
-    return nullptr;
-}
-
 } // namespace
 
 uint8_t sender_place(int32_t process_id) {
-    const Sender *found = sender_find(process_id);
-    for (uint32_t i = 1; found == nullptr && i < kMaxPeers; i++) {
-        if (pending(senders[i]) > 0)
-            continue;
-        senders[i].process_id = process_id;
-        found = &senders[i];
+    uint8_t free = 0;
+    for (uint8_t i = kMaxPeers - 1; i > 0 && process_id != 0; i--) {
+        if (pending(senders[i]) == 0)
+            free = i;
+        else if (senders[i].process_id == process_id)
+            return i;
     }
-    return static_cast<uint8_t>(found != nullptr ? found - senders : 0);
+    if (free != 0)
+        senders[free].process_id = process_id;
+    return free;
 }
 
 void sender_add(uint8_t place) {
@@ -51,8 +43,7 @@ void sender_remove(uint8_t place) {
 }
 
 uint32_t sender_pending(int32_t process_id) {
-    const Sender *sender = sender_find(process_id);
-    return sender != nullptr ? pending(*sender) : 0;
+    return pending(senders[sender_place(process_id)]);
 }
 
 uint32_t senders_pending(uint32_t share) {

@@ -12,7 +12,8 @@ namespace bus {
 uint8_t sender_place(int32_t process_id);
 void sender_add(uint8_t place);
 void sender_remove(uint8_t place);
-// How many of its descriptors are being closed; and of all processes, with no more than a share of each.
+// How many descriptors are being closed of whoever has its place, or would have it; and of all processes, with no more
+// than a share of each.
 uint32_t sender_pending(int32_t process_id);
 uint32_t senders_pending(uint32_t share);
 void senders_clear();
