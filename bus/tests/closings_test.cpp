@@ -115,6 +115,32 @@ TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
     wait_for_closings();
 }
 
+// Seven that come and go stand behind it: their process gets its next connection when they are finished.
+TEST_F(Closer, NobodyIsBusyWhileANewcomerIsNotTakenIn) {
+    CapturedTrace trace;
+    const int32_t charged = bus::closings_charge(getpid());
+    Stuck stuck = all_closers_stuck(60);
+    while (bus::closings_pending() <= bus::kMaxClosingsOfProcess)
+        closing_add();
+    bus::closings_charge(charged);
+    RawPeer old(socket);
+    greet(old);
+    ASSERT_TRUE(old.send(call_with_descriptor("note"), {STDIN_FILENO}));
+    turn_until_idle({bus});
+    old.close();
+    for (uint32_t i = 1; i < bus::kMaxPeersOfProcess; i++)
+        RawPeer fickle(socket);
+    RawPeer newcomer(socket);
+    ASSERT_TRUE(newcomer.send(hello()));
+    ASSERT_TRUE(newcomer.send(call(1, "Probe", "echo")));
+    kex_dispatch(bus);
+    EXPECT_LT(turns_within(std::chrono::milliseconds(30)), 30);
+    EXPECT_TRUE(turn_until({bus}, [] { return has("echo"); }));
+    EXPECT_EQ(newcomer.refusal(), "");
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 // Where there is little room, a packet full of descriptors is read whenever one of those before it is closed: 1 s in all.
 TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaitingHoweverItsPacketsAreRead) {
     if (getuid() != 0)

@@ -97,12 +97,12 @@ void listener_drain(Listener *listener) {
 // Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning
 // away, too.
 void listener_accept(Listener *listener) {
-    if (closings_are_many()) {
-        listener_pause(listener);
-        return;
-    }
     const uint64_t end = clock_monotonic() + kTurnAccepting;
-    while (!admission_has_to_wait(listener->transport) && clock_monotonic() < end) {
+    while (clock_monotonic() < end) {
+        if (closings_are_many() || admission_has_to_wait(listener->transport)) {
+            listener_pause(listener);
+            return;
+        }
         const int fd = socket_accept(listener);
         if (fd >= 0) {
             socket_take(listener->transport, fd);
@@ -153,6 +153,8 @@ void listener_close(Listener *listener) {
 
 void listeners_accept(Transport *transport) {
     const uint64_t last_known = transport->last_number;
+    if (transport->passing != 0 && !admission_has_to_wait(transport))
+        listeners_resume(transport); // whoever waits is seen in the next turn
     for (Listener *listener : transport->listeners) {
         if (listener->ready_to_accept)
             listener_accept(listener);
