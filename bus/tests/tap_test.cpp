@@ -4,6 +4,7 @@
 #include "served_functions.h"
 #include "support/bus_test.h"
 #include "support/raw_peer.h"
+#include "support/served_bus.h"
 #include "value/tap_record.h"
 
 #include <csignal>
@@ -461,6 +462,19 @@ TEST_F(Tap, EachMessageOfAPacketIsARecord) {
     const auto packet = raw_tap.receive_packet();
     ASSERT_TRUE(packet.has_value());
     EXPECT_GE(messages_of(*packet).size(), 3u) << "what was read together leaves together, too";
+}
+
+TEST_F(Tap, ShowsWhatLeavesLastToOneWhoCameAfterIt) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    peer_t *peer = peer_of(raw, server);
+    read_all();
+    request_t *r = request_create_executeFunction("Theirs", "leave", 0);
+    ASSERT_TRUE(kex_sendRequest(server, peer, r));
+    request_destroy(r);
+    kex_destroy(server);
+    server = nullptr;
+    EXPECT_THAT(read_all(), ElementsAre("one-way server>raw #1 Theirs.leave"));
 }
 
 TEST_F(Tap, EndOfTheListenerIsTold) {

@@ -7,6 +7,7 @@
 #include "transport/tap.h"
 
 #include <errno.h>
+#include <initializer_list>
 #include <poll.h>
 #include <string.h>
 
@@ -241,10 +242,14 @@ void connections_drain(Transport *transport, uint64_t nanoseconds) {
     for (;;) {
         pollfd waiting[kMaxPeers];
         nfds_t count = 0;
-        for (Connection *connection : transport->connections) {
-            connection_flush(connection);
-            if (!connection->closed && connection->output.first != nullptr && count < kMaxPeers)
-                waiting[count++] = {connection->fd, POLLOUT, 0};
+        for (const bool to_taps : {false, true}) {
+            for (Connection *connection : transport->connections) {
+                if ((connection->role == Role::tap) != to_taps)
+                    continue;
+                connection_flush(connection);
+                if (!connection->closed && connection->output.first != nullptr && count < kMaxPeers)
+                    waiting[count++] = {connection->fd, POLLOUT, 0};
+            }
         }
         uint64_t now = clock_monotonic();
         if (count == 0 || now >= end)

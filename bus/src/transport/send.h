@@ -12,7 +12,7 @@ void connection_flush(Connection *connection);
 void connection_flush_if_much(Connection *connection);
 // All connections, those to taps last: what has just been sent is copied to them.
 void connections_flush(Transport *transport);
-// All connections until nothing is queued, for at most this long.
+// The same until nothing is queued, for at most this long.
 void connections_drain(Transport *transport, uint64_t nanoseconds);
 
 } // namespace bus
