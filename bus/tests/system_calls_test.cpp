@@ -163,7 +163,8 @@ TEST_F(SystemCalls, AsManyDescriptorsAsMayWaitLeaveByOneSystemCall) {
     EXPECT_EQ(raw.receive_all().size(), kCalls);
 }
 
-TEST_F(SystemCalls, ReplyThatCannotBeSentIsTraced) {
+// Whoever called would wait for it for ever.
+TEST_F(SystemCalls, ReplyThatCannotBeSentEndsTheConnection) {
     RawPeer raw(socket);
     raw.send(hello());
     turn_until_idle();
@@ -175,10 +176,24 @@ TEST_F(SystemCalls, ReplyThatCannotBeSentIsTraced) {
         turn_until_idle();
     }
     EXPECT_THAT(trace.text(), HasSubstr(" could not be sent: Input/output error\n"));
-    EXPECT_TRUE(raw.receive_all().empty());
-    raw.send(support::call(2, "Probe", "note"));
-    turn_until_idle();
-    EXPECT_EQ(raw.receive_all().size(), 1u) << "the connection stays";
+    EXPECT_TRUE(raw.is_closed());
+}
+
+TEST_F(SystemCalls, OneWayCallThatCannotBeSentEndsTheConnection) {
+    RawPeer raw(socket);
+    raw.send(hello());
+    peer_t *peer = peer_of(raw, server);
+    raw.receive_all();
+    request_t *r = request_create_executeFunction("a", "b", 0);
+    ASSERT_TRUE(kex_sendRequest(server, peer, r));
+    request_destroy(r);
+    CapturedTrace trace;
+    {
+        const FailingCall failing("send", EIO);
+        turn_until_idle();
+    }
+    EXPECT_THAT(trace.text(), HasSubstr(" could not be sent: Input/output error\n"));
+    EXPECT_TRUE(raw.is_closed()) << "the two may have different tables now";
 }
 
 // Those of a call have numbers in a row as a rule. A kernel that is too old closes one after the other.

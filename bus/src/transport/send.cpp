@@ -155,6 +155,8 @@ void message_report_unsent(Connection *connection, OutMessage *message, int erro
                strerror(error));
     if (message->request != nullptr)
         connection->transport->reports->unsent(message->request, strerror(error));
+    else // a reply, as a rule, that somebody waits for: nobody here can be told, so both find the end
+        shutdown(connection->fd, SHUT_RDWR);
 }
 
 bool error_ends_writing(int error) {
