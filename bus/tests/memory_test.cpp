@@ -56,6 +56,14 @@ extern "C" int __Memory_whole(function_call_t *call, argument_list_t *arguments,
     return variant_setChar(return_value, "answer") ? 0 : KEX_FUNCTION_FAILED;
 }
 
+extern "C" int __Memory_large(function_call_t *call, argument_list_t *arguments, variant_t *return_value);
+
+extern "C" int __Memory_large(function_call_t *call, argument_list_t *, variant_t *return_value) {
+    static const char bytes[96 * 1024 + 1] = {};
+    fcall_destroy(call);
+    return variant_setByteArray(return_value, bytes, sizeof bytes) ? 0 : KEX_FUNCTION_FAILED;
+}
+
 namespace {
 
 void set_trace_level(const char *level) {
@@ -283,6 +291,33 @@ TEST_F(Memory, CallsArriveWholeOrTheConnectionEnds) {
             EXPECT_EQ(both.closed_at_client, 1);
         }
         EXPECT_EQ(kex_client_connect(both.client, uri.c_str()) != nullptr, true) << "a new connection begins anew";
+    }
+    EXPECT_FALSE(failed) << "there is no end to it";
+}
+
+// Without its error item it would say that all is well.
+TEST_F(Memory, ReplyThatIsTooLargeSaysSoOrTheConnectionEnds) {
+    set_trace_level("0");
+    const char *const rows[] = {"Memory", "large"};
+    bool failed = true;
+    for (uint32_t n = 1; failed && n < 200; n++) {
+        SCOPED_TRACE(n);
+        Connected both(scratch);
+        ASSERT_TRUE(kex_declareFunctions(both.server, rows, 1, 2));
+        RawPeer raw(scratch.path("bus"));
+        ASSERT_TRUE(raw.send(hello()));
+        both.turns();
+        raw.receive_all();
+        ASSERT_TRUE(raw.send(support::call(1, "M", "large")));
+        {
+            const FailingAllocation failing(n);
+            both.turns();
+            failed = failing.has_failed();
+        }
+        const auto answer = raw.receive();
+        ASSERT_TRUE(answer.has_value());
+        EXPECT_EQ(kind_of(*answer), failed ? kRefused : kReply);
+        EXPECT_EQ(answer->find("The reply cannot be sent") != std::string::npos, !failed);
     }
     EXPECT_FALSE(failed) << "there is no end to it";
 }

@@ -21,6 +21,7 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
     Connection *connection = call->peer->connection;
     if (!connection_is_writable(connection))
         return;
+    const uint32_t failures = memory_failures();
     wire::Writer writer = call_write_reply(call, value);
     if (writer.why != nullptr) {
         // Whoever called must not wait for ever because the answer cannot be sent.
@@ -30,10 +31,11 @@ void call_send_reply(function_call_t *call, const variant_t *value) {
         wire::message_discard(writer);
         writer = call_write_reply(call, nullptr);
     }
-    const uint32_t failures = memory_failures();
-    if (output_add(connection, writer, kReplyAllowance) == nullptr)
-        connection_refuse(connection, memory_failures() != failures ? "a reply to it is lost: out of memory"
-                                                                    : "it does not read its replies");
+    const bool is_queued = output_add(connection, writer, kReplyAllowance) != nullptr;
+    if (memory_failures() != failures)
+        connection_refuse(connection, "a reply to it is lost: out of memory");
+    else if (!is_queued)
+        connection_refuse(connection, "it does not read its replies");
     connection_flush_if_much(connection);
 }
 
