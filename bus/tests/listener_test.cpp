@@ -198,6 +198,22 @@ TEST_F(Listen, LockFileStays) {
     EXPECT_NE(listen(second, socket), nullptr) << "and hinders nobody";
 }
 
+TEST_F(Listen, SocketOfARelativePathIsRemovedWhereverTheProcessIs) {
+    const int folder = open(".", O_PATH | O_CLOEXEC);
+    ASSERT_EQ(chdir(scratch.path(".").c_str()), 0);
+    EXPECT_NE(listen(bus, "bus"), nullptr);
+    const std::string elsewhere = scratch.path("elsewhere");
+    ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+    ASSERT_EQ(chdir(elsewhere.c_str()), 0);
+    close(open("bus", O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    kex_destroy(bus);
+    bus = nullptr;
+    EXPECT_EQ(access(socket.c_str(), F_OK), -1);
+    EXPECT_EQ(access("bus", F_OK), 0) << "somebody else's";
+    ASSERT_EQ(fchdir(folder), 0);
+    close(folder);
+}
+
 TEST_F(Listen, SomethingElseAtThePathIsLeftAlone) {
     CapturedTrace trace;
     int fd = open(socket.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);

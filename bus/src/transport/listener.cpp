@@ -11,7 +11,7 @@
 #include "transport/succession.h"
 
 #include <errno.h>
-#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -20,8 +20,8 @@ namespace bus {
 struct Listener : Source, Node<Listener> {
     Transport *transport;
     bool ready_to_accept;
-    int lock_fd;    // -1: the socket was inherited
-    char path[128]; // of our own socket; "": inherited, not ours to remove
+    int lock_fd; // -1: the socket was inherited, and is not ours to remove
+    char *path;  // of our own, wherever the process is when it ends; null: it is not known
 };
 
 namespace {
@@ -32,17 +32,17 @@ void listener_ready(Source *source) {
     static_cast<Listener *>(source)->ready_to_accept = true;
 }
 
-Listener *listener_create(Transport *transport, int fd, int lock_fd, const char *path) {
+Listener *listener_create(Transport *transport, const PathSocket &opened, const char *path) {
     Listener *listener = make<Listener>();
     if (listener == nullptr)
         return nullptr;
-    if (!source_add(transport->loop, listener, fd, listener_ready)) {
+    if (!source_add(transport->loop, listener, opened.fd, listener_ready)) {
         free(listener);
         return nullptr;
     }
     listener->transport = transport;
-    listener->lock_fd = lock_fd;
-    snprintf(listener->path, sizeof listener->path, "%s", path);
+    listener->lock_fd = opened.lock_fd;
+    listener->path = opened.lock_fd >= 0 ? realpath(path, nullptr) : nullptr;
     transport->listeners.push(listener);
     loop_wake(transport->loop);
     return listener;
@@ -127,10 +127,9 @@ Listener *listener_open(Transport *transport, const char *path) {
         return nullptr;
     }
     PathSocket opened = {socket_inherited(&address), -1};
-    const bool inherited = opened.fd >= 0;
-    if (!inherited && !path_socket_open(transport->access, &address, opened))
+    if (opened.fd < 0 && !path_socket_open(transport->access, &address, opened))
         return nullptr;
-    Listener *listener = listener_create(transport, opened.fd, opened.lock_fd, inherited ? "" : path);
+    Listener *listener = listener_create(transport, opened, path);
     if (listener == nullptr)
         path_socket_close(opened);
     return listener;
@@ -140,13 +139,12 @@ void listener_close(Listener *listener) {
     Transport *transport = listener->transport;
     source_remove(transport->loop, listener);
     // Removed while the lock is still held: it cannot be a successor's.
-    if (listener->path[0] != '\0') {
+    if (listener->path != nullptr)
         unlink(listener->path);
-        listener_drain(listener);
-    }
-    close(listener->fd);
     if (listener->lock_fd >= 0)
-        close(listener->lock_fd);
+        listener_drain(listener);
+    path_socket_close({listener->fd, listener->lock_fd});
+    free(listener->path);
     transport->listeners.remove(listener);
     free(listener);
 }
