@@ -44,8 +44,8 @@ bool file_ask(int fd, unsigned what, struct statx &status) {
     return syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, what, &status) == 0;
 }
 
-// The last close of a file without a name gives back what it holds. Asked of disks and memory only: some file systems
-// of other machines write out first what has changed.
+// The last close of a file without a name gives back what it holds. Asked of memory only: some file systems of other
+// machines write out first what has changed.
 bool holds_little(int fd) {
     struct statx status = {};
     return file_ask(fd, STATX_BLOCKS, status) && status.stx_blocks <= kFewBlocks;
@@ -56,8 +56,8 @@ bool file_closes_at_once(int fd, const struct statx &status) {
     switch (status.stx_mode & S_IFMT) {
     case S_IFCHR:
         return status.stx_rdev_major == kMemoryDevices;
-    case S_IFREG: // on a disk of this machine, or in memory
-        return (status.stx_dev_major != 0 || fcntl(fd, F_GET_SEALS) >= 0) && holds_little(fd);
+    case S_IFREG: // in memory: on a disk it waits for what others write there
+        return fcntl(fd, F_GET_SEALS) >= 0 && holds_little(fd);
     default:
         return false;
     }
