@@ -79,7 +79,7 @@ private:
 
 // The list of "filedesc" and how many of its descriptors a call takes; 0 after the caller's trace message when there
 // are none.
-inline int read_filedesc(Call &c, List &list, Where here) {
+inline int filedesc_read(Call &c, List &list, Where here) {
     if (!c.read_list("filedesc", list)) {
         TRACE_ERROR_AT(here, "Missing argument filedesc");
         c.missing_argument("filedesc");
@@ -92,7 +92,7 @@ inline int read_filedesc(Call &c, List &list, Where here) {
 }
 
 // The usual end of a call: boolean reply, destroy, exit marker at the caller's place.
-inline int end_with(bool done, function_call_t *call, variant_t *return_value, Where here = Where::caller()) {
+inline int call_end(bool done, function_call_t *call, variant_t *return_value, Where here = Where::caller()) {
     variant_setBool(return_value, done);
     fcall_destroy(call);
     trace_leave(here);

@@ -66,7 +66,7 @@ constexpr char hex_digit(uint32_t value) {
 
 // Writes the eight digits of four bytes, all at once: 7 instructions for each byte instead of 12. The bytes are
 // read before anything is written.
-void write_digits(const uint8_t *bytes, char *to) {
+void digits_write(const uint8_t *bytes, char *to) {
     constexpr uint64_t kEach = 0x0101010101010101;
     constexpr uint64_t kLow = 0x000F000F000F000F;
     const uint64_t in_pairs = bytes[0] | static_cast<uint64_t>(bytes[1]) << 16 | static_cast<uint64_t>(bytes[2]) << 32 |
@@ -80,7 +80,7 @@ void write_digits(const uint8_t *bytes, char *to) {
 }
 
 // Writes one item at `to` and returns its bytes.
-uint32_t write_item(const Item &item, const libvoice_db_field &field, uint8_t *to) {
+uint32_t item_write(const Item &item, const libvoice_db_field &field, uint8_t *to) {
     const uint32_t given = smaller(field.length, item.size);
     const bool full_size = item.form == Form::fixed || holds_one_byte(item.form);
     const uint32_t written = full_size ? item.size : given;
@@ -103,14 +103,14 @@ uint32_t write_item(const Item &item, const libvoice_db_field &field, uint8_t *t
 }
 
 // Writes the items that a record holds at `to` and returns their bytes; a null record holds none.
-uint32_t write_items(const Items &items, uint8_t *to) {
+uint32_t items_write(const Items &items, uint8_t *to) {
     uint32_t written = 0;
     if (!items.record)
         return written;
     for (const Item *item = items.begin; item != items.end; ++item) {
         const libvoice_db_field &field = items.field(item);
         if (is_written(item->form, field))
-            written += write_item(*item, field, to + written);
+            written += item_write(*item, field, to + written);
     }
     return written;
 }
@@ -135,11 +135,11 @@ uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const lib
         return LIBVOICE_OK;
     uint8_t *block = reinterpret_cast<uint8_t *>(out);
     uint32_t position = kHeadBytes;
-    position += write_items({kCommonItems, common}, block + position);
+    position += items_write({kCommonItems, common}, block + position);
     if (type == LIBVOICE_DB_CALL_SETUP)
-        position += write_items({kCallSetupItems, message}, block + position);
+        position += items_write({kCallSetupItems, message}, block + position);
     else if (type == LIBVOICE_DB_MESSAGE_WAITING)
-        position += write_items({kMessageWaitingItems, message}, block + position);
+        position += items_write({kMessageWaitingItems, message}, block + position);
 
     block[0] = static_cast<uint8_t>(type);
     block[1] = static_cast<uint8_t>(position - kHeadBytes);
@@ -149,7 +149,7 @@ uint32_t libvoice_db_encode(const libvoice_db_message_fields *message, const lib
     out[2 * bytes] = '\0';
     uint32_t k = bytes;
     for (; k >= 4; k -= 4)
-        write_digits(block + k - 4, out + 2 * k - 8);
+        digits_write(block + k - 4, out + 2 * k - 8);
     while (k-- > 0) {
         const uint8_t byte = block[k];
         out[2 * k] = hex_digit(byte >> 4);
@@ -163,7 +163,7 @@ uint32_t libvoice_db_encode_common(const libvoice_db_common_fields *common, char
                                    uint8_t *count) {
     if (!out || !position || !count)
         return LIBVOICE_OK;
-    const uint32_t written = write_items({kCommonItems, common}, reinterpret_cast<uint8_t *>(out) + *position);
+    const uint32_t written = items_write({kCommonItems, common}, reinterpret_cast<uint8_t *>(out) + *position);
     *position += written;
     *count = static_cast<uint8_t>(written);
     return LIBVOICE_OK;

@@ -72,7 +72,7 @@ int32_t index_of(const Entry *entry) {
     return entry ? static_cast<int32_t>(entry - endpt_table) : -1;
 }
 
-void claim(Entry &entry, int32_t endpoint, void *userdata) {
+void entry_claim(Entry &entry, int32_t endpoint, void *userdata) {
     entry.used = 1;
     entry.endpoint = endpoint;
     entry.userdata = userdata;
@@ -80,7 +80,7 @@ void claim(Entry &entry, int32_t endpoint, void *userdata) {
 
 // The stem and the number. By hand: what snprintf() touches of the C library would be most of what an idle plugin has
 // of it, over 100 KiB.
-void write_default_name(char *name, int number) {
+void default_name_write(char *name, int number) {
     static_assert(LIBVOICE_ENDPOINTS < 100);
     const size_t stem = strnlen(ep_suffix, sizeof ep_suffix - 1);
     memcpy(name, ep_suffix, stem);
@@ -93,13 +93,13 @@ void write_default_name(char *name, int number) {
 
 } // namespace
 
-void voice::preset_plugin_endpoints() {
+void voice::plugin_endpoints_preset() {
     for (int i = 0; i < LIBVOICE_ENDPOINTS; ++i) {
         Entry &entry = endpt_table[i];
         entry.endpoint = -1;
         entry.used = 0;
         entry.userdata = nullptr;
-        write_default_name(entry.name, i + 1);
+        default_name_write(entry.name, i + 1);
     }
 }
 
@@ -146,8 +146,8 @@ int libvoice_set_endpoint(const char *name, int32_t endpoint, void *userdata) {
         TRACE_LEAVE();
         return 0;
     }
-    claim(*entry, endpoint, userdata);
-    voice::copy_text(entry->name, name);
+    entry_claim(*entry, endpoint, userdata);
+    voice::text_copy(entry->name, name);
     TRACE_LEAVE();
     return 1;
 }
@@ -159,7 +159,7 @@ int libvoice_set_endpoint_by_name(const char *name, int32_t endpoint, void *user
         TRACE_LEAVE();
         return 0;
     }
-    claim(*entry, endpoint, userdata);
+    entry_claim(*entry, endpoint, userdata);
     TRACE_LEAVE();
     return 1;
 }
@@ -344,7 +344,7 @@ uint32_t get_new_msg_id() {
 void libvoice_set_pluginname(const char *name) {
     TRACE_ENTER();
     TRACE_INFO("Setting plugin name to %s.", voice::shown(name));
-    voice::copy_text(_PLUGIN_NAME, name);
+    voice::text_copy(_PLUGIN_NAME, name);
     TRACE_LEAVE();
 }
 
@@ -356,7 +356,7 @@ char *libvoice_get_pluginname() {
 
 void libvoice_set_ep_suffix(const char *stem) {
     TRACE_INFO("Setting ep_suffix to %s.", voice::shown(stem));
-    voice::copy_text(ep_suffix, stem);
+    voice::text_copy(ep_suffix, stem);
 }
 
 char *libvoice_get_ep_suffix() {
@@ -369,7 +369,7 @@ char *libvoice_get_ep_suffix() {
 
 void libvoice_init(libvoice_callbacks_t callbacks) {
     TRACE_INFO("init is called");
-    voice::preset_plugin_endpoints();
+    voice::plugin_endpoints_preset();
     libvoice_registered_callbacks = callbacks;
     libvoice_register_datamodel_cb();
 }

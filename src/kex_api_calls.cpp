@@ -46,17 +46,17 @@ int32_t endpoint_of(const libvoice_signal_t *signal) {
 
 // A record goes out whole: its head, then as many bytes as it announces. No: the two do not fit a 32-bit count.
 template <typename Head>
-bool add_record(request_t *request, const char *name, const Head *record) {
+bool request_add_record(request_t *request, const char *name, const Head *record) {
     const uint64_t bytes = sizeof(Head) + static_cast<uint64_t>(word_at(record, offsetof(Head, length)));
     if (bytes > UINT32_MAX)
         return false;
-    voice::add_bytes(request, name, record, static_cast<uint32_t>(bytes));
+    voice::request_add_bytes(request, name, record, static_cast<uint32_t>(bytes));
     return true;
 }
 
 // A set made here: it stands as the compiler wants it, and its length is that of what was added.
-void add_set(request_t *request, const char *name, const libvoice_param_block_t &set) {
-    voice::add_bytes(request, name, &set, static_cast<uint32_t>(sizeof set.head) + set.head.length);
+void request_add_set(request_t *request, const char *name, const libvoice_param_block_t &set) {
+    voice::request_add_bytes(request, name, &set, static_cast<uint32_t>(sizeof set.head) + set.head.length);
 }
 
 request_t *endpoint_request(const char *path, const char *function) {
@@ -64,16 +64,17 @@ request_t *endpoint_request(const char *path, const char *function) {
 }
 
 // Sends a lifecycle request to a plugin; the application may want to see the reply.
-bool send_for_reply(request_t *request, const char *plugin, void (*on_reply)(request_t *, reply_item_t *)) {
+bool request_send_for_reply(request_t *request, const char *plugin, void (*on_reply)(request_t *, reply_item_t *)) {
     if (on_reply)
         request_setReplyHandler(request, on_reply);
     return voice::request_send(request, libvoice_plugin_get_peer_by_name(plugin));
 }
 
 // The ending of the five context and stream requests.
-uint32_t send_to_plugin(request_t *request, const char *plugin, voice::Where here = voice::Where::caller()) {
+uint32_t request_send_to_plugin(request_t *request, const char *plugin, voice::Where here = voice::Where::caller()) {
     peer_t *peer = libvoice_plugin_get_peer_by_name(plugin);
-    return voice::send_and_forget(request, peer, kDefault, here) ? VOICE_SERVICE_OK : VOICE_SERVICE_ERR_INVALID_ARG;
+    return voice::request_send_and_forget(request, peer, kDefault, here) ? VOICE_SERVICE_OK
+                                                                         : VOICE_SERVICE_ERR_INVALID_ARG;
 }
 
 void trace_add_failure(uint32_t code, voice::Where here = voice::Where::caller()) {
@@ -108,23 +109,23 @@ uint32_t _libvoice_create_media(const char *function, int32_t endpoint, uint32_t
         TRACE_ERROR("Not able to create function request for 'signal'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_u32(request, "ep_line_id", line);
+    voice::request_add_u32(request, "ep_line_id", line);
     voice::Value information(VARIANT_BYTES);
     variant_setByteArray(information.get(), cnx_info,
                          convert_media ? LIBVOICE_CNX_INFO_SOCKET_BYTES : LIBVOICE_CNX_INFO_BYTES);
-    if (!convert_media && !voice::add_fds(request, "filedesc", fds)) {
+    if (!convert_media && !voice::request_add_fds(request, "filedesc", fds)) {
         TRACE_ERROR("Allocation failure list == NULL");
         request_destroy(request);
         return VOICE_SERVICE_ERR_MEDIA_FAILED;
     }
     request_addParameter(request, "cnx_info", information.get());
-    const bool sent = voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kDefault);
+    const bool sent = voice::request_send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kDefault);
     return sent ? VOICE_SERVICE_OK : VOICE_SERVICE_ERR_MEDIA_FAILED;
 }
 
 } // namespace
 
-void voice::forget_peer() {
+void voice::peer_forget() {
     peer_handle = nullptr;
 }
 
@@ -170,11 +171,11 @@ int libvoice_kex_register_plugin(const char *plugin_name) {
         TRACE_LEAVE();
         return 0;
     }
-    voice::add_text(request, "plugin_name", plugin_name);
+    voice::request_add_text(request, "plugin_name", plugin_name);
     int registered = 0;
     if (!voice::request_send(request, peer_handle))
         TRACE_ERROR("Failed to send 'register_plugin' request.");
-    else if (reply_t *reply = voice::good_reply(request))
+    else if (reply_t *reply = voice::reply_await(request))
         variant_toBool(_reply_return_value(reply), &registered);
     request_destroy(request);
     TRACE_LEAVE();
@@ -201,8 +202,8 @@ uint32_t libvoice_send_event(libvoice_event_t *event) {
         TRACE_LEAVE();
         return 1;
     }
-    voice::add_text(request, "plugin_name", plugin);
-    if (!add_record(request, "event", event) || !voice::request_send(request, peer_handle)) {
+    voice::request_add_text(request, "plugin_name", plugin);
+    if (!request_add_record(request, "event", event) || !voice::request_send(request, peer_handle)) {
         TRACE_ERROR("Error sending kex request");
         // Kept: the request is left as it is.
         TRACE_LEAVE();
@@ -227,8 +228,8 @@ int libvoice_kex_init_plugin(const char *name, const char *country) {
     } else if (!(request = request_create_executeFunction(name, "init", LIBVOICE_REQUEST_FLAGS_LIFECYCLE))) {
         TRACE_ERROR("Can't create request to send init.");
     } else {
-        voice::add_text(request, "country", country);
-        sent = send_for_reply(request, name, on_reply);
+        voice::request_add_text(request, "country", country);
+        sent = request_send_for_reply(request, name, on_reply);
     }
     TRACE_LEAVE();
     // Kept: with a reply handler the request is the handler's, also after a failed send; without one it is destroyed on
@@ -248,8 +249,8 @@ int libvoice_kex_exit_plugin(const char *name, uint32_t reason) {
     } else if (!(request = request_create_executeFunction(name, "exit", LIBVOICE_REQUEST_FLAGS_LIFECYCLE))) {
         TRACE_ERROR("Can't create request to send exit.");
     } else {
-        voice::add_u32(request, "reason", reason);
-        sent = send_for_reply(request, name, on_reply);
+        voice::request_add_u32(request, "reason", reason);
+        sent = request_send_for_reply(request, name, on_reply);
     }
     TRACE_LEAVE();
     // Kept: as for "init".
@@ -272,12 +273,12 @@ void libvoice_send_signal(libvoice_signal_t *message) {
         return;
     }
     // The record goes out as it stands, whatever the convert-media flag says.
-    if (!add_record(request, "signal", message)) {
+    if (!request_add_record(request, "signal", message)) {
         TRACE_ERROR_Z(kSignal, "Failed to send request.");
         request_destroy(request);
         return;
     }
-    voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint_of(message)), kSignal);
+    voice::request_send_and_forget(request, libvoice_get_endpoint_peer(endpoint_of(message)), kSignal);
 }
 
 uint32_t libvoice_create_media(int32_t endpoint, uint32_t line, void *cnx_info, int32_t fd0, int32_t fd1, int32_t fd2) {
@@ -301,8 +302,8 @@ void libvoice_destroy_media(int32_t endpoint, uint32_t line) {
         TRACE_ERROR("Not able to create function request for 'destroy'.");
         return;
     }
-    voice::add_u32(request, "ep_line_id", line);
-    voice::send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kDefault);
+    voice::request_add_u32(request, "ep_line_id", line);
+    voice::request_send_and_forget(request, libvoice_get_endpoint_peer(endpoint), kDefault);
 }
 
 // ---- Requests of the voice application: parameters
@@ -363,8 +364,8 @@ int libvoice_set_params(int32_t endpoint, uint32_t id, const void *value, uint32
         free(set);
         return 0;
     }
-    add_set(request, "param_set_params", *set);
-    const bool sent = voice::send_and_forget(request, peer, kSignal);
+    request_add_set(request, "param_set_params", *set);
+    const bool sent = voice::request_send_and_forget(request, peer, kSignal);
     free(set);
     return sent;
 }
@@ -395,7 +396,7 @@ int libvoice_get_params(int32_t endpoint, uint32_t id, uint32_t context) {
     if (word)
         *word = context;
     request_setData(request, word);
-    add_set(request, "param_set_request", *set);
+    request_add_set(request, "param_set_request", *set);
     free(set);
     if (!word || !voice::request_send(request, libvoice_get_endpoint_peer(endpoint))) {
         TRACE_ERROR_Z(kNoZone, "Failed to send request.");
@@ -414,8 +415,8 @@ uint32_t libvoice_create_ctx(const char *plugin, uint32_t context) {
         TRACE_ERROR("Not able to create function request for 'create_ctx'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_u32(request, "ctx_id", context);
-    return send_to_plugin(request, plugin);
+    voice::request_add_u32(request, "ctx_id", context);
+    return request_send_to_plugin(request, plugin);
 }
 
 uint32_t libvoice_add_stream(const char *plugin, int32_t endpoint, uint32_t context, void *stream_info,
@@ -429,16 +430,16 @@ uint32_t libvoice_add_stream(const char *plugin, int32_t endpoint, uint32_t cont
         TRACE_ERROR("Not able to create function request for 'add_stream'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_i32(request, "ep_id", endpoint);
-    voice::add_u32(request, "ctx_id", context);
-    voice::add_u32(request, "line_id", line);
-    voice::add_bytes(request, "stream_info", stream_info, LIBVOICE_STREAM_INFO_BYTES);
-    if (!voice::add_fds(request, "filedesc", {fds[0], fds[1], fds[2]})) {
+    voice::request_add_i32(request, "ep_id", endpoint);
+    voice::request_add_u32(request, "ctx_id", context);
+    voice::request_add_u32(request, "line_id", line);
+    voice::request_add_bytes(request, "stream_info", stream_info, LIBVOICE_STREAM_INFO_BYTES);
+    if (!voice::request_add_fds(request, "filedesc", {fds[0], fds[1], fds[2]})) {
         TRACE_ERROR("Allocation failure list == NULL");
         request_destroy(request);
         return VOICE_SERVICE_ERR_INVALID_ARG; // Kept: not the code that the media requests give here.
     }
-    return send_to_plugin(request, plugin);
+    return request_send_to_plugin(request, plugin);
 }
 
 uint32_t libvoice_modify_stream(const char *plugin, uint32_t context, void *stream_info) {
@@ -451,9 +452,9 @@ uint32_t libvoice_modify_stream(const char *plugin, uint32_t context, void *stre
         TRACE_ERROR("Not able to create function request for 'modify_stream'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_u32(request, "ctx_id", context);
-    voice::add_bytes(request, "stream_info", stream_info, LIBVOICE_STREAM_INFO_BYTES);
-    return send_to_plugin(request, plugin);
+    voice::request_add_u32(request, "ctx_id", context);
+    voice::request_add_bytes(request, "stream_info", stream_info, LIBVOICE_STREAM_INFO_BYTES);
+    return request_send_to_plugin(request, plugin);
 }
 
 uint32_t libvoice_remove_stream(const char *plugin, uint32_t context, uint32_t stream) {
@@ -462,9 +463,9 @@ uint32_t libvoice_remove_stream(const char *plugin, uint32_t context, uint32_t s
         TRACE_ERROR("Not able to create function request for 'remove_stream'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_u32(request, "ctx_id", context);
-    voice::add_u32(request, "stream_id", stream);
-    return send_to_plugin(request, plugin);
+    voice::request_add_u32(request, "ctx_id", context);
+    voice::request_add_u32(request, "stream_id", stream);
+    return request_send_to_plugin(request, plugin);
 }
 
 uint32_t libvoice_destroy_ctx(const char *plugin, uint32_t context) {
@@ -473,8 +474,8 @@ uint32_t libvoice_destroy_ctx(const char *plugin, uint32_t context) {
         TRACE_ERROR("Not able to create function request for 'destroy_ctx'.");
         return VOICE_SERVICE_ERR_NO_ENDPOINT_SPACE;
     }
-    voice::add_u32(request, "ctx_id", context);
-    return send_to_plugin(request, plugin);
+    voice::request_add_u32(request, "ctx_id", context);
+    return request_send_to_plugin(request, plugin);
 }
 
 // ---- Replies

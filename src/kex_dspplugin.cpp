@@ -10,8 +10,8 @@
 
 using voice::Bytes;
 using voice::Call;
+using voice::call_end;
 using voice::Descriptors;
-using voice::end_with;
 using voice::kLookUp;
 using voice::List;
 using voice::Text;
@@ -22,7 +22,7 @@ libvoice_dsp_callbacks_t libvoice_dsp_registered_callbacks;
 
 namespace {
 
-bool read_name(Call &c, Text &name) {
+bool name_read(Call &c, Text &name) {
     if (c.read_value("name", name))
         return true;
     TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
@@ -31,7 +31,7 @@ bool read_name(Call &c, Text &name) {
 }
 
 // Makes an instance of the template below the called object that has no instance of that name yet.
-bool create_instance(const Call &c, object_t *kind, const char *name) {
+bool instance_create(const Call &c, object_t *kind, const char *name) {
     object_t *instance = object_createInstance(kind, 0, name);
     if (!instance) {
         // Kept: the trace message says 'DSP' for channels too.
@@ -45,9 +45,9 @@ bool create_instance(const Call &c, object_t *kind, const char *name) {
     return true;
 }
 
-bool create_dsp(Call &c) {
+bool dsp_create(Call &c) {
     Text name;
-    if (!read_name(c, name))
+    if (!name_read(c, name))
         return false;
     TRACE_INFO_AS(c.function, "dsp_channel_name '%s'", name.get()); // Kept: the same label as for a channel.
     object_t *kind = object_getObject(c.object(), "DSP", kLookUp, nullptr);
@@ -55,12 +55,12 @@ bool create_dsp(Call &c) {
         TRACE_ERROR_AS(c.function, "DSP with name '%s' already exists in datamodel.", name.get());
         return false;
     }
-    return create_instance(c, kind, name.get());
+    return instance_create(c, kind, name.get());
 }
 
-bool create_channel(Call &c) {
+bool channel_create(Call &c) {
     Text name;
-    if (!read_name(c, name))
+    if (!name_read(c, name))
         return false;
     TRACE_INFO_AS(c.function, "\n dsp_channel_name '%s'\n", name.get());
     object_t *kind = object_getObject(c.object(), "DSP_CHANNEL", kLookUp, nullptr);
@@ -68,7 +68,7 @@ bool create_channel(Call &c) {
         TRACE_ERROR_AS(c.function, "DSP Channel with name '%s' already exists in datamodel.", name.get());
         return false;
     }
-    return create_instance(c, kind, name.get());
+    return instance_create(c, kind, name.get());
 }
 
 // What a callback knows the called channel by; never null.
@@ -76,7 +76,7 @@ const char *channel_name(const Call &c) {
     return voice::or_empty(c.object_name());
 }
 
-bool play_signal(Call &c) {
+bool signal_play(Call &c) {
     Bytes signal;
     if (!c.read_bytes("signal", signal)) {
         TRACE_ERROR_AS(c.function, "Missing argument cnx_info"); // Kept: reported under this name.
@@ -100,16 +100,16 @@ bool play_signal(Call &c) {
 }
 
 // What create and modify read first. Returns how many descriptors there are to take; 0 fails the call.
-int read_media(Call &c, Bytes &cnx_info, List &filedesc) {
+int media_read(Call &c, Bytes &cnx_info, List &filedesc) {
     if (!c.read_value("cnx_info", cnx_info)) {
         TRACE_ERROR_AS(c.function, "Missing argument cnx_info");
         c.missing_argument("cnx_info");
         return 0;
     }
-    return voice::read_filedesc(c, filedesc, voice::Where::caller(c.function));
+    return voice::filedesc_read(c, filedesc, voice::Where::caller(c.function));
 }
 
-bool read_line(Call &c, uint32_t &line) {
+bool line_read(Call &c, uint32_t &line) {
     if (c.read_u32("ep_line_id", line))
         return true;
     TRACE_ERROR_AS(c.function, "Missing argument ep_line_id");
@@ -118,11 +118,11 @@ bool read_line(Call &c, uint32_t &line) {
     return false;
 }
 
-bool create_media(Call &c) {
+bool media_create(Call &c) {
     Descriptors descriptors;
     Bytes cnx_info;
     List filedesc;
-    const int count = read_media(c, cnx_info, filedesc);
+    const int count = media_read(c, cnx_info, filedesc);
     if (count == 0)
         return false;
     Text endpoint_path;
@@ -137,7 +137,7 @@ bool create_media(Call &c) {
     const char *channel = channel_name(c);
     TRACE_INFO_AS(c.function, "\nObject name = '%s' \n\n", channel);
     uint32_t line = 0;
-    if (!read_line(c, line))
+    if (!line_read(c, line))
         return false;
     const auto callback = libvoice_dsp_registered_callbacks.dsp_plugin_create;
     if (!callback) {
@@ -153,18 +153,18 @@ bool create_media(Call &c) {
     return true;
 }
 
-bool modify_media(Call &c) {
+bool media_modify(Call &c) {
     Descriptors descriptors;
     Bytes cnx_info;
     List filedesc;
-    const int count = read_media(c, cnx_info, filedesc);
+    const int count = media_read(c, cnx_info, filedesc);
     if (count == 0)
         return false;
     for (int i = 0; i < count; ++i)
         TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, descriptors.take(filedesc.get(), i));
     filedesc.release();
     uint32_t line = 0;
-    if (!read_line(c, line))
+    if (!line_read(c, line))
         return false;
     const auto callback = libvoice_dsp_registered_callbacks.dsp_plugin_modify;
     if (!callback) {
@@ -180,7 +180,7 @@ bool modify_media(Call &c) {
     return true;
 }
 
-bool destroy_media(Call &c) {
+bool media_destroy(Call &c) {
     uint32_t line = 0;
     if (!c.read_u32("ep_line_id", line)) {
         TRACE_ERROR_AS(c.function, "Missing argument line_id");
@@ -211,18 +211,18 @@ void libvoice_dsp_init(libvoice_dsp_callbacks_t callbacks) {
 int __DSPPlugin_createDsp(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!create_dsp(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!dsp_create(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "name" text -> boolean. 196638 "Missing 'name' parameter." "name".
 int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!create_channel(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!channel_create(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "signal" bytes -> boolean. 196640 "cnx_info".
@@ -231,9 +231,9 @@ int __DSP_createDspChannel(function_call_t *call, argument_list_t *arguments, va
 int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!play_signal(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!signal_play(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "cnx_info" bytes, "filedesc" descriptors, "endpoint_path" text, "ep_line_id" uint32 -> boolean.
@@ -241,9 +241,9 @@ int __DSP_CHANNEL_signal(function_call_t *call, argument_list_t *arguments, vari
 int __DSP_CHANNEL_create(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!create_media(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!media_create(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "cnx_info" bytes, "filedesc" descriptors, "ep_line_id" uint32 -> boolean. 196640 "cnx_info", "filedesc" (also for
@@ -251,17 +251,17 @@ int __DSP_CHANNEL_create(function_call_t *call, argument_list_t *arguments, vari
 int __DSP_CHANNEL_modify(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!modify_media(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!media_modify(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ep_line_id" uint32 -> boolean. 196640 "filedesc".
 int __DSP_CHANNEL_destroy(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!destroy_media(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!media_destroy(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 }

@@ -18,8 +18,8 @@
 
 using voice::Bytes;
 using voice::Call;
+using voice::call_end;
 using voice::Descriptors;
-using voice::end_with;
 using voice::kCallDone;
 using voice::kCallFailed;
 using voice::List;
@@ -28,8 +28,8 @@ using voice::Text;
 
 // The application has gone: be a plugin that has not met it yet. The peer handler is the only way here.
 int voice::libvoice_peer_event_handler(peer_t *, int, void *) {
-    forget_peer();
-    preset_plugin_endpoints();
+    peer_forget();
+    plugin_endpoints_preset();
     libvoice_register_datamodel_cb();
     return 1;
 }
@@ -47,14 +47,14 @@ int __init(function_call_t *call, argument_list_t *arguments, variant_t *return_
     if (!c.read_value("country", country)) {
         TRACE_ERROR("Missing argument 'country'");
         c.missing_argument("country");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
     if (libvoice_registered_callbacks.voice_plugin_init(country.get()) != 0) {
         TRACE_ERROR("Error initializing plugin");
         perror("Error initializing plugin");
         abort();
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "reason" uint32 -> boolean. 196640 "reason".
@@ -72,7 +72,7 @@ int __exit(function_call_t *call, argument_list_t *arguments, variant_t *return_
         return kCallFailed;
     }
     libvoice_registered_callbacks.voice_plugin_exit(reason);
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 }
 
@@ -99,16 +99,16 @@ int32_t called_endpoint(Call &c) {
 }
 
 // The descriptors of "filedesc".
-bool read_descriptors(Call &c, Descriptors &descriptors) {
+bool descriptors_read(Call &c, Descriptors &descriptors) {
     List list;
-    const int count = voice::read_filedesc(c, list, voice::Where::caller(c.function));
+    const int count = voice::filedesc_read(c, list, voice::Where::caller(c.function));
     for (int i = 0; i < count; ++i)
         TRACE_INFO_AS(c.function, "\nfd[%d] = %d\n", i, descriptors.take(list.get(), i));
     return count != 0;
 }
 
 // The socket pair between the two addresses at the end of the longer connection information.
-bool open_sockets(const Call &c, const Bytes &cnx_info, Descriptors &descriptors) {
+bool sockets_open(const Call &c, const Bytes &cnx_info, Descriptors &descriptors) {
     sockaddr_in local = {};
     sockaddr_in remote = {};
     bool open = false;
@@ -125,7 +125,7 @@ bool open_sockets(const Call &c, const Bytes &cnx_info, Descriptors &descriptors
 enum class Media { create, modify };
 
 // What create and modify share; only create has the form with sockets.
-bool set_up_media(Call &c, Media what, MediaCallback callback) {
+bool media_set_up(Call &c, Media what, MediaCallback callback) {
     Descriptors descriptors;
     const int32_t endpoint = called_endpoint(c);
     if (endpoint < 0)
@@ -137,7 +137,7 @@ bool set_up_media(Call &c, Media what, MediaCallback callback) {
         return false;
     }
     const bool by_sockets = what == Media::create && cnx_info.length() > LIBVOICE_CNX_INFO_BYTES;
-    if (!(by_sockets ? open_sockets(c, cnx_info, descriptors) : read_descriptors(c, descriptors)))
+    if (!(by_sockets ? sockets_open(c, cnx_info, descriptors) : descriptors_read(c, descriptors)))
         return false;
     uint32_t line = 0;
     if (!c.read_u32("ep_line_id", line)) {
@@ -156,7 +156,7 @@ bool set_up_media(Call &c, Media what, MediaCallback callback) {
     return false;
 }
 
-bool play_signal(Call &c) {
+bool signal_play(Call &c) {
     Bytes signal;
     if (!c.read_bytes("signal", signal)) {
         TRACE_ERROR_AS(c.function, "Missing argument 'signal'");
@@ -167,7 +167,7 @@ bool play_signal(Call &c) {
     return message && libvoice_registered_callbacks.voice_plugin_signal(message) == 0;
 }
 
-bool take_event(Call &c) {
+bool event_take(Call &c) {
     const int32_t endpoint = local_endpoint(c);
     if (endpoint < 0)
         return false; // Kept: without a trace message, unlike the other endpoint functions.
@@ -194,7 +194,7 @@ bool take_event(Call &c) {
     return libvoice_registered_callbacks.voice_plugin_event(message, channel) == 0;
 }
 
-bool set_parameters(Call &c) {
+bool parameters_set(Call &c) {
     Bytes bytes;
     if (!c.read_bytes("param_set_params", bytes)) {
         TRACE_ERROR_AS(c.function, "Missing argument 'param_set_params'");
@@ -221,16 +221,16 @@ extern "C" {
 int __EndPoint_signal(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!play_signal(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!signal_play(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "event" bytes (event message), "channel_id" uint32 -> boolean. 196640 "event", "channel_id".
 int __EndPoint_event(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    end_with(take_event(c), call, return_value);
+    call_end(event_take(c), call, return_value);
     // Kept: the later true wins; a caller never sees an event fail.
     variant_setBool(return_value, 1);
     return kCallDone;
@@ -241,9 +241,9 @@ int __EndPoint_event(function_call_t *call, argument_list_t *arguments, variant_
 int __EndPoint_create(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!set_up_media(c, Media::create, libvoice_registered_callbacks.voice_plugin_create))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!media_set_up(c, Media::create, libvoice_registered_callbacks.voice_plugin_create))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // As create.
@@ -251,9 +251,9 @@ int __EndPoint_create(function_call_t *call, argument_list_t *arguments, variant
 int __EndPoint_modify(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!set_up_media(c, Media::modify, libvoice_registered_callbacks.voice_plugin_modify))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!media_set_up(c, Media::modify, libvoice_registered_callbacks.voice_plugin_modify))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ep_line_id" uint32 -> boolean once the callback was reached. 196640 "ep_line_id"; "Invalid endpoint" "id".
@@ -276,9 +276,9 @@ int __EndPoint_destroy(function_call_t *call, argument_list_t *arguments, varian
     const int32_t result = libvoice_registered_callbacks.voice_plugin_destroy(endpoint, line);
     if (result != 0) {
         TRACE_ERROR("Error destroying media, got error code %d.", result);
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "param_set_request" bytes (parameter set) -> bytes (parameter set) when the callback made one. 196640
@@ -315,9 +315,9 @@ int __EndPoint_get(function_call_t *call, argument_list_t *arguments, variant_t 
 int __EndPoint_set(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!set_parameters(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!parameters_set(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 void debug_libvoice_print_buffer(const void *buffer, uint32_t length) {
@@ -340,12 +340,12 @@ void debug_libvoice_print_buffer(const void *buffer, uint32_t length) {
 namespace {
 
 // The ending that leaves neither value nor marker.
-int end_without_value(function_call_t *call) {
+int call_end_without_value(function_call_t *call) {
     fcall_destroy(call);
     return kCallFailed;
 }
 
-bool read_context_id(Call &c, uint32_t &context) {
+bool context_id_read(Call &c, uint32_t &context) {
     if (c.read_u32("ctx_id", context))
         return true;
     TRACE_ERROR_AS(c.function, "Missing argument ctx_id");
@@ -353,7 +353,7 @@ bool read_context_id(Call &c, uint32_t &context) {
     return false;
 }
 
-bool read_stream_info(Call &c, Bytes &stream_info) {
+bool stream_info_read(Call &c, Bytes &stream_info) {
     if (c.read_value("stream_info", stream_info))
         return true;
     TRACE_ERROR_AS(c.function, "Missing argument stream_info");
@@ -370,13 +370,13 @@ int __create_ctx(function_call_t *call, argument_list_t *arguments, variant_t *r
     TRACE_ENTER();
     Call c(call, arguments, __func__, voice::Attributes::none);
     uint32_t context = 0;
-    if (!read_context_id(c, context))
-        return end_without_value(call);
+    if (!context_id_read(c, context))
+        return call_end_without_value(call);
     if (libvoice_registered_callbacks.voice_plugin_create_ctx(context) != 0) {
         TRACE_ERROR("voice plugin modify FAILED");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ep_id" int32, "ctx_id" uint32, "line_id" uint32, "stream_info" bytes, "filedesc" descriptors -> boolean.
@@ -389,30 +389,30 @@ int __add_stream(function_call_t *call, argument_list_t *arguments, variant_t *r
     if (!c.read_i32("ep_id", endpoint)) {
         TRACE_ERROR("Missing argument ep_id");
         c.missing_argument("ep_id");
-        return end_without_value(call);
+        return call_end_without_value(call);
     }
     uint32_t context = 0;
-    if (!read_context_id(c, context))
-        return end_without_value(call);
+    if (!context_id_read(c, context))
+        return call_end_without_value(call);
     uint32_t line = 0;
     if (!c.read_u32("line_id", line)) {
         TRACE_ERROR("Missing argument line_id");
         c.missing_argument("line_id");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
     Bytes stream_info;
     Descriptors descriptors;
-    if (!read_stream_info(c, stream_info) || !read_descriptors(c, descriptors))
-        return end_with(false, call, return_value);
+    if (!stream_info_read(c, stream_info) || !descriptors_read(c, descriptors))
+        return call_end(false, call, return_value);
     Descriptors::HandedOver handed = descriptors.hand_over();
     int32_t *array = handed.fds;
     const int32_t result =
         libvoice_registered_callbacks.voice_plugin_add_stream(context, stream_info.give_away(), &array, endpoint, line);
     if (result != 0) {
         TRACE_ERROR("voice plugin modify FAILED");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ctx_id" uint32, "stream_info" bytes -> boolean. 196640 "ctx_id", "cnx_info" (for stream_info).
@@ -421,17 +421,17 @@ int __modify_stream(function_call_t *call, argument_list_t *arguments, variant_t
     TRACE_ENTER();
     Call c(call, arguments, __func__, voice::Attributes::none);
     uint32_t context = 0;
-    if (!read_context_id(c, context))
-        return end_without_value(call);
+    if (!context_id_read(c, context))
+        return call_end_without_value(call);
     Bytes stream_info;
-    if (!read_stream_info(c, stream_info))
-        return end_with(false, call, return_value);
+    if (!stream_info_read(c, stream_info))
+        return call_end(false, call, return_value);
     const int32_t result = libvoice_registered_callbacks.voice_plugin_modify_stream(context, stream_info.give_away());
     if (result != 0) {
         TRACE_ERROR("voice plugin modify FAILED");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ctx_id" uint32, "stream_id" uint32 -> boolean. 196640 "ctx_id", "stream_id".
@@ -439,19 +439,19 @@ int __remove_stream(function_call_t *call, argument_list_t *arguments, variant_t
     TRACE_ENTER();
     Call c(call, arguments, __func__, voice::Attributes::none);
     uint32_t context = 0;
-    if (!read_context_id(c, context))
-        return end_without_value(call);
+    if (!context_id_read(c, context))
+        return call_end_without_value(call);
     uint32_t stream = 0;
     if (!c.read_u32("stream_id", stream)) {
         TRACE_ERROR("Missing argument stream_id");
         c.missing_argument("stream_id");
-        return end_without_value(call);
+        return call_end_without_value(call);
     }
     if (libvoice_registered_callbacks.voice_plugin_remove_stream(context, stream) != 0) {
         TRACE_ERROR("voice plugin modify FAILED");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "ctx_id" uint32 -> boolean. 196640 "ctx_id".
@@ -459,13 +459,13 @@ int __destroy_ctx(function_call_t *call, argument_list_t *arguments, variant_t *
     TRACE_ENTER();
     Call c(call, arguments, __func__, voice::Attributes::none);
     uint32_t context = 0;
-    if (!read_context_id(c, context))
-        return end_without_value(call);
+    if (!context_id_read(c, context))
+        return call_end_without_value(call);
     if (libvoice_registered_callbacks.voice_plugin_destroy_ctx(context) != 0) {
         TRACE_ERROR("voice plugin modify FAILED");
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     }
-    return end_with(true, call, return_value);
+    return call_end(true, call, return_value);
 }
 }
 
@@ -474,24 +474,24 @@ int __destroy_ctx(function_call_t *call, argument_list_t *arguments, variant_t *
 namespace {
 
 // Kept: whichever name is missing, the entry says "name".
-void missing_name(Call &c) {
+void name_missing(Call &c) {
     TRACE_ERROR_AS(c.function, "Missing 'name' parameter.");
     c.error(voice::kErrorOwnSentence, "Missing 'name' parameter.", "name");
 }
 
-bool read_name(Call &c, const char *argument, Text &text) {
+bool name_read(Call &c, const char *argument, Text &text) {
     if (c.read_value(argument, text))
         return true;
-    missing_name(c);
+    name_missing(c);
     return false;
 }
 
-void missing_type(Call &c) {
+void type_missing(Call &c) {
     TRACE_ERROR_AS(c.function, "Missing 'type' parameter.");
     c.error(voice::kErrorOwnSentence, "Missing 'type' parameter.", "type");
 }
 
-bool register_plugin(Call &c) {
+bool plugin_register(Call &c) {
     TRACE_INFO_AS(c.function, "Trying to register plugin");
     Text name;
     if (!c.read_value("plugin_name", name)) {
@@ -517,9 +517,9 @@ bool register_plugin(Call &c) {
     return true;
 }
 
-bool deregister_plugin(Call &c) {
+bool plugin_deregister(Call &c) {
     Text name;
-    if (!read_name(c, "plugin_name", name))
+    if (!name_read(c, "plugin_name", name))
         return false;
     if (!libvoice_kex_exit_plugin(name.get(), LIBVOICE_EXIT_DEREGISTERED)) {
         TRACE_ERROR_AS(c.function, "Error exiting plugin %s", name.get());
@@ -529,7 +529,7 @@ bool deregister_plugin(Call &c) {
     return true;
 }
 
-void fill_endpoint(libvoice_endpoint_t &entry, const Text &name, const Text &path, uint16_t type,
+void endpoint_fill(libvoice_endpoint_t &entry, const Text &name, const Text &path, uint16_t type,
                    voice_plugin_entry_t *plugin, const Bytes &codecs) {
     entry.used = 1;
     entry.type = type;
@@ -538,23 +538,23 @@ void fill_endpoint(libvoice_endpoint_t &entry, const Text &name, const Text &pat
     // Whole records only; more than the entry holds are left out.
     const uint32_t offered = codecs.data() ? codecs.length() / LIBVOICE_CODEC_RECORD_BYTES : 0;
     entry.num_of_codecs = offered < LIBVOICE_ENDPOINT_CODECS ? offered : LIBVOICE_ENDPOINT_CODECS;
-    voice::copy_text(entry.endpoint_path, path.get());
-    voice::copy_text(entry.name, name.get());
+    voice::text_copy(entry.endpoint_path, path.get());
+    voice::text_copy(entry.name, name.get());
     if (entry.num_of_codecs != 0)
         memcpy(entry.codec_list, codecs.data(), entry.num_of_codecs * LIBVOICE_CODEC_RECORD_BYTES);
 }
 
 // The entry that was claimed for the endpoint and accepted by the application, or null.
-libvoice_endpoint_t *register_endpoint(Call &c) {
+libvoice_endpoint_t *endpoint_register(Call &c) {
     Text plugin_name;
     Text name;
     Text path;
-    if (!read_name(c, "plugin_name", plugin_name) || !read_name(c, "endpoint_name", name) ||
-        !read_name(c, "endpoint_path", path))
+    if (!name_read(c, "plugin_name", plugin_name) || !name_read(c, "endpoint_name", name) ||
+        !name_read(c, "endpoint_path", path))
         return nullptr;
     uint16_t type = 0;
     if (!c.read_u16("type", type)) {
-        missing_type(c);
+        type_missing(c);
         return nullptr;
     }
     Bytes codecs;
@@ -576,7 +576,7 @@ libvoice_endpoint_t *register_endpoint(Call &c) {
         TRACE_ERROR_AS(c.function, "No space to register the endpoint");
         return nullptr;
     }
-    fill_endpoint(*entry, name, path, type, plugin, codecs);
+    endpoint_fill(*entry, name, path, type, plugin, codecs);
     if (libvoice_app_registered_callbacks.voice_app_register_endpoint(entry) == 0)
         return entry;
     // Kept: released by the number that the application left in it, so that another entry of that number goes first.
@@ -585,10 +585,10 @@ libvoice_endpoint_t *register_endpoint(Call &c) {
     return nullptr;
 }
 
-bool deregister_endpoint(Call &c) {
+bool endpoint_deregister(Call &c) {
     uint16_t endpoint = 0;
     if (!c.read_u16("endpoint", endpoint)) {
-        missing_type(c); // Kept: the entry says "type".
+        type_missing(c); // Kept: the entry says "type".
         return false;
     }
     TRACE_INFO_AS(c.function, "Deregister endpoint '%d'.", static_cast<int>(endpoint));
@@ -596,10 +596,10 @@ bool deregister_endpoint(Call &c) {
     return true;
 }
 
-bool report_event(Call &c) {
+bool event_report(Call &c) {
     Text plugin;
     if (!c.read_text("plugin_name", plugin)) {
-        missing_name(c);
+        name_missing(c);
         return false;
     }
     if (!plugin.get()) {
@@ -633,16 +633,16 @@ extern "C" {
 int __VoiceService_register_plugin(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!register_plugin(c))
-        return end_with(false, call, return_value);
-    return end_with(true, call, return_value);
+    if (!plugin_register(c))
+        return call_end(false, call, return_value);
+    return call_end(true, call, return_value);
 }
 
 // "plugin_name" text -> boolean. 196638 "Missing 'name' parameter." "name".
 int __VoiceService_deregister_plugin(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const bool done = deregister_plugin(c);
+    const bool done = plugin_deregister(c);
     // Kept: here the reply is filled after the call is destroyed.
     fcall_destroy(call);
     variant_setBool(return_value, done);
@@ -655,9 +655,9 @@ int __VoiceService_deregister_plugin(function_call_t *call, argument_list_t *arg
 int __VoiceService_register_endpoint(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const libvoice_endpoint_t *entry = register_endpoint(c);
+    const libvoice_endpoint_t *entry = endpoint_register(c);
     if (!entry)
-        return end_with(false, call, return_value);
+        return call_end(false, call, return_value);
     variant_setInt16(return_value, static_cast<int16_t>(entry->endpoint));
     fcall_destroy(call);
     TRACE_LEAVE();
@@ -669,7 +669,7 @@ int __VoiceService_register_endpoint(function_call_t *call, argument_list_t *arg
 int __VoiceService_deregister_endpoint(function_call_t *call, argument_list_t *arguments, variant_t *return_value) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    const bool done = deregister_endpoint(c);
+    const bool done = endpoint_deregister(c);
     // Kept: here the reply is filled after the call is destroyed.
     fcall_destroy(call);
     variant_setBool(return_value, done);
@@ -683,7 +683,7 @@ int __VoiceService_deregister_endpoint(function_call_t *call, argument_list_t *a
 int __VoiceService_event(function_call_t *call, argument_list_t *arguments, variant_t *) {
     TRACE_ENTER();
     Call c(call, arguments, __func__);
-    if (!report_event(c)) {
+    if (!event_report(c)) {
         fcall_destroy(call);
         TRACE_LEAVE();
         return kCallFailed;

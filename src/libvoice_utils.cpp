@@ -14,12 +14,12 @@ namespace {
 
 using namespace voice;
 
-void show_block(const BlockText &block, const char *text, Where here = Where::caller()) {
+void block_show(const BlockText &block, const char *text, Where here = Where::caller()) {
     TRACE_INFO_AT(here, "db = %s", shown(text));
     TRACE_INFO_AT(here, "mtype = 0x%02x, len = 0x%02x", block.type, block.length);
 }
 
-void show_text(uint32_t type, const char *text, Where here) {
+void text_show(uint32_t type, const char *text, Where here) {
     switch (type) {
     case 0x01:
         TRACE_INFO_AT(here, "time = %s", text);
@@ -37,7 +37,7 @@ void show_text(uint32_t type, const char *text, Where here) {
 }
 
 // Copies the value of `length` bytes at position p to where the caller wants it.
-void read_value(const BlockText &block, uint32_t p, uint32_t length, uint32_t type, Form form,
+void value_read(const BlockText &block, uint32_t p, uint32_t length, uint32_t type, Form form,
                 const libvoice_db_field &field, Where here) {
     if (!field.value)
         return;
@@ -53,12 +53,12 @@ void read_value(const BlockText &block, uint32_t p, uint32_t length, uint32_t ty
     block.copy(size_t{p} + kHeadBytes, copied, target);
     // Kept: a text that fills its capacity ends one byte behind it.
     target[copied] = '\0';
-    show_text(type, target, here);
+    text_show(type, target, here);
 }
 
 // Reads all items of a block whose checksum is right, so that every byte up to the checksum is there. A null record wants
 // nothing.
-void read_items(const BlockText &block, const Items &message, const Items &common, Where here = Where::caller()) {
+void items_read(const BlockText &block, const Items &message, const Items &common, Where here = Where::caller()) {
     for (uint32_t p = kHeadBytes; p <= block.length;) {
         const uint32_t type = block.byte(p);
         const uint32_t length = block.byte(p + 1);
@@ -74,7 +74,7 @@ void read_items(const BlockText &block, const Items &message, const Items &commo
         if (!item)
             TRACE_WARNING_AT(here, "Unknown parameter received: 0x%02x", type);
         else if (items->record)
-            read_value(block, p, length, type, item->form, items->field(item), here);
+            value_read(block, p, length, type, item->form, items->field(item), here);
         p += length + kHeadBytes;
     }
 }
@@ -107,21 +107,21 @@ int libvoice_db_verify_checksum(const char *text) {
 uint32_t libvoice_db_call_setup_decode(const char *text, uint32_t, libvoice_db_message_fields *message,
                                        libvoice_db_common_fields *common) {
     const BlockText block(text);
-    show_block(block, text);
+    block_show(block, text);
     if (!libvoice_db_verify_checksum(block))
         return 0;
     if (block.type != LIBVOICE_DB_CALL_SETUP) {
         TRACE_ERROR("Wrong message received: 0x%02x", block.type);
         return 1;
     }
-    read_items(block, {kCallSetupItems, message}, {kCommonItems, common});
+    items_read(block, {kCallSetupItems, message}, {kCommonItems, common});
     return 0;
 }
 
 uint32_t libvoice_db_message_waiting_decode(const char *text, uint32_t, libvoice_db_message_fields *message,
                                             libvoice_db_common_fields *common) {
     const BlockText block(text);
-    show_block(block, text);
+    block_show(block, text);
     if (!libvoice_db_verify_checksum(block))
         return 0;
     if (block.type != LIBVOICE_DB_MESSAGE_WAITING) {
@@ -129,6 +129,6 @@ uint32_t libvoice_db_message_waiting_decode(const char *text, uint32_t, libvoice
         TRACE_ERROR("Wrong message type received: 0x%02x", block.type);
         return 1;
     }
-    read_items(block, {kMessageWaitingItems, message}, {kCommonItems, common});
+    items_read(block, {kMessageWaitingItems, message}, {kCommonItems, common});
     return 0;
 }

@@ -8,10 +8,10 @@
 namespace voice {
 
 // Plugin side: every entry free, without number and user data, under its default name "<stem><index + 1>". (generic)
-void preset_plugin_endpoints();
+void plugin_endpoints_preset();
 
 // Requests that need the connection find none until a new one is stored. (kex_api_calls)
-void forget_peer();
+void peer_forget();
 
 // Peer event handler: the voice application has gone; start over. (kex_functions)
 int libvoice_peer_event_handler(peer_t *peer, int event, void *userdata);

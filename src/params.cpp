@@ -53,7 +53,7 @@ uint32_t libvoice_p_len(uint8_t **cursor, uint32_t *remaining) {
 }
 
 // A search has come to the last bytes, too few for an item.
-uint32_t find_in_rest(uint8_t **cursor, uint32_t *remaining) {
+uint32_t rest_find(uint8_t **cursor, uint32_t *remaining) {
     // A cut-off tail where an item should start is "not found", as is an identifier with nothing behind it.
     if (*remaining == 0 || libvoice_p_id(cursor, remaining) != LIBVOICE_OK || *remaining == 0)
         return LIBVOICE_ERR_PARAM_NOT_FOUND;
@@ -61,7 +61,7 @@ uint32_t find_in_rest(uint8_t **cursor, uint32_t *remaining) {
 }
 
 // A walk has.
-uint32_t walk_in_rest(uint8_t **cursor, uint32_t *remaining) {
+uint32_t rest_walk(uint8_t **cursor, uint32_t *remaining) {
     // Kept: an empty rest skips the identifier: trace message and result are those of the length reader.
     if (*remaining != 0 && libvoice_p_id(cursor, remaining) != LIBVOICE_OK)
         return LIBVOICE_ERR_PARAM_FORMAT;
@@ -119,7 +119,7 @@ uint32_t libvoice_get_param(uint32_t id, uint32_t *length, uint8_t **value, uint
     }
     *cursor = item;
     *remaining = left;
-    return find_in_rest(cursor, remaining);
+    return rest_find(cursor, remaining);
 }
 
 uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **value, uint8_t **cursor,
@@ -127,7 +127,7 @@ uint32_t libvoice_get_current_param(uint32_t *id, uint32_t *length, uint8_t **va
     uint8_t *item = *cursor;
     const uint32_t left = *remaining - kHead;
     if (*remaining < kHead)
-        return walk_in_rest(cursor, remaining);
+        return rest_walk(cursor, remaining);
     const uint32_t bytes = word_at(item + kWord);
     // Kept: success without a trace message when the value is cut off; the caller preset the outputs.
     *cursor = item + kHead;

@@ -16,7 +16,7 @@ using Entry = voice_plugin_entry_t;
 
 // The index of the first entry that satisfies the test, or -1.
 template <typename Test>
-int32_t find_index(Test test) {
+int32_t index_find(Test test) {
     for (int32_t i = 0; i < LIBVOICE_PLUGINS; ++i)
         if (test(voice_plugin_table[i]))
             return i;
@@ -24,11 +24,11 @@ int32_t find_index(Test test) {
 }
 
 int32_t index_of_name(const char *name) {
-    return find_index([name](const Entry &entry) { return entry.used && voice::same_name(entry.plugin_name, name); });
+    return index_find([name](const Entry &entry) { return entry.used && voice::same_name(entry.plugin_name, name); });
 }
 
 // The end of both ways to deregister: an endpoint goes when it points at this plugin, and no other.
-void remove_with_endpoints(Entry *plugin) {
+void plugin_remove(Entry *plugin) {
     for (libvoice_endpoint_t &endpoint : endpt_table)
         if (endpoint.used && endpoint.plugin_table == plugin)
             libvoice_delete_endpoint_entry(&endpoint);
@@ -101,7 +101,7 @@ int32_t libvoice_plugin_get_index(const char *name) {
 
 int32_t libvoice_plugin_get_next_free_index() {
     TRACE_INFO("getting plugin next free index");
-    const int32_t index = find_index([](const Entry &entry) { return !entry.used; });
+    const int32_t index = index_find([](const Entry &entry) { return !entry.used; });
     if (index < 0)
         return -1;
     TRACE_INFO("voice_plugin_table[ plugin_table_index = %d ] is free", index);
@@ -114,7 +114,7 @@ int32_t libvoice_plugin_get_index_by_peer(peer_t *peer) {
         return -1;
     }
     TRACE_INFO("getting plugin entry for peer %p", static_cast<void *>(peer));
-    const int32_t index = find_index([peer](const Entry &entry) { return entry.used && entry.peer == peer; });
+    const int32_t index = index_find([peer](const Entry &entry) { return entry.used && entry.peer == peer; });
     if (index < 0)
         return -1;
     TRACE_INFO("voice_plugin_table[ plugin_table_index = %d ] matches plugin peer %p", index,
@@ -145,7 +145,7 @@ int32_t libvoice_plugin_set_name_by_peer(peer_t *peer, const char *name) {
         voice_plugin_table[index].peer = peer;
     }
     voice_plugin_table[index].used = 1;
-    voice::copy_text(voice_plugin_table[index].plugin_name, name);
+    voice::text_copy(voice_plugin_table[index].plugin_name, name);
     return index;
 }
 
@@ -166,7 +166,7 @@ int32_t libvoice_plugin_add(const char *name) {
     // Kept: the peer is not written; the entry shows the one that it held before.
     voice_plugin_table[index].used = 1;
     TRACE_INFO("voice_plugin_table[ %d ] is reserved for plugin name %s", index, name);
-    voice::copy_text(voice_plugin_table[index].plugin_name, name);
+    voice::text_copy(voice_plugin_table[index].plugin_name, name);
     return index;
 }
 
@@ -196,7 +196,7 @@ int32_t libvoice_plugin_deregister(const char *name) {
         TRACE_ERROR("No plugin entry found for plugin_name %s.", voice::shown(name));
         return -1;
     }
-    remove_with_endpoints(plugin);
+    plugin_remove(plugin);
     TRACE_LEAVE();
     return 0;
 }
@@ -209,7 +209,7 @@ int32_t libvoice_plugin_deregister_by_peer(peer_t *peer) {
         TRACE_ERROR("No plugin entry found for peer %p.", static_cast<void *>(peer));
         return -1;
     }
-    remove_with_endpoints(plugin);
+    plugin_remove(plugin);
     TRACE_LEAVE();
     return 0;
 }

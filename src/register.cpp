@@ -17,7 +17,7 @@ const char *setting(const char *variable, const char *otherwise) {
     return value ? value : otherwise;
 }
 
-void try_again_later(kex_timer_t *timer) {
+void attempt_repeat_later(kex_timer_t *timer) {
     kex_timer_start(timer, LIBVOICE_RETRY_MS);
 }
 
@@ -28,7 +28,7 @@ void libvoice_datamodel_ready_cb(kex_timer_t *timer) {
         peer_t *peer = libvoice_plugin_connect();
         if (!peer) {
             TRACE_ERROR("Can't connect to %s retrying in 10s", libvoice_get_ipc_socket_uri());
-            try_again_later(timer);
+            attempt_repeat_later(timer);
             TRACE_LEAVE();
             return;
         }
@@ -38,7 +38,7 @@ void libvoice_datamodel_ready_cb(kex_timer_t *timer) {
     if (!libvoice_kex_register_plugin(_PLUGIN_NAME)) {
         // The connection is kept: the next attempt only registers.
         TRACE_ERROR("Plugin registration failed. Trying again in 10s.");
-        try_again_later(timer);
+        attempt_repeat_later(timer);
         TRACE_LEAVE();
         return;
     }
@@ -127,16 +127,16 @@ int libvoice_kex_register_endpoint(int32_t type, const char *name, void *, const
                                                         LIBVOICE_REQUEST_FLAGS_LIFECYCLE);
     const voice::ObjectPath path(_PLUGIN_NAME, name);
     const CodecList codec_list(codecs);
-    voice::add_text(request, "plugin_name", _PLUGIN_NAME);
-    voice::add_text(request, "endpoint_name", voice::or_empty(name));
-    voice::add_text(request, "endpoint_path", path.text());
-    voice::add_u16(request, "type", static_cast<uint16_t>(type));
-    voice::add_bytes(request, "codeclist", codec_list.bytes, codec_list.length);
+    voice::request_add_text(request, "plugin_name", _PLUGIN_NAME);
+    voice::request_add_text(request, "endpoint_name", voice::or_empty(name));
+    voice::request_add_text(request, "endpoint_path", path.text());
+    voice::request_add_u16(request, "type", static_cast<uint16_t>(type));
+    voice::request_add_bytes(request, "codeclist", codec_list.bytes, codec_list.length);
     reply_t *reply = nullptr;
     if (!voice::request_send(request, libvoice_get_kex_peer_handler()))
         TRACE_ERROR("Failed to send register request.");
     else
-        reply = voice::good_reply(request);
+        reply = voice::reply_await(request);
     const bool registered = reply != nullptr;
     if (registered) {
         // A value that does not convert leaves -1 and still counts as success.
@@ -170,12 +170,12 @@ int libvoice_kex_deregister_endpoint(int32_t endpoint) {
         return 0;
     }
     // Kept: the receiver calls this argument "endpoint".
-    voice::add_u16(request, "endpoint_id", static_cast<uint16_t>(endpoint));
+    voice::request_add_u16(request, "endpoint_id", static_cast<uint16_t>(endpoint));
     bool deregistered = false;
     if (!voice::request_send(request, libvoice_get_kex_peer_handler()))
         TRACE_ERROR("Failed to send deregister request.");
     else
-        deregistered = voice::good_reply(request) != nullptr;
+        deregistered = voice::reply_await(request) != nullptr;
     request_destroy(request);
     TRACE_LEAVE();
     return deregistered;

@@ -20,7 +20,7 @@ inline bool same_name(const char *stored, const char *wanted) {
 
 // At most N - 1 characters survive. The text may be the field itself.
 template <size_t N>
-void copy_text(char (&field)[N], const char *text) {
+void text_copy(char (&field)[N], const char *text) {
     const size_t length = strnlen(or_empty(text), N - 1);
     memmove(field, or_empty(text), length);
     memset(field + length, 0, N - length);
