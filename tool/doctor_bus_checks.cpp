@@ -46,7 +46,7 @@ bool plugin_of(const std::string &endpoint, const PluginFacts &plugin) {
 
 } // namespace
 
-Finding check_answer(const Facts &facts) {
+Finding answer_check(const Facts &facts) {
     const ProcessFacts &listener = facts.bus.listener;
     if (!is_connected(facts) || !facts.bus.refusal.empty())
         return not_connected();
@@ -63,7 +63,7 @@ Finding check_answer(const Facts &facts) {
                   fmt::format("see what process {} does; when it never ends, restart it", listener.id));
 }
 
-Finding check_waits(const Facts &facts) {
+Finding waits_check(const Facts &facts) {
     if (!is_connected(facts) || !facts.bus.answered)
         return not_connected();
     std::vector<std::string> stuck;
@@ -79,7 +79,7 @@ Finding check_waits(const Facts &facts) {
     return failed(fmt::format("{}", fmt::join(stuck, "; ")), wait_fix(facts, *longest));
 }
 
-Finding check_crossed(const Facts &facts) {
+Finding crossed_check(const Facts &facts) {
     if (!is_connected(facts) || !facts.bus.answered)
         return not_connected();
     const std::vector<WaitFacts> &waits = facts.bus.waits;
@@ -92,7 +92,7 @@ Finding check_crossed(const Facts &facts) {
     return fine("no two wait for each other");
 }
 
-Finding check_tables(const Facts &facts) {
+Finding tables_check(const Facts &facts) {
     if (!tables_known(facts))
         return tables_unseen(facts);
     const size_t plugins = facts.tables->plugins.size(), endpoints = facts.tables->endpoints.size();
@@ -103,7 +103,7 @@ Finding check_tables(const Facts &facts) {
     return fine(text);
 }
 
-Finding check_leftovers(const Facts &facts) {
+Finding leftovers_check(const Facts &facts) {
     if (!tables_known(facts))
         return tables_unseen(facts);
     const std::vector<PluginFacts> &plugins = facts.tables->plugins;

@@ -13,21 +13,21 @@ struct Check {
 };
 
 constexpr Check kChecks[] = {
-    {"address", check_address},
-    {"variables", check_variables},
-    {"socket", check_socket},
-    {"admission", check_admission},
-    {"answer", check_answer},
-    {"waits", check_waits},
-    {"crossed waits", check_crossed},
-    {"tables", check_tables},
-    {"leftovers", check_leftovers},
-    {"descriptors", check_descriptors},
-    {"socket buffers", check_buffers},
-    {"versions", check_versions},
-    {"trace", check_trace},
-    {"activation", check_activation},
-    {"wireshark", check_wireshark},
+    {"address", address_check},
+    {"variables", variables_check},
+    {"socket", socket_check},
+    {"admission", admission_check},
+    {"answer", answer_check},
+    {"waits", waits_check},
+    {"crossed waits", crossed_check},
+    {"tables", tables_check},
+    {"leftovers", leftovers_check},
+    {"descriptors", descriptors_check},
+    {"socket buffers", buffers_check},
+    {"versions", versions_check},
+    {"trace", trace_check},
+    {"activation", activation_check},
+    {"wireshark", wireshark_check},
 };
 
 } // namespace

@@ -35,23 +35,23 @@ inline Finding not_ours(const Facts &facts) {
 }
 
 // The address and what stands there: doctor_place_checks.cpp.
-Finding check_address(const Facts &facts);
-Finding check_variables(const Facts &facts);
-Finding check_socket(const Facts &facts);
-Finding check_admission(const Facts &facts);
+Finding address_check(const Facts &facts);
+Finding variables_check(const Facts &facts);
+Finding socket_check(const Facts &facts);
+Finding admission_check(const Facts &facts);
 // What passes on the bus, and the application's tables: doctor_bus_checks.cpp.
-Finding check_answer(const Facts &facts);
-Finding check_waits(const Facts &facts);
-Finding check_crossed(const Facts &facts);
-Finding check_tables(const Facts &facts);
-Finding check_leftovers(const Facts &facts);
+Finding answer_check(const Facts &facts);
+Finding waits_check(const Facts &facts);
+Finding crossed_check(const Facts &facts);
+Finding tables_check(const Facts &facts);
+Finding leftovers_check(const Facts &facts);
 // Processes and the machine: doctor_process_checks.cpp.
-Finding check_descriptors(const Facts &facts);
-Finding check_buffers(const Facts &facts);
-Finding check_versions(const Facts &facts);
-Finding check_trace(const Facts &facts);
-Finding check_activation(const Facts &facts);
-Finding check_wireshark(const Facts &facts);
+Finding descriptors_check(const Facts &facts);
+Finding buffers_check(const Facts &facts);
+Finding versions_check(const Facts &facts);
+Finding trace_check(const Facts &facts);
+Finding activation_check(const Facts &facts);
+Finding wireshark_check(const Facts &facts);
 
 } // namespace voicectl
 

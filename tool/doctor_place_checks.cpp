@@ -18,7 +18,7 @@ constexpr size_t kMostPath = 107;
 
 } // namespace
 
-Finding check_address(const Facts &facts) {
+Finding address_check(const Facts &facts) {
     const PlaceFacts &place = facts.place;
     if (place.path.empty())
         return failed(fmt::format("{} is no address", in_quotes(place.uri)),
@@ -29,7 +29,7 @@ Finding check_address(const Facts &facts) {
     return fine(printable(place.uri));
 }
 
-Finding check_variables(const Facts &facts) {
+Finding variables_check(const Facts &facts) {
     const auto &uri = facts.place.uri_variable;
     const auto &path = facts.place.path_variable;
     const std::string both = "set ZIL_VOIP_IPC_SOCKET=PATH and ZIL_VOIP_IPC_SOCKET_URI=kex://ipc:[PATH], the same path";
@@ -50,7 +50,7 @@ Finding check_variables(const Facts &facts) {
     return fine("ZIL_VOIP_IPC_SOCKET and ZIL_VOIP_IPC_SOCKET_URI agree");
 }
 
-Finding check_socket(const Facts &facts) {
+Finding socket_check(const Facts &facts) {
     const PlaceFacts &place = facts.place;
     const std::string path = printable(place.path);
     switch (place.error) {
@@ -85,7 +85,7 @@ Finding check_socket(const Facts &facts) {
     }
 }
 
-Finding check_admission(const Facts &facts) {
+Finding admission_check(const Facts &facts) {
     if (!is_connected(facts))
         return not_connected();
     if (!facts.bus.refusal.empty())

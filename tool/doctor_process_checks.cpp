@@ -38,7 +38,7 @@ std::string hidden_errors(const std::vector<std::string> &environment) {
 
 } // namespace
 
-Finding check_descriptors(const Facts &facts) {
+Finding descriptors_check(const Facts &facts) {
     const auto &limit = facts.bus.listener.descriptors;
     if (!limit)
         return not_ours(facts);
@@ -48,7 +48,7 @@ Finding check_descriptors(const Facts &facts) {
     return fine(fmt::format("process {} may have {} open", facts.bus.listener.id, *limit));
 }
 
-Finding check_buffers(const Facts &facts) {
+Finding buffers_check(const Facts &facts) {
     const uint32_t bytes = facts.machine.send_buffer;
     if (bytes < kBusPacket)
         return warned(fmt::format("sockets have room for {} bytes, a full packet has {}", bytes, kBusPacket),
@@ -56,7 +56,7 @@ Finding check_buffers(const Facts &facts) {
     return fine(fmt::format("sockets have room for {} bytes", bytes));
 }
 
-Finding check_versions(const Facts &facts) {
+Finding versions_check(const Facts &facts) {
     if (!is_connected(facts))
         return not_connected();
     std::vector<ProcessFacts> processes = facts.bus.peers;
@@ -79,7 +79,7 @@ Finding check_versions(const Facts &facts) {
     return fine(fmt::format("all of version {}", libvoice_version()));
 }
 
-Finding check_trace(const Facts &facts) {
+Finding trace_check(const Facts &facts) {
     std::vector<ProcessFacts> processes = facts.bus.peers;
     processes.push_back(facts.bus.listener);
     size_t seen = 0;
@@ -98,7 +98,7 @@ Finding check_trace(const Facts &facts) {
     return fine("errors are traced");
 }
 
-Finding check_activation(const Facts &facts) {
+Finding activation_check(const Facts &facts) {
     const ProcessFacts &listener = facts.bus.listener;
     if (!is_connected(facts) || !listener.environment)
         return not_ours(facts);
@@ -111,7 +111,7 @@ Finding check_activation(const Facts &facts) {
     return fine("the application got its socket at its start");
 }
 
-Finding check_wireshark(const Facts &facts) {
+Finding wireshark_check(const Facts &facts) {
     const MachineFacts &machine = facts.machine;
     const std::string fix = fmt::format("copy kexbus.lua of this voicectl to {}", printable(machine.personal_folder));
     if (machine.dissector.empty())

@@ -6,7 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-char *next_word(char **rest) {
+char *word_next(char **rest) {
     char *word = *rest + strspn(*rest, " \t");
     if (*word == 0) {
         *rest = word;
@@ -21,7 +21,7 @@ char *next_word(char **rest) {
     return word;
 }
 
-bool read_number(const char *text, long low, long high, long *value) {
+bool word_to_number(const char *text, long low, long high, long *value) {
     if (text == nullptr || *text == 0)
         return false;
     char *end;

@@ -13,9 +13,9 @@ extern "C" {
 #endif
 
 /** Cuts the next word off; one in double quotes may hold blanks. Null: none left. */
-char *next_word(char **rest);
+char *word_next(char **rest);
 /** Reads a whole decimal number within limits. */
-bool read_number(const char *text, long low, long high, long *value);
+bool word_to_number(const char *text, long low, long high, long *value);
 
 #ifdef __cplusplus
 }

@@ -46,7 +46,7 @@ source clients[kClients];
 source *asking; // whose command runs now
 uint32_t last_ticket;
 
-void forget(source *who) {
+void source_forget(source *who) {
     kex_unwatch(console_bus, who->in);
     if (who != &standard_input)
         close(who->in);
@@ -54,13 +54,13 @@ void forget(source *who) {
 }
 
 // A client that does not read its answers is closed rather than waited for.
-void write_to_client(source *client, const char *line, size_t length) {
+void client_write(source *client, const char *line, size_t length) {
     if (send(client->in, line, length, MSG_NOSIGNAL | MSG_DONTWAIT) != static_cast<ssize_t>(length))
         shutdown(client->in, SHUT_RDWR);
 }
 
 // For those who look for leaks: what is allocated must not grow from call to call.
-const char *print_memory() {
+const char *memory_print() {
 #ifdef __GLIBC__
     answer("memory heap=%zu", mallinfo2().uordblks);
     return nullptr;
@@ -76,7 +76,7 @@ void answer_end(const char *why) {
         answer("error: %s", why);
 }
 
-void run_line(source *who) {
+void line_run(source *who) {
     // A zero byte ends the text as well; a line without a word is no command.
     who->text[who->used] = 0;
     size_t length = strlen(who->text);
@@ -90,22 +90,22 @@ void run_line(source *who) {
     if (strcmp(text, "watch") == 0)
         who->watches = true;
     else
-        why = strcmp(text, "memory") == 0 ? print_memory() : run_command(text);
+        why = strcmp(text, "memory") == 0 ? memory_print() : run_command(text);
     if (why != kWaits)
         answer_end(why);
     asking = nullptr;
 }
 
 // Nothing more is read from there until the command is answered.
-void keep_for_later(source *who, const char *text, size_t length) {
+void text_keep(source *who, const char *text, size_t length) {
     memmove(who->rest, text, length);
     who->later = length;
 }
 
-void take_text(source *who, const char *text, size_t length) {
+void text_take(source *who, const char *text, size_t length) {
     for (size_t i = 0; i < length && who->in >= 0; i++) {
         if (who->ticket != 0) {
-            keep_for_later(who, text + i, length - i);
+            text_keep(who, text + i, length - i);
             return;
         }
         if (text[i] != '\n') {
@@ -120,21 +120,21 @@ void take_text(source *who, const char *text, size_t length) {
             answer("error: a command has at most %zu characters", kLineBytes - 1);
             asking = nullptr;
         } else {
-            run_line(who);
+            line_run(who);
         }
         who->too_long = false;
         who->used = 0;
     }
 }
 
-void readable(int fd, void *userdata) {
+void source_readable(int fd, void *userdata) {
     source *who = static_cast<source *>(userdata);
     char text[kReadBytes];
     ssize_t got = read(fd, text, sizeof text);
     if (got < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     if (got > 0) {
-        take_text(who, text, static_cast<size_t>(got));
+        text_take(who, text, static_cast<size_t>(got));
         if (who->ticket != 0 && who->in >= 0)
             kex_unwatch(console_bus, who->in);
         return;
@@ -143,7 +143,7 @@ void readable(int fd, void *userdata) {
         input_has_failed = true;
         fprintf(stderr, "error: standard input cannot be read: %s\n", strerror(errno));
     }
-    forget(who);
+    source_forget(who);
     if (who == &standard_input && !input_may_end)
         input_ended();
 }
@@ -152,9 +152,9 @@ void readable(int fd, void *userdata) {
 void source_resume(source *who) {
     const size_t later = who->later;
     who->later = 0;
-    take_text(who, who->rest, later);
-    if (who->ticket == 0 && who->in >= 0 && !kex_watch(console_bus, who->in, who, readable))
-        forget(who);
+    text_take(who, who->rest, later);
+    if (who->ticket == 0 && who->in >= 0 && !kex_watch(console_bus, who->in, who, source_readable))
+        source_forget(who);
 }
 
 source *source_of(uint32_t ticket) {
@@ -172,8 +172,8 @@ void client_take(int client) {
             continue;
         entry = source();
         entry.in = client;
-        if (!kex_watch(console_bus, client, &entry, readable))
-            forget(&entry);
+        if (!kex_watch(console_bus, client, &entry, source_readable))
+            source_forget(&entry);
         return;
     }
     static const char full[] = "error: too many control connections\n";
@@ -201,7 +201,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
     if (!use_stdin)
         return true;
     standard_input.in = STDIN_FILENO;
-    if (kex_watch(bus, STDIN_FILENO, &standard_input, readable))
+    if (kex_watch(bus, STDIN_FILENO, &standard_input, source_readable))
         return true;
     standard_input.in = -1;
     if (keep_going)
@@ -213,7 +213,7 @@ bool console_start(kex_t *bus, bool use_stdin, const char *path, bool keep_going
 bool console_stop() {
     for (source &client : clients)
         if (client.in >= 0)
-            forget(&client);
+            source_forget(&client);
     standard_input.ticket = 0; // nobody waits any more
     control_socket_close();
     return !input_has_failed;
@@ -228,7 +228,7 @@ void say(const char *format, ...) {
     console_line_print(line);
     for (source &client : clients)
         if (client.in >= 0 && client.watches)
-            write_to_client(&client, line, length);
+            client_write(&client, line, length);
 }
 
 void answer(const char *format, ...) {
@@ -240,7 +240,7 @@ void answer(const char *format, ...) {
     if (asking == nullptr || asking == &standard_input)
         console_line_print(line);
     else
-        write_to_client(asking, line, length);
+        client_write(asking, line, length);
 }
 
 const char *command_wait(uint32_t *ticket) {

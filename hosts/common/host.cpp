@@ -73,7 +73,7 @@ void signals_end() {
 }
 
 // A value that was given may be of any length: an error stays one that can be read.
-void print_error(const char *format, va_list arguments) {
+void error_print(const char *format, va_list arguments) {
     char text[400];
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers start the list
     int length = vsnprintf(text, sizeof text, format, arguments);
@@ -113,7 +113,7 @@ void host_exit(int status) {
 void host_usage_error(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    print_error(format, arguments);
+    error_print(format, arguments);
     va_end(arguments);
     host_exit(kExitUsage);
 }
@@ -121,7 +121,7 @@ void host_usage_error(const char *format, ...) {
 void host_fail(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    print_error(format, arguments);
+    error_print(format, arguments);
     va_end(arguments);
     exit(kExitFailure);
 }

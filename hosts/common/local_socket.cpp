@@ -15,7 +15,7 @@ constexpr int kWaiting = 8; // connections that wait to be taken
 
 // A socket file that nobody listens on is left from a process that was killed: take it over. Anything else stays, also
 // a socket of another kind and one whose listener is too busy to answer.
-bool clear_path(const sockaddr_un *address) {
+bool path_clear(const sockaddr_un *address) {
     struct stat status;
     if (lstat(address->sun_path, &status) != 0)
         return errno == ENOENT;
@@ -46,7 +46,7 @@ int local_socket_listen(const char *path) {
         return -1;
     }
     memcpy(address.sun_path, path, strlen(path) + 1);
-    if (!clear_path(&address))
+    if (!path_clear(&address))
         return -1;
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const mode_t before = umask(0117); // the file must never be open to others, not even for a moment

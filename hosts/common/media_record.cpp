@@ -4,7 +4,7 @@
 
 namespace {
 
-const char *read_media(uint32_t version, const uint32_t *words, uint32_t length, line_media_t *media) {
+const char *media_read(uint32_t version, const uint32_t *words, uint32_t length, line_media_t *media) {
     const voice_params_t params = {reinterpret_cast<const uint8_t *>(words), length};
     uint32_t mode = VOICE_MODE_SEND_RECEIVE, up, down, up_payload, down_payload, ptime;
     *media = {};
@@ -35,12 +35,12 @@ const char *read_media(uint32_t version, const uint32_t *words, uint32_t length,
 
 const char *media_read_connection(const void *cnx_info, line_media_t *media) {
     const voice_cnx_info_t *info = static_cast<const voice_cnx_info_t *>(cnx_info);
-    return read_media(info->version, info->params, info->length, media);
+    return media_read(info->version, info->params, info->length, media);
 }
 
 const char *media_read_stream(const void *stream_info, line_media_t *media) {
     const voice_stream_info_t *info = static_cast<const voice_stream_info_t *>(stream_info);
-    const char *wrong = read_media(info->version, info->params, info->length, media);
+    const char *wrong = media_read(info->version, info->params, info->length, media);
     media->stream = info->stream;
     if (wrong == nullptr && info->mode > VOICE_MODE_SEND_RECEIVE)
         wrong = "unknown stream mode";

@@ -60,7 +60,7 @@ void plugin_commands_begin(const plugin_program_t *program, const plugin_options
 
 const char *plugin_command_run(char *text) {
     char *rest = text;
-    const char *first = next_word(&rest);
+    const char *first = word_next(&rest);
     if (strcmp(first, "status") == 0)
         return answer_status();
     if (strcmp(first, "help") == 0)
@@ -72,9 +72,9 @@ const char *plugin_command_run(char *text) {
     long number;
     if (plugin->commands == nullptr)
         return command_error("unknown command '%s'; try help", first);
-    if (!read_number(first, 1, places(), &number))
+    if (!word_to_number(first, 1, places(), &number))
         return command_error("'%s' is neither a command nor a %s from 1 to %d", first, plugin_line_word(plugin),
                              places());
-    const char *verb = next_word(&rest);
+    const char *verb = word_next(&rest);
     return line_command(static_cast<int>(number), verb, rest);
 }

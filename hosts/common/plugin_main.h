@@ -37,7 +37,7 @@ typedef struct plugin_option {
 typedef struct plugin_command {
     const char *verb;
     const char *arguments;                      /**< what help calls the words behind it: "DIGITS"; "" none */
-    const char *(*run)(int number, char *rest); /**< `rest` is for next_word(). @return null, or why not */
+    const char *(*run)(int number, char *rest); /**< `rest` is for word_next(). @return null, or why not */
 } plugin_command_t;
 
 /** A plugin. Tables end with an entry without a name. What is not set is null or 0. */

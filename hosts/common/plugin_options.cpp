@@ -25,7 +25,7 @@ void option_take(int code, const char *value) {
     } else if (code == OPTION_STEM) {
         taken.stem = value;
     } else if (code == OPTION_LINES) {
-        if (!read_number(value, 1, plugin->most_lines, &number))
+        if (!word_to_number(value, 1, plugin->most_lines, &number))
             host_usage_error("--lines %s: a number from 1 to %d", value, plugin->most_lines);
         taken.lines = static_cast<int>(number);
     } else if (plugin->options != nullptr && code >= OPTION_OWN && code < OPTION_OWN + kOwnOptions) {

@@ -100,7 +100,7 @@ const char *handset_flash(int number, char *) {
 
 const char *handset_dial(int number, char *rest) {
     const telephone *handset = &handsets[number - 1];
-    const char *digits = next_word(&rest);
+    const char *digits = word_next(&rest);
     if (digits == nullptr)
         return command_error("dial what? %d dial 501", number);
     if (digits[strspn(digits, kHandsetKeys)] != 0 || strlen(digits) > kMostDigits)

@@ -127,8 +127,8 @@ void exchange_line_registered(void *line, const char *code) {
 
 const char *exchange_ring(int number, char *rest) {
     telephone *ringing = &exchange_lines[number - 1];
-    const char *caller = next_word(&rest);
-    const char *name = next_word(&rest);
+    const char *caller = word_next(&rest);
+    const char *name = word_next(&rest);
     if (ringing->off_hook)
         return command_error("%d is seized: it cannot ring", number);
     if (ringing->ringing)
@@ -163,7 +163,7 @@ const char *exchange_hang_up(int number, char *) {
 
 const char *exchange_tone(int number, char *rest) {
     telephone *seized = &exchange_lines[number - 1];
-    const char *word = next_word(&rest);
+    const char *word = word_next(&rest);
     if (word == nullptr)
         return command_error("which tone? %d tone busy-tone, %d tone off", number, number);
     if (!seized->off_hook)

@@ -86,7 +86,7 @@ const char *fxs_flash(int number, char *) {
 
 const char *fxs_dial(int number, char *rest) {
     const telephone *one = &telephones[number - 1];
-    const char *digits = next_word(&rest);
+    const char *digits = word_next(&rest);
     if (digits == nullptr)
         return command_error("dial what? %d dial 201", number);
     if (digits[strspn(digits, VOICE_KEYS)] != 0)
@@ -126,7 +126,7 @@ const char *codecs_take(const char *value) {
 
 const char *tone_take(const char *value) {
     long tone;
-    if (!read_number(value, 300, 3200, &tone) || tone % kDetectorStep != 0)
+    if (!word_to_number(value, 300, 3200, &tone) || tone % kDetectorStep != 0)
         return "300 to 3200 Hz, a multiple of 20";
     tone_frequency = static_cast<uint32_t>(tone);
     return nullptr;

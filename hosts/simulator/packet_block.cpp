@@ -32,79 +32,79 @@ struct writer {
     uint32_t used;
 };
 
-void add(writer *to, const void *bytes, uint32_t size) {
+void put_bytes(writer *to, const void *bytes, uint32_t size) {
     memcpy(to->bytes + to->used, bytes, size);
     memset(to->bytes + to->used + size, 0, -size & 3);
     to->used += size + (-size & 3);
 }
 
-void add_word(writer *to, uint32_t word) {
-    add(to, &word, sizeof word);
+void put_word(writer *to, uint32_t word) {
+    put_bytes(to, &word, sizeof word);
 }
 
-void add_halves(writer *to, uint16_t first, uint16_t second) {
+void put_halves(writer *to, uint16_t first, uint16_t second) {
     const uint16_t halves[] = {first, second};
-    add(to, halves, sizeof halves);
+    put_bytes(to, halves, sizeof halves);
 }
 
-void add_option(writer *to, uint16_t code, const void *value, uint16_t size) {
-    add_halves(to, code, size);
-    add(to, value, size);
+void put_option(writer *to, uint16_t code, const void *value, uint16_t size) {
+    put_halves(to, code, size);
+    put_bytes(to, value, size);
 }
 
 // A tag is in network order, whatever the file's order is.
-void add_tag(writer *to, uint16_t tag, const void *value, uint16_t size) {
+void put_tag(writer *to, uint16_t tag, const void *value, uint16_t size) {
     uint8_t head[4];
     put16(head, tag);
     put16(head + 2, static_cast<uint16_t>(size + (-size & 3)));
-    add(to, head, sizeof head);
-    add(to, value, size);
+    put_bytes(to, head, sizeof head);
+    put_bytes(to, value, size);
 }
 
-void add_tag_number(writer *to, uint16_t tag, uint32_t number) {
+void put_tag_number(writer *to, uint16_t tag, uint32_t number) {
     uint8_t value[4];
     put32(value, number);
-    add_tag(to, tag, value, sizeof value);
+    put_tag(to, tag, value, sizeof value);
 }
 
 writer block_begin(uint8_t *bytes, uint32_t type) {
     writer block = {bytes, 0};
-    add_word(&block, type);
-    add_word(&block, 0); // its size, at the end
+    put_word(&block, type);
+    put_word(&block, 0); // its size, at the end
     return block;
 }
 
 uint32_t block_end(writer *block) {
     const uint32_t size = block->used + 4;
     memcpy(block->bytes + 4, &size, sizeof size);
-    add_word(block, size);
+    put_word(block, size);
     return size;
 }
 
-void add_address(writer *to, bool source, const sockaddr_storage *address) {
+void put_address(writer *to, bool source, const sockaddr_storage *address) {
     const auto *four = reinterpret_cast<const sockaddr_in *>(address);
     const auto *six = reinterpret_cast<const sockaddr_in6 *>(address);
     const uint16_t tag = source ? kSource : kDestination;
     if (address->ss_family == AF_INET6)
-        add_tag(to, static_cast<uint16_t>(tag + 2), &six->sin6_addr, sizeof six->sin6_addr);
+        put_tag(to, static_cast<uint16_t>(tag + 2), &six->sin6_addr, sizeof six->sin6_addr);
     else
-        add_tag(to, tag, &four->sin_addr, sizeof four->sin_addr);
-    add_tag_number(to, source ? kSourcePort : kDestinationPort,
+        put_tag(to, tag, &four->sin_addr, sizeof four->sin_addr);
+    put_tag_number(to, source ? kSourcePort : kDestinationPort,
                    ntohs(address->ss_family == AF_INET6 ? six->sin6_port : four->sin_port));
 }
 
-bool add_origin(writer *to, const media_file_packet *packet) {
+bool put_origin(writer *to, const media_file_packet *packet) {
     sockaddr_storage own = {}, peer = {};
     socklen_t own_size = sizeof own, peer_size = sizeof peer;
     if (getsockname(packet->socket, reinterpret_cast<sockaddr *>(&own), &own_size) != 0 ||
         getpeername(packet->socket, reinterpret_cast<sockaddr *>(&peer), &peer_size) != 0)
         return false;
     const char *dissector = packet->control ? "rtcp" : "rtp";
-    add_tag(to, kDissector, dissector, static_cast<uint16_t>(strlen(dissector)));
-    add_tag_number(to, kPortType, kUdp);
-    add_address(to, true, packet->sent ? &own : &peer);
-    add_address(to, false, packet->sent ? &peer : &own);
-    add_word(to, kTagEnd);
+    put_tag(to, kDissector, dissector, static_cast<uint16_t>(strlen(dissector)));
+    put_tag_number(to, kPortType, kUdp);
+    put_address(to, true, packet->sent ? &own : &peer);
+    put_address(to, false, packet->sent ? &peer : &own);
+    put_word(to, kTagEnd);
     return true;
 }
 
@@ -113,17 +113,17 @@ bool add_origin(writer *to, const media_file_packet *packet) {
 uint32_t file_head_write(uint8_t *bytes) {
     constexpr uint8_t kNanoseconds = 9; // of a second, as a power of ten
     writer section = block_begin(bytes, kSection);
-    add_word(&section, kByteOrderMark);
-    add_halves(&section, 1, 0); // version
+    put_word(&section, kByteOrderMark);
+    put_halves(&section, 1, 0); // version
     const uint64_t any_length = UINT64_MAX;
-    add(&section, &any_length, sizeof any_length);
+    put_bytes(&section, &any_length, sizeof any_length);
     const uint32_t used = block_end(&section);
     writer interface = block_begin(bytes + used, kInterface);
-    add_halves(&interface, kUpperLayer, 0);
-    add_word(&interface, 0); // packets of any size
-    add_option(&interface, kName, "media", 5);
-    add_option(&interface, kTimeResolution, &kNanoseconds, 1);
-    add_option(&interface, kOptionEnd, "", 0);
+    put_halves(&interface, kUpperLayer, 0);
+    put_word(&interface, 0); // packets of any size
+    put_option(&interface, kName, "media", 5);
+    put_option(&interface, kTimeResolution, &kNanoseconds, 1);
+    put_option(&interface, kOptionEnd, "", 0);
     return used + block_end(&interface);
 }
 
@@ -140,25 +140,25 @@ uint32_t packet_block_write(const media_file_packet *packet, uint64_t time_ns, u
     if (size > kMostPacketBlock - kBesides)
         return 0;
     writer to = block_begin(block, kPacket);
-    add_word(&to, 0); // interface
-    add_word(&to, static_cast<uint32_t>(time_ns >> 32));
-    add_word(&to, static_cast<uint32_t>(time_ns));
-    add_word(&to, 0); // length, twice
-    add_word(&to, 0);
+    put_word(&to, 0); // interface
+    put_word(&to, static_cast<uint32_t>(time_ns >> 32));
+    put_word(&to, static_cast<uint32_t>(time_ns));
+    put_word(&to, 0); // length, twice
+    put_word(&to, 0);
     const uint32_t begin = to.used;
-    if (!add_origin(&to, packet))
+    if (!put_origin(&to, packet))
         return 0;
     const uint32_t length = to.used - begin + static_cast<uint32_t>(size);
-    add(&to, bytes, static_cast<uint32_t>(size));
+    put_bytes(&to, bytes, static_cast<uint32_t>(size));
     memcpy(block + kLengthsAt, &length, sizeof length);
     memcpy(block + kLengthsAt + 4, &length, sizeof length);
     char comment[64];
     const int shown = snprintf(comment, sizeof comment, "%.31s.%.31s", packet->who, packet->host);
-    add_option(&to, kComment, comment, static_cast<uint16_t>(shown));
+    put_option(&to, kComment, comment, static_cast<uint16_t>(shown));
     const uint32_t flags = packet->sent ? kOutbound : kInbound;
-    add_option(&to, kFlags, &flags, sizeof flags);
+    put_option(&to, kFlags, &flags, sizeof flags);
     if (lost > 0)
-        add_option(&to, kLost, &lost, sizeof lost);
-    add_option(&to, kOptionEnd, "", 0);
+        put_option(&to, kLost, &lost, sizeof lost);
+    put_option(&to, kOptionEnd, "", 0);
     return block_end(&to);
 }

@@ -24,7 +24,7 @@ constexpr uint64_t kSampleNs = kSecondNs / kSampleRate;
 kex_t *session_bus;
 char session_host[32];
 
-void note_moment(uint32_t *seconds, uint32_t *microseconds) {
+void moment_note(uint32_t *seconds, uint32_t *microseconds) {
     const moment now = moment_of_day();
     *seconds = static_cast<uint32_t>(now.seconds);
     *microseconds = now.nanoseconds / 1000;
@@ -68,7 +68,7 @@ void packet_receive(void *userdata, const uint8_t *bytes, size_t size, uint64_t 
         session->counts.discarded++;
         return;
     }
-    note_moment(&session->counts.last_rx_s, &session->counts.last_rx_us);
+    moment_note(&session->counts.last_rx_s, &session->counts.last_rx_us);
     if (place == RTP_TWICE || !(session->media.mode & VOICE_MODE_RECEIVE_ONLY))
         return;
     if (place == RTP_ANEW)
@@ -262,7 +262,7 @@ void session_send(media_session *session, uint64_t position, const int16_t *samp
         session->sender.bytes = before.bytes;
         return;
     }
-    note_moment(&session->counts.last_tx_s, &session->counts.last_tx_us);
+    moment_note(&session->counts.last_tx_s, &session->counts.last_tx_us);
     packet_note(session, false, true, 0, packet, size);
 }
 

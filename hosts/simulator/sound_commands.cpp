@@ -78,7 +78,7 @@ const char *player_begin(player *one, telephone *line, const char *path) {
 
 // A name without its quotes would be cut at its first blank, and another file made.
 const char *too_much(char *rest) {
-    return next_word(&rest) == nullptr ? nullptr : "one file, please: a name with blanks stands in double quotes";
+    return word_next(&rest) == nullptr ? nullptr : "one file, please: a name with blanks stands in double quotes";
 }
 
 // "3s", "2.5s", "500ms"; in ms. 0: none of them, or too long.
@@ -118,7 +118,7 @@ void sound_commands_end() {
 
 const char *sound_say(int number, char *rest) {
     voice_file *voice = &sounds[number - 1].voice;
-    const char *path = next_word(&rest);
+    const char *path = word_next(&rest);
     if (path == nullptr)
         return command_error("say what? %d say FILE.wav", number);
     if (const char *why = too_much(rest))
@@ -136,7 +136,7 @@ const char *sound_say(int number, char *rest) {
 
 const char *sound_record(int number, char *rest) {
     recording *record = &sounds[number - 1].record;
-    const char *path = next_word(&rest);
+    const char *path = word_next(&rest);
     if (path == nullptr)
         return command_error("record where? %d record FILE.wav", number);
     if (const char *why = too_much(rest))
@@ -153,7 +153,7 @@ const char *sound_record(int number, char *rest) {
 
 const char *sound_listen(int number, char *rest) {
     player *listener = &sounds[number - 1].listener;
-    const char *path = next_word(&rest);
+    const char *path = word_next(&rest);
     if (path == nullptr)
         return command_error("listen where? %d listen PIPE", number);
     if (const char *why = too_much(rest))
@@ -171,8 +171,8 @@ const char *sound_listen(int number, char *rest) {
 
 const char *sound_expect(int number, char *rest) {
     expectation *expects = &sounds[number - 1].expects;
-    const char *wanted = next_word(&rest);
-    const char *time = next_word(&rest);
+    const char *wanted = word_next(&rest);
+    const char *time = word_next(&rest);
     if (wanted == nullptr || time == nullptr)
         return command_error("expect what, and for how long? %d expect busy-tone 3s", number);
     const uint32_t limit = time_read(time);

@@ -44,7 +44,7 @@ const char *line_show_messages(line *who, const char *count) {
     long messages;
     if (who->type == VOICE_ENDPOINT_FXO)
         return command_error("%s is an exchange line", who->label);
-    if (!read_number(count, 0, 255, &messages))
+    if (!word_to_number(count, 0, 255, &messages))
         return "mwi LINE COUNT: the count is a number from 0 to 255";
     char text[LIBVOICE_DB_TEXT_BYTES];
     uint32_t length = message_display_encode(static_cast<uint8_t>(messages), text);
@@ -81,7 +81,7 @@ const char *line_change_codec(line *who, const char *name) {
 
 const char *call_hang_up(const char *text) {
     long id;
-    if (!read_number(text, 1, INT32_MAX, &id))
+    if (!word_to_number(text, 1, INT32_MAX, &id))
         return "hangup CALL: the number of a call";
     for (call &it : calls)
         if (it.used && it.id == static_cast<uint32_t>(id)) {
@@ -106,9 +106,9 @@ const char *application_leave(char **) {
 }
 
 const char *dsp_drive(char **rest) {
-    const char *plugin = next_word(rest);
-    const char *verb = next_word(rest);
-    return dsp_command(plugin, verb, next_word(rest));
+    const char *plugin = word_next(rest);
+    const char *verb = word_next(rest);
+    return dsp_command(plugin, verb, word_next(rest));
 }
 
 struct command {
@@ -120,15 +120,15 @@ constexpr command kCommands[] = {
     {"status", [](char **) { return status_print(); }},
     {"calls", [](char **) { return calls_print(); }},
     {"stats", [](char **) { return statistics_print(); }},
-    {"hangup", [](char **rest) { return call_hang_up(next_word(rest)); }},
+    {"hangup", [](char **rest) { return call_hang_up(word_next(rest)); }},
     {"dsp", dsp_drive},
     {"help", help_print},
     {"quit", application_leave},
 };
 
 const char *line_set_parameter(line *who, char **rest) {
-    const char *name = next_word(rest);
-    return parameter_set(who, name, next_word(rest));
+    const char *name = word_next(rest);
+    return parameter_set(who, name, word_next(rest));
 }
 
 const char *exchange_flash(line *who, char **) {
@@ -151,16 +151,16 @@ struct line_command {
 };
 
 constexpr line_command kLineCommands[] = {
-    {"mwi", [](line *who, char **rest) { return line_show_messages(who, next_word(rest)); }},
-    {"codec", [](line *who, char **rest) { return line_change_codec(who, next_word(rest)); }},
+    {"mwi", [](line *who, char **rest) { return line_show_messages(who, word_next(rest)); }},
+    {"codec", [](line *who, char **rest) { return line_change_codec(who, word_next(rest)); }},
     {"set", line_set_parameter},
-    {"get", [](line *who, char **rest) { return parameter_get(who, next_word(rest)); }},
+    {"get", [](line *who, char **rest) { return parameter_get(who, word_next(rest)); }},
     {"flash", exchange_flash},
     {"deregister", handset_ask_to_leave},
 };
 
 const char *line_command_run(const line_command &known, char **rest) {
-    const char *text = next_word(rest);
+    const char *text = word_next(rest);
     line *who = line_of_text(text);
     if (who == nullptr)
         return command_error("there is no line '%s'", text == nullptr ? "" : text);
@@ -171,7 +171,7 @@ const char *line_command_run(const line_command &known, char **rest) {
 
 const char *command_run(char *text) {
     char *rest = text;
-    const char *verb = next_word(&rest);
+    const char *verb = word_next(&rest);
     for (const command &known : kCommands)
         if (strcmp(verb, known.verb) == 0)
             return known.run(&rest);

@@ -44,7 +44,7 @@ const char *parameter_set(const line *who, const char *name, const char *value) 
         if (strlen(value) >= kTextBytes)
             return command_error("a text has at most %zu characters", kTextBytes - 1);
         sent = libvoice_set_params(who->endpoint, id, value, static_cast<uint32_t>(strlen(value) + 1));
-    } else if (identifier_is_number(id) && read_number(value, INT32_MIN, INT32_MAX, &number)) {
+    } else if (identifier_is_number(id) && word_to_number(value, INT32_MIN, INT32_MAX, &number)) {
         int32_t word = static_cast<int32_t>(number);
         sent = libvoice_set_params(who->endpoint, id, &word, sizeof word);
     } else {

@@ -34,17 +34,17 @@ const char *number_read(plan *into, char **rest) {
     if (into->number_count == kPlanNumbers)
         return "too many numbers";
     plan_number *row = &into->numbers[into->number_count];
-    if (!digits_copy(row->number, sizeof row->number, next_word(rest)))
+    if (!digits_copy(row->number, sizeof row->number, word_next(rest)))
         return "number: expected digits";
     for (uint32_t i = 0; i < into->number_count; i++)
         if (strcmp(into->numbers[i].number, row->number) == 0)
             return "number: given twice";
-    if (!word_copy(row->endpoint, sizeof row->endpoint, next_word(rest)))
+    if (!word_copy(row->endpoint, sizeof row->endpoint, word_next(rest)))
         return "number: expected an endpoint name";
     for (uint32_t i = 0; i < into->number_count; i++)
         if (strcmp(into->numbers[i].endpoint, row->endpoint) == 0)
             return "number: its endpoint has one already";
-    const char *name = next_word(rest);
+    const char *name = word_next(rest);
     if (name != nullptr && !word_copy(row->name, sizeof row->name, name))
         return "number: a name has 1 to 50 characters";
     into->number_count++;
@@ -54,10 +54,10 @@ const char *number_read(plan *into, char **rest) {
 const char *emergency_read(plan *into, char **rest) {
     char number[kNumberBytes];
     size_t used = strlen(into->emergency);
-    const char *word = next_word(rest);
+    const char *word = word_next(rest);
     if (!digits_copy(number, sizeof number, word))
         return "emergency: expected digits";
-    for (; word != nullptr; word = next_word(rest)) {
+    for (; word != nullptr; word = word_next(rest)) {
         if (!digits_copy(number, sizeof number, word))
             return "emergency: expected digits";
         if (used + strlen(number) + 2 > sizeof into->emergency)
@@ -110,7 +110,7 @@ bool quote_is_open(const char *row) {
 
 const char *setting_read(plan *into, const char *word, char **rest) {
     if (strcmp(word, "country") == 0) {
-        const char *country = next_word(rest);
+        const char *country = word_next(rest);
         if (country == nullptr || strlen(country) != 2 || !isupper(static_cast<unsigned char>(country[0])) ||
             !isupper(static_cast<unsigned char>(country[1])))
             return "country: expected two capital letters";
@@ -120,26 +120,26 @@ const char *setting_read(plan *into, const char *word, char **rest) {
     if (strcmp(word, "number") == 0)
         return number_read(into, rest);
     if (strcmp(word, "exchange") == 0) {
-        if (!digits_copy(into->exchange_prefix, sizeof into->exchange_prefix, next_word(rest)))
+        if (!digits_copy(into->exchange_prefix, sizeof into->exchange_prefix, word_next(rest)))
             return "exchange: expected a prefix of up to 7 digits";
-        const char *endpoint = next_word(rest);
+        const char *endpoint = word_next(rest);
         if (endpoint != nullptr && !word_copy(into->exchange_endpoint, sizeof into->exchange_endpoint, endpoint))
             return "exchange: endpoint name too long";
         return nullptr;
     }
     if (strcmp(word, "incoming") == 0)
-        return digits_copy(into->incoming_number, sizeof into->incoming_number, next_word(rest))
+        return digits_copy(into->incoming_number, sizeof into->incoming_number, word_next(rest))
                    ? nullptr
                    : "incoming: expected a number";
     if (strcmp(word, "emergency") == 0)
         return emergency_read(into, rest);
     if (strcmp(word, "ports") == 0)
-        return ports_read(into, next_word(rest));
+        return ports_read(into, word_next(rest));
     if (strcmp(word, "codecs") == 0)
-        return codecs_read(into, next_word(rest));
+        return codecs_read(into, word_next(rest));
     if (strcmp(word, "address") == 0) {
         in_addr address;
-        const char *text = next_word(rest);
+        const char *text = word_next(rest);
         if (text == nullptr || inet_pton(AF_INET, text, &address) != 1)
             return "address: expected an IPv4 address";
         snprintf(into->address, sizeof into->address, "%s", text);
@@ -151,7 +151,7 @@ const char *setting_read(plan *into, const char *word, char **rest) {
 const char *row_read(plan *into, char *row) {
     char *rest = row;
     const bool open = quote_is_open(row);
-    const char *word = next_word(&rest);
+    const char *word = word_next(&rest);
     if (word == nullptr || *word == '#')
         return nullptr;
     if (open)
@@ -159,7 +159,7 @@ const char *row_read(plan *into, char *row) {
     const char *wrong = setting_read(into, word, &rest);
     if (wrong != nullptr)
         return wrong;
-    const char *more = next_word(&rest);
+    const char *more = word_next(&rest);
     return more == nullptr ? nullptr : command_error("'%s' is too much: a name with blanks stands in quotes", more);
 }
 

@@ -22,7 +22,7 @@ std::vector<std::string> first_words;
 
 const char *remember(char *line) {
     char *rest = line;
-    const char *word = next_word(&rest);
+    const char *word = word_next(&rest);
     first_words.push_back(word != nullptr ? word : "(none)");
     return nullptr;
 }

@@ -15,7 +15,7 @@ inline const char *size_take(const char *value) {
     return strcmp(value, "small") == 0 ? nullptr : "small";
 }
 inline const char *knock(int number, char *rest) {
-    const char *how = next_word(&rest);
+    const char *how = word_next(&rest);
     return command_error("%d is knocked at %s", number, how == nullptr ? "once" : how);
 }
 
