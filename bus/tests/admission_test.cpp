@@ -3,6 +3,7 @@
 #include "base/limits.h"
 #include "served_functions.h"
 #include "support/bus_test.h"
+#include "support/child.h"
 #include "support/raw_peer.h"
 
 #include <algorithm>
@@ -24,7 +25,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr uid_t kStranger = 65534;
 constexpr uid_t kOther = 65533;
 
 // A process of its own that has connected so many times, and stays until it is asked to go. What each connection was told:

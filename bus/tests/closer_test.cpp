@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Descriptors whose last close takes as long as their sender chose: nobody here waits for it.
 #include "base/descriptor_kind.h"
+#include "support/child.h"
 #include "support/closings.h"
 
 #include <fcntl.h>
 #include <fstream>
-#include <grp.h>
 #include <linux/userfaultfd.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -35,7 +35,6 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
 
 namespace {
 
-constexpr uid_t kStranger = 65534;
 constexpr std::chrono::milliseconds kNoWait(1000); // far from the time that it lingers, on a loaded machine too
 
 // Waits until it sleeps in a system call, or has ended: false.
@@ -175,16 +174,12 @@ TEST_F(Closer, StrangersPacketHoldsNobodyUp) {
     ASSERT_EQ(chmod(socket.c_str(), 0666), 0);
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
     Lingering one;
-    pid_t child = fork();
-    if (child == 0) {
-        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+    ASSERT_TRUE(holds_in_child([&] {
+        const bool other = become_stranger();
         RawPeer raw(socket);
-        _exit(other && raw.send(call_with_descriptor("note"), {one.fd}) ? 0 : 1);
-    }
+        return other && raw.send(call_with_descriptor("note"), {one.fd});
+    }));
     one.forget();
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_EQ(status, 0);
     EXPECT_LT(time_of_settling(), kNoWait);
     EXPECT_THAT(trace.text(), HasSubstr("its user may not connect"));
     wait_for_closings();
@@ -464,32 +459,24 @@ TEST_F(Closer, ForkedChildClosesByItself) {
     bus::foreign_descriptor_close(slow);
     while (fcntl(slow, F_GETFD) != -1) // the sanitizer bears no fork while a thread begins
         usleep(1000);
-    pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(holds_in_child([] {
         int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
         bus::foreign_descriptor_close(fd);
         for (int i = 0; i < 2000 && fcntl(fd, F_GETFD) != -1; i++)
             usleep(1000);
-        _exit(fcntl(fd, F_GETFD) == -1 ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return fcntl(fd, F_GETFD) == -1;
+    }));
 }
 
 TEST_F(Closer, ForkedChildDoesNotWaitForTheParentsThreads) {
     Stuck stuck = all_closers_stuck();
     for (uint32_t i = 0; i < bus::kMaxClosings; i++)
         closing_add();
-    pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(holds_in_child([] {
         for (int i = 0; i < 2000 && bus::closings_pending() > bus::kMaxClosers; i++)
             usleep(1000);
-        _exit(bus::closings_pending() <= bus::kMaxClosers ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "else it takes nobody in";
+        return bus::closings_pending() <= bus::kMaxClosers;
+    })) << "else it takes nobody in";
     stuck.clear(); // resets them
     wait_for_closings();
 }

@@ -2,6 +2,7 @@
 // Who may listen at a path, and who may connect.
 #include "base/faults.h"
 #include "support/bus_test.h"
+#include "support/child.h"
 #include "support/raw_peer.h"
 #include "transport/socket.h"
 
@@ -38,8 +39,6 @@ int __wrap_bind(int fd, const sockaddr *address, socklen_t length) {
 }
 
 namespace {
-
-constexpr uid_t kStranger = 65534;
 
 class Listen : public DescriptorTest {
 protected:
@@ -169,15 +168,10 @@ TEST_F(Listen, LiveListenerThatMayNotBeKnockedAtIsLeftAlone) {
     ASSERT_GE(fd, 0);
     ASSERT_EQ(chmod(socket.c_str(), 0600), 0);
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0); // the stranger could remove what stands here
-    pid_t child = fork();
-    if (child == 0) {
-        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
-        kex_t *own = other ? kex_create("stranger") : nullptr;
-        _exit(own == nullptr ? 2 : listen(own, socket) != nullptr);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "it must not listen there";
+    EXPECT_TRUE(holds_in_child([&] {
+        kex_t *own = become_stranger() ? kex_create("stranger") : nullptr;
+        return own != nullptr && listen(own, socket) == nullptr;
+    })) << "it must not listen there";
     RawPeer raw(socket);
     EXPECT_TRUE(raw.connected()) << "the socket must still be the first one's";
     close(fd);
@@ -239,8 +233,7 @@ TEST_F(Listen, InheritedSocketIsUsed) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     socket.copy(address.sun_path, sizeof address.sun_path - 1);
-    pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(holds_in_child([&] {
         // As a service manager leaves it: the socket is descriptor 3, after one that is something else.
         int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
         bool good = bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 && ::listen(fd, 4) == 0;
@@ -259,24 +252,17 @@ TEST_F(Listen, InheritedSocketIsUsed) {
         kex_destroy(caller);
         kex_destroy(own);
         good &= access(socket.c_str(), F_OK) == 0; // nor to remove
-        _exit(good ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return good;
+    }));
 }
 
-// What a child process found, which begins with what a service manager would have left it.
-int activated(const std::string &count, const std::function<bool()> &body) {
-    pid_t child = fork();
-    if (child == 0) {
+// The same of a child that begins with what a service manager would have left it.
+bool holds_when_activated(const std::string &count, const std::function<bool()> &body) {
+    return holds_in_child([&] {
         setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
         setenv("LISTEN_FDS", count.c_str(), 1);
-        _exit(body() ? 0 : 1);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status;
+        return body();
+    });
 }
 
 TEST_F(Listen, ImpossibleNumbersOfInheritedSocketsAreRefusedWithASentence) {
@@ -284,7 +270,8 @@ TEST_F(Listen, ImpossibleNumbersOfInheritedSocketsAreRefusedWithASentence) {
          {"2000000000", "2147483647", "4294967296", "99999999999999999999", "-1", "x", "1x", "", " 1"}) {
         CapturedTrace trace;
         auto begin = std::chrono::steady_clock::now();
-        EXPECT_EQ(activated(count, [&] { return listen(bus, socket) != nullptr; }), 0) << "it makes its own: " << count;
+        EXPECT_TRUE(holds_when_activated(count, [&] { return listen(bus, socket) != nullptr; }))
+            << "it makes its own: " << count;
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << count;
         EXPECT_THAT(trace.text(), HasSubstr("LISTEN_FDS is not a number of descriptors that this process can have"))
             << count;
@@ -293,95 +280,82 @@ TEST_F(Listen, ImpossibleNumbersOfInheritedSocketsAreRefusedWithASentence) {
 
 TEST_F(Listen, SocketsOfAnotherProcessAreNotInherited) {
     for (const char *process : {"1", "x", ""}) {
-        EXPECT_EQ(activated("1",
-                            [&] {
-                                setenv("LISTEN_PID", process, 1);
-                                dup2(listen_without_lock(), 3); // looks right
-                                CapturedTrace trace;
-                                return listen(bus, socket) == nullptr &&
-                                       trace.text().find("another process listens there already") != std::string::npos;
-                            }),
-                  0)
-            << process;
+        EXPECT_TRUE(holds_when_activated("1", [&] {
+            setenv("LISTEN_PID", process, 1);
+            dup2(listen_without_lock(), 3); // looks right
+            CapturedTrace trace;
+            return listen(bus, socket) == nullptr &&
+                   trace.text().find("another process listens there already") != std::string::npos;
+        })) << process;
         unlink(socket.c_str());
     }
 }
 
 TEST_F(Listen, OnlyTheSocketThatListensAtThePathIsInherited) {
-    EXPECT_EQ(activated("5",
-                        [&] {
-                            const int right = listen_without_lock();
-                            const std::string path = socket;
-                            socket = scratch.path("elsewhere");
-                            const int elsewhere = listen_without_lock();
-                            socket = path;
-                            const int silent = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-                            int ends[2];
-                            if (pipe(ends) != 0)
-                                return false;
-                            const int stream = ::socket(AF_UNIX, SOCK_STREAM, 0);
-                            const int from[] = {fcntl(ends[0], F_DUPFD, 20), fcntl(silent, F_DUPFD, 20),
-                                                fcntl(elsewhere, F_DUPFD, 20), fcntl(stream, F_DUPFD, 20),
-                                                fcntl(right, F_DUPFD, 20)};
-                            for (int i = 0; i < 5; i++)
-                                dup2(from[i], 3 + i);
-                            kex_t *own = kex_create("activated");
-                            bool good = listen(own, socket) != nullptr && (fcntl(7, F_GETFD) & FD_CLOEXEC) != 0;
-                            for (int fd : {3, 4, 5, 6})
-                                good &= (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
-                            good &= access((socket + ".lock").c_str(), F_OK) != 0;
-                            kex_destroy(own);
-                            return good;
-                        }),
-              0);
+    EXPECT_TRUE(holds_when_activated("5", [&] {
+        const int right = listen_without_lock();
+        const std::string path = socket;
+        socket = scratch.path("elsewhere");
+        const int elsewhere = listen_without_lock();
+        socket = path;
+        const int silent = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+        int ends[2];
+        if (pipe(ends) != 0)
+            return false;
+        const int stream = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        const int from[] = {fcntl(ends[0], F_DUPFD, 20), fcntl(silent, F_DUPFD, 20), fcntl(elsewhere, F_DUPFD, 20),
+                            fcntl(stream, F_DUPFD, 20), fcntl(right, F_DUPFD, 20)};
+        for (int i = 0; i < 5; i++)
+            dup2(from[i], 3 + i);
+        kex_t *own = kex_create("activated");
+        bool good = listen(own, socket) != nullptr && (fcntl(7, F_GETFD) & FD_CLOEXEC) != 0;
+        for (int fd : {3, 4, 5, 6})
+            good &= (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
+        good &= access((socket + ".lock").c_str(), F_OK) != 0;
+        kex_destroy(own);
+        return good;
+    }));
 }
 
 TEST_F(Listen, DescriptorsThatAreNotOpenAreNotLookedAt) {
     rlimit limit;
     getrlimit(RLIMIT_NOFILE, &limit);
     auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(activated(std::to_string(limit.rlim_cur), [&] { return listen(bus, socket) != nullptr; }), 0);
+    EXPECT_TRUE(holds_when_activated(std::to_string(limit.rlim_cur), [&] { return listen(bus, socket) != nullptr; }));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST_F(Listen, InheritedSocketThatAnotherProcessHoldsIsLetGo) {
-    EXPECT_EQ(activated("1",
-                        [&] {
-                            int held = listen_without_lock(); // the service manager keeps it
-                            if (dup2(held, 3) != 3)
-                                return false;
-                            kex_t *own = kex_create("activated");
-                            peer_t *listener = listen(own, socket);
-                            bool good = listener != nullptr && peer_disconnect(listener) && fcntl(3, F_GETFD) < 0;
-                            RawPeer raw(socket); // reaches the socket, which is not ours any more
-                            for (int i = 0; i < 3; i++)
-                                good &= kex_dispatch(own) == 0;
-                            pollfd quiet = {kex_pollDescriptor(own), POLLIN, 0};
-                            good &= raw.connected() && poll(&quiet, 1, 0) == 0;
-                            kex_destroy(own);
-                            return good;
-                        }),
-              0);
+    EXPECT_TRUE(holds_when_activated("1", [&] {
+        int held = listen_without_lock(); // the service manager keeps it
+        if (dup2(held, 3) != 3)
+            return false;
+        kex_t *own = kex_create("activated");
+        peer_t *listener = listen(own, socket);
+        bool good = listener != nullptr && peer_disconnect(listener) && fcntl(3, F_GETFD) < 0;
+        RawPeer raw(socket); // reaches the socket, which is not ours any more
+        for (int i = 0; i < 3; i++)
+            good &= kex_dispatch(own) == 0;
+        pollfd quiet = {kex_pollDescriptor(own), POLLIN, 0};
+        good &= raw.connected() && poll(&quiet, 1, 0) == 0;
+        kex_destroy(own);
+        return good;
+    }));
 }
 
 TEST_F(Listen, DescriptorZeroIsAsGoodAsOthers) {
-    pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(holds_in_child([&] {
         close(STDIN_FILENO);
         peer_t *listener = listen(bus, socket); // its lock is descriptor 0
         bool good = listener != nullptr && fcntl(0, F_GETFD) >= 0 && peer_disconnect(listener) && fcntl(0, F_GETFD) < 0;
         good &= listen(second, socket) != nullptr; // the lock was given back
-        _exit(good ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return good;
+    }));
 }
 
 TEST_F(Listen, ConnectionOnDescriptorZeroIsOneLikeOthers) {
     ASSERT_NE(listen(bus, socket), nullptr);
-    pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(holds_in_child([&] {
         RawPeer raw(socket);
         close(STDIN_FILENO);
         raw.send(hello());
@@ -391,11 +365,8 @@ TEST_F(Listen, ConnectionOnDescriptorZeroIsOneLikeOthers) {
         raw.send("?");
         support::turn_until_idle({bus});
         good &= raw.refusal() == "the packet is cut off" && fcntl(0, F_GETFD) < 0;
-        _exit(good ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return good;
+    }));
 }
 
 // Connects as another user, in a process of its own, and tells what it was answered: 0 nothing, 1 refused.
@@ -510,9 +481,8 @@ TEST_F(Listen, UserIsNoStrangerToItself) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        bool good = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
+    EXPECT_TRUE(holds_in_child([&] {
+        bool good = become_stranger();
         setenv("KEX_ALLOW_UIDS", "65534", 1); // itself
         kex_t *own = kex_create("own");
         struct stat status = {};
@@ -526,11 +496,8 @@ TEST_F(Listen, UserIsNoStrangerToItself) {
             support::turn_until_idle({own});
             good &= raws.back()->receive_all().size() >= 1 && !raws.back()->is_closed();
         }
-        _exit(good ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return good;
+    }));
 }
 
 TEST_F(Listen, SocketIsForEverybodyWhenOthersAreAllowed) {
@@ -571,8 +538,7 @@ TEST_F(Listen, ListenerOfAnotherUserIsNotObeyed) {
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0777), 0);
     pid_t child = fork();
     if (child == 0) {
-        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
-        bool listens = other && ::listen(listen_without_lock(), 8) == 0;
+        bool listens = become_stranger() && ::listen(listen_without_lock(), 8) == 0;
         _exit(listens && write(ready[1], "r", 1) == 1 && pause() != 0);
     }
     char byte;
@@ -610,15 +576,10 @@ TEST_F(Listen, RightThatIsMissingIsTold) {
     CapturedTrace trace;
     ASSERT_NE(listen(bus, socket), nullptr); // mode 0660
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
-        kex_t *caller = other ? kex_create("caller") : nullptr;
-        _exit(caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) == nullptr ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(holds_in_child([&] {
+        kex_t *caller = become_stranger() ? kex_create("caller") : nullptr;
+        return caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) == nullptr;
+    }));
     EXPECT_THAT(trace.text(), HasSubstr("cannot connect to '" + uri_of(socket) + "': Permission denied"));
 }
 
@@ -630,15 +591,10 @@ TEST_F(Listen, ListenerOfRootIsObeyedByOthers) {
     unsetenv("KEX_ALLOW_UIDS");
     ASSERT_NE(listen(own, socket), nullptr);
     ASSERT_EQ(chmod(scratch.path(".").c_str(), 0755), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        bool other = setgroups(0, nullptr) == 0 && setgid(kStranger) == 0 && setuid(kStranger) == 0;
-        kex_t *caller = other ? kex_create("caller") : nullptr;
-        _exit(caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) != nullptr ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "as with a socket that the service manager has opened";
+    EXPECT_TRUE(holds_in_child([&] {
+        kex_t *caller = become_stranger() ? kex_create("caller") : nullptr;
+        return caller != nullptr && kex_client_connect(caller, uri_of(socket).c_str()) != nullptr;
+    })) << "as with a socket that the service manager has opened";
     kex_destroy(own);
 }
 
