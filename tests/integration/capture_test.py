@@ -18,6 +18,7 @@ import media
 from dialling import hang_up, start_telephones, talk
 from processes import until
 from target import struct
+from tool_run import tool_run
 from wire import APPLICATION, HELLO, RawPeer, head, text
 
 DISSECTOR = Path(__file__).resolve().parents[2] / "tool" / "wireshark" / "kexbus.lua"
@@ -27,17 +28,10 @@ RECEIVED, LOST = 4, 5  # options of the statistics
 needs_tshark = pytest.mark.skipif(not shutil.which("tshark"), reason="tshark is not installed")
 
 
-def run(system, *words, **options):
-    """The tool run to its end: status and errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", "capture", *words],
-        env=system.environment,
-        stderr=subprocess.PIPE,
-        timeout=20,
-        check=False,
-        **{"stdout": subprocess.DEVNULL, **options},
-    )
-    return done.returncode, done.stderr.decode()
+def run(system, *words, output=subprocess.DEVNULL, **options):
+    """Status and errors."""
+    status, _, err = tool_run(system, "capture", *words, output=output, **options)
+    return status, err
 
 
 def start_capture(system, *words):
@@ -192,7 +186,7 @@ def test_terminal_is_no_target(system):
     system.start_application()
     ours, theirs = pty.openpty()
     try:
-        assert run(system, stdout=theirs) == (2, "voicectl: standard output is a terminal: -o FILE keeps the capture\n")
+        assert run(system, output=theirs) == (2, "voicectl: standard output is a terminal: -o FILE keeps the capture\n")
     finally:
         os.close(ours)
         os.close(theirs)
@@ -373,17 +367,10 @@ def test_without_the_right_to_see_packets_it_is_said(system):
     system.start_application()
     path = system.folder / "a"
     words = ["setpriv", "--bounding-set=-net_raw", "--inh-caps=-net_raw"] if os.getuid() == 0 else []
-    done = subprocess.run(
-        [*words, system.bin / "voicectl", "capture", "--media", "-o", path, "--for", "0.2"],
-        env=system.environment,
-        capture_output=True,
-        text=True,
-        timeout=20,
-        check=False,
-    )
-    assert done.returncode == 0
-    assert "voicectl: no right to see packets (CAP_NET_RAW): the capture has no sound\n" in done.stderr
-    assert "packets of sound" not in done.stderr and totals(path) == (0, 0)
+    status, err = run(system, "--media", "-o", path, "--for", "0.2", before=words)
+    assert status == 0
+    assert "voicectl: no right to see packets (CAP_NET_RAW): the capture has no sound\n" in err
+    assert "packets of sound" not in err and totals(path) == (0, 0)
 
 
 def test_ports_that_cannot_be(system):

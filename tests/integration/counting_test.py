@@ -14,23 +14,10 @@ import pytest
 from dialling import start_telephones, talk
 from processes import until
 from terminal import Terminal
+from tool_run import tool_run
 from wire import APPLICATION, RawPeer
 
 HOSTILE = b'\x1b[2J"\\\n\xe2\x80\xae\xff</script>'
-
-
-def run(system, *words, **options):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", *words],
-        env=system.environment,
-        text=True,
-        stderr=subprocess.PIPE,
-        timeout=20,
-        check=False,
-        **{"stdout": subprocess.PIPE, **options},
-    )
-    return done.returncode, done.stdout, done.stderr
 
 
 def start(system, *words):
@@ -164,15 +151,15 @@ def test_top_on_a_terminal_stays_in_its_place(system):
 
 @pytest.mark.parametrize("command", ["top", "stats"])
 def test_shortest_run_looks_once(system, command):
-    status, _, err = run(system, command, "--for", "1e-9")
+    status, _, err = tool_run(system, command, "--for", "1e-9")
     assert status == 1 and err.startswith(f"voicectl: no socket {system.socket}: is voice_application running?")
     system.start_application()
-    assert run(system, command, "--for", "1e-9")[0] == 0
+    assert tool_run(system, command, "--for", "1e-9")[0] == 0
 
 
 def test_nobody_there_and_gone_in_the_middle(system):
     for words in (["top"], ["stats"], ["tree"]):
-        status, out, err = run(system, *words)
+        status, out, err = tool_run(system, *words)
         assert (status, out) == (1, "") and "is voice_application running?" in err
     application = system.start_application()
     top, stats = start(system, "top"), start(system, "stats", "--prometheus")
@@ -194,11 +181,11 @@ def test_reader_that_leaves_ends_them(system):
         read, write = socket.socketpair()
         read.close()
         with write:
-            status, _, _ = run(system, *words, stdout=write)
+            status, _, _ = tool_run(system, *words, output=write)
         assert status == 1, words
     with open("/dev/full", "w", encoding="ascii") as full:
         for words in (["top", "--count", "1"], ["stats", "--for", "0.1"], ["tree"]):
-            assert run(system, *words, stdout=full)[0] == 1
+            assert tool_run(system, *words, output=full)[0] == 1
 
 
 # ------------------------------------------------------------------------------------------------------------- stats
@@ -293,11 +280,11 @@ def test_scrapers_that_do_not_keep_to_http(system):
         assert b" 431 " in idle[0].recv(1000)
         idle[1].close()
         assert scrape(path)[0] == 200
-    status, _, err = run(system, "stats", "--prometheus", "--listen", path)
+    status, _, err = tool_run(system, "stats", "--prometheus", "--listen", path)
     assert status == 1 and err == f"voicectl: cannot listen on '{path}': Address already in use\n"
     assert stats.terminate() == 0
     path.write_text("mine")
-    status, _, err = run(system, "stats", "--prometheus", "--listen", path)
+    status, _, err = tool_run(system, "stats", "--prometheus", "--listen", path)
     assert status == 1 and "File exists" in err and path.read_text() == "mine"
 
 
@@ -322,11 +309,11 @@ def test_names_of_peers_steer_nothing(system):
 @pytest.mark.parametrize("command", ["top", "stats"])
 def test_examples_of_the_help_work(system, command):
     system.start_application()
-    _, told, _ = run(system, command, "--help")
+    _, told, _ = tool_run(system, command, "--help")
     examples = re.findall(r"^(?:Examples?:)? *voicectl (.*)$", told, re.MULTILINE)
     assert examples
     for example in examples:
-        status, out, _ = run(system, *example.split())
+        status, out, _ = tool_run(system, *example.split())
         assert status == 0 and out, example
 
 
@@ -341,4 +328,4 @@ def test_examples_of_the_help_work(system, command):
     ],
 )
 def test_wrong_command_lines_are_said(system, words, sentence):
-    assert run(system, *words) == (2, "", f"voicectl: {sentence}. Try voicectl {words[0]} --help.\n")
+    assert tool_run(system, *words) == (2, "", f"voicectl: {sentence}. Try voicectl {words[0]} --help.\n")

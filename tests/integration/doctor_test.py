@@ -17,23 +17,15 @@ import pytest
 
 from processes import until
 from restless import restless_bus
+from tool_run import tool_run
 from wire import WAITING, RawPeer, head
 
 DISSECTOR = Path(__file__).resolve().parents[2] / "tool" / "wireshark" / "kexbus.lua"
 SHORT = ["--for", "0.5"]
 
 
-def run(system, *words, before=()):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [*before, system.bin / "voicectl", "doctor", *words],
-        env=system.environment,
-        capture_output=True,
-        text=True,
-        timeout=30,
-        check=False,
-    )
-    return done.returncode, done.stdout, done.stderr
+def run(system, *words, **options):
+    return tool_run(system, "doctor", *words, **options)
 
 
 def findings(system, *words, **options):
@@ -258,10 +250,8 @@ def test_dissector_of_another_vocabulary(system):
 
 def test_output_that_cannot_be_written(system):
     with open("/dev/full", "w", encoding="ascii") as full:
-        done = subprocess.run(
-            [system.bin / "voicectl", "doctor"], env=system.environment, stdout=full, stderr=subprocess.PIPE, timeout=20
-        )
-    assert done.returncode == 1 and b"the output cannot be written" in done.stderr
+        status, _, err = run(system, output=full)
+    assert status == 1 and "the output cannot be written" in err
 
 
 def test_wrong_command_lines(system):

@@ -17,25 +17,15 @@ import pytest
 
 sys.path[:0] = [str(Path(__file__).resolve().parents[2] / "tool" / "tests")]
 from captures import block  # noqa: E402
+from tool_run import tool_run  # noqa: E402
 from traffic_samples import evening  # noqa: E402
 from wire import APPLICATION, RawPeer  # noqa: E402
 
 CUT = re.compile(r"voicectl: standard input: cut off in the block at byte \d+\n")
 
 
-def run(system, *words, output=subprocess.PIPE, **options):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", "ladder", *words],
-        env=system.environment,
-        cwd=system.folder,
-        stdout=output,
-        stderr=subprocess.PIPE,
-        timeout=30,
-        check=False,
-        **options,
-    )
-    return done.returncode, (done.stdout or b"").decode(), done.stderr.decode()
+def run(system, *words, **options):
+    return tool_run(system, "ladder", *words, cwd=system.folder, **options)
 
 
 @pytest.fixture

@@ -4,37 +4,23 @@
 import json
 import re
 import shlex
-import subprocess
 
 import pytest
+
+from tool_run import tool_run
 
 COMMANDS = ["ids", "params", "block"]
 SIGNAL = ["signal = al_ri", "endpoint = 3", "al_ri_cad = [1000, 4000]", "al_ri_freq = 25"]
 
 
-def run(system, *words, output=subprocess.PIPE, **options):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", *words],
-        env=system.environment,
-        stdout=output,
-        stderr=subprocess.PIPE,
-        text=True,
-        timeout=20,
-        check=False,
-        **options,
-    )
-    return done.returncode, done.stdout, done.stderr
-
-
 @pytest.mark.parametrize("command", COMMANDS)
 def test_examples_of_the_help_work(system, command):
-    status, text, _ = run(system, command, "--help")
+    status, text, _ = tool_run(system, command, "--help")
     assert status == 0
     examples = re.findall(r"^(?:Examples?:)? *voicectl (.*)$", text, re.MULTILINE)
     assert examples
     for example in examples:
-        status, out, err = run(system, *shlex.split(example))
+        status, out, err = tool_run(system, *shlex.split(example))
         assert (status, err) == (0, ""), example
         assert out, example
 
@@ -63,7 +49,7 @@ def test_examples_of_the_help_work(system, command):
     ],
 )
 def test_wrong_command_lines_are_said(system, words, sentence):
-    status, out, err = run(system, *words)
+    status, out, err = tool_run(system, *words)
     assert (status, out) == (2, "")
     assert err == f"voicectl: {sentence}. Try voicectl {words[0]} --help.\n"
 
@@ -78,32 +64,32 @@ def test_wrong_command_lines_are_said(system, words, sentence):
     ],
 )
 def test_what_is_not_there_or_not_right_is_status_1(system, words, sentence):
-    assert run(system, *words) == (1, "", f"voicectl: {sentence}\n")
+    assert tool_run(system, *words) == (1, "", f"voicectl: {sentence}\n")
 
 
 def test_a_record_goes_to_bytes_and_back(system):
     for order in ("little", "big"):
-        status, digits, _ = run(system, "params", "--write", "--as", "signal", "--order", order, *SIGNAL)
+        status, digits, _ = tool_run(system, "params", "--write", "--as", "signal", "--order", order, *SIGNAL)
         assert status == 0
-        status, text, err = run(system, "params", "--as", "signal", "--order", order, "-", input=digits)
+        status, text, err = tool_run(system, "params", "--as", "signal", "--order", order, "-", input=digits)
         assert (status, err) == (0, "")
         assert "al_ri_cad = [1000, 4000]  # cadence 1000/4000 ms\n" in text
-        status, again, _ = run(system, "params", "--write", "--as", "signal", "--order", order, "-", input=text)
+        status, again, _ = tool_run(system, "params", "--write", "--as", "signal", "--order", order, "-", input=text)
         assert (status, again) == (0, digits)
-        status, out, _ = run(system, "params", "--as", "signal", "--order", order, "--json", digits)
+        status, out, _ = tool_run(system, "params", "--as", "signal", "--order", order, "--json", digits)
         assert [item["value"] for item in json.loads(out)["items"]] == [[1000, 4000], 25]
 
 
 def test_what_a_record_is_instead_is_said(system):
-    _, digits, _ = run(system, "params", "--write", "--as", "signal", *SIGNAL)
-    status, _, err = run(system, "params", digits)
+    _, digits, _ = tool_run(system, "params", "--write", "--as", "signal", *SIGNAL)
+    status, _, err = tool_run(system, "params", digits)
     assert status == 1
     assert err.endswith(" (it is whole with --as signal)\n")
 
 
 def test_input_without_an_end_is_left(system):
     with open("/dev/zero", "rb") as zeros:
-        status, out, err = run(system, "params", "-", stdin=zeros)
+        status, out, err = tool_run(system, "params", "-", stdin=zeros)
     assert (status, out) == (1, "")
     assert err == "voicectl: standard input holds more than 393216 characters: a record is shorter\n"
 
@@ -111,7 +97,7 @@ def test_input_without_an_end_is_left(system):
 @pytest.mark.parametrize("words", [["ids"], ["params", "00" * 8], ["block", "800502033130311C"]])
 def test_output_that_cannot_be_written_is_said(system, words):
     with open("/dev/full", "w", encoding="ascii") as full:
-        status, _, err = run(system, *words, output=full)
+        status, _, err = tool_run(system, *words, output=full)
     assert status == 1
     assert "the output cannot be written: No space left on device" in err
 
@@ -122,6 +108,6 @@ def test_nothing_that_is_read_steers_a_terminal(system):
     block = bytes.fromhex(f"80{len(item) // 2:02x}{item}")
     for words in (["block", (block + bytes([sum(block) & 0xFF])).hex()], ["ids", "\x1b[31m"], ["params", "\x1b[31m"]):
         for form in ([], ["--json"]):
-            _, out, err = run(system, *words, *form)
+            _, out, err = tool_run(system, *words, *form)
             assert "\x1b" not in out + err
             assert out + err

@@ -3,24 +3,15 @@
 
 import json
 import re
-import subprocess
 import threading
 
 from target import struct
+from tool_run import tool_run
 from wire import REPLY, RawListener, head, reply, text
 
 
 def run(system, *words):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", "tree", *words],
-        env=system.environment,
-        capture_output=True,
-        text=True,
-        timeout=20,
-        check=False,
-    )
-    return done.returncode, done.stdout, done.stderr
+    return tool_run(system, "tree", *words)
 
 
 def test_objects_of_the_application(system):

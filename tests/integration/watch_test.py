@@ -16,24 +16,12 @@ from processes import Watcher, until
 from restless import restless_bus
 from target import struct
 from terminal import Terminal
+from tool_run import tool_run
 from wire import APPLICATION, RawPeer, TAP_HELLO, head, text
 
 
-def run(system, *arguments, **options):
-    """The tool run to its end: status, output, errors."""
-    done = subprocess.run(
-        [system.bin / "voicectl", *arguments],
-        env=system.environment,
-        capture_output=True,
-        text=True,
-        timeout=20,
-        **options,
-    )
-    return done.returncode, done.stdout, done.stderr
-
-
 def test_status_and_error_without_an_application(system):
-    status, out, err = run(system, "watch")
+    status, out, err = tool_run(system, "watch")
     assert (status, out) == (1, "")
     assert err == (
         f"voicectl: no socket {system.socket}: is voice_application running? "
@@ -78,13 +66,13 @@ def test_why_nothing_is_watched(system):
             (full_queue(system.folder, stack), "{} takes no more connections: its listener is stopped or busy"),
             (system.folder / "none" / "bus", "no socket {}: is voice_application running?"),
         ]:
-            assert run(system, "watch", "--socket", path) == (
+            assert tool_run(system, "watch", "--socket", path) == (
                 1,
                 "",
                 f"voicectl: {reason.format(path)} (the path is that of --socket)\n",
             )
     system.environment["ZIL_VOIP_IPC_SOCKET_URI"] = "ipc:/tmp/x\x1b[2J"
-    assert run(system, "watch") == (
+    assert tool_run(system, "watch") == (
         1,
         "",
         "voicectl: 'ipc:/tmp/x\\x1B[2J' is no address: it is written kex://ipc:[PATH] "
@@ -147,7 +135,7 @@ WRONG_NAMES = [re.sub(r"\W+", "_", f"{place} {arguments}")[:40] for place, (argu
 
 @pytest.mark.parametrize("arguments, sentence", WRONG, ids=WRONG_NAMES)
 def test_wrong_command_line_is_status_two(system, arguments, sentence):
-    status, out, err = run(system, *arguments)
+    status, out, err = tool_run(system, *arguments)
     assert (status, out) == (2, "")
     assert err.startswith(f"voicectl: {sentence}") and err.endswith("--help.\n") and err.count("\n") == 1
 
@@ -159,26 +147,26 @@ def test_wrong_command_line_is_status_two(system, arguments, sentence):
 )
 def test_odd_values_that_could_be_are_taken(system, arguments):
     """No socket there, but no wrong command line either; what was given cannot steer the terminal."""
-    status, out, err = run(system, "watch", *arguments)
+    status, out, err = tool_run(system, "watch", *arguments)
     assert (status, out) == (1, "") and "is voice_application running?" in err and err.rstrip("\n").isprintable()
 
 
 def test_option_given_twice_counts_at_its_last(system):
     system.start_application()
-    assert run(system, "watch", "--for", "100000", "--for", "0.1")[0] == 0
+    assert tool_run(system, "watch", "--for", "100000", "--for", "0.1")[0] == 0
 
 
 def test_shortest_watch_looks_once(system):
     """On a busy machine its time may be over before it begins."""
-    status, _, err = run(system, "watch", "--for", "0.000000001")
+    status, _, err = tool_run(system, "watch", "--for", "0.000000001")
     assert status == 1 and "is voice_application running?" in err
     system.start_application()
-    assert run(system, "watch", "--for", "0.000000001")[0] == 0
+    assert tool_run(system, "watch", "--for", "0.000000001")[0] == 0
 
 
 def test_help_and_version(system):
     for arguments in (["--help"], ["watch", "--help"]):
-        status, out, _ = run(system, *arguments)
+        status, out, _ = tool_run(system, *arguments)
         assert status == 0 and out != ""
     for program in ("voicectl", "voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin"):
         done = subprocess.run(
@@ -189,7 +177,7 @@ def test_help_and_version(system):
 
 def test_unknown_function_is_said(system):
     system.start_application()
-    status, _, err = run(system, "watch", "--function", "regster_plugin", "event", "--for", "0.1")
+    status, _, err = tool_run(system, "watch", "--function", "regster_plugin", "event", "--for", "0.1")
     assert (
         status == 0
         and err.splitlines()[0]
@@ -213,7 +201,7 @@ def test_names_that_never_show_are_said(system):
     # A short look says it at its end. It has heard of the process only, not of what it registered before.
     assert (
         "voicectl: nothing of a plugin 'fxs9' so far; seen: fxs_plugin\n"
-        in run(system, "watch", "--plugin", "fxs9", "--for", "1")[2]
+        in tool_run(system, "watch", "--plugin", "fxs9", "--for", "1")[2]
     )
 
 
@@ -239,7 +227,7 @@ def test_who_watches_late_is_told_who_is_connected(system):
 def test_time_ends_it(system):
     system.start_application()
     begin = time.monotonic()
-    assert run(system, "watch", "--for", "0.3")[:2] == (0, "")
+    assert tool_run(system, "watch", "--for", "0.3")[:2] == (0, "")
     assert time.monotonic() - begin >= 0.3
 
 
@@ -266,9 +254,9 @@ def test_tap_that_is_not_admitted(system):
     for _ in range(8):
         system.start_watcher()
     reason = "voicectl: the voice application does not admit this tap: there are too many taps\n"
-    assert run(system, "watch") == (1, "", reason)
-    assert run(system, "watch", "--endpoint", "FXS1") == (1, "", reason), "whatever is to be shown"
-    assert run(system, "watch", "--reconnect", "--for", "1") == (1, "", reason), "once"
+    assert tool_run(system, "watch") == (1, "", reason)
+    assert tool_run(system, "watch", "--endpoint", "FXS1") == (1, "", reason), "whatever is to be shown"
+    assert tool_run(system, "watch", "--reconnect", "--for", "1") == (1, "", reason), "once"
 
 
 def test_bus_that_never_rests_is_shown(system):
@@ -284,17 +272,9 @@ def test_output_that_cannot_be_written_is_said(system, words):
     system.start_application()
     system.start_fxs("fxs1")
     with open("/dev/full", "w", encoding="ascii") as full:
-        done = subprocess.run(
-            [system.bin / "voicectl", *words],
-            env=system.environment,
-            stdout=full,
-            stderr=subprocess.PIPE,
-            text=True,
-            timeout=20,
-            check=False,
-        )
-    assert done.returncode == 1
-    assert done.stderr.count("voicectl: the output cannot be written: No space left on device\n") == 1
+        status, _, err = tool_run(system, *words, output=full)
+    assert status == 1
+    assert err.count("voicectl: the output cannot be written: No space left on device\n") == 1
 
 
 def test_end_of_the_application_ends_it(system):
