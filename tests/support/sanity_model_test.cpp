@@ -25,6 +25,21 @@ TEST_F(Harness, AClosedPeerTellsItsHandlerAndTakesNothingMore) {
     request_destroy(r);
 }
 
+// As on a real bus: a handle is never used again.
+TEST_F(Harness, AConnectionAfterTheEndOfTheLastIsANewOne) {
+    peer_t *first = kex_client_connect(bus().handle(), "kex://ipc:[/socket]");
+    EXPECT_EQ(kex_client_connect(bus().handle(), "kex://ipc:[/socket]"), first);
+    bus().close(first);
+    peer_t *second = kex_client_connect(bus().handle(), "kex://ipc:[/socket]");
+    EXPECT_NE(second, first);
+    EXPECT_EQ(second, bus().peer("application"));
+    EXPECT_NE(peer_processId(second), peer_processId(first));
+    request_t *request = request_create_executeFunction("A", "f", 1);
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), first, request));
+    EXPECT_TRUE(kex_sendRequest(bus().handle(), second, request));
+    request_destroy(request);
+}
+
 TEST_F(Harness, ObjectsAreCreatedAndDeletedOnCommit) {
     object_t *root = bus().object("FXS.EndPoint");
     object_t *made = object_createInstance(root, 0, "FXS1");

@@ -52,6 +52,13 @@ void application_lost(kex_t *, peer_t *, void *) {
     echo_lines_lost();
 }
 
+// The application says that the plugin is registered: it has lines to register.
+void init() {
+    Call call;
+    expect(call.on(bus().object("echo")).with("country", Value::chars("DE")).run(__init) == KEX_FUNCTION_DONE,
+           "\"init\"");
+}
+
 kex_t *start() {
     bus().reset();
     bus().answer("register_plugin", Reply().value(Value::boolean(true)));
@@ -65,9 +72,7 @@ kex_t *start() {
     expect(wrong == nullptr, wrong);
     kex_onPeerClosed(made, application_lost, nullptr);
     bus().run_for(1000);
-    Call call;
-    expect(call.on(bus().object("echo")).with("country", Value::chars("DE")).run(__init) == KEX_FUNCTION_DONE,
-           "\"init\"");
+    init();
     expect(bus().class_of("echo.EndPoint.ECHO2") == "EndPoint", "both lines are objects");
     return made;
 }
@@ -118,13 +123,18 @@ void sends_back_what_comes() {
     end(made);
 }
 
-void closes_media_with_the_application() {
+void closes_media_with_the_application_and_comes_back() {
     kex_t *made = start();
     {
         const Far far;
         expect(create("ECHO1", far) == KEX_FUNCTION_DONE, "media is taken");
         bus().close(bus().peer("application"));
         expect(bus().live().watches == 0, "no socket is watched any more");
+
+        bus().run_for(10000); // the library connects to the next application, which says "init" too
+        init();
+        expect(libvoice_get_endpoint_by_name("ECHO2") == 4, "the lines are registered again");
+        expect(create("ECHO1", far) == KEX_FUNCTION_DONE, "and take media again");
     }
     end(made);
 }
@@ -161,7 +171,7 @@ void answers_and_leaves() {
 
 int main() {
     sends_back_what_comes();
-    closes_media_with_the_application();
+    closes_media_with_the_application_and_comes_back();
     media_that_cannot_be_watched_is_closed();
     answers_and_leaves();
     std::puts("echo: all holds");

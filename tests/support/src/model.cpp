@@ -54,6 +54,17 @@ void remove(object_t *removed) {
             o->gone = true;
 }
 
+// Whom a host connects to: a connection that has ended is not used again.
+peer_t *application() {
+    fake::Bus::State &s = bus().state();
+    const auto last = s.peers.find("application");
+    if (last != s.peers.end() && last->second->closed) {
+        s.former_peers.push_back(std::move(last->second));
+        s.peers.erase(last);
+    }
+    return bus().peer("application");
+}
+
 } // namespace
 
 namespace fake {
@@ -79,7 +90,7 @@ peer_t *Bus::peer(const std::string &name) {
     if (!entry) {
         entry = std::make_unique<::peer>();
         entry->name = entry->process_name = name;
-        entry->process_id = 1000 + static_cast<int32_t>(state_->peers.size());
+        entry->process_id = 1000 + static_cast<int32_t>(state_->peers.size() + state_->former_peers.size());
     }
     return entry.get();
 }
@@ -152,7 +163,7 @@ peer_t *kex_client_connect(kex_t *bus, const char *uri) {
     fake::Bus::State &s = fake::bus().state();
     peer_t *result = nullptr;
     if (bus && uri && !fails("kex_client_connect"))
-        result = s.connect_scripted ? s.connect_result : fake::bus().peer("application");
+        result = s.connect_scripted ? s.connect_result : application();
     act("kex_client_connect(" + fake::shown_bus(bus) + ", " + quoted(uri) + ") = " + shown(result));
     return result;
 }

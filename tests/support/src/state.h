@@ -149,6 +149,7 @@ struct Bus::State {
     std::vector<AnswerRule> answers;
     std::vector<std::unique_ptr<request_t>> requests;
     std::map<std::string, std::unique_ptr<peer_t>> peers;
+    std::vector<std::unique_ptr<peer_t>> former_peers; // whose name a newer connection bears
     std::vector<std::unique_ptr<kex_timer_t>> timers;
     std::vector<std::unique_ptr<object_t>> objects;
     bool connect_scripted = false;

@@ -181,8 +181,10 @@ public:
     // The peer is gone: its handler runs, then that of kex_onPeerClosed(). What its own one answers, 0 without one.
     int close(peer_t *peer);
     void process(peer_t *peer, const std::string &name,
-                 int32_t id);         // of a peer; first its own name, and 1001, 1002, ...
-    void connect_gives(peer_t *peer); // what kex_client_connect() answers; null: refused
+                 int32_t id); // of a peer; first its own name, and 1001, 1002, ...
+    // What kex_client_connect() answers; null: refused. Unless set it is the peer "application": after its close a new
+    // one, which peer() gives from then on.
+    void connect_gives(peer_t *peer);
 
     // ---- timers, by a virtual clock in milliseconds
     uint64_t now() const;
