@@ -167,6 +167,19 @@ class Examples(unittest.TestCase):
         echo.terminate()
         again.find("plugin echo3 left")
 
+    def test_channels(self):
+        """The DSP plugin of the page: the application makes channels in it, gives them media and another codec."""
+        application = self.start("voice_application", KEX_TIME_FACTOR="1")
+        channels = self.start("channels")
+        application.find("plugin dsp1 registered")
+        application.type("dsp dsp1")
+        channels.expect("D1C1 has media, codec 8", "D1C2 has media, codec 8", "D1C1 begins LIBVOICE_SIGNAL_cg_rt")
+        application.find("dsp dsp1 signal D1C1: true")
+        application.type("dsp dsp1 codec PCMU")
+        channels.expect("D1C1 has media, codec 0", "D1C2 has media, codec 0")
+        application.type("dsp dsp1 destroy")
+        channels.expect("D1C1 has no media", "D1C2 has no media")
+
     def test_echo_leaves_an_application_that_hangs(self):
         """SIGTERM ends the driver of the guide also where its leave is not answered, or a registration waits."""
         application = self.start("voice_application", "--no-stdin", KEX_TIME_FACTOR="1")

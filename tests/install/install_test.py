@@ -279,6 +279,7 @@ class Install(unittest.TestCase):
             ["echo_plugin.c", "echo_lines.c"],
             ["ring.c"],
             ["display.c"],
+            ["channels.c"],
         ):
             with self.subTest(sources[0]):
                 run(
