@@ -69,10 +69,13 @@ bool expected_read(const char *path) {
         number++;
         why = line_take(text);
     }
+    const int error = ferror(file) != 0 ? errno : 0; // a folder can be opened
     fclose(file);
+    if (error != 0)
+        fprintf(stderr, "kex_conformance: %s: %s\n", path, strerror(error));
     if (why != nullptr)
         fprintf(stderr, "kex_conformance: %s:%u: %s\n", path, number, why);
-    return why == nullptr;
+    return why == nullptr && error == 0;
 }
 
 const char *expected_reason(const char *id) {

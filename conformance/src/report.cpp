@@ -51,7 +51,6 @@ void details_print(const Check &check, const char *why, const Result &result) {
     if (result.seen[kSecond][0] != '\0')
         quoted_print("saw as listener", result.seen[kSecond]);
     puts("  ...");
-    fflush(stdout);
 }
 
 } // namespace

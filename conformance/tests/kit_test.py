@@ -59,6 +59,7 @@ class Kit(unittest.TestCase):
             (["--nonsense", BUS], "unrecognized option"),
             (["--only"], "requires an argument"),
             (["--expect", "/nowhere", BUS], "/nowhere: No such file"),
+            (["--expect", str(self.folder), BUS], f"{self.folder}: Is a directory"),
             (["--expect", self.expected("order.nonsense why\n"), BUS], "expected.txt:1: no check is called so"),
             (["--expect", self.expected("# why\n\norder.one_way\n", "two.txt"), BUS], "two.txt:3: no reason is given"),
             (["--expect", self.expected("bytes.1 it is too long\n" * 65, "long.txt"), BUS], ":65: too many lines"),
@@ -115,6 +116,16 @@ class Kit(unittest.TestCase):
                 "# 2 checks: 1 hold, 0 do not, 1 left out",
             ],
         )
+
+    def test_report_that_cannot_be_written(self):
+        """Whoever reads nothing must not take it for a bus that keeps the contract; and nothing is run for nobody."""
+        for words in (["--only", "symbols,order", BUS], ["--list"], ["--help"], ["--version"]):
+            with self.subTest(words=words), open("/dev/full", "w", encoding="utf-8") as full:
+                done = subprocess.run(
+                    [PROGRAM, *words], stdout=full, stderr=subprocess.PIPE, text=True, timeout=LIMIT, check=False
+                )
+                said = "kex_conformance: standard output cannot be written: No space left on device\n"
+                self.assertEqual((done.returncode, done.stderr), (2, said))
 
     def test_expected_failure_that_holds(self):
         words = ["--only", "bytes.0,bytes.1", BUS]
