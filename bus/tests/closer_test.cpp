@@ -67,33 +67,60 @@ TEST_F(Closer, DescriptorThatNobodyTakesIsClosedWithoutWaiting) {
     EXPECT_THAT(served::log, ElementsAre("note nothing"));
 }
 
-// UDP never lingers, whatever is set.
-TEST_F(Closer, FunctionFindsNoneInPlaceOfALingeringSocket) {
+// Closed by the host. A machine that is very busy may not find the time to clear it before the bus gives up waiting.
+TEST_F(Closer, DescriptorThatAFunctionClosesDoesNotLinger) {
     RawPeer raw(socket);
     greet(raw);
-    Lingering one;
-    const int udp = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const linger on = {1, kLinger};
-    EXPECT_EQ(setsockopt(udp, SOL_SOCKET, SO_LINGER, &on, sizeof on), 0);
-    static std::vector<int> came;
-    came.clear();
+    static int came;
+    static std::chrono::steady_clock::duration took;
     served::probe = [](function_call_t *call, argument_list_t *arguments, variant_t *) {
         variant_list_t *list = nullptr;
-        EXPECT_TRUE(argument_getList(arguments, "number", 0, &list));
-        for (uint32_t i = 0; i < variant_list_size(list); i++)
-            came.push_back(variant_fd(variant_list_at(list, i)));
+        EXPECT_TRUE(argument_getList(arguments, "fds", 0, &list));
+        came = variant_fd(variant_list_at(list, 0));
         variant_list_destroy(list);
+        auto begin = std::chrono::steady_clock::now();
+        close(came);
+        took = std::chrono::steady_clock::now() - begin;
         fcall_destroy(call);
         return 0;
     };
-    ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("number").descriptor_list(2),
-                         {one.fd, udp}));
-    one.forget();
-    EXPECT_LT(time_of_settling(), kNoWait);
-    ASSERT_EQ(came.size(), 2u);
-    EXPECT_EQ(came[0], -1);
-    EXPECT_GE(came[1], 0);
-    close(came[1]);
+    came = -1;
+    for (int i = 0; came == -1 && i < 20; i++) {
+        Lingering one;
+        ASSERT_TRUE(raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").descriptor_list(1),
+                             {one.fd}));
+        one.forget();
+        EXPECT_LT(time_of_settling(), kNoWait);
+        wait_for_closings();
+    }
+    EXPECT_NE(came, -1);
+    EXPECT_LT(took, kNoWait);
+}
+
+// Nothing of UDP lingers, whatever is set, and to ask for its lock would be to wait.
+TEST_F(Closer, DescriptorOfUdpIsHandedOnAsItIs) {
+    RawPeer raw(socket);
+    greet(raw);
+    const int udp = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const linger on = {1, kLinger};
+    EXPECT_EQ(setsockopt(udp, SOL_SOCKET, SO_LINGER, &on, sizeof on), 0);
+    static linger came;
+    came = {};
+    served::probe = [](function_call_t *call, argument_list_t *arguments, variant_t *) {
+        variant_list_t *list = nullptr;
+        EXPECT_TRUE(argument_getList(arguments, "fds", 0, &list));
+        const int fd = variant_fd(variant_list_at(list, 0));
+        variant_list_destroy(list);
+        socklen_t length = sizeof came;
+        EXPECT_EQ(getsockopt(fd, SOL_SOCKET, SO_LINGER, &came, &length), 0);
+        close(fd);
+        fcall_destroy(call);
+        return 0;
+    };
+    ASSERT_TRUE(
+        raw.send(Packet(kOneWayCall, 1).text("Probe").text("run").byte(1).text("fds").descriptor_list(1), {udp}));
+    turn_until_idle({bus});
+    EXPECT_EQ(came.l_linger, kLinger);
     close(udp);
 }
 

@@ -7,6 +7,7 @@
 // to close and end when there is nothing left, so that a host without threads has none as long as its peers send what
 // voice needs; all signals are blocked in them, so that handlers run where the host expects them.
 #include "base/closer.h"
+#include "base/clock.h"
 #include "base/descriptor_kind.h"
 #include "base/first_byte.h"
 #include "base/limits.h"
@@ -14,6 +15,7 @@
 #include "base/unread.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <string.h>
@@ -29,6 +31,9 @@ namespace {
 // memory.
 constexpr uint32_t kRing = 64 * 1024;
 static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
+constexpr uint64_t kLingerWait =
+    20 * kMillisecond; // a thread has found the socket's lock free by then, or somebody holds it
+constexpr useconds_t kLingerLook = 50;
 constexpr size_t kStack = 256 * 1024; // of a thread; only what is used of it takes memory
 
 struct Job {
@@ -199,6 +204,31 @@ void row_close(int first, uint32_t count) {
         close(first + static_cast<int>(i));
 }
 
+// Asking takes no lock of the socket.
+bool descriptor_lingers(int fd) {
+    linger set = {};
+    socklen_t length = sizeof set;
+    return getsockopt(fd, SOL_SOCKET, SO_LINGER, &set, &length) == 0 && set.l_onoff != 0 &&
+           !descriptor_closes_at_once(fd);
+}
+
+// Setting takes it: a thread does that, as with what it closes, which is a copy here.
+void linger_clear_beside(int fd) {
+    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (copy >= 0)
+        job_put(copy, false, charged);
+}
+
+// Waits for it no longer than until then.
+bool linger_ends(int fd, uint64_t when) {
+    while (descriptor_lingers(fd)) {
+        if (clock_monotonic() >= when)
+            return false;
+        usleep(kLingerLook);
+    }
+    return true;
+}
+
 int32_t process_of(int fd) {
     ucred peer = {};
     socklen_t length = sizeof peer;
@@ -207,14 +237,27 @@ int32_t process_of(int fd) {
 
 } // namespace
 
-// Asking takes no lock of the socket; setting would wait for it.
-int foreign_descriptor_admit(int fd) {
-    linger set = {};
-    socklen_t length = sizeof set;
-    if (getsockopt(fd, SOL_SOCKET, SO_LINGER, &set, &length) != 0 || set.l_onoff == 0 || descriptor_closes_at_once(fd))
-        return fd;
-    job_put(fd, false, charged);
-    return -1;
+void foreign_descriptors_admit(int *fds, uint32_t count) {
+    static bool in_vain; // the last wait: while what it was for goes on, nobody makes the loop wait again
+    in_vain = in_vain && closings_pending() > 0;
+    bool any = false;
+    for (uint32_t i = 0; i < count; i++) {
+        if (!descriptor_lingers(fds[i]))
+            continue;
+        any = true;
+        if (!in_vain)
+            linger_clear_beside(fds[i]);
+    }
+    if (!any)
+        return;
+    const uint64_t end = clock_monotonic() + (in_vain ? 0 : kLingerWait);
+    for (uint32_t i = 0; i < count; i++) {
+        if (linger_ends(fds[i], end))
+            continue;
+        in_vain = true;
+        job_put(fds[i], false, charged);
+        fds[i] = -1;
+    }
 }
 
 void foreign_descriptor_close(int fd) {

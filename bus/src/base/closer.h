@@ -9,8 +9,9 @@
 
 namespace bus {
 
-// One that has just come from a peer. A socket whose close lingers is nothing to hand on: it is closed, and -1 answered.
-int foreign_descriptor_admit(int fd);
+// Those that have just come from a peer: from now on no close of theirs lingers, whoever closes them. Where somebody
+// holds the lock of such a socket it is closed, and -1 stands in its place.
+void foreign_descriptors_admit(int *fds, uint32_t count);
 // Closes a descriptor that came from a peer: here when its close is known to return at once, else beside the loop.
 void foreign_descriptor_close(int fd);
 // The same of several at a time, which costs less where they have numbers in a row. Below 0: there is none.

@@ -108,8 +108,7 @@ void connection_end(Connection *connection, const char *why) {
 void arrival_take(Connection *connection, Arrival &arrival) {
     const int32_t charged = closings_charge(connection->process_id);
     spare_received(connection->transport->spare, arrival.descriptors.count);
-    for (uint32_t i = 0; i < arrival.descriptors.count; i++)
-        arrival.fds[i] = foreign_descriptor_admit(arrival.fds[i]);
+    foreign_descriptors_admit(arrival.fds, arrival.descriptors.count);
     const bool at_end = arrival.size == 0 && arrival.descriptors.count == 0;
     if (at_end && !connection->closed)
         connection_end(connection, "the peer is gone");
