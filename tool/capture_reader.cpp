@@ -9,20 +9,18 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "pcapng.h"
+#include "pcapng_body.h"
 #include "run_limit.h"
 
 namespace voicectl {
 
 namespace {
 
-enum ReadBlock : uint32_t { kReadSection = 0x0A0D0D0A, kReadInterface = 1, kReadPacket = 6 };
-constexpr uint32_t kOrderMark = 0x1A2B3C4D, kOrderMarkSwapped = 0x4D3C2B1A;
 constexpr size_t kBlockFrame = 12; // its type and, at both ends, its size
 constexpr size_t kBody = 8;        // where a block's body begins
+constexpr size_t kBlockTail = 4;   // its size once more
 constexpr size_t kReadAtATime = 64 * 1024;
 constexpr std::chrono::seconds kRest{1};
-constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
 // What something that is no pcapng may be, and what helps.
 std::string stranger(uint32_t first) {
@@ -36,29 +34,24 @@ std::string stranger(uint32_t first) {
     return "no capture: voicectl capture -o FILE makes one";
 }
 
-// Ticks of a second by the option's byte; 0: none that can be counted with.
-uint64_t ticks_of(uint8_t code) {
-    constexpr uint8_t kBinary = 0x80, kMostBinary = 32, kMostDecimal = 10;
-    if ((code & kBinary) != 0)
-        return (code & ~kBinary) <= kMostBinary ? uint64_t{1} << (code & ~kBinary) : 0;
-    uint64_t ticks = 1;
-    for (unsigned i = 0; i < code; ++i)
-        ticks *= 10;
-    return code <= kMostDecimal ? ticks : 0;
+// The first comment among a packet's options.
+std::string_view comment_in(pcapng::Body options) {
+    while (const std::optional<pcapng::Option> option = pcapng::option_take(options))
+        if (option->code == pcapng::kComment)
+            return option->value.bytes();
+    return {};
 }
 
 } // namespace
 
-uint32_t CaptureReader::word(size_t at) const {
-    uint32_t value = 0;
-    std::memcpy(&value, input_.data() + begin_ + at, sizeof value);
-    return swapped_ ? __builtin_bswap32(value) : value;
+// What is there of the block at hand.
+pcapng::Body CaptureReader::block() const {
+    return {std::string_view(input_.data(), input_.size()).substr(begin_), swapped_};
 }
 
-uint16_t CaptureReader::half(size_t at) const {
-    uint16_t value = 0;
-    std::memcpy(&value, input_.data() + begin_ + at, sizeof value);
-    return swapped_ ? __builtin_bswap16(value) : value;
+// What stands in it, once it is whole.
+pcapng::Body CaptureReader::body() const {
+    return block().first(size_ - kBlockTail).from(kBody);
 }
 
 bool CaptureReader::stop(const std::string &fault) {
@@ -105,10 +98,10 @@ bool CaptureReader::bytes_have(size_t size) {
 }
 
 bool CaptureReader::section_take() {
-    const uint32_t mark = word(kBody);
-    if (mark == kOrderMarkSwapped)
+    const uint32_t mark = block().word(kBody);
+    if (mark == __builtin_bswap32(pcapng::kByteOrderMark))
         swapped_ = !swapped_;
-    else if (mark != kOrderMark)
+    else if (mark != pcapng::kByteOrderMark)
         return stop(fmt::format("no section begins at byte {}", at_));
     interfaces_.clear();
     return true;
@@ -122,68 +115,34 @@ bool CaptureReader::block_next(uint32_t &type) {
     if (!bytes_have(kBlockFrame)) {
         if (at_ == 0 && fault_.empty() && input_.empty())
             return stop("empty");
-        if (at_ == 0 && fault_.empty() && (input_.size() < 4 || word(0) != kReadSection))
-            return stop(stranger(input_.size() < 4 ? 0 : word(0)));
+        if (at_ == 0 && fault_.empty() && block().word(0) != pcapng::kSection)
+            return stop(stranger(block().word(0)));
         if (fault_.empty() && input_.size() > begin_)
             stop(fmt::format("cut off in the block at byte {}", at_));
         return false;
     }
-    type = word(0);
-    if (at_ == 0 && type != kReadSection)
+    type = block().word(0);
+    if (at_ == 0 && type != pcapng::kSection)
         return stop(stranger(type));
-    if (type == kReadSection && !section_take())
+    if (type == pcapng::kSection && !section_take())
         return false;
-    const uint32_t size = word(4);
+    const uint32_t size = block().word(4);
     if (size < kBlockFrame || size % 4 != 0 || size > kMostBlockBytes)
         return stop(fmt::format("the block at byte {} says it has {} bytes", at_, size));
     if (!bytes_have(size))
         return fault_.empty() ? stop(fmt::format("cut off in the block at byte {}", at_)) : false;
-    if (word(size - 4) != size)
-        return stop(fmt::format("the block at byte {} says two sizes, {} and {}", at_, size, word(size - 4)));
+    const uint32_t again = block().word(size - kBlockTail);
+    if (again != size)
+        return stop(fmt::format("the block at byte {} says two sizes, {} and {}", at_, size, again));
     size_ = size;
     return true;
 }
 
 void CaptureReader::interface_take() {
-    constexpr size_t kOptions = kBody + 8;
-    constexpr uint16_t kResolution = 9;
-    if (interfaces_.size() == pcapng::kMostInterfaces) {
+    if (interfaces_.size() == pcapng::kMostInterfaces)
         stop(fmt::format("more than {} interfaces", pcapng::kMostInterfaces));
-        return;
-    }
-    Interface interface { .link_type = half(kBody) };
-    for (size_t at = kOptions; at + 4 <= size_ - 4;) {
-        const uint16_t code = half(at), length = half(at + 2);
-        at += 4;
-        if (code == 0 || length > size_ - 4 - at)
-            break;
-        if (code == kResolution && length >= 1)
-            interface.ticks = ticks_of(static_cast<uint8_t>(input_[begin_ + at]));
-        at += (length + size_t{3}) & ~size_t{3};
-    }
-    interfaces_.push_back(interface);
-}
-
-uint64_t CaptureReader::time_of(const Interface &interface) const {
-    const uint64_t time = uint64_t{word(kBody + 4)} << 32 | word(kBody + 8);
-    if (interface.ticks == 0)
-        return 0;
-    return time / interface.ticks * kNsPerSecond + time % interface.ticks * kNsPerSecond / interface.ticks;
-}
-
-// The first comment among the options from there on.
-std::string_view CaptureReader::comment_at(size_t at) const {
-    constexpr uint16_t kComment = 1;
-    while (at + 4 <= size_ - 4) {
-        const uint16_t code = half(at), length = half(at + 2);
-        at += 4;
-        if (code == 0 || length > size_ - 4 - at)
-            break;
-        if (code == kComment)
-            return {input_.data() + begin_ + at, length};
-        at += (length + size_t{3}) & ~size_t{3};
-    }
-    return {};
+    else
+        interfaces_.push_back(pcapng::interface_read(body()));
 }
 
 // Always false: it is counted.
@@ -194,39 +153,36 @@ bool CaptureReader::broken_note() {
 
 // False: a packet that is none of these.
 bool CaptureReader::packet_take(CapturedPacket &packet) {
-    constexpr size_t kBytes = kBody + 20;
-    if (size_ < kBytes + 4 || word(kBody) >= interfaces_.size())
+    const std::optional<pcapng::Packet> read = pcapng::packet_read(body());
+    if (!read || read->interface >= interfaces_.size())
         return broken_note();
-    const Interface &interface = interfaces_[word(kBody)];
+    const pcapng::Interface &interface = interfaces_[read->interface];
     if (interface.link_type != pcapng::kUpperLayer) {
         if (strange_++ == 0)
             strange_link_type_ = interface.link_type;
         return false;
     }
-    const uint32_t length = word(kBody + 12);
-    if (length > size_ - kBytes - 4)
-        return broken_note();
-    std::string_view bytes(input_.data() + begin_ + kBytes, length);
+    std::string_view bytes = read->bytes;
     pcapng::Origin origin{};
     if (!pcapng::origin_take(bytes, origin))
         return broken_note();
-    packet = {.time_ns = time_of(interface),
+    packet = {.time_ns = pcapng::packet_time(*read, interface),
               .dissector = origin.dissector,
               .source = origin.source,
               .destination = origin.destination,
               .source_port = origin.source_port,
               .destination_port = origin.destination_port,
               .bytes = bytes,
-              .comment = comment_at(kBytes + ((length + size_t{3}) & ~size_t{3}))};
+              .comment = comment_in(read->options)};
     return true;
 }
 
 bool CaptureReader::next(CapturedPacket &packet) {
     uint32_t type = 0;
     while (fault_.empty() && block_next(type)) {
-        if (type == kReadInterface && size_ >= kBlockFrame + 8)
+        if (type == pcapng::kInterface && size_ >= kBlockFrame + 8)
             interface_take();
-        else if (type == kReadPacket && packet_take(packet))
+        else if (type == pcapng::kPacket && packet_take(packet))
             return true;
     }
     return false;

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "pcapng_body.h"
+
 namespace voicectl {
 
 constexpr uint32_t kMostBlockBytes = 16 * 1024 * 1024; // of one block of a file
@@ -41,23 +43,16 @@ public:
     uint64_t broken() const { return broken_; }
 
 private:
-    struct Interface {
-        uint16_t link_type;
-        uint64_t ticks = 1'000'000; // of a second
-    };
-
     bool block_next(uint32_t &type);
     bool section_take();
     void interface_take();
     bool packet_take(CapturedPacket &packet);
     bool broken_note();
-    std::string_view comment_at(size_t at) const;
     bool bytes_have(size_t size);
     bool input_wait();
     bool stop(const std::string &fault);
-    uint64_t time_of(const Interface &interface) const;
-    uint32_t word(size_t at) const;
-    uint16_t half(size_t at) const;
+    pcapng::Body block() const;
+    pcapng::Body body() const;
 
     int descriptor_;
     std::vector<char> input_{}; // what has been read; the block at hand begins at begin_
@@ -65,7 +60,7 @@ private:
     size_t size_ = 0; // of the block at hand
     uint64_t at_ = 0; // where it begins in the file
     bool swapped_ = false;
-    std::vector<Interface> interfaces_{};
+    std::vector<pcapng::Interface> interfaces_{};
     std::string fault_{};
     uint64_t strange_ = 0;
     uint16_t strange_link_type_ = 0;

@@ -11,17 +11,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "pcapng.h"
-
 namespace voicectl {
 
 namespace {
 
-enum FileBlock : uint32_t { kFileSection = 0x0A0D0D0A, kFileInterface = 1, kFilePacket = 6 };
-constexpr uint32_t kFileOrder = 0x1A2B3C4D;
 constexpr size_t kBlockHead = 8, kBlockTail = 4; // type and size; the size once more
 constexpr size_t kMostFileBlock = 65'536;        // one packet of 1500 bytes has far less
-constexpr uint64_t kSecondNs = 1'000'000'000;
 
 // Takes the tags in front of a packet off. False: it is no RTP over UDP and IPv4.
 bool sound_take(std::string_view bytes, FilePacket &packet) {
@@ -38,6 +33,23 @@ bool sound_take(std::string_view bytes, FilePacket &packet) {
            origin.destination != 0;
 }
 
+// Whether an interface is of sound that hosts write, with times.
+bool is_readable(const pcapng::Interface &interface) {
+    return interface.link_type == pcapng::kUpperLayer && interface.ticks != 0;
+}
+
+void options_take(pcapng::Body options, FilePacket &packet) {
+    while (const std::optional<pcapng::Option> option = pcapng::option_take(options)) {
+        const pcapng::Body &value = option->value;
+        if (option->code == pcapng::kComment)
+            packet.comment = value.bytes();
+        else if (option->code == pcapng::kFlags)
+            packet.sent = (value.word(0) & pcapng::kDirection) == pcapng::kOutbound;
+        else if (option->code == pcapng::kLost && value.size() == sizeof packet.lost)
+            packet.lost = value.wide(0);
+    }
+}
+
 } // namespace
 
 MediaFileReader::~MediaFileReader() {
@@ -51,7 +63,7 @@ void MediaFileReader::close_file() {
     read_ = 0;
     bytes_.clear();
     taken_ = 0;
-    ticks_.clear();
+    interfaces_.clear();
     began_ = false;
 }
 
@@ -60,27 +72,6 @@ bool MediaFileReader::stop(const std::string &fault) {
     fault_ = fault;
     close_file();
     return false;
-}
-
-uint32_t MediaFileReader::word(std::string_view bytes, size_t at) const {
-    uint32_t value = 0;
-    if (at + sizeof value <= bytes.size())
-        std::memcpy(&value, bytes.data() + at, sizeof value);
-    return swapped_ ? __builtin_bswap32(value) : value;
-}
-
-uint64_t MediaFileReader::count(std::string_view bytes) const {
-    uint64_t value = 0;
-    if (sizeof value <= bytes.size())
-        std::memcpy(&value, bytes.data(), sizeof value);
-    return swapped_ ? __builtin_bswap64(value) : value;
-}
-
-uint16_t MediaFileReader::half(std::string_view bytes, size_t at) const {
-    uint16_t value = 0;
-    if (at + sizeof value <= bytes.size())
-        std::memcpy(&value, bytes.data() + at, sizeof value);
-    return swapped_ ? __builtin_bswap16(value) : value;
 }
 
 // A host whose disk is full takes back what it wrote of a block: what has been read of that one is read anew. False: the file
@@ -138,106 +129,70 @@ bool MediaFileReader::more_read() {
 
 // What begins a section says which byte order it has. False: it is none.
 bool MediaFileReader::section_take(std::string_view block) {
-    if (word(block, kBlockHead) != kFileOrder)
+    const uint32_t mark = pcapng::Body(block, swapped_).word(kBlockHead);
+    if (mark == __builtin_bswap32(pcapng::kByteOrderMark))
         swapped_ = !swapped_;
-    began_ = word(block, kBlockHead) == kFileOrder;
+    began_ = mark == pcapng::kByteOrderMark || mark == __builtin_bswap32(pcapng::kByteOrderMark);
     return began_;
 }
 
-// False: no whole block is there, or `fault_` says what stands there instead.
-bool MediaFileReader::block_next(uint32_t &type, std::string_view &body) {
+// Empty: no whole block is there, or `fault_` says what stands there instead.
+std::optional<pcapng::Body> MediaFileReader::block_next(uint32_t &type) {
     do {
         const std::string_view rest = std::string_view(bytes_).substr(taken_);
-        if (rest.size() < kBlockHead + sizeof kFileOrder)
+        if (rest.size() < kBlockHead + sizeof pcapng::kByteOrderMark)
             continue;
-        type = word(rest, 0); // that of a section reads the same in both orders
-        if (type == kFileSection ? !section_take(rest) : !began_)
-            return stop("is no pcapng");
-        const size_t size = word(rest, 4);
-        if (size % 4 != 0 || size < kBlockHead + kBlockTail || size > kMostFileBlock)
-            return stop(fmt::format("has a broken block at byte {}", read_ - static_cast<off_t>(rest.size())));
+        type = pcapng::Body(rest, swapped_).word(0); // that of a section reads the same in both orders
+        if (type == pcapng::kSection ? !section_take(rest) : !began_) {
+            stop("is no pcapng");
+            return std::nullopt;
+        }
+        const size_t size = pcapng::Body(rest, swapped_).word(4);
+        if (size % 4 != 0 || size < kBlockHead + kBlockTail || size > kMostFileBlock) {
+            stop(fmt::format("has a broken block at byte {}", read_ - static_cast<off_t>(rest.size())));
+            return std::nullopt;
+        }
         if (rest.size() < size)
             continue;
-        body = rest.substr(kBlockHead, size - kBlockHead - kBlockTail);
         taken_ += size;
-        return true;
+        return pcapng::Body(rest.substr(kBlockHead, size - kBlockHead - kBlockTail), swapped_);
     } while (more_read());
-    return false;
+    return std::nullopt;
 }
 
-void MediaFileReader::interface_take(std::string_view body) {
-    constexpr uint16_t kResolution = 9;
-    constexpr uint8_t kMostDigits = 9;
-    if (ticks_.size() == pcapng::kMostInterfaces) {
+void MediaFileReader::interface_take(const pcapng::Body &body) {
+    if (interfaces_.size() == pcapng::kMostInterfaces)
         stop(fmt::format("has more than {} interfaces", pcapng::kMostInterfaces));
-        return;
-    }
-    uint64_t ticks = 1'000'000;
-    for (size_t at = 8; at + 4 <= body.size();) {
-        const uint16_t code = half(body, at), length = half(body, at + 2);
-        at += 4;
-        if (code == 0 || length > body.size() - at)
-            break;
-        if (code == kResolution && length >= 1) {
-            const auto digits = static_cast<uint8_t>(body[at]);
-            ticks = digits <= kMostDigits ? 1 : 0; // others are not written by any host
-            for (unsigned i = 0; i < digits && ticks != 0; ++i)
-                ticks *= 10;
-        }
-        at += (length + size_t{3}) & ~size_t{3};
-    }
-    ticks_.push_back(half(body, 0) == pcapng::kUpperLayer ? ticks : 0);
+    else
+        interfaces_.push_back(pcapng::interface_read(body));
 }
 
-void MediaFileReader::options_take(std::string_view options, FilePacket &packet) const {
-    enum : uint16_t { kEnd = 0, kComment = 1, kFlags = 2, kLost = 4 };
-    constexpr uint32_t kDirection = 3, kOutbound = 2;
-    while (options.size() >= 4) {
-        const uint16_t code = half(options, 0), length = half(options, 2);
-        options.remove_prefix(4);
-        if (code == kEnd || length > options.size())
-            return;
-        const std::string_view value = options.substr(0, length);
-        if (code == kComment)
-            packet.comment = value;
-        else if (code == kFlags)
-            packet.sent = (word(value, 0) & kDirection) == kOutbound;
-        else if (code == kLost && length == sizeof(uint64_t))
-            packet.lost = count(value);
-        options.remove_prefix(std::min((length + size_t{3}) & ~size_t{3}, options.size()));
-    }
-}
-
-std::optional<FilePacket> MediaFileReader::packet_take(std::string_view body) {
-    constexpr size_t kBytes = 20;
-    const uint32_t interface = word(body, 0), length = word(body, 12);
-    if (body.size() < kBytes || interface >= ticks_.size() || ticks_[interface] == 0 || length > body.size() - kBytes) {
+std::optional<FilePacket> MediaFileReader::packet_take(const pcapng::Body &body) {
+    const std::optional<pcapng::Packet> read = pcapng::packet_read(body);
+    FilePacket packet;
+    if (!read || read->interface >= interfaces_.size() || !is_readable(interfaces_[read->interface]) ||
+        !sound_take(read->bytes, packet)) {
         ++strange_;
         return std::nullopt;
     }
-    FilePacket packet;
-    const uint64_t time = uint64_t{word(body, 4)} << 32 | word(body, 8), ticks = ticks_[interface];
-    packet.time_ns = time / ticks * kSecondNs + time % ticks * (kSecondNs / ticks);
-    const size_t end = kBytes + ((length + size_t{3}) & ~size_t{3});
-    if (end < body.size())
-        options_take(body.substr(end), packet);
-    if (sound_take(body.substr(kBytes, length), packet))
-        return packet;
-    ++strange_;
-    return std::nullopt;
+    packet.time_ns = pcapng::packet_time(*read, interfaces_[read->interface]);
+    options_take(read->options, packet);
+    return packet;
 }
 
 std::optional<FilePacket> MediaFileReader::next(int &blocks) {
     uint32_t type = 0;
-    std::string_view body;
-    while (blocks > 0 && fault_.empty() && descriptor_ >= 0 && block_next(type, body)) {
+    while (blocks > 0 && fault_.empty() && descriptor_ >= 0) {
+        const std::optional<pcapng::Body> body = block_next(type);
+        if (!body)
+            break;
         --blocks;
-        if (type == kFileSection)
-            ticks_.clear();
-        else if (type == kFileInterface)
-            interface_take(body);
-        else if (type == kFilePacket)
-            if (const std::optional<FilePacket> packet = packet_take(body))
+        if (type == pcapng::kSection)
+            interfaces_.clear();
+        else if (type == pcapng::kInterface)
+            interface_take(*body);
+        else if (type == pcapng::kPacket)
+            if (const std::optional<FilePacket> packet = packet_take(*body))
                 return packet;
     }
     return std::nullopt;

@@ -12,6 +12,8 @@
 
 #include <sys/types.h>
 
+#include "pcapng_body.h"
+
 namespace voicectl {
 
 // A packet of the file. Texts live until the next call.
@@ -49,29 +51,25 @@ public:
     uint64_t strange() const { return strange_; }
 
 private:
-    bool block_next(uint32_t &type, std::string_view &body);
+    std::optional<pcapng::Body> block_next(uint32_t &type);
     bool more_read();
     bool section_take(std::string_view block);
-    void interface_take(std::string_view body);
-    std::optional<FilePacket> packet_take(std::string_view body);
-    void options_take(std::string_view options, FilePacket &packet) const;
+    void interface_take(const pcapng::Body &body);
+    std::optional<FilePacket> packet_take(const pcapng::Body &body);
     bool rest_drop(off_t size);
     void close_file();
     bool stop(const std::string &fault);
-    uint32_t word(std::string_view bytes, size_t at) const;
-    uint64_t count(std::string_view bytes) const;
-    uint16_t half(std::string_view bytes, size_t at) const;
 
     std::string path_;
     int descriptor_ = -1;
     dev_t device_ = 0;
     ino_t inode_ = 0;
-    off_t read_ = 0;                // bytes of the file so far
-    std::string bytes_{};           // what has been read and not taken
-    size_t taken_ = 0;              // of these
-    bool swapped_ = false;          // the file is of the other byte order
-    bool began_ = false;            // with a section, as each pcapng does
-    std::vector<uint64_t> ticks_{}; // of a second, by interface; 0: of another link type
+    off_t read_ = 0;       // bytes of the file so far
+    std::string bytes_{};  // what has been read and not taken
+    size_t taken_ = 0;     // of these
+    bool swapped_ = false; // the file is of the other byte order
+    bool began_ = false;   // with a section, as each pcapng does
+    std::vector<pcapng::Interface> interfaces_{};
     std::string fault_{};
     uint64_t strange_ = 0;
 };

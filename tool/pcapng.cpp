@@ -7,32 +7,7 @@ namespace voicectl::pcapng {
 
 namespace {
 
-enum BlockType : uint32_t {
-    kSection = 0x0A0D0D0A,
-    kInterface = 1,
-    kNames = 4,
-    kStatistics = 5,
-    kPacket = 6,
-};
-enum OptionCode : uint16_t { kEnd = 0, kComment = 1 };
-enum SectionOption : uint16_t { kSystem = 3, kApplication = 4 };
-enum InterfaceOption : uint16_t { kName = 2, kDescription = 3, kTimeResolution = 9 };
-enum PacketOption : uint16_t { kLost = 4 };
-enum StatisticsOption : uint16_t { kTotalReceived = 4, kTotalLost = 5 };
-enum Tag : uint16_t {
-    kDissector = 12,
-    kSource = 20,
-    kDestination = 21,
-    kPortType = 24,
-    kSourcePort = 25,
-    kDestinationPort = 26,
-    kProtocol = 33,
-};
-
-constexpr uint32_t kByteOrderMark = 0x1A2B3C4D;
 constexpr uint32_t kAnyLength = 0; // packets of any size
-constexpr char kNanoseconds = 9;   // of a second, as a power of ten
-constexpr uint32_t kTcp = 2, kUdp = 3;
 constexpr size_t kMostText = 1024; // of an option or tag
 
 template <class Number>
@@ -96,7 +71,7 @@ std::string section(std::string_view application, std::string_view system) {
     put(body, UINT64_MAX); // of any length
     put_option(body, kSystem, system);
     put_option(body, kApplication, application);
-    put_option(body, kEnd, "");
+    put_option(body, kOptionEnd, "");
     return block(kSection, body);
 }
 
@@ -107,8 +82,8 @@ std::string interface(uint16_t link_type, std::string_view name, std::string_vie
     put(body, kAnyLength);
     put_option(body, kName, name);
     put_option(body, kDescription, description);
-    put_option(body, kTimeResolution, {&kNanoseconds, 1});
-    put_option(body, kEnd, "");
+    put_option(body, kTimeResolution, {reinterpret_cast<const char *>(&kNanoseconds), 1});
+    put_option(body, kOptionEnd, "");
     return block(kInterface, body);
 }
 
@@ -140,7 +115,7 @@ std::string packet(uint32_t interface, uint64_t time_ns, std::string_view bytes,
     if (lost > 0)
         put_count(body, kLost, lost);
     if (!comment.empty() || lost > 0)
-        put_option(body, kEnd, "");
+        put_option(body, kOptionEnd, "");
     return block(kPacket, body);
 }
 
@@ -150,12 +125,11 @@ std::string statistics(uint32_t interface, uint64_t time_ns, uint64_t received, 
     put_time(body, time_ns);
     put_count(body, kTotalReceived, received);
     put_count(body, kTotalLost, lost);
-    put_option(body, kEnd, "");
+    put_option(body, kOptionEnd, "");
     return block(kStatistics, body);
 }
 
 std::string origin_tags(const Origin &origin) {
-    constexpr uint16_t kEndOfTags = 0;
     std::string tags;
     put_tag(tags, kDissector, origin.dissector);
     put_tag(tags, kProtocol, origin.protocol);
@@ -164,13 +138,12 @@ std::string origin_tags(const Origin &origin) {
     put_tag(tags, kPortType, origin.datagrams ? kUdp : kTcp);
     put_tag(tags, kSourcePort, uint32_t{origin.source_port});
     put_tag(tags, kDestinationPort, uint32_t{origin.destination_port});
-    put_big(tags, kEndOfTags, 4);
+    put_big(tags, kTagEnd, 4);
     return tags;
 }
 
 bool origin_take(std::string_view &bytes, Origin &origin) {
     constexpr size_t kTagHead = 4;
-    constexpr uint32_t kEndOfTags = 0;
     origin = {};
     while (bytes.size() >= kTagHead) {
         const uint32_t tag = big_number(bytes.substr(0, 2)), length = big_number(bytes.substr(2, 2));
@@ -180,7 +153,7 @@ bool origin_take(std::string_view &bytes, Origin &origin) {
         const std::string_view value = bytes.substr(0, length);
         bytes.remove_prefix(length);
         switch (tag) {
-        case kEndOfTags:
+        case kTagEnd:
             return true;
         case kDissector:
             origin.dissector = value.substr(0, value.find('\0'));

@@ -8,11 +8,12 @@
 #include <string>
 #include <string_view>
 
+#include "pcapng_numbers.h"
+
 namespace voicectl::pcapng {
 
-// Link type of messages of upper layers: tags that say where a message comes from and who is to dissect it, then its
-// bytes.
-constexpr uint16_t kUpperLayer = 252;
+using namespace pcapng_numbers;
+
 // Of one section that is read: each of them is kept in mind.
 constexpr size_t kMostInterfaces = 1000;
 

@@ -4,27 +4,16 @@
 
 #include "media_file.h"
 #include "network_order.h"
+#include "pcapng_numbers.h"
 
 #include <netinet/in.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
 
-namespace {
+using namespace pcapng_numbers;
 
-enum { kSection = 0x0A0D0D0A, kInterface = 1, kPacket = 6, kByteOrderMark = 0x1A2B3C4D, kUpperLayer = 252 };
-enum { kOptionEnd = 0, kComment = 1, kFlags = 2, kLost = 4, kName = 2, kTimeResolution = 9 };
-enum { kInbound = 1, kOutbound = 2 }; // of the flags of a packet
-enum {
-    kTagEnd = 0,
-    kDissector = 12,
-    kSource = 20,      // IPv4; of IPv6 two more
-    kDestination = 21, // likewise
-    kPortType = 24,
-    kSourcePort = 25,
-    kDestinationPort = 26,
-    kUdp = 3,
-};
+namespace {
 
 // A block that grows. Everything in it is a multiple of four bytes.
 struct writer {
@@ -111,7 +100,6 @@ bool put_origin(writer *to, const media_file_packet *packet) {
 } // namespace
 
 uint32_t file_head_write(uint8_t *bytes) {
-    constexpr uint8_t kNanoseconds = 9; // of a second, as a power of ten
     writer section = block_begin(bytes, kSection);
     put_word(&section, kByteOrderMark);
     put_halves(&section, 1, 0); // version
