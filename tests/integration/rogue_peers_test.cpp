@@ -8,14 +8,13 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
+#include <optional>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -181,79 +180,111 @@ protected:
     static inline int32_t refuse_endpoints_;
 };
 
+constexpr char kLine[] = "fxs1.EndPoint.FXS1";
+
+// An fxs_plugin with two lines, and what a test hands over as descriptors.
+class CalledFxsPlugin : public RogueApplication {
+protected:
+    void SetUp() override {
+        RogueApplication::SetUp();
+        host_.emplace(HOST_FXS, socket_);
+        host_->turn_ = turn;
+        ASSERT_TRUE(host_->says("ready country=DE lines=2"));
+        endpoint_ = libvoice_get_endpoint_by_name("FXS1");
+        ASSERT_EQ(pipe(pipe_), 0);
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, local_), 0);
+        make_udp_pair(pair_);
+        // The clock of all sound is made with the first try, and stays.
+        EXPECT_EQ(call(kLine, "create")
+                      .with("cnx_info", info_)
+                      .with_descriptors({pipe_[0], pipe_[1], -1})
+                      .with("ep_line_id", 0u)
+                      .answer(),
+                  0);
+        before_ = host_->descriptors();
+    }
+    // Whatever it was sent, it goes on, and holds what it held at first.
+    void TearDown() override {
+        EXPECT_EQ(call(kLine, "signal").with("signal", signal_of(endpoint_, LIBVOICE_SIGNAL_cg_dt)).answer(), 1);
+        EXPECT_TRUE(host_->says("1 plays dial-tone"));
+        expect_nothing_more("at the end");
+        EXPECT_EQ(host_->leave(), 0);
+        for (const int descriptor : {pipe_[0], pipe_[1], pair_[0], pair_[1], local_[0], local_[1]})
+            close(descriptor);
+        host_.reset();
+        RogueApplication::TearDown();
+    }
+    void expect_nothing_more(const char *what) {
+        EXPECT_TRUE(host_->comes_to_hold(before_)) << what << ": " << host_->descriptors() << ", not " << before_;
+    }
+
+    const voice_cnx_info_t good_ = good_connection();
+    const bytes info_ = record_of(&good_, LIBVOICE_CNX_INFO_BYTES);
+    std::optional<Host> host_;
+    int32_t endpoint_ = -1;
+    int pipe_[2], pair_[2], local_[2];
+    int before_ = 0;
+};
+
 } // namespace
 
-TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
-    Host host(HOST_FXS, socket_);
-    host.turn_ = turn;
-    ASSERT_TRUE(host.says("ready country=DE lines=2"));
-    const int32_t endpoint = libvoice_get_endpoint_by_name("FXS1");
-    constexpr char kLine[] = "fxs1.EndPoint.FXS1";
-
-    const bytes good_signal = signal_of(endpoint, LIBVOICE_SIGNAL_cg_dt);
-    bytes too_long = good_signal;
+TEST_F(CalledFxsPlugin, RejectsBrokenSignals) {
+    bytes too_long = signal_of(endpoint_, LIBVOICE_SIGNAL_cg_dt);
+    const bytes good = too_long;
     too_long[24] = too_long[25] = too_long[26] = too_long[27] = 0xFF;
+    const auto display = [this](const std::string &block) {
+        return signal_of(endpoint_, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, block);
+    };
     const struct {
         const char *what;
         bytes signal;
-    } signals[] = {
+    } rows[] = {
         {"no bytes", {}},
-        {"half a head", resized(good_signal, 5)},
-        {"one byte short", resized(good_signal, 27)},
+        {"half a head", resized(good, 5)},
+        {"one byte short", resized(good, 27)},
         {"a length beyond the bytes", too_long},
         {"unknown endpoint", signal_of(99, LIBVOICE_SIGNAL_cg_dt)},
         {"no endpoint", signal_of(-1, LIBVOICE_SIGNAL_cg_dt)},
-        {"unknown signal", signal_of(endpoint, 0x12345678)},
-        {"no data block", signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data)},
-        {"an empty data block", signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "")},
-        {"a data block without its bytes",
-         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "80FF02")},
-        {"a data block of a wrong sum",
-         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, "800081")},
-        {"a data block that is no text",
-         signal_of(endpoint, LIBVOICE_SIGNAL_andisp_data, LIBVOICE_PARAM_andisp_data_db, std::string(400, '\xFF'))},
-        {"half a tone", signal_of(endpoint, LIBVOICE_SIGNAL_tonegen_pt, LIBVOICE_PARAM_tonegen_pt_tl, "abc")},
+        {"unknown signal", signal_of(endpoint_, 0x12345678)},
+        {"no data block", signal_of(endpoint_, LIBVOICE_SIGNAL_andisp_data)},
+        {"an empty data block", display("")},
+        {"a data block without its bytes", display("80FF02")},
+        {"a data block of a wrong sum", display("800081")},
+        {"a data block that is no text", display(std::string(400, '\xFF'))},
+        {"half a tone", signal_of(endpoint_, LIBVOICE_SIGNAL_tonegen_pt, LIBVOICE_PARAM_tonegen_pt_tl, "abc")},
     };
-    for (const auto &row : signals)
+    for (const auto &row : rows)
         EXPECT_EQ(call(kLine, "signal").with("signal", row.signal).answer(), 0) << row.what;
+}
 
-    int pipes[2], pair[2], local[2];
-    ASSERT_EQ(pipe(pipes), 0);
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, local), 0);
-    make_udp_pair(pair);
-    const voice_cnx_info_t good = good_connection();
-    voice_cnx_info_t old = good, overlong = good, video = good;
+TEST_F(CalledFxsPlugin, RejectsBrokenMediaAndKeepsNothing) {
+    voice_cnx_info_t old = good_, overlong = good_, video = good_;
     old.version = 7;
     overlong.length = 0xFFFFFFFF;
     video.length = 0;
-    const bytes info = record_of(&good, LIBVOICE_CNX_INFO_BYTES);
-    // The clock of all sound is made with the first try, and stays.
-    const std::vector<int> no_sockets = {pipes[0], pipes[1], -1};
-    EXPECT_EQ(call(kLine, "create").with("cnx_info", info).with_descriptors(no_sockets).with("ep_line_id", 0u).answer(),
-              0);
-    const int before = host.descriptors();
+    const std::vector<int> sockets = {pair_[0], pair_[1], -1};
     const struct {
         const char *what;
         bytes info;
         std::vector<int> descriptors;
         uint32_t line;
-    } media[] = {
-        {"no record", {}, {pair[0], pair[1], -1}, 0},
-        {"another version", record_of(&old, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
-        {"a length beyond its room", record_of(&overlong, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
-        {"no codec", record_of(&video, LIBVOICE_CNX_INFO_BYTES), {pair[0], pair[1], -1}, 0},
-        {"no descriptors", info, {}, 0},
-        {"descriptors of none", info, {-1, -1, -1}, 0},
-        {"pipes for sockets", info, {pipes[0], pipes[1], -1}, 0},
-        {"a pipe for the control socket", info, {pair[0], pipes[0], -1}, 0},
-        {"sockets of another kind", info, {local[0], local[1], -1}, 0},
-        {"twelve descriptors and no such line", info, std::vector<int>(12, pair[0]), 7},
-        {"the last line there could be", info, {pair[0], pair[1], -1}, 0xFFFFFFFF},
-        {"addresses cut off", resized(info, 705), {}, 0},
-        {"addresses cut off by a byte", resized(info, 735), {}, 0},
-        {"addresses of nothing", resized(info, 736), {}, 0},
+    } rows[] = {
+        {"no record", {}, sockets, 0},
+        {"another version", record_of(&old, LIBVOICE_CNX_INFO_BYTES), sockets, 0},
+        {"a length beyond its room", record_of(&overlong, LIBVOICE_CNX_INFO_BYTES), sockets, 0},
+        {"no codec", record_of(&video, LIBVOICE_CNX_INFO_BYTES), sockets, 0},
+        {"no descriptors", info_, {}, 0},
+        {"descriptors of none", info_, {-1, -1, -1}, 0},
+        {"pipes for sockets", info_, {pipe_[0], pipe_[1], -1}, 0},
+        {"a pipe for the control socket", info_, {pair_[0], pipe_[0], -1}, 0},
+        {"sockets of another kind", info_, {local_[0], local_[1], -1}, 0},
+        {"twelve descriptors and no such line", info_, std::vector<int>(12, pair_[0]), 7},
+        {"the last line there could be", info_, sockets, 0xFFFFFFFF},
+        {"addresses cut off", resized(info_, 705), {}, 0},
+        {"addresses cut off by a byte", resized(info_, 735), {}, 0},
+        {"addresses of nothing", resized(info_, 736), {}, 0},
     };
-    for (const auto &row : media) {
+    for (const auto &row : rows) {
         for (const char *function : {"create", "modify"})
             EXPECT_EQ(call(kLine, function)
                           .with("cnx_info", row.info)
@@ -262,11 +293,13 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
                           .answer(),
                       0)
                 << function << ": " << row.what;
-        EXPECT_TRUE(host.comes_to_hold(before)) << row.what << ": " << host.descriptors() << ", not " << before;
+        expect_nothing_more(row.what);
     }
     EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0u).answer(), 0);
     EXPECT_EQ(call(kLine, "destroy").with("ep_line_id", 0xFFFFFFFFu).answer(), 0);
+}
 
+TEST_F(CalledFxsPlugin, RejectsBrokenParameterSets) {
     for (const char *function : {"set", "get"}) {
         const char *argument = strcmp(function, "set") == 0 ? "param_set_params" : "param_set_request";
         const bytes empty(8, 0), cut = {0, 0, 0, 0, 100, 0, 0, 0, 1, 2, 3};
@@ -276,18 +309,20 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
         for (const bytes &set : {bytes(), resized(empty, 7), empty, cut, stranger})
             EXPECT_EQ(call(kLine, function).with(argument, set).answer(), 0) << function << " of " << set.size();
     }
+}
 
+TEST_F(CalledFxsPlugin, RejectsBrokenStreamsAndHasRoomForSoManyContexts) {
     voice_stream_info_t stream = {};
     stream.stream = 1;
     stream.mode = 99;
     const bytes streams[] = {{}, bytes(10, 0xFF), record_of(&stream, sizeof stream)};
     for (const bytes &row : streams) {
         EXPECT_EQ(call("fxs1", "add_stream")
-                      .with_signed("ep_id", endpoint)
+                      .with_signed("ep_id", endpoint_)
                       .with("ctx_id", 5u)
                       .with("line_id", 0u)
                       .with("stream_info", row)
-                      .with_descriptors({pair[0], pair[1], pipes[0]})
+                      .with_descriptors({pair_[0], pair_[1], pipe_[0]})
                       .answer(),
                   0);
         EXPECT_EQ(call("fxs1", "modify_stream").with("ctx_id", 5u).with("stream_info", row).answer(), 0);
@@ -297,13 +332,6 @@ TEST_F(RogueApplication, BrokenRecordsLeaveAnFxsPluginAlive) {
     EXPECT_EQ(call("fxs1", "destroy_ctx").with("ctx_id", 12345u).answer(), 0);
     for (uint32_t context = 1; context <= 40; context++) // more than it has room for
         EXPECT_GE(call("fxs1", "create_ctx").with("ctx_id", context).answer(), 0);
-
-    EXPECT_EQ(call(kLine, "signal").with("signal", good_signal).answer(), 1) << "it goes on";
-    EXPECT_TRUE(host.says("1 plays dial-tone"));
-    EXPECT_TRUE(host.comes_to_hold(before)) << host.descriptors() << ", not " << before;
-    for (int descriptor : {pipes[0], pipes[1], pair[0], pair[1], local[0], local[1]})
-        close(descriptor);
-    EXPECT_EQ(host.leave(), 0);
 }
 
 TEST_F(RogueApplication, RefusedLinesAreTakenOutAgain) {
@@ -329,23 +357,71 @@ TEST_F(RogueApplication, RefusedLinesAreTakenOutAgain) {
 
 // ------------------------------------------------------------------------------------------------------ A rogue plugin
 
-TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
-    Host host(HOST_APPLICATION, socket_);
-    host.turn_ = turn; // answers "init": with an error, for there is no such object here
-    ASSERT_TRUE(host.says("ready"));
-    peer_t *peer = kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str());
-    ASSERT_NE(peer, nullptr);
-    constexpr char kService[] = LIBVOICE_APPLICATION_PATH;
-    auto call = [&](const char *function) { return Call(bus_, peer, kService, function); };
-    ASSERT_EQ(call("register_plugin").with("plugin_name", std::string("bad1")).answer(), 1);
-    ASSERT_TRUE(host.says("plugin bad1 registered"));
-    const int before = host.descriptors();
+namespace {
 
-    const struct {
-        const char *what;
-        std::string plugin, name, path;
-        uint16_t type;
-    } endpoints[] = {
+struct Offered {
+    const char *what;
+    std::string plugin, name, path;
+    uint16_t type;
+};
+// A good one.
+const Offered kA1 = {"", "bad1", "A1", "bad1.EndPoint.A1", VOICE_ENDPOINT_FXS};
+
+// A voice_application, where we are registered as the plugin bad1.
+class CalledApplication : public Rogue {
+protected:
+    void SetUp() override {
+        Rogue::SetUp();
+        host_.emplace(HOST_APPLICATION, socket_);
+        host_->turn_ = turn; // answers "init": with an error, for there is no such object here
+        ASSERT_TRUE(host_->says("ready"));
+        peer_ = kex_client_connect(bus_, ("kex://ipc:[" + socket_ + "]").c_str());
+        ASSERT_NE(peer_, nullptr);
+        ASSERT_EQ(call("register_plugin").with("plugin_name", std::string("bad1")).answer(), 1);
+        ASSERT_TRUE(host_->says("plugin bad1 registered"));
+        before_ = host_->descriptors();
+    }
+    // Whatever it was sent, it takes notice when we go, and holds no more than it did before.
+    void TearDown() override {
+        peer_disconnect(peer_);
+        while (kex_dispatch(bus_) > 0) {
+        }
+        EXPECT_TRUE(host_->says("plugin bad1 lost"));
+        EXPECT_EQ(host_->descriptors(), before_ - 1) << "the connection, and nothing else";
+        EXPECT_EQ(host_->leave(), 0);
+        host_.reset();
+        Rogue::TearDown();
+    }
+    Call call(const char *function) { return Call(bus_, peer_, LIBVOICE_APPLICATION_PATH, function); }
+    int add(const Offered &endpoint, const bytes &codecs) {
+        host_->forget();
+        return call("register_endpoint")
+            .with("plugin_name", endpoint.plugin)
+            .with("endpoint_name", endpoint.name)
+            .with("endpoint_path", endpoint.path)
+            .with_type(endpoint.type)
+            .with("codeclist", codecs)
+            .answer();
+    }
+    int send(const bytes &event) {
+        return call("event").with("plugin_name", std::string("bad1")).with("event", event).answer();
+    }
+
+    std::optional<Host> host_;
+    peer_t *peer_ = nullptr;
+    int before_ = 0;
+};
+
+bytes event_of(int32_t endpoint, uint32_t event, uint32_t line = 0) {
+    voice_event_message_t message;
+    voice_event_begin(&message, endpoint, event, line);
+    return bytes_of(message);
+}
+
+} // namespace
+
+TEST_F(CalledApplication, RejectsEndpointsThatCannotBe) {
+    const Offered rows[] = {
         {"no name", "bad1", "", "bad1.EndPoint.", VOICE_ENDPOINT_FXS},
         {"a dot", "bad1", "A.B", "bad1.EndPoint.A.B", VOICE_ENDPOINT_FXS},
         {"a line break", "bad1", "A\nB", "bad1.EndPoint.A\nB", VOICE_ENDPOINT_FXS},
@@ -354,76 +430,62 @@ TEST_F(Rogue, BrokenRecordsLeaveAnApplicationAlive) {
         {"an unknown type", "bad1", "A1", "bad1.EndPoint.A1", 9},
         {"an unknown plugin", "bad2", "A1", "bad2.EndPoint.A1", VOICE_ENDPOINT_FXS},
     };
-    auto add = [&](const auto &row, const bytes &codecs) {
-        Call request = call("register_endpoint");
-        return request.with("plugin_name", row.plugin)
-            .with("endpoint_name", row.name)
-            .with("endpoint_path", row.path)
-            .with_type(row.type)
-            .with("codeclist", codecs)
-            .answer();
-    };
-    for (const auto &row : endpoints) {
-        host.forget();
+    for (const Offered &row : rows) {
         EXPECT_EQ(add(row, {}), 0);
         if (row.plugin == "bad1") {
-            EXPECT_TRUE(host.says("endpoint refused plugin=bad1")) << row.what;
+            EXPECT_TRUE(host_->says("endpoint refused plugin=bad1")) << row.what;
         }
     }
     // One that is fine but for its codecs: 40 of them, and none that anybody knows.
-    host.forget();
-    const std::remove_reference_t<decltype(endpoints[0])> good = {"", "bad1", "A1", "bad1.EndPoint.A1",
-                                                                  VOICE_ENDPOINT_FXS};
-    EXPECT_EQ(add(good, bytes(640, 0xFF)), 0) << "the answer is a number, no boolean";
-    ASSERT_TRUE(host.says("endpoint 0 bad1.A1 number=101"));
-    host.forget();
-    EXPECT_EQ(add(good, {}), 0);
-    EXPECT_TRUE(host.says("endpoint refused plugin=bad1: registered already"));
+    EXPECT_EQ(add(kA1, bytes(640, 0xFF)), 0) << "the answer is a number, no boolean";
+    ASSERT_TRUE(host_->says("endpoint 0 bad1.A1 number=101"));
+    EXPECT_EQ(add(kA1, {}), 0);
+    EXPECT_TRUE(host_->says("endpoint refused plugin=bad1: registered already"));
+}
 
-    auto send = [&](const bytes &event) {
-        Call request = call("event");
-        return request.with("plugin_name", std::string("bad1")).with("event", event).answer();
-    };
-    voice_event_message_t event;
-    voice_event_begin(&event, 0, LIBVOICE_EVENT_al_of, 0);
-    const bytes off_hook = bytes_of(event);
+TEST_F(CalledApplication, BrokenRecordsLeaveAnApplicationAlive) {
+    add(kA1, bytes(640, 0xFF));
+    ASSERT_TRUE(host_->says("endpoint 0 bad1.A1 number=101"));
+    const bytes off_hook = event_of(0, LIBVOICE_EVENT_al_of);
     bytes too_long = off_hook;
     too_long[16] = too_long[17] = too_long[18] = too_long[19] = 0xFF;
     for (const bytes &row : {bytes(), resized(off_hook, 3), resized(off_hook, 19), too_long})
         EXPECT_EQ(send(row), 0);
-    for (int32_t endpoint : {-1, 1, 31, 32, 99, INT32_MIN, INT32_MAX}) {
-        voice_event_begin(&event, endpoint, LIBVOICE_EVENT_al_of, 0);
-        EXPECT_EQ(send(bytes_of(event)), 0);
+    for (const int32_t endpoint : {-1, 1, 31, 32, 99, INT32_MIN, INT32_MAX})
+        EXPECT_EQ(send(event_of(endpoint, LIBVOICE_EVENT_al_of)), 0);
+    // Off hook, a number of its own, then gone without a word.
+    host_->forget();
+    EXPECT_EQ(send(off_hook), 0);
+    EXPECT_TRUE(host_->says("line 101 dial-tone"));
+    peer_disconnect(peer_);
+    while (kex_dispatch(bus_) > 0) {
     }
+    EXPECT_TRUE(host_->says("endpoint 0 bad1.A1 gone"));
+}
+
+// Everything that an endpoint can report, at any time, with no parameters, with broken ones, from lines that are not there.
+TEST_F(CalledApplication, EveryEventWithBrokenParametersLeavesItAlive) {
+    add(kA1, bytes(640, 0xFF));
+    ASSERT_TRUE(host_->says("endpoint 0 bad1.A1 number=101"));
     const std::pair<uint32_t, std::string> broken[] = {{LIBVOICE_PARAM_dd_ce_ds, "12\n\xFF"},
                                                        {LIBVOICE_PARAM_g_cause_failurecause, "xx"},
                                                        {LIBVOICE_PARAM_fxo_ri_cid, "80FF"},
                                                        {LIBVOICE_PARAM_zil_call_stats_txpkts, "x"}};
-    // Everything that an endpoint can report, at any time, with no parameters, with broken ones, from lines that are
-    // not there.
-    for (uint32_t id : {LIBVOICE_EVENT_al_fl, LIBVOICE_EVENT_al_on, LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_dd_d5,
-                        LIBVOICE_EVENT_g_cause, LIBVOICE_EVENT_fxo_ri, LIBVOICE_EVENT_fxo_rh,
-                        LIBVOICE_EVENT_zil_call_stats, LIBVOICE_EVENT_zil_dect_property, 0xFFFFFFFFu}) {
-        for (uint32_t line : {0u, 1u, 2u, 0xFFFFFFFFu}) {
+    for (const uint32_t id : {LIBVOICE_EVENT_al_fl, LIBVOICE_EVENT_al_on, LIBVOICE_EVENT_dd_ce, LIBVOICE_EVENT_dd_d5,
+                              LIBVOICE_EVENT_g_cause, LIBVOICE_EVENT_fxo_ri, LIBVOICE_EVENT_fxo_rh,
+                              LIBVOICE_EVENT_zil_call_stats, LIBVOICE_EVENT_zil_dect_property, 0xFFFFFFFFu})
+        for (const uint32_t line : {0u, 1u, 2u, 0xFFFFFFFFu}) {
+            EXPECT_EQ(send(event_of(0, id, line)), 0);
+            voice_event_message_t event;
             voice_event_begin(&event, 0, id, line);
-            EXPECT_EQ(send(bytes_of(event)), 0);
             for (const auto &[parameter, value] : broken)
                 voice_event_add(&event, parameter, voice_id_value_type(parameter), value.data(),
                                 static_cast<uint32_t>(value.size()));
             EXPECT_EQ(send(bytes_of(event)), 0);
         }
-    }
-    // Off hook, a number of its own, then gone without a word.
-    host.forget();
-    EXPECT_EQ(send(off_hook), 0);
-    EXPECT_TRUE(host.says("line 101 dial-tone"));
-    peer_disconnect(peer);
-    while (kex_dispatch(bus_) > 0) {
-    }
-    EXPECT_TRUE(host.says("plugin bad1 lost"));
-    EXPECT_TRUE(host.says("endpoint 0 bad1.A1 gone"));
-    EXPECT_EQ(host.descriptors(), before - 1) << "the connection, and nothing else";
-    EXPECT_EQ(host.leave(), 0);
+    host_->forget();
+    EXPECT_EQ(send(event_of(0, LIBVOICE_EVENT_al_of)), 0);
+    EXPECT_TRUE(host_->says("line 101 dial-tone")) << "it goes on";
 }
 
 TEST_F(Rogue, PluginsWithoutANameLeaveTheTableToo) {
