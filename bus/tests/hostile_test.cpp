@@ -85,25 +85,16 @@ TEST_F(Hostile, CallCutOffAtEveryByteIsRefused) {
     expect_alive();
 }
 
+// A call with one argument, which `add` appends.
+template <typename Add>
+Packet argument(Add add) {
+    Packet packet = Packet(kCall, 1).text("Probe").text("note").byte(1).text("a");
+    add(packet);
+    return packet;
+}
+
 TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
-    const Packet one_argument = Packet(kCall, 1).text("Probe").text("note").byte(1).text("a");
-    auto argument = [&](auto add) {
-        Packet packet = one_argument;
-        add(packet);
-        return packet;
-    };
-    Packet deep = argument(
-        [](Packet &p) { p.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(0); });
-    Packet many = Packet(kCall, 1).text("Probe").text("note").byte(65);
-    for (int i = 0; i < 65; i++)
-        many.text("a").byte(255);
-    Packet values = argument([](Packet &p) { p.byte(13).word(5000).raw(std::string(5000, '\xFF')); });
-    const struct {
-        const char *name;
-        std::string bytes;
-        std::vector<int> fds;
-        const char *why;
-    } rows[] = {
+    const BrokenPacket rows[] = {
         {"garbage", "GET / HTTP/1.1\r\n\r\n", {}, "this is no packet of the bus"},
         {"other version", Packet(kCall).set(1, 1).bytes(), {}, "the protocol version differs"},
         {"other byte order", Packet(kCall).set(2, 'X').bytes(), {}, "the byte order differs"},
@@ -113,6 +104,23 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
         {"second hello", hello("again").bytes(), {}, "a second hello came"},
         {"tap hello after hello", Packet(kTapHello).text("t").bytes(), {}, "a second hello came"},
         {"tap record", Packet(kTapRecord).bytes(), {}, "the kind of the packet is unknown"},
+        {"reply with two values",
+         Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255).bytes(),
+         {},
+         "a reply has more than one value"},
+        {"reply with 65 errors", Packet(kReply, 1).byte(65).bytes(), {}, "too many error items"},
+        {"packet over 128 KiB",
+         Packet(kCall, 1).text(std::string(128 * 1024, 'p')).text("f").byte(0).bytes(),
+         {},
+         "the packet is too large"},
+    };
+    for (const BrokenPacket &row : rows)
+        expect_refused(row);
+    expect_alive();
+}
+
+TEST_F(Hostile, DescriptorsHaveToBeThoseThatValuesName) {
+    const BrokenPacket rows[] = {
         {"descriptor that did not come", full_call().bytes(), {0}, "a descriptor did not come"},
         {"no descriptors came", full_call().bytes(), {}, "a descriptor did not come"},
         {"one descriptor more", full_call().bytes(), {0, 0, 0}, "a descriptor came that no value names"},
@@ -135,6 +143,20 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
         {"65 descriptors", Packet(kWaiting, 1).descriptors(65).bytes(), std::vector<int>(65, 0),
          "too many descriptors"},
         {"253 descriptors", full_call().bytes(), std::vector<int>(253, 0), "too many descriptors"},
+    };
+    for (const BrokenPacket &row : rows)
+        expect_refused(row);
+    expect_alive();
+}
+
+TEST_F(Hostile, ValuesHaveToKeepTheirLimits) {
+    const Packet deep = argument(
+        [](Packet &p) { p.byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(1).byte(13).word(0); });
+    Packet many = Packet(kCall, 1).text("Probe").text("note").byte(65);
+    for (int i = 0; i < 65; i++)
+        many.text("a").byte(255);
+    const Packet values = argument([](Packet &p) { p.byte(13).word(5000).raw(std::string(5000, '\xFF')); });
+    const BrokenPacket rows[] = {
         {"five lists deep", deep.bytes(), {}, "lists are nested too deep"},
         {"65 arguments", many.bytes(), {}, "too many arguments"},
         {"5,000 values", values.bytes(), {}, "too many values"},
@@ -152,32 +174,9 @@ TEST_F(Hostile, BrokenPacketsAreRefusedWithTheirReason) {
          "a byte array is too long"},
         {"boolean 2", argument([](Packet &p) { p.byte(10).byte(2); }).bytes(), {}, "a boolean is neither 0 nor 1"},
         {"unknown type", argument([](Packet &p) { p.byte(1).word(0); }).bytes(), {}, "a value has an unknown type"},
-        {"reply with two values",
-         Packet(kReply, 1).byte(0).byte(2).byte(255).byte(255).bytes(),
-         {},
-         "a reply has more than one value"},
-        {"reply with 65 errors", Packet(kReply, 1).byte(65).bytes(), {}, "too many error items"},
-        {"packet over 128 KiB",
-         Packet(kCall, 1).text(std::string(128 * 1024, 'p')).text("f").byte(0).bytes(),
-         {},
-         "the packet is too large"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        auto raw = connected_peer();
-        size_t before = open_descriptors();
-        CapturedTrace trace;
-        ASSERT_TRUE(raw->send(row.bytes, row.fds));
-        settle();
-        EXPECT_EQ(open_descriptors(), before + 2 - 1) << "the capture's two more, the connection one less";
-        EXPECT_EQ(raw->refusal(), row.why);
-        EXPECT_TRUE(raw->is_closed());
-        std::string lines = trace.text();
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
-        EXPECT_THAT(lines, HasSubstr(std::string("connection to 'raw' (process ") + std::to_string(getpid()) +
-                                     ") refused: " + row.why));
-    }
-    EXPECT_THAT(served::log, IsEmpty());
+    for (const BrokenPacket &row : rows)
+        expect_refused(row);
     expect_alive();
 }
 
@@ -315,12 +314,7 @@ TEST_F(Hostile, ListenerThatRefusesIsReportedInItsWords) {
 TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
     const Packet with_one =
         Packet(kOneWayCall, 3).text("Probe").text("note").byte(1).text("fd").byte(18).word(0).word(0).descriptors(1);
-    const struct {
-        const char *name;
-        std::string bytes;
-        std::vector<int> fds;
-        const char *why;
-    } rows[] = {
+    const BrokenPacket rows[] = {
         {"size 0", together({note(1), note(2).size(0)}), {}, "a message is shorter than its head"},
         {"size one short of a head", together({note(1), note(2).size(19)}), {}, "a message is shorter than its head"},
         {"size one beyond the packet",
@@ -354,20 +348,8 @@ TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
          {},
          "a reply has more than one value"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        auto raw = connected_peer();
-        const size_t before = open_descriptors();
-        CapturedTrace trace;
-        ASSERT_TRUE(raw->send(row.bytes, row.fds));
-        settle();
-        EXPECT_EQ(open_descriptors(), before + 2 - 1) << "the capture's two more, the connection one less";
-        EXPECT_EQ(raw->refusal(), row.why);
-        EXPECT_TRUE(raw->is_closed());
-        const std::string lines = trace.text();
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
-        EXPECT_THAT(served::log, IsEmpty());
-    }
+    for (const BrokenPacket &row : rows)
+        expect_refused(row);
     expect_alive();
 }
 
