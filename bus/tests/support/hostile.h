@@ -4,6 +4,7 @@
 #define BUS_TESTS_HOSTILE_H
 
 #include "served_bus.h"
+#include "served_functions.h"
 
 #include <algorithm>
 #include <string>
