@@ -41,6 +41,39 @@ TEST_F(Harness, AReplyHandlerRunsForEachItemAndOnceAtTheEnd) {
     EXPECT_EQ(ends_seen, 1);
 }
 
+void on_done_after_close(request_t *r) {
+    bus().note("done: " + std::to_string(reply_item_error(reply_firstItem(request_reply(r)))));
+    request_destroy(r);
+}
+
+// As kex.h says: its handlers run once also when the peer closes, the reply then holds one error item; before the close
+// event, which is the last thing of a peer.
+TEST_F(Harness, ARequestThatWaitsEndsWithItsPeer) {
+    peer_t *peer = bus().peer("fxs1");
+    request_t *waits = make_request(), *of_another = make_request(), *is_answered = make_request();
+    for (request_t *r : {waits, of_another, is_answered})
+        request_setDoneHandler(r, on_done_after_close);
+    kex_sendRequest(bus().handle(), peer, waits);
+    kex_sendRequest(bus().handle(), peer, is_answered);
+    kex_sendRequest(bus().handle(), bus().peer("fxs2"), of_another);
+    bus().complete(is_answered, Reply().value(Value::u32(1)));
+    kex_onPeerClosed(
+        bus().handle(), [](kex_t *, peer_t *, void *) { bus().note("closed"); }, nullptr);
+    bus().clear_log();
+    bus().close(peer);
+    EXPECT_LOG("done: " + std::to_string(KEX_ERROR_PEER_CLOSED), "request_destroy(r1)", "closed");
+    EXPECT_EQ(bus().live().requests, 1u);
+    bus().close(bus().peer("fxs2"));
+    EXPECT_EQ(bus().live().requests, 0u);
+}
+
+TEST_F(Harness, ARequestIsSentOnce) {
+    request_t *r = make_request();
+    EXPECT_TRUE(kex_sendRequest(bus().handle(), bus().peer("fxs1"), r));
+    EXPECT_FALSE(kex_sendRequest(bus().handle(), bus().peer("fxs1"), r));
+    request_destroy(r);
+}
+
 std::string answer_of(const char *function, const char *parameter = nullptr, const char *value = "") {
     request_t *r = request_create_executeFunction("A.B", function, 0x8001);
     variant_t v{};

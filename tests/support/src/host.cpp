@@ -56,11 +56,6 @@ bool is_ready(const fake::Watch &watch) {
     return watch.marked || can_be_read(watch.fd);
 }
 
-bool awaits_reply(const request_t &request) {
-    const fake::RequestRecord &record = request.record;
-    return record.alive && record.sent && !request.completed && (record.reply_handler || record.done_handler);
-}
-
 // -------------------------------------------------------------------------------------------------------- One turn
 
 unsigned run_scheduled() {
@@ -89,7 +84,7 @@ unsigned run_replies() {
     for (size_t i = 0; i < count; ++i) {
         request_t *request = bus().state().requests[i].get();
         fake::Reply reply;
-        if (!awaits_reply(*request) || !fake::take_answer(request->record, &reply))
+        if (!fake::awaits_reply(*request) || !fake::take_answer(request->record, &reply))
             continue;
         bus().complete(request, reply);
         ++ran;

@@ -102,6 +102,11 @@ void Bus::process(peer_t *peer, const std::string &name, int32_t id) {
 
 int Bus::close(peer_t *peer) {
     peer->closed = true;
+    for (size_t i = 0; i < state_->requests.size(); ++i) { // a handler may make more of them
+        request_t *request = state_->requests[i].get();
+        if (awaits_reply(*request) && request->record.peer == peer)
+            complete(request, Reply().error(KEX_ERROR_PEER_CLOSED, "Peer closed", ""));
+    }
     int answer = 0;
     if (peer->handler && peer->event == PEER_EVENT_CLOSED)
         answer = peer->handler(peer, PEER_EVENT_CLOSED, peer->userdata);

@@ -95,6 +95,11 @@ std::unique_ptr<reply> make_reply(const Reply &script) {
     return result;
 }
 
+bool awaits_reply(const request_t &request) {
+    const RequestRecord &record = request.record;
+    return record.alive && record.sent && !request.completed && (record.reply_handler || record.done_handler);
+}
+
 bool take_answer(const RequestRecord &request, Reply *reply) {
     std::vector<AnswerRule> &rules = bus().state().answers;
     const auto fits = [&](const AnswerRule &rule) {
@@ -243,7 +248,7 @@ void request_destroy(request_t *r) {
 }
 
 int kex_sendRequest(kex_t *bus, peer_t *peer, request_t *r) {
-    bool ok = bus && peer && !peer->closed && !peer->disconnected && usable(r, "kex_sendRequest") &&
+    bool ok = bus && peer && !peer->closed && !peer->disconnected && usable(r, "kex_sendRequest") && !r->record.sent &&
               !fails("kex_sendRequest");
     if (ok)
         for (const auto &parameter : r->record.parameters)

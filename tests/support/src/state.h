@@ -210,6 +210,8 @@ bool number_of(const Value &value, bool booleans, int64_t *number);
 // Builds a reply's items.
 std::unique_ptr<reply> make_reply(const Reply &script);
 void drop_list(variant_list *list);
+// Whether it was sent and has a handler that has not run.
+bool awaits_reply(const request_t &request);
 // The scripted answer to a request, used up if it was for once. False: none was scripted.
 bool take_answer(const RequestRecord &request, Reply *reply);
 object_t *find_object(const std::string &path);

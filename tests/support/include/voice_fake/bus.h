@@ -178,7 +178,8 @@ public:
 
     // ---- peers
     peer_t *peer(const std::string &name); // made at first use
-    // The peer is gone: its handler runs, then that of kex_onPeerClosed(). What its own one answers, 0 without one.
+    // The peer is gone: requests that wait for its reply end with an error, its handler runs, then that of
+    // kex_onPeerClosed(). What its own one answers, 0 without one.
     int close(peer_t *peer);
     void process(peer_t *peer, const std::string &name,
                  int32_t id); // of a peer; first its own name, and 1001, 1002, ...
