@@ -71,7 +71,7 @@ TEST_F(InitPlugin, BadArgumentsStillDestroyNothing) {
         }
 }
 
-TEST_F(InitPlugin, ARequestThatCannotBeMade) {
+TEST_F(InitPlugin, ARequestThatCannotBeMadeIsSaidAndNotSent) {
     for (const bool set : {false, true}) {
         again();
         if (set)
@@ -124,7 +124,7 @@ TEST_F(ExitPlugin, AFailedSendWithACallbackLeavesTheRequest) {
     bus().leaves_requests(1, "left to a handler that never runs");
 }
 
-TEST_F(ExitPlugin, BadArgumentsAndARequestThatCannotBeMade) {
+TEST_F(ExitPlugin, BadArgumentsAndARequestThatCannotBeMadeStillDestroyNothing) {
     EXPECT_EQ(libvoice_kex_exit_plugin(nullptr, 1), 0);
     EXPECT_LOG_OF(kExit, enter_, said("x", kExit, "Entry parameter error, plugin_name == NULL"), leave_,
                   "request_destroy(null)");

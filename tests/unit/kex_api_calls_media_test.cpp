@@ -105,7 +105,7 @@ TEST_F(DestroyMedia, ANoticeThenTheRequest) {
     EXPECT_TRUE(notice);
 }
 
-TEST_F(DestroyMedia, Failures) {
+TEST_F(DestroyMedia, EachFailureIsSaidAndNothingStays) {
     libvoice_destroy_media(6, 9);
     EXPECT_CORE_LOG(said("x", function_, "Failed to create endpoint object path"));
     again();

@@ -125,12 +125,12 @@ TEST_F(SendEvent, BeforeInitialisationNothingElseIsLookedAt) {
     }
 }
 
-TEST_F(SendEvent, NoEvent) {
+TEST_F(SendEvent, NullEventIsSaidAndNothingIsMade) {
     EXPECT_EQ(libvoice_send_event(nullptr), 1u);
     EXPECT_LOG_OF(kEvent, enter_, said("x", kEvent, "Event can't be NULL."), leave_);
 }
 
-TEST_F(SendEvent, ARequestThatCannotBeMade) {
+TEST_F(SendEvent, ARequestThatCannotBeMadeIsNotConnected) {
     bus().fail("request_create_executeFunction");
     Block<libvoice_event_t> event(event_bytes(5, ""));
     EXPECT_EQ(libvoice_send_event(event.get()), 1u);

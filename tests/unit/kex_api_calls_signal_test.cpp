@@ -49,7 +49,7 @@ TEST_F(SendSignal, TheMessageMayStandAtAnyAddress) {
     EXPECT_THAT(bus().complaints(), IsEmpty());
 }
 
-TEST_F(SendSignal, AnUnknownEndpoint) {
+TEST_F(SendSignal, AnUnknownEndpointIsSaidInZoneSignal) {
     Block<libvoice_signal_t> signal(signal_bytes(6, ""));
     libvoice_send_signal(signal.get());
     EXPECT_CORE_LOG(said("x[SIGNAL]", kSignal, "Failed to create endpoint object path"));

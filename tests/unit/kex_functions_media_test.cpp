@@ -119,7 +119,7 @@ TEST_P(EndPointMedia, ANegativeNumberIsNoEndpointAndIsShown) {
     EXPECT_THAT(call.errors(), ElementsAre("196640 \"Invalid endpoint\" \"id\""));
 }
 
-TEST_P(EndPointMedia, MissingConnectionInformation) {
+TEST_P(EndPointMedia, MissingConnectionInformationFailsBeforeDescriptorsAreRead) {
     for (const bool empty : {false, true}) {
         have_files(3);
         Call call;
@@ -136,7 +136,7 @@ TEST_P(EndPointMedia, MissingConnectionInformation) {
     }
 }
 
-TEST_P(EndPointMedia, MissingDescriptors) {
+TEST_P(EndPointMedia, MissingDescriptorsFailWithTheirEntry) {
     Call call;
     call.on(endpoint_object()).with("cnx_info", Value::bytes(cnx(704))).with("ep_line_id", Value::u32(9));
     EXPECT_EQ(run(call), 2);

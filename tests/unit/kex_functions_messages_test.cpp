@@ -39,7 +39,7 @@ TEST_F(EndPointSignal, BytesBehindTheLengthAreAccepted) {
     EXPECT_EQ(host.bytes.size(), 40u);
 }
 
-TEST_F(EndPointSignal, MissingSignal) {
+TEST_F(EndPointSignal, MissingSignalFailsWithItsEntry) {
     Call call;
     EXPECT_EQ(call.run(__EndPoint_signal), 2);
     EXPECT_LOG(enter(kSignal), missing("ByteArray", "signal"), said("x", kSignal, "Missing argument 'signal'"),
@@ -133,7 +133,7 @@ TEST_F(EndPointEvent, MissingEventAnswersTrueToo) {
                   entry("event"), kFalse, kDestroyed, leave(kEvent), kTrue);
 }
 
-TEST_F(EndPointEvent, MissingChannel) {
+TEST_F(EndPointEvent, MissingChannelAnswersTrueToo) {
     Call call;
     EXPECT_EQ(call.on(endpoint_object()).with("event", Value::bytes(message_)).run(__EndPoint_event), 0);
     EXPECT_LOG_OF(kEvent, enter(kEvent), read("ByteArray", "event", Value::bytes(message_)),
@@ -213,7 +213,7 @@ TEST_F(ServiceEvent, AnEmptyMessageKeepsItsPointer) {
                 testing::Contains(said("i", kServiceEvent, "plugin_name = 'FXS' voice_plugin_idx = '-3'")));
 }
 
-TEST_F(ServiceEvent, MissingName) {
+TEST_F(ServiceEvent, MissingNameIsReportedAsName) {
     Call call;
     EXPECT_EQ(call.attributes(0).with("event", Value::bytes(message_)).run(__VoiceService_event), 2);
     EXPECT_LOG_OF(kServiceEvent, enter(kServiceEvent), absent("Char", "plugin_name"),
@@ -232,7 +232,7 @@ TEST_F(ServiceEvent, ANameWithoutAValueIsInvalid) {
     EXPECT_THAT(call.errors(), IsEmpty());
 }
 
-TEST_F(ServiceEvent, MissingEvent) {
+TEST_F(ServiceEvent, MissingEventFailsWithItsEntryAndNoValue) {
     Call call;
     EXPECT_EQ(call.attributes(0).with("plugin_name", Value::chars("FXS")).run(__VoiceService_event), 2);
     EXPECT_LOG_OF(kServiceEvent, enter(kServiceEvent), plain("Char", "plugin_name", Value::chars("FXS")),

@@ -65,7 +65,7 @@ TEST_F(EndPointGet, AFailingCallbackReturnsNoValueAndItsResultIsFreed) {
     }
 }
 
-TEST_F(EndPointGet, MissingRequest) {
+TEST_F(EndPointGet, MissingRequestLeavesNoValue) {
     Call call;
     EXPECT_EQ(call.run(__EndPoint_get), 2);
     EXPECT_LOG_OF(kGet, enter(kGet), missing("ByteArray", "param_set_request"),
@@ -121,7 +121,7 @@ TEST_F(EndPointSet, AFailingCallbackAnswersFalse) {
                   kFalse, kDestroyed, leave(kSet));
 }
 
-TEST_F(EndPointSet, MissingSet) {
+TEST_F(EndPointSet, MissingSetFailsWithItsEntry) {
     Call call;
     EXPECT_EQ(call.run(__EndPoint_set), 2);
     EXPECT_LOG_OF(kSet, enter(kSet), missing("ByteArray", "param_set_params"),

@@ -53,7 +53,7 @@ TEST_F(RegisterPlugin, TheSamePeerTwiceKeepsOneEntryWithTheSecondName) {
     EXPECT_EQ(voice_plugin_table[1].used, 0u);
 }
 
-TEST_F(RegisterPlugin, MissingName) {
+TEST_F(RegisterPlugin, MissingNameIsReportedAsPluginName) {
     for (const bool empty : {false, true}) {
         again();
         Call call;

@@ -75,7 +75,7 @@ TEST(DoctorChecks, SoundInstallationHasNothingToMend) {
     }
 }
 
-TEST(DoctorChecks, Address) {
+TEST(DoctorChecks, AddressThatIsNoneOrTooLongIsFound) {
     EXPECT_EQ(after("address", [](Facts &f) { f.place = {.uri = "tcp:1\x1b"}; }),
               "fail: 'tcp:1\\x1B' is no address -> write ZIL_VOIP_IPC_SOCKET_URI as kex://ipc:[PATH]");
     const auto long_path = [](size_t bytes) { return [bytes](Facts &f) { f.place.path.assign(bytes, 'x'); }; };
@@ -144,7 +144,7 @@ TEST(DoctorChecks, WithoutAConnectionTheRestIsNotVisible) {
         }
 }
 
-TEST(DoctorChecks, Refusal) {
+TEST(DoctorChecks, RefusalIsSaidAsItCame) {
     EXPECT_EQ(after("admission", [](Facts &f) { f.bus.refusal = "the protocol version differs"; }),
               "fail: refused: the protocol version differs -> as it says; of versions and byte orders: both sides from "
               "one build");
@@ -164,7 +164,7 @@ TEST(DoctorChecks, ApplicationThatAnsweredAndDoesSoNoMore) {
         "voice_application");
 }
 
-TEST(DoctorChecks, NobodyAnswers) {
+TEST(DoctorChecks, WhyNobodyAnswersIsSaidByTheStateOfTheProcess) {
     const auto silent = [](char state) {
         return [state](Facts &f) {
             f.bus.answered = false;
@@ -176,7 +176,7 @@ TEST(DoctorChecks, NobodyAnswers) {
                                             "process 10 does; when it never ends, restart it");
 }
 
-TEST(DoctorChecks, Waits) {
+TEST(DoctorChecks, WhoeverWaitsIsSaidWithWhomAndForHowLong) {
     const WaitFacts wait{"voice_application", "fxs1", "get", 3, true, true, 12.3, 20};
     EXPECT_EQ(
         after("waits", [&](Facts &f) { f.bus.waits = {wait}; }),
@@ -218,7 +218,7 @@ TEST(DoctorChecks, Waits) {
         << "a call whose answer comes later stops nobody";
 }
 
-TEST(DoctorChecks, Tables) {
+TEST(DoctorChecks, TablesThatAreNearlyFullAreFound) {
     const auto many = [](size_t plugins, size_t endpoints) {
         return [=](Facts &f) {
             f.tables->plugins.assign(plugins, {"fxs1", 20});
@@ -235,14 +235,14 @@ TEST(DoctorChecks, Tables) {
               "warn: no control socket -> name the socket that voice_application --control made");
 }
 
-TEST(DoctorChecks, Leftovers) {
+TEST(DoctorChecks, WhatAPluginThatHasGoneLeftInTheTablesIsFound) {
     EXPECT_EQ(after("leftovers", [](Facts &f) { f.tables->plugins[0].running = false; }),
               "fail: plugin fxs1 is registered, its process 20 is gone -> restart voice_application");
     EXPECT_EQ(after("leftovers", [](Facts &f) { f.tables->endpoints.push_back("fxs10.FXS1"); }),
               "fail: endpoint fxs10.FXS1 belongs to no plugin -> restart voice_application");
 }
 
-TEST(DoctorChecks, Limits) {
+TEST(DoctorChecks, TooFewDescriptorsAndSmallSocketBuffersAreFound) {
     EXPECT_EQ(after("descriptors", [](Facts &f) { f.bus.listener.descriptors = 255; }),
               "warn: process 10 may have 255 descriptors open -> LimitNOFILE=256 or more for its service, ulimit -n in "
               "a shell");
@@ -255,7 +255,7 @@ TEST(DoctorChecks, Limits) {
               "net.core.wmem_default=262144");
 }
 
-TEST(DoctorChecks, Versions) {
+TEST(DoctorChecks, ProcessesOfOtherVersionsOrReplacedLibrariesAreFound) {
     EXPECT_EQ(after("versions", [](Facts &f) { f.bus.peers[0].libraries[0].version = "0.9.0"; }),
               std::string("warn: fxs_plugin (process 20) has libkex.so 0.9.0, voicectl ") + libvoice_version() +
                   " -> upgrade one of them, and restart process 20");
@@ -280,7 +280,7 @@ TEST(DoctorChecks, TraceThatHidesErrors) {
     EXPECT_EQ(after("trace", with("ZIL_TRACE_ZONES", "LIBV=500,,X")), "ok: errors are traced");
 }
 
-TEST(DoctorChecks, Activation) {
+TEST(DoctorChecks, InheritedSocketsHaveToBeOfTheBussKind) {
     EXPECT_EQ(after("activation",
                     [](Facts &f) {
                         f.bus.listener.inherited = {SOCK_STREAM, 0};
@@ -294,7 +294,7 @@ TEST(DoctorChecks, Activation) {
               "ok: the application got its socket at its start");
 }
 
-TEST(DoctorChecks, Wireshark) {
+TEST(DoctorChecks, DissectorThatIsMissingOrOfAnotherVocabularyIsFound) {
     const std::string fix = " -> copy kexbus.lua of this voicectl to /home/ann/.local/lib/wireshark/plugins";
     EXPECT_EQ(after("wireshark", [](Facts &f) { f.machine.dissector = ""; }),
               "warn: Wireshark finds no kexbus.lua" + fix);

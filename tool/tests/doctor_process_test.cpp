@@ -60,7 +60,7 @@ TEST_F(DoctorProcess, StateStandsBehindANameOfAnyKind) {
     EXPECT_EQ(look().state, '\0');
 }
 
-TEST_F(DoctorProcess, Descriptors) {
+TEST_F(DoctorProcess, LimitOfOpenFilesIsReadFromItsRow) {
     write("limits", "Limit                     Soft Limit           Hard Limit           Units\n"
                     "Max open files            1024                 524288               files\n");
     EXPECT_EQ(look().descriptors, 1024u);

@@ -31,7 +31,7 @@ TEST_F(Filtered, WithoutARuleEverythingPasses) {
         EXPECT_TRUE(Filter{}.passes(step));
 }
 
-TEST_F(Filtered, ByEndpoint) {
+TEST_F(Filtered, ByEndpointWithOrWithoutItsPlugin) {
     EXPECT_TRUE(Filter{.endpoints = {"FXS1"}}.passes(event));
     EXPECT_TRUE(Filter{.endpoints = {"fxs_a.FXS1"}}.passes(event));
     EXPECT_FALSE(Filter{.endpoints = {"FXS2"}}.passes(event));
@@ -52,7 +52,7 @@ TEST_F(Filtered, ByFunctionWithTheReply) {
     EXPECT_FALSE(filter.passes(event));
 }
 
-TEST_F(Filtered, ByPackage) {
+TEST_F(Filtered, ByPackageOfWhatAnEventCarries) {
     EXPECT_TRUE(Filter{.packages = {"al"}}.passes(event));
     EXPECT_FALSE(Filter{.packages = {"cg"}}.passes(event));
     EXPECT_FALSE(Filter{.packages = {"al"}}.passes(call));

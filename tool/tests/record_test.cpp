@@ -105,7 +105,7 @@ TEST(Record, SignalThatStops) {
     EXPECT_FALSE(record_read(RecordKind::signal, signal_bytes(1, LIBVOICE_SIGNAL_al_ri, {}, 2)).stops);
 }
 
-TEST(Record, MediaDescriptions) {
+TEST(Record, MediaDescriptionsAreReadBehindTheirOwnHeads) {
     Bytes parameters;
     add_word(parameters, LIBVOICE_PARAM_sdp_stream_mode, 3);
     Bytes connection;
@@ -189,13 +189,13 @@ TEST(Record, EveryPrefixOfARecordIsReadSafely) {
     EXPECT_EQ(record_read(RecordKind::signal, whole).fault, "");
 }
 
-TEST(Vocabulary, ShortMeanings) {
+TEST(Vocabulary, ShortMeaningOfAStrangerIsEmpty) {
     EXPECT_EQ(short_meaning(LIBVOICE_EVENT_al_of), "off hook");
     EXPECT_EQ(short_meaning(0), "");
     EXPECT_EQ(short_meaning(0xFFFFFFFF), "");
 }
 
-TEST(Record, CodecList) {
+TEST(Record, CodecListIsReadInWholeRecords) {
     Bytes bytes;
     for (const uint32_t word : {8u, 8u, 7u, 64000u, 9u, 9u, 2u, 64000u})
         append_word(bytes, word);

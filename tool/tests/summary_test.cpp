@@ -24,7 +24,7 @@ TEST(Summary, WithoutAValueThereIsTheLabel) {
     EXPECT_EQ(summary(RecordKind::param_set, set_bytes(parameters)), (Words{"gain", "ring frequency"}));
 }
 
-TEST(Summary, StatisticsTogether) {
+TEST(Summary, StatisticsOfACallStandTogether) {
     Bytes parameters;
     add_word(parameters, LIBVOICE_PARAM_zil_call_stats_txpkts, 35);
     add_word(parameters, LIBVOICE_PARAM_zil_call_stats_txbytes, 5600);

@@ -48,7 +48,7 @@ const Row kRows[] = {
 TEST_P(Text, OnATerminal) {
     EXPECT_EQ(printable(GetParam().text), GetParam().printed);
 }
-TEST_P(Text, InJson) {
+TEST_P(Text, IsQuotedForJson) {
     EXPECT_EQ(json_string(GetParam().text), GetParam().json);
 }
 

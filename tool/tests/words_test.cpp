@@ -78,7 +78,7 @@ TEST(Words, CadenceAndOtherWords) {
     EXPECT_EQ(bytes_words(LIBVOICE_PARAM_al_ri_cad, {1, 2, 3}), "01 02 03");
 }
 
-TEST(Words, ToneList) {
+TEST(Words, ToneListHasFrequencyLevelAndTimes) {
     EXPECT_EQ(bytes_words(LIBVOICE_PARAM_tonegen_pt_tl, words({440, static_cast<uint32_t>(-105), 200, 100})),
               "440 Hz -10.5 dBm0 200/100 ms");
     EXPECT_EQ(bytes_words(LIBVOICE_PARAM_tonegen_pt_tl, words({440, 0})), "[440, 0]");
@@ -97,7 +97,7 @@ TEST(Words, WithoutAValueThereAreNone) {
         EXPECT_EQ(bytes_words(id, {}), "");
 }
 
-TEST(Words, CallerDisplay) {
+TEST(Words, CallerDisplayIsShownAsATelephoneWould) {
     EXPECT_EQ(text_words(LIBVOICE_PARAM_andisp_data_db, kCallerBlock), "101 \"FXS1\" at 11-21 11:38 for 102");
     EXPECT_EQ(text_words(LIBVOICE_PARAM_fxo_ri_cid, kCallerBlock), "101 \"FXS1\" at 11-21 11:38 for 102");
     // Reasons for absence: number 'P' (0x04), name 'O' (0x08). The checksum is the sum of all bytes before it.
@@ -134,7 +134,7 @@ TEST(Words, EveryPrefixOfABlockIsReadSafely) {
     EXPECT_TRUE(caller_display_read(whole));
 }
 
-TEST(Words, CodecList) {
+TEST(Words, CodecListIsNamesUnlessItIsBroken) {
     EXPECT_EQ(codec_list_words(words({8, 8, 7, 64000, 130, 98, 2, 32000})), "PCMA G726-32");
     EXPECT_EQ(codec_list_words(words({8, 8, 7})), "");
     EXPECT_EQ(codec_list_words({}), "");

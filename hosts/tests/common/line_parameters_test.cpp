@@ -148,7 +148,7 @@ TEST_F(LineTest, ADriverWithoutParametersHasNone) {
 
 // ------------------------------------------------------------------------------------------------------------ Reports
 
-TEST_F(LineParameters, PlainReports) {
+TEST_F(LineParameters, HookDigitAndFlashReportsHaveNoParameters) {
     EXPECT_TRUE(line_report_off_hook(line_));
     EXPECT_TRUE(line_report_digit(line_, '#'));
     EXPECT_TRUE(line_report_flash(line_));
@@ -179,7 +179,7 @@ TEST_F(LineParameters, TheExchangeRings) {
     EXPECT_EQ(caller.no_number, 'P');
 }
 
-TEST_F(LineParameters, Properties) {
+TEST_F(LineParameters, PropertiesOfAHandsetTravelTogether) {
     const line_property_t property = {"2.1.0", "HS-1", true};
     EXPECT_TRUE(line_report_property(line_, &property));
     EXPECT_EQ(events(), (Texts{"7 LIBVOICE_EVENT_zil_dect_property line=0"}));
@@ -190,7 +190,7 @@ TEST_F(LineParameters, Properties) {
     EXPECT_EQ(reachable, 1);
 }
 
-TEST_F(LineParameters, Statistics) {
+TEST_F(LineParameters, StatisticsTravelWholeInTheirOrder) {
     line_statistics_t statistics = {};
     uint32_t value_set = 0;
     for (uint32_t *field : {&statistics.tx_packets,
@@ -238,7 +238,7 @@ TEST_F(LineParameters, Statistics) {
     }
 }
 
-TEST_F(LineParameters, Causes) {
+TEST_F(LineParameters, CauseTravelsWithItsNumberAndItsText) {
     EXPECT_TRUE(line_report_cause(line_, 1, VOICE_CAUSE_FAILURE_TEMPORARY, "loop current lost"));
     EXPECT_EQ(events(), (Texts{"7 LIBVOICE_EVENT_g_cause line=1"}));
     int32_t cause = 0;

@@ -15,7 +15,7 @@ constexpr uint32_t kFrameSamples = 160;
 
 } // namespace
 
-TEST(Frame, KnownCodecs) {
+TEST(Frame, CodecsOfTheSimulatorAreG711AndG722) {
     for (uint32_t codec : {LIBVOICE_CODEC_PCMA, LIBVOICE_CODEC_PCMU, LIBVOICE_CODEC_G722})
         EXPECT_TRUE(frame_codec_is_known(codec)) << codec;
     for (uint32_t codec : {uint32_t{LIBVOICE_CODEC_G729}, uint32_t{LIBVOICE_CODEC_OPUS}, 96u, 255u})

@@ -124,7 +124,7 @@ TEST_F(Telephone, AllStopsTogether) {
     EXPECT_EQ(said(), "3 stops ringing\n3 hears silence\n");
 }
 
-TEST_F(Telephone, OtherSignals) {
+TEST_F(Telephone, SignalsOfOtherDevicesAreIgnoredAloud) {
     EXPECT_EQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_nd, nullptr, 0), nullptr);
     EXPECT_STREQ(driver_.signal(&phone_, LIBVOICE_SIGNAL_xal_las, nullptr, 0), "ignores LIBVOICE_SIGNAL_xal_las");
     EXPECT_EQ(said(), "3 line open\n");
