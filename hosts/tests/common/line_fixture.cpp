@@ -91,81 +91,131 @@ void take(uint32_t appearance, const line_media_t *media) {
             taken[appearance].push_back(fd);
 }
 
+const char *driver_play(void *line, const line_tone_t *tone) {
+    std::string text = fake::text("play %s line=%u", libvoice_param_str(tone->signal), tone->appearance);
+    for (uint32_t i = 0; i < tone->count; i++)
+        text += fake::text(" %u/%d/%u/%u", tone->list[i].frequency, tone->list[i].level, tone->list[i].on_ms,
+                           tone->list[i].off_ms);
+    note(line, text);
+    return driver_answer;
+}
+
+void driver_stop(void *line, uint32_t signal) {
+    note(line, fake::text("stop %s", libvoice_param_str(signal)));
+}
+
+const char *driver_ring(void *line, const line_ring_t *ring) {
+    std::string text = fake::text("ring pattern=%d", ring->pattern);
+    for (uint32_t i = 0; i < ring->count; i++)
+        text += fake::text(" %u", ring->cadence_ms[i]);
+    note(line, text);
+    return driver_answer;
+}
+
+const char *driver_display(void *line, const line_display_t *shown) {
+    if (shown->is_messages)
+        note(line, fake::text("display messages=%u lamp=%d", shown->messages, shown->lamp));
+    else
+        note(line,
+             fake::text("display number=%s name=%s called=%s why=%c%s", shown->number, shown->name, shown->called,
+                        shown->no_number == 0 ? '-' : shown->no_number, shown->with_ringing ? " with ringing" : ""));
+    return driver_answer;
+}
+
+const char *driver_seize(void *line) {
+    note(line, "seize");
+    return driver_answer;
+}
+
+const char *driver_release(void *line) {
+    note(line, "release");
+    return driver_answer;
+}
+
+const char *driver_dial(void *line, const char *digits) {
+    note(line, std::string("dial ") + digits);
+    return driver_answer;
+}
+
+const char *driver_flash(void *line) {
+    note(line, "flash");
+    return driver_answer;
+}
+
+const char *driver_open(void *line, uint32_t appearance, const line_media_t *media) {
+    note(line, "open " + media_text(appearance, media));
+    if (driver_answer == nullptr)
+        take(appearance, media);
+    return driver_answer;
+}
+
+const char *driver_change(void *line, uint32_t appearance, const line_media_t *media) {
+    note(line, "change " + media_text(appearance, media));
+    if (driver_answer == nullptr)
+        take(appearance, media);
+    return driver_answer;
+}
+
+void driver_close(void *line, uint32_t appearance) {
+    note(line, fake::text("close %u", appearance));
+    for (int32_t fd : taken[appearance])
+        close(fd);
+    taken[appearance].clear();
+}
+
+bool driver_get(void *line, uint32_t parameter, line_value_t *value) {
+    note(line, fake::text("get %s type=%d", libvoice_param_str(parameter), value->type));
+    static const uint32_t words[] = {0x11223344};
+    value->number = -3;
+    value->text = "Study";
+    value->bytes = words;
+    value->length = sizeof words;
+    return parameter != LIBVOICE_PARAM_tdmc_rxgain;
+}
+
+bool driver_set(void *line, uint32_t parameter, const line_value_t *value) {
+    std::string text = fake::text("set %s ", libvoice_param_str(parameter));
+    if (value->type == LINE_VALUE_TEXT)
+        text += fake::text("\"%s\"", value->text);
+    else if (value->type == LINE_VALUE_BYTES)
+        text += fake::text("%u bytes", value->length);
+    else
+        text += fake::text("%d", value->number);
+    note(line, text);
+    return parameter != LIBVOICE_PARAM_tdmc_rxgain;
+}
+
+const char *driver_signal(void *line, uint32_t signal, const void *, uint32_t length) {
+    note(line, fake::text("signal %s of %u bytes", libvoice_param_str(signal), length));
+    return driver_answer;
+}
+
+void driver_registered(void *line, const char *country) {
+    note(line, std::string("registered ") + country);
+}
+
+void driver_lost(void *line) {
+    note(line, "lost");
+}
+
 line_driver_t whole_driver() {
     line_driver_t driver = {};
-    driver.play = [](void *line, const line_tone_t *tone) {
-        std::string text = fake::text("play %s line=%u", libvoice_param_str(tone->signal), tone->appearance);
-        for (uint32_t i = 0; i < tone->count; i++)
-            text += fake::text(" %u/%d/%u/%u", tone->list[i].frequency, tone->list[i].level, tone->list[i].on_ms,
-                               tone->list[i].off_ms);
-        note(line, text);
-        return driver_answer;
-    };
-    driver.stop = [](void *line, uint32_t signal) { note(line, fake::text("stop %s", libvoice_param_str(signal))); };
-    driver.ring = [](void *line, const line_ring_t *ring) {
-        std::string text = fake::text("ring pattern=%d", ring->pattern);
-        for (uint32_t i = 0; i < ring->count; i++)
-            text += fake::text(" %u", ring->cadence_ms[i]);
-        note(line, text);
-        return driver_answer;
-    };
-    driver.display = [](void *line, const line_display_t *shown) {
-        note(line, shown->is_messages
-                       ? fake::text("display messages=%u lamp=%d", shown->messages, shown->lamp)
-                       : fake::text("display number=%s name=%s called=%s why=%c%s", shown->number, shown->name,
-                                    shown->called, shown->no_number == 0 ? '-' : shown->no_number,
-                                    shown->with_ringing ? " with ringing" : ""));
-        return driver_answer;
-    };
-    driver.seize = [](void *line) { return note(line, "seize"), driver_answer; };
-    driver.release = [](void *line) { return note(line, "release"), driver_answer; };
-    driver.dial = [](void *line, const char *digits) {
-        return note(line, std::string("dial ") + digits), driver_answer;
-    };
-    driver.flash = [](void *line) { return note(line, "flash"), driver_answer; };
-    driver.open = [](void *line, uint32_t appearance, const line_media_t *media) {
-        note(line, "open " + media_text(appearance, media));
-        if (driver_answer == nullptr)
-            take(appearance, media);
-        return driver_answer;
-    };
-    driver.change = [](void *line, uint32_t appearance, const line_media_t *media) {
-        note(line, "change " + media_text(appearance, media));
-        if (driver_answer == nullptr)
-            take(appearance, media);
-        return driver_answer;
-    };
-    driver.close = [](void *line, uint32_t appearance) {
-        note(line, fake::text("close %u", appearance));
-        for (int32_t fd : taken[appearance])
-            close(fd);
-        taken[appearance].clear();
-    };
-    driver.get = [](void *line, uint32_t parameter, line_value_t *value) {
-        note(line, fake::text("get %s type=%d", libvoice_param_str(parameter), value->type));
-        static const uint32_t words[] = {0x11223344};
-        value->number = -3;
-        value->text = "Study";
-        value->bytes = words;
-        value->length = sizeof words;
-        return parameter != LIBVOICE_PARAM_tdmc_rxgain;
-    };
-    driver.set = [](void *line, uint32_t parameter, const line_value_t *value) {
-        std::string text = fake::text("set %s ", libvoice_param_str(parameter));
-        if (value->type == LINE_VALUE_TEXT)
-            text += fake::text("\"%s\"", value->text);
-        else if (value->type == LINE_VALUE_BYTES)
-            text += fake::text("%u bytes", value->length);
-        else
-            text += fake::text("%d", value->number);
-        note(line, text);
-        return parameter != LIBVOICE_PARAM_tdmc_rxgain;
-    };
-    driver.signal = [](void *line, uint32_t signal, const void *, uint32_t length) {
-        return note(line, fake::text("signal %s of %u bytes", libvoice_param_str(signal), length)), driver_answer;
-    };
-    driver.registered = [](void *line, const char *country) { note(line, std::string("registered ") + country); };
-    driver.lost = [](void *line) { note(line, "lost"); };
+    driver.play = driver_play;
+    driver.stop = driver_stop;
+    driver.ring = driver_ring;
+    driver.display = driver_display;
+    driver.seize = driver_seize;
+    driver.release = driver_release;
+    driver.dial = driver_dial;
+    driver.flash = driver_flash;
+    driver.open = driver_open;
+    driver.change = driver_change;
+    driver.close = driver_close;
+    driver.get = driver_get;
+    driver.set = driver_set;
+    driver.signal = driver_signal;
+    driver.registered = driver_registered;
+    driver.lost = driver_lost;
     return driver;
 }
 
