@@ -27,35 +27,41 @@ extern "C" {
 /**
  * Makes a bus. @param process_name how this process shows to its peers and to the tap ("fxs_plugin"), at most 63
  * bytes kept. Reads the environment once: see the table in bus/README.md. @return NULL when the kernel gives no
- * descriptors.
+ * descriptors, or without memory. It is the host's, until kex_destroy().
  */
 kex_t *kex_create(const char *process_name);
-/** Sends what is still queued for at most 1 s, closes every peer, frees everything that belongs to the bus. */
+/** Sends what is still queued for at most 1 s, closes every peer, frees everything that belongs to the bus. Inside one
+ * of its handlers it does nothing but write a level-100 trace message. */
 void kex_destroy(kex_t *bus);
-/** The listening side of a bus, for connection_listenOnIPC(). Lives with the bus. */
+/** The listening side of a bus, for connection_listenOnIPC(). Lives with the bus. NULL without one. */
 connection_t *kex_connection(kex_t *bus);
 
-/** Runs turns until kex_stop(). @return 0 after kex_stop(), -1 with errno when the loop itself fails. */
+/** Runs turns until kex_stop(). @return 0 after kex_stop(), -1 with errno when the loop itself fails, EINVAL without a
+ * bus. */
 int kex_run(kex_t *bus);
 /** Ends kex_run() and makes a running wait fail, within 100 ms, or at once when called in a signal handler.
  * Async-signal-safe; may be called before kex_run(). */
 void kex_stop(kex_t *bus);
 
 /** For hosts with a loop of their own: becomes readable whenever kex_dispatch() has something to do. Lives with the
- * bus. */
+ * bus, which closes it. -1 without one. */
 int kex_pollDescriptor(kex_t *bus);
 /** One turn: reads, dispatches, sends; never blocks. Call it when kex_pollDescriptor() is readable.
  *  @return how many calls, handlers, timers and close events ran, or -1 once kex_stop() was called. */
 int kex_dispatch(kex_t *bus);
 
 /** Watches a descriptor of the host's own (standard input, a media socket) from the same loop. `handler` runs when it
- * can be read or has hung up. One watch per descriptor; a later one replaces it. The descriptor stays the host's. */
+ * can be read or has hung up. One watch per descriptor; a later one replaces it. The descriptor stays the host's. A
+ * file, which cannot be waited for, counts as readable in every turn.
+ * @return yes; no for a negative or closed descriptor, without a handler, or without memory */
 int kex_watch(kex_t *bus, int fd, void *userdata, void (*handler)(int fd, void *userdata));
-/** Ends a watch, also from inside its handler. Call it before closing the descriptor. */
+/** Ends a watch, also from inside its handler. Call it before closing the descriptor.
+ *  @return yes; no when it is not watched */
 int kex_unwatch(kex_t *bus, int fd);
 
 /** Replaces the clock of timers: `now` returns monotonic nanoseconds. For tests; a process run may instead be sped up
- * by the environment variable KEX_TIME_FACTOR (timers of 10 s fire after 1 s at factor 10). */
+ * by the environment variable KEX_TIME_FACTOR (timers of 10 s fire after 1 s at factor 10). Null: the kernel's
+ * monotonic clock again. */
 void kex_setClock(kex_t *bus, uint64_t (*now)(void *userdata), void *userdata);
 
 /* ------------------------------------------------------------------------------------------------------- Data model */
@@ -73,7 +79,7 @@ int kex_declareFunctions(kex_t *bus, const char *const *rows, uint32_t row_count
 object_t *kex_declareObject(kex_t *bus, const char *path, const char *class_name);
 /** Declares a template: object_createInstance() makes instances of its class under it, by name ("P.EndPoint" gives
  *  "P.EndPoint.FXS1"). A template may hold templates; they are cloned with each instance. Calls to a template are
- * refused. */
+ * refused. @return NULL as kex_declareObject() */
 object_t *kex_declareTemplate(kex_t *bus, const char *path, const char *class_name);
 
 /* ------------------------------------------------------------------------------------------------------------ Calls */
@@ -149,7 +155,9 @@ void kex_onPeerClosed(kex_t *bus, void (*handler)(kex_t *bus, peer_t *peer, void
 const char *peer_processName(peer_t *peer);
 /** The process id the kernel vouches for, or 0. */
 int32_t peer_processId(peer_t *peer);
-/** Closes a connection from this side; its close event follows in a later turn. */
+/** Closes a connection from this side; its close event follows in a later turn. What is queued for the peer leaves
+ *  before, as far as it takes that at once. With the handle of a listener it ends that, and removes the socket that it
+ *  has made. @return yes; no for a handle that has closed already */
 int peer_disconnect(peer_t *peer);
 
 /** Error numbers of the bus's own in a reply's error items. They are outside the range that the library uses. */
