@@ -293,24 +293,16 @@ class Install(unittest.TestCase):
                     self.folder / "example",
                 )
 
-        # The guide's test of a driver with media sockets, which it watches, and parameters.
+        # The guides' tests of a driver with media sockets, which it watches, and of an application.
         cflags, libs = self.package_flags("voice_plugin", "voice_fake_bus")
-        run(CC, *cflags, "-c", EXAMPLES / "echo_lines.c", "-o", self.folder / "echo_lines.o")
-        run(
-            CXX,
-            "-std=c++17",
-            *cflags,
-            EXAMPLES / "echo_lines_test.cpp",
-            self.folder / "echo_lines.o",
-            *libs,
-            "-lgtest_main",
-            "-lgtest",
-            "-o",
-            self.folder / "echo_lines_test",
-        )
-        self.assertIn(
-            "PASSED", run(self.folder / "echo_lines_test", environment=clean_environment(LD_LIBRARY_PATH=str(LIB)))
-        )
+        for source, test, flags in (
+            ("echo_lines.c", "echo_lines_test.cpp", []),
+            ("tone_giver.c", "tone_giver_test.cpp", ["-Dmain=tone_giver_main"]),
+        ):
+            tested, program = self.folder / "tested.o", self.folder / "test"
+            run(CC, *flags, *cflags, "-c", EXAMPLES / source, "-o", tested)
+            run(CXX, "-std=c++17", *cflags, EXAMPLES / test, tested, *libs, "-lgtest_main", "-lgtest", "-o", program)
+            self.assertIn("PASSED", run(program, environment=clean_environment(LD_LIBRARY_PATH=str(LIB))))
 
 
 if __name__ == "__main__":
