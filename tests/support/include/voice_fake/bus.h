@@ -241,7 +241,9 @@ public:
     Call &from(peer_t *peer);
     Call &named(const std::string &function); // for kex_currentCall(); "" unless set
     Call &attributes(uint32_t attributes);    // 0x8001 unless set
-    // Adds an argument. Descriptors stay the test's own: the callee gets duplicates, as over a real connection.
+    // Adds an argument. Descriptors stay the test's own: the callee gets duplicates, as over a real connection. Bytes come
+    // in a block of their length, without the zeros of a real bus behind them, so that a sanitizer sees what is read
+    // past them: give a record of fixed size whole (LIBVOICE_CNX_INFO_BYTES, LIBVOICE_STREAM_INFO_BYTES).
     Call &with(const std::string &name, Value value);
 
     // The status; failed, and the function not run, when kex_onCall()'s handler says no. The one of kex_onFailed() is
