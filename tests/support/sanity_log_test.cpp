@@ -55,6 +55,23 @@ TEST_F(Harness, ATraceLineIsTakenApart) {
     EXPECT_LOG("x[VOIPCFG1] some_function@params: rc 5 (x) - y");
 }
 
+// The frame is the library's; what a driver traces by itself has none.
+TEST_F(Harness, TracesOfTheHostsOwnAreTakenWhereTheTestSaysSo) {
+    zilTrace(ZIL_TRACE_ERROR, "device lost %d", 1);
+    EXPECT_THAT(bus().check(),
+                ElementsAre(AllOf(HasSubstr("out of frame"), HasSubstr("takes_own_traces()): device lost 1"))));
+    bus().clear_log();
+    bus().takes_own_traces();
+    zilTrace(ZIL_TRACE_ERROR, "device lost %d", 2);
+    zilTraceZ(ZIL_TRACE_INFO, "USB", "line %d\n", 3);
+    EXPECT_LOG("trace 100: device lost 2", "trace 400 [USB]: line 3\\n");
+    EXPECT_EQ(bus().complaints(), std::vector<std::string>{"trace 100: device lost 2"});
+    EXPECT_THAT(bus().check(), IsEmpty());
+    bus().reset();
+    zilTrace(ZIL_TRACE_ERROR, "device lost %d", 4);
+    EXPECT_THAT(bus().check(), ElementsAre(HasSubstr("out of frame")));
+}
+
 TEST_F(Harness, MarkersAndActionsShareOneLog) {
     zilTraceZ(500, "LIBV", "%s%-7.7s%s - >>>>>>>>>>%s - %s(%s@%s:%d)%s", "", "LIBV", "", "", "", "f", "generic.cpp", 3,
               "");

@@ -272,6 +272,10 @@ void Bus::name_function(const void *function, std::string name) {
     state_->function_names[function] = std::move(name);
 }
 
+void Bus::takes_own_traces() {
+    state_->own_traces = true;
+}
+
 void Bus::fail_call(unsigned n) {
     state_->fail_countdown = n;
     state_->failed.clear();

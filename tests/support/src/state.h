@@ -140,6 +140,7 @@ struct Bus::State {
     std::vector<LogEntry> log;
     std::vector<TraceLine> traces;
     std::map<const void *, std::string> function_names;
+    bool own_traces = false; // of the host, without the library's frame
 
     unsigned fail_countdown = 0;
     std::map<std::string, unsigned> fail_by_name;

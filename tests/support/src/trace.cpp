@@ -101,7 +101,8 @@ void take(TraceLine &&line, va_list arguments) {
         starts(line.format, kHead) && ends(line.format, kTail) && line.format.size() >= strlen(kHead) + strlen(kTail);
     line.enter = line.format == kEnter;
     line.marker = line.enter || line.format == kLeave;
-    std::string wrong = "a line out of frame";
+    Bus::State &s = bus().state();
+    std::string wrong = s.own_traces ? "" : "a line out of frame (the host's own? bus().takes_own_traces())";
     if (message || line.marker) {
         const char *head[7] = {};
         va_copy(again, arguments);
@@ -114,7 +115,6 @@ void take(TraceLine &&line, va_list arguments) {
     }
     if (!wrong.empty())
         bus().problem("trace: " + wrong + ": " + line.rendered);
-    Bus::State &s = bus().state();
     s.log.push_back({line.marker ? Kind::Marker : Kind::Trace, escaped(line.str()), line.level});
     s.traces.push_back(std::move(line));
 }
@@ -122,6 +122,8 @@ void take(TraceLine &&line, va_list arguments) {
 } // namespace
 
 std::string TraceLine::str() const {
+    if (function.empty()) // the host's own
+        return fake::text("trace %d", level) + (zoned ? " [" + zone_argument + "]" : "") + ": " + rendered;
     const std::string place = function + "@" + file.substr(0, file.rfind('.'));
     if (marker)
         return (enter ? "> " : "< ") + place;

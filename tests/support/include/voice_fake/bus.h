@@ -155,6 +155,9 @@ public:
     std::vector<std::string> complaints() const;          // traces of level 100 and 200 only
     void clear_log();
     void name_function(const void *function, std::string name); // how a handler shows in the log
+    // The host traces by itself: without the library's frame, which is a misuse else. Its lines show as "trace 100: ...",
+    // or "trace 400 [ZONE]: ...".
+    void takes_own_traces();
 
     // ---- faults: the answer is then that of a bus that cannot
     void fail_call(unsigned n);                             // the n-th call that can fail at all, from now on
