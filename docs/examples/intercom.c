@@ -155,9 +155,23 @@ static void get_done(request_t *request) {
 }
 /* [end] */
 
-static int32_t get_country(char *country, uint32_t size) {
-    return snprintf(country, size, "DE") < 0 ? -1 : 0;
+/* [names] */
+/* Whether the plugin that asks may not have its name: another connection has it, or the tables would cut it. */
+static int name_is_taken(kex_t *bus) {
+    char name[LIBVOICE_PLUGIN_NAME_BYTES] = "";
+    kex_call_t call;
+    kex_text_t text;
+    if (!kex_currentCall(bus, &call) || !kex_currentText(bus, "plugin_name", &text) || text.length >= sizeof name)
+        return 1;
+    memcpy(name, text.bytes, text.length);
+    peer_t *holder = libvoice_plugin_get_peer_by_name(name);
+    return holder != NULL && holder != call.peer;
 }
+
+static int32_t get_country(char *country, uint32_t size) {
+    return name_is_taken(libvoice_get_kex_handler()) || snprintf(country, size, "DE") < 0 ? -1 : 0;
+}
+/* [end] */
 
 static void endpoint_deleted(libvoice_endpoint_t *entry) {
     on_hook(entry->endpoint);

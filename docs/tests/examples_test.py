@@ -126,6 +126,18 @@ class Examples(unittest.TestCase):
         telephones.find("1 hears 1040Hz")  # what telephone 2 says
         telephone.process.kill()
 
+    def test_intercom_with_two_telephones_of_one_name(self):
+        """The second one waits until the first is gone: neither takes the other's line along."""
+        intercom = self.start("intercom")
+        telephone = self.start("telephone")
+        telephone.expect("begins LIBVOICE_SIGNAL_cg_dt")
+        second = self.start("telephone", traces=subprocess.STDOUT)
+        second.find_part("Plugin registration failed. Trying again in 10s.")
+        telephone.process.kill()
+        second.find("begins LIBVOICE_SIGNAL_cg_dt")
+        second.process.kill()
+        intercom.process.kill()
+
     def test_echo(self):
         """The driver of the guide under the real application: called by a telephone, it says back what that says."""
         application = self.start("voice_application", KEX_TIME_FACTOR="1")
