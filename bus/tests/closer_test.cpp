@@ -347,6 +347,38 @@ TEST_F(Closer, DescriptorsThatDoNotFitAreClosedWithoutWaiting) {
     EXPECT_EQ(raw.refusal(), "descriptors were lost: this process has no more");
 }
 
+// A low number that is free says nothing of those above it.
+TEST_F(Closer, DescriptorsThatDoNotFitBesideThoseWithHighNumbersAreClosedWithoutWaiting) {
+    constexpr size_t kMost = 253; // that the kernel takes in one packet
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    greet(raw);
+    Stuck stuck = all_closers_stuck();
+    std::vector<int> low;
+    for (int i = 0; i < 60; i++)
+        low.push_back(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+    for (size_t i = 0; i < 2 * kMost; i++)
+        closing_add();
+    for (int fd : low)
+        close(fd);
+    const size_t size = open_descriptors() + kMost - 60;
+    show_table(raw, size);
+    Lingering one;
+    std::vector<int> fds(kMost, STDIN_FILENO);
+    fds.back() = one.fd;
+    ASSERT_TRUE(raw.send("?", fds));
+    one.forget();
+    std::chrono::steady_clock::duration took;
+    {
+        const TableSize table(size);
+        took = time_of_settling();
+    }
+    EXPECT_LT(took, kNoWait);
+    EXPECT_EQ(raw.refusal(), "descriptors were lost: this process has no more");
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 TEST_F(Closer, BatchDoesNotBringMoreDescriptorsThanFit) {
     constexpr size_t kMost = 253; // that the kernel takes in one packet
     CapturedTrace trace;

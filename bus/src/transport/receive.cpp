@@ -38,6 +38,18 @@ uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t
     return room;
 }
 
+// For how many descriptors the process's table has room, besides those that are kept.
+uint32_t descriptors_room(Transport *transport) {
+    SpareDescriptors &spare = transport->spare;
+    if (spare_look_is_due(spare)) {
+        uint32_t known = closings_pending();
+        for (const Connection *connection : transport->connections)
+            known += 1 + connection->received.descriptors;
+        spare_look(spare, known);
+    }
+    return spare.room;
+}
+
 // Calls that wait to be run hold the descriptors they came with.
 bool descriptors_are_held(const Transport *transport) {
     for (Connection *connection : transport->connections) {
@@ -177,7 +189,7 @@ bool connection_receive(Connection *connection, uint32_t packets, Reading readin
         return false;
     SpareDescriptors &spare = connection->transport->spare;
     Batch &batch = *connection->transport->incoming;
-    const uint32_t descriptors = spare_room(spare);
+    const uint32_t descriptors = descriptors_room(connection->transport);
     const bool is_short = descriptors < kMaxDescriptors;
     if (reading == Reading::may_hold_back && packet_has_to_wait(connection, is_short))
         return false;
@@ -197,7 +209,7 @@ bool connection_may_await(Connection *connection) {
     if (connection->sleep_in_receive == Sleep::unknown)
         connection->sleep_in_receive = socket_sleep_in_receive(connection->fd) ? Sleep::possible : Sleep::impossible;
     return connection->sleep_in_receive == Sleep::possible &&
-           spare_room(connection->transport->spare) >= kKernelDescriptors;
+           descriptors_room(connection->transport) >= kKernelDescriptors;
 }
 
 bool connection_await(Connection *connection) {

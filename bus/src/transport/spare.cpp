@@ -24,14 +24,16 @@ uint64_t host_reserve(uint64_t size) {
     return size / kHostShare < kMaxHostReserve ? size / kHostShare : kMaxHostReserve;
 }
 
-// Descriptors that surely fit: the kernel gives out the lowest free number, so all below it are taken.
-uint64_t table_room(int any) {
+// The kernel gives out the lowest free number: all below it are taken. So may be some above it, where peers' descriptors
+// lie that are not closed yet; those of the host's own there are few beside what is kept for it.
+uint64_t table_room(int any, uint32_t known) {
     int lowest = fault_is_due(Fault::dup) ? -1 : fcntl(any, F_DUPFD_CLOEXEC, 0);
     if (lowest < 0)
         return 0;
     close(lowest);
     const uint64_t size = table_size();
-    const uint64_t kept = static_cast<uint64_t>(lowest) + host_reserve(size);
+    const uint64_t taken = static_cast<uint32_t>(lowest) > known ? static_cast<uint32_t>(lowest) : known;
+    const uint64_t kept = taken + host_reserve(size);
     return size > kept ? size - kept : 0;
 }
 
@@ -52,15 +54,10 @@ void spare_release(SpareDescriptors &spare) {
         close(spare.fds[--spare.count]);
 }
 
-uint32_t spare_room(SpareDescriptors &spare) {
-    if (spare.looks_to_skip > 0 && spare.room >= kPlentyOfDescriptors) {
-        spare.looks_to_skip--;
-        return spare.room;
-    }
-    uint64_t room = table_room(spare.original);
+void spare_look(SpareDescriptors &spare, uint32_t known) {
+    const uint64_t room = table_room(spare.original, known + spare.count);
     spare.room = room < UINT32_MAX ? static_cast<uint32_t>(room) : UINT32_MAX;
     spare.looks_to_skip = kLooksSkipped;
-    return spare.room;
 }
 
 void spare_received(SpareDescriptors &spare, uint32_t count) {

@@ -19,14 +19,20 @@ struct SpareDescriptors {
 // Takes what is missing. False: the process's table is full.
 bool spare_fill(SpareDescriptors &spare);
 void spare_release(SpareDescriptors &spare);
-// For how many descriptors the process's table has room without the spare ones and those that are kept for the host.
-// Looks at the table now and then only, as long as there is plenty.
-uint32_t spare_room(SpareDescriptors &spare);
+constexpr uint32_t kPlentyOfDescriptors = 2 * kKernelDescriptors;
+// The table is looked at now and then only, as long as there is plenty of room.
+inline bool spare_look_is_due(SpareDescriptors &spare) {
+    const bool is_due = spare.looks_to_skip == 0 || spare.room < kPlentyOfDescriptors;
+    spare.looks_to_skip -= is_due ? 0 : 1;
+    return is_due;
+}
+// Looks for how many descriptors the process's table has room without the spare ones and those that are kept for the
+// host. So many are known to be in it, whatever numbers they have.
+void spare_look(SpareDescriptors &spare, uint32_t known);
 // Whether this one, which has just been opened, took a place that is kept for the host.
 bool spare_is_hosts(int fd);
 // So many have come since.
 void spare_received(SpareDescriptors &spare, uint32_t count);
-constexpr uint32_t kPlentyOfDescriptors = 2 * kKernelDescriptors;
 
 } // namespace bus
 
