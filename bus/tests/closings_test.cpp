@@ -82,6 +82,43 @@ TEST_F(Closer, OneProcessKeepsNobodyNewOut) {
     wait_for_closings();
 }
 
+// Each of many processes may have some; together they would fill the table, and then nobody's call found room.
+TEST_F(Closer, ThoseOfManyProcessesLeaveTheHostItsDescriptors) {
+    const struct {
+        const char *what;
+        rlim_t places; // besides the host's, or a few less
+        bool has_own;
+        bool is_taken;
+    } rows[] = {{"the last places are for who has none", 40, false, true},
+                {"not for who has some", 40, true, false},
+                {"there is none left", 0, false, false}};
+    for (const auto &row : rows) {
+        RawPeer raw(socket);
+        greet(raw);
+        const int32_t charged = bus::closings_charge(row.has_own ? getpid() : 0);
+        Stuck stuck = all_closers_stuck(60);
+        for (int32_t i = 1; bus::closings_pending() < bus::kMaxClosings; i++) {
+            bus::closings_charge(getpid() + 1 + i % 10);
+            closing_add();
+        }
+        bus::closings_charge(charged);
+        const rlim_t others = bus::closings_pending() + bus::kSpareDescriptors + 1;
+        const rlim_t size = (others + row.places) * bus::kHostShare / (bus::kHostShare - 1);
+        show_table(raw, size);
+        {
+            const TableSize table(size);
+            ASSERT_TRUE(raw.send(call_with_descriptor("note"), {STDIN_FILENO}));
+            kex_dispatch(bus);
+            EXPECT_EQ(has("note nothing"), row.is_taken) << row.what;
+        }
+        stuck.clear(); // resets them
+        EXPECT_TRUE(turn_until({bus}, [] { return has("note nothing"); })) << "now it is taken";
+        EXPECT_EQ(raw.refusal(), "");
+        served::log.clear();
+        wait_for_closings();
+    }
+}
+
 // What lies unread of it brings a descriptor, and those before it are not closed for a minute.
 TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaiting) {
     CapturedTrace trace;

@@ -75,8 +75,12 @@ bool process_holds_many(const Connection *connection) {
            descriptors_of_process(connection) >= kMaxReceivedDescriptors;
 }
 
+// Those of many processes leave the host what is kept for it: the last room besides that is for who has none of them.
 bool closings_hold_back(const Connection *connection) {
-    return closings_pending_of(connection->process_id) >= kMaxClosingsOfProcess;
+    const uint32_t own = closings_pending_of(connection->process_id);
+    const uint32_t least = own > 0 ? kMaxDescriptors : 1;
+    return own >= kMaxClosingsOfProcess ||
+           (closings_pending() >= kMaxClosings && connection->transport->spare.room < least);
 }
 
 // Descriptors are not taken in for a while: too many of their sender are held or being closed.
