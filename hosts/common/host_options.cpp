@@ -41,6 +41,13 @@ void validate_socket_path(const char *name, const char *path) {
         host_usage_error("--%s %s: a path has 1 to %zu characters", name, path, sizeof(sockaddr_un::sun_path) - 1);
 }
 
+// The process was started for what stands on its output, and for nothing else.
+[[noreturn]] void answer_end() {
+    if (fflush(stdout) != 0 || ferror(stdout))
+        host_fail("standard output cannot be written: %s", strerror(errno));
+    host_exit(0);
+}
+
 } // namespace
 
 void host_validate_option(int code, const char *name, const char *value) {
@@ -73,10 +80,10 @@ void host_option(int code, const char *value, const char *help) {
     case HOST_OPTION_HELP:
         fputs(help, stdout);
         fputs(kEnvironmentHelp, stdout);
-        host_exit(0);
+        answer_end();
     case HOST_OPTION_VERSION:
         printf("%s %s (libvoice_plugin %s)\n", program_invocation_short_name, LIBVOICE_VERSION, libvoice_version());
-        host_exit(0);
+        answer_end();
     default: // getopt_long has said what it does not know
         host_exit(kExitUsage);
     }

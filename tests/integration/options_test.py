@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Command lines of hosts: what makes no sense ends the process at once, with status 2."""
+"""Command lines of hosts: what makes no sense ends the process at once with status 2, what only asks with an answer."""
 
 import subprocess
 
@@ -35,3 +35,19 @@ def test_names_that_the_application_would_not_take_are_rejected(system):
         assert status_of(system, "fxs_plugin", "--name", name) == 2, repr(name)
     for stem in [*WRONG, "s" * 15]:
         assert status_of(system, "fxs_plugin", "--stem", stem) == 2, repr(stem)
+
+
+@pytest.mark.parametrize("program", ["voice_application", "fxs_plugin", "dect_plugin", "fxo_plugin", "dsp_plugin"])
+@pytest.mark.parametrize("option", ["--help", "--version"])
+def test_answer_that_cannot_be_written_is_a_failure(system, program, option):
+    with open("/dev/full", "w", encoding="ascii") as full:
+        run = subprocess.run(
+            [system.bin / program, option],
+            stdout=full,
+            stderr=subprocess.PIPE,
+            text=True,
+            timeout=PATIENCE,
+            check=False,
+        )
+    assert run.returncode == 1
+    assert run.stderr == "error: standard output cannot be written: No space left on device\n"
