@@ -31,10 +31,9 @@ namespace {
 // memory.
 constexpr uint32_t kRing = 64 * 1024;
 static_assert(kRing >= kMaxClosings + kMaxPeers * (kMaxReceivedDescriptors + kPacketsPerRead * kMaxDescriptors));
-constexpr uint64_t kLingerWait =
-    20 * kMillisecond; // a thread has found the socket's lock free by then, or somebody holds it
-constexpr useconds_t kLingerLook = 50;
-constexpr size_t kStack = 256 * 1024; // of a thread; only what is used of it takes memory
+constexpr size_t kStack = 256 * 1024;               // of a thread; only what is used of it takes memory
+constexpr uint64_t kLingerWait = 20 * kMillisecond; // in vain: somebody holds the socket's lock
+constexpr useconds_t kLingerLook = 50;              // microseconds from one look to the next
 
 struct Job {
     int fd;
