@@ -227,6 +227,30 @@ TEST_F(Closer, OneThatHasLeftKeepsNobodyNewWaitingHoweverItsPacketsAreRead) {
     wait_for_closings();
 }
 
+// Replies that nobody asked for count nowhere else. Whoever waits reads on, since nothing could give them back meanwhile.
+TEST_F(Closer, WhoeverIsWaitedForIsBrokenOffWhenItHasTooMany) {
+    constexpr uint32_t kEach = bus::kMaxDescriptors;
+    CapturedTrace trace;
+    RawPeer raw(socket);
+    raw.send(hello());
+    peer_t *peer = peer_of(raw, bus);
+    Stuck stuck = all_closers_stuck(60);
+    request_t *r = request_create_executeFunction("Theirs", "slow", 0);
+    ASSERT_TRUE(kex_sendRequest(bus, peer, r));
+    const Packet unasked = Packet(kReply, 77).byte(0).byte(1).descriptor_list(kEach);
+    const int slow = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    for (uint32_t sent = 0; sent < 2 * bus::kMaxClosings; sent += kEach)
+        ASSERT_TRUE(raw.send(unasked, std::vector<int>(kEach, slow)));
+    close(slow);
+    timeval limit = {1, 0};
+    EXPECT_FALSE(kex_waitForReply(bus, r, &limit));
+    EXPECT_THAT(lines_of(r), ElementsAre(HasSubstr("it sent too much while its reply was waited for")));
+    EXPECT_LE(bus::closings_pending_of(getpid()), bus::kMaxClosings + kEach);
+    request_destroy(r);
+    stuck.clear(); // resets them
+    wait_for_closings();
+}
+
 TEST_F(Closer, BeyondTheLimitNothingMoreOfTheSendersIsTakenInAndNobodyNew) {
     CapturedTrace trace;
     RawPeer raw(socket);

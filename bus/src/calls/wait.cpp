@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implements wait.h.
 #include "calls/wait.h"
+#include "base/closer.h"
 #include "base/trace.h"
 #include "calls/call.h"
 #include "calls/request.h"
@@ -74,13 +75,18 @@ bool receive_may_sleep(Connection *connection, uint64_t now, uint64_t when) {
            when > now + kSleepInReceive && connection_may_await(connection);
 }
 
+// More than may lie here until it runs, or be closed of what it brought.
+bool sent_too_much(const Connection *connection) {
+    return connection_is_full(connection) || closings_pending_of(connection->process_id) >= kMaxClosings;
+}
+
 // What arrived is queued; the connection is left as soon as the reply is there or it has ended, which ends its
 // requests, or much has come or taken long: a peer that sends without end must not keep the wait from looking at its
 // time, and what a packet of many notices takes goes with how many calls lie here.
 void connection_read_for(Connection *connection, const request_t *r, bool sleeps) {
     uint64_t end = kNever; // by the kernel's clock, from the first packet on: it may have been slept for
     for (uint32_t i = 0; i < kPacketsPerTurn; i++) {
-        if (connection_is_full(connection)) {
+        if (sent_too_much(connection)) {
             connection_refuse(connection, "it sent too much while its reply was waited for");
             return;
         }
