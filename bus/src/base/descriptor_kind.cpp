@@ -18,7 +18,6 @@ namespace bus {
 namespace {
 
 constexpr unsigned kMemoryDevices = 1; // /dev/null and its relatives
-constexpr uint64_t kFewBlocks = 128;   // of 512 bytes: to give back more takes time, some 50 ms for 64 MiB
 
 bool option_get(int fd, int option, int &value) {
     socklen_t length = sizeof value;
@@ -40,35 +39,16 @@ Closes socket_look(int fd) {
     return closes((domain == AF_INET || domain == AF_INET6) && option_get(fd, SO_TYPE, type) && type == SOCK_DGRAM);
 }
 
-bool file_ask(int fd, unsigned what, struct statx &status) {
-    return syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, what, &status) == 0;
-}
-
-// The last close of a file without a name gives back what it holds. Asked of memory only: some file systems of other
-// machines write out first what has changed.
-bool holds_little(int fd) {
-    struct statx status = {};
-    return file_ask(fd, STATX_BLOCKS, status) && status.stx_blocks <= kFewBlocks;
-}
-
-// A pipe does not: its last close waits for whoever fills the other end from where nothing comes (splice(2)).
-bool file_closes_at_once(int fd, const struct statx &status) {
-    switch (status.stx_mode & S_IFMT) {
-    case S_IFCHR:
-        return status.stx_rdev_major == kMemoryDevices;
-    case S_IFREG: // in memory: on a disk it waits for what others write there
-        return fcntl(fd, F_GET_SEALS) >= 0 && holds_little(fd);
-    default:
-        return false;
-    }
-}
-
-// Asks no file system: that could take as long as the close.
+// Asks no file system: that could take as long as the close. Of all that is no socket only the null device and its
+// relatives close at once. A file waits for its disk, or for all of its file system to go with it; a pipe for whoever fills
+// the other end from where nothing comes (splice(2)).
 Closes file_look(int fd) {
     struct statx status = {};
-    if (!file_ask(fd, STATX_TYPE, status))
+    if (syscall(SYS_statx, fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE, &status) != 0)
         return closes(errno == EBADF);
-    return S_ISSOCK(status.stx_mode) ? Closes::ask_otherwise : closes(file_closes_at_once(fd, status));
+    if (S_ISSOCK(status.stx_mode))
+        return Closes::ask_otherwise;
+    return closes(S_ISCHR(status.stx_mode) && status.stx_rdev_major == kMemoryDevices);
 }
 
 } // namespace
