@@ -1,3 +1,16 @@
+# voice_test_sources(result name [part ...]): <name>_test.cpp, or <name>_<part>_test.cpp for each part, and what they share,
+# <name>_fixture.cpp, if there is one.
+function(voice_test_sources result name)
+    set(sources ${name}_test.cpp)
+    if(ARGN)
+        list(TRANSFORM ARGN REPLACE "(.+)" "${name}_\\1_test.cpp" OUTPUT_VARIABLE sources)
+    endif()
+    if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${name}_fixture.cpp)
+        list(APPEND sources ${name}_fixture.cpp)
+    endif()
+    set(${result} "${sources}" PARENT_SCOPE)
+endfunction()
+
 # voice_tests_precompile(target [source ...]): GoogleTest's headers, which take most of a test's compiling, are read once for all
 # tests that are compiled alike, and for these sources beside them. Not with a compiler cache, which is quicker still and takes
 # no precompiled headers, and not while files are analysed. So what a file includes is seen with one of these.
