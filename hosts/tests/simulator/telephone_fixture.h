@@ -2,12 +2,14 @@
 // A simulated telephone on a clock of the test's own, with a line that writes down what it reports.
 #pragma once
 
+#include "captured_output.h"
 #include "fake_line.h"
 #include "kex_host.h"
 #include "telephone.h"
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +28,11 @@ protected:
         audio_begin(bus_, "telephone_test");
         telephone_begin(&phone_, &line_, 1000);
         telephone_reports.clear();
-        testing::internal::CaptureStdout();
+        output_.emplace();
     }
     void TearDown() override {
         telephone_stop_ringing(&phone_);
-        testing::internal::GetCapturedStdout();
+        output_.reset();
         sampling_clock_replace(nullptr);
     }
 
@@ -43,12 +45,7 @@ protected:
     }
 
     // What has been said since the last question.
-    static std::string said() {
-        fflush(stdout);
-        std::string text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
+    std::string said() { return output_->take(); }
     const char *play(uint32_t signal, const voice_tone_t *list = nullptr, uint32_t count = 0) {
         const line_tone_t tone = {signal, 0, list, count, 0};
         return driver_.play(&phone_, &tone);
@@ -60,6 +57,7 @@ protected:
 
     static inline kex_t *bus_;
     static inline uint64_t now_; // nanoseconds
+    std::optional<CapturedOutput> output_;
     plugin_line line_ = {3, true};
     // It stays in the list of sounds that the clock drives, for the life of the process.
     static inline telephone phone_;

@@ -2,6 +2,8 @@
 // What is said of tones that are not proved, at the start of a plugin.
 #include "unproved_tones.h"
 
+#include "captured_output.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,10 +11,9 @@
 namespace {
 
 std::string said(const char *country) {
-    testing::internal::CaptureStdout();
+    CapturedOutput output;
     unproved_tones_say(country);
-    fflush(stdout);
-    return testing::internal::GetCapturedStdout();
+    return output.take();
 }
 
 // In no table by country, whichever it is.
