@@ -194,6 +194,18 @@ TEST_F(Closer, DescriptorThatIsSentOnHoldsNobodyUpWhenItCannotLeave) {
     EXPECT_EQ(bus::closings_pending(), 1u) << "else nothing is tested";
 }
 
+// What is closed is a copy of it then.
+TEST_F(Closer, SocketOfTheHostsOwnLingersAsBefore) {
+    Lingering one;
+    bus::foreign_descriptor_close(fcntl(one.fd, F_DUPFD_CLOEXEC, 0));
+    wait_for_closings();
+    linger set = {};
+    socklen_t length = sizeof set;
+    ASSERT_EQ(getsockopt(one.fd, SOL_SOCKET, SO_LINGER, &set, &length), 0);
+    EXPECT_EQ(set.l_onoff, 1);
+    EXPECT_EQ(set.l_linger, kLinger);
+}
+
 TEST_F(Closer, StrangersPacketHoldsNobodyUp) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";

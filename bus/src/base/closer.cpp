@@ -35,9 +35,16 @@ constexpr size_t kStack = 256 * 1024;               // of a thread; only what is
 constexpr uint64_t kLingerWait = 20 * kMillisecond; // in vain: somebody holds the socket's lock
 constexpr useconds_t kLingerLook = 50;              // microseconds from one look to the next
 
+// What is done before the close.
+enum class First : uint8_t {
+    nothing,
+    take_out,     // of a connected socket, the packets in it that may bring descriptors
+    clear_linger, // of a socket that a peer has just handed over
+};
+
 struct Job {
     int fd;
-    bool unread;    // a connected socket with packets in it that may bring descriptors
+    First first;
     uint8_t sender; // whom it came from (sender.h)
 };
 
@@ -108,9 +115,10 @@ void unread_drop(int fd) {
 }
 
 void job_do(Job job) {
-    if (job.unread)
+    if (job.first == First::take_out)
         unread_drop(job.fd);
-    linger_clear(job.fd);
+    if (job.first == First::clear_linger)
+        linger_clear(job.fd);
     close(job.fd);
     sender_remove(job.sender);
 }
@@ -178,9 +186,9 @@ void threads_start() {
         jobs_do(); // no thread can be made: better late than never
 }
 
-void job_put(int fd, bool unread, int32_t process_id) {
+void job_put(int fd, First first, int32_t process_id) {
     ring_own();
-    const Job job = {fd, unread, sender_place(process_id)};
+    const Job job = {fd, first, sender_place(process_id)};
     sender_add(job.sender);
     const uint32_t tail = ring.tail;
     if (tail - load(ring.head) == kRing) {
@@ -215,7 +223,7 @@ bool descriptor_lingers(int fd) {
 void linger_clear_beside(int fd) {
     const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     if (copy >= 0)
-        job_put(copy, false, charged);
+        job_put(copy, First::clear_linger, charged);
 }
 
 // Waits for it no longer than until then.
@@ -254,7 +262,7 @@ void foreign_descriptors_admit(int *fds, uint32_t count) {
         if (linger_ends(fds[i], end))
             continue;
         in_vain = true;
-        job_put(fds[i], false, charged);
+        job_put(fds[i], First::clear_linger, charged);
         fds[i] = -1;
     }
 }
@@ -263,7 +271,7 @@ void foreign_descriptor_close(int fd) {
     if (descriptor_closes_at_once(fd))
         close(fd);
     else
-        job_put(fd, false, charged);
+        job_put(fd, First::nothing, charged);
 }
 
 void foreign_descriptors_close_each(const int *fds, uint32_t count) {
@@ -276,7 +284,7 @@ void foreign_descriptors_close_each(const int *fds, uint32_t count) {
         }
         in_row += here;
         if (fds[i] >= 0 && !here)
-            job_put(fds[i], false, charged);
+            job_put(fds[i], First::nothing, charged);
     }
     if (in_row > 0)
         row_close(fds[count - in_row], in_row);
@@ -286,7 +294,7 @@ void connected_socket_close(int fd) {
     if (unread_is_harmless(fd))
         close(fd);
     else
-        job_put(fd, true, process_of(fd));
+        job_put(fd, First::take_out, process_of(fd));
 }
 
 uint32_t closings_pending() {
