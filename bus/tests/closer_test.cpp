@@ -467,13 +467,23 @@ TEST_F(Closer, WithoutThreadsPacketsAreStillTakenOutFirst) {
 }
 
 TEST_F(Closer, WhatSurelyClosesAtOnceIsClosedHere) {
-    int files[] = {open("/dev/null", O_RDONLY | O_CLOEXEC), ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0),
-                   ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    int files[] = {open("/dev/null", O_RDONLY | O_CLOEXEC), ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
     for (int fd : files) {
         bus::foreign_descriptor_close(fd);
         EXPECT_EQ(bus::closings_pending(), 0u);
         EXPECT_EQ(fcntl(fd, F_GETFD), -1);
     }
+}
+
+// With the last close it leaves its groups one after the other, which may be thousands: 2,340 took 0.28 s.
+TEST_F(Closer, SocketOfIPv6IsClosedBesideTheLoop) {
+    const int fd = ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        GTEST_SKIP() << "this kernel has no IPv6";
+    EXPECT_FALSE(bus::descriptor_closes_at_once(fd));
+    bus::foreign_descriptor_close(fd);
+    wait_for_closings();
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
 // With its last close a file without a name goes: to give back the memory of a large one takes tens of milliseconds, and a
