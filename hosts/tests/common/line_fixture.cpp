@@ -67,6 +67,14 @@ void host_usage_error(const char *format, ...) {
     throw end;
 }
 
+void host_fail(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const process_end end = {kExitFailure, formatted(format, arguments)};
+    va_end(arguments);
+    throw end;
+}
+
 // ---------------------------------------------------------------------------------------------------------- The driver
 
 namespace {
