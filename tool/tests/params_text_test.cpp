@@ -54,12 +54,9 @@ TEST(ParamsText, ItemsAreWrittenByTheirType) {
 }
 
 TEST(ParamsText, NumbersOfAWordAreReadWithAndWithoutASign) {
-    constexpr std::pair<const char *, uint32_t> kRows[] = {{"2147483647", INT32_MAX},
-                                                           {"2147483648", 0x80000000},
-                                                           {"4294967295", UINT32_MAX},
-                                                           {"0xFFFFFFFF", UINT32_MAX},
-                                                           {"0XFFFFFFFF", UINT32_MAX},
-                                                           {"-2147483648", 0x80000000}};
+    constexpr std::pair<const char *, uint32_t> kRows[] = {{"2147483647", INT32_MAX},  {"2147483648", 0x80000000},
+                                                           {"4294967295", UINT32_MAX}, {"0xFFFFFFFF", UINT32_MAX},
+                                                           {"0XFFFFFFFF", UINT32_MAX}, {"-2147483648", 0x80000000}};
     for (const auto &[text, word] : kRows) {
         Bytes buffer;
         voicectl::add_word(buffer, LIBVOICE_PARAM_al_ri_freq, word);
