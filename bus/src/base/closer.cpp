@@ -219,11 +219,9 @@ bool descriptor_lingers(int fd) {
            !descriptor_closes_at_once(fd);
 }
 
-// Setting takes it: a thread does that, as with what it closes, which is a copy here.
+// Setting takes it: a thread does that, as with what it closes, which is a copy here; or -1 where there is no room for one.
 void linger_clear_beside(int fd) {
-    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
-    if (copy >= 0)
-        job_put(copy, First::clear_linger, charged);
+    job_put(fcntl(fd, F_DUPFD_CLOEXEC, 0), First::clear_linger, charged);
 }
 
 // Waits for it no longer than until then.

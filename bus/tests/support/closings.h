@@ -9,6 +9,7 @@
 #include "served_functions.h"
 
 #include <chrono>
+#include <fcntl.h>
 #include <memory>
 #include <netinet/in.h>
 #include <poll.h>
@@ -99,7 +100,10 @@ protected:
         Stuck stuck;
         for (uint32_t i = 0; i < bus::kMaxClosers; i++) {
             stuck.push_back(std::make_unique<Lingering>(seconds));
-            bus::foreign_descriptor_close(lingering_pair(*stuck.back()));
+            const int slow = lingering_pair(*stuck.back());
+            bus::foreign_descriptor_close(slow);
+            for (int k = 0; k < 20000 && fcntl(slow, F_GETFD) != -1; k++) // a thread has it then, and no child of ours
+                usleep(1000);
         }
         return stuck;
     }
