@@ -278,8 +278,11 @@ TEST_F(Closer, SocketThatIsInUseElsewhereHoldsNobodyUp) {
         const linger on = {row.seconds > 0, row.seconds};
         setsockopt(near, SOL_SOCKET, SO_LINGER, &on, sizeof on);
         const pid_t child = socket_occupy(near);
-        if (child == 0)
+        if (child == 0) {
+            close(near);
+            close(far);
             GTEST_SKIP() << "holding a socket's lock needs root and userfaultfd(2)";
+        }
         RawPeer raw(socket);
         greet(raw);
         // The second one, too, while the first one's lock is waited for.
