@@ -877,8 +877,8 @@ static inline const char *voice_media_read(uint32_t version, const uint32_t *wor
     return NULL;
 }
 
-/** The items of a record whose length stands `at`, and they behind it. None, where that is more than there is room for.
- * For the functions below. */
+/** The items of a media record: their length stands at byte `at` of it, they behind that. None when the length is more
+ * than a record has room for. For the functions below. */
 static inline voice_params_t voice_media_params(const void *record, size_t at) {
     voice_params_t params = {(const uint8_t *)record + at + sizeof(uint32_t), 0};
     memcpy(&params.length, (const uint8_t *)record + at, sizeof params.length);
