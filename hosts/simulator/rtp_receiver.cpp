@@ -110,10 +110,9 @@ rtp_place rtp_receive(rtp_receiver *receiver, const rtp_packet *packet, uint32_t
     const uint32_t transit = arrival - packet->timestamp;
     if (place == RTP_ANEW)
         receiver->transit = transit;
-    else if (place == RTP_NEXT)
+    else // RFC 3550 6.4.1 goes by the order of arrival: what comes twice is an arrival too
         jitter_note(receiver, transit);
-    else
-        receiver->duplicates++;
+    receiver->duplicates += place == RTP_TWICE;
     return place;
 }
 

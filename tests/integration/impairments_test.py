@@ -112,7 +112,7 @@ def test_counts_are_those_that_tshark_finds(system):
         assert mine["lost"] - duplicates == int(row["lost"]), said
         peak = telephones.events[line][identifier("LIBVOICE_PARAM_zil_call_stats_peakJitter")] * 1000 / CLOCK
         largest = float(row["times"].split()[-1])
-        assert peak == pytest.approx(largest, rel=0.1, abs=0.25), said
+        assert peak == pytest.approx(largest, rel=0.05, abs=0.25), said
         lost, twice = lost + mine["lost"], twice + duplicates
     assert lost > 10 and twice > 5, "the impairments do not impair"
     for pair in near + far:

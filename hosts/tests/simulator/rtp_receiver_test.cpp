@@ -165,3 +165,16 @@ TEST(RtpReceive, JitterFollowsTheStandardsFormula) {
     EXPECT_EQ(rtp_jitter(&receiver), 20u);
     EXPECT_EQ(receiver.peak_jitter, 20u);
 }
+
+// By the order of arrival (RFC 3550 6.4.1): 308 sixteenths are left of 320 behind an arrival 8 units later.
+TEST(RtpReceive, APacketThatComesTwiceCountsForTheJitter) {
+    rtp_receiver receiver = {};
+    rtp_packet packet = packet_of(0, 0);
+    rtp_receive(&receiver, &packet, 1000);
+    packet = packet_of(1, 160);
+    rtp_receive(&receiver, &packet, 1480); // 320 units late
+    ASSERT_EQ(rtp_jitter(&receiver), 20u);
+    EXPECT_EQ(rtp_receive(&receiver, &packet, 1488), RTP_TWICE);
+    EXPECT_EQ(rtp_jitter(&receiver), 19u);
+    EXPECT_EQ(receiver.peak_jitter, 20u);
+}
