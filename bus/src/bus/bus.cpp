@@ -44,7 +44,7 @@ bool bus_begin(kex_t *bus, const char *process_name) {
         return false;
     // In the order in which they take their share of a turn.
     watches_begin(&bus->loop);
-    trace_join(&bus->loop, &bus->loop.trace);
+    trace_join(&bus->loop);
     bool complete = transport_begin(&bus->transport, &bus->loop, process_name, environment.access);
     timers_begin(&bus->loop, environment.time_factor);
     return complete && calls_begin(&bus->calls, &bus->transport, bus);

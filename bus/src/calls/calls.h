@@ -11,7 +11,6 @@ struct Function;
 
 // Calls that find no object or no function are traced, but a peer that sends many must not fill the trace.
 struct MissedCalls {
-    Module module;
     uint64_t period_end;
     uint32_t told; // in this period
     uint32_t more; // not told

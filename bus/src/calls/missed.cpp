@@ -23,14 +23,12 @@ void missed_calls_expire(void *self, uint64_t) {
     period_end(&static_cast<Calls *>(self)->missed);
 }
 
+const Module kMissedCalls = {nullptr, nullptr, nullptr, nullptr, missed_calls_deadline, missed_calls_expire, nullptr};
+
 } // namespace
 
 void missed_calls_begin(Calls *calls) {
-    Module &module = calls->missed.module;
-    module.self = calls;
-    module.deadline = missed_calls_deadline;
-    module.expire = missed_calls_expire;
-    loop_join(calls->transport->loop, &module);
+    loop_join(calls->transport->loop, kMissedCalls, calls);
 }
 
 bool missed_call_tell(const Peer *peer, const char *title, const char *why) {

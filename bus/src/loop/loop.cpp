@@ -31,23 +31,27 @@ int sources_poll(Loop *loop, int timeout) {
     return count < 0 && errno != EINTR ? -1 : 0;
 }
 
-void phase_run(Loop *loop, void (*Module::*phase)(void *self)) {
-    for (Module *module : loop->modules) {
-        if (module->*phase != nullptr)
-            (module->*phase)(module->self);
-    }
+template <class Function>
+void phase_join(Phase &phase, Function Module::*function, const Phase::Share &share) {
+    if (share.module->*function != nullptr)
+        phase.shares[phase.count++] = share;
+}
+
+void phase_run(const Phase &phase, void (*Module::*function)(void *self)) {
+    for (const Phase::Share &share : phase)
+        (share.module->*function)(share.self);
 }
 
 void modules_expire(Loop *loop) {
     uint64_t now = 0;
-    for (Module *module : loop->modules) {
-        uint64_t deadline = module->expire != nullptr ? module->deadline(module->self) : kNever;
+    for (const Phase::Share &share : loop->expire) {
+        const uint64_t deadline = share.module->deadline(share.self);
         if (deadline == kNever)
             continue;
         if (now == 0)
             now = clock_now(loop->clock);
         if (deadline <= now)
-            module->expire(module->self, now);
+            share.module->expire(share.self, now);
     }
 }
 
@@ -58,12 +62,12 @@ int turn_run(Loop *loop, int timeout) {
         return -1;
     }
     loop_look(loop);
-    phase_run(loop, &Module::begin);
-    phase_run(loop, &Module::read);
+    phase_run(loop->begin, &Module::begin);
+    phase_run(loop->read, &Module::read);
     modules_expire(loop);
     uint32_t ran = tasks_run(loop, kTurnRunning);
-    phase_run(loop, &Module::accept);
-    phase_run(loop, &Module::send);
+    phase_run(loop->accept, &Module::accept);
+    phase_run(loop->send, &Module::send);
     loop->in_turn = false;
     return static_cast<int>(ran);
 }
@@ -98,8 +102,15 @@ void loop_freeze(Loop *loop) {
     loop->in_turn = true;
 }
 
-void loop_join(Loop *loop, Module *module) {
-    loop->modules.push(module);
+void loop_join(Loop *loop, const Module &module, void *self) {
+    const Phase::Share share = {&module, self};
+    phase_join(loop->begin, &Module::begin, share);
+    phase_join(loop->read, &Module::read, share);
+    phase_join(loop->accept, &Module::accept, share);
+    phase_join(loop->has_work, &Module::has_work, share);
+    phase_join(loop->deadline, &Module::deadline, share);
+    phase_join(loop->expire, &Module::expire, share);
+    phase_join(loop->send, &Module::send, share);
 }
 
 bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source)) {

@@ -24,7 +24,6 @@ struct LoopSource : Source {
 };
 
 struct Timers {
-    Module module;
     List<kex_timer_t> running; // soonest first
     List<kex_timer_t> idle;
     kex_timer_t *spare;   // for when there is no memory: who waits for a timer that never was waits for ever
@@ -32,7 +31,6 @@ struct Timers {
 };
 
 struct Watches {
-    Module module;
     List<Watch> list;
     uint32_t always_ready; // how many are of files that cannot be polled
 };
@@ -50,10 +48,9 @@ struct Loop {
     uint64_t armed;     // what the kernel's timer is set to
     Lane own;           // timers and watches
     List<Lane> lanes;   // those with tasks, the one that is visited first
-    List<Module> modules;
+    Phase begin, read, accept, has_work, deadline, expire, send;
     Timers timers;
     Watches watches;
-    Module trace; // what the trace service catches up with
 };
 
 // False: the kernel gives no descriptors. loop_end() releases what was taken, also then.
@@ -62,8 +59,8 @@ void loop_end(Loop *loop);
 // From now on no turn begins and nothing wakes the host.
 void loop_freeze(Loop *loop);
 
-// The module, its functions filled in, takes part in every turn from now on.
-void loop_join(Loop *loop, Module *module);
+// The module takes part in every turn from now on. At most kMostModules do.
+void loop_join(Loop *loop, const Module &module, void *self);
 
 // False: the kernel cannot listen to this descriptor (errno says why).
 bool source_add(Loop *loop, Source *source, int fd, void (*ready)(Source *source));

@@ -6,16 +6,19 @@
 #ifndef KEX_MODULE_H
 #define KEX_MODULE_H
 
-#include "base/list.h"
-
 #include <stdint.h>
 
 namespace bus {
 
 constexpr uint64_t kNever = 0; // a deadline that is none
+// kNever is later than all others.
+inline uint64_t sooner(uint64_t one, uint64_t other) {
+    return one - 1 < other - 1 ? one : other;
+}
 
-struct Module : Node<Module> {
-    void *self; // what the functions are given
+constexpr uint32_t kMostModules = 5; // timers, watches, transport, missed calls, trace
+
+struct Module {
     void (*begin)(void *self);
     void (*read)(void *self);
     // After running: whoever connects again finds its old connection's place free, unless much of it is left.
@@ -24,9 +27,22 @@ struct Module : Node<Module> {
     bool (*has_work)(void *self);
     // When it needs one, by the loop's clock.
     uint64_t (*deadline)(void *self);
-    // The deadline has come.
+    // The deadline has come. Null: nothing but a turn is needed then.
     void (*expire)(void *self, uint64_t now);
     void (*send)(void *self);
+};
+
+// The modules that have one of the functions, in the order in which they joined: a turn asks nobody else.
+struct Phase {
+    struct Share {
+        const Module *module;
+        void *self; // what the functions are given
+    };
+    Share shares[kMostModules];
+    uint32_t count;
+
+    const Share *begin() const { return shares; }
+    const Share *end() const { return shares + count; }
 };
 
 } // namespace bus

@@ -71,6 +71,8 @@ void timers_expire(void *self, uint64_t now) {
     }
 }
 
+const Module kTimers = {nullptr, nullptr, nullptr, nullptr, timers_deadline, timers_expire, nullptr};
+
 } // namespace
 
 namespace bus {
@@ -78,11 +80,7 @@ namespace bus {
 void timers_begin(Loop *loop, uint32_t time_factor) {
     loop->timers.time_factor = time_factor;
     loop->timers.spare = make<kex_timer_t>();
-    Module &module = loop->timers.module;
-    module.self = loop;
-    module.deadline = timers_deadline;
-    module.expire = timers_expire;
-    loop_join(loop, &module);
+    loop_join(loop, kTimers, loop);
 }
 
 void timers_end(Loop *loop) {

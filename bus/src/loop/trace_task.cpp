@@ -23,13 +23,12 @@ void trace_task_send(void *) {
         trace_catch_up();
 }
 
+const Module kTrace = {nullptr, nullptr, nullptr, nullptr, trace_task_deadline, nullptr, trace_task_send};
+
 } // namespace
 
-void trace_join(Loop *loop, Module *module) {
-    module->self = loop;
-    module->deadline = trace_task_deadline;
-    module->send = trace_task_send;
-    loop_join(loop, module);
+void trace_join(Loop *loop) {
+    loop_join(loop, kTrace, loop);
 }
 
 } // namespace bus

@@ -3,14 +3,12 @@
 #ifndef KEX_TRACE_TASK_H
 #define KEX_TRACE_TASK_H
 
-#include "loop/module.h"
-
 namespace bus {
 
 struct Loop;
 
-// The module's functions are filled in, and it takes part in the loop's turns.
-void trace_join(Loop *loop, Module *module);
+// It takes part in the loop's turns.
+void trace_join(Loop *loop);
 
 } // namespace bus
 

@@ -34,19 +34,19 @@ bool work_show(Loop *loop) {
 }
 
 bool has_work(Loop *loop) {
-    bool work = loop->lanes.first != nullptr;
-    for (Module *module = loop->modules.first; module != nullptr && !work; module = List<Module>::after(module))
-        work = module->has_work != nullptr && module->has_work(module->self);
-    return work;
+    if (loop->lanes.first != nullptr)
+        return true;
+    for (const Phase::Share &share : loop->has_work) {
+        if (share.module->has_work(share.self))
+            return true;
+    }
+    return false;
 }
 
 uint64_t modules_deadline(Loop *loop) {
     uint64_t soonest = kNever;
-    for (Module *module : loop->modules) {
-        uint64_t deadline = module->deadline != nullptr ? module->deadline(module->self) : kNever;
-        if (deadline != kNever && (soonest == kNever || deadline < soonest))
-            soonest = deadline;
-    }
+    for (const Phase::Share &share : loop->deadline)
+        soonest = sooner(soonest, share.module->deadline(share.self));
     return soonest;
 }
 

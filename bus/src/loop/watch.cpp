@@ -81,14 +81,12 @@ void watches_queue_always_ready(void *self) {
     }
 }
 
+const Module kWatches = {watches_queue_always_ready, nullptr, nullptr, watches_have_work, nullptr, nullptr, nullptr};
+
 } // namespace
 
 void watches_begin(Loop *loop) {
-    Module &module = loop->watches.module;
-    module.self = loop;
-    module.begin = watches_queue_always_ready;
-    module.has_work = watches_have_work;
-    loop_join(loop, &module);
+    loop_join(loop, kWatches, loop);
 }
 
 void watches_end(Loop *loop) {

@@ -134,10 +134,10 @@ void connection_hold_back(Connection *connection) {
 uint64_t connections_deadline(const Transport *transport) {
     uint64_t soonest = kNever;
     for (Connection *connection : transport->connections) {
-        for (uint64_t deadline : {connection->hello_deadline, connection->retry_at, connection->resume_at}) {
-            if (!connection->closed && deadline != kNever && (soonest == kNever || deadline < soonest))
-                soonest = deadline;
-        }
+        if (connection->closed)
+            continue;
+        for (uint64_t deadline : {connection->hello_deadline, connection->retry_at, connection->resume_at})
+            soonest = sooner(soonest, deadline);
     }
     return soonest;
 }

@@ -34,9 +34,7 @@ bool transport_has_work(void *self) {
 
 uint64_t transport_deadline(void *self) {
     const Transport *transport = transport_of(self);
-    const uint64_t soonest = connections_deadline(transport);
-    const uint64_t accept_at = transport->accept_at;
-    return soonest == kNever || (accept_at != kNever && accept_at < soonest) ? accept_at : soonest;
+    return sooner(connections_deadline(transport), transport->accept_at);
 }
 
 void transport_expire(void *self, uint64_t now) {
@@ -50,17 +48,8 @@ void transport_send(void *self) {
     transport_of(self)->output_waits = false;
 }
 
-void transport_join(Transport *transport) {
-    Module &module = transport->module;
-    module.self = transport;
-    module.read = transport_read;
-    module.accept = transport_accept;
-    module.has_work = transport_has_work;
-    module.deadline = transport_deadline;
-    module.expire = transport_expire;
-    module.send = transport_send;
-    loop_join(transport->loop, &module);
-}
+const Module kTransport = {nullptr,          transport_read, transport_accept, transport_has_work, transport_deadline,
+                           transport_expire, transport_send};
 
 } // namespace
 
@@ -71,7 +60,7 @@ bool transport_begin(Transport *transport, Loop *loop, const char *process_name,
     printable(transport->name, sizeof transport->name, process_name, strlen(process_name));
     transport->incoming = static_cast<Batch *>(memory_take(sizeof(Batch)));
     transport->outgoing = static_cast<uint8_t *>(memory_take(wire::kMaxTapRecord));
-    transport_join(transport);
+    loop_join(loop, kTransport, transport);
     return transport->incoming != nullptr && transport->outgoing != nullptr && spare_fill(transport->spare);
 }
 

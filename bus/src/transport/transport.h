@@ -42,7 +42,6 @@ struct Reservation {
 
 struct Transport {
     Loop *loop;
-    Module module;
     Calls *calls;
     const Reports *reports;
     char name[kMaxProcessName + 1]; // of this process
