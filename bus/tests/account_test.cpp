@@ -288,31 +288,32 @@ TEST_F(Accounts, CallsOfFullPacketsTakeNoMoreThanTheLimit) {
 
 // ----------------------------------------------------------------------------------------- How often it is taken
 
-// What a call costs its sender until it has left: its request, and the message that is queued. Values are copied
-// besides: a text and a byte array take a block each, the others none.
-TEST_F(Accounts, CallThatLeavesTakesTwoBlocksBesidesItsValues) {
+// What a call costs its sender until it has left: its request, and the message that is queued. There is room for some 450
+// bytes of values in a request; each that finds none takes a block.
+TEST_F(Accounts, CallThatLeavesTakesTwoBlocks) {
     const variant_t name = text("FXS1");
     const variant_t record = bytes(std::string(56, 'x'));
+    const variant_t large = bytes(std::string(712, 'x'));
     const variant_t number = u32(7);
     send_request(); // the first one makes the table of those that wait for an answer
     turn_until_idle({bus});
     raw->receive_all();
-    for (const bool with_texts : {false, true}) {
+    for (const variant_t *event : {&number, &record, &large}) {
         const CountedMemory memory;
         request_t *r = request_create_executeFunction("VoiceService.VoiceApplication", "event", 1);
-        request_addParameter(r, "plugin_name", with_texts ? &name : &number);
-        request_addParameter(r, "event", with_texts ? &record : &number);
+        request_addParameter(r, "plugin_name", &name);
+        request_addParameter(r, "event", event);
         request_addParameter(r, "ep_line_id", &number);
         request_addParameter(r, "type", &number);
         ASSERT_TRUE(kex_sendRequest(bus, peer, r));
         request_destroy(r);
         kex_dispatch(bus);
-        EXPECT_EQ(memory.blocks(), with_texts ? 4u : 2u);
+        EXPECT_EQ(memory.blocks(), event == &large ? 3u : 2u);
         EXPECT_EQ(memory.held(), 0u);
     }
-    EXPECT_EQ(raw->receive_all().size(), 2u);
-    variant_cleanup(const_cast<variant_t *>(&name));
-    variant_cleanup(const_cast<variant_t *>(&record));
+    EXPECT_EQ(raw->receive_all().size(), 3u);
+    for (const variant_t *value : {&name, &record, &large})
+        variant_cleanup(const_cast<variant_t *>(value));
 }
 
 TEST_F(Accounts, CallThatComesTakesOneBlockAndItsReplyAnother) {

@@ -25,7 +25,7 @@ uint32_t packets_within(uint32_t used, uint32_t limit, uint32_t of_one_packet) {
 // fill the next packets with them.
 uint32_t batch_room(const Connection *connection, uint32_t descriptors, uint32_t wanted) {
     const uint32_t that_fit = descriptors / kKernelDescriptors;
-    if (that_fit <= 1)
+    if (that_fit <= 1 || wanted == 1)
         return 1;
     const Account &received = connection->received;
     uint32_t room = wanted < that_fit ? wanted : that_fit;

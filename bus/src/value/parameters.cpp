@@ -15,7 +15,14 @@ bool is_allocated(const Parameters &parameters, const Parameter *parameter) {
     return at < parameters.room_begin || at >= parameters.room;
 }
 
-// With room for its name. Null: no memory.
+// Of what a text or a byte array consists of.
+size_t value_bytes(const Value *value) {
+    if (value->type == VARIANT_TEXT)
+        return value->text != nullptr ? strlen(value->text) : 0;
+    return value->type == VARIANT_BYTES ? value->length : 0;
+}
+
+// With room for its name and so much more. Null: no memory.
 Parameter *parameter_take(Parameters &parameters, size_t size) {
     const size_t whole = (size + alignof(Parameter) - 1) / alignof(Parameter) * alignof(Parameter);
     if (whole > static_cast<size_t>(parameters.room_end - parameters.room))
@@ -25,8 +32,25 @@ Parameter *parameter_take(Parameters &parameters, size_t size) {
     return static_cast<Parameter *>(taken);
 }
 
+// Texts and byte arrays stand in `room`, with a zero byte behind them. False: no memory.
+bool parameter_set(Parameter *parameter, const variant_t *value, uint8_t *room, size_t bytes) {
+    const Value *from = inside(value);
+    if (from->type != VARIANT_TEXT && from->type != VARIANT_BYTES)
+        return value_copy(&parameter->value, value);
+    Value *copy = inside(&parameter->value);
+    *copy = {};
+    copy->type = from->type;
+    copy->length = from->length;
+    copy->bytes = room;
+    if (bytes > 0)
+        memcpy(room, from->bytes, bytes);
+    room[bytes] = 0;
+    return true;
+}
+
 void parameter_free(Parameters &parameters, Parameter *parameter) {
-    variant_cleanup(&parameter->value);
+    if (inside(&parameter->value)->type == VARIANT_LIST)
+        variant_cleanup(&parameter->value);
     if (is_allocated(parameters, parameter))
         free(parameter);
 }
@@ -41,13 +65,14 @@ void parameters_begin(Parameters &parameters, void *room, uint32_t size) {
 
 bool parameters_add(Parameters &parameters, const char *name, const variant_t *value) {
     const size_t length = strlen(name) + 1;
-    Parameter *parameter = parameter_take(parameters, sizeof(Parameter) + length);
+    const size_t bytes = value_bytes(inside(value));
+    Parameter *parameter = parameter_take(parameters, sizeof(Parameter) + length + bytes + 1);
     if (parameter == nullptr)
         return false;
     parameter->next = nullptr;
     parameter->name = reinterpret_cast<char *>(parameter + 1);
     memcpy(parameter->name, name, length);
-    if (!value_copy(&parameter->value, value)) {
+    if (!parameter_set(parameter, value, reinterpret_cast<uint8_t *>(parameter->name) + length, bytes)) {
         parameter_free(parameters, parameter);
         return false;
     }

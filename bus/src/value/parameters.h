@@ -11,8 +11,8 @@ namespace bus {
 
 struct Parameter {
     Parameter *next;
-    char *name; // stands behind it
-    variant_t value;
+    char *name;      // stands behind it
+    variant_t value; // a text or a byte array stands behind the name
 };
 
 struct Parameters {
@@ -26,7 +26,7 @@ struct Parameters {
 
 // Room for the parameters of most calls, behind something that is allocated anyway. It has to be aligned like a
 // Parameter.
-constexpr uint32_t kParametersRoom = 4 * (sizeof(Parameter) + 16);
+constexpr uint32_t kParametersRoom = 4 * (sizeof(Parameter) + 64);
 
 void parameters_begin(Parameters &parameters, void *room, uint32_t size);
 // Copies both. False: no memory.
