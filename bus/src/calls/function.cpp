@@ -12,9 +12,11 @@ namespace {
 
 constexpr size_t kMaxSymbol = 2 * kMaxPath;
 
+// By its name first, since the lengths of most names differ.
 Function *function_find_in(const List<Function> &functions, const char *class_name, Text name) {
     for (Function *function : functions) {
-        if (strcmp(function->class_name, class_name) == 0 && text_equals(name, function->name))
+        if (text_equals(name, function->name.bytes, function->name.length) &&
+            strcmp(function->class_name, class_name) == 0)
             return function;
     }
     return nullptr;
@@ -67,7 +69,7 @@ Function *function_create(const char *const *row, uint32_t columns, kex_function
     function->entry = entry;
     char *room = reinterpret_cast<char *>(function->arguments + count);
     function->class_name = text_put(room, row[0]);
-    function->name = text_put(room, row[1]);
+    function->name = text_of(text_put(room, row[1]));
     for (uint32_t i = 0; i < count; i++)
         function->arguments[i] = text_put(room, row[i + 2]);
     return function;

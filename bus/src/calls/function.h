@@ -11,7 +11,7 @@ namespace bus {
 // One block of memory with all its texts: a plugin declares 25 of them.
 struct Function : Node<Function> {
     const char *class_name; // "" for objects without one
-    const char *name;
+    Text name;
     const char **arguments; // as declared: "a" or "a|b"
     uint32_t argument_count;
     kex_function_t *entry;

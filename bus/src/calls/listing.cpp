@@ -54,7 +54,7 @@ void entry_append_functions(Entry &entry, const Calls *calls, const object_t *ob
     for (Function *function : calls->functions) {
         if (strcmp(function->class_name, object->class_name) != 0)
             continue;
-        entry_append(entry, " %s(", function->name);
+        entry_append(entry, " %s(", function->name.bytes);
         for (uint32_t i = 0; i < function->argument_count; i++)
             entry_append(entry, "%s%s", i > 0 ? "," : "", function->arguments[i]);
         entry_append(entry, ")");

@@ -117,8 +117,10 @@ void wait_run(Connection *connection, const request_t *r, const timeval *timeout
         if (!sleeps)
             sleep_until(connection, now, when);
         connection_read_for(connection, r, sleeps);
+        if (!request_is_under_way(r) || loop->stopped != 0)
+            return;
         now = clock_now(loop->clock);
-        if (!request_is_under_way(r) || loop->stopped != 0 || now >= end)
+        if (now >= end)
             return;
         if (connection->retry_at != kNever && connection->retry_at <= now)
             connection->retry_at = kNever;
