@@ -3,6 +3,7 @@
 #include "support/bus_test.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -328,6 +329,41 @@ TEST_F(Loop, WatchOfAPlainFileIsAlwaysReady) {
     kex_dispatch(bus);
     EXPECT_FALSE(is_readable());
     close(fd);
+}
+
+// The kernel's timer stays as it was set while there is work: a turn looks for what has become due by itself.
+TEST_F(Loop, TimerFiresAmongTurnsThatAlwaysHaveWork) {
+    static kex_timer_t *soon;
+    kex_timer_t *far = kex_timer_create();
+    kex_timer_start(far, 3600000);
+    int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    soon = kex_timer_create();
+    kex_timer_setHandler(soon, [](kex_timer_t *) { ran.push_back("fired"); });
+    EXPECT_TRUE(kex_watch(bus, fd, nullptr, [](int, void *) {
+        if (soon != nullptr)
+            kex_timer_start(soon, 5);
+        soon = nullptr;
+    }));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (ran.empty() && std::chrono::steady_clock::now() < end)
+        kex_dispatch(bus);
+    EXPECT_THAT(ran, ElementsAre("fired"));
+    kex_unwatch(bus, fd);
+    close(fd);
+}
+
+// Far ahead of the machine's own one, as the time of day is.
+TEST_F(Loop, TimerFiresByAClockThatIsAhead) {
+    clock.now = uint64_t{1} << 62;
+    kex_setClock(bus, SetClock::read, &clock);
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, [](kex_timer_t *) { ran.push_back("fired"); });
+    kex_timer_start(timer, 1000);
+    turn_until_idle({bus});
+    EXPECT_THAT(ran, ElementsAre());
+    clock.advance_ms(1000);
+    turn_until_idle({bus});
+    EXPECT_THAT(ran, ElementsAre("fired"));
 }
 
 TEST_F(Loop, WatchEndedByAnotherOfTheSameTurnDoesNotRun) {

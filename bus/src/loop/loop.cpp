@@ -43,6 +43,8 @@ void phase_run(const Phase &phase, void (*Module::*function)(void *self)) {
 }
 
 void modules_expire(Loop *loop) {
+    if (loop->looked_at <= loop->quiet_until)
+        return;
     uint64_t now = 0;
     for (const Phase::Share &share : loop->expire) {
         const uint64_t deadline = share.module->deadline(share.self);

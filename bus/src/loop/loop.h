@@ -44,10 +44,11 @@ struct Loop {
     volatile sig_atomic_t stopped;
     bool work_shown;
     bool in_turn;
-    uint64_t looked_at; // the kernel's clock, when it was last looked at in this turn
-    uint64_t armed;     // what the kernel's timer is set to
-    Lane own;           // timers and watches
-    List<Lane> lanes;   // those with tasks, the one that is visited first
+    uint64_t looked_at;   // the kernel's clock, when it was last looked at in this turn
+    uint64_t armed;       // what the kernel's timer is set to
+    uint64_t quiet_until; // by the kernel's clock: until then no module has a deadline; 0: somebody has to be asked
+    Lane own;             // timers and watches
+    List<Lane> lanes;     // those with tasks, the one that is visited first
     Phase begin, read, accept, has_work, deadline, expire, send;
     Timers timers;
     Watches watches;

@@ -55,12 +55,15 @@ uint64_t modules_deadline(Loop *loop) {
 // Where one way of waking fails the other one serves: a turn too many does no harm, and a loop that nothing wakes
 // sleeps for ever.
 void loop_arm(Loop *loop) {
+    loop->quiet_until = 0;
     if (has_work(loop)) {
         if (!work_show(loop))
             timer_set(loop, kAtOnce);
         return;
     }
     uint64_t deadline = modules_deadline(loop);
+    if (loop->clock.now == nullptr)
+        loop->quiet_until = deadline - 1; // kNever: for ever
     // A replaced clock does not move the kernel's timer.
     if (deadline != kNever && loop->clock.now != nullptr)
         deadline = deadline <= clock_now(loop->clock) ? kAtOnce : clock_monotonic() + kForeignClockPoll;

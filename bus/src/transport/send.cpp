@@ -214,7 +214,7 @@ void connection_flush(Connection *connection) {
             output_free(message);
         }
     }
-    if (!connection->closed)
+    if (!connection->closed && connection->writes)
         source_set_interest(connection->transport->loop, connection, connection->reads, false);
 }
 
