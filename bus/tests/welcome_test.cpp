@@ -4,6 +4,7 @@
 #include "support/raw_peer.h"
 #include "support/scratch.h"
 
+#include <mutex>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -32,16 +33,33 @@ public:
         close(fd_);
     }
 
+    // The first packet of each connection that said something.
+    std::vector<std::string> heard() {
+        std::lock_guard lock(mutex_);
+        return heard_;
+    }
+
 private:
     void run() {
         for (int fd = accept(fd_, nullptr, nullptr); fd >= 0; fd = accept(fd_, nullptr, nullptr)) {
             send(fd, answer_.data(), answer_.size(), MSG_NOSIGNAL);
+            char packet[256];
+            ssize_t size;
+            do // a reset is told in front of what can still be read
+                size = recv(fd, packet, sizeof packet, 0);
+            while (size < 0 && errno == ECONNRESET);
+            if (size > 0) {
+                std::lock_guard lock(mutex_);
+                heard_.emplace_back(packet, static_cast<size_t>(size));
+            }
             close(fd);
         }
     }
 
     std::string answer_;
     int fd_ = -1;
+    std::mutex mutex_;
+    std::vector<std::string> heard_;
     std::thread thread_;
 };
 
@@ -79,6 +97,16 @@ TEST_F(Welcome, ListenerOfAnotherByteOrderCountsAsNoneAtTheSecondTime) {
     Doorman doorman(path, hello("listener").set(2, '?').bytes());
     be_turned_away();
     EXPECT_EQ(connect(), nullptr);
+}
+
+// Whoever watches the listener may have come after the first time.
+TEST_F(Welcome, ListenerThatRefusesAgainHearsWhoItWas) {
+    Doorman doorman(path, hello("listener").set(2, '?').bytes());
+    be_turned_away();
+    EXPECT_EQ(connect(), nullptr);
+    ASSERT_TRUE(turn_until({client}, [&] { return doorman.heard().size() == 2; }));
+    EXPECT_EQ(doorman.heard()[0], hello("client").bytes());
+    EXPECT_EQ(doorman.heard()[1], hello("client").bytes());
 }
 
 TEST_F(Welcome, ListenerThatHasChangedItsMindIsConnectedTo) {

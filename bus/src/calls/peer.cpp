@@ -85,7 +85,7 @@ int listener_connect(const Calls *calls, const char *uri) {
     if (fd < 0 || !calls->unwelcome || listener_welcomes(fd))
         return fd;
     note(ZIL_TRACE_WARNING, "'%s' still refuses this process", uri);
-    connected_socket_close(fd);
+    socket_give_up(calls->transport, fd);
     return -1;
 }
 

@@ -34,10 +34,16 @@ void close_event_run(Task *task) {
     newcomers_release(transport);
 }
 
-void refusal_send(Transport *transport, int fd, const char *why) {
+// The last word on a socket: nobody waits until it has left.
+void last_word_send(Transport *transport, int fd, void (*write)(wire::Writer &writer, const char *text),
+                    const char *text) {
     wire::Writer writer = wire::message_begin(transport->outgoing, wire::kMaxTapRecord);
-    wire::refusal_write(writer, why);
+    write(writer, text);
     send(fd, writer.data, writer.size, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void refusal_send(Transport *transport, int fd, const char *why) {
+    last_word_send(transport, fd, wire::refusal_write, why);
 }
 
 // Whom we connect to ourselves is not counted against anybody.
@@ -124,6 +130,11 @@ void socket_refuse(Transport *transport, int fd, const char *why) {
     const int32_t process = socket_credentials(fd).process_id;
     note_about(process, ZIL_TRACE_ERROR, "connection of process %d refused: %s", static_cast<int>(process), why);
     refusal_send(transport, fd, why);
+    connected_socket_close(fd);
+}
+
+void socket_give_up(Transport *transport, int fd) {
+    last_word_send(transport, fd, wire::hello_write, transport->name);
     connected_socket_close(fd);
 }
 

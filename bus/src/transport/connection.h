@@ -61,6 +61,9 @@ void connection_close(Connection *connection, const char *why);
 void connection_refuse(Connection *connection, const char *why);
 // The same for a socket that did not become a connection.
 void socket_refuse(Transport *transport, int fd, const char *why);
+// Closes a socket that leads to a listener which refuses this process. The listener hears who it was, so that its log and
+// its taps show who cannot come in, each time.
+void socket_give_up(Transport *transport, int fd);
 // For messages: "'fxs_plugin' (process 12)".
 const char *connection_title(const Connection *connection, char *buffer, size_t size);
 constexpr size_t kTitleSize = kMaxProcessName + 32;
