@@ -205,10 +205,11 @@ typedef struct line_statistics {
     uint32_t tx_packets, tx_bytes, rx_packets, rx_bytes; /**< RTP; bytes of payload */
     uint32_t lost, discarded;                            /**< packets that never came; that came and were of no use */
     uint32_t late, duplicates;                           /**< of those discarded: after their time; there already */
-    uint32_t overruns, underruns;                        /**< times that the jitter buffer was too full, or empty */
-    uint32_t concealed_ms;                               /**< sound that was made up for what was missing */
-    uint32_t tx_reports, rx_reports;                     /**< RTCP packets */
-    uint32_t jitter, peak_jitter;                        /**< in units of the RTP clock, 1/8000 s */
+    uint32_t overruns;     /**< of those discarded: no room for them in the jitter buffer, or time began anew there */
+    uint32_t underruns;    /**< times that the jitter buffer was empty */
+    uint32_t concealed_ms; /**< sound that was made up for what was missing */
+    uint32_t tx_reports, rx_reports;                          /**< RTCP packets */
+    uint32_t jitter, peak_jitter;                             /**< in units of the RTP clock, 1/8000 s */
     uint32_t buffer_least_ms, buffer_mean_ms, buffer_most_ms; /**< how long packets waited in the jitter buffer */
     uint32_t round_trip_ms, peak_round_trip_ms; /**< the newest and the longest, rounded up; 0: none was measured */
     uint32_t last_tx_s, last_tx_us, last_rx_s, last_rx_us; /**< when the last packet went and came, since 1970 */

@@ -30,8 +30,8 @@ line_statistics_t session_statistics(const media_session *session) {
     statistics.lost = rtp_lost(&session->receiver);
     statistics.late = waits->late;
     statistics.duplicates = session->receiver.duplicates;
-    statistics.discarded += waits->late + waits->overruns + waits->flushed + session->receiver.duplicates;
-    statistics.overruns = waits->overruns;
+    statistics.overruns = waits->overruns + waits->flushed;
+    statistics.discarded += statistics.late + statistics.overruns + statistics.duplicates;
     statistics.underruns = waits->underruns;
     statistics.concealed_ms = ms_of(waits->concealed);
     statistics.jitter = rtp_jitter(&session->receiver);
