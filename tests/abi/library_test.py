@@ -121,7 +121,8 @@ def relocations(library, _):
     allowed = [(table[3], table[3] + table[1]) for table in tables]
     for line in run("readelf", "-SW", library).splitlines():
         found = re.match(r"\s*\[\s*\d+\]\s+(\S+)\s+\S+\s+([0-9a-f]+)\s+[0-9a-f]+\s+([0-9a-f]+)", line)
-        if found and found[1] in (".got", ".got.plt", ".init_array", ".fini_array", ".data"):
+        # Where PowerPC has its jumps and its constants' addresses, too.
+        if found and found[1] in (".got", ".got.plt", ".got2", ".plt", ".init_array", ".fini_array", ".data"):
             limit = 16 if found[1] == ".data" else 1 << 20  # .data: the handle by which the C runtime knows the object
             allowed.append((int(found[2], 16), int(found[2], 16) + min(int(found[3], 16), limit)))
     wrong = []
