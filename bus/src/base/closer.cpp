@@ -215,8 +215,7 @@ void row_close(int first, uint32_t count) {
 bool descriptor_lingers(int fd) {
     linger set = {};
     socklen_t length = sizeof set;
-    return getsockopt(fd, SOL_SOCKET, SO_LINGER, &set, &length) == 0 && set.l_onoff != 0 &&
-           !descriptor_closes_at_once(fd);
+    return getsockopt(fd, SOL_SOCKET, SO_LINGER, &set, &length) == 0 && set.l_onoff != 0 && descriptor_may_linger(fd);
 }
 
 // Setting takes it: a thread does that, as with what it closes, which is a copy here; or -1 where there is no room for one.

@@ -7,6 +7,8 @@ namespace bus {
 
 // Whether its close is known to return at once. Asks no file system: that could take as long as the close.
 bool descriptor_closes_at_once(int fd);
+// Of a socket: whether SO_LINGER means anything to it. Not to UDP.
+bool descriptor_may_linger(int fd);
 
 } // namespace bus
 
