@@ -20,8 +20,8 @@ from shortages import SHORTAGES  # noqa: E402
 # The numbers are those of calls of start-up, of registration and of a call; all are reached.
 FAILING = [
     ("application", "memory", 250),
-    ("callee", "memory", 190),
-    ("caller", "memory", 240),
+    ("callee", "memory", 160),
+    ("caller", "memory", 200),
     ("application", "send", 5),
     ("callee", "receive", 12),
     ("application", "accept", 2),
