@@ -288,8 +288,8 @@ TEST_F(Accounts, CallsOfFullPacketsTakeNoMoreThanTheLimit) {
 
 // ----------------------------------------------------------------------------------------- How often it is taken
 
-// What a call costs its sender until it has left: its request, and the message that is queued. There is room for some 450
-// bytes of values in a request; each that finds none takes a block.
+// What a call costs its sender until it has left: its request, and the message that is queued. There is room in a request
+// for four values of 60 bytes, names included; each that finds none takes a block.
 TEST_F(Accounts, CallThatLeavesTakesTwoBlocks) {
     const variant_t name = text("FXS1");
     const variant_t record = bytes(std::string(56, 'x'));
