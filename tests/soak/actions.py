@@ -159,7 +159,8 @@ class Actions:
 
     def parameter(self):
         line = self.pick([line for line in self.house.lines if not line.is_exchange])
-        now, gain = self.house.now(), self.random.randrange(-9, 9)
+        now = self.house.now()
+        gain = self.random.choice([each for each in range(-9, 9) if each != -1])  # that asks for automatic gain
         self.house.application.ask(f"set {line.label} tdmc_gain {gain}")
         line.says(now, f"param tdmc_gain={gain}$")
         self.house.application.ask(f"get {line.label} tdmc_gain")
