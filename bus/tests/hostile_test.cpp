@@ -353,6 +353,26 @@ TEST_F(Hostile, NothingOfABrokenPacketIsHandled) {
     expect_alive();
 }
 
+// Of one turn, which looks at the clock once for both.
+TEST_F(Hostile, TimerThatIsDueWithItFiresAsWell) {
+    static uint64_t now;
+    static int fired;
+    now = 1000000000;
+    fired = 0;
+    kex_setClock(
+        bus, [](void *) { return now; }, nullptr);
+    RawPeer raw(socket);
+    settle();
+    kex_timer_t *timer = kex_timer_create();
+    kex_timer_setHandler(timer, [](kex_timer_t *) { fired++; });
+    kex_timer_start(timer, 2000);
+    now += 2000000000;
+    kex_dispatch(bus);
+    EXPECT_EQ(fired, 1);
+    EXPECT_TRUE(raw.is_closed());
+    kex_timer_destroy(timer);
+}
+
 // Of version 1, whose heads had neither size nor descriptors.
 TEST_F(Hostile, OlderPeerIsRefusedWithItsReason) {
     CapturedTrace trace;
