@@ -59,6 +59,14 @@ class Kill(FailingCall):
     def is_dead(self):
         return self.role in self.processes and not self.processes[self.role].running
 
+    def has_died(self):
+        """Asked when something is missing: its output ends a moment before the system says that it is dead."""
+        try:
+            until("it is dead", self.is_dead, 1)
+        except Unmet:
+            return False
+        return True
+
     def start(self, role, faulty):
         process = self.spawn(role, faulty)
         ready = "^ready " if role == "application" else "^ready .*lines=[1-9]"
@@ -100,8 +108,9 @@ class Kill(FailingCall):
             until("the tables agree", lambda: not self.differences(), 10)
             return self.call()
         except (Unmet, OSError) as problem:
-            self.problem = f"{problem} {'' if self.is_dead() else self.differences()}"
-            if not self.is_dead():
+            died = self.has_died()
+            self.problem = f"{problem} {'' if died else self.differences()}"
+            if not died:
                 raise Wrong(self.problem) from None
             self.settle()
             return False
@@ -118,7 +127,7 @@ class Kill(FailingCall):
                 self.wait_idle()
             self.meet()
         except (Unmet, OSError):
-            if not self.is_dead():
+            if not self.has_died():
                 raise
         self.settle()
         if not self.kind:
