@@ -32,7 +32,7 @@ bool option_get(int fd, int option, int &value) {
 bool socket_has_settings(int fd, int domain) {
     uint32_t figures[kMemoryFigures] = {};
     socklen_t length = sizeof figures;
-    if (getsockopt(fd, SOL_SOCKET, SO_MEMINFO, figures, &length) != 0)
+    if (getsockopt(fd, SOL_SOCKET, SO_MEMINFO, figures, &length) != 0 || length <= kOptionMemory * sizeof *figures)
         return domain == AF_INET6;
     return figures[kOptionMemory] != 0;
 }
