@@ -128,6 +128,7 @@ TEST_F(Memory, ConnectionsAndCalls) {
         kex_tap_close(tap);
         kex_destroy(server);
         server = nullptr;
+        EXPECT_NE(access(socket.c_str(), F_OK), 0) << "the socket is left behind";
         turns();
         EXPECT_EQ(done, sent ? 1 : 0) << "the done handler runs exactly once, or never after a failed send";
         request_destroy(listing);

@@ -11,6 +11,7 @@
 #include "transport/succession.h"
 
 #include <errno.h>
+#include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -20,8 +21,8 @@ namespace bus {
 struct Listener : Source, Node<Listener> {
     Transport *transport;
     bool ready_to_accept;
-    int lock_fd; // -1: the socket was inherited, and is not ours to remove
-    char *path;  // of our own, wherever the process is when it ends; null: it is not known
+    int lock_fd;         // -1: the socket was inherited, and is not ours to remove
+    char path[PATH_MAX]; // of our own, wherever the process is when it ends; "": it is not known
 };
 
 namespace {
@@ -42,7 +43,8 @@ Listener *listener_create(Transport *transport, const PathSocket &opened, const 
     }
     listener->transport = transport;
     listener->lock_fd = opened.lock_fd;
-    listener->path = opened.lock_fd >= 0 ? realpath(path, nullptr) : nullptr;
+    if (opened.lock_fd >= 0 && realpath(path, listener->path) == nullptr)
+        *listener->path = '\0';
     transport->listeners.push(listener);
     loop_wake(transport->loop);
     return listener;
@@ -130,21 +132,23 @@ Listener *listener_open(Transport *transport, const char *path) {
     if (opened.fd < 0 && !path_socket_open(transport->access, &address, opened))
         return nullptr;
     Listener *listener = listener_create(transport, opened, path);
-    if (listener == nullptr)
-        path_socket_close(opened);
-    return listener;
+    if (listener != nullptr)
+        return listener;
+    if (opened.lock_fd >= 0)
+        unlink(path);
+    path_socket_close(opened);
+    return nullptr;
 }
 
 void listener_close(Listener *listener) {
     Transport *transport = listener->transport;
     source_remove(transport->loop, listener);
     // Removed while the lock is still held: it cannot be a successor's.
-    if (listener->path != nullptr)
+    if (*listener->path != '\0')
         unlink(listener->path);
     if (listener->lock_fd >= 0)
         listener_drain(listener);
     path_socket_close({listener->fd, listener->lock_fd});
-    free(listener->path);
     transport->listeners.remove(listener);
     free(listener);
 }
