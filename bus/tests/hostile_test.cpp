@@ -362,12 +362,13 @@ TEST_F(Hostile, TimerThatIsDueWithItFiresAsWell) {
     kex_setClock(
         bus, [](void *) { return now; }, nullptr);
     RawPeer raw(socket);
-    settle();
+    ASSERT_TRUE(turn_until({bus}, [&] { return raw.receive().has_value(); })) << "it is greeted when it is taken in";
     kex_timer_t *timer = kex_timer_create();
     kex_timer_setHandler(timer, [](kex_timer_t *) { fired++; });
     kex_timer_start(timer, 2000);
     now += 2000000000;
-    kex_dispatch(bus);
+    kex_dispatch(bus); // the connection waits for its close event, then for the rest of its queue
+    settle();
     EXPECT_EQ(fired, 1);
     EXPECT_TRUE(raw.is_closed());
     kex_timer_destroy(timer);

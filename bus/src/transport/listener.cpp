@@ -97,10 +97,10 @@ void listener_drain(Listener *listener) {
 }
 
 // Whoever leaves much behind in the queue of those who wait does not hold the rest up: there is a time for turning
-// away, too.
+// away, too. One at least is looked at, however late this process runs.
 void listener_accept(Listener *listener) {
     const uint64_t end = clock_monotonic() + kTurnAccepting;
-    while (clock_monotonic() < end) {
+    do {
         if (closings_are_many() || admission_has_to_wait(listener->transport)) {
             listener_pause(listener);
             return;
@@ -117,7 +117,7 @@ void listener_accept(Listener *listener) {
         if (error != EAGAIN)
             listener_pause(listener);
         return;
-    }
+    } while (clock_monotonic() < end);
 }
 
 } // namespace
