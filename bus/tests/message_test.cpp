@@ -36,7 +36,7 @@ TEST_F(Message, CallIsWrittenAsDrawn) {
     variant_t value = list({u16(7), none()});
     bus::Parameters parameters = {};
     ASSERT_TRUE(bus::parameters_add(parameters, "a", &value));
-    bus::wire::call_write(writer, 0x01020304, 0x8001, "Ob", "f", parameters);
+    bus::wire::call_write(writer, 0x01020304, 0x8001, bus::text_of("Ob"), bus::text_of("f"), parameters);
     bus::parameters_clear(parameters);
     variant_cleanup(&value);
     ASSERT_EQ(writer.why, nullptr);

@@ -96,7 +96,8 @@ TEST_F(GoldenPacket, CallIsWrittenAndRead) {
     argument("no-fd", descriptor(-1));
     argument("bytes", bytes("abc"));
     argument("empty", bytes(""));
-    bus::wire::call_write(writer_, 0x01020304, 0x8001, "fxs1.EndPoint.FXS1", "create", parameters_);
+    bus::wire::call_write(writer_, 0x01020304, 0x8001, bus::text_of("fxs1.EndPoint.FXS1"), bus::text_of("create"),
+                          parameters_);
     EXPECT_EQ(written(), golden::record("call"));
 
     const bus::wire::Message message = opened("call");
@@ -112,7 +113,8 @@ TEST_F(GoldenPacket, CallIsWrittenAndRead) {
 TEST_F(GoldenPacket, OneWayCallIsWrittenAndRead) {
     const uint32_t value = 0x01020304;
     argument("event", bytes(std::string(reinterpret_cast<const char *>(&value), sizeof value)));
-    bus::wire::call_write(writer_, 2, 0, "VoiceService.VoiceApplication", "event", parameters_);
+    bus::wire::call_write(writer_, 2, 0, bus::text_of("VoiceService.VoiceApplication"), bus::text_of("event"),
+                          parameters_);
     bus::wire::call_make_one_way(room_);
     EXPECT_EQ(written(), golden::record("one-way-call"));
     const bus::wire::Message message = opened("one-way-call");

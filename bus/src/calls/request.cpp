@@ -91,7 +91,8 @@ request_t *request_find(const Peer *peer, uint32_t serial) {
 // Null, and why.
 OutMessage *request_write(const request_t *r, Connection *connection, const char *&why) {
     wire::Writer writer = output_begin(connection);
-    wire::call_write(writer, r->serial, r->flags, r->path, r->function, r->parameters);
+    const Text path = {r->path, static_cast<uint32_t>(r->function - r->path - 1)}; // one stands behind the other
+    wire::call_write(writer, r->serial, r->flags, path, text_of(r->function), r->parameters);
     why = writer.why != nullptr                ? writer.why
           : connection_is_writable(connection) ? "the queue is full"
                                                : "it receives no more";
@@ -103,9 +104,7 @@ request_t lost_request;
 
 // One block for all that most requests need: behind it room for parameters, then its texts. Null: no memory.
 constexpr size_t kRequestHead = (sizeof(request_t) + alignof(Parameter) - 1) / alignof(Parameter) * alignof(Parameter);
-request_t *request_take(const char *path, const char *function) {
-    const size_t path_size = strlen(path) + 1;
-    const size_t function_size = strlen(function) + 1;
+request_t *request_take(const char *path, size_t path_size, const char *function, size_t function_size) {
     void *memory = memory_take(kRequestHead + kParametersRoom + path_size + function_size);
     if (memory == nullptr)
         return nullptr;
@@ -195,10 +194,12 @@ bool request_answer(Peer *peer, const wire::Message &message, wire::Descriptors 
 request_t *request_create_executeFunction(const char *path, const char *function, uint32_t flags) {
     if (path == nullptr || function == nullptr || *path == '\0' || *function == '\0')
         return nullptr;
-    if (strnlen(path, kMaxPath + 1) > kMaxPath || strnlen(function, kMaxPath + 1) > kMaxPath)
+    const size_t path_length = strnlen(path, kMaxPath + 1);
+    const size_t function_length = strnlen(function, kMaxPath + 1);
+    if (path_length > kMaxPath || function_length > kMaxPath)
         return nullptr;
     const uint32_t failures = memory_failures();
-    request_t *r = request_take(path, function);
+    request_t *r = request_take(path, path_length + 1, function, function_length + 1);
     if (r == nullptr)
         return &lost_request;
     r->failures = failures;

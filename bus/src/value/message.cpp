@@ -165,7 +165,7 @@ Text hello_name(const Message &message) {
     return get_text(reader);
 }
 
-void call_write(Writer &writer, uint32_t serial, uint32_t flags, const char *path, const char *function,
+void call_write(Writer &writer, uint32_t serial, uint32_t flags, Text path, Text function,
                 const Parameters &parameters) {
     put_head(writer, kCall, serial, flags);
     put_text(writer, path);

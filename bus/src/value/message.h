@@ -19,7 +19,7 @@ void message_discard(Writer &writer);
 
 void hello_write(Writer &writer, const char *name);
 void tap_hello_write(Writer &writer, const char *name);
-void call_write(Writer &writer, uint32_t serial, uint32_t flags, const char *path, const char *function,
+void call_write(Writer &writer, uint32_t serial, uint32_t flags, Text path, Text function,
                 const Parameters &parameters);
 // Error items, then the value unless it is null or none.
 void reply_write(Writer &writer, Kind kind, uint32_t serial, const reply_t *reply, const variant_t *value);

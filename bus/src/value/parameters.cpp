@@ -64,15 +64,16 @@ void parameters_begin(Parameters &parameters, void *room, uint32_t size) {
 }
 
 bool parameters_add(Parameters &parameters, const char *name, const variant_t *value) {
-    const size_t length = strlen(name) + 1;
+    const size_t length = strlen(name);
     const size_t bytes = value_bytes(inside(value));
-    Parameter *parameter = parameter_take(parameters, sizeof(Parameter) + length + bytes + 1);
+    Parameter *parameter = parameter_take(parameters, sizeof(Parameter) + length + 1 + bytes + 1);
     if (parameter == nullptr)
         return false;
     parameter->next = nullptr;
-    parameter->name = reinterpret_cast<char *>(parameter + 1);
-    memcpy(parameter->name, name, length);
-    if (!parameter_set(parameter, value, reinterpret_cast<uint8_t *>(parameter->name) + length, bytes)) {
+    char *place = reinterpret_cast<char *>(parameter + 1);
+    parameter->name = {place, static_cast<uint32_t>(length)};
+    memcpy(place, name, length + 1);
+    if (!parameter_set(parameter, value, reinterpret_cast<uint8_t *>(place + length + 1), bytes)) {
         parameter_free(parameters, parameter);
         return false;
     }

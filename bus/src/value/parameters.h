@@ -4,6 +4,7 @@
 #define KEX_PARAMETERS_H
 
 #include "base/contract.h"
+#include "value/text.h"
 
 #include <stddef.h>
 
@@ -11,7 +12,7 @@ namespace bus {
 
 struct Parameter {
     Parameter *next;
-    char *name;      // stands behind it
+    Text name;       // stands behind it
     variant_t value; // a text or a byte array stands behind the name
 };
 

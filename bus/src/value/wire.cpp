@@ -105,12 +105,11 @@ bool get_array(Reader &reader, variant_t *value) {
 }
 
 bool get_text_value(Reader &reader, variant_t *value) {
-    const Text text = text_as_read(get_text(reader)); // what is kept is counted by that (value_footprint())
-    if (reader.why != nullptr)
-        return false;
-    if (value != nullptr && !value_set_text(value, text.bytes, text.length))
-        return fail(reader.why, "out of memory");
-    return true;
+    const Text text = get_text(reader);
+    if (reader.why != nullptr || value == nullptr)
+        return reader.why == nullptr;
+    const Text kept = text_as_read(text); // what is kept is counted by that (value_footprint())
+    return value_set_text(value, kept.bytes, kept.length) || fail(reader.why, "out of memory");
 }
 
 // Integers of one width; `value` may be null.

@@ -76,14 +76,10 @@ inline void put_text(Writer &writer, const char *text) {
 }
 
 inline void put_head(Writer &writer, Kind kind, uint32_t serial, uint32_t flags) {
-    put_byte(writer, kMagic);
-    put_byte(writer, kVersion);
-    put_byte(writer, kOrder);
-    put_byte(writer, kind);
-    put_word(writer, serial);
-    put_word(writer, flags);
-    put_word(writer, kHeadSize);
-    put_word(writer, 0);
+    uint8_t head[kHeadSize] = {kMagic, kVersion, kOrder, kind};
+    memcpy(head + kSerialAt, &serial, sizeof serial);
+    memcpy(head + kFlagsAt, &flags, sizeof flags);
+    put_bytes(writer, head, sizeof head);
 }
 
 // Behind the body: the head says how long the message has become, and how many descriptors it has.
