@@ -23,7 +23,7 @@ void missed_calls_expire(void *self, uint64_t) {
     period_end(&static_cast<Calls *>(self)->missed);
 }
 
-const Module kMissedCalls = {nullptr, nullptr, nullptr, nullptr, missed_calls_deadline, missed_calls_expire, nullptr};
+const Module kMissedCalls = {.deadline = missed_calls_deadline, .expire = missed_calls_expire};
 
 } // namespace
 

@@ -19,17 +19,17 @@ inline uint64_t sooner(uint64_t one, uint64_t other) {
 constexpr uint32_t kMostModules = 5; // timers, watches, transport, missed calls, trace
 
 struct Module {
-    void (*begin)(void *self);
-    void (*read)(void *self);
+    void (*begin)(void *self) = nullptr;
+    void (*read)(void *self) = nullptr;
     // After running: whoever connects again finds its old connection's place free, unless much of it is left.
-    void (*accept)(void *self);
+    void (*accept)(void *self) = nullptr;
     // Whether the module needs a turn now although no descriptor is ready.
-    bool (*has_work)(void *self);
+    bool (*has_work)(void *self) = nullptr;
     // When it needs one, by the loop's clock.
-    uint64_t (*deadline)(void *self);
+    uint64_t (*deadline)(void *self) = nullptr;
     // The deadline has come. Null: nothing but a turn is needed then.
-    void (*expire)(void *self, uint64_t now);
-    void (*send)(void *self);
+    void (*expire)(void *self, uint64_t now) = nullptr;
+    void (*send)(void *self) = nullptr;
 };
 
 // The modules that have one of the functions, in the order in which they joined: a turn asks nobody else.

@@ -71,7 +71,7 @@ void timers_expire(void *self, uint64_t now) {
     }
 }
 
-const Module kTimers = {nullptr, nullptr, nullptr, nullptr, timers_deadline, timers_expire, nullptr};
+const Module kTimers = {.deadline = timers_deadline, .expire = timers_expire};
 
 } // namespace
 

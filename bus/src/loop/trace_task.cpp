@@ -23,7 +23,7 @@ void trace_task_send(void *) {
         trace_catch_up();
 }
 
-const Module kTrace = {nullptr, nullptr, nullptr, nullptr, trace_task_deadline, nullptr, trace_task_send};
+const Module kTrace = {.deadline = trace_task_deadline, .send = trace_task_send};
 
 } // namespace
 

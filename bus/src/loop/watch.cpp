@@ -81,7 +81,7 @@ void watches_queue_always_ready(void *self) {
     }
 }
 
-const Module kWatches = {watches_queue_always_ready, nullptr, nullptr, watches_have_work, nullptr, nullptr, nullptr};
+const Module kWatches = {.begin = watches_queue_always_ready, .has_work = watches_have_work};
 
 } // namespace
 

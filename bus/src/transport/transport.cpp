@@ -48,8 +48,12 @@ void transport_send(void *self) {
     transport_of(self)->output_waits = false;
 }
 
-const Module kTransport = {nullptr,          transport_read, transport_accept, transport_has_work, transport_deadline,
-                           transport_expire, transport_send};
+const Module kTransport = {.read = transport_read,
+                           .accept = transport_accept,
+                           .has_work = transport_has_work,
+                           .deadline = transport_deadline,
+                           .expire = transport_expire,
+                           .send = transport_send};
 
 } // namespace
 

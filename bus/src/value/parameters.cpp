@@ -71,7 +71,8 @@ bool parameters_add(Parameters &parameters, const char *name, const variant_t *v
         return false;
     parameter->next = nullptr;
     char *place = reinterpret_cast<char *>(parameter + 1);
-    parameter->name = {place, static_cast<uint32_t>(length)};
+    // No packet has room for a name that is cut here.
+    parameter->name = {place, length < UINT32_MAX ? static_cast<uint32_t>(length) : UINT32_MAX};
     memcpy(place, name, length + 1);
     if (!parameter_set(parameter, value, reinterpret_cast<uint8_t *>(place + length + 1), bytes)) {
         parameter_free(parameters, parameter);

@@ -109,7 +109,9 @@ bool get_text_value(Reader &reader, variant_t *value) {
     if (reader.why != nullptr || value == nullptr)
         return reader.why == nullptr;
     const Text kept = text_as_read(text); // what is kept is counted by that (value_footprint())
-    return value_set_text(value, kept.bytes, kept.length) || fail(reader.why, "out of memory");
+    if (!value_set_text(value, kept.bytes, kept.length))
+        return fail(reader.why, "out of memory");
+    return true;
 }
 
 // Integers of one width; `value` may be null.
